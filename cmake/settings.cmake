@@ -1,0 +1,53 @@
+# Compile settings that every target shares, and how a library of this tree is made.
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE Release)
+endif()
+
+find_package(Threads REQUIRED)
+
+# -ffp-contract=off: single-precision formulas are computed as written on every host.
+# _FILE_OFFSET_BITS: a 32-bit program reads folders of large file systems too.
+# -Wno-format-truncation: texts that don't fit a fixed buffer are cut, by design.
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -ffp-contract=off)
+add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-format-truncation>)
+add_compile_definitions(_FILE_OFFSET_BITS=64)
+if(CORE_WERROR)
+    add_compile_options(-Werror)
+endif()
+if(CORE_SANITIZE)
+    add_compile_options(-fsanitize=${CORE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${CORE_SANITIZE})
+endif()
+
+# core_library(NAME SOURCES...): a shared library that exports what its headers mark as public. NAME/NAME.map,
+# beside the sources, is the export list for the linkers that take one: it also keeps in the code that the standard
+# library's templates leave behind.
+function(core_library name)
+    add_library(${name} SHARED ${ARGN})
+    set_target_properties(${name} PROPERTIES
+        VERSION ${PROJECT_VERSION}
+        SOVERSION ${PROJECT_VERSION_MAJOR}
+        CXX_VISIBILITY_PRESET hidden
+        OBJCXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON)
+    target_include_directories(${name} PUBLIC
+        $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+        $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+    if(APPLE)
+        # A game's bundle carries these in Contents/Frameworks.
+        set_target_properties(${name} PROPERTIES
+            INSTALL_NAME_DIR "@executable_path/../Frameworks"
+            BUILD_WITH_INSTALL_NAME_DIR OFF)
+    else()
+        set(map ${PROJECT_SOURCE_DIR}/${name}/${name}.map)
+        target_link_options(${name} PRIVATE LINKER:--version-script=${map} LINKER:--no-undefined-version)
+        set_target_properties(${name} PROPERTIES LINK_DEPENDS ${map} INSTALL_RPATH "$ORIGIN")
+    endif()
+    install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    install(DIRECTORY ${PROJECT_SOURCE_DIR}/${name}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${name}
+        FILES_MATCHING PATTERN "*.h" PATTERN "include" EXCLUDE PATTERN "src" EXCLUDE)
+endfunction()

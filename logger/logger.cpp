@@ -1,0 +1,264 @@
+// The log: a message is formatted, made into a line, and the line is written.
+//
+// 1. Nothing here needs another library of the engine, nor its memory manager: their troubles are what is
+//    logged. What doesn't fit on the stack is malloc's.
+// 2. The standard error stream's own lock is held while a line is written, and only then: lines don't mix
+//    with each other, nor with what the game prints there.
+// 3. No memory is no reason for silence: a line then goes out in pieces, and a message as far as it fits.
+#include "logger/logger.h"
+
+#include <atomic>
+#include <charconv>
+#include <errno.h>
+#include <poll.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+static const char sc_colourEnd[] = "\x1b[39m"; // back to the terminal's own
+static const size_t sc_noteRoom = 64;          // for a note of what there was no memory for
+
+struct Settings {
+    std::atomic<int> threshold;
+    bool colours; // wanted where the stream is a terminal
+};
+
+static int thresholdAtStart()
+{
+    int threshold = 6;
+    if (const char* text = getenv("CORE_LOG_LEVEL")) {
+        int value;
+        const std::from_chars_result scan = std::from_chars(text, text + strlen(text), value);
+        if (scan.ec == std::errc() && *scan.ptr == '\0') {
+            threshold = value;
+        }
+    }
+    return threshold;
+}
+
+static bool coloursWanted()
+{
+    const char* noColour = getenv("NO_COLOR");
+    const char* terminal = getenv("TERM");
+    return !(noColour && *noColour) && !(terminal && strcmp(terminal, "dumb") == 0);
+}
+
+// Made at the first call: that may come from another library's start-up code.
+static Settings& settings()
+{
+    static Settings s_settings = {{thresholdAtStart()}, coloursWanted()};
+    return s_settings;
+}
+
+static void writeAll(const char* bytes, size_t count)
+{
+    while (count > 0) {
+        const ssize_t written = write(STDERR_FILENO, bytes, count);
+        if (written > 0) {
+            bytes += written;
+            count -= static_cast<size_t>(written);
+        } else if (written < 0 && errno == EAGAIN) {
+            pollfd stream = {STDERR_FILENO, POLLOUT, 0}; // somebody made it non-blocking
+            poll(&stream, 1, -1);
+        } else if (written == 0 || errno != EINTR) {
+            return; // there is nobody to tell
+        }
+    }
+}
+
+// A line that grows until it is written: on the stack at first, then in one block.
+class Line {
+public:
+    Line() = default;
+    ~Line() { free(m_block); }
+
+    Line(const Line&) = delete;
+    Line& operator=(const Line&) = delete;
+
+    void append(const char* bytes, size_t count);
+    void append(const char* text) { append(text, strlen(text)); }
+    void finish();
+
+private:
+    bool _grow(size_t room);
+    void _writePiece();
+
+    char m_small[4096];
+    char* m_block = nullptr;
+    char* m_bytes = m_small;
+    size_t m_room = sizeof(m_small);
+    size_t m_count = 0;
+    bool m_begun = false; // the first piece is out, and the stream is ours until the last
+};
+
+// False when there is no memory, and nothing has changed.
+bool Line::_grow(size_t room)
+{
+    char* block = static_cast<char*>(malloc(room));
+    if (!block) {
+        return false;
+    }
+    memcpy(block, m_bytes, m_count);
+    free(m_block);
+    m_bytes = m_block = block;
+    m_room = room;
+    return true;
+}
+
+void Line::append(const char* bytes, size_t count)
+{
+    while (count > m_room - m_count && !_grow(2 * m_room + count)) {
+        const size_t fits = m_room - m_count;
+        memcpy(m_bytes + m_count, bytes, fits);
+        m_count += fits;
+        bytes += fits;
+        count -= fits;
+        _writePiece();
+    }
+    memcpy(m_bytes + m_count, bytes, count);
+    m_count += count;
+}
+
+void Line::_writePiece()
+{
+    if (!m_begun) {
+        flockfile(stderr);
+        m_begun = true;
+    }
+    writeAll(m_bytes, m_count);
+    m_count = 0;
+}
+
+void Line::finish()
+{
+    _writePiece();
+    funlockfile(stderr);
+}
+
+// Text that stands for itself. The bytes of UTF-8 and of other 8-bit texts do, but for the one that begins
+// UTF-8's own control characters.
+static bool isPlain(char letter)
+{
+    const unsigned char byte = static_cast<unsigned char>(letter);
+    return (byte >= 0x20 && byte != 0x7f && byte != '^' && byte != 0xc2) || byte == '\n' || byte == '\t';
+}
+
+// The bytes of the control character at text, which isn't plain; 0 when it is none either.
+static size_t controlLength(const char* text)
+{
+    const unsigned char first = static_cast<unsigned char>(text[0]);
+    const unsigned char second = static_cast<unsigned char>(text[1]);
+    if (first == 0xc2) {
+        return second >= 0x80 && second < 0xa0 ? 2 : 0;
+    }
+    return first == '^' ? 0 : 1;
+}
+
+static void appendHex(Line& line, const char* bytes, size_t count)
+{
+    for (size_t i = 0; i < count; ++i) {
+        char hex[5];
+        snprintf(hex, sizeof(hex), "\\x%02X", static_cast<unsigned char>(bytes[i]));
+        line.append(hex);
+    }
+}
+
+static bool startsColour(const char* text)
+{
+    return strncmp(text, "^C", 2) == 0 && strspn(text + 2, "0123456789ABCDEFabcdef") >= 6;
+}
+
+static void appendColour(Line& line, const char* digits)
+{
+    unsigned int colour = 0;
+    std::from_chars(digits, digits + 6, colour, 16);
+    char sequence[24];
+    snprintf(sequence, sizeof(sequence), "\x1b[38;2;%u;%u;%um", colour >> 16 & 0xff, colour >> 8 & 0xff,
+             colour & 0xff);
+    line.append(sequence);
+}
+
+static void appendMessage(Line& line, const char* text, bool showColours)
+{
+    bool coloured = false;
+    for (;;) {
+        const char* plain = text;
+        while (isPlain(*text)) {
+            ++text;
+        }
+        line.append(plain, static_cast<size_t>(text - plain));
+        if (*text == '\0' || *text == '\f') {
+            break;
+        }
+        if (startsColour(text)) {
+            coloured = true;
+            if (showColours) {
+                appendColour(line, text + 2);
+            }
+            text += 8;
+        } else if (coloured && strncmp(text, "^c", 2) == 0) {
+            coloured = false;
+            if (showColours) {
+                line.append(sc_colourEnd);
+            }
+            text += 2;
+        } else if (const size_t count = controlLength(text)) {
+            appendHex(line, text, count);
+            text += count;
+        } else {
+            line.append(text++, 1);
+        }
+    }
+    if (coloured && showColours) {
+        line.append(sc_colourEnd);
+    }
+}
+
+// A message of length bytes in a block for the caller to free; null without memory.
+static char* formatInBlock(size_t length, const char* format, va_list args)
+{
+    char* block = static_cast<char*>(malloc(length + 1));
+    if (block) {
+        vsnprintf(block, length + 1, format, args);
+    }
+    return block;
+}
+
+void owLogger::log(int level, const char* format, ...)
+{
+    if (!format || level > settings().threshold) {
+        return;
+    }
+    const int callersError = errno; // the caller may be about to look at it
+    char small[2048];
+    char* block = nullptr;
+    va_list args;
+    va_start(args, format);
+    const int length = vsnprintf(small, sizeof(small), format, args);
+    va_end(args);
+    if (length >= static_cast<int>(sizeof(small))) {
+        va_start(args, format);
+        block = formatInBlock(static_cast<size_t>(length), format, args);
+        va_end(args);
+        if (!block) {
+            char* end = small + sizeof(small) - sc_noteRoom;
+            snprintf(end, sc_noteRoom, "... (%d bytes, and no memory for more)", length);
+        }
+    }
+
+    // What printf can't do is shown as it was asked for.
+    const char* text = length < 0 ? format : block ? block : small;
+    Line line;
+    appendMessage(line, text, settings().colours && isatty(STDERR_FILENO));
+    line.append("\n");
+    line.finish();
+    free(block);
+    errno = callersError;
+}
+
+void owLogger::setLevel(int threshold)
+{
+    settings().threshold = threshold;
+}

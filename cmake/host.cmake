@@ -1,0 +1,59 @@
+# What the host brings: the target `mac` and, where it is at hand, AppKit.
+
+# `mac` is the Mac's own interface: the system's frameworks on a Mac, the library macapi elsewhere.
+add_library(mac INTERFACE)
+if(APPLE)
+    target_link_libraries(mac INTERFACE
+        "-framework Carbon" "-framework Cocoa" "-framework CoreFoundation" "-framework ApplicationServices")
+else()
+    add_subdirectory(macapi)
+    target_link_libraries(mac INTERFACE macapi)
+endif()
+
+# AppKit is the system's own on a Mac, and GNUstep's elsewhere; gnustep-config says how to build with it. The C++
+# compiler speaks Objective-C++ as well, when that part of it is installed.
+set(appkit_flags)
+set(appkit_libs)
+if(NOT APPLE)
+    find_program(GNUSTEP_CONFIG gnustep-config)
+    if(GNUSTEP_CONFIG)
+        execute_process(COMMAND ${GNUSTEP_CONFIG} --objc-flags OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE)
+        execute_process(COMMAND ${GNUSTEP_CONFIG} --gui-libs OUTPUT_VARIABLE libs OUTPUT_STRIP_TRAILING_WHITESPACE)
+        # What is ours to say stays ours: optimisation, debug symbols, dependency files, the current folder.
+        string(REGEX REPLACE " (-MMD|-MP|-g|-O2|-I\\.|-Wall|-Wno-import|-pthread|-fPIC)" "" flags " ${flags}")
+        string(REGEX REPLACE " -I([^ ]+)" " -isystem \\1" flags "${flags}")
+        separate_arguments(appkit_flags UNIX_COMMAND "${flags}")
+        separate_arguments(appkit_libs UNIX_COMMAND "${libs}")
+    endif()
+endif()
+set(appkit_found NO)
+if(NOT CORE_APPKIT STREQUAL "OFF" AND NOT CMAKE_CROSSCOMPILING)
+    set(appkit_probe ${CMAKE_CURRENT_BINARY_DIR}/appkit_probe.mm)
+    file(WRITE ${appkit_probe} "#import <AppKit/AppKit.h>\n")
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} ${appkit_flags} -fsyntax-only ${appkit_probe}
+        RESULT_VARIABLE appkit_missing OUTPUT_QUIET ERROR_QUIET)
+    if(NOT appkit_missing)
+        set(appkit_found YES)
+    endif()
+endif()
+if(appkit_found)
+    set(CMAKE_OBJCXX_COMPILER ${CMAKE_CXX_COMPILER})
+    enable_language(OBJCXX)
+    message(STATUS "Windows: AppKit")
+elseif(CORE_APPKIT STREQUAL "ON")
+    message(FATAL_ERROR "CORE_APPKIT is ON, but this compiler finds no AppKit to build with")
+else()
+    message(STATUS "Windows: none, there is no AppKit")
+endif()
+
+# core_appkit(TARGET WITH WITHOUT): adds the source WITH, in Objective-C++, where AppKit is at hand, and else the
+# stand-in WITHOUT.
+function(core_appkit target with without)
+    if(appkit_found)
+        target_sources(${target} PRIVATE ${with})
+        set_source_files_properties(${with} PROPERTIES COMPILE_OPTIONS "${appkit_flags}")
+        target_link_libraries(${target} PRIVATE ${appkit_libs})
+    else()
+        target_sources(${target} PRIVATE ${without})
+    endif()
+endfunction()

@@ -1,0 +1,55 @@
+// Application Services, as far as core asks for them: the main display, and opening what belongs to other programs.
+//
+//     CFDictionaryRef mode = CGDisplayCurrentMode(kCGDirectMainDisplay);
+//     int width = 0;
+//     CFNumberGetValue((CFNumberRef)CFDictionaryGetValue(mode, kCGDisplayWidth), kCFNumberIntType, &width);
+//
+// The main display is the primary output of the X display that DISPLAY names. Whether there is one is found out at the
+// first call that wants to know; a server that goes away later counts as none. All calls may come from any thread.
+#ifndef MACAPI_APPLICATIONSERVICES_H
+#define MACAPI_APPLICATIONSERVICES_H
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#pragma GCC visibility push(default)
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef unsigned int CGDirectDisplayID; // 32 bits
+
+#define kCGNullDirectDisplay ((CGDirectDisplayID)0)
+#define kCGDirectMainDisplay CGMainDisplayID()
+
+CGDirectDisplayID CGMainDisplayID(void); // kCGNullDirectDisplay without a window server
+
+// What a display shows now, in the keys below; null without a window server, and for any other display. Lent: it lives
+// to the end of the process, also when the display has long gone on to another mode.
+CFDictionaryRef CGDisplayCurrentMode(CGDirectDisplayID display);
+
+extern const CFStringRef kCGDisplayWidth;        // "Width", pixels
+extern const CFStringRef kCGDisplayHeight;       // "Height", pixels
+extern const CFStringRef kCGDisplayBitsPerPixel; // "BitsPerPixel", 8, 16 or 32
+extern const CFStringRef kCGDisplayRefreshRate;  // "RefreshRate", a double in hertz; 0 when nobody knows
+
+// The user's session at the window server; null when there is none. The caller releases it.
+CFDictionaryRef CGSessionCopyCurrentDictionary(void);
+
+extern const CFStringRef kCGSessionUserIDKey; // the user's number
+
+// Opens a URL with the program that the user likes best for it, by way of xdg-open. 0 when that could be started: what
+// becomes of it later is between it and the user. *launched, where the caller gives one, becomes null: which
+// program it is stays the desktop's secret.
+OSStatus LSOpenCFURLRef(CFURLRef url, CFURLRef* launched);
+
+enum {
+    kLSUnknownErr = -10810,
+    kLSApplicationNotFoundErr = -10814 // there is no xdg-open, or the URL has no scheme
+};
+
+#ifdef __cplusplus
+}
+#endif
+#pragma GCC visibility pop
+
+#endif

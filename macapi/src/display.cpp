@@ -1,0 +1,76 @@
+// The main display and the user's session, in the Mac's terms.
+#include <ApplicationServices/ApplicationServices.h>
+
+#include "macapi/src/values.h"
+#include "macapi/src/windowserver.h"
+
+#include <mutex>
+#include <unistd.h>
+#include <vector>
+
+using namespace macapi;
+
+static const CGDirectDisplayID sc_mainDisplay = 1; // the only one that has a number here
+
+static const Constant<__CFString> s_width("Width");
+static const Constant<__CFString> s_height("Height");
+static const Constant<__CFString> s_bitsPerPixel("BitsPerPixel");
+static const Constant<__CFString> s_refreshRate("RefreshRate");
+static const Constant<__CFString> s_userID("kCGSSessionUserIDKey");
+
+const CFStringRef kCGDisplayWidth = &s_width.object;
+const CFStringRef kCGDisplayHeight = &s_height.object;
+const CFStringRef kCGDisplayBitsPerPixel = &s_bitsPerPixel.object;
+const CFStringRef kCGDisplayRefreshRate = &s_refreshRate.object;
+const CFStringRef kCGSessionUserIDKey = &s_userID.object;
+
+static Ref<__CFDictionary> dictionaryOf(const DisplayMode& mode)
+{
+    __CFDictionary::Entries entries;
+    entries[s_width.object.text] = makeInteger(mode.width);
+    entries[s_height.object.text] = makeInteger(mode.height);
+    entries[s_bitsPerPixel.object.text] = makeInteger(mode.bitsPerPixel);
+    entries[s_refreshRate.object.text] = make<__CFNumber>(mode.refreshRate);
+    return make<__CFDictionary>(std::move(entries));
+}
+
+// One dictionary for each mode there ever was, since nobody gives one back.
+static CFDictionaryRef lend(const DisplayMode& mode)
+{
+    struct Seen {
+        DisplayMode mode;
+        const __CFDictionary* dictionary;
+    };
+    static std::mutex s_mutex;
+    static auto& s_seen = *new std::vector<Seen>;
+
+    const std::lock_guard<std::mutex> lock(s_mutex);
+    for (const Seen& seen : s_seen) {
+        if (seen.mode == mode) {
+            return seen.dictionary;
+        }
+    }
+    s_seen.push_back({mode, immortal(dictionaryOf(mode))});
+    return s_seen.back().dictionary;
+}
+
+CGDirectDisplayID CGMainDisplayID()
+{
+    return hasWindowServer() ? sc_mainDisplay : kCGNullDirectDisplay;
+}
+
+CFDictionaryRef CGDisplayCurrentMode(CGDirectDisplayID display)
+{
+    DisplayMode mode;
+    return display == sc_mainDisplay && mainDisplayMode(&mode) ? lend(mode) : nullptr;
+}
+
+CFDictionaryRef CGSessionCopyCurrentDictionary()
+{
+    if (!hasWindowServer()) {
+        return nullptr;
+    }
+    __CFDictionary::Entries entries;
+    entries[s_userID.object.text] = makeInteger(getuid());
+    return make<__CFDictionary>(std::move(entries)).release();
+}

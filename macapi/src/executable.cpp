@@ -1,0 +1,38 @@
+#include "macapi/src/executable.h"
+
+#include <limits.h>
+#include <sys/auxv.h>
+#include <unistd.h>
+
+namespace macapi {
+
+std::string executablePath()
+{
+    static const std::string sc_deleted =
+        " (deleted)"; // what the kernel writes behind the name of a file that is gone
+    char link[PATH_MAX];
+    const ssize_t length = readlink("/proc/self/exe", link, sizeof(link));
+    if (length <= 0) {
+        // No /proc, or an emulator whose own file is gone: the name the program was started by will do.
+        const char* name = reinterpret_cast<const char*>(getauxval(AT_EXECFN));
+        return name ? absolutePath(name) : "";
+    }
+    std::string path(link, length);
+    const bool marked = path.size() > sc_deleted.size() &&
+                        path.compare(path.size() - sc_deleted.size(), sc_deleted.size(), sc_deleted) == 0;
+    if (marked && access(path.c_str(), F_OK) != 0) {
+        path.resize(path.size() - sc_deleted.size());
+    }
+    return path;
+}
+
+std::string absolutePath(const std::string& path)
+{
+    if (path[0] == '/') {
+        return path;
+    }
+    char folder[PATH_MAX];
+    return getcwd(folder, sizeof(folder)) ? std::string(folder) + "/" + path : "";
+}
+
+} // namespace macapi

@@ -1,0 +1,192 @@
+// The system's folders: two Library folders, and the folders in them.
+#include <Carbon/Carbon.h>
+
+#include "macapi/src/executable.h"
+
+#include <errno.h>
+#include <mutex>
+#include <pwd.h>
+#include <stdlib.h>
+#include <string.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+using namespace macapi;
+
+static std::string environment(const char* name)
+{
+    const char* value = getenv(name);
+    return value ? value : "";
+}
+
+static std::string homeFolder()
+{
+    const std::string home = environment("HOME");
+    if (!home.empty()) {
+        return home;
+    }
+    passwd entry;
+    passwd* found = nullptr;
+    std::vector<char> texts(16384);
+    getpwuid_r(getuid(), &entry, texts.data(), texts.size(), &found);
+    return found ? found->pw_dir : "";
+}
+
+// Where the desktop's programs keep their data, one folder for us in it; empty for a user without a home.
+static std::string dataFolder()
+{
+    std::string folder = environment("XDG_DATA_HOME");
+    if (folder.empty() || folder[0] != '/') { // a relative one is to be ignored
+        folder = homeFolder();
+        if (folder.empty()) {
+            return "";
+        }
+        folder += "/.local/share";
+    }
+    return folder + "/macapi";
+}
+
+// The machine's folder lies with the user too: elsewhere an ordinary user's game could not write to it.
+static std::string libraryFolder(short domain)
+{
+    const bool machine = domain == kLocalDomain;
+    std::string folder = environment(machine ? "MACAPI_LIBRARY" : "MACAPI_USER_LIBRARY");
+    if (folder.empty()) {
+        folder = dataFolder();
+        if (folder.empty()) {
+            return "";
+        }
+        folder += machine ? "/local" : "/user";
+    }
+    return absolutePath(folder);
+}
+
+static bool isFolder(const std::string& path)
+{
+    struct stat status;
+    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// 0 when the folder is there afterwards, whoever made it; else the error of the outermost that could not be made.
+static int makeFolder(const std::string& path)
+{
+    for (size_t end = 0; end != path.npos;) {
+        end = path.find('/', end + 1);
+        const std::string part = path.substr(0, end);
+        const int error = mkdir(part.c_str(), 0755) == 0 ? 0 : errno;
+        if (error != 0 && !isFolder(part)) {
+            return error;
+        }
+    }
+    return 0;
+}
+
+static OSErr statusOf(int error)
+{
+    switch (error) {
+    case 0:
+        return noErr;
+    case ENOENT:
+        return fnfErr;
+    case EEXIST: // the folder's own name is taken by a file
+    case ENOTDIR:
+        return dirNFErr;
+    case EACCES:
+    case EPERM:
+        return permErr;
+    case EROFS:
+        return wPrErr;
+    case ENOSPC:
+    case EDQUOT:
+        return dskFulErr;
+    case ENAMETOOLONG:
+        return pathTooLongErr;
+    default:
+        return ioErr;
+    }
+}
+
+// The folders that references lead to. One is entered once and never leaves, so a reference stays good.
+static std::mutex s_mutex;
+static std::vector<std::string>& s_folders = *new std::vector<std::string>;
+
+static const char sc_mark[8] = {'m', 'a', 'c', 'a', 'p', 'i', 'F', 'S'};
+
+// A mark that says the reference is ours, the folder's place in the table, and nothing else.
+static FSRef referenceTo(UInt32 place)
+{
+    FSRef reference = {};
+    memcpy(reference.hidden, sc_mark, sizeof(sc_mark));
+    memcpy(reference.hidden + sizeof(sc_mark), &place, sizeof(place));
+    return reference;
+}
+
+static FSRef referenceTo(const std::string& path)
+{
+    const std::lock_guard<std::mutex> lock(s_mutex);
+    UInt32 place = 0;
+    while (place < s_folders.size() && s_folders[place] != path) {
+        place++;
+    }
+    if (place == s_folders.size()) {
+        s_folders.push_back(path);
+    }
+    return referenceTo(place);
+}
+
+// Empty for a reference that is none of ours.
+static std::string pathOf(const FSRef& reference)
+{
+    UInt32 place;
+    memcpy(&place, reference.hidden + sizeof(sc_mark), sizeof(place));
+    const FSRef ours = referenceTo(place);
+    const std::lock_guard<std::mutex> lock(s_mutex);
+    return memcmp(&reference, &ours, sizeof(ours)) == 0 && place < s_folders.size() ? s_folders[place] : "";
+}
+
+OSErr FSFindFolder(short domain, OSType folderType, Boolean createFolder, FSRef* folder)
+{
+    if (!folder) {
+        return paramErr;
+    }
+    if (domain != kLocalDomain && domain != kUserDomain) {
+        return nsvErr;
+    }
+    if (folderType != kApplicationSupportFolderType && folderType != kPreferencesFolderType) {
+        return fnfErr;
+    }
+    const std::string library = libraryFolder(domain);
+    if (library.empty()) {
+        return fnfErr;
+    }
+    const char* name = folderType == kPreferencesFolderType ? "Preferences" : "Application Support";
+    const std::string path = library + (library.back() == '/' ? "" : "/") + name;
+    if (createFolder) {
+        const OSErr status = statusOf(makeFolder(path));
+        if (status != noErr) {
+            return status;
+        }
+    } else if (!isFolder(path)) {
+        return fnfErr;
+    }
+    *folder = referenceTo(path);
+    return noErr;
+}
+
+OSStatus FSRefMakePath(const FSRef* folder, UInt8* path, UInt32 size)
+{
+    if (!folder || !path) {
+        return paramErr;
+    }
+    const std::string known = pathOf(*folder);
+    if (known.empty()) {
+        return errFSBadFSRef;
+    }
+    if (known.size() >= size) {
+        return pathTooLongErr;
+    }
+    memcpy(path, known.c_str(), known.size() + 1);
+    return noErr;
+}

@@ -1,0 +1,78 @@
+// Opening a URL: xdg-open, started as nobody's child.
+#include <Carbon/Carbon.h>
+
+#include "macapi/src/url.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace macapi;
+
+// In the process that becomes xdg-open: it neither reads nor writes for the game, and does not inherit how the game
+// takes its signals. Returns only when there is no xdg-open.
+static void becomeOpener(const char* url)
+{
+    const int nowhere = open("/dev/null", O_RDWR);
+    for (int stream = 0; stream <= 2; stream++) {
+        dup2(nowhere, stream);
+    }
+    for (int number = 1; number < NSIG; number++) {
+        signal(number, SIG_DFL);
+    }
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    execlp("xdg-open", "xdg-open", url, static_cast<char*>(nullptr));
+}
+
+// Two forks: the child ends at once and is waited for here, so that the grandchild is left to the system and never a
+// zombie of the game's. The pipe is closed without a word when xdg-open takes the grandchild's place.
+static OSStatus startOpener(const char* url, int reader, int writer)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        setsid(); // what ends the game from a terminal leaves the browser alone
+        const pid_t opener = fork();
+        if (opener == 0) {
+            becomeOpener(url);
+        }
+        const bool failed = opener <= 0;
+        _exit(failed && write(writer, "", 1) == 1);
+    }
+    close(writer);
+    if (child < 0) {
+        return kLSUnknownErr;
+    }
+    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    char failure;
+    ssize_t length;
+    do {
+        length = read(reader, &failure, 1);
+    } while (length < 0 && errno == EINTR);
+    return length == 0 ? static_cast<OSStatus>(noErr) : static_cast<OSStatus>(kLSApplicationNotFoundErr);
+}
+
+OSStatus LSOpenCFURLRef(CFURLRef reference, CFURLRef* launched)
+{
+    if (launched) {
+        *launched = nullptr;
+    }
+    const __CFURL* url = as<__CFURL>(reference);
+    if (!url) {
+        return paramErr;
+    }
+    if (!hasScheme(url->string->text)) {
+        return kLSApplicationNotFoundErr; // to xdg-open that would be an option, or some file in the working folder
+    }
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        return kLSUnknownErr;
+    }
+    const OSStatus status = startOpener(url->string->text.c_str(), ends[0], ends[1]);
+    close(ends[0]);
+    return status;
+}

@@ -1,0 +1,23 @@
+// Property lists, in their XML form.
+//
+// Strings, whole numbers, reals, booleans, dates, data, arrays and dictionaries come back from a file as they went in;
+// what only shapes the file does not: comments, attributes, the order of a dictionary's keys. A file that holds
+// anything else, or is no well-formed UTF-8 XML, does not parse, and nothing of it is used.
+#pragma once
+
+#include "macapi/src/object.h"
+
+#include <string>
+#include <string_view>
+
+namespace macapi {
+
+const int sc_plistDepth = 128; // values inside values; what nests deeper was made to do harm
+
+// Null when the text does not parse.
+Ref<Object> readPlist(std::string_view text);
+
+// False, and nothing written, when the value or one inside it has no place in a property list or lies too deep.
+bool writePlist(const Object& value, std::string* text);
+
+} // namespace macapi

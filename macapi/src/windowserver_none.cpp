@@ -1,0 +1,15 @@
+#include "macapi/src/windowserver.h"
+
+namespace macapi {
+
+bool hasWindowServer()
+{
+    return false;
+}
+
+bool mainDisplayMode(DisplayMode*)
+{
+    return false;
+}
+
+} // namespace macapi

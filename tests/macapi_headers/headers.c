@@ -1,0 +1,24 @@
+// Includes the Mac's headers, and AppKit in front of them or behind where it is asked for.
+#ifdef APPKIT_FIRST
+#include <AppKit/AppKit.h>
+#endif
+#include <Carbon/Carbon.h>
+
+#include <ApplicationServices/ApplicationServices.h>
+#include <CoreFoundation/CoreFoundation.h>
+#ifdef APPKIT_LAST
+#include <AppKit/AppKit.h>
+#endif
+
+// The Mac's own sizes: a negative one does not compile.
+#define HOLDS(name, condition) typedef char name[(condition) ? 1 : -1]
+HOLDS(booleans, sizeof(Boolean) == 1 && sizeof(UInt8) == 1 && sizeof(SInt8) == 1);
+HOLDS(shorts, sizeof(UInt16) == 2 && sizeof(SInt16) == 2 && sizeof(OSErr) == 2);
+HOLDS(longs, sizeof(UInt32) == 4 && sizeof(SInt32) == 4 && sizeof(OSStatus) == 4 && sizeof(OSType) == 4);
+HOLDS(indexes, sizeof(CFIndex) == sizeof(void*) && sizeof(CFStringEncoding) == 4);
+HOLDS(displays, sizeof(CGDirectDisplayID) == 4);
+HOLDS(processes, sizeof(ProcessSerialNumber) == 8);
+HOLDS(references, sizeof(FSRef) == 80);
+
+CFStringRef literal(void);
+CFStringRef literal(void) { return CFSTR("Width"); }

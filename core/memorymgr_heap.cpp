@@ -1,0 +1,346 @@
+// Serving requests: the heap of one bank, linear banks, and the fallback blocks behind both.
+//
+// 1. The nodes tile a heap bank: used and free sizes add up to its size.
+// 2. No two free nodes touch; a freed node takes in its neighbours at once.
+// 3. The free list runs from small to large, so the first node that fits is the best fit. Of equal ones the last that
+//    came back stands first.
+// 4. A node is on one of its bank's three lists: free, used, or fallback.
+// 5. A request a bank can't serve goes to its location. Where that has nothing either, the game ends.
+//
+// A bank's lock is held from the first look at the bank to the last, callbacks included.
+#include "core/memorymgr.h"
+#include "core/memorymgr_nodes.h"
+#include "core/platform.h"
+
+#include <stdlib.h>
+
+static Mutex s_mutex[32];
+static Mutex s_systemMutex; // bank -1
+
+class BankLock {
+public:
+    explicit BankLock(int bank) : m_mutex(bank == -1 ? &s_systemMutex.mutex : &s_mutex[bank].mutex)
+    {
+        pthread_mutex_lock(m_mutex);
+    }
+    ~BankLock() { pthread_mutex_unlock(m_mutex); }
+
+private:
+    pthread_mutex_t* m_mutex;
+};
+
+static unsigned int sizeOf(const MemoryHeapNode_s* node)
+{
+    return node->size & ~sc_extBit;
+}
+
+static MemoryHeapNode_s* behind(MemoryHeapNode_s* node)
+{
+    return reinterpret_cast<MemoryHeapNode_s*>(reinterpret_cast<char*>(node) + sizeOf(node));
+}
+
+static void* blockOf(MemoryHeapNode_s* node)
+{
+    return node + 1;
+}
+
+static MemoryHeapNode_s* nodeOf(void* block)
+{
+    return static_cast<MemoryHeapNode_s*>(block) - 1;
+}
+
+static void pushFront(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
+{
+    node->prev = nullptr;
+    node->next = list;
+    if (list) {
+        list->prev = node;
+    }
+    list = node;
+}
+
+static void unlink(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
+{
+    MemoryHeapNode_s* next = node->next;
+    MemoryHeapNode_s* prev = node->prev;
+    if (prev) {
+        prev->next = next;
+    } else {
+        list = next;
+    }
+    if (next) {
+        next->prev = prev;
+    }
+}
+
+// The node a heap request takes. A multiple of 32 still gains 32 more: budgets have been tuned with that, and must
+// hold on every host.
+static unsigned long nodeSize(unsigned long request)
+{
+    return ((request + sc_headerSize) & ~(sc_granularity - 1ul)) + sc_granularity;
+}
+
+static void countAlloc(MemoryBank_s* bank, unsigned long size)
+{
+    bank->allocCount += 1;
+    bank->bytesInUse += static_cast<unsigned int>(size);
+    bank->peakBytes = bank->bytesInUse > bank->peakBytes ? bank->bytesInUse : bank->peakBytes;
+}
+
+void* MemoryMgr::alloc(int index, unsigned long size, const char* file, unsigned int line)
+{
+    MemoryBank_s* bank = _bank(index);
+    if (size == 0 || !bank) {
+        return nullptr;
+    }
+    BankLock lock(index);
+    if (size > sc_largestNode) {
+        _endOutOfMemory(); // before the sums below could wrap
+    }
+
+    void* block = nullptr;
+    unsigned long fallbackSize = size;
+    if (bank->type == MEMBANK_HEAP) {
+        size = fallbackSize = nodeSize(size);
+        block = _heapBestFit(bank, size, file, line);
+    } else if (bank->type == MEMBANK_LINEAR) {
+        size = (size + sc_granularity - 1) & ~(sc_granularity - 1ul);
+        fallbackSize = size + sc_headerSize;
+        block = _linearAlloc(bank, size);
+    }
+    if (block) {
+        countAlloc(bank, size);
+        return block;
+    }
+    block = _allocExtNode(bank, fallbackSize, file, line);
+    if (!block) {
+        _endOutOfMemory();
+    }
+    return block;
+}
+
+int MemoryMgr::free(int index, void* block)
+{
+    MemoryBank_s* bank = _bank(index);
+    if (!bank) {
+        return -4;
+    }
+    BankLock lock(index);
+    if (bank->type == MEMBANK_HEAP && block) {
+        unsigned long size = 0;
+        if (const int error = _heapFree(bank, block, &size)) {
+            return error;
+        }
+        bank->freeCount += 1;
+        bank->bytesInUse -= static_cast<unsigned int>(size);
+    } else if (bank->type == MEMBANK_LINEAR) {
+        _linearReset(bank);
+    }
+    return 0;
+}
+
+unsigned int MemoryMgr::getSize(int index, void* block)
+{
+    const MemoryBank_s* bank = index == -1 ? nullptr : _bank(index);
+    if (!bank || !block) {
+        return 0;
+    }
+    BankLock lock(index);
+    return bank->type == MEMBANK_HEAP ? sizeOf(nodeOf(block)) - sc_headerSize : 0;
+}
+
+// The block of a node that is at least size bytes large, header included; size becomes the node's. Null when there is
+// none.
+void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size, const char* file, unsigned int line)
+{
+    MemoryHeapNode_s* node = _heapFindBestFit(bank, size);
+    if (!node) {
+        return nullptr;
+    }
+    bank->usedNodeCount += 1;
+    bank->freeNodeCount -= 1;
+    unlink(bank->freeList, node);
+    if (size + sc_headerSize < sizeOf(node)) { // else the rest would hold a header and no byte more
+        const unsigned int taken = static_cast<unsigned int>(size);
+        const unsigned int rest = sizeOf(node) - taken;
+        node->size = taken;
+        _heapAddFreeNode(bank, makeFreeNode(reinterpret_cast<char*>(node) + taken, rest));
+        bank->freeNodeCount += 1;
+    }
+    pushFront(bank->usedList, node);
+    node->file = file;
+    node->line = line;
+    node->magic = sc_magicUsed;
+    size = sizeOf(node);
+    return blockOf(node);
+}
+
+MemoryHeapNode_s* MemoryMgr::_heapFindBestFit(MemoryBank_s* bank, unsigned long size)
+{
+    for (MemoryHeapNode_s* node = bank->freeList; node; node = node->next) {
+        if (node->size >= size) {
+            return node;
+        }
+    }
+    return nullptr;
+}
+
+void MemoryMgr::_heapAddFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
+{
+    MemoryHeapNode_s* before = nullptr;
+    MemoryHeapNode_s* after = bank->freeList;
+    while (after && after->size < node->size) {
+        before = after;
+        after = after->next;
+    }
+    node->prev = before;
+    node->next = after;
+    if (after) {
+        after->prev = node;
+    }
+    if (before) {
+        before->next = node;
+    } else {
+        bank->freeList = node;
+    }
+}
+
+// 0, or -4 when block is not a live block; the size that went back is stored in sizeOut.
+int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut)
+{
+    MemoryHeapNode_s* node = nodeOf(block);
+    if (node->magic != sc_magicUsed) {
+        return -4;
+    }
+    if (node->size & sc_extBit) {
+        return _heapExtFree(bank, node, sizeOut);
+    }
+    bank->usedNodeCount -= 1;
+    *sizeOut = node->size;
+    node->magic = sc_magicFree;
+    unlink(bank->usedList, node);
+    bank->freeNodeCount += 1;
+    if (!_compactHeapNode(bank, node)) {
+        _heapAddFreeNode(bank, node);
+    }
+    return 0;
+}
+
+// Joins a free node that is on no list with the free nodes it touches; 1 when there was one, and then the joined node
+// is on the list, by its new size. The header that was taken in stays as it was.
+int MemoryMgr::_compactHeapNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
+{
+    for (MemoryHeapNode_s* other = bank->freeList; other; other = other->next) {
+        MemoryHeapNode_s* lower = behind(other) == node ? other : node;
+        MemoryHeapNode_s* upper = lower == node ? other : node;
+        if (behind(lower) != upper) {
+            continue;
+        }
+        unlink(bank->freeList, other);
+        bank->freeNodeCount -= 1;
+        lower->size += upper->size;
+        if (!_compactHeapNode(bank, lower)) {
+            _heapAddFreeNode(bank, lower);
+        }
+        return 1;
+    }
+    return 0;
+}
+
+// A block from the bank's location, size bytes with its header; null when the location has nothing left.
+void* MemoryMgr::_allocExtNode(MemoryBank_s* bank, unsigned long size, const char* file, unsigned int line)
+{
+    if (size < sc_headerSize) {
+        size = sc_headerSize; // a bank of another type asks for what its caller asked for
+    }
+    if (size > sc_largestNode) {
+        return nullptr;
+    }
+    const MemoryLocation_s& location = locations[bank->location];
+    MemoryHeapNode_s* node = static_cast<MemoryHeapNode_s*>(takeFrom(location, size));
+    if (!node || !setUpOutsideLinks(node)) {
+        giveTo(location, node);
+        return nullptr;
+    }
+    node->magic = sc_magicUsed;
+    node->size = static_cast<unsigned int>(size) | sc_extBit;
+    node->file = file;
+    node->line = line;
+    pushFront(bank->extList, node);
+    bank->extNodeCount += 1;
+    countAlloc(bank, size);
+    return blockOf(node);
+}
+
+int MemoryMgr::_heapExtFree(MemoryBank_s* bank, MemoryHeapNode_s* node, unsigned long* sizeOut)
+{
+    node->size = sizeOf(node);
+    *sizeOut = node->size;
+    unlink(bank->extList, node);
+    giveUpOutsideLinks(node);
+    giveTo(locations[bank->location], node);
+    return 0;
+}
+
+// The next size bytes of the region, a multiple of 32; null when they aren't there. Fallback blocks count in
+// bytesInUse, so a bank that has overflowed stays so until it is emptied, whatever is left of its region. The cursor has
+// the last word: with 4 GiB of fallback blocks the count comes round.
+void* MemoryMgr::_linearAlloc(MemoryBank_s* bank, unsigned long size)
+{
+    const unsigned long long counted = bank->bytesInUse;
+    const unsigned long long handedOut = static_cast<unsigned long long>(bank->cursor - bank->base);
+    if (!bank->base || counted + size > bank->size || handedOut + size > bank->size) {
+        return nullptr;
+    }
+    char* block = bank->cursor;
+    bank->cursor += size;
+    return block;
+}
+
+// Forgets all blocks of a linear bank; fallback blocks go back. One that has overflowed grows by half, or to what was
+// in use if that is more.
+void MemoryMgr::_linearReset(MemoryBank_s* bank)
+{
+    while (bank->extList) {
+        unsigned long ignored;
+        _heapExtFree(bank, bank->extList, &ignored);
+    }
+    if (bank->bytesInUse > bank->size) {
+        bank->size += static_cast<unsigned int>(static_cast<float>(bank->size) * 0.5f);
+        if (bank->size < bank->bytesInUse) {
+            bank->size = bank->bytesInUse;
+        }
+        _linearGrow(bank);
+    }
+    bank->cursor = bank->base;
+    bank->freeCount += 1;
+    bank->bytesInUse = 0;
+}
+
+// Moves the bank's region to one of its new size. Where that can't be had the bank has no memory from here on, and
+// the old region isn't lost.
+void MemoryMgr::_linearGrow(MemoryBank_s* bank)
+{
+    const MemoryLocation_s& location = locations[bank->location];
+    char* region = nullptr;
+    if (location.reallocCb && bank->size <= sc_largestNode) {
+        region = static_cast<char*>(location.reallocCb(bank->base, bank->size));
+    }
+    if (!region) {
+        giveTo(location, bank->base);
+    }
+    bank->base = region;
+}
+
+// The bank's lock is still held: nobody else gets to see a bank that is about to end.
+void MemoryMgr::_endOutOfMemory()
+{
+    Platform::MessageBox("Out of Memory Error",
+                         "%s has run out of memory and must be\n"
+                         "terminated. Please ensure that there are not any\n"
+                         "unnecessary programs running before attempting\n"
+                         "to execute this application again.\n",
+                         Platform::GetAppTitle());
+    onOutOfMemory(0);
+    exit(-1);
+}

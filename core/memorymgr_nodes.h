@@ -1,0 +1,35 @@
+// What the memory manager's sources share about headers and locations. Not for games.
+#pragma once
+
+#include "core/memorymgr.h"
+
+static const unsigned int sc_magicUsed = 0xfeedface;
+static const unsigned int sc_magicFree = 0xdeadf00d;
+
+static const unsigned int sc_headerSize = sizeof(MemoryHeapNode_s);
+static const unsigned int sc_extBit = 0x80000000;      // in a node's size: it lies outside its bank
+static const unsigned int sc_largestNode = 0x7fffffff; // bytes: what the size word can say beside that bit
+static const unsigned int sc_granularity = 32;         // bytes: node sizes and linear requests are multiples of it
+
+// A free node at a place that nothing is known about, on no list.
+inline MemoryHeapNode_s* makeFreeNode(char* place, unsigned int size)
+{
+    MemoryHeapNode_s* node = reinterpret_cast<MemoryHeapNode_s*>(place);
+    node->magic = sc_magicFree;
+    node->size = size;
+    setUpLinks(node);
+    return node;
+}
+
+// A location without the callback it needs has nothing to give, and gets nothing back.
+inline void* takeFrom(const MemoryLocation_s& location, unsigned long size)
+{
+    return location.allocCb && size != 0 ? location.allocCb(size) : nullptr;
+}
+
+inline void giveTo(const MemoryLocation_s& location, void* block)
+{
+    if (location.freeCb && block) {
+        location.freeCb(block);
+    }
+}

@@ -1,0 +1,223 @@
+// The tables behind the 32-bit references of a 64-bit host.
+//
+// 1. An entry never moves, so whoever holds its number may use it without a lock.
+// 2. Entries are dealt out under the table's own lock, which is taken inside a bank's lock and never around a
+//    callback. A name that is known already is found without any lock: banks must not wait for each other.
+// 3. Everything here is set up by the compiler and never torn down: static objects of a game may come first and go
+//    last. The memory is malloc's, so it is there whatever a game does with its banks.
+#include "core/memorymgr.h"
+
+static_assert(sizeof(MemoryHeapNode_s) == 24, "a block starts 24 bytes behind its header, on every host");
+static_assert(alignof(MemoryHeapNode_s) == 1, "a header may lie at any address");
+
+#if UINTPTR_MAX == 0xffffffffu
+
+void setUpLinks(MemoryHeapNode_s* node)
+{
+    node->next = node->prev = nullptr;
+}
+
+bool setUpOutsideLinks(MemoryHeapNode_s* node)
+{
+    setUpLinks(node);
+    return true;
+}
+
+void giveUpOutsideLinks(MemoryHeapNode_s*)
+{
+}
+
+#else
+
+#include <atomic>
+#include <pthread.h>
+#include <stdlib.h>
+
+// Up to 2^30 entries in chunks that double in size: chunk k has 1024 * 2^k of them.
+template <typename T>
+class ChunkedTable {
+public:
+    T* at(unsigned int number) const
+    {
+        const unsigned int chunk = _chunkOf(number);
+        return m_chunks[chunk] + (number + sc_first - (sc_first << chunk));
+    }
+
+    // Makes the entry at number, all zero; false without memory. Numbers are made in ascending order.
+    bool make(unsigned int number)
+    {
+        if (number >= 1u << 30) {
+            return false;
+        }
+        const unsigned int chunk = _chunkOf(number);
+        if (!m_chunks[chunk]) {
+            m_chunks[chunk] = static_cast<T*>(calloc(static_cast<size_t>(sc_first) << chunk, sizeof(T)));
+        }
+        return m_chunks[chunk] != nullptr;
+    }
+
+private:
+    static const unsigned int sc_first = 1024;
+
+    static unsigned int _chunkOf(unsigned int number)
+    {
+        return static_cast<unsigned int>(__builtin_clz(sc_first) - __builtin_clz(number + sc_first));
+    }
+
+    T* m_chunks[21];
+};
+
+class TableLock {
+public:
+    explicit TableLock(pthread_mutex_t* mutex) : m_mutex(mutex) { pthread_mutex_lock(m_mutex); }
+    ~TableLock() { pthread_mutex_unlock(m_mutex); }
+
+private:
+    pthread_mutex_t* m_mutex;
+};
+
+// Links of fallback blocks.
+
+struct Links {
+    MemoryHeapNode_s* next;
+    MemoryHeapNode_s* prev;
+    unsigned int nextFree; // of an entry that is not in use: the next such, its number plus one
+};
+
+static ChunkedTable<Links> s_links;
+static unsigned int s_linksMade;
+static unsigned int s_linksFree; // the first entry that is not in use, its number plus one; 0: none
+static pthread_mutex_t s_linksLock = PTHREAD_MUTEX_INITIALIZER;
+
+void setUpLinks(MemoryHeapNode_s* node)
+{
+    node->next.m_word = node->prev.m_word = 0;
+}
+
+bool setUpOutsideLinks(MemoryHeapNode_s* node)
+{
+    TableLock lock(&s_linksLock);
+    unsigned int number = s_linksMade;
+    if (s_linksFree) {
+        number = s_linksFree - 1;
+        s_linksFree = s_links.at(number)->nextFree;
+    } else if (s_links.make(number)) {
+        s_linksMade += 1;
+    } else {
+        return false;
+    }
+    *s_links.at(number) = Links();
+    node->next.m_word = number * 4 + MemoryNodeRef::sc_outside;
+    node->prev.m_word = number * 4 + MemoryNodeRef::sc_outside + MemoryNodeRef::sc_prev;
+    return true;
+}
+
+void giveUpOutsideLinks(MemoryHeapNode_s* node)
+{
+    TableLock lock(&s_linksLock);
+    const unsigned int number = node->next.m_word / 4;
+    s_links.at(number)->nextFree = s_linksFree;
+    s_linksFree = number + 1;
+}
+
+MemoryHeapNode_s** MemoryNodeRef::_outside() const
+{
+    Links* links = s_links.at(m_word / 4);
+    return m_word & sc_prev ? &links->prev : &links->next;
+}
+
+// Source names. Names are found through a hash of their address: open addressing, linear probing, at most half full.
+// When it grows, the smaller one stays behind for the readers that are in it.
+
+struct NameSlots {
+    NameSlots* smaller;
+    unsigned int capacityLog2;
+    std::atomic<unsigned int> numbers[1]; // capacity of them; 0: empty
+
+    unsigned int mask() const { return (1u << capacityLog2) - 1; }
+
+    // Fibonacci hashing (Knuth, The Art of Computer Programming, volume 3, section 6.4): 2^64 divided by the golden
+    // ratio.
+    unsigned int placeOf(const char* name) const
+    {
+        return static_cast<unsigned int>(reinterpret_cast<uintptr_t>(name) * 0x9e3779b97f4a7c15u >>
+                                         (64 - capacityLog2));
+    }
+};
+
+static ChunkedTable<const char*> s_names; // by number; 0 stays unused
+static unsigned int s_nameCount;
+static std::atomic<NameSlots*> s_nameSlots;
+static pthread_mutex_t s_namesLock = PTHREAD_MUTEX_INITIALIZER;
+
+static unsigned int findName(const NameSlots* slots, const char* name)
+{
+    for (unsigned int place = slots->placeOf(name);; ++place) {
+        const unsigned int number = slots->numbers[place & slots->mask()].load(std::memory_order_acquire);
+        if (number == 0 || *s_names.at(number) == name) {
+            return number;
+        }
+    }
+}
+
+static void putName(NameSlots* slots, unsigned int number)
+{
+    unsigned int place = slots->placeOf(*s_names.at(number));
+    while (slots->numbers[place & slots->mask()].load(std::memory_order_relaxed) != 0) {
+        ++place;
+    }
+    slots->numbers[place & slots->mask()].store(number, std::memory_order_release);
+}
+
+static NameSlots* growNameSlots(NameSlots* smaller)
+{
+    const unsigned int capacityLog2 = smaller ? smaller->capacityLog2 + 1 : 8;
+    const size_t bytes = sizeof(NameSlots) + (sizeof(std::atomic<unsigned int>) << capacityLog2);
+    NameSlots* slots = static_cast<NameSlots*>(calloc(1, bytes));
+    if (!slots) {
+        return nullptr;
+    }
+    slots->smaller = smaller;
+    slots->capacityLog2 = capacityLog2;
+    for (unsigned int number = 1; number <= s_nameCount; ++number) {
+        putName(slots, number);
+    }
+    s_nameSlots.store(slots, std::memory_order_release);
+    return slots;
+}
+
+static unsigned int addName(const char* name)
+{
+    TableLock lock(&s_namesLock);
+    NameSlots* slots = s_nameSlots.load(std::memory_order_relaxed);
+    if (const unsigned int number = slots ? findName(slots, name) : 0) {
+        return number; // another thread was faster
+    }
+    if (!slots || s_nameCount + 1 > slots->mask() / 2) {
+        slots = growNameSlots(slots);
+    }
+    if (!slots || !s_names.make(s_nameCount + 1)) {
+        return 0;
+    }
+    s_nameCount += 1;
+    *s_names.at(s_nameCount) = name;
+    putName(slots, s_nameCount);
+    return s_nameCount;
+}
+
+MemoryNameRef::operator const char*() const
+{
+    return m_number ? *s_names.at(m_number) : nullptr;
+}
+
+MemoryNameRef& MemoryNameRef::operator=(const char* name)
+{
+    const NameSlots* slots = s_nameSlots.load(std::memory_order_acquire);
+    m_number = slots && name ? findName(slots, name) : 0;
+    if (m_number == 0 && name) {
+        m_number = addName(name);
+    }
+    return *this;
+}
+
+#endif

@@ -1,4 +1,6 @@
 // The main display, on a server of the test's own where there is one to start.
+#include "x_server.h"
+
 #include <ApplicationServices/ApplicationServices.h>
 
 #include <gtest/gtest.h>
@@ -81,58 +83,7 @@ TEST(NoServer, KeysAreTheMacs)
     }
 }
 
-// Xvfb, on a display number that it finds itself and that DISPLAY names from then on.
-class Server : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        if (!dlopen("libX11.so.6", RTLD_LAZY | RTLD_NOLOAD)) {
-            GTEST_SKIP() << "macapi was built without X11";
-        }
-        if (system("command -v Xvfb > /dev/null") != 0) {
-            GTEST_SKIP() << "there is no Xvfb";
-        }
-    }
-
-    void TearDown() override { end(); }
-
-    void start(const char* screen, const char* option = nullptr, const char* name = nullptr)
-    {
-        int ends[2];
-        ASSERT_EQ(pipe(ends), 0);
-        m_process = fork();
-        if (m_process == 0) {
-            const int nowhere = open("/dev/null", O_RDWR);
-            dup2(nowhere, STDOUT_FILENO);
-            dup2(nowhere, STDERR_FILENO);
-            const std::string end = std::to_string(ends[1]);
-            execlp("Xvfb", "Xvfb", "-displayfd", end.c_str(), "-noreset", "-screen", "0", screen, option, name,
-                   nullptr);
-            _exit(127);
-        }
-        close(ends[1]);
-        std::string number;
-        for (char digit = 0; read(ends[0], &digit, 1) == 1 && digit != '\n';) {
-            number += digit;
-        }
-        close(ends[0]);
-        ASSERT_NE(number, "");
-        setenv("DISPLAY", (":" + number).c_str(), 1);
-    }
-
-    void end()
-    {
-        if (m_process > 0) {
-            kill(m_process, SIGKILL);
-            waitpid(m_process, nullptr, 0);
-            m_process = 0;
-        }
-    }
-
-    pid_t m_process = 0;
-};
-
-TEST_F(Server, ShowsItsScreen)
+TEST_F(XServer, ShowsItsScreen)
 {
     start("1024x768x24");
     EXPECT_NE(CGMainDisplayID(), kCGNullDirectDisplay);
@@ -141,19 +92,19 @@ TEST_F(Server, ShowsItsScreen)
     EXPECT_EQ(CFDictionaryGetCount(CGDisplayCurrentMode(kCGDirectMainDisplay)), 4);
 }
 
-TEST_F(Server, MayHave16BitsAPixel)
+TEST_F(XServer, MayHave16BitsAPixel)
 {
     start("800x600x16");
     EXPECT_EQ(currentMode(), "800x600x16@0");
 }
 
-TEST_F(Server, MayHave8BitsAPixel)
+TEST_F(XServer, MayHave8BitsAPixel)
 {
     start("640x480x8");
     EXPECT_EQ(currentMode(), "640x480x8@0");
 }
 
-TEST_F(Server, WithoutOutputsHasItsScreenAndNobodyHearsOfIt)
+TEST_F(XServer, WithoutOutputsHasItsScreenAndNobodyHearsOfIt)
 {
     start("1024x768x24", "-extension", "RANDR");
     testing::internal::CaptureStderr();
@@ -161,14 +112,14 @@ TEST_F(Server, WithoutOutputsHasItsScreenAndNobodyHearsOfIt)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-TEST_F(Server, HasNoOtherDisplay)
+TEST_F(XServer, HasNoOtherDisplay)
 {
     start("1024x768x24");
     EXPECT_EQ(CGDisplayCurrentMode(kCGNullDirectDisplay), nullptr);
     EXPECT_EQ(CGDisplayCurrentMode(CGMainDisplayID() + 1), nullptr);
 }
 
-TEST_F(Server, LendsItsModeToTheEndOfTheProcess)
+TEST_F(XServer, LendsItsModeToTheEndOfTheProcess)
 {
     start("1024x768x24");
     CFDictionaryRef mode = CGDisplayCurrentMode(kCGDirectMainDisplay);
@@ -178,7 +129,7 @@ TEST_F(Server, LendsItsModeToTheEndOfTheProcess)
     EXPECT_EQ(describe(mode), "1024x768x32@0");
 }
 
-TEST_F(Server, TellsOfTheUsersSession)
+TEST_F(XServer, TellsOfTheUsersSession)
 {
     start("1024x768x24");
     CFDictionaryRef session = CGSessionCopyCurrentDictionary();
@@ -190,7 +141,7 @@ TEST_F(Server, TellsOfTheUsersSession)
     CFRelease(session);
 }
 
-TEST_F(Server, ThatGoesAwayCountsAsNoneAndHarmsNobody)
+TEST_F(XServer, ThatGoesAwayCountsAsNoneAndHarmsNobody)
 {
     start("1024x768x24");
     EXPECT_EQ(currentMode(), "1024x768x32@0");
@@ -208,7 +159,7 @@ static char stateOf(pid_t thread)
     return text.empty() ? '?' : text[text.rfind(')') + 2];
 }
 
-TEST_F(Server, MayGoAwayInTheMiddleOfAnAnswer)
+TEST_F(XServer, MayGoAwayInTheMiddleOfAnAnswer)
 {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "Xlib unlocks its mutex twice on this way, and the thread sanitizer says so";
@@ -233,7 +184,7 @@ TEST_F(Server, MayGoAwayInTheMiddleOfAnAnswer)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-TEST_F(Server, IsConnectedToByThisProcessAndNotItsChildren)
+TEST_F(XServer, IsConnectedToByThisProcessAndNotItsChildren)
 {
     start("1024x768x24");
     EXPECT_EQ(currentMode(), "1024x768x32@0");
@@ -248,7 +199,7 @@ TEST_F(Server, IsConnectedToByThisProcessAndNotItsChildren)
     EXPECT_EQ(connections, 1);
 }
 
-TEST_F(Server, MayBeAskedFromManyThreads)
+TEST_F(XServer, MayBeAskedFromManyThreads)
 {
     start("1024x768x24");
     std::vector<std::thread> threads;
@@ -276,7 +227,7 @@ static int countError(Display*, XErrorEvent*)
     return s_errors++;
 }
 
-TEST_F(Server, LeavesTheProgramsErrorHandlersInPlace)
+TEST_F(XServer, LeavesTheProgramsErrorHandlersInPlace)
 {
     start("1024x768x24");
     LOADED(XSetErrorHandler)(countError);
@@ -293,7 +244,7 @@ extern "C" RROutput XRRGetOutputPrimary(Display* display, Window root)
     return s_primary ? s_primary : real(display, root);
 }
 
-TEST_F(Server, MayLoseAnOutputBetweenTwoQuestions)
+TEST_F(XServer, MayLoseAnOutputBetweenTwoQuestions)
 {
     start("1024x768x24");
     LOADED(XSetErrorHandler)(countError);
@@ -337,7 +288,7 @@ static void switchTo(unsigned int width, unsigned int height, unsigned int rate,
     LOADED(XCloseDisplay)(display);
 }
 
-TEST_F(Server, IsAskedForItsModeEachTimeAndFormerOnesStayGood)
+TEST_F(XServer, IsAskedForItsModeEachTimeAndFormerOnesStayGood)
 {
     start("1024x768x24");
     CFDictionaryRef first = CGDisplayCurrentMode(kCGDirectMainDisplay);
@@ -350,7 +301,7 @@ TEST_F(Server, IsAskedForItsModeEachTimeAndFormerOnesStayGood)
     EXPECT_EQ(describe(second), "640x480x32@60");
 }
 
-TEST_F(Server, CountsAnInterlacedModesHalfPictures)
+TEST_F(XServer, CountsAnInterlacedModesHalfPictures)
 {
     start("1024x768x24");
     switchTo(640, 480, 30, RR_Interlace);

@@ -180,6 +180,13 @@ TEST(DefineBank, CutsANameTo31Characters)
     EXPECT_STREQ(memory.banks[longer].name, "abcdefghijklmnopqrstuvwxyz12345");
 }
 
+TEST(DefineBank, TakesNoNameForAnEmptyOne)
+{
+    GameMemory memory;
+    EXPECT_EQ(memory.defineHeap(nullptr, 64), 0);
+    EXPECT_STREQ(memory.banks[0].name, "");
+}
+
 TEST(DefineBank, AcceptsAnyType)
 {
     GameMemory memory;
@@ -679,6 +686,19 @@ TEST(Deletion, WithoutAnyManagerJustDestroys)
     g_MemoryPtr = nullptr;
     deleteManager(memory);
     EXPECT_EQ(g_MemoryPtr, nullptr);
+}
+
+TEST(UndefinedBanks, DrawFromTheDefaultLocation)
+{
+    GameMemory memory;
+    Source::serve(memory, MEMLOC_DEFAULT);
+    memory.defineHeap("heap", 64);
+    memory.initialize();
+    void* block = memory.alloc(31, 100, "test", 1);
+    memset(block, 0xff, 100);
+    EXPECT_EQ(memory.getSize(31, block), 104u);
+    EXPECT_EQ(memory.free(31, block), 0);
+    EXPECT_EQ(Source::takeLog(), "alloc 64 = #1, alloc 128 = #2, free #2");
 }
 
 TEST(ImpossibleBanks, AreRefusedByEveryCall)

@@ -1,3 +1,4 @@
+// Encodings of a byte a character share their code, and differ in a table; UTF-8 is checked and goes as it is.
 #include "macapi/src/encoding.h"
 
 namespace macapi {

@@ -15,8 +15,8 @@ std::optional<std::string> encode(std::string_view text, CFStringEncoding encodi
 
 const char32_t sc_noCharacter = 0xffffffff;
 
-// The character at *position, which moves behind it; sc_noCharacter when the bytes there are no UTF-8: cut short, longer
-// than need be, half a surrogate pair, or above U+10FFFF.
+// The character at *position, which moves behind it; sc_noCharacter when the bytes there are no UTF-8: cut short,
+// longer than need be, half a surrogate pair, or above U+10FFFF.
 char32_t nextCharacter(std::string_view text, size_t* position);
 
 void appendCharacter(std::string* text, char32_t character);

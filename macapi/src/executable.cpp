@@ -1,3 +1,4 @@
+// Asked of /proc at each call: a program may be renamed while it runs.
 #include "macapi/src/executable.h"
 
 #include <limits.h>

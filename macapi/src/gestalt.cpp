@@ -1,3 +1,4 @@
+// What the processor can do.
 #include <Carbon/Carbon.h>
 
 #include <sys/auxv.h>

@@ -1,3 +1,4 @@
+// Counting references, from any thread.
 #include "macapi/src/object.h"
 
 namespace macapi {

@@ -1,7 +1,7 @@
 // Property lists, in their XML form.
 //
-// Strings, whole numbers, reals, booleans, dates, data, arrays and dictionaries come back from a file as they went in;
-// what only shapes the file does not: comments, attributes, the order of a dictionary's keys. A file that holds
+// Strings, whole numbers, reals, booleans, dates, data, arrays and dictionaries come back from a file as they went
+// in; what only shapes the file does not: comments, attributes, the order of a dictionary's keys. A file that holds
 // anything else, or is no well-formed UTF-8 XML, does not parse, and nothing of it is used.
 #pragma once
 

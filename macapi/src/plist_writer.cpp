@@ -10,8 +10,8 @@
 
 namespace macapi {
 
-// A character that XML cannot hold as it stands goes as its number, and so does a carriage return, which readers would
-// take for a line's end.
+// A character that XML cannot hold as it stands goes as its number, and so does a carriage return, which readers
+// would take for a line's end.
 static std::string escaped(const std::string& text)
 {
     std::string result;

@@ -1,3 +1,4 @@
+// The process as the process manager knows it: there is one, and its name is its file's.
 #include <Carbon/Carbon.h>
 
 #include "macapi/src/encoding.h"

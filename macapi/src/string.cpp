@@ -1,3 +1,4 @@
+// Strings: constants, and those that the program makes.
 #include "macapi/src/string.h"
 
 #include "macapi/src/encoding.h"

@@ -1,3 +1,4 @@
+// The string behind a CFStringRef.
 #pragma once
 
 #include "macapi/src/object.h"

@@ -1,3 +1,4 @@
+// The URL behind a CFURLRef.
 #pragma once
 
 #include "macapi/src/string.h"

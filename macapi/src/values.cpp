@@ -1,3 +1,6 @@
+// Numbers, booleans and containers.
+//
+// A number comes out as any C type; where that cannot hold it, the nearest it can, and the caller is told.
 #include "macapi/src/values.h"
 
 #include <cmath>

@@ -1,3 +1,4 @@
+// A host without X11: nobody has a display.
 #include "macapi/src/windowserver.h"
 
 namespace macapi {

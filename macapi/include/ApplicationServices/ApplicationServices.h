@@ -4,8 +4,9 @@
 //     int width = 0;
 //     CFNumberGetValue((CFNumberRef)CFDictionaryGetValue(mode, kCGDisplayWidth), kCFNumberIntType, &width);
 //
-// The main display is the primary output of the X display that DISPLAY names. Whether there is one is found out at the
-// first call that wants to know; a server that goes away later counts as none. All calls may come from any thread.
+// The main display is the primary output of the X display that DISPLAY names. Whether there is one is found out at
+// the first call that wants to know; a server that goes away later counts as none. All calls may come from any
+// thread.
 #ifndef MACAPI_APPLICATIONSERVICES_H
 #define MACAPI_APPLICATIONSERVICES_H
 
@@ -23,8 +24,8 @@ typedef unsigned int CGDirectDisplayID; // 32 bits
 
 CGDirectDisplayID CGMainDisplayID(void); // kCGNullDirectDisplay without a window server
 
-// What a display shows now, in the keys below; null without a window server, and for any other display. Lent: it lives
-// to the end of the process, also when the display has long gone on to another mode.
+// What a display shows now, in the keys below; null without a window server, and for any other display. Lent: it
+// lives to the end of the process, also when the display has long gone on to another mode.
 CFDictionaryRef CGDisplayCurrentMode(CGDirectDisplayID display);
 
 extern const CFStringRef kCGDisplayWidth;        // "Width", pixels
@@ -37,8 +38,8 @@ CFDictionaryRef CGSessionCopyCurrentDictionary(void);
 
 extern const CFStringRef kCGSessionUserIDKey; // the user's number
 
-// Opens a URL with the program that the user likes best for it, by way of xdg-open. 0 when that could be started: what
-// becomes of it later is between it and the user. *launched, where the caller gives one, becomes null: which
+// Opens a URL with the program that the user likes best for it, by way of xdg-open. 0 when that could be started:
+// what becomes of it later is between it and the user. *launched, where the caller gives one, becomes null: which
 // program it is stays the desktop's secret.
 OSStatus LSOpenCFURLRef(CFURLRef url, CFURLRef* launched);
 

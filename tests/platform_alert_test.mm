@@ -1,0 +1,79 @@
+// The alert where there is a display: what AppKit is asked to show, on a server of the test's own.
+#include "core/platform.h"
+#include "x_server.h"
+
+#import <AppKit/AppKit.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+static std::vector<std::string> s_panel; // title, message and the three buttons
+static NSInteger s_answer = NSAlertDefaultReturn;
+
+static std::string textOf(NSString* text)
+{
+    return text ? [text UTF8String] : "nil";
+}
+
+extern "C" NSInteger NSRunAlertPanel(NSString* title, NSString* format, NSString* button, NSString* alternate,
+                                     NSString* other, ...)
+{
+    va_list arguments;
+    va_start(arguments, other);
+    NSString* message = [[NSString alloc] initWithFormat:format arguments:arguments];
+    va_end(arguments);
+    s_panel = {textOf(title), textOf(message), textOf(button), textOf(alternate), textOf(other)};
+    [message release];
+    return s_answer;
+}
+
+class PlatformPanel : public XServer {
+protected:
+    void SetUp() override
+    {
+        XServer::SetUp();
+        if (!IsSkipped()) {
+            start("320x240x24");
+        }
+    }
+};
+
+TEST_F(PlatformPanel, IsTitledAlertWhateverTheCaptionAndHasOneButton)
+{
+    Platform::MessageBox("Out of Memory Error", "%s lost %d units", "Ada", 3);
+    EXPECT_EQ(s_panel, (std::vector<std::string>{"Alert", "Ada lost 3 units", "OK", "nil", "nil"}));
+}
+
+TEST_F(PlatformPanel, AnswersWhatThePanelAnswered)
+{
+    EXPECT_EQ(Platform::MessageBox("caption", "text"), 1);
+    s_answer = -2;
+    EXPECT_EQ(Platform::MessageBox("caption", "text"), -2);
+}
+
+TEST_F(PlatformPanel, ShowsAtMost4094Bytes)
+{
+    Platform::MessageBox("caption", "%s", std::string(5000, 'x').c_str());
+    EXPECT_EQ(s_panel.at(1), std::string(4094, 'x'));
+}
+
+TEST_F(PlatformPanel, ShowsPercentSignsOfTheTextAsTheyAre)
+{
+    Platform::MessageBox("caption", "%s", "100 %@ %n %s");
+    EXPECT_EQ(s_panel.at(1), "100 %@ %n %s");
+}
+
+TEST_F(PlatformPanel, ShowsBytesThatAreNoTextInTheUsersEncodingAsLatin1)
+{
+    Platform::MessageBox("caption", "%s", "caf\xe9");
+    EXPECT_EQ(s_panel.at(1), "caf\xc3\xa9");
+}
+
+TEST_F(PlatformPanel, IsNotOnStandardErrorAsWell)
+{
+    testing::internal::CaptureStderr(); // AppKit's own remarks go there
+    Platform::MessageBox("caption", "the units are lost");
+    EXPECT_EQ(testing::internal::GetCapturedStderr().find("the units are lost"), std::string::npos);
+}

@@ -39,6 +39,14 @@ TEST_F(Check, OfASoundBankAnswers0AndTheLargestFreeNode)
     EXPECT_EQ(m_largestFree, 704u);
 }
 
+TEST_F(Check, FindsTheLargestFreeNodeInWhateverOrder)
+{
+    setHeaderWord(m_freed, 1, 700); // 64 before, and first on the list
+    setHeaderWord(m_rest, 1, 68);   // 704
+    EXPECT_EQ(check(), 0);
+    EXPECT_EQ(m_largestFree, 700u);
+}
+
 TEST_F(Check, ChangesNothing)
 {
     const MemoryBank_s before = m_memory.banks[0];

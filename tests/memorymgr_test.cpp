@@ -652,8 +652,14 @@ TEST(Deletion, GivesTheStorageBackToBank0OfTheManagerInTheGlobalPointer)
 
 TEST(Deletion, OfTheManagerInTheGlobalPointerJustDestroysIt)
 {
-    UsedStorage storage;
-    GameMemory* memory = storage.makeManager();
+    // Looks like a fallback block of bank 0, but whose bank would that be?
+    struct {
+        alignas(GameMemory) unsigned char before[64];
+        alignas(GameMemory) unsigned char object[sizeof(GameMemory)];
+    } storage = {};
+    setHeaderWord(storage.object, 0, 0xfeedface);
+    setHeaderWord(storage.object, 1, 0x80000040);
+    GameMemory* memory = ::new (storage.object) GameMemory;
     Source::serve(*memory, MEMLOC_DEFAULT);
     memory->defineHeap("heap", 64);
     memory->initialize();

@@ -194,6 +194,12 @@ TEST_F(PlatformAlert, ATextOf4094BytesIsWholeAndALongerOneIsCutThere)
     }
 }
 
+TEST_F(PlatformAlert, ATextThatCannotBeFormattedEndsAllTheSame)
+{
+    const wchar_t noCharacter[] = {static_cast<wchar_t>(0x7fffffff), 0};
+    EXPECT_EQ(Platform::MessageBox("caption", "%ls", noCharacter), 1);
+}
+
 TEST_F(PlatformAlert, ACaptionMayBeMissingForItIsNotShown)
 {
     testing::internal::CaptureStderr();

@@ -209,6 +209,12 @@ TEST(PlatformVersion, ABundleWithoutInformationIsSaidSoAndAskedAgain)
     EXPECT_EQ(count("info"), 3);
 }
 
+TEST(PlatformVersion, WithoutABundleThereIsNoInformationEither)
+{
+    s_hasBundle = false;
+    EXPECT_STREQ(Platform::GetAppVersion(), "no bundleInfoDict");
+}
+
 TEST(PlatformVersion, OnceKnownItIsNotAskedForAgain)
 {
     s_version = "1.4.2";
@@ -300,6 +306,13 @@ TEST(PlatformStart, TheVectorUnitIsLookedForOnTheFirstSetAppAlone)
     Platform::SetApp(1);
     Platform::SetApp(2);
     EXPECT_EQ(count("gestalt"), 1);
+}
+
+TEST(PlatformStart, AProcessorThatIsNotKnownIsNoObstacle)
+{
+    s_gestaltStatus = gestaltUndefSelectorErr;
+    Platform::SetApp(1);
+    EXPECT_EQ(Platform::GetApp(), 1u);
 }
 
 TEST(PlatformStart, SystemCheckTakesTheMainDisplaysMode)

@@ -1,0 +1,329 @@
+// Typed values: lines of bare values, numbers of the current line, and `name = value`.
+//
+// 1. A value is stored as soon as it has been read, so those in front of a bad one are stored.
+// 2. A number reads as sscanf reads it, but alike on every host: in the C locale, and an integer as one of 64 bits, of
+//    which the low ones are kept. A number that breaks off ("1e", "0x") ends in front of what is missing.
+// 3. Nothing here looks further than the value it reads. sscanf would measure all the rest of the text first.
+#include "core/parser.h"
+
+#include "file/file.h"
+#include "logger/logger.h"
+
+#include <locale.h>
+#include <stdlib.h>
+#include <string.h>
+#include <type_traits>
+#if __has_include(<xlocale.h>)
+#include <xlocale.h> // where the Mac has them
+#endif
+
+static const char sc_whiteSpace[] = " \t\n\v\f\r";
+
+// A decimal comma of the user's doesn't make one in a game's files.
+static locale_t cLocale()
+{
+    static const locale_t s_locale = newlocale(LC_ALL_MASK, "C", nullptr);
+    return s_locale;
+}
+
+template <typename Value>
+static Value convert(const char* text, char** end)
+{
+    if constexpr (std::is_same_v<Value, float>) {
+        return strtof_l(text, end, cLocale());
+    } else if constexpr (std::is_unsigned_v<Value>) {
+        return static_cast<Value>(strtoull_l(text, end, 10, cLocale()));
+    } else {
+        return static_cast<Value>(strtoll_l(text, end, 10, cLocale()));
+    }
+}
+
+// Reads one number, and moves text behind it.
+template <typename Value>
+static bool readNumber(const char** text, Value* value)
+{
+    char* end;
+    const Value number = convert<Value>(*text, &end);
+    if (end == *text) {
+        return false;
+    }
+    *text = end;
+    *value = number;
+    return true;
+}
+
+// The count of numbers that were read, up to the first that was none. No text holds none.
+template <typename... Values>
+static int readNumbers(const char* text, Values*... values)
+{
+    int count = 0;
+    if (text) {
+        (void)(... && (readNumber(&text, values) && ++count));
+    }
+    return count;
+}
+
+// Copies the next word, for which there has to be room.
+static bool readWord(const char* text, char* word)
+{
+    if (!text) {
+        return false;
+    }
+    text += strspn(text, sc_whiteSpace);
+    const size_t length = strcspn(text, sc_whiteSpace);
+    if (length == 0) {
+        return false;
+    }
+    memcpy(word, text, length);
+    word[length] = '\0';
+    return true;
+}
+
+// The next line, trimmed; null when there is none, or nothing in it. It counts in either case.
+const char* Parser::_cutValueLine(bool keepSpaces)
+{
+    char* end;
+    char* line = _cutLine(&end);
+    ++m_lineNumber;
+    return keepSpaces ? _preparseLineAllowSpaces(line) : _preparseLine(line);
+}
+
+// Steps behind a line whose values were read: the two more are its carriage return and line feed. A line without
+// the first loses the next one's first character to it.
+bool Parser::_endValueLine(const char* line, bool complete, const char* complaint)
+{
+    if (_expect(complete, complaint)) {
+        m_cursor = _advance(m_cursor, strlen(line) + 2);
+    }
+    return complete;
+}
+
+bool Parser::_expect(bool complete, const char* complaint) const
+{
+    if (!complete) {
+        owLogger::log(3, complaint, m_lineNumber);
+    }
+    return complete;
+}
+
+bool Parser::ParseString(char* word)
+{
+    const char* line = _cutValueLine(false);
+    return _endValueLine(line, readWord(line, word), "Parser: expected string on line %d.\f");
+}
+
+bool Parser::ParseChar(char* letter)
+{
+    const char* line = _cutValueLine(true);
+    const bool complete = line && *line;
+    if (complete) {
+        *letter = *line;
+    }
+    return _endValueLine(line, complete, "Parser: expected 1 char on line %d.\f");
+}
+
+bool Parser::ParseUTF8(unsigned char* word)
+{
+    const char* line = _cutValueLine(true);
+    char* text = reinterpret_cast<char*>(word);
+    const bool isSpace = line && *line == ' ';
+    if (isSpace) {
+        strcpy(text, " ");
+    }
+    return _endValueLine(line, isSpace || readWord(line, text), "Parser: expected utf8 string on line %d.\f");
+}
+
+bool Parser::ParseInteger(int* value)
+{
+    const char* line = _cutValueLine(false);
+    return _endValueLine(line, readNumbers(line, value) == 1, "Parser: expected 1 integer on line %d.\f");
+}
+
+bool Parser::ParseInteger2(int* first, int* second)
+{
+    const char* line = _cutValueLine(false);
+    return _endValueLine(line, readNumbers(line, first, second) == 2, "Parser: expected 2 integers on line %d.\f");
+}
+
+bool Parser::ParseInteger2x(int* first, int* second)
+{
+    const char* line = _cutValueLine(false);
+    return _endValueLine(line, readNumbers(line, first, second) >= 1,
+                         "Parser: expected 1 or 2 integers on line %d.\f");
+}
+
+bool Parser::ParseInteger3(int* first, int* second, int* third)
+{
+    const char* line = _cutValueLine(false);
+    return _endValueLine(line, readNumbers(line, first, second, third) == 3,
+                         "Parser: expected 3 integers on line %d.\f");
+}
+
+bool Parser::ParseFloat(float* value)
+{
+    const char* line = _cutValueLine(false);
+    return _endValueLine(line, readNumbers(line, value) == 1, "Parser: expected 1 float on line %d.\f");
+}
+
+bool Parser::ParseFloat2(float* first, float* second)
+{
+    const char* line = _cutValueLine(false);
+    return _endValueLine(line, readNumbers(line, first, second) == 2, "Parser: expected 2 floats on line %d.\f");
+}
+
+bool Parser::ParseFloat2x(float* first, float* second)
+{
+    const char* line = _cutValueLine(false);
+    return _endValueLine(line, readNumbers(line, first, second) >= 1, "Parser: expected 1 or 2 floats on line %d.\f");
+}
+
+bool Parser::GetFloat(float* value)
+{
+    return _expect(readNumbers(m_position, value) == 1, "Parser: expected 1 floats on line %d.\f");
+}
+
+bool Parser::GetFloat2(float* first, float* second)
+{
+    return _expect(readNumbers(m_position, first, second) == 2, "Parser: expected 2 floats on line %d.\f");
+}
+
+bool Parser::GetInt(int* value)
+{
+    return _expect(readNumbers(m_position, value) == 1, "Parser: expected 1 int on line %d.\f");
+}
+
+bool Parser::GetInt2(int* first, int* second)
+{
+    return _expect(readNumbers(m_position, first, second) == 2, "Parser: expected 2 ints on line %d.\f");
+}
+
+bool Parser::GetInt3(int* first, int* second, int* third)
+{
+    return _expect(readNumbers(m_position, first, second, third) == 3, "Parser: expected 3 ints on line %d.\f");
+}
+
+bool Parser::GetBoolean()
+{
+    const char* token = GetToken(" ");
+    const bool isTrue = token && stricmp(token, "true") == 0;
+    if (!isTrue && (!token || stricmp(token, "false") != 0)) {
+        owLogger::log(3, "...Expected: true or false\f");
+    }
+    return isTrue;
+}
+
+static bool isParameter(const char* token, const char* name)
+{
+    return token && name && stricmp(token, name) == 0;
+}
+
+// The message of a parameter's reader, to be logged with the parameter's name.
+#define EXPECTED(form) "...expected: \"^C00FF00%s = " form "^c\"\f"
+
+// The next token of the line as a number.
+template <typename Value>
+static bool readToken(Parser& parser, Value* value)
+{
+    const char* token = parser.GetToken(" ");
+    return token && readNumber(&token, value);
+}
+
+// A parameter of as many values as are given, of which the first so many are required.
+template <typename... Values>
+static bool readParameter(Parser& parser, const char* token, const char* name, const char* complaint, int required,
+                          Values*... values)
+{
+    if (!isParameter(token, name)) {
+        return false;
+    }
+    int count = 0;
+    if (parser.GetEqualsToken()) {
+        (void)(... && (readToken(parser, values) && ++count));
+    }
+    if (count < required) {
+        owLogger::log(3, complaint, name);
+    }
+    return true;
+}
+
+bool Parser::ParamEqualsInt8(const char* token, const char* name, signed char* value)
+{
+    return readParameter(*this, token, name, EXPECTED("int8"), 1, value);
+}
+
+bool Parser::ParamEqualsInt16(const char* token, const char* name, short* value)
+{
+    return readParameter(*this, token, name, EXPECTED("int16"), 1, value);
+}
+
+bool Parser::ParamEqualsInt32(const char* token, const char* name, int* value)
+{
+    return readParameter(*this, token, name, EXPECTED("int32"), 1, value);
+}
+
+bool Parser::ParamEqualsUInt32(const char* token, const char* name, unsigned int* value)
+{
+    return readParameter(*this, token, name, EXPECTED("uint32"), 1, value);
+}
+
+bool Parser::ParamEqualsInt64(const char* token, const char* name, long long* value)
+{
+    return readParameter(*this, token, name, EXPECTED("int64"), 1, value);
+}
+
+bool Parser::ParamEqualsFloat32(const char* token, const char* name, float* value)
+{
+    return readParameter(*this, token, name, EXPECTED("float32"), 1, value);
+}
+
+bool Parser::ParamEqualsInt32_2(const char* token, const char* name, int* first, int* second)
+{
+    return readParameter(*this, token, name, EXPECTED("int32 int32"), 2, first, second);
+}
+
+// The messages of the two with an optional second value name the one that is required.
+bool Parser::ParamEqualsInt32_2x(const char* token, const char* name, int* first, int* second)
+{
+    return readParameter(*this, token, name, EXPECTED("int32"), 1, first, second);
+}
+
+bool Parser::ParamEqualsFloat32_2(const char* token, const char* name, float* first, float* second)
+{
+    return readParameter(*this, token, name, EXPECTED("float32 float32"), 2, first, second);
+}
+
+bool Parser::ParamEqualsFloat32_2x(const char* token, const char* name, float* first, float* second)
+{
+    return readParameter(*this, token, name, EXPECTED("float32"), 1, first, second);
+}
+
+bool Parser::ParamEqualsBoolean(const char* token, const char* name, bool* value)
+{
+    if (!isParameter(token, name)) {
+        return false;
+    }
+    if (GetEqualsToken()) {
+        *value = GetBoolean();
+    } else {
+        owLogger::log(3, EXPECTED("bool"), name);
+    }
+    return true;
+}
+
+bool Parser::ParamEqualsString(const char* token, const char* name, char* text, unsigned int size)
+{
+    if (!isParameter(token, name)) {
+        return false;
+    }
+    const bool hasEquals = GetEqualsToken();
+    const char* string = hasEquals ? GetString() : nullptr;
+    if (!string) {
+        owLogger::log(3, EXPECTED("string"), name);
+        return !hasEquals; // only a missing string is no parameter at all
+    }
+    if (size > 0) {
+        strncpy(text, string, size);
+        text[size - 1] = '\0';
+    }
+    return true;
+}

@@ -1,0 +1,112 @@
+// Matching the arguments against the table of commands.
+//
+// 1. The table ends at its 32nd entry or at the first without a name, whoever added what stands before.
+// 2. An entry goes from absent to present and never back; one that is present takes no second switch.
+// 3. required is not negative, and arguments are only looked at below m_argCount.
+#include "core/commandline.h"
+
+#include <string.h>
+
+static const int sc_maxCommands = 32;
+
+static CommandEntry_s s_commandArgs[sc_maxCommands] = {{"-logger", 0, 0, 0, 0, 0}};
+
+// The first entry of that name, from entry on; null when there is none.
+static CommandEntry_s* findCommand(CommandEntry_s* entry, const char* name)
+{
+    const CommandEntry_s* end = s_commandArgs + sc_maxCommands;
+    for (; name && entry < end && entry->name[0] != '\0'; ++entry) {
+        if (strcmp(entry->name, name) == 0) {
+            return entry;
+        }
+    }
+    return nullptr;
+}
+
+static bool isArgument(const char* word)
+{
+    return word && word[0] != '-' && word[0] != '+';
+}
+
+CommandLine::CommandLine() : m_args(nullptr), m_argCount(0), m_commands(s_commandArgs), m_commandCount(1)
+{
+}
+
+CommandLine::~CommandLine()
+{
+}
+
+bool CommandLine::addCommand(const char* name, int required, int optional)
+{
+    if (!name || m_commandCount == sc_maxCommands) {
+        return false;
+    }
+    CommandEntry_s& entry = m_commands[m_commandCount++];
+    entry = CommandEntry_s();
+    strncpy(entry.name, name, sizeof(entry.name) - 1);
+    entry.required = required < 0 ? 0 : required;
+    entry.optional = optional;
+    return true;
+}
+
+void CommandLine::init(int count, char** args)
+{
+    m_args = args;
+    m_argCount = args ? count : 0;
+    _parseCmdLine();
+}
+
+void CommandLine::_parseCmdLine()
+{
+    int position = 1;
+    while (position < m_argCount) {
+        CommandEntry_s* entry = findCommand(m_commands, m_args[position]);
+        while (entry && entry->present) {
+            entry = findCommand(entry + 1, m_args[position]);
+        }
+        position = entry ? _processCmd(entry, position) : position + 1;
+    }
+}
+
+// Takes the arguments of the switch at position; answers where to go on.
+int CommandLine::_processCmd(CommandEntry_s* entry, int position)
+{
+    const int required = entry->required;
+    for (int k = 1; k <= required; ++k) {
+        const int word = position + k;
+        if (word == m_argCount || !isArgument(m_args[word])) {
+            return word; // not given after all; this word may be a switch
+        }
+    }
+    entry->present = 1;
+    entry->index = position;
+    entry->found = 0;
+
+    // Meant: the last words of the line, as many as the switch requires, are never its optional arguments.
+    int word = position + required + 1;
+    while (entry->found < entry->optional && word < m_argCount - required && isArgument(m_args[word])) {
+        ++entry->found;
+        ++word;
+    }
+    return word;
+}
+
+bool CommandLine::cmdExists(const char* name)
+{
+    const CommandEntry_s* entry = findCommand(m_commands, name);
+    return entry && entry->present;
+}
+
+bool CommandLine::getArgs(const char* name, int* count, char*** args)
+{
+    const CommandEntry_s* entry = findCommand(m_commands, name);
+    // An index that another command line has left may lie behind the end of this one.
+    const bool inside = entry && m_args && entry->index <= m_argCount;
+    if (count) {
+        *count = entry ? static_cast<int>(entry->required + entry->found + 1u) : 0; // unsigned: INT_MAX + 1 wraps
+    }
+    if (args) {
+        *args = inside ? m_args + entry->index : nullptr;
+    }
+    return entry != nullptr;
+}

@@ -5,8 +5,8 @@ set -euo pipefail
 clang=$1
 source=$2
 
-mac=("$clang" --target=powerpc-apple-darwin8 -std=c++17 -ffreestanding -nostdinc++ -Wall -Wextra -Werror
-    -I"$source" -I"$source/tests/layout/darwin")
+mac=("$clang" --target=powerpc-apple-darwin8 -std=c++17 -ffreestanding -nostdinc++ -fno-access-control
+    -nostdlibinc -Wall -Wextra -Werror -I"$source" -I"$source/tests/layout/darwin")
 
 "${mac[@]}" -fsyntax-only "$source/tests/layout/layout.cpp"
 

@@ -1,6 +1,12 @@
 // The layout of the records that games and tools look into, word for word as on the 32-bit target. Nothing here runs:
 // what compiles is right. 64-bit builds keep the order of the fields, and the 24-byte header.
+//
+// Compiled without access control: many of these fields are private.
+#include "core/commandline.h"
+#include "core/hashtable.h"
 #include "core/memorymgr.h"
+#include "core/parser.h"
+#include "core/stringtable.h"
 
 #include <stddef.h>
 
@@ -51,34 +57,86 @@ AT(Mutex, mutex, 4);
 AT(Mutex, attr, 4 + sizeof(pthread_mutex_t));
 static_assert(sizeof(Mutex) == 4 + sizeof(pthread_mutex_t) + sizeof(pthread_mutexattr_t), "nothing but the two");
 
-struct MemoryMgrLayout : MemoryMgr {
-    using MemoryMgr::bankCount;
-    using MemoryMgr::banks;
-    using MemoryMgr::bankSizePath;
-    using MemoryMgr::locations;
-    using MemoryMgr::locked;
-    using MemoryMgr::systemBank;
-};
-AT(MemoryMgrLayout, locked, 4);
-AT(MemoryMgrLayout, bankCount, 8);
-AT(MemoryMgrLayout, banks, 12);
-AT(MemoryMgrLayout, systemBank, 12 + 32 * 92);
-AT(MemoryMgrLayout, locations, 12 + 33 * 92);
-AT(MemoryMgrLayout, bankSizePath, 12 + 33 * 92 + 2 * 24);
+AT(MemoryMgr, locked, 4);
+AT(MemoryMgr, bankCount, 8);
+AT(MemoryMgr, banks, 12);
+AT(MemoryMgr, systemBank, 12 + 32 * 92);
+AT(MemoryMgr, locations, 12 + 33 * 92);
+AT(MemoryMgr, bankSizePath, 12 + 33 * 92 + 2 * 24);
 static_assert(sizeof(MemoryMgr) == 12 + 33 * 92 + 2 * 24 + 1024, "nothing behind the path");
+
+AT(Parser, m_buffer, 4);
+AT(Parser, m_cursor, 8);
+AT(Parser, m_position, 12);
+AT(Parser, m_lineNumber, 16);
+AT(Parser, m_bounds, 20); // the one that is the parser's own business
+
+AT(CommandEntry_s, name, 0);
+AT(CommandEntry_s, required, 32);
+AT(CommandEntry_s, optional, 36);
+AT(CommandEntry_s, present, 40);
+AT(CommandEntry_s, index, 44);
+AT(CommandEntry_s, found, 48);
+static_assert(sizeof(CommandEntry_s) == 52, "a name and five words");
+AT(CommandLine, m_args, 4);
+AT(CommandLine, m_argCount, 8);
+AT(CommandLine, m_commands, 12);
+AT(CommandLine, m_commandCount, 16);
+static_assert(sizeof(CommandLine) == 20, "nothing behind the count");
+
+typedef HashData<_StringTableNode_s> StringData;
+AT(StringData, m_key, 4);
+AT(StringData, m_data, 132);
+AT(StringData, m_next, 136);
+static_assert(sizeof(StringData) == 140, "a node of the pool's array");
+typedef HashPool<_StringTableNode_s> StringPool;
+AT(StringPool, m_poolSize, 4);
+AT(StringPool, m_nodes, 8);
+AT(StringPool, m_freeList, 12);
+static_assert(sizeof(StringPool) == 16, "nothing behind the free list");
+typedef HashTable<_StringTableNode_s> StringHash;
+AT(StringHash, m_bucketCount, 4);
+AT(StringHash, m_buckets, 8);
+AT(StringHash, m_pool, 12);
+static_assert(sizeof(StringHash) == 16, "nothing behind the pool");
+typedef HashTableIter_t<_StringTableNode_s> StringIter;
+AT(StringIter, key, 0);
+AT(StringIter, bucket, 4);
+AT(StringIter, node, 8);
+static_assert(sizeof(StringIter) == 12, "three words");
+
+AT(_StringTableNode_s, string, 0);
+static_assert(sizeof(_StringTableNode_s) == 4, "one pointer");
+AT(StringTable, m_loaded, 4);
+AT(StringTable, m_spare, 8);
+AT(StringTable, m_language, 136);
+AT(StringTable, m_table, 264);
+static_assert(sizeof(StringTable) == 268, "nothing behind the table");
 
 #endif
 
-// Makes the compiler lay out the virtual tables, whose order the check script compares.
-struct VirtualTables : MemoryMgr {
+// Make the compiler lay out the virtual tables, whose order the check script compares.
+struct ManagerTable : MemoryMgr {
     void onOutOfMemory(int) override;
 };
-void VirtualTables::onOutOfMemory(int)
+void ManagerTable::onOutOfMemory(int)
 {
 }
-struct LockTable : Mutex {
-    ~LockTable() override;
+
+template <typename Class>
+struct TableOf : Class {
+    ~TableOf() override;
 };
-LockTable::~LockTable()
+template <typename Class>
+TableOf<Class>::~TableOf()
 {
 }
+#if UINTPTR_MAX == 0xffffffffu
+template struct TableOf<Mutex>;
+template struct TableOf<Parser>;
+template struct TableOf<CommandLine>;
+template struct TableOf<StringData>;
+template struct TableOf<StringPool>;
+template struct TableOf<StringHash>;
+template struct TableOf<StringTable>;
+#endif

@@ -1,0 +1,239 @@
+// Loading, looking up and collecting texts.
+//
+// 1. An entry's record and its text are blocks of the table's, and only its destructor releases them.
+// 2. Of entries with the same key the oldest is found; nothing ever replaces one.
+// 3. A table that has opened a strings file never writes one.
+#include "core/stringtable.h"
+#include "core/hashtable.h"
+#include "core/parser.h"
+#include "core/str.h"
+#include "file/file.h"
+#include "logger/logger.h"
+
+#include <stdint.h>
+#include <stdio.h>
+#include <string.h>
+
+static const char* const sc_source = "core/stringtable";
+
+// Bytes. No bank has room for a text of more than 2 GiB, and asking for it would end the game: such a file is a bad
+// file, or a folder with an absurd length.
+static const unsigned long sc_longestFile = 0x7fffff00;
+
+StringTable* g_stringTblPtr;
+
+char StringTable::s_localePath[1024];
+const char* const StringTable::sc_stringFileName = "strings.utf8";
+
+StringTable::StringTable() : m_loaded(0), m_table(nullptr)
+{
+    m_spare[0] = '\0';
+    m_language[0] = '\0';
+    m_table = new (sc_source, 56) HashTable<_StringTableNode_s>(1021, 1024);
+    g_stringTblPtr = this;
+}
+
+StringTable::~StringTable()
+{
+    g_stringTblPtr = nullptr;
+    if (!m_table) {
+        return; // nothing was collected, and a strings file that is there must not be emptied for it
+    }
+    if (!m_loaded) {
+        _exportStringTable();
+    }
+    HashTableIter_t<_StringTableNode_s> it;
+    const _StringTableNode_s* entry = m_table->getFirstElement(it);
+    for (; entry; entry = m_table->getNextElement(it)) {
+        FreeInBank(0, entry->string);
+    }
+    m_table->removeAll(true);
+    delete m_table;
+}
+
+void StringTable::s_setLocalePath(const char* path)
+{
+    if (!path || path[0] == '\0') {
+        return;
+    }
+    const size_t length = strnlen(path, sizeof(s_localePath) - 1);
+    memmove(s_localePath, path, length);
+    s_localePath[length] = '\0';
+}
+
+// In our buffer, until the next call. A path that is too long is cut, as all are, and then names another file.
+const char* StringTable::_stringTableFilename()
+{
+    static char filename[128];
+    const bool hasFolder = s_localePath[0] != '\0';
+    const int length = hasFolder ? snprintf(filename, sizeof(filename), "%.127s/%s", s_localePath, sc_stringFileName)
+                                 : snprintf(filename, sizeof(filename), "%s", sc_stringFileName);
+    if (length < 0) {
+        filename[0] = '\0';
+    }
+    return filename;
+}
+
+// The end of the conversion of printf's that begins at percent; null where that is no conversion.
+static const char* conversionEnd(const char* percent)
+{
+    const char* letter = percent + 1 + strspn(percent + 1, "-+ #'0123456789.*$hlLqjzt");
+    return *letter != '\0' && strchr("%diouxXeEfFgGaAcCsSpnm", *letter) ? letter + 1 : nullptr;
+}
+
+// Copies a format without its conversions, for which there is nothing to print; "%%" is "%", and a '%' that begins no
+// conversion stays.
+static void formatWithoutArguments(char* out, size_t size, const char* format)
+{
+    const char* const last = out + size - 1;
+    while (*format != '\0' && out < last) {
+        const char* end = *format == '%' ? conversionEnd(format) : nullptr;
+        if (!end || end[-1] == '%') {
+            *out++ = *format;
+        }
+        format = end ? end : format + 1;
+    }
+    *out = '\0';
+}
+
+// The whole file with a NUL behind it, in a block of bank 0, and the file closed. Where that can't be: null, a message,
+// and the file is meant to stay open.
+static char* readText(_BkzFileType_s* file, const char* path)
+{
+    const unsigned long length = File::getLength(file);
+    void* block = length <= sc_longestFile ? AllocInBank(0, length + 1, sc_source, 146) : nullptr;
+    if (!block) {
+        owLogger::log(3, "^CFF0000StringTable::setLanguage:^c ^CFF0000Memory Allocation Error^c %s\f", path);
+        return nullptr;
+    }
+    char* text = static_cast<char*>(memset(block, 0, length + 1));
+    if (File::read(text, length, 1, file) != 1) {
+        owLogger::log(3, "^CFF0000StringTable::setLanguage:^c ^CFF0000File I/O Error:^c %s\f", path);
+        FreeInBank(0, text);
+        return nullptr;
+    }
+    File::close(file);
+    return text;
+}
+
+bool StringTable::setLanguage(const char* language)
+{
+    if (!language) {
+        return false;
+    }
+    formatWithoutArguments(m_language, sizeof(m_language), language);
+    const char* path = _stringTableFilename();
+    _BkzFileType_s* file = File::open(path, "rb");
+    if (!file) {
+        owLogger::log(6, "^CFF0000StringTable::setLanguage: ^c File Not Found: \"^CFFFF00%s^c\"\f", path);
+        return false;
+    }
+    m_loaded = 1;
+    if (char* text = readText(file, path)) {
+        _parseStringTable(text);
+        FreeInBank(0, text);
+    }
+    return true;
+}
+
+void StringTable::_parseStringTable(char* text)
+{
+    const bool hasByteOrderMark = strncmp(text, "\xEF\xBB\xBF", 3) == 0;
+    Parser* parser = new (sc_source, 169) Parser(hasByteOrderMark ? text + 3 : text);
+    while (parser && parser->ParseLine()) {
+        _parseStringTableEntry(parser);
+    }
+    delete parser;
+}
+
+void StringTable::_parseStringTableEntry(Parser* parser)
+{
+    const char* key = parser->GetString();
+    if (!key || !parser->GetEqualsToken()) {
+        return;
+    }
+    if (const char* translation = parser->GetString()) {
+        _insertString(key, reinterpret_cast<const unsigned char*>(translation));
+    }
+}
+
+// Meant: a record that finds no free node stays behind, and its text too. A game with more texts than the table holds
+// sees them in its leak report.
+void StringTable::_insertString(const char* key, const unsigned char* text)
+{
+    if (!m_table) {
+        return;
+    }
+    void* record = AllocInBank(0, sizeof(_StringTableNode_s), sc_source, 221);
+    if (!record) {
+        return;
+    }
+    const size_t size = strlen(reinterpret_cast<const char*>(text)) + 1;
+    void* copy = AllocInBank(0, size, sc_source, 226);
+    if (!copy) {
+        FreeInBank(0, record);
+        return;
+    }
+    _StringTableNode_s* entry = static_cast<_StringTableNode_s*>(record);
+    entry->string = static_cast<char*>(memcpy(copy, text, size));
+    m_table->insert(key, entry);
+}
+
+const char* StringTable::translate(const char* text)
+{
+    const _StringTableNode_s* entry = m_table ? m_table->getData(text) : nullptr;
+    if (!entry && m_table && text) {
+        _insertString(text, reinterpret_cast<const unsigned char*>(text));
+        entry = m_table->getData(text);
+    }
+    if (!entry) {
+        // The address, not the text: its low 32 bits on a 64-bit host.
+        const int address = static_cast<int>(reinterpret_cast<uintptr_t>(text));
+        owLogger::log(3, "Failed to insert translated string: ^CFFFF00%d^c\f", address);
+        return text;
+    }
+    return entry->string;
+}
+
+// Writes a line of a strings file; false, and nothing written, when there is no memory to escape the texts.
+static bool writeEntry(FILE* stream, const char* key, const char* text)
+{
+    char* escapedKey = nullptr;
+    if (!str::escape(&escapedKey, key)) {
+        return false;
+    }
+    char* escapedText = nullptr;
+    const bool escaped = str::escape(&escapedText, text);
+    if (escaped) {
+        fprintf(stream, "\"%s\" = \"%s\"\n", escapedKey, escapedText);
+        FreeInBank(0, escapedText);
+    }
+    FreeInBank(0, escapedKey);
+    return escaped;
+}
+
+void StringTable::_exportStringTable()
+{
+    const char* path = _stringTableFilename();
+    _BkzFileType_s* file = File::open(path, "w");
+    if (!file) {
+        owLogger::log(
+            6, "^CFF0000StringTable::_exportStringTable:^c Failed to open file for writing: \"^CFFFF00%s^c\"\f",
+            path);
+        return;
+    }
+    HashTableIter_t<_StringTableNode_s> it;
+    const _StringTableNode_s* entry = m_table->getFirstElement(it);
+    while (entry && g_MemoryPtr) {
+        // Meant: an entry is tried again for as long as there is no memory to escape it, and none is left out.
+        if (writeEntry(file->stream, it.key, entry->string)) {
+            entry = m_table->getNextElement(it);
+        }
+    }
+    File::close(file);
+}
+
+// The library's own instances, whole: what it exports of them must not hang on what a compiler inlines.
+template class HashData<_StringTableNode_s>;
+template class HashPool<_StringTableNode_s>;
+template class HashTable<_StringTableNode_s>;

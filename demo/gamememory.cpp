@@ -1,57 +1,134 @@
 #include "demo/gamememory.h"
 
+#include "demo/datafile.h"
 #include "demo/report.h"
 #include "file/file.h"
 
-static const unsigned int KiB = 1024;
+#include <stdlib.h>
 
-// First guesses, some too small and some too large, as first guesses are. The runs mend them.
-static const struct {
-    e_MemoryBankType type;
-    const char* name; // 30 characters at most, or the bank-size file doesn't know it again
-    unsigned int size;
-} sc_banks[BANK_COUNT] = {
-    {MEMBANK_HEAP, "core", 64 * KiB},
-    {MEMBANK_LINEAR, "frame", 1024 * KiB},
-    {MEMBANK_HEAP, "script values", 1024 * KiB},
-    {MEMBANK_HEAP, "script objects", 512 * KiB},
-    {MEMBANK_HEAP, "script tables", 512 * KiB},
-    {MEMBANK_HEAP, "script buffers", 2048 * KiB},
-    {MEMBANK_HEAP, "level values", 1536 * KiB},
-    {MEMBANK_HEAP, "level objects", 1024 * KiB},
-    {MEMBANK_HEAP, "level tables", 2048 * KiB},
-    {MEMBANK_HEAP, "record fields", 64 * KiB},
-    {MEMBANK_HEAP, "record rows", 512 * KiB},
-    {MEMBANK_HEAP, "record pages", 1024 * KiB},
-};
+static const size_t sc_mostBanks = 32;
+static const size_t sc_longestName = 30; // or the bank-size file doesn't know it again
+static const int sc_largestBank = 1 << 28;
+static const unsigned int sc_coreBankSize = 512 * 1024; // bytes; the string table and its texts
 
-const char* GetBankName(int bank)
+int BankPlans::find(const char* name) const
 {
-    return sc_banks[bank].name;
+    for (size_t index = 0; index < banks.size(); ++index) {
+        if (banks[index].name == name) {
+            return static_cast<int>(index);
+        }
+    }
+    return -1;
 }
 
-void GameMemory::defineBanks()
+static void readBank(DataFile& file, BankPlan* bank)
 {
-    for (const auto& bank : sc_banks) {
-        const int index = defineBank(MEMLOC_DEFAULT, bank.type, bank.name, bank.size);
+    int largest = 0, frames = 0;
+    while (file.nextLine()) {
+        if (file.readInt("largest", 1, sc_largestBank, &largest)) {
+            bank->largest = static_cast<unsigned int>(largest);
+        } else if (file.readInt("frames", 0, 100000, &frames)) {
+            bank->frames = static_cast<unsigned int>(frames);
+        } else {
+            file.readString("name", &bank->name, sc_longestName) ||
+                file.readChoice("kind", {"heap", "linear"}, &bank->kind) ||
+                file.readChoice("location", {"default", "custom"}, &bank->location) ||
+                file.readInt("size", 32, sc_largestBank, &bank->size) ||
+                file.readString("takes", &bank->session, sc_longestName) || file.refuseLine();
+        }
+    }
+    file.require(!bank->name.empty(), "name = string");
+    file.require(bank->name.find('=') == std::string::npos, "name = string, no '='");
+    file.require(bank->size > 0, "size = int32");
+    // A linear bank can't free a block.
+    file.require(bank->kind == MEMBANK_HEAP || bank->session.empty() || (bank->name == "frame" && bank->frames == 0),
+                 "kind = \"heap\"");
+}
+
+bool ReadBankPlans(DataFile& file, BankPlans* plans)
+{
+    while (file.nextBlock("bank")) {
+        BankPlan bank;
+        readBank(file, &bank);
+        file.require(plans->find(bank.name.c_str()) < 0, "name = string, once");
+        file.require(!plans->banks.empty() || (bank.name == "core" && bank.kind == MEMBANK_HEAP),
+                     "name = \"core\", kind = \"heap\"");
+        plans->banks.push_back(bank);
+        file.require(plans->banks.size() <= sc_mostBanks, "bank, 1..32");
+    }
+    plans->frameBank = plans->find("frame");
+    plans->unitBank = plans->find("units");
+    file.require(plans->frameBank > 0 && plans->banks[plans->frameBank].kind == MEMBANK_LINEAR,
+                 "bank { name = \"frame\", kind = \"linear\" }");
+    file.require(plans->unitBank > 0 && plans->banks[plans->unitBank].kind == MEMBANK_HEAP,
+                 "bank { name = \"units\", kind = \"heap\" }");
+    return file.isGood();
+}
+
+// The location "custom" is ordinary memory, too, but counted.
+static unsigned int s_customBlocks;
+
+unsigned int CustomBlocks()
+{
+    return s_customBlocks;
+}
+
+static void* allocCustom(unsigned long size)
+{
+    void* block = malloc(size);
+    s_customBlocks += block != nullptr;
+    return block;
+}
+
+static void* reallocCustom(void* block, unsigned long size)
+{
+    return realloc(block, size);
+}
+
+static void freeCustom(void* block)
+{
+    s_customBlocks -= block != nullptr;
+    free(block);
+}
+
+void GameMemory::defineBanks(const BankPlans& plans)
+{
+    defineLocAllocCb(MEMLOC_CUSTOM, allocCustom);
+    defineLocReallocCb(MEMLOC_CUSTOM, reallocCustom);
+    defineLocFreeCb(MEMLOC_CUSTOM, freeCustom);
+    for (const BankPlan& bank : plans.banks) {
+        const int index =
+            defineBank(static_cast<e_MemoryLocation>(bank.location), static_cast<e_MemoryBankType>(bank.kind),
+                       bank.name.c_str(), static_cast<unsigned int>(bank.size));
         m_sizes[index].name = bank.name;
         m_sizes[index].planned = getMemoryBankSize(index);
     }
+}
+
+void GameMemory::defineCoreBank()
+{
+    defineBank(MEMLOC_DEFAULT, MEMBANK_HEAP, "core", sc_coreBankSize);
+    keepOldSizes();
 }
 
 void GameMemory::start()
 {
     initialize();
     locked = 1;
-    for (int index = 0; index < BANK_COUNT; ++index) {
+    for (int index = 0; index < bankCount; ++index) {
         m_sizes[index].start = getMemoryBankSize(index);
     }
 }
 
+void GameMemory::keepOldSizes()
+{
+    bankSizePath[0] = '\0';
+}
+
 std::vector<BankSize> GameMemory::sizes() const
 {
-    std::vector<BankSize> sizes(m_sizes, m_sizes + BANK_COUNT);
-    for (int index = 0; index < BANK_COUNT; ++index) {
+    std::vector<BankSize> sizes(m_sizes, m_sizes + bankCount);
+    for (int index = 0; index < bankCount; ++index) {
         sizes[index].peak = banks[index].peakBytes;
     }
     return sizes;
@@ -59,7 +136,11 @@ std::vector<BankSize> GameMemory::sizes() const
 
 void GameMemory::onOutOfMemory(int)
 {
-    ReportOutOfMemory();
+    static bool s_isTold; // a text that is new to the string table needs memory, too
+    if (!s_isTold) {
+        s_isTold = true;
+        ReportOutOfMemory();
+    }
 }
 
 void ReadNextSizes(const std::string& path, std::vector<BankSize>* sizes)
@@ -75,7 +156,7 @@ void ReadNextSizes(const std::string& path, std::vector<BankSize>* sizes)
     unsigned int bytes = 0;
     while (fscanf(file, " %31[^=\n]=%u", name, &bytes) == 2) {
         for (BankSize& size : *sizes) {
-            if (size.name == std::string(name)) {
+            if (size.name == name) {
                 size.next = bytes;
             }
         }

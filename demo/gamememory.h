@@ -2,6 +2,8 @@
 //
 // Blocks that serve the same use and die together share a bank: the holes they leave fit the blocks that come after
 // them, and stay few. What lives no longer than a frame goes to a linear bank, which is emptied as a whole.
+//
+// Which banks there are stands in Game/banks.txt.
 #pragma once
 
 #include "core/memorymgr.h"
@@ -9,29 +11,38 @@
 #include <string>
 #include <vector>
 
-// In the order in which they are defined; bank 0 is the library's own.
-enum e_GameBank : int {
-    BANK_CORE,
-    BANK_FRAME,
-    BANK_SCRIPT_VALUES, // what the scripts make and soon forget
-    BANK_SCRIPT_OBJECTS,
-    BANK_SCRIPT_TABLES,
-    BANK_SCRIPT_BUFFERS,
-    BANK_LEVEL_VALUES, // what they make to last
-    BANK_LEVEL_OBJECTS,
-    BANK_LEVEL_TABLES,
-    BANK_RECORD_FIELDS,
-    BANK_RECORD_ROWS,
-    BANK_RECORD_PAGES,
-    BANK_COUNT
+class DataFile;
+
+static const int sc_coreBank = 0; // the library's own
+static const unsigned int sc_any = 0xffffffff;
+
+struct BankPlan {
+    std::string name;
+    int kind = MEMBANK_HEAP;
+    int location = MEMLOC_DEFAULT;
+    int size = 0; // bytes
+
+    // The blocks it takes of a recorded session.
+    std::string session;           // its name, "all", or empty for none
+    unsigned int largest = sc_any; // bytes asked for, at most this
+    unsigned int frames = sc_any;  // and freed no later than this many frames after its own
 };
 
-const char* GetBankName(int bank);
+struct BankPlans {
+    std::vector<BankPlan> banks;
+    int frameBank = 0; // what is forgotten with each frame
+    int unitBank = 0;  // the units of a battle
+
+    int find(const char* name) const; // -1 when there is none
+};
+
+// The file has the fault where the result is false.
+bool ReadBankPlans(DataFile& file, BankPlans* plans);
 
 // One bank's size from run to run, in bytes.
 struct BankSize {
-    const char* name;
-    unsigned int planned; // in the code
+    std::string name;
+    unsigned int planned; // in banks.txt
     unsigned int start;   // when this run began
     unsigned int peak;    // the most that was in use
     unsigned int next;    // when the next run begins
@@ -39,9 +50,12 @@ struct BankSize {
 
 class GameMemory : public MemoryMgr {
 public:
-    void defineBanks();
-    void start(); // initialize, and then nobody defines another bank
+    void defineBanks(const BankPlans& plans);
+    void defineCoreBank(); // enough to say that there will be no game
+    void start();          // initialize, and then nobody defines another bank
+    void keepOldSizes();   // nothing was learnt from this run
 
+    int count() const { return bankCount; }
     const MemoryBank_s& bank(int index) const { return banks[index]; }
     const char* bankSizesPath() const { return bankSizePath; }
 
@@ -52,8 +66,11 @@ protected:
     void onOutOfMemory(int reason) override;
 
 private:
-    BankSize m_sizes[BANK_COUNT] = {};
+    BankSize m_sizes[32] = {};
 };
 
-// Looks up what the next run will start from: for a bank the file doesn't name, that is what is in the code.
+// The blocks that the location "custom" has given and not got back.
+unsigned int CustomBlocks();
+
+// Looks up what the next run will start from: for a bank the file doesn't name, that is what is in banks.txt.
 void ReadNextSizes(const std::string& path, std::vector<BankSize>* sizes);

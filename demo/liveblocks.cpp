@@ -6,7 +6,7 @@
 std::vector<LivePlace> FindLiveBlocks(GameMemory& memory)
 {
     std::map<std::pair<std::string, unsigned int>, LivePlace> places;
-    for (int bank = 0; bank < BANK_COUNT; ++bank) {
+    for (int bank = 0; bank < memory.count(); ++bank) {
         for (MemoryHeapNode_s* list : {memory.bank(bank).usedList, memory.bank(bank).extList}) {
             for (MemoryHeapNode_s* node = list; node; node = node->next) {
                 const char* file = node->file;

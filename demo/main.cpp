@@ -1,32 +1,30 @@
-// A small game without a picture, from start-up to shutdown.
+// A small game without sound, from start-up to shutdown.
 //
-// What its scripts and its records ask for was recorded in two real programs. The game plays it again, frame by
-// frame, from banks of its own; then it looks whether all is well, and shows where the memory went. Run it twice: the
-// banks learn from each run how large they should be.
+// Two armies fight their battles, as the game's data files say. Meanwhile the memory works as hard as in a large game:
+// what two real programs asked for was recorded, and is played again, frame by frame, from banks of the game's own.
+// Then the game looks whether all is well, and shows where the memory went.
+//
+// Run it twice: the banks learn from each run how large they should be, and the texts come from the file that the
+// first run has left. `-help` lists what else to try.
 #include "demo/bankcheck.h"
 #include "demo/progress.h"
 #include "demo/replay.h"
 #include "demo/report.h"
+#include "demo/texts.h"
 
 #include "core/platform.h"
+#include "core/stringtable.h"
 
 #include <unistd.h>
 
 // How the process ends.
 static const int sc_allIsWell = 0;
-static const int sc_damaged = 1;       // a block or a bank is not as it should be
-static const int sc_nothingToPlay = 2; // a session is missing, or no session at all
-
-// The folder with the game's own files; in a bundle it is among the resources.
-static std::string defaultFolder()
-{
-    const char* gamePath = GetAppGamePath();
-    return std::string(gamePath ? gamePath : "") + "sessions";
-}
+static const int sc_damaged = 1; // a block, a bank or a text is not as it should be
+static const int sc_noGame = 2;  // a switch, a data file or a session is no good
 
 static bool load(const std::string& folder, const Recording& recording, Session* session)
 {
-    const std::string path = folder + "/" + recording.fileName;
+    const std::string path = folder + "sessions/" + recording.fileName;
     std::string why;
     if (!LoadSession(path.c_str(), session, &why)) {
         ReportUnreadableSession(path, why);
@@ -35,15 +33,32 @@ static bool load(const std::string& folder, const Recording& recording, Session*
     return true;
 }
 
-static bool playFrames(Replay& scripts, Replay& records)
+static bool load(const std::string& folder, GameData* data)
 {
-    Progress progress(sc_frames);
-    for (unsigned int frame = 0; frame < sc_frames; ++frame) {
-        progress.show(frame);
+    DataFile units(folder + "units.txt");
+    DataFile levels(folder + "levels.txt");
+    if (!data->readUnits(units)) {
+        ReportDataFault(units.fault());
+        return false;
+    }
+    if (!data->readLevels(levels)) {
+        ReportDataFault(levels.fault());
+        return false;
+    }
+    return true;
+}
+
+static bool playFrames(unsigned int frames, const BankPlans& banks, Campaign& campaign, Replay& scripts,
+                       Replay& records)
+{
+    Progress progress(frames);
+    for (unsigned int frame = 0; frame < frames; ++frame) {
+        campaign.playFrame();
+        progress.show(frame, campaign.status());
         if (!scripts.playFrame(frame) || !records.playFrame(frame)) {
             return false;
         }
-        g_MemoryPtr->free(BANK_FRAME, nullptr); // the frame is over: forget everything in it
+        g_MemoryPtr->free(banks.frameBank, nullptr); // the frame is over: forget everything in it
     }
     return true;
 }
@@ -51,9 +66,9 @@ static bool playFrames(Replay& scripts, Replay& records)
 static bool banksCheckOut(GameMemory& memory, bool expectEmpty)
 {
     bool sound = true;
-    for (int bank = 0; bank < BANK_COUNT; ++bank) {
+    for (int bank = 0; bank < memory.count(); ++bank) {
         if (const int code = CheckBank(memory, bank, expectEmpty)) {
-            ReportBankFault(bank, code);
+            ReportBankFault(memory.bank(bank).name, code);
             sound = false;
         }
     }
@@ -67,40 +82,110 @@ static bool liveBlocksMatch(const std::vector<LivePlace>& places, const Replay& 
     for (const LivePlace& place : places) {
         found += place.file == replay.name() ? place.blocks : 0;
     }
-    if (found != replay.liveAtEnd()) {
-        ReportLiveCount(replay.name(), replay.liveAtEnd(), found);
+    if (found != replay.liveNow()) {
+        ReportLiveCount(replay.name(), replay.liveNow(), found);
         return false;
     }
     return true;
 }
 
-// One game, in banks that are ready for it.
-static int play(GameMemory& memory, const std::string& folder)
+// The game's loop, and what it leaves behind.
+static int play(GameMemory& memory, const BankPlans& banks, const GameData& data, const Options& options)
 {
     Session scriptSession;
     Session recordSession;
-    if (!load(folder, sc_scripts, &scriptSession) || !load(folder, sc_records, &recordSession)) {
-        return sc_nothingToPlay;
+    if (!load(options.folder, sc_scripts, &scriptSession) || !load(options.folder, sc_records, &recordSession)) {
+        return sc_noGame;
     }
-    Replay scripts(sc_scripts, scriptSession);
-    Replay records(sc_records, recordSession);
+    Replay scripts(sc_scripts, scriptSession, banks);
+    Replay records(sc_records, recordSession, banks);
+    for (const Replay* replay : {&scripts, &records}) {
+        if (!replay->hasBanks()) {
+            ReportHomelessBlocks(replay->name());
+            return sc_noGame;
+        }
+    }
+    Campaign campaign(data.levels(), banks);
     const auto begin = std::chrono::steady_clock::now();
-    if (!playFrames(scripts, records)) {
+    if (!playFrames(options.frames, banks, campaign, scripts, records)) {
         return sc_damaged;
     }
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
-    ReportPlayed(scriptSession.operations.size() + recordSession.operations.size(), time.count());
-
+    ReportPlayed(scripts.operationsPlayed() + records.operationsPlayed(), time.count());
+    ReportBattles(campaign, options);
     ReportBanks(memory);
-    if (!banksCheckOut(memory, false)) {
-        return sc_damaged;
-    }
     const std::vector<LivePlace> places = FindLiveBlocks(memory);
     ReportLiveBlocks(places);
-    if (!liveBlocksMatch(places, scripts) || !liveBlocksMatch(places, records)) {
+    const bool sound = banksCheckOut(memory, false) && liveBlocksMatch(places, scripts) &&
+                       liveBlocksMatch(places, records) && scripts.freeAll() && records.freeAll();
+    return sound ? sc_allIsWell : sc_damaged;
+}
+
+// All texts that the game's data bring with them.
+static void askForTexts(const GameData& data)
+{
+    for (const UnitKind& kind : data.kinds()) {
+        Text(kind.title);
+    }
+    for (const Level& level : data.levels()) {
+        for (const std::string& text : {level.title, level.armies[0], level.armies[1]}) {
+            Text(text);
+        }
+    }
+}
+
+static int playGame(GameMemory& memory, const BankPlans& banks, const Language& language, const Options& options)
+{
+    GameData data;
+    if (!load(options.folder, &data)) {
+        return sc_noGame;
+    }
+    askForTexts(data);
+    const bool hasRunBefore = access(memory.bankSizesPath(), R_OK) == 0;
+    ReportStart(memory.sizes(), memory.bankSizesPath(), hasRunBefore, options.frames);
+    ReportTextSource(language);
+    ReportData(data, options.details);
+    return play(memory, banks, data, options);
+}
+
+// The texts, as long as the game needs them. Whatever there is to say, it is said in the player's language.
+static int run(GameMemory& memory, const DataFile& bankFile, const BankPlans& banks, const Options& options)
+{
+    Language language;
+    const bool hasLanguage = language.choose(options);
+    int status = sc_noGame;
+    unsigned int newTexts = 0;
+    {
+        StringTable strings; // g_stringTblPtr from here on
+        language.load(memory, strings);
+        AskForAllTexts();
+        if (options.help) {
+            ReportSwitches(Platform::GetAppTitle());
+            status = sc_allIsWell;
+        } else if (!options.wrongSwitch.empty()) {
+            ReportWrongSwitch(options);
+        } else if (!hasLanguage) {
+            ReportMissingLanguage(options.locale, language.missingPath());
+        } else if (!bankFile.isGood()) {
+            ReportDataFault(bankFile.fault());
+        } else {
+            status = playGame(memory, banks, language, options);
+        }
+        newTexts = language.newTexts(memory);
+    } // without a strings file, the table writes one
+    if (options.help || status != sc_allIsWell) {
+        language.forgetCollected();
+        return status;
+    }
+    if (!language.isCollecting()) {
+        ReportTranslation(newTexts, language.path());
+    } else if (language.textsCameBack(memory, newTexts)) {
+        ReportCollected(newTexts, language.path());
+    } else {
+        ReportLostTexts(language.path());
         return sc_damaged;
     }
-    if (!scripts.freeAll() || !records.freeAll() || !banksCheckOut(memory, true)) {
+    if (!banksCheckOut(memory, true)) {
         return sc_damaged;
     }
     ReportVerdict(memory);
@@ -112,27 +197,42 @@ int main(int argc, char** argv)
     // The platform comes first: the memory manager asks it for the game's folder.
     Platform::SystemCheck();
     Platform::SetApp(1);
-    if (argc > 2) {
-        ReportUsage(argv[0]);
-        return sc_nothingToPlay;
-    }
 
-    int status = sc_allIsWell;
+    // Neither a command line nor a parser takes memory when it is no `new` one. So a switch can say where the game's
+    // files are, and one of those which banks there shall be.
+    CommandLine commandLine;
+    const Options options = ReadOptions(commandLine, argc, argv);
+    Platform::SetCommandLine(&commandLine);
+    BankPlans banks;
+    DataFile bankFile(options.folder + "banks.txt");
+    const bool hasGame = ReadBankPlans(bankFile, &banks) && !options.help && options.wrongSwitch.empty();
+
+    int status = sc_noGame;
     std::vector<BankSize> sizes;
     std::string sizesPath;
     {
         GameMemory memory; // g_MemoryPtr from here on
         sizesPath = memory.bankSizesPath();
-        const bool hasRunBefore = access(sizesPath.c_str(), R_OK) == 0;
-        memory.defineBanks();
+        if (hasGame) {
+            memory.defineBanks(banks);
+        } else {
+            memory.defineCoreBank();
+        }
         memory.start();
-        ReportStart(memory.sizes(), sizesPath, hasRunBefore);
-        status = play(memory, argc == 2 ? argv[1] : defaultFolder());
+        status = run(memory, bankFile, banks, options);
+        if (status != sc_allIsWell) {
+            memory.keepOldSizes();
+        }
         sizes = memory.sizes();
     } // all memory goes back, and each bank writes down what it would have liked to be
-    if (status == sc_allIsWell) {
+    if (CustomBlocks() != 0) {
+        ReportCustomBlocks(CustomBlocks());
+        status = sc_damaged;
+    }
+    if (status == sc_allIsWell && hasGame) {
         ReadNextSizes(sizesPath, &sizes);
         ReportNextSizes(sizes, sizesPath, access(sizesPath.c_str(), W_OK) == 0);
     }
+    Platform::SetCommandLine(nullptr);
     return status;
 }

@@ -1,7 +1,9 @@
 #include "demo/progress.h"
 
+#include "demo/table.h"
+
+#include <algorithm>
 #include <stdio.h>
-#include <string>
 #include <unistd.h>
 
 static const unsigned int sc_cells = 30;
@@ -14,25 +16,27 @@ Progress::Progress(unsigned int total)
 
 Progress::~Progress()
 {
-    if (m_drawn) {
-        printf("\r%*s\r", static_cast<int>(sc_cells + 8), "");
+    if (m_columns > 0) {
+        printf("\r%*s\r", static_cast<int>(m_columns), "");
         fflush(stdout);
     }
 }
 
-void Progress::show(unsigned int done)
+void Progress::show(unsigned int done, const char* status)
 {
     const auto now = std::chrono::steady_clock::now();
     if (m_onTerminal && now >= m_nextDraw) {
         m_nextDraw = now + sc_pause;
-        draw(done);
+        draw(done, status);
     }
 }
 
-void Progress::draw(unsigned int done)
+void Progress::draw(unsigned int done, const char* status)
 {
     const std::string bar(done * sc_cells / m_total, '#');
-    printf("\r[%-*s] %3u %%", static_cast<int>(sc_cells), bar.c_str(), done * 100 / m_total);
+    const size_t columns = sc_cells + 9 + ColumnsOf(status);
+    m_columns = std::max(m_columns, columns);
+    printf("\r[%-*s] %3u %% %s%*s", static_cast<int>(sc_cells), bar.c_str(), done * 100 / m_total, status,
+           static_cast<int>(m_columns - columns), "");
     fflush(stdout);
-    m_drawn = true;
 }

@@ -1,38 +1,22 @@
 // A recording says when each block dies. A game knows as much: what is made for this frame, what for a moment, and
-// what for the level. So the rules may ask for it.
+// what for the level. So the banks' rules may ask for it.
 #include "demo/replay.h"
 
-#include "demo/gamememory.h"
+#include "demo/options.h"
 #include "demo/report.h"
 
+#include <algorithm>
 #include <string.h>
 
-static const unsigned int sc_any = 0xffffffff;
+const Recording sc_scripts = {"lua-game", "lua-game.ctr"};
+const Recording sc_records = {"sqlite", "sqlite.ctr"};
 
-static const BlockRule sc_scriptRules[] = {
-    {sc_any, 0, BANK_FRAME},               // forgotten with its frame
-    {48, 20, BANK_SCRIPT_VALUES},          // forgotten in a third of a second
-    {64, 20, BANK_SCRIPT_OBJECTS},         // as well
-    {1024, 20, BANK_SCRIPT_TABLES},        // as well
-    {48, sc_any, BANK_LEVEL_VALUES},       // kept for longer
-    {64, sc_any, BANK_LEVEL_OBJECTS},      // as well
-    {1024, sc_any, BANK_LEVEL_TABLES},     // as well
-    {sc_any, sc_any, BANK_SCRIPT_BUFFERS}, // large, and few
-};
-
-static const BlockRule sc_recordRules[] = {
-    {sc_any, 0, BANK_FRAME},
-    {128, sc_any, BANK_RECORD_FIELDS},
-    {2048, sc_any, BANK_RECORD_ROWS},
-    {sc_any, sc_any, BANK_RECORD_PAGES},
-};
-
-const Recording sc_scripts = {"lua-game", "lua-game.ctr", sc_scriptRules};
-const Recording sc_records = {"sqlite", "sqlite.ctr", sc_recordRules};
-
-Replay::Replay(const Recording& recording, const Session& session)
-    : m_recording(recording), m_session(session), m_blocks(session.blocks.size())
+Replay::Replay(const Recording& recording, const Session& session, const BankPlans& banks)
+    : m_recording(recording), m_session(session), m_banks(banks), m_blocks(session.blocks.size())
 {
+    for (const SessionBlock& block : session.blocks) {
+        m_bankOf.push_back(findBank(block));
+    }
 }
 
 bool Replay::playFrame(unsigned int frame)
@@ -58,13 +42,15 @@ bool Replay::freeAll()
     return true;
 }
 
-unsigned int Replay::liveAtEnd() const
+bool Replay::hasBanks() const
 {
-    unsigned int count = 0;
-    for (const SessionBlock& block : m_session.blocks) {
-        count += block.died == sc_neverDied;
-    }
-    return count;
+    return std::find(m_bankOf.begin(), m_bankOf.end(), -1) == m_bankOf.end();
+}
+
+unsigned int Replay::liveNow() const
+{
+    return static_cast<unsigned int>(
+        std::count_if(m_blocks.begin(), m_blocks.end(), [](const void* block) { return block != nullptr; }));
 }
 
 // Neighbours in time get different bytes.
@@ -77,7 +63,7 @@ void Replay::make(unsigned int number)
 {
     const SessionBlock& block = m_session.blocks[number];
     // A recording has no lines. Blocks of one size mostly come from one place, so the size stands for it.
-    m_blocks[number] = g_MemoryPtr->alloc(bankOf(block), block.size, m_recording.name, block.size);
+    m_blocks[number] = g_MemoryPtr->alloc(m_bankOf[number], block.size, m_recording.name, block.size);
     memset(m_blocks[number], fillOf(number), block.size);
 }
 
@@ -85,31 +71,34 @@ bool Replay::free(unsigned int number)
 {
     const SessionBlock& block = m_session.blocks[number];
     unsigned char* bytes = static_cast<unsigned char*>(m_blocks[number]);
-    const int bank = bankOf(block);
+    const int bank = m_bankOf[number];
     // The first byte is right, and each byte is as the one before it.
     if (bytes[0] != fillOf(number) || memcmp(bytes, bytes + 1, block.size - 1) != 0) {
-        ReportOverwritten(m_recording.name, number, block.size, bank);
+        ReportOverwritten(m_recording.name, number, block.size, m_banks.banks[bank].name);
         return false;
     }
     m_blocks[number] = nullptr;
-    if (bank == BANK_FRAME) {
+    if (bank == m_banks.frameBank) {
         return true; // they go all at once, at the frame's end
     }
     if (const int code = g_MemoryPtr->free(bank, bytes)) {
-        ReportNotFreed(m_recording.name, number, block.size, bank, code);
+        ReportNotFreed(m_recording.name, number, block.size, m_banks.banks[bank].name, code);
         return false;
     }
     return true;
 }
 
-int Replay::bankOf(const SessionBlock& block) const
+int Replay::findBank(const SessionBlock& block) const
 {
     const unsigned int frames = block.died == sc_neverDied ? sc_any : frameOf(block.died) - frameOf(block.born);
-    const BlockRule* rule = m_recording.rules;
-    while (block.size > rule->largest || frames > rule->frames) {
-        ++rule;
+    for (size_t index = 0; index < m_banks.banks.size(); ++index) {
+        const BankPlan& bank = m_banks.banks[index];
+        const bool takes = bank.session == "all" || bank.session == m_recording.name;
+        if (takes && block.size <= bank.largest && frames <= bank.frames) {
+            return static_cast<int>(index);
+        }
     }
-    return rule->bank;
+    return -1;
 }
 
 unsigned int Replay::frameOf(unsigned int operation) const

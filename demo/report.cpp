@@ -1,209 +1,369 @@
 #include "demo/report.h"
 
 #include "demo/bankcheck.h"
-#include "demo/replay.h"
+#include "demo/table.h"
+#include "demo/texts.h"
 
-#include <stdarg.h>
 #include <stdio.h>
 
-static const size_t sc_mostPlaces = 12; // lines in the table of live blocks
+DEMO_TEXT(sc_noLanguage, "There is no language \"%s\": no file\n%s\n");
+DEMO_TEXT(sc_noFile, "%s can't be read.\n");
+DEMO_TEXT(sc_fault, "%s, line %u:\nexpected: %s\nfound:    %s\n");
+DEMO_TEXT(sc_noSession, "%s can't be played: %s.\n");
+DEMO_TEXT(sc_noSessionFrom, "%s can't be played: %s (operation %s).\n");
+DEMO_TEXT(sc_noBank, "No bank takes all blocks of %s: see banks.txt.\n");
+DEMO_TEXT(sc_noMemory, "The demo has no more memory.\n");
 
-// 1234567 as 1,234,567.
-static std::string grouped(unsigned long long number)
-{
-    std::string text = std::to_string(number);
-    for (size_t end = text.size(); end > 3; end -= 3) {
-        text.insert(end - 3, 1, ',');
-    }
-    return text;
-}
+DEMO_TEXT(sc_start, "core demo: %u frames of war, with the memory of two recorded programs to carry\n\n");
+DEMO_TEXT(sc_firstRun, "First run: banks start from the sizes in banks.txt.\n");
+DEMO_TEXT(sc_sameSizes, "Banks start from the sizes in banks.txt: no others are in\n%s\n");
+DEMO_TEXT(sc_lastSizes, "Banks start from the sizes of the last run: %s of %s differ from banks.txt.\n");
+DEMO_TEXT(sc_textsFrom, "Texts come from\n%s\n");
+DEMO_TEXT(sc_textsCollected, "Texts are the game's own, and will be collected in\n%s\n");
+DEMO_TEXT(sc_data, "%s kinds of units fight on %s levels.\n");
+DEMO_TEXT(sc_levelSize, "%s: %s by %s fields, %s squads.\n");
+DEMO_TEXT(sc_played, "%s operations in %s seconds; every freed block was as it had been left.\n");
+
+DEMO_TEXT(sc_wins, "%s: %s wins in %u frames and has %d of %d units left.\n");
+DEMO_TEXT(sc_undecided, "%s: undecided after %u frames.\n%s has %d of %d units left, %s has %d of %d.\n");
+DEMO_TEXT(sc_hits, "%s hits were made.\n");
+DEMO_TEXT(sc_survivor, "survivor");
+DEMO_TEXT(sc_army, "army");
+DEMO_TEXT(sc_health, "health");
+DEMO_TEXT(sc_position, "position");
+DEMO_TEXT(sc_picture, "%s at its end, with %s in capitals:\n");
+
+DEMO_TEXT(sc_bank, "bank");
+DEMO_TEXT(sc_requests, "requests\nserved");
+DEMO_TEXT(sc_size, "size\nKiB");
+DEMO_TEXT(sc_peakKiB, "peak\nKiB");
+DEMO_TEXT(sc_inUse, "in use\nKiB");
+DEMO_TEXT(sc_blocksInUse, "blocks\nin use");
+DEMO_TEXT(sc_freeNodes, "free\nnodes");
+DEMO_TEXT(sc_largest, "largest\nKiB");
+DEMO_TEXT(sc_fallback, "fallback\nblocks");
+
+DEMO_TEXT(sc_live, "%s blocks with %s bytes are still in use, headers included:\n\n");
+DEMO_TEXT(sc_askedForIn, "asked for in");
+DEMO_TEXT(sc_blocks, "blocks");
+DEMO_TEXT(sc_bytes, "bytes");
+DEMO_TEXT(sc_otherPlaces, "%s other places");
+
+DEMO_TEXT(sc_notTranslated, "%s texts are not translated in\n%s\n");
+DEMO_TEXT(sc_refused, "%s translations ask for other values than their texts, and are not used.\n");
+DEMO_TEXT(sc_collected, "%s texts collected, written to\n%s\nand read back: they are the same.\n");
+DEMO_TEXT(sc_verdict, "All %d banks check out: headers, lists and counters agree, and with the\n"
+                      "last blocks freed each is one free block again.\n");
+DEMO_TEXT(sc_overflowed, "%d overflowed: their fallback blocks came from outside the bank.\n");
+DEMO_TEXT(sc_inFile, "in banks.txt");
+DEMO_TEXT(sc_thisRun, "this run");
+DEMO_TEXT(sc_peak, "peak");
+DEMO_TEXT(sc_nextRun, "next run");
+DEMO_TEXT(sc_all, "all");
+DEMO_TEXT(sc_nextSizes, "The next run finds its sizes in\n%s\n");
+DEMO_TEXT(sc_notWritten, "The next run starts as this one did: there is no writing to\n%s\n");
+
+DEMO_TEXT(sc_overwritten, "Block %u of %s, %u bytes in the bank \"%s\", has been written to by somebody else.\n");
+DEMO_TEXT(sc_notFreed, "Block %u of %s, %u bytes in the bank \"%s\", could not be freed: the answer is %d.\n");
+DEMO_TEXT(sc_damaged, "The bank \"%s\" is damaged: %s (%d).\n");
+DEMO_TEXT(sc_liveCount, "%s should have %u blocks left, but has %u.\n");
+DEMO_TEXT(sc_lost, "The collected texts did not come back as they were from\n%s\n");
+DEMO_TEXT(sc_custom, "The game's own location has not got back %u of its blocks.\n");
+DEMO_TEXT(sc_blockMark, "a block in use lacks its mark");
+DEMO_TEXT(sc_freeMark, "a free block lacks its mark");
+DEMO_TEXT(sc_sizes, "its blocks don't add up to its size");
+DEMO_TEXT(sc_usedCount, "the number of blocks in use is wrong");
+DEMO_TEXT(sc_freeCount, "the number of free blocks is wrong");
+DEMO_TEXT(sc_link, "a list doesn't run back as it runs forth");
+DEMO_TEXT(sc_blocksLost, "blocks were lost");
+DEMO_TEXT(sc_bytesLost, "its blocks don't add up to the bytes in use");
+DEMO_TEXT(sc_notEmpty, "something is left in it");
+DEMO_TEXT(sc_notJoined, "all is free, but in pieces");
+DEMO_TEXT(sc_fails, "it fails its check");
+
+static const size_t sc_mostPlaces = 12; // lines in the table of live blocks
 
 // Bytes as KiB, rounded up: what is there shows.
 static std::string kib(unsigned long long bytes)
 {
-    return grouped((bytes + 1023) / 1024);
+    return Grouped((bytes + 1023) / 1024);
 }
 
-// To the standard error stream, behind what has been shown so far.
-__attribute__((format(printf, 1, 2))) static void complain(const char* format, ...)
+void ReportMissingLanguage(const std::string& name, const std::string& path)
 {
-    fflush(stdout);
-    va_list arguments;
-    va_start(arguments, format);
-    vfprintf(stderr, format, arguments);
-    va_end(arguments);
+    Complain(sc_noLanguage, name.c_str(), path.c_str());
 }
 
-void ReportUsage(const char* program)
+void ReportDataFault(const DataFault& fault)
 {
-    complain("usage: %s [FOLDER]\n"
-             "Plays the recorded sessions lua-game.ctr and sqlite.ctr; FOLDER is where they are.\n",
-             program);
+    if (fault.line == 0) {
+        Complain(sc_noFile, fault.path.c_str());
+    } else {
+        Complain(sc_fault, fault.path.c_str(), fault.line, fault.expected.c_str(), fault.found.c_str());
+    }
 }
 
 void ReportUnreadableSession(const std::string& path, const std::string& why)
 {
-    complain("%s can't be played: %s.\n", path.c_str(), why.c_str());
+    static const std::string place = ", in operation ";
+    const size_t reason = why.find(place);
+    if (reason == std::string::npos) {
+        Complain(sc_noSession, path.c_str(), Text(why));
+    } else {
+        Complain(sc_noSessionFrom, path.c_str(), Text(why.substr(0, reason)), why.c_str() + reason + place.size());
+    }
+}
+
+void ReportHomelessBlocks(const char* session)
+{
+    Complain(sc_noBank, session);
 }
 
 void ReportOutOfMemory()
 {
-    complain("The demo has no more memory.\n");
+    Complain(sc_noMemory);
 }
 
-void ReportStart(const std::vector<BankSize>& sizes, const std::string& path, bool fileFound)
+void ReportStart(const std::vector<BankSize>& sizes, const std::string& path, bool fileFound, unsigned int frames)
 {
     size_t changed = 0;
     for (const BankSize& size : sizes) {
         changed += size.start != size.planned;
     }
-    printf("core demo: %u frames of two recorded programs, each block in a bank of its kind\n\n", sc_frames);
+    Say(sc_start, frames);
     if (!fileFound) {
-        printf("First run: banks start from the sizes in the code.\n");
+        Say(sc_firstRun);
     } else if (changed == 0) {
-        printf("Banks start from the sizes in the code: no others are in\n%s\n", path.c_str());
+        Say(sc_sameSizes, path.c_str());
     } else {
-        printf("Banks start from the sizes of the last run: %zu of %zu differ from the code's.\n", changed,
-               sizes.size());
+        Say(sc_lastSizes, Grouped(changed).c_str(), Grouped(sizes.size()).c_str());
+    }
+}
+
+void ReportTextSource(const Language& language)
+{
+    Say(language.isCollecting() ? sc_textsCollected : sc_textsFrom, language.path().c_str());
+}
+
+void ReportData(const GameData& data, bool details)
+{
+    Say(sc_data, Grouped(data.kinds().size()).c_str(), Grouped(data.levels().size()).c_str());
+    for (const Level& level : data.levels()) {
+        if (details) {
+            Say(sc_levelSize, Text(level.title), Grouped(static_cast<unsigned int>(level.width)).c_str(),
+                Grouped(static_cast<unsigned int>(level.height)).c_str(), Grouped(level.squads.size()).c_str());
+        }
     }
 }
 
 void ReportPlayed(size_t operations, double seconds)
 {
-    printf("%s operations in %.1f seconds; every freed block was as it had been left.\n", grouped(operations).c_str(),
-           seconds);
+    Say(sc_played, Grouped(operations).c_str(), WithTenths(seconds).c_str());
 }
 
-static const char sc_bankRow[] = // fits a terminal of 80 columns, as all texts do
-    "%-14s %8s %6s %6s %6s %6s %5s %8s %8s\n";
+static void reportOutcome(const Battle& battle)
+{
+    const Level& level = battle.level();
+    const int winner = battle.winner();
+    if (winner >= 0) {
+        Say(sc_wins, Text(level.title), Text(level.armies[winner]), battle.frames(), battle.left(winner),
+            battle.atStart(winner));
+    } else {
+        Say(sc_undecided, Text(level.title), battle.frames(), Text(level.armies[0]), battle.left(0),
+            battle.atStart(0), Text(level.armies[1]), battle.left(1), battle.atStart(1));
+    }
+}
+
+static void reportSurvivors(const Battle& battle)
+{
+    Table table("llrrr");
+    table.add({Text(sc_survivor), Text(sc_army), Text(sc_health), Text(sc_position), ""});
+    for (const Unit* unit : battle.units()) {
+        table.add({Text(unit->kind->title), Text(battle.level().armies[unit->army]),
+                   Grouped(static_cast<unsigned int>(unit->health)), WithTenths(unit->x), WithTenths(unit->y)});
+    }
+    table.print();
+}
+
+static void drawBattle(const Battle& battle, unsigned int width, unsigned int height)
+{
+    const Level& level = battle.level();
+    std::vector<std::string> lines(height, std::string(width, ' '));
+    for (const Unit* unit : battle.units()) {
+        const float column = unit->x * static_cast<float>(width - 1) / level.width;
+        const float line = unit->y * static_cast<float>(height - 1) / level.height;
+        const char symbol = unit->kind->symbol[0];
+        lines[static_cast<size_t>(line)][static_cast<size_t>(column)] =
+            unit->army == 0 ? static_cast<char>(symbol - 'a' + 'A') : symbol;
+    }
+    const std::string edge = "+" + std::string(width, '-') + "+";
+    printf("%s\n", edge.c_str());
+    for (const std::string& line : lines) {
+        printf("|%s|\n", line.c_str());
+    }
+    printf("%s\n", edge.c_str());
+}
+
+void ReportBattles(const Campaign& campaign, const Options& options)
+{
+    printf("\n");
+    for (const auto& battle : campaign.battles()) {
+        reportOutcome(*battle);
+        if (options.details) {
+            Say(sc_hits, Grouped(battle->hits()).c_str());
+            reportSurvivors(*battle);
+            printf("\n");
+        }
+    }
+    const Battle& last = *campaign.battles().back();
+    Say(sc_picture, Text(last.level().title), Text(last.level().armies[0]));
+    drawBattle(last, options.width, options.height);
+}
 
 void ReportBanks(GameMemory& memory)
 {
-    printf("\n");
-    printf(sc_bankRow, "", "requests", "size", "peak", "in use", "blocks", "free", "largest", "fallback");
-    printf(sc_bankRow, "bank", "served", "KiB", "KiB", "KiB", "in use", "nodes", "free KiB", "blocks");
-    for (int index = 0; index < BANK_COUNT; ++index) {
+    Table table("lrrrrrrrr");
+    table.add({Text(sc_bank), Text(sc_requests), Text(sc_size), Text(sc_peakKiB), Text(sc_inUse),
+               Text(sc_blocksInUse), Text(sc_freeNodes), Text(sc_largest), Text(sc_fallback)});
+    for (int index = 0; index < memory.count(); ++index) {
         const MemoryBank_s& bank = memory.bank(index);
         const bool heap = bank.type == MEMBANK_HEAP; // a linear bank doesn't tell its blocks apart
         unsigned int largestFree = 0;
         memory.checkMemory(index, &largestFree, false);
-        printf(sc_bankRow, bank.name, grouped(bank.allocCount).c_str(), kib(bank.size).c_str(),
-               kib(bank.peakBytes).c_str(), kib(bank.bytesInUse).c_str(),
-               heap ? grouped(bank.allocCount - bank.freeCount).c_str() : "-",
-               heap ? grouped(bank.freeNodeCount).c_str() : "-", kib(largestFree).c_str(),
-               grouped(bank.extNodeCount).c_str());
+        table.add({bank.name, Grouped(bank.allocCount), kib(bank.size), kib(bank.peakBytes), kib(bank.bytesInUse),
+                   heap ? Grouped(bank.allocCount - bank.freeCount) : "-", heap ? Grouped(bank.freeNodeCount) : "-",
+                   kib(largestFree), Grouped(bank.extNodeCount)});
     }
+    printf("\n");
+    table.print();
 }
 
 void ReportLiveBlocks(const std::vector<LivePlace>& places)
 {
     LivePlace others = {"", 0, 0, 0};
     LivePlace all = others;
+    Table table("lrr");
+    table.add({Text(sc_askedForIn), Text(sc_blocks), Text(sc_bytes)});
     for (size_t index = 0; index < places.size(); ++index) {
-        all.blocks += places[index].blocks;
-        all.bytes += places[index].bytes;
-        if (index >= sc_mostPlaces) {
-            others.blocks += places[index].blocks;
-            others.bytes += places[index].bytes;
+        const LivePlace& place = places[index];
+        all.blocks += place.blocks;
+        all.bytes += place.bytes;
+        if (index < sc_mostPlaces) {
+            table.add({place.file + ":" + std::to_string(place.line), Grouped(place.blocks), Grouped(place.bytes)});
+        } else {
+            others.blocks += place.blocks;
+            others.bytes += place.bytes;
         }
     }
-    printf("\n%s blocks with %s bytes are still in use, headers included:\n\n", grouped(all.blocks).c_str(),
-           grouped(all.bytes).c_str());
-    static const char row[] = "%-24s %9s %12s\n";
-    printf(row, "asked for in", "blocks", "bytes");
-    for (size_t index = 0; index < places.size() && index < sc_mostPlaces; ++index) {
-        const LivePlace& place = places[index];
-        const std::string name = place.file + ":" + std::to_string(place.line);
-        printf(row, name.c_str(), grouped(place.blocks).c_str(), grouped(place.bytes).c_str());
-    }
     if (others.blocks != 0) {
-        const std::string name = std::to_string(places.size() - sc_mostPlaces) + " other places";
-        printf(row, name.c_str(), grouped(others.blocks).c_str(), grouped(others.bytes).c_str());
+        const std::string count = Grouped(places.size() - sc_mostPlaces);
+        table.add({Compose(sc_otherPlaces, count.c_str()), Grouped(others.blocks), Grouped(others.bytes)});
     }
+    printf("\n");
+    Say(sc_live, Grouped(all.blocks).c_str(), Grouped(all.bytes).c_str());
+    table.print();
+    printf("\n");
+}
+
+void ReportTranslation(unsigned int missing, const std::string& path)
+{
+    if (missing != 0) {
+        Say(sc_notTranslated, Grouped(missing).c_str(), path.c_str());
+    }
+    if (TextsRefused() != 0) {
+        Say(sc_refused, Grouped(TextsRefused()).c_str());
+    }
+}
+
+void ReportCollected(unsigned int count, const std::string& path)
+{
+    Say(sc_collected, Grouped(count).c_str(), path.c_str());
 }
 
 void ReportVerdict(const GameMemory& memory)
 {
-    printf("\nAll %d banks check out: headers, lists and counters agree, and with the last\n"
-           "blocks freed each is one free block again.\n",
-           BANK_COUNT);
     int overflowed = 0;
-    for (int index = 0; index < BANK_COUNT; ++index) {
+    for (int index = 0; index < memory.count(); ++index) {
         overflowed += memory.bank(index).extNodeCount != 0;
     }
+    Say(sc_verdict, memory.count());
     if (overflowed != 0) {
-        printf("%d overflowed: their fallback blocks came from outside the bank.\n", overflowed);
+        Say(sc_overflowed, overflowed);
     }
 }
 
 void ReportNextSizes(const std::vector<BankSize>& sizes, const std::string& path, bool written)
 {
-    static const char row[] = "%-15s %13s %13s %13s %13s\n";
-    printf("\n");
-    printf(row, "bytes", "in the code", "this run", "peak", "next run");
+    Table table("lrrrr");
+    table.add({Text(sc_bytes), Text(sc_inFile), Text(sc_thisRun), Text(sc_peak), Text(sc_nextRun)});
     unsigned long long planned = 0, start = 0, peak = 0, next = 0;
     for (const BankSize& size : sizes) {
-        printf(row, size.name, grouped(size.planned).c_str(), grouped(size.start).c_str(), grouped(size.peak).c_str(),
-               grouped(size.next).c_str());
+        table.add({size.name, Grouped(size.planned), Grouped(size.start), Grouped(size.peak), Grouped(size.next)});
         planned += size.planned;
         start += size.start;
         peak += size.peak;
         next += size.next;
     }
-    printf(row, "all", grouped(planned).c_str(), grouped(start).c_str(), grouped(peak).c_str(),
-           grouped(next).c_str());
-    if (written) {
-        printf("\nThe next run finds its sizes in\n%s\n", path.c_str());
-    } else {
-        printf("\nThe next run starts as this one did: there is no writing to\n%s\n", path.c_str());
-    }
+    table.add({Text(sc_all), Grouped(planned), Grouped(start), Grouped(peak), Grouped(next)});
+    printf("\n");
+    table.print();
+    printf("\n");
+    Say(written ? sc_nextSizes : sc_notWritten, path.c_str());
 }
 
-void ReportOverwritten(const char* session, unsigned int block, unsigned int size, int bank)
+void ReportOverwritten(const char* session, unsigned int block, unsigned int size, const std::string& bank)
 {
-    complain("Block %u of %s, %u bytes in the bank \"%s\", has been written to by somebody else.\n", block, session,
-             size, GetBankName(bank));
+    Complain(sc_overwritten, block, session, size, bank.c_str());
 }
 
-void ReportNotFreed(const char* session, unsigned int block, unsigned int size, int bank, int code)
+void ReportNotFreed(const char* session, unsigned int block, unsigned int size, const std::string& bank, int code)
 {
-    complain("Block %u of %s, %u bytes in the bank \"%s\", could not be freed: the answer is %d.\n", block, session,
-             size, GetBankName(bank), code);
+    Complain(sc_notFreed, block, session, size, bank.c_str(), code);
 }
 
 static const char* describe(int code)
 {
     switch (code) {
     case -4:
-        return "a block in use lacks its mark";
+        return sc_blockMark;
     case -5:
-        return "a free block lacks its mark";
+        return sc_freeMark;
     case -6:
-        return "its blocks don't add up to its size";
+        return sc_sizes;
     case -7:
-        return "the number of blocks in use is wrong";
+        return sc_usedCount;
     case -8:
-        return "the number of free blocks is wrong";
+        return sc_freeCount;
     case BANK_LINK_BROKEN:
-        return "a list doesn't run back as it runs forth";
+        return sc_link;
     case BANK_BLOCK_LOST:
-        return "blocks were lost";
+        return sc_blocksLost;
     case BANK_BYTES_LOST:
-        return "its blocks don't add up to the bytes in use";
+        return sc_bytesLost;
     case BANK_NOT_EMPTY:
-        return "something is left in it";
+        return sc_notEmpty;
     case BANK_NOT_JOINED:
-        return "all is free, but in pieces";
+        return sc_notJoined;
     }
-    return "it fails its check";
+    return sc_fails;
 }
 
-void ReportBankFault(int bank, int code)
+void ReportBankFault(const char* bank, int code)
 {
-    complain("The bank \"%s\" is damaged: %s (%d).\n", GetBankName(bank), describe(code), code);
+    Complain(sc_damaged, bank, Text(describe(code)), code);
 }
 
-void ReportLiveCount(const char* session, unsigned int expected, unsigned int found)
+void ReportLiveCount(const char* name, unsigned int expected, unsigned int found)
 {
-    complain("%s should have %u blocks left, but has %u.\n", session, expected, found);
+    Complain(sc_liveCount, name, expected, found);
+}
+
+void ReportLostTexts(const std::string& path)
+{
+    Complain(sc_lost, path.c_str());
+}
+
+void ReportCustomBlocks(unsigned int blocks)
+{
+    Complain(sc_custom, blocks);
 }

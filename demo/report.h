@@ -1,22 +1,35 @@
-// Every text the demo shows.
+// What the demo has to say.
 #pragma once
 
+#include "demo/campaign.h"
+#include "demo/datafile.h"
+#include "demo/language.h"
 #include "demo/liveblocks.h"
 
-void ReportUsage(const char* program);
+// Why there is no game.
+void ReportMissingLanguage(const std::string& name, const std::string& path);
+void ReportDataFault(const DataFault& fault);
 void ReportUnreadableSession(const std::string& path, const std::string& why);
+void ReportHomelessBlocks(const char* session);
 void ReportOutOfMemory();
 
 // fileFound: there is a bank-size file at path.
-void ReportStart(const std::vector<BankSize>& sizes, const std::string& path, bool fileFound);
+void ReportStart(const std::vector<BankSize>& sizes, const std::string& path, bool fileFound, unsigned int frames);
+void ReportTextSource(const Language& language);
+void ReportData(const GameData& data, bool details);
 void ReportPlayed(size_t operations, double seconds);
+void ReportBattles(const Campaign& campaign, const Options& options);
 void ReportBanks(GameMemory& memory);
 void ReportLiveBlocks(const std::vector<LivePlace>& places);
+void ReportTranslation(unsigned int missing, const std::string& path);
+void ReportCollected(unsigned int count, const std::string& path);
 void ReportVerdict(const GameMemory& memory);
 void ReportNextSizes(const std::vector<BankSize>& sizes, const std::string& path, bool written);
 
 // What must not happen. A block goes by its number in the session.
-void ReportOverwritten(const char* session, unsigned int block, unsigned int size, int bank);
-void ReportNotFreed(const char* session, unsigned int block, unsigned int size, int bank, int code);
-void ReportBankFault(int bank, int code);
-void ReportLiveCount(const char* session, unsigned int expected, unsigned int found);
+void ReportOverwritten(const char* session, unsigned int block, unsigned int size, const std::string& bank);
+void ReportNotFreed(const char* session, unsigned int block, unsigned int size, const std::string& bank, int code);
+void ReportBankFault(const char* bank, int code);
+void ReportLiveCount(const char* name, unsigned int expected, unsigned int found);
+void ReportLostTexts(const std::string& path);
+void ReportCustomBlocks(unsigned int blocks);

@@ -1,0 +1,158 @@
+#include "demo/battle.h"
+
+#include "core/memorymgr.h"
+
+#include <algorithm>
+#include <math.h>
+#include <memory>
+
+Battle::Battle(const Level& level, int unitBank) : m_level(level), m_unitBank(unitBank), m_random(level.seed)
+{
+    for (const Squad& squad : level.squads) {
+        place(squad);
+    }
+}
+
+Battle::~Battle()
+{
+    for (Unit* unit : m_units) {
+        g_MemoryPtr->free(m_unitBank, unit->block);
+    }
+}
+
+// The high bits: the low ones of such a generator repeat soon.
+unsigned int Battle::random(unsigned int below)
+{
+    m_random = m_random * 1664525u + 1013904223u;
+    return (m_random >> 16) % below;
+}
+
+float Battle::randomUpTo(float limit)
+{
+    return static_cast<float>(random(1001)) * limit / 1000.0f;
+}
+
+// A bank's blocks can lie at odd addresses, and a unit can't: docs/surprises.md.
+static Unit* makeUnit(int bank)
+{
+    size_t room = sizeof(Unit) + alignof(Unit) - 1;
+    void* block = g_MemoryPtr->alloc(bank, room, "demo/battle", __LINE__);
+    void* storage = block;
+    Unit* unit = ::new (std::align(alignof(Unit), sizeof(Unit), storage, room)) Unit();
+    unit->block = block;
+    return unit;
+}
+
+void Battle::place(const Squad& squad)
+{
+    for (int number = 0; number < squad.count; ++number) {
+        const float spread = number == 0 ? 0 : squad.spread;
+        const float x = squad.x - spread + randomUpTo(2 * spread);
+        const float y = squad.y - spread + randomUpTo(2 * spread);
+        Unit* unit = makeUnit(m_unitBank);
+        unit->kind = squad.kind;
+        unit->army = squad.army;
+        unit->health = squad.kind->health;
+        unit->x = std::min(std::max(x, 0.0f), m_level.width);
+        unit->y = std::min(std::max(y, 0.0f), m_level.height);
+        m_units.push_back(unit);
+    }
+}
+
+void Battle::playFrame()
+{
+    if (isOver()) {
+        return;
+    }
+    for (Unit* unit : m_units) {
+        if (unit->health > 0) {
+            act(*unit);
+        }
+    }
+    bury();
+    ++m_frames;
+}
+
+static float distance(const Unit& from, const Unit& to)
+{
+    const float x = to.x - from.x;
+    const float y = to.y - from.y;
+    return sqrtf(x * x + y * y);
+}
+
+void Battle::act(Unit& unit)
+{
+    unit.pause -= unit.pause > 0;
+    Unit* enemy = findEnemy(unit);
+    if (!enemy) {
+        return;
+    }
+    const UnitKind& kind = *unit.kind;
+    const float away = distance(unit, *enemy);
+    if (away > kind.reach) {
+        const float step = std::min(kind.speed, away);
+        unit.x += (enemy->x - unit.x) * step / away;
+        unit.y += (enemy->y - unit.y) * step / away;
+    } else if (unit.pause == 0) {
+        const int span = kind.mostDamage - kind.leastDamage + 1;
+        const int damage = kind.leastDamage + static_cast<int>(random(static_cast<unsigned int>(span)));
+        enemy->health -= std::max(damage - enemy->kind->armour, 1);
+        unit.pause = kind.pause;
+        ++m_hits;
+    }
+}
+
+// The nearest one that the unit can hit, now or when it gets there.
+Unit* Battle::findEnemy(const Unit& unit) const
+{
+    Unit* nearest = nullptr;
+    float shortest = 0;
+    for (Unit* other : m_units) {
+        const float away = distance(unit, *other);
+        const bool canHit = other->army != unit.army && other->health > 0 && away >= unit.kind->nearest &&
+                            (unit.kind->hitsFlying || !other->kind->flies);
+        if (canHit && (!nearest || away < shortest)) {
+            nearest = other;
+            shortest = away;
+        }
+    }
+    return nearest;
+}
+
+void Battle::bury()
+{
+    const auto firstDead =
+        std::stable_partition(m_units.begin(), m_units.end(), [](const Unit* unit) { return unit->health > 0; });
+    for (auto dead = firstDead; dead != m_units.end(); ++dead) {
+        g_MemoryPtr->free(m_unitBank, (*dead)->block);
+    }
+    m_units.erase(firstDead, m_units.end());
+}
+
+bool Battle::isOver() const
+{
+    return m_frames == static_cast<unsigned int>(m_level.frames) || left(0) == 0 || left(1) == 0;
+}
+
+int Battle::left(int army) const
+{
+    return static_cast<int>(
+        std::count_if(m_units.begin(), m_units.end(), [army](const Unit* unit) { return unit->army == army; }));
+}
+
+int Battle::atStart(int army) const
+{
+    int count = 0;
+    for (const Squad& squad : m_level.squads) {
+        count += squad.army == army ? squad.count : 0;
+    }
+    return count;
+}
+
+int Battle::winner() const
+{
+    if (left(0) > 0 && left(1) > 0) {
+        return -1;
+    }
+    return left(0) > 0 ? 0 : 1;
+}

@@ -1,0 +1,281 @@
+// 1. The parser reads; what it was given to read is looked at here, because its readers take "12 monkeys" for 12 and
+//    any word for false.
+// 2. A number has at most nine characters, so none is too large for an int.
+// 3. Lines end in carriage return and line feed. So none is passed over, and the parser's count is the editor's.
+#include "demo/datafile.h"
+
+#include "file/file.h"
+
+#include <algorithm>
+#include <limits.h>
+#include <math.h>
+#include <sstream>
+#include <string.h>
+
+static const unsigned long sc_longest = 1ul << 20; // bytes of a file
+static const size_t sc_longestNumber = 9;          // characters
+static const size_t sc_longestString = 255;        // bytes
+static const unsigned int sc_largestWord = 999999999;
+static const char sc_integer[] = "+-0123456789";
+static const char sc_decimal[] = "+-.0123456789";
+
+// The whole file; empty when it can't be read.
+static std::string readText(const std::string& path)
+{
+    std::string text;
+    if (_BkzFileType_s* file = File::open(path.c_str(), "rb")) {
+        const unsigned long length = File::getLength(file);
+        text.resize(length <= sc_longest ? length : 0);
+        if (File::read(&text[0], text.size(), 1, file) != 1) {
+            text.clear();
+        }
+        File::close(file);
+    }
+    return text;
+}
+
+DataFile::DataFile(const std::string& path) : m_path(path), m_text(readText(path)), m_parser(&m_text[0])
+{
+    if (m_text.empty()) {
+        m_fault.path = path;
+    }
+    std::istringstream stream(m_text);
+    for (std::string line; isGood() && std::getline(stream, line);) {
+        m_lines.push_back(line);
+        m_line = m_lines.size();
+        if (line.empty() || line.back() != '\r' || line.find('\0') != std::string::npos) {
+            blame("CR LF");
+        } else {
+            m_lines.back().pop_back();
+        }
+    }
+    m_line = 0;
+}
+
+// Goes to the next line that says something.
+bool DataFile::takeLine()
+{
+    m_words.clear();
+    m_tried.clear();
+    while (isGood() && m_parser.ParseLine()) {
+        std::istringstream stream(m_lines[m_line++]);
+        for (std::string word; stream >> word && word.compare(0, 2, "//") != 0;) {
+            m_words.push_back(word);
+        }
+        if (!m_words.empty()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool DataFile::nextBlock(const char* name)
+{
+    if (!takeLine()) {
+        return false;
+    }
+    m_token = m_parser.GetToken(" ");
+    if (!beginBlock(name)) {
+        blame(name);
+    }
+    return isGood();
+}
+
+bool DataFile::beginBlock(const char* name)
+{
+    if (!isLine(name)) {
+        return false;
+    }
+    if (m_words.size() != 1) {
+        blame(name);
+    } else if (!takeLine() || !m_parser.GetOpenBrace() || m_words.size() != 1) {
+        blame("{");
+    }
+    return true;
+}
+
+bool DataFile::nextLine()
+{
+    if (!takeLine()) {
+        blame("}");
+        return false;
+    }
+    if (m_words.size() == 1 && m_words[0] == "}") {
+        return !m_parser.GetCloseBrace();
+    }
+    m_token = m_parser.GetToken(" ");
+    return true;
+}
+
+bool DataFile::isLine(const char* name)
+{
+    m_tried += (m_tried.empty() ? "" : " | ") + std::string(name);
+    return stricmp(m_token, name) == 0;
+}
+
+// Whether the line has so many numbers of these characters, and nothing else.
+bool DataFile::isValue(size_t fewest, size_t most, const char* characters) const
+{
+    for (size_t index = 2; index < m_words.size(); ++index) { // behind the name and "="
+        const std::string& word = m_words[index];
+        if (word.find_first_not_of(characters) != std::string::npos || word.size() > sc_longestNumber) {
+            return false;
+        }
+    }
+    return m_words.size() >= 2 + fewest && m_words.size() <= 2 + most;
+}
+
+// A fault when the line's value is no good. True, as it was this line.
+bool DataFile::expect(bool good, const char* name, const std::string& form)
+{
+    if (!good) {
+        blame(std::string(name) + " = " + form);
+    }
+    return true;
+}
+
+static std::string formOf(const char* type, int low, int high)
+{
+    return std::string(type) + ", " + std::to_string(low) + ".." + std::to_string(high);
+}
+
+bool DataFile::readInt(const char* name, int low, int high, int* value)
+{
+    int number = INT_MIN; // below any that can be read
+    if (!isLine(name) || !m_parser.ParamEqualsInt32(m_token, name, &number)) {
+        return false;
+    }
+    const bool good = isValue(1, 1, sc_integer) && number >= low && number <= high;
+    *value = good ? number : *value;
+    return expect(good, name, formOf("int32", low, high));
+}
+
+bool DataFile::readInts(const char* name, int low, int high, int* first, int* second)
+{
+    int numbers[2] = {INT_MIN, INT_MIN};
+    if (!isLine(name) || !m_parser.ParamEqualsInt32_2(m_token, name, &numbers[0], &numbers[1])) {
+        return false;
+    }
+    const bool good =
+        isValue(2, 2, sc_integer) && numbers[0] >= low && numbers[1] >= numbers[0] && numbers[1] <= high;
+    *first = good ? numbers[0] : *first;
+    *second = good ? numbers[1] : *second;
+    return expect(good, name, formOf("int32 int32", low, high));
+}
+
+bool DataFile::readWord(const char* name, unsigned int* value)
+{
+    unsigned int number = UINT_MAX;
+    if (!isLine(name) || !m_parser.ParamEqualsUInt32(m_token, name, &number)) {
+        return false;
+    }
+    const bool good = isValue(1, 1, sc_integer) && number <= sc_largestWord;
+    *value = good ? number : *value;
+    return expect(good, name, formOf("uint32", 0, sc_largestWord));
+}
+
+bool DataFile::readFloat(const char* name, float low, float high, float* value)
+{
+    float number = NAN; // neither above low nor below high
+    if (!isLine(name) || !m_parser.ParamEqualsFloat32(m_token, name, &number)) {
+        return false;
+    }
+    const bool good = isValue(1, 1, sc_decimal) && number >= low && number <= high;
+    *value = good ? number : *value;
+    return expect(good, name, formOf("float32", static_cast<int>(low), static_cast<int>(high)));
+}
+
+bool DataFile::readFloats(const char* name, float low, float high, float* first, float* second)
+{
+    float numbers[2] = {NAN, NAN};
+    if (!isLine(name) || !m_parser.ParamEqualsFloat32_2(m_token, name, &numbers[0], &numbers[1])) {
+        return false;
+    }
+    const bool good = isValue(2, 2, sc_decimal) && numbers[0] >= low && numbers[0] <= high && numbers[1] >= low &&
+                      numbers[1] <= high;
+    *first = good ? numbers[0] : *first;
+    *second = good ? numbers[1] : *second;
+    return expect(good, name, formOf("float32 float32", static_cast<int>(low), static_cast<int>(high)));
+}
+
+bool DataFile::readRange(const char* name, float low, float high, float* first, float* second)
+{
+    float numbers[2] = {NAN, *second};
+    if (!isLine(name) || !m_parser.ParamEqualsFloat32_2x(m_token, name, &numbers[0], &numbers[1])) {
+        return false;
+    }
+    const bool good = isValue(1, 2, sc_decimal) && numbers[0] >= low && numbers[0] <= high && numbers[1] >= low &&
+                      numbers[1] <= high;
+    *first = good ? numbers[0] : *first;
+    *second = good ? numbers[1] : *second;
+    return expect(good, name, formOf("float32 [float32]", static_cast<int>(low), static_cast<int>(high)));
+}
+
+bool DataFile::readBool(const char* name, bool* value)
+{
+    bool truth = false;
+    if (!isLine(name) || !m_parser.ParamEqualsBoolean(m_token, name, &truth)) {
+        return false;
+    }
+    const bool good = m_words.size() == 3 && stricmp(m_words[2].c_str(), truth ? "true" : "false") == 0;
+    *value = good ? truth : *value;
+    return expect(good, name, "true | false");
+}
+
+bool DataFile::readString(const char* name, std::string* text, size_t longest)
+{
+    char buffer[sc_longestString + 1] = "";
+    if (!isLine(name)) {
+        return false;
+    }
+    const bool isRead = m_parser.ParamEqualsString(m_token, name, buffer, sizeof(buffer));
+    const char* rest = isRead ? m_parser.GetToken(" ") : nullptr;
+    const size_t length = strlen(buffer);
+    const bool good = length > 0 && length <= longest && (!rest || strncmp(rest, "//", 2) == 0);
+    *text = good ? buffer : *text;
+    return expect(good, name, formOf("string", 1, static_cast<int>(longest)));
+}
+
+bool DataFile::readChoice(const char* name, const std::vector<const char*>& choices, int* choice)
+{
+    std::string text;
+    if (!readString(name, &text, sc_longestString)) {
+        return false;
+    }
+    std::string form;
+    for (size_t index = 0; index < choices.size(); ++index) {
+        if (text == choices[index]) {
+            *choice = static_cast<int>(index);
+            return true;
+        }
+        form += (index == 0 ? "\"" : " | \"") + std::string(choices[index]) + "\"";
+    }
+    return expect(false, name, form);
+}
+
+bool DataFile::refuseLine()
+{
+    blame(m_tried);
+    return true;
+}
+
+void DataFile::require(bool given, const char* expected)
+{
+    if (!given) {
+        blame(expected);
+    }
+}
+
+void DataFile::blame(const std::string& expected)
+{
+    if (isGood()) {
+        m_fault.path = m_path;
+        m_fault.line = static_cast<unsigned int>(m_line);
+        m_fault.expected = expected;
+        const std::string line = m_line > 0 ? m_lines[m_line - 1] : "";
+        m_fault.found = line.substr(std::min(line.find_first_not_of(" \t"), line.size()));
+        for (char& letter : m_fault.found) { // nothing from a file steers the terminal
+            letter = static_cast<unsigned char>(letter) < ' ' ? ' ' : letter;
+        }
+    }
+}

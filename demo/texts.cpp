@@ -1,0 +1,144 @@
+// What was asked for lies in ordinary memory, not in a bank: it outlives the table and the memory manager.
+#include "demo/texts.h"
+
+#include "core/memorymgr.h"
+#include "core/stringtable.h"
+
+#include <map>
+#include <stdarg.h>
+#include <stdio.h>
+#include <string.h>
+#include <vector>
+
+DEMO_TEXT(sc_comma, ",");
+DEMO_TEXT(sc_point, ".");
+
+static std::map<std::string, std::string> s_texts; // as they came from the table, by their keys
+static size_t s_refused;
+
+// Made by the first text, which can be in any source.
+static std::vector<const char*>& allKeys()
+{
+    static std::vector<const char*> s_keys;
+    return s_keys;
+}
+
+void TextEntry::add(const char* key)
+{
+    allKeys().push_back(key);
+}
+
+// All conversions of a format, one behind the other.
+static std::string conversionsOf(const char* format)
+{
+    std::string conversions;
+    while (const char* percent = strchr(format, '%')) {
+        const char* letter = percent + 1 + strspn(percent + 1, " -+#'0123456789.*$hlLqjzt");
+        format = *letter == '\0' ? letter : letter + 1; // a format may break off
+        if (strncmp(percent, "%%", 2) != 0) {
+            conversions.append(percent, format);
+        }
+    }
+    return conversions;
+}
+
+bool SameConversions(const char* left, const char* right)
+{
+    return conversionsOf(left) == conversionsOf(right);
+}
+
+const char* Text(const std::string& key)
+{
+    auto found = s_texts.find(key);
+    if (found == s_texts.end()) {
+        const char* text = g_stringTblPtr ? g_stringTblPtr->translate(key.c_str()) : key.c_str();
+        const bool fits = SameConversions(key.c_str(), text);
+        s_refused += !fits;
+        found = s_texts.emplace(key, fits ? text : key).first;
+    }
+    return found->second.c_str();
+}
+
+void Say(const char* key, ...)
+{
+    va_list arguments;
+    va_start(arguments, key);
+    vprintf(Text(key), arguments);
+    va_end(arguments);
+}
+
+void Complain(const char* key, ...)
+{
+    fflush(stdout); // what has been shown so far stays in front
+    va_list arguments;
+    va_start(arguments, key);
+    vfprintf(stderr, Text(key), arguments);
+    va_end(arguments);
+}
+
+static int lengthOf(const char* format, va_list arguments)
+{
+    va_list copy;
+    va_copy(copy, arguments);
+    const int length = vsnprintf(nullptr, 0, format, copy);
+    va_end(copy);
+    return length < 0 ? 0 : length;
+}
+
+std::string Compose(const char* key, ...)
+{
+    va_list arguments;
+    va_start(arguments, key);
+    std::string text(static_cast<size_t>(lengthOf(Text(key), arguments)), '\0');
+    vsnprintf(&text[0], text.size() + 1, Text(key), arguments);
+    va_end(arguments);
+    return text;
+}
+
+const char* ComposeInBank(int bank, const char* key, ...)
+{
+    va_list arguments;
+    va_start(arguments, key);
+    const size_t size = static_cast<size_t>(lengthOf(Text(key), arguments)) + 1;
+    char* text = static_cast<char*>(g_MemoryPtr->alloc(bank, size, "demo/texts", __LINE__));
+    vsnprintf(text, size, Text(key), arguments);
+    va_end(arguments);
+    return text;
+}
+
+void AskForAllTexts()
+{
+    for (const char* key : allKeys()) {
+        Text(key);
+    }
+}
+
+size_t TextsRefused()
+{
+    return s_refused;
+}
+
+bool TextsAreTheSame()
+{
+    for (const auto& text : s_texts) {
+        if (text.second != g_stringTblPtr->translate(text.first.c_str())) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string Grouped(unsigned long long number)
+{
+    std::string text = std::to_string(number);
+    for (size_t end = text.size(); end > 3; end -= 3) {
+        text.insert(end - 3, Text(sc_comma));
+    }
+    return text;
+}
+
+std::string WithTenths(double number)
+{
+    const unsigned long long tenths = static_cast<unsigned long long>(number * 10 + 0.5);
+    return Grouped(tenths / 10) + Text(sc_point) + std::to_string(tenths % 10);
+}

@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <libintl.h>
 #include <locale.h>
 #include <random>
 #include <stdlib.h>
@@ -22,6 +21,21 @@
 #include <unistd.h>
 #include <unordered_map>
 #include <vector>
+
+#if __has_include(<libintl.h>)
+#include <libintl.h>
+#else // a host without gettext: its rows say so
+static const char* dgettext(const char*, const char* text)
+{
+    return text;
+}
+static void bindtextdomain(const char*, const char*)
+{
+}
+static void bind_textdomain_codeset(const char*, const char*)
+{
+}
+#endif
 
 static const int sc_count = 1000;
 
@@ -65,7 +79,7 @@ static std::string inQuotes(const std::string& text)
 static std::vector<std::string> s_texts; // in an order of no meaning
 static std::string s_noGettext;          // why there is none
 
-// Lets side look every text up, over and over, and checks what it finds.
+// Looks all texts up, over and over, and checks what is found.
 template <typename Lookup>
 static void lookUp(benchmark::State& state, Lookup lookup)
 {
@@ -217,7 +231,7 @@ static void prepareGettext()
     bindtextdomain("bench", std::filesystem::current_path().c_str());
     bind_textdomain_codeset("bench", "UTF-8");
     if (dgettext("bench", s_texts[0].c_str()) == s_texts[0]) {
-        s_noGettext = "gettext translates nothing in this locale";
+        s_noGettext = "gettext translates nothing here";
     }
 }
 

@@ -1,7 +1,8 @@
 // Matching the arguments against the table of commands.
 //
 // 1. The table ends at its 32nd entry or at the first without a name, whoever added what stands before.
-// 2. An entry goes from absent to present and never back; one that is present takes no second switch.
+// 2. An entry goes from absent to present and stays so until another takes its place; one that is present takes no
+//    second switch.
 // 3. required is not negative, and arguments are only looked at below m_argCount.
 #include "core/commandline.h"
 

@@ -167,7 +167,6 @@ class StaticManager : public testing::Test {
 protected:
     void SetUp() override
     {
-        GTEST_FLAG_SET(death_test_style, "fast");
         unsetenv("DISPLAY"); // alerts go to the standard error stream
         unsetenv("WAYLAND_DISPLAY");
         s_epilogue.path = s_game.bankSizePath;

@@ -647,7 +647,6 @@ TEST(HashTable, IsEmptyWithoutAMemoryManager)
 
 TEST(HashTableDeathTest, EndsTheGameOverANumberOfNodesThatNoBankHolds)
 {
-    GTEST_FLAG_SET(death_test_style, "fast");
     unsetenv("DISPLAY"); // the alert goes to the standard error stream
     unsetenv("WAYLAND_DISPLAY");
     for (unsigned int count : {0xffffffffu, 0x80000000u, 30678338u}) { // the last are 24 bytes in 32 bits

@@ -38,6 +38,5 @@ __attribute__((destructor(101))) static void leaveFolder()
 int main(int argc, char** argv)
 {
     testing::InitGoogleTest(&argc, argv);
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     return RUN_ALL_TESTS();
 }

@@ -500,6 +500,7 @@ TEST(HeapGetSize, IsWhatTheCallerMayUse)
     Heap heap(1024);
     EXPECT_EQ(heap.getSize(heap.alloc(1)), 8u);
     EXPECT_EQ(heap.getSize(heap.alloc(8)), 40u);
+    EXPECT_EQ(heap.getSize(nullptr), 0u);
     void* outside = heap.alloc(2000);
     EXPECT_EQ(heap.getSize(outside), 2048u - 24); // without the bit that says where it lies
     memset(outside, 0xff, 2024);
@@ -987,9 +988,6 @@ TEST(LargeRequests, AreServedAsLongAsTheNodeCanSayItsSize)
 
 class Exhausted : public testing::Test {
 protected:
-    // The child has nothing to start anew: no threads, no window.
-    void SetUp() override { GTEST_FLAG_SET(death_test_style, "fast"); }
-
     // The whole of what stands on the standard error stream, as a regular expression.
     static std::string lastWords()
     {

@@ -1,5 +1,4 @@
-// The bank-size file: what is read from it, what is written to it, and what becomes of sizes no sane run
-// wrote.
+// The bank-size file: what is read from it, what is written to it, and what becomes of sizes no sane run wrote.
 #include "game_memory.h"
 
 #include <filesystem>
@@ -9,8 +8,7 @@
 
 namespace {
 
-// 31 characters, the longest name a bank can have. In the file its '=' lands behind the last byte that is
-// examined.
+// 31 characters, the longest name a bank can have. In the file its '=' lands behind the last byte that is examined.
 #define LONGEST "abcdefghijklmnopqrstuvwxyz12345"
 
 // The bytes of a literal, the NULs in it included.
@@ -119,11 +117,10 @@ TEST(Reading, TakesTheNumberAtTheFrontOfAValue)
 TEST(Reading, FillsAtMost32BytesOfNameAnd64OfValue)
 {
     const std::string zeros(58, '0');
+    const std::string nul(1, '\0');
     expectSizes({
-        {LONGEST "=64\nsound=96\n", 1024, 96, 4096}, // the longest name never matches
-        {bytes(LONGEST "\0"
-                       "64\nsound=96\n"),
-         1024, 96, 64}, // but for a NUL where its '=' should be
+        {LONGEST "=64\nsound=96\n", 1024, 96, 4096},      // the longest name never matches
+        {LONGEST + nul + "64\nsound=96\n", 1024, 96, 64}, // but for a NUL where its '=' should be
         {LONGEST "6=64\nsound=96\n", 1024, 96, 4096},
         {LONGEST "67890=64\nsound=96\n", 1024, 96, 4096},
         {LONGEST "\nlevel=64\nsound=96\n", 1024, 96, 4096}, // its newline is the 32nd byte, the next line its value
@@ -143,10 +140,8 @@ TEST(Reading, BearsAnyByte)
     expectSizes({
         {bytes("level\0of the cave=64\nsound=96\n"), 64, 96, 4096}, // a NUL ends a name
         {bytes("level=64\0\0\nsound=96\n"), 64, 96, 4096},          // or a value
-        {bytes("level=\0"
-               "64\nsound=96\n"),
-         1024, 2048, 4096},                                  // an empty value
-        {bytes("\0level=64\nsound=96\n"), 1024, 2048, 4096}, // an empty name
+        {bytes("level=\0level=64\n"), 1024, 2048, 4096},            // an empty value
+        {bytes("\0level=64\nsound=96\n"), 1024, 2048, 4096},        // an empty name
         {bytes("\0\0\0\0\0\0\0\0"), 1024, 2048, 4096},
         {"level=\xff\xfe\nsound=96\n", 1024, 2048, 4096},
         {"\xef\xbb\xbflevel=64\nsound=96\n", 1024, 96, 4096}, // an editor's byte order mark belongs to the name

@@ -87,7 +87,7 @@ bool str::escape(char** out, const char* text)
     return next(out, text);
 }
 
-// ----
+// ---- What is asked of the memory manager
 
 static std::string alloc(unsigned long size, const char* source, unsigned int line, int number)
 {

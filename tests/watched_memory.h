@@ -2,8 +2,8 @@
 // each call down and passes it on.
 //
 //     WatchedMemory memory;
-//     delete new HashPool<int>(4);
-//     EXPECT_EQ(memory.takeLog(), "alloc 32 core/allocator:29 = #1, free #1");
+//     memory.free(0, memory.alloc(0, 100, "game/unit", 7));
+//     EXPECT_EQ(memory.takeLog(), "alloc 100 game/unit:7 = #1, free #1");
 //
 // Banks other than 0 are named: "bank 2: alloc ...". A block that was not seen being made is "a stranger".
 #pragma once

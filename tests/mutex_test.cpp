@@ -258,7 +258,6 @@ class BankLocks : public testing::Test {
 protected:
     BankLocks()
     {
-        GTEST_FLAG_SET(death_test_style, "fast");
         for (const e_MemoryLocation location : {MEMLOC_DEFAULT, MEMLOC_CUSTOM}) {
             m_memory.defineLocAllocCb(location, alloc);
             m_memory.defineLocReallocCb(location, realloc);

@@ -1,8 +1,8 @@
 // What a text costs: the string table, with the system's gettext and a hash map of strings beside it.
 //
-// All sides hold the same 1000 texts and are asked for them in the same order, in one process. They don't do quite the
-// same: the table finds "NEW GAME" for "New Game", the others don't; the map makes a std::string of each text it is
-// asked for. The table and the map here keep a text they don't know, gettext doesn't.
+// All sides hold the same 1000 texts and are asked for them in the same order, in one process. They don't do quite
+// the same: the table finds "NEW GAME" for "New Game", the others don't; the map makes a std::string of each text it
+// is asked for. The table and the map here keep a text they don't know, gettext doesn't.
 //
 //     stringtable_bench [--benchmark_filter=Known]
 #include "core/memorymgr.h"

@@ -11,8 +11,8 @@
 //     }
 //
 // The table keeps pointers and owns none of the records, but removeAll(true) gives them back to bank 0. A key longer
-// than 127 bytes is stored cut to 127 and can't be found, since lookups compare with the whole of theirs. The same key
-// again makes a second entry behind the first, which goes on being the one that is found.
+// than 127 bytes is stored cut to 127 and can't be found, since lookups compare with the whole of theirs. The same
+// key again makes a second entry behind the first, which goes on being the one that is found.
 //
 // Buckets, pool and nodes are three blocks of bank 0, made by the constructor. Without a memory manager there is no
 // table: it stays empty and refuses all entries. One thread at a time.
@@ -121,7 +121,7 @@ private:
     T* _firstFromBucket(HashTableIter_t<T>& it);
 };
 
-// A block of bank 0, or null. line tells the blocks apart in leak reports: 161 the nodes, 289 the buckets, and 296 the
+// A block of bank 0, or null. line tells the blocks apart in leak reports: 161 the nodes, 289 the buckets, 296 the
 // pool itself.
 inline void* AllocForHashTable(unsigned long count, unsigned long size, unsigned int line)
 {

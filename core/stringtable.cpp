@@ -96,8 +96,8 @@ static void formatWithoutArguments(char* out, size_t size, const char* format)
     *out = '\0';
 }
 
-// The whole file with a NUL behind it, in a block of bank 0, and the file closed. Where that can't be: null, a message,
-// and the file is meant to stay open.
+// The whole file with a NUL behind it, in a block of bank 0, and the file closed. Where that can't be: null and a
+// message, and the file is meant to stay open.
 static char* readText(_BkzFileType_s* file, const char* path)
 {
     const unsigned long length = File::getLength(file);

@@ -6,12 +6,11 @@
 #include <string>
 #include <vector>
 
-// The tables' memory, while it lasts.
-static bool s_tablesGrow = true;
-
 // The sanitizers bring a calloc of their own, which has to be in place.
 #if UINTPTR_MAX > 0xffffffffu && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 #define CAN_RUN_OUT 1
+
+static bool s_tablesGrow = true; // the tables' memory, while it lasts
 
 extern "C" void* __libc_calloc(size_t count, size_t size);
 extern "C" void* calloc(size_t count, size_t size)

@@ -1,5 +1,5 @@
-// What the library asks of the memory manager. A program that includes this stands in front of alloc and free: it writes
-// each call down and passes it on.
+// What the library asks of the memory manager. A program that includes this stands in front of alloc and free: it
+// writes each call down and passes it on.
 //
 //     WatchedMemory memory;
 //     memory.free(0, memory.alloc(0, 100, "game/unit", 7));

@@ -1,7 +1,7 @@
-// A strings file of any bytes: it is loaded, each of its lines is translated, and what a table has collected is written
-// out and loaded again.
+// A strings file of any bytes: it is loaded, each of its lines is translated, and what a table has collected is
+// written out and loaded again.
 //
-// The file is in memory, and so is each block of the library's, at exactly its size: the sanitizers see a step too far.
+// The file is in memory, and each block of the library's has exactly its size: the sanitizers see a step too far.
 #include "core/hashtable.h"
 #include "core/platform.h"
 #include "core/stringtable.h"

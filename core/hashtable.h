@@ -127,7 +127,7 @@ inline void* AllocForHashTable(unsigned long count, unsigned long size, unsigned
 {
     unsigned long bytes;
     if (__builtin_mul_overflow(count, size, &bytes)) {
-        bytes = ULONG_MAX; // more than there can be, for the memory manager to deal with
+        bytes = ULONG_MAX; // on a 32-bit host; more than there can be, for the memory manager to deal with
     }
     return g_MemoryPtr ? g_MemoryPtr->alloc(0, bytes, "core/hashtable", line) : nullptr;
 }

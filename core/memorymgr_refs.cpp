@@ -47,7 +47,7 @@ public:
     bool make(unsigned int number)
     {
         if (number >= 1u << 30) {
-            return false;
+            return false; // no test gets here: that many fallback blocks have 24 GiB of headers
         }
         const unsigned int chunk = _chunkOf(number);
         if (!m_chunks[chunk]) {
@@ -191,7 +191,7 @@ static unsigned int addName(const char* name)
     TableLock lock(&s_namesLock);
     NameSlots* slots = s_nameSlots.load(std::memory_order_relaxed);
     if (const unsigned int number = slots ? findName(slots, name) : 0) {
-        return number; // another thread was faster
+        return number; // another thread was faster: a race, which tests can't ask for
     }
     if (!slots || s_nameCount + 1 > slots->mask() / 2) {
         slots = growNameSlots(slots);

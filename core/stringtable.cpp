@@ -65,11 +65,10 @@ void StringTable::s_setLocalePath(const char* path)
 const char* StringTable::_stringTableFilename()
 {
     static char filename[128];
-    const bool hasFolder = s_localePath[0] != '\0';
-    const int length = hasFolder ? snprintf(filename, sizeof(filename), "%.127s/%s", s_localePath, sc_stringFileName)
-                                 : snprintf(filename, sizeof(filename), "%s", sc_stringFileName);
-    if (length < 0) {
-        filename[0] = '\0';
+    if (s_localePath[0] != '\0') {
+        snprintf(filename, sizeof(filename), "%s/%s", s_localePath, sc_stringFileName);
+    } else {
+        snprintf(filename, sizeof(filename), "%s", sc_stringFileName);
     }
     return filename;
 }

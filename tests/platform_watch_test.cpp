@@ -25,6 +25,7 @@ static bool s_hasInfo = true;
 static const char* s_version = nullptr;
 static const char* s_resources = "/game.app/Contents/Resources";
 static OSErr s_gestaltStatus = noErr;
+static SInt32 s_features = 0x10; // the vector unit
 static OSErr s_findStatus = noErr;
 static bool s_urlText = true;
 static bool s_url = true;
@@ -112,7 +113,7 @@ OSErr Gestalt(OSType selector, SInt32* answer)
 {
     EXPECT_EQ(selector, 0x70706366u); // 'ppcf'
     s_asked.push_back("gestalt");
-    *answer = 0x10;
+    *answer = s_features;
     return s_gestaltStatus;
 }
 
@@ -306,6 +307,13 @@ TEST(PlatformStart, TheVectorUnitIsLookedForOnTheFirstSetAppAlone)
     Platform::SetApp(1);
     Platform::SetApp(2);
     EXPECT_EQ(count("gestalt"), 1);
+}
+
+TEST(PlatformStart, AProcessorWithoutAVectorUnitIsNoObstacle)
+{
+    s_features = ~0x10;
+    Platform::SetApp(1);
+    EXPECT_EQ(Platform::GetApp(), 1u);
 }
 
 TEST(PlatformStart, AProcessorThatIsNotKnownIsNoObstacle)

@@ -2,46 +2,13 @@
 // no thought of speed. Both are given hundreds of thousands of random files, and have to agree on every entry.
 #include "core/stringtable.h"
 
+#include "memory_file.h"
 #include "stringtable_access.h"
 #include "watched_log.h"
 
 #include "game_memory.h"
 
 #include <algorithm>
-
-// ---- Files are served from memory: a real one for each round would take minutes.
-
-static std::string s_file;
-static _BkzFileType_s s_handle;
-static char* s_written;
-static size_t s_writtenSize;
-
-_BkzFileType_s* File::open(const char*, const char* mode)
-{
-    s_handle.stream = mode[0] == 'w' ? open_memstream(&s_written, &s_writtenSize) : nullptr;
-    return &s_handle;
-}
-
-unsigned long File::getLength(_BkzFileType_s*)
-{
-    return s_file.size();
-}
-
-unsigned long File::read(void* buffer, unsigned long size, unsigned long, _BkzFileType_s*)
-{
-    memcpy(buffer, s_file.data(), size);
-    return size > 0;
-}
-
-int File::close(_BkzFileType_s*)
-{
-    if (s_handle.stream) {
-        fclose(s_handle.stream);
-        s_file.assign(s_written, s_writtenSize);
-        free(s_written);
-    }
-    return 0;
-}
 
 // ---- The naive table
 

@@ -2,6 +2,7 @@
 //
 // 1. Initial contents are what callers see as long as the system has no answer; a failed query leaves a buffer alone.
 // 2. Paths and the version are asked for until they are known, and then stay.
+#include "core/macosx_platform.h"
 #include "core/macosx_bkwindow.h"
 #include "core/platform.h"
 
@@ -16,19 +17,7 @@
 
 typedef char Text[1024];
 
-static struct {
-    unsigned int appHandle;
-    void* window;
-    int minimized;
-    int active;
-    int windowX;
-    int windowY;
-    int windowWidth;
-    int windowHeight;
-    CFDictionaryRef desktopMode; // the main display's at start; the system's
-    int hasVectorUnit;
-    int cursorHideCount; // 0: shown, -1: hidden
-} s_platformData;
+PlatformData_s s_platformData;
 
 static int s_platformOS = -1;
 static e_AppState s_AppState;

@@ -60,10 +60,116 @@ public:
 
     // One folder, mode 0755, its parents have to exist: mkdir's result.
     static int CreateDir(const char* path);
+
+    // Settings: small values by name, kept from run to run in the user's preferences for this game. Each write is on
+    // the disk when it returns. A section is taken and ignored: keys alone tell values apart.
+    static bool RegInit(const char* name, bool& created); // created: false; always true, and nothing else happens
+    static bool RegSetInt32(const char* section, const char* key, int value);       // always true
+    static bool RegSetString(const char* section, const char* key, char* value);    // always true
+    static int RegGetInt32(const char* section, const char* key, int defaultValue); // also of a text that is one
+
+    // Writes the value, or else defaultValue, to out, which has to have room for whatever was stored; look there, as
+    // the result means nothing when there was a value.
+    static char* RegGetString(const char* section, const char* key, char* defaultValue, char* out);
+
+    // Whether the machine carries the mark of that name, made where it wasn't there, which created tells; false when it
+    // can't be made.
+    static bool RegInitSecureKey(const char* name, bool& created);
+
+    // The window. Positions are those of its contents, in pixels from the lower left corner of the main screen, y up.
+    // Without a display, and in a build without windows, none is ever made.
+    //
+    //     void* window = Platform::InitWindow(0, nullptr, "Brackenlow", nullptr, nullptr, 0, 0, 800, 600, false, false,
+    //                                         nullptr);
+    //     Platform::SetWindow(window);
+    //     Platform::SetWindowPos();
+
+    // A framed window, not shown yet and not the current one; null when it can't be had. It stands in the middle of
+    // the screen, wherever x and y say. The arguments without a name are taken and ignored.
+    static void* InitWindow(unsigned int, void*, const char* title, void*, void*, int x, int y, int width, int height,
+                            bool, bool, void*);
+    static void DestructWindow(void* window); // closes it; the current window is none then, if it was this one
+
+    // Replaces a window by one of the other kind, shown and current: one without a frame in front of all others, or a
+    // framed one. No view is attached to it. When it can't be had there is no window any more.
+    static void SetFullscreenWindow(void* window, bool fullScreen, int width, int height);
+
+    static void SetWindowPos();               // centres the current window and shows it
+    static void GetWindowPos(int& x, int& y); // as InitWindow was asked, not where it is; so with its size
+    static int GetWindowWidth();
+    static int GetWindowHeight();
+
+    // What the main display shows now; zeros without one.
+    static void GetDesktopInfo(int& width, int& height, int& bitsPerPixel);
+
+    static void* LoadCursor(int id); // null
+    static void* LoadIcon(int id);   // null
+    static bool MessagePump();       // true; events are the game's own business
+
+    // The engine's code for a key: its character on an American keyboard, without shift; 146 up, 152 down, 148 left,
+    // 150 right, 156 forward delete, 163 to 175 F1 to F13; 0 for keys without one. macKeyCode is the virtual key code of
+    // a keyboard event, 0 or more.
+    static unsigned int RawKeyToLocalKey(int macKeyCode);
+
+    static void ShowCursor(bool show); // does not count: one true undoes any number of false
+
+    // While the mouse is captured g_MacMouseCaptured is not 0. Capturing also brings the cursor into the window.
+    static void CaptureMouse(bool capture);
+
+    static void SetCursorPos(int x, int y);   // in pixels from the upper left corner of the main display, y down
+    static void GetCursorPos(int& x, int& y); // of the event at hand, from the lower left of its window, y up
+
+    // Milliseconds since the machine was started. Starts again at 0 every 2^32, about 49.7 days: subtract as unsigned.
+    static unsigned int GetTime();
+    static void BeginTimePeriod();      // nothing
+    static void EndTimePeriod();        // nothing
+    static void Sleep(unsigned int ms); // as the free function below
+
+    // The entries of a folder as full paths, in a block of bank 0 that ScanDirFree gives back; how many there are. 0,
+    // and a null list, for an empty result and a folder that can't be read. path may have backslashes.
+    //
+    // Without select everything is listed, "." and ".." and folders, too. With it, regular files only, of which it keeps
+    // those whose name it answers not 0 for. Without compare the order is the system's. compare is handed the
+    // addresses of two pointers to struct dirent. A path longer than 259 bytes is cut. One scan at a time.
+    static int ScanDir(const char* path, char (**out)[260], int (*select)(const char*),
+                       int (*compare)(const void*, const void*));
+    static void ScanDirFree(char (*list)[260]);
 };
 
 // The folder with the game's files: the bundle's resources, "/Game/" behind them. Empty when there is no bundle, and
 // null when its path is longer than 1023 bytes.
 const char* GetAppGamePath();
+
+// Blocks the calling thread, whatever signals come, for (ms * 1000000) mod 2^32 nanoseconds: from 4295 ms on that is
+// less than ms says.
+void Sleep(unsigned int ms);
+
+// The start of a thread of the game's. record was made with the global operator new and is released here: the
+// function, int (*)(void*), its argument, and the thread object, each the size of a pointer. When the function has
+// returned, the 32-bit word behind three pointers in the thread object becomes 0: it isn't running any more. The
+// result is the function's.
+int threadStarter(void* record);
+
+// Random numbers: MT19937 (Matsumoto and Nishimura, "Mersenne Twister: a 623-dimensionally equidistributed uniform
+// pseudo-random number generator", ACM TOMACS 8, 1998; initialised as in the authors' version of 2002). One generator
+// for the process and no lock around it. Without a seed it is 5489.
+void mt_srand(unsigned int seed);
+unsigned int mt_rand(); // all 32 bits
+
+// Finds the factory of a subsystem in the modules the game has loaded, a C function CreateGfxSubsystem,
+// CreateSndSubsystem or CreateSnd3dSubsystem, and stores it below; 1. A process without it ends with exit(1). The name is
+// ignored. Unloading does nothing: 1.
+int LoadGraphicsAPI(const char* name);
+int UnloadGraphicsAPI();
+int LoadSoundAPI(const char* name);
+int UnloadSoundAPI();
+int Load3dSoundAPI(const char* name);
+int Unload3dSoundAPI();
+
+extern void (*gfxCreateGfxSubsystem)(); // cast it to the module's own signature; null until it is loaded
+extern void (*sndCreateSndSubsystem)();
+extern void (*sndCreateSnd3dSubsystem)();
+
+extern int g_MacMouseCaptured; // as CaptureMouse was last told
 
 #pragma GCC visibility pop

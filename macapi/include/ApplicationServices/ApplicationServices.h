@@ -17,7 +17,28 @@
 extern "C" {
 #endif
 
+#ifdef __LP64__
+typedef double CGFloat;
+#else
+typedef float CGFloat;
+#endif
+struct CGPoint {
+    CGFloat x;
+    CGFloat y;
+};
+typedef struct CGPoint CGPoint;
+
+typedef int boolean_t;
 typedef unsigned int CGDirectDisplayID; // 32 bits
+typedef int CGError;
+typedef CGError CGDisplayErr;
+typedef int CGWindowLevel;
+
+enum {
+    kCGErrorSuccess = 0,
+    kCGErrorFailure = 1000,        // there is no window server, or it can't
+    kCGErrorIllegalArgument = 1001 // no such display
+};
 
 #define kCGNullDirectDisplay ((CGDirectDisplayID)0)
 #define kCGDirectMainDisplay CGMainDisplayID()
@@ -32,6 +53,25 @@ extern const CFStringRef kCGDisplayWidth;        // "Width", pixels
 extern const CFStringRef kCGDisplayHeight;       // "Height", pixels
 extern const CFStringRef kCGDisplayBitsPerPixel; // "BitsPerPixel", 8, 16 or 32
 extern const CFStringRef kCGDisplayRefreshRate;  // "RefreshRate", a double in hertz; 0 when nobody knows
+
+// Of what a display shows now; 0 without a window server, and for any other display.
+size_t CGDisplayPixelsWide(CGDirectDisplayID display);
+size_t CGDisplayPixelsHigh(CGDirectDisplayID display);
+size_t CGDisplayBitsPerPixel(CGDirectDisplayID display);
+
+// The level of windows that cover all others.
+CGWindowLevel CGShieldingWindowLevel(void);
+
+// The cursor. Hiding counts: it is shown again when it was shown as often as it was hidden. A hidden cursor, and one
+// that is tied down, is set free when the process ends, however it ends.
+CGDisplayErr CGDisplayHideCursor(CGDirectDisplayID display);
+CGDisplayErr CGDisplayShowCursor(CGDirectDisplayID display);
+
+// In pixels of that display from its top left corner, y down; what lies outside is brought to the edge.
+CGDisplayErr CGDisplayMoveCursorToPoint(CGDirectDisplayID display, CGPoint point);
+
+// Whether the mouse moves the cursor: it does, until this says false.
+CGError CGAssociateMouseAndMouseCursorPosition(boolean_t connected);
 
 // The user's session at the window server; null when there is none. The caller releases it.
 CFDictionaryRef CGSessionCopyCurrentDictionary(void);

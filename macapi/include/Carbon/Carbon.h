@@ -78,6 +78,48 @@ enum {
 
 OSErr Gestalt(OSType selector, SInt32* response);
 
+// Time. The two words of a number of 64 bits lie as the processor has them.
+struct UnsignedWide {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    UInt32 hi;
+    UInt32 lo;
+#else
+    UInt32 lo;
+    UInt32 hi;
+#endif
+};
+typedef struct UnsignedWide UnsignedWide;
+typedef UnsignedWide Nanoseconds;
+typedef UnsignedWide AbsoluteTime; // of the monotonic clock; the unit is nobody's business
+
+void Microseconds(UnsignedWide* microseconds); // since the machine was started
+AbsoluteTime UpTime(void);
+AbsoluteTime AddNanosecondsToAbsolute(Nanoseconds nanoseconds, AbsoluteTime time);
+
+// Returns at that moment, or at once when it is past. Signals don't cut it short.
+OSStatus MPDelayUntil(AbsoluteTime* moment);
+
+// QuickDraw: where its drawing goes, and points in its terms.
+struct Point {
+    short v; // down
+    short h; // to the right
+};
+typedef struct Point Point;
+struct Rect {
+    short top;
+    short left;
+    short bottom;
+    short right;
+};
+typedef struct Rect Rect;
+typedef struct OpaqueGrafPtr* GrafPtr;
+
+// The current port. There is one as long as a program sets none: the whole desktop, whose local coordinates are the
+// global ones.
+void GetPort(GrafPtr* port);
+void SetPort(GrafPtr port);
+void GlobalToLocal(Point* point); // of the current port
+
 #ifdef __cplusplus
 }
 #endif

@@ -132,6 +132,40 @@ CFTypeRef CFBundleGetValueForInfoDictionaryKey(CFBundleRef bundle, CFStringRef k
 
 CFURLRef CFBundleCopyResourcesDirectoryURL(CFBundleRef bundle);
 
+// Preferences: values under names, kept in a property list for each domain, which is an application, a user and a host.
+// Each domain is a file of the Preferences folder, the user's or the machine's.
+typedef CFTypeRef CFPropertyListRef; // a string, number, boolean, date, data, array or dictionary
+
+extern const CFStringRef kCFPreferencesAnyApplication;
+extern const CFStringRef kCFPreferencesCurrentApplication; // the main bundle's identifier, else the process's name
+extern const CFStringRef kCFPreferencesAnyHost;
+extern const CFStringRef kCFPreferencesCurrentHost;
+extern const CFStringRef kCFPreferencesAnyUser; // the machine's folder
+extern const CFStringRef kCFPreferencesCurrentUser;
+
+// An application's value for the current user: the first of its own domains and then those of any application that
+// has one. Null when none has.
+CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef application);
+
+// The value as a whole number; *valid, where it is asked for, says whether there was one: a number, or a string that
+// reads as one.
+CFIndex CFPreferencesGetAppIntegerValue(CFStringRef key, CFStringRef application, Boolean* valid);
+
+// Sets, or with null removes, a value of the current user's for any host. It is kept in the process until it is
+// synchronised.
+void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFStringRef application);
+
+// Writes what was set to the disk, merged with what other processes have written, and forgets what was read. False when
+// something could not be written; it is dropped then.
+Boolean CFPreferencesAppSynchronize(CFStringRef application);
+
+// The same in one domain, which the three say.
+CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef application, CFStringRef user,
+                                         CFStringRef host);
+void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef application, CFStringRef user,
+                           CFStringRef host);
+Boolean CFPreferencesSynchronize(CFStringRef application, CFStringRef user, CFStringRef host);
+
 #ifdef __cplusplus
 }
 #endif

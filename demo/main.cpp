@@ -10,6 +10,7 @@
 #include "demo/progress.h"
 #include "demo/replay.h"
 #include "demo/report.h"
+#include "demo/screen.h"
 #include "demo/texts.h"
 
 #include "core/platform.h"
@@ -48,15 +49,29 @@ static bool load(const std::string& folder, GameData* data)
     return true;
 }
 
-static bool playFrames(unsigned int frames, const BankPlans& banks, Campaign& campaign, Replay& scripts,
-                       Replay& records)
+static Scene sceneOf(const GameMemory& memory, const Campaign& campaign, unsigned int frame, unsigned int frames,
+                     const Input& input)
+{
+    Scene scene = {frame + 1, frames, campaign, {}, input};
+    for (int bank = 0; bank < memory.count(); ++bank) {
+        scene.banks.push_back(ReadBankBar(memory, bank, sc_barCells));
+    }
+    return scene;
+}
+
+// Until the last frame, or until the player has had enough.
+static bool playFrames(const GameMemory& memory, unsigned int frames, const BankPlans& banks, Campaign& campaign,
+                       Replay& scripts, Replay& records, Screen& screen)
 {
     Progress progress(frames);
-    for (unsigned int frame = 0; frame < frames; ++frame) {
+    for (unsigned int frame = 0; frame < frames && !screen.isLeft(); ++frame) {
         campaign.playFrame();
         progress.show(frame, campaign.status());
         if (!scripts.playFrame(frame) || !records.playFrame(frame)) {
             return false;
+        }
+        if (screen.isOpen()) {
+            screen.show(sceneOf(memory, campaign, frame, frames, screen.input()));
         }
         g_MemoryPtr->free(banks.frameBank, nullptr); // the frame is over: forget everything in it
     }

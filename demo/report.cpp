@@ -83,12 +83,6 @@ DEMO_TEXT(sc_fails, "it fails its check");
 
 static const size_t sc_mostPlaces = 12; // lines in the table of live blocks
 
-// Bytes as KiB, rounded up: what is there shows.
-static std::string kib(unsigned long long bytes)
-{
-    return Grouped((bytes + 1023) / 1024);
-}
-
 void ReportMissingLanguage(const std::string& name, const std::string& path)
 {
     Complain(sc_noLanguage, name.c_str(), path.c_str());
@@ -230,9 +224,9 @@ void ReportBanks(GameMemory& memory)
         const bool heap = bank.type == MEMBANK_HEAP; // a linear bank doesn't tell its blocks apart
         unsigned int largestFree = 0;
         memory.checkMemory(index, &largestFree, false);
-        table.add({bank.name, Grouped(bank.allocCount), kib(bank.size), kib(bank.peakBytes), kib(bank.bytesInUse),
+        table.add({bank.name, Grouped(bank.allocCount), InKiB(bank.size), InKiB(bank.peakBytes), InKiB(bank.bytesInUse),
                    heap ? Grouped(bank.allocCount - bank.freeCount) : "-", heap ? Grouped(bank.freeNodeCount) : "-",
-                   kib(largestFree), Grouped(bank.extNodeCount)});
+                   InKiB(largestFree), Grouped(bank.extNodeCount)});
     }
     printf("\n");
     table.print();

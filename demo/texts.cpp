@@ -142,3 +142,8 @@ std::string WithTenths(double number)
     const unsigned long long tenths = static_cast<unsigned long long>(number * 10 + 0.5);
     return Grouped(tenths / 10) + Text(sc_point) + std::to_string(tenths % 10);
 }
+
+std::string InKiB(unsigned long long bytes)
+{
+    return Grouped((bytes + 1023) / 1024);
+}

@@ -51,3 +51,4 @@ bool TextsAreTheSame();
 // 1234567 as 1,234,567 and 12.3, as the language has it.
 std::string Grouped(unsigned long long number);
 std::string WithTenths(double number);
+std::string InKiB(unsigned long long bytes); // rounded up: what is there shows

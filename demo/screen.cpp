@@ -1,0 +1,121 @@
+#include "demo/screen.h"
+
+#include "demo/gfx/gfxsubsystem.h"
+
+#include "core/platform.h"
+
+static const unsigned int sc_frameTime = 33; // milliseconds
+
+enum e_Key : unsigned int { KEY_ESCAPE = 27 };
+
+Screen::Screen(const char* program, int width, int height, bool fullScreen) : m_width(width), m_height(height)
+{
+    LoadGraphicsAPI("demo_gfx");
+    m_gfx = reinterpret_cast<CreateGfxSubsystem_t*>(gfxCreateGfxSubsystem)();
+    int displayWidth = 0, displayHeight = 0, bits = 0;
+    Platform::GetDesktopInfo(displayWidth, displayHeight, bits);
+    if (displayWidth == 0 || !m_gfx->start(program)) {
+        return;
+    }
+    void* window = Platform::InitWindow(0, nullptr, "core demo", nullptr, nullptr, 0, 0, width, height, false, false,
+                                        nullptr);
+    if (!window) {
+        return;
+    }
+    m_isOpen = true;
+    Platform::SetWindow(window);
+    m_gfx->attach(window);
+    Platform::SetWindowPos();
+    if (fullScreen) {
+        setFullScreen(true);
+    }
+    m_nextFrame = Platform::GetTime();
+}
+
+Screen::~Screen()
+{
+    if (m_isOpen) {
+        Platform::CaptureMouse(false);
+        Platform::ShowCursor(true);
+        Platform::DestructWindow(Platform::GetWindow());
+    }
+}
+
+void Screen::show(const Scene& scene)
+{
+    float width = 0, height = 0;
+    m_gfx->getSize(&width, &height);
+    m_gfx->draw(LayOut(scene, width, height));
+    waitForNextFrame();
+    takeEvents();
+}
+
+// A frame that took too long is not caught up with.
+void Screen::waitForNextFrame()
+{
+    const unsigned int now = Platform::GetTime();
+    m_nextFrame += sc_frameTime;
+    const unsigned int wait = m_nextFrame - now;
+    if (wait <= sc_frameTime) {
+        Platform::Sleep(wait);
+    } else {
+        m_nextFrame = now;
+    }
+}
+
+void Screen::takeEvents()
+{
+    for (GfxEvent event; m_isOpen && m_gfx->nextEvent(&event);) {
+        switch (event.type) {
+        case GFX_KEY:
+            takeKey(event.keyCode);
+            break;
+        case GFX_MOUSE:
+            Platform::GetCursorPos(m_input.mouseX, m_input.mouseY);
+            m_input.mouseButtons = event.buttons;
+            break;
+        case GFX_CLOSE:
+            m_isLeft = true;
+            break;
+        case GFX_IGNORED:
+            break;
+        }
+    }
+}
+
+void Screen::takeKey(int macKey)
+{
+    m_input.hasKey = true;
+    m_input.macKey = macKey;
+    m_input.key = Platform::RawKeyToLocalKey(macKey);
+    switch (m_input.key) {
+    case KEY_ESCAPE:
+        m_isLeft = true;
+        break;
+    case 'f':
+        setFullScreen(!m_input.isFullScreen);
+        break;
+    case 'c':
+        Platform::CaptureMouse(!m_input.isCaptured);
+        m_input.isCaptured = g_MacMouseCaptured != 0;
+        break;
+    case 'h':
+        m_input.isCursorShown = !m_input.isCursorShown;
+        Platform::ShowCursor(m_input.isCursorShown);
+        break;
+    }
+}
+
+void Screen::setFullScreen(bool on)
+{
+    int width = m_width, height = m_height, bits = 0;
+    if (on) {
+        Platform::GetDesktopInfo(width, height, bits);
+    }
+    Platform::SetFullscreenWindow(Platform::GetWindow(), on, width, height);
+    m_isOpen = Platform::GetWindow() != nullptr;
+    if (m_isOpen) {
+        m_gfx->attach(Platform::GetWindow()); // a new window has no view
+    }
+    m_input.isFullScreen = on;
+}

@@ -3,6 +3,7 @@
 // This program puts its own in front of every call there is. They go on to the library's, and notice when it is the
 // library that calls them.
 #include <Carbon/Carbon.h>
+#include <mach-o/dyld.h>
 
 #include <gtest/gtest.h>
 
@@ -59,6 +60,13 @@ WATCHED(OSErr, FSFindFolder, (short domain, OSType type, Boolean create, FSRef* 
         (domain, type, create, folder))
 WATCHED(OSStatus, FSRefMakePath, (const FSRef* folder, UInt8* path, UInt32 size), (folder, path, size))
 WATCHED(OSErr, Gestalt, (OSType selector, SInt32* response), (selector, response))
+WATCHED(void, Microseconds, (UnsignedWide * microseconds), (microseconds))
+WATCHED(AbsoluteTime, UpTime, (void), ())
+WATCHED(AbsoluteTime, AddNanosecondsToAbsolute, (Nanoseconds nanoseconds, AbsoluteTime time), (nanoseconds, time))
+WATCHED(OSStatus, MPDelayUntil, (AbsoluteTime * moment), (moment))
+WATCHED(bool, NSIsSymbolNameDefined, (const char* name), (name))
+WATCHED(NSSymbol, NSLookupAndBindSymbol, (const char* name), (name))
+WATCHED(void*, NSAddressOfSymbol, (NSSymbol symbol), (symbol))
 
 // Names a constant of its own, too.
 extern "C" const CFStringRef kCFBundleVersionKey = nullptr;
@@ -104,6 +112,14 @@ static void callEverything()
     FSRefMakePath(&folder, path, sizeof(path));
     SInt32 features;
     Gestalt(gestaltPowerPCProcessorFeatures, &features);
+
+    UnsignedWide microseconds;
+    Microseconds(&microseconds);
+    AbsoluteTime moment = AddNanosecondsToAbsolute(microseconds, UpTime());
+    moment = {0, 0}; // long past
+    MPDelayUntil(&moment);
+    NSIsSymbolNameDefined("_NoSuchFunction");
+    NSAddressOfSymbol(NSLookupAndBindSymbol("_getpid"));
 }
 
 TEST(Guest, CallsNothingThatAProgramMayHavePutItsOwnInFrontOf)

@@ -6,6 +6,7 @@
 
 #include <ApplicationServices/ApplicationServices.h>
 #include <CoreFoundation/CoreFoundation.h>
+#include <mach-o/dyld.h>
 #ifdef APPKIT_LAST
 #include <AppKit/AppKit.h>
 #endif
@@ -19,6 +20,11 @@ HOLDS(indexes, sizeof(CFIndex) == sizeof(void*) && sizeof(CFStringEncoding) == 4
 HOLDS(displays, sizeof(CGDirectDisplayID) == 4);
 HOLDS(processes, sizeof(ProcessSerialNumber) == 8);
 HOLDS(references, sizeof(FSRef) == 80);
+HOLDS(wides, sizeof(UnsignedWide) == 8 && sizeof(Nanoseconds) == 8 && sizeof(AbsoluteTime) == 8);
+HOLDS(points, sizeof(Point) == 4 && sizeof(Rect) == 8);
+HOLDS(floats, sizeof(CGFloat) == (sizeof(void*) == 8 ? 8 : 4) && sizeof(CGPoint) == 2 * sizeof(CGFloat));
+HOLDS(handles, sizeof(NSSymbol) == sizeof(void*) && sizeof(GrafPtr) == sizeof(void*));
+HOLDS(truths, sizeof(boolean_t) == 4 && sizeof(CGDisplayErr) == 4 && sizeof(CGWindowLevel) == 4);
 
 CFStringRef literal(void);
 CFStringRef literal(void) { return CFSTR("Width"); }

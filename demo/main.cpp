@@ -107,6 +107,7 @@ static bool liveBlocksMatch(const std::vector<LivePlace>& places, const Replay& 
 // The game's loop, and what it leaves behind.
 static int play(GameMemory& memory, const BankPlans& banks, const GameData& data, const Options& options)
 {
+    Screen screen("core_demo", 960, 600, false);
     Session scriptSession;
     Session recordSession;
     if (!load(options.folder, sc_scripts, &scriptSession) || !load(options.folder, sc_records, &recordSession)) {
@@ -122,7 +123,7 @@ static int play(GameMemory& memory, const BankPlans& banks, const GameData& data
     }
     Campaign campaign(data.levels(), banks);
     const auto begin = std::chrono::steady_clock::now();
-    if (!playFrames(options.frames, banks, campaign, scripts, records)) {
+    if (!playFrames(memory, options.frames, banks, campaign, scripts, records, screen)) {
         return sc_damaged;
     }
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;

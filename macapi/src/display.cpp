@@ -10,7 +10,7 @@
 
 using namespace macapi;
 
-static const CGDirectDisplayID sc_mainDisplay = 1; // the only one that has a number here
+static const CGWindowLevel sc_shieldingLevel = 2000;
 
 static const Constant<__CFString> s_width("Width");
 static const Constant<__CFString> s_height("Height");
@@ -59,10 +59,38 @@ CGDirectDisplayID CGMainDisplayID()
     return hasWindowServer() ? sc_mainDisplay : kCGNullDirectDisplay;
 }
 
+static bool modeOf(CGDirectDisplayID display, DisplayMode* mode)
+{
+    return display == sc_mainDisplay && mainDisplayMode(mode);
+}
+
 CFDictionaryRef CGDisplayCurrentMode(CGDirectDisplayID display)
 {
     DisplayMode mode;
-    return display == sc_mainDisplay && mainDisplayMode(&mode) ? lend(mode) : nullptr;
+    return modeOf(display, &mode) ? lend(mode) : nullptr;
+}
+
+size_t CGDisplayPixelsWide(CGDirectDisplayID display)
+{
+    DisplayMode mode;
+    return modeOf(display, &mode) ? mode.width : 0;
+}
+
+size_t CGDisplayPixelsHigh(CGDirectDisplayID display)
+{
+    DisplayMode mode;
+    return modeOf(display, &mode) ? mode.height : 0;
+}
+
+size_t CGDisplayBitsPerPixel(CGDirectDisplayID display)
+{
+    DisplayMode mode;
+    return modeOf(display, &mode) ? mode.bitsPerPixel : 0;
+}
+
+CGWindowLevel CGShieldingWindowLevel()
+{
+    return sc_shieldingLevel;
 }
 
 CFDictionaryRef CGSessionCopyCurrentDictionary()

@@ -13,4 +13,24 @@ bool mainDisplayMode(DisplayMode*)
     return false;
 }
 
+bool hideCursor()
+{
+    return false;
+}
+
+bool showCursor()
+{
+    return false;
+}
+
+bool moveCursor(double, double)
+{
+    return false;
+}
+
+bool tieCursor(bool)
+{
+    return false;
+}
+
 } // namespace macapi

@@ -1,61 +1,45 @@
 // The window server is an X server.
-//
-// 1. We have a connection of our own, opened at the first question and kept: nothing that goes on at AppKit's is
-//    disturbed, and what the server keeps for us goes when the process does.
-// 2. s_mutex is held around all that touches it.
-// 3. Errors are caught by a Trap, and only while it lives: Xlib would print them and end the process.
+#include "macapi/src/windowserver_x11.h"
+
 #include "macapi/src/windowserver.h"
 
-#include <X11/Xlib.h>
 #include <X11/extensions/Xrandr.h>
 
 #include <atomic>
-#include <memory>
-#include <mutex>
 #include <poll.h>
+#include <string.h>
 
 namespace macapi {
 
-static std::mutex s_mutex;
+static std::mutex s_mutex; // held by the visit that is going on
 static bool s_asked;
-static Display* s_display;       // null without a server
-static std::atomic<bool> s_lost; // the server has gone
+static Display* s_display;        // null without a server
+static std::atomic<bool> s_lost;  // the server has gone
+static std::atomic<int> s_errors; // of this visit
 
-// Xlib has one handler for all connections of the process. Others' errors go on to whoever was there before.
-class Trap {
-public:
-    Trap()
-    {
-        s_formerErrors = XSetErrorHandler(onError);
-        s_formerLoss = XSetIOErrorHandler(onLoss);
-    }
+// Xlib has one handler for all connections of the process.
+static std::atomic<XErrorHandler> s_formerErrors;
+static std::atomic<XIOErrorHandler> s_formerLoss;
 
-    ~Trap()
-    {
-        XSetErrorHandler(s_formerErrors);
-        XSetIOErrorHandler(s_formerLoss);
-    }
-
-private:
-    static int onError(Display* display, XErrorEvent* error)
-    {
-        const XErrorHandler former = s_formerErrors;
-        return display == s_display || !former ? 0 : former(display, error);
-    }
-
-    static int onLoss(Display* display)
-    {
-        const XIOErrorHandler former = s_formerLoss;
-        if (display != s_display && former) {
-            return former(display);
-        }
-        s_lost = true;
+static int onError(Display* display, XErrorEvent* error)
+{
+    const XErrorHandler former = s_formerErrors;
+    if (display == s_display) {
+        s_errors++;
         return 0;
     }
+    return former ? former(display, error) : 0;
+}
 
-    static inline std::atomic<XErrorHandler> s_formerErrors;
-    static inline std::atomic<XIOErrorHandler> s_formerLoss;
-};
+static int onLoss(Display* display)
+{
+    const XIOErrorHandler former = s_formerLoss;
+    if (display != s_display && former) {
+        return former(display);
+    }
+    s_lost = true;
+    return 0;
+}
 
 static void stayAlive(Display*, void*)
 {
@@ -78,9 +62,44 @@ static bool connected()
     return s_display && !s_lost;
 }
 
-// What Xlib hands out, with the call that takes it back.
-template <class T>
-using Held = std::unique_ptr<T, void (*)(T*)>;
+Visit::Visit() : m_lock(s_mutex), m_connected(connected())
+{
+    if (m_connected) {
+        s_errors = 0;
+        s_formerErrors = XSetErrorHandler(onError);
+        s_formerLoss = XSetIOErrorHandler(onLoss);
+    }
+}
+
+Visit::~Visit()
+{
+    if (m_connected) {
+        XSetErrorHandler(s_formerErrors);
+        XSetIOErrorHandler(s_formerLoss);
+    }
+}
+
+Visit::operator bool() const
+{
+    return m_connected && !s_lost;
+}
+
+Display* Visit::display() const
+{
+    return s_display;
+}
+
+Window Visit::root() const
+{
+    return DefaultRootWindow(s_display);
+}
+
+bool Visit::succeeded() const
+{
+    // Servers tell all clients when the keyboard changes. Nobody reads that here, so it is thrown away.
+    XSync(s_display, True);
+    return !s_lost && s_errors == 0;
+}
 
 static double refreshRateOf(const XRRScreenResources& resources, RRMode wanted)
 {
@@ -96,8 +115,8 @@ static double refreshRateOf(const XRRScreenResources& resources, RRMode wanted)
     return 0;
 }
 
-// The size, after rotation, and the rate of what an output shows. False when it shows nothing, or is unknown.
-static bool outputMode(XRRScreenResources* resources, RROutput output, DisplayMode* mode)
+// What an output shows, after rotation. False when it shows nothing, or is unknown.
+static bool outputShows(XRRScreenResources* resources, RROutput output, Shown* shown)
 {
     const Held<XRROutputInfo> info(output ? XRRGetOutputInfo(s_display, resources, output) : nullptr,
                                    XRRFreeOutputInfo);
@@ -108,14 +127,17 @@ static bool outputMode(XRRScreenResources* resources, RROutput output, DisplayMo
     if (!crtc || crtc->mode == 0) {
         return false;
     }
-    mode->width = static_cast<int>(crtc->width);
-    mode->height = static_cast<int>(crtc->height);
-    mode->refreshRate = refreshRateOf(*resources, crtc->mode);
+    shown->x = crtc->x;
+    shown->y = crtc->y;
+    shown->width = static_cast<int>(crtc->width);
+    shown->height = static_cast<int>(crtc->height);
+    shown->refreshRate = refreshRateOf(*resources, crtc->mode);
+    shown->isWayland = strncmp(info->name, "XWAYLAND", 8) == 0; // as its server names them all
     return true;
 }
 
-// The primary output's mode, or that of the first which shows something where none is primary.
-static bool primaryMode(Window root, DisplayMode* mode)
+// The primary output, or the first that shows something where none is primary.
+static bool primaryShows(Window root, Shown* shown)
 {
     int major = 0;
     int minor = 0;
@@ -128,15 +150,15 @@ static bool primaryMode(Window root, DisplayMode* mode)
     if (!resources) {
         return false;
     }
-    bool found = outputMode(resources.get(), XRRGetOutputPrimary(s_display, root), mode);
+    bool found = outputShows(resources.get(), XRRGetOutputPrimary(s_display, root), shown);
     for (int i = 0; i < resources->noutput && !found; i++) {
-        found = outputMode(resources.get(), resources->outputs[i], mode);
+        found = outputShows(resources.get(), resources->outputs[i], shown);
     }
     return found;
 }
 
 // A server without outputs has its screen at least.
-static bool screenSize(Window root, DisplayMode* mode)
+static bool screenShows(Window root, Shown* shown)
 {
     Window parent;
     int x, y;
@@ -144,8 +166,18 @@ static bool screenSize(Window root, DisplayMode* mode)
     if (!XGetGeometry(s_display, root, &parent, &x, &y, &width, &height, &border, &depth)) {
         return false;
     }
-    mode->width = static_cast<int>(width);
-    mode->height = static_cast<int>(height);
+    shown->width = static_cast<int>(width);
+    shown->height = static_cast<int>(height);
+    return true;
+}
+
+bool mainDisplayShows(const Visit& visit, Shown* shown)
+{
+    Shown found = {};
+    if ((!primaryShows(visit.root(), &found) && !screenShows(visit.root(), &found)) || s_lost) {
+        return false;
+    }
+    *shown = found;
     return true;
 }
 
@@ -167,24 +199,18 @@ static int bitsPerPixel()
 
 bool hasWindowServer()
 {
-    const std::lock_guard<std::mutex> lock(s_mutex);
-    return connected();
+    const Visit visit;
+    return static_cast<bool>(visit);
 }
 
 bool mainDisplayMode(DisplayMode* mode)
 {
-    const std::lock_guard<std::mutex> lock(s_mutex);
-    if (!connected()) {
+    const Visit visit;
+    Shown shown;
+    if (!visit || !mainDisplayShows(visit, &shown)) {
         return false;
     }
-    const Trap trap;
-    const Window root = DefaultRootWindow(s_display);
-    DisplayMode shown = {};
-    if ((!primaryMode(root, &shown) && !screenSize(root, &shown)) || s_lost) {
-        return false;
-    }
-    shown.bitsPerPixel = bitsPerPixel();
-    *mode = shown;
+    *mode = {shown.width, shown.height, bitsPerPixel(), shown.refreshRate};
     return true;
 }
 

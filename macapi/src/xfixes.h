@@ -1,0 +1,19 @@
+// What the X server can do to its cursor for us, where XFixes is at hand. Nothing here waits for the server.
+#pragma once
+
+#include "macapi/src/windowserver_x11.h"
+
+namespace macapi {
+
+bool hasXFixes(const Visit& visit);
+bool hasBarriers(const Visit& visit);
+
+// The server counts as well, but an answer to one show too many is an error.
+void hide(const Visit& visit);
+void show(const Visit& visit);
+
+// Keeps the pointer in one pixel of the root window; again, in another.
+void fence(const Visit& visit, int x, int y);
+void unfence(const Visit& visit);
+
+} // namespace macapi

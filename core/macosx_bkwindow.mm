@@ -1,47 +1,243 @@
-// Every message to AppKit.
+// The window class, and every message to AppKit.
+//
+// 1. Games have no autorelease pools where they call the platform from: each call that may need one has its own.
+// 2. AppKit raises exceptions, and without a window server it does so at once. So whether there is one is asked first.
 #include "core/macosx_bkwindow.h"
+
+#import <Cocoa/Cocoa.h>
 
 #include <ApplicationServices/ApplicationServices.h>
 
-#import <AppKit/AppKit.h>
+@class BKOpenGLView; // the graphics library's
 
-// Whether there is an application object, the game's own where it has made one. AppKit may be unable to make one.
-static bool hasApplication()
+@interface BKWindow : NSWindow {
+    BKOpenGLView* _glView; // not ours to keep
+}
+- (BOOL)canBecomeKeyWindow;
+- (void)setGLView:(BKOpenGLView*)view;
+- (BKOpenGLView*)getGLView;
+@end
+
+@implementation BKWindow
+
+// A window without a frame would have no keyboard otherwise.
+- (BOOL)canBecomeKeyWindow
 {
-    @try {
-        return [NSApplication sharedApplication] != nil;
-    } @catch (NSException*) {
-        return false;
-    }
+    return YES;
 }
 
-bool BKHasWindowServer()
+- (void)setGLView:(BKOpenGLView*)view
+{
+    _glView = view;
+}
+
+- (BKOpenGLView*)getGLView
+{
+    return _glView;
+}
+
+@end
+
+class Pool {
+  public:
+    Pool() : m_pool([[NSAutoreleasePool alloc] init]) {}
+    ~Pool() { [m_pool release]; }
+    Pool(const Pool&) = delete;
+    Pool& operator=(const Pool&) = delete;
+
+  private:
+    NSAutoreleasePool* m_pool;
+};
+
+static BKWindow* asWindow(void* window) { return static_cast<BKWindow*>(window); }
+
+static BKRect fromRect(const NSRect& rect)
+{
+    return {rect.origin.x, rect.origin.y, rect.size.width, rect.size.height};
+}
+
+static BKPoint fromPoint(const NSPoint& point) { return {point.x, point.y}; }
+
+static bool hasWindowServer()
 {
     const CFDictionaryRef session = CGSessionCopyCurrentDictionary();
-    if (!session) {
-        return false;
+    if (session) {
+        CFRelease(session);
     }
-    CFRelease(session);
-    static const bool s_application = hasApplication(); // asked once: a failed attempt can't be repeated
-    return s_application;
+    return session != nullptr;
 }
 
+// AppKit without its own way to the window server, its back end being away, can't make one. GCC's @catch doesn't work in
+// Objective-C++; catch does.
+static bool makeApplication()
+{
+    const Pool pool;
+    try {
+        return [NSApplication sharedApplication] != nil;
+    } catch (...) {
+        return false;
+    }
+}
+
+bool BKMakeApplication()
+{
+    static bool s_failed; // such an attempt can't be repeated
+    if (!hasWindowServer()) {
+        return false;
+    }
+    if (!NSApp && !s_failed) {
+        s_failed = !makeApplication();
+    }
+    return !s_failed;
+}
+
+// The game's texts are UTF-8 where they come from its strings file, and Mac Roman, in which every byte is a character,
+// where they don't.
 static NSString* textOf(const char* bytes)
 {
-    NSString* text = nil;
-    @try {
-        text = [NSString stringWithCString:bytes];
-    } @catch (NSException*) {
-        // Bytes that the user's encoding doesn't have; as Latin-1 every byte is a character.
-    }
-    return text ? text : [NSString stringWithCString:bytes encoding:NSISOLatin1StringEncoding];
+    NSString* text = [NSString stringWithCString:bytes ? bytes : "" encoding:NSUTF8StringEncoding];
+    return text ? text : [NSString stringWithCString:bytes encoding:NSMacOSRomanStringEncoding];
 }
 
 int BKRunAlert(const char* title, const char* message, const char* button)
 {
-    NSAutoreleasePool* pool = [[NSAutoreleasePool alloc] init];
-    const int result =
-        static_cast<int>(NSRunAlertPanel(textOf(title), @"%@", textOf(button), nil, nil, textOf(message)));
-    [pool release];
-    return result;
+    const Pool pool;
+    return static_cast<int>(NSRunAlertPanel(textOf(title), @"%@", textOf(button), nil, nil, textOf(message)));
+}
+
+BKRect BKMainScreenFrame()
+{
+    const Pool pool;
+    return fromRect([[NSScreen mainScreen] frame]);
+}
+
+double BKFirstScreenHeight()
+{
+    const Pool pool;
+    return [[[NSScreen screens] objectAtIndex:0] frame].size.height;
+}
+
+int BKModeEntry(CFDictionaryRef mode, const char* name)
+{
+    const Pool pool;
+    return [[(NSDictionary*)mode objectForKey:textOf(name)] intValue];
+}
+
+void* BKMakeWindow(const BKRect& content, unsigned int styleMask, int backing, bool defer)
+{
+    const Pool pool;
+    return [[BKWindow alloc] initWithContentRect:NSMakeRect(content.x, content.y, content.width, content.height)
+                                       styleMask:styleMask
+                                         backing:static_cast<NSBackingStoreType>(backing)
+                                           defer:defer];
+}
+
+bool BKIsWindow(const void* window)
+{
+    if (!window || !NSApp || !hasWindowServer()) {
+        return false;
+    }
+    const Pool pool;
+    return [[NSApp windows] indexOfObjectIdenticalTo:(id)window] != NSNotFound;
+}
+
+std::string BKWindowTitle(void* window)
+{
+    const Pool pool;
+    const char* title = [[asWindow(window) title] UTF8String];
+    return title ? title : "";
+}
+
+BKRect BKWindowContentRect(void* window)
+{
+    const Pool pool;
+    return fromRect([asWindow(window) contentRectForFrameRect:[asWindow(window) frame]]);
+}
+
+void BKWindowSetTitle(void* window, const char* title)
+{
+    const Pool pool;
+    [asWindow(window) setTitle:textOf(title)];
+}
+
+void BKWindowSetBlackBackground(void* window)
+{
+    const Pool pool;
+    [asWindow(window) setBackgroundColor:[NSColor blackColor]];
+}
+
+void BKWindowSetAcceptsMouseMoved(void* window, bool accepts)
+{
+    const Pool pool;
+    [asWindow(window) setAcceptsMouseMovedEvents:accepts];
+}
+
+void BKWindowSetReleasedWhenClosed(void* window, bool released) { [asWindow(window) setReleasedWhenClosed:released]; }
+
+void BKWindowSetDelegateToApplication(void* window)
+{
+    const Pool pool;
+    [asWindow(window) setDelegate:(id)NSApp];
+}
+
+void BKWindowClearDelegate(void* window)
+{
+    const Pool pool;
+    [asWindow(window) setDelegate:nil];
+}
+
+void BKWindowSetLevel(void* window, int level)
+{
+    const Pool pool;
+    [asWindow(window) setLevel:level];
+}
+
+void BKWindowCenter(void* window)
+{
+    const Pool pool;
+    [asWindow(window) center];
+}
+
+void BKWindowMakeKey(void* window)
+{
+    const Pool pool;
+    [asWindow(window) makeKeyWindow];
+}
+
+void BKWindowMakeKeyAndOrderFront(void* window)
+{
+    const Pool pool;
+    [asWindow(window) makeKeyAndOrderFront:asWindow(window)];
+}
+
+void BKWindowClose(void* window)
+{
+    const Pool pool;
+    [asWindow(window) close];
+}
+
+BKPoint BKWindowConvertBaseToScreen(void* window, const BKPoint& point)
+{
+    const Pool pool;
+    return fromPoint([asWindow(window) convertBaseToScreen:NSMakePoint(point.x, point.y)]);
+}
+
+bool BKCurrentEventLocation(BKPoint& point)
+{
+    const Pool pool;
+    NSEvent* event = [NSApp currentEvent];
+    if (event) {
+        point = fromPoint([event locationInWindow]);
+    }
+    return event != nil;
+}
+
+bool BKKeyWindowMouseLocation(BKPoint& point)
+{
+    const Pool pool;
+    NSWindow* window = [NSApp keyWindow];
+    if (window) {
+        point = fromPoint([window mouseLocationOutsideOfEventStream]);
+    }
+    return window != nil;
 }

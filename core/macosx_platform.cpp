@@ -211,7 +211,7 @@ int Platform::MessageBox(const char*, const char* format, ...)
         message[sizeof(message) - 1] = '\0';
     }
     va_end(arguments);
-    if (!BKHasWindowServer()) {
+    if (!BKMakeApplication()) {
         fprintf(stderr, "%s\n", message);
         return 1;
     }

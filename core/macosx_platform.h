@@ -18,3 +18,7 @@ struct PlatformData_s {
 };
 
 extern PlatformData_s s_platformData;
+
+// Where the mouse is in the window with the keyboard, whatever the event at hand says: from the upper left corner of a
+// window 600 pixels high. x and y stay as they are where there is no such window.
+void GetKeyWindowCursorPos(int& x, int& y);

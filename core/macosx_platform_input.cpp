@@ -1,0 +1,140 @@
+// Keys, cursor and mouse.
+//
+// 1. Positions in a window count from its bottom, positions of the cursor from the top of the main display. Nothing here
+//    turns the one into the other.
+// 2. The cursor is shown or hidden once, however often that is asked for.
+#include "core/macosx_bkwindow.h"
+#include "core/macosx_platform.h"
+#include "core/platform.h"
+
+#include <ApplicationServices/ApplicationServices.h>
+#include <Carbon/Carbon.h>
+
+#include <algorithm>
+
+int g_MacMouseCaptured;
+
+// By virtual key code, sixteen a row: the key's character on an American keyboard, 163 to 175 for F1 to F13, and for
+// arrows and forward delete a number that sc_remap knows. Home, End, the page keys, Help and the modifiers have none.
+static const unsigned char s_ScanCodeToKey[128] = {
+    97,  115, 100, 102, 104, 103, 122, 120,
+    99,  118, 0,   98,  113, 119, 101, 114, // asdfhgzxcv bqwer
+    121, 116, 49,  50,  51,  52,  54,  53,
+    61,  57,  55,  45,  56,  48,  93,  111, // yt123465=97-80]o
+    117, 91,  105, 112, 13,  108, 106, 39,
+    107, 59,  92,  44,  47,  110, 109, 46, // u[ip, Return, lj'k;\,/nm.
+    9,   32,  96,  127, 0,   27,  0,   0,
+    0,   0,   0,   0,   0,   0,   0,   0, // Tab, Space, `, Delete, Escape
+    0,   46,  0,   42,  0,   43,  0,   27,
+    0,   0,   0,   47,  3,   0,   45,  0, // keypad: .*+, Clear, /, Enter, -
+    0,   61,  48,  49,  50,  51,  52,  53,
+    54,  55,  0,   56,  57,  0,   0,   0, // keypad: =01234567 89
+    167, 168, 169, 165, 170, 171, 0,   173,
+    0,   175, 0,   0,   0,   172, 0,   174, // F5 F6 F7 F3 F8 F9 F11 F13 F10 F12
+    0,   0,   0,   0,   0,   140, 166, 0,
+    164, 0,   163, 134, 135, 133, 132, 0, // forward delete, F4 F2 F1, arrows
+};
+
+static const unsigned int sc_firstRemapped = 132;
+static const unsigned char sc_remap[13] = {
+    146, 152, 148, 150, // up, down, left, right
+    136, 137, 138, 155, 156, 153, 147, 145, 151,
+};
+
+unsigned int Platform::RawKeyToLocalKey(int macKeyCode)
+{
+    if (macKeyCode < 0 || macKeyCode > 127) {
+        return 0;
+    }
+    const unsigned int key = s_ScanCodeToKey[macKeyCode];
+    const bool remapped = key >= sc_firstRemapped && key < sc_firstRemapped + sizeof(sc_remap);
+    return remapped ? sc_remap[key - sc_firstRemapped] : key;
+}
+
+void Platform::ShowCursor(bool show)
+{
+    int& count = s_platformData.cursorHideCount;
+    if (show && count == -1) {
+        CGDisplayShowCursor(kCGDirectMainDisplay);
+        count = 0;
+    } else if (!show && count == 0) {
+        CGDisplayHideCursor(kCGDirectMainDisplay);
+        count = -1;
+    }
+}
+
+void Platform::SetCursorPos(int x, int y)
+{
+    const CGPoint point = {static_cast<CGFloat>(x), static_cast<CGFloat>(y)};
+    void* window = s_platformData.window;
+    if (BKIsWindow(window)) {
+        // The answer is not used: games pass display coordinates, and have found out which.
+        BKWindowConvertBaseToScreen(window, {point.x, point.y});
+    }
+    CGDisplayMoveCursorToPoint(kCGDirectMainDisplay, point);
+    CGAssociateMouseAndMouseCursorPosition(true);
+}
+
+void Platform::GetCursorPos(int& x, int& y)
+{
+    BKPoint location;
+    if (BKCurrentEventLocation(location)) {
+        x = static_cast<int>(location.x);
+        y = static_cast<int>(location.y);
+    }
+}
+
+void GetKeyWindowCursorPos(int& x, int& y)
+{
+    BKPoint location;
+    if (BKKeyWindowMouseLocation(location)) {
+        const float middle = 300.0f; // of the window its callers draw for
+        x = static_cast<int>(static_cast<float>(location.x));
+        y = static_cast<int>(middle - (static_cast<float>(location.y) - middle));
+    }
+}
+
+// What lies farther out than a Rect reaches is at its end.
+static short toShort(double position)
+{
+    return static_cast<short>(std::clamp(position, -32768.0, 32767.0));
+}
+
+// A window's contents on the desktop, y down from the top of the first screen.
+static Rect boundsOf(void* window)
+{
+    const BKRect content = BKWindowContentRect(window);
+    const double screenHeight = BKFirstScreenHeight();
+    Rect bounds;
+    bounds.top = toShort(screenHeight - (content.y + content.height));
+    bounds.left = toShort(content.x);
+    bounds.bottom = toShort(screenHeight - content.y);
+    bounds.right = toShort(content.x + content.width);
+    return bounds;
+}
+
+// The place from first to last that is nearest to 0.
+static short nearestToZero(short first, short last)
+{
+    return first > 0 ? first : last < 0 ? last : static_cast<short>(0);
+}
+
+void Platform::CaptureMouse(bool capture)
+{
+    g_MacMouseCaptured = capture;
+    if (!capture || !BKIsWindow(s_platformData.window)) {
+        return;
+    }
+    const Rect bounds = boundsOf(s_platformData.window);
+    Point point;
+    point.h = nearestToZero(bounds.left, bounds.right);
+    point.v = nearestToZero(bounds.top, bounds.bottom);
+    if (point.h == 0 && point.v == 0) {
+        return; // the corner of the desktop lies in the window
+    }
+    GrafPtr port = nullptr;
+    GetPort(&port);
+    GlobalToLocal(&point);
+    SetPort(port);
+    SetCursorPos(point.h, point.v);
+}

@@ -9,6 +9,7 @@
 #include <stdio.h>
 #include <unistd.h>
 
+static const char sc_ownLanguage[] = "en";
 static const size_t sc_longestPath = 127; // bytes the string table has room for
 
 // An entry of a string table's is a record of this place, and a text.
@@ -25,30 +26,44 @@ static unsigned int countEntries(GameMemory& memory)
     return 0;
 }
 
+static std::string folderOf(const std::string& folder, const std::string& name)
+{
+    return folder + "locale/" + name;
+}
+
+static std::string fileIn(const std::string& folder)
+{
+    return folder + "/" + StringTable::sc_stringFileName;
+}
+
 void Language::setFolder(const std::string& folder)
 {
-    m_path = folder + "/" + StringTable::sc_stringFileName;
+    m_path = fileIn(folder);
     // From inside the folder the name alone is enough, and short.
     const bool isInside = m_path.size() > sc_longestPath && chdir(folder.c_str()) == 0;
     StringTable::s_setLocalePath(isInside ? "." : folder.c_str());
 }
 
-bool Language::choose(const Options& options)
+bool HasLanguage(const std::string& folder, const std::string& name)
 {
-    if (!options.locale.empty()) {
-        setFolder(options.folder + "locale/" + options.locale);
-        if (access(m_path.c_str(), R_OK) == 0) {
-            m_name = options.locale;
-            return true;
-        }
-        m_missingPath = m_path;
+    return name == sc_ownLanguage || access(fileIn(folderOf(folder, name)).c_str(), R_OK) == 0;
+}
+
+bool Language::choose(const std::string& folder, const std::string& name)
+{
+    if (!HasLanguage(folder, name)) {
+        m_missingPath = fileIn(folderOf(folder, name));
+    } else if (name != sc_ownLanguage) {
+        setFolder(folderOf(folder, name));
+        m_name = name;
+        return true;
     }
-    const std::string folder = std::string(Platform::GetAppDataDir("data")) + "/locale";
-    Platform::CreateDir(folder.c_str());
-    setFolder(folder);
+    const std::string own = std::string(Platform::GetAppDataDir("data")) + "/locale";
+    Platform::CreateDir(own.c_str());
+    setFolder(own);
     m_name = "collected";
     m_isCollecting = access(m_path.c_str(), F_OK) != 0;
-    return options.locale.empty();
+    return m_missingPath.empty();
 }
 
 void Language::load(GameMemory& memory, StringTable& strings)

@@ -4,7 +4,7 @@
 // collects them in a file of the player's data folder, and takes them from there in all runs to come.
 //
 //     Language language;
-//     language.choose(options);
+//     language.choose(options.folder, "de");
 //     {
 //         StringTable strings;
 //         language.load(memory, strings);
@@ -14,14 +14,16 @@
 #pragma once
 
 #include "demo/gamememory.h"
-#include "demo/options.h"
 
 class StringTable;
+
+// Whether the game, with its files in this folder, speaks that language. Its own is English, "en".
+bool HasLanguage(const std::string& folder, const std::string& name);
 
 class Language {
 public:
     // Before there is a table. False when the game doesn't have that language; its own texts have to do then.
-    bool choose(const Options& options);
+    bool choose(const std::string& folder, const std::string& name);
 
     void load(GameMemory& memory, StringTable& strings);
 

@@ -1,16 +1,17 @@
-// A small game without sound, from start-up to shutdown.
+// A small game without sound, from start-up to shutdown, in a window where there is a display.
 //
 // Two armies fight their battles, as the game's data files say. Meanwhile the memory works as hard as in a large game:
 // what two real programs asked for was recorded, and is played again, frame by frame, from banks of the game's own.
 // Then the game looks whether all is well, and shows where the memory went.
 //
-// Run it twice: the banks learn from each run how large they should be, and the texts come from the file that the
-// first run has left. `-help` lists what else to try.
+// Run it twice: the banks learn from each run how large they should be, the texts come from the file that the first
+// run has left, and what was chosen on the command line is chosen still. `-help` lists what else to try.
 #include "demo/bankcheck.h"
 #include "demo/progress.h"
 #include "demo/replay.h"
 #include "demo/report.h"
 #include "demo/screen.h"
+#include "demo/settings.h"
 #include "demo/texts.h"
 
 #include "core/platform.h"
@@ -78,6 +79,22 @@ static bool playFrames(const GameMemory& memory, unsigned int frames, const Bank
     return true;
 }
 
+// The player may change the kind of window; the next run begins as this one has ended.
+static bool playInWindow(const GameMemory& memory, unsigned int frames, const BankPlans& banks, Campaign& campaign,
+                         Replay& scripts, Replay& records, Settings* settings)
+{
+    const bool fullScreen = settings->number(SETTING_FULL_SCREEN) != 0;
+    Screen screen(settings->number(SETTING_WIDTH), settings->number(SETTING_HEIGHT), fullScreen);
+    if (!screen.isOpen()) {
+        ReportNoScreen();
+    }
+    const bool isWell = playFrames(memory, frames, banks, campaign, scripts, records, screen);
+    if (screen.isOpen() && screen.input().isFullScreen != fullScreen) {
+        settings->choose(SETTING_FULL_SCREEN, fullScreen ? "0" : "1");
+    }
+    return isWell;
+}
+
 static bool banksCheckOut(GameMemory& memory, bool expectEmpty)
 {
     bool sound = true;
@@ -105,9 +122,9 @@ static bool liveBlocksMatch(const std::vector<LivePlace>& places, const Replay& 
 }
 
 // The game's loop, and what it leaves behind.
-static int play(GameMemory& memory, const BankPlans& banks, const GameData& data, const Options& options)
+static int play(GameMemory& memory, const BankPlans& banks, const GameData& data, const Options& options,
+                Settings* settings)
 {
-    Screen screen("core_demo", 960, 600, false);
     Session scriptSession;
     Session recordSession;
     if (!load(options.folder, sc_scripts, &scriptSession) || !load(options.folder, sc_records, &recordSession)) {
@@ -122,13 +139,13 @@ static int play(GameMemory& memory, const BankPlans& banks, const GameData& data
         }
     }
     Campaign campaign(data.levels(), banks);
-    const auto begin = std::chrono::steady_clock::now();
-    if (!playFrames(memory, options.frames, banks, campaign, scripts, records, screen)) {
+    const unsigned int begin = Platform::GetTime();
+    if (!playInWindow(memory, options.frames, banks, campaign, scripts, records, settings)) {
         return sc_damaged;
     }
-    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
-    ReportPlayed(scripts.operationsPlayed() + records.operationsPlayed(), time.count());
-    ReportBattles(campaign, options);
+    const unsigned int time = Platform::GetTime() - begin; // milliseconds
+    ReportPlayed(scripts.operationsPlayed() + records.operationsPlayed(), time / 1000.0);
+    ReportBattles(campaign, options.details);
     ReportBanks(memory);
     const std::vector<LivePlace> places = FindLiveBlocks(memory);
     ReportLiveBlocks(places);
@@ -150,7 +167,8 @@ static void askForTexts(const GameData& data)
     }
 }
 
-static int playGame(GameMemory& memory, const BankPlans& banks, const Language& language, const Options& options)
+static int playGame(GameMemory& memory, const BankPlans& banks, const Language& language, const Options& options,
+                    Settings* settings)
 {
     GameData data;
     if (!load(options.folder, &data)) {
@@ -159,16 +177,18 @@ static int playGame(GameMemory& memory, const BankPlans& banks, const Language& 
     askForTexts(data);
     const bool hasRunBefore = access(memory.bankSizesPath(), R_OK) == 0;
     ReportStart(memory.sizes(), memory.bankSizesPath(), hasRunBefore, options.frames);
+    ReportSettings(*settings);
     ReportTextSource(language);
     ReportData(data, options.details);
-    return play(memory, banks, data, options);
+    return play(memory, banks, data, options, settings);
 }
 
 // The texts, as long as the game needs them. Whatever there is to say, it is said in the player's language.
 static int run(GameMemory& memory, const DataFile& bankFile, const BankPlans& banks, const Options& options)
 {
+    Settings settings = ChooseSettings(options);
     Language language;
-    const bool hasLanguage = language.choose(options);
+    const bool hasLanguage = language.choose(options.folder, settings.text(SETTING_LOCALE));
     int status = sc_noGame;
     unsigned int newTexts = 0;
     {
@@ -181,11 +201,11 @@ static int run(GameMemory& memory, const DataFile& bankFile, const BankPlans& ba
         } else if (!options.wrongSwitch.empty()) {
             ReportWrongSwitch(options);
         } else if (!hasLanguage) {
-            ReportMissingLanguage(options.locale, language.missingPath());
+            ReportMissingLanguage(settings.text(SETTING_LOCALE), language.missingPath());
         } else if (!bankFile.isGood()) {
             ReportDataFault(bankFile.fault());
         } else {
-            status = playGame(memory, banks, language, options);
+            status = playGame(memory, banks, language, options, &settings);
         }
         newTexts = language.newTexts(memory);
     } // without a strings file, the table writes one
@@ -205,6 +225,8 @@ static int run(GameMemory& memory, const DataFile& bankFile, const BankPlans& ba
         return sc_damaged;
     }
     ReportVerdict(memory);
+    KeepSettings(settings);
+    CountRun();
     return sc_allIsWell;
 }
 

@@ -6,16 +6,17 @@
 #include "core/platform.h"
 
 #include <algorithm>
-#include <limits.h>
 #include <stdlib.h>
 #include <string.h>
 
 DEMO_TEXT(sc_usage, "usage: %s [SWITCH]...\nA small game without sound, played in banks of memory.\n\n");
 DEMO_TEXT(sc_help, "lists these switches");
 DEMO_TEXT(sc_framesToPlay, "how many frames are played");
-DEMO_TEXT(sc_language, "the language, by the name of its folder in locale");
-DEMO_TEXT(sc_columns, "columns of the battle's picture");
-DEMO_TEXT(sc_lines, "lines of the battle's picture");
+DEMO_TEXT(sc_language, "the language, by the name of its folder in locale; en is the game's own");
+DEMO_TEXT(sc_windowWidth, "width of the window, in pixels");
+DEMO_TEXT(sc_windowHeight, "height of the window, in pixels");
+DEMO_TEXT(sc_inFullScreen, "begins in full screen");
+DEMO_TEXT(sc_inWindow, "begins in a window");
 DEMO_TEXT(sc_data, "the folder with the game's files");
 DEMO_TEXT(sc_more, "shows more: levels, hits and survivors");
 DEMO_TEXT(sc_range, "%s, %u to %u");
@@ -29,9 +30,14 @@ static const struct Switch {
     const char* text;
     unsigned int low, high; // 0 when its value is no number
 } sc_switches[] = {
-    {"-help", "", sc_help, 0, 0},           {"-frames", "N", sc_framesToPlay, 1, sc_frames},
-    {"-width", "N", sc_columns, 20, 200},   {"-height", "N", sc_lines, 4, 100},
-    {"-locale", "NAME", sc_language, 0, 0}, {"-data", "FOLDER", sc_data, 0, 0},
+    {"-help", "", sc_help, 0, 0},
+    {"-frames", "N", sc_framesToPlay, 1, sc_frames},
+    {"-width", "N", sc_windowWidth, 320, 8192},
+    {"-height", "N", sc_windowHeight, 200, 8192},
+    {"-fullscreen", "", sc_inFullScreen, 0, 0},
+    {"-window", "", sc_inWindow, 0, 0},
+    {"-locale", "NAME", sc_language, 0, 0},
+    {"-data", "FOLDER", sc_data, 0, 0},
     {"-logger", "", sc_more, 0, 0}, // the library adds this one
 };
 
@@ -84,20 +90,25 @@ static void readText(CommandLine& commandLine, const char* name, std::string* te
     }
 }
 
-static void readNumber(CommandLine& commandLine, const char* name, unsigned int* number, Options* options)
+static bool isNumberBetween(const std::string& text, unsigned int low, unsigned int high)
+{
+    const bool isNumber =
+        !text.empty() && text.size() <= 9 && text.find_first_not_of("0123456789") == std::string::npos;
+    return isNumber && std::stoul(text) >= low && std::stoul(text) <= high;
+}
+
+static void readNumber(CommandLine& commandLine, const char* name, std::string* number, Options* options)
 {
     if (!commandLine.cmdExists(name)) {
         return;
     }
     const Switch& known = findSwitch(name);
     const char* value = argumentOf(commandLine, name);
-    char* end = nullptr;
-    const unsigned long read = strtoul(value, &end, 10);
-    if (value[0] < '0' || value[0] > '9' || *end != '\0' || read < known.low || read > known.high) {
+    if (isNumberBetween(value, known.low, known.high)) {
+        *number = value;
+    } else {
         refuse(options, name, value);
-        return;
     }
-    *number = static_cast<unsigned int>(read);
 }
 
 // A switch without its value is none for the library, and a mistake here.
@@ -126,13 +137,33 @@ Options ReadOptions(CommandLine& commandLine, int argc, char** argv)
     options.details = commandLine.cmdExists("-logger");
     options.folder = defaultFolder();
     findMissingValues(commandLine, argc, argv, &options);
-    readNumber(commandLine, "-frames", &options.frames, &options);
-    readNumber(commandLine, "-width", &options.width, &options);
-    readNumber(commandLine, "-height", &options.height, &options);
-    readText(commandLine, "-locale", &options.locale, &options);
+    std::string frames = std::to_string(sc_frames);
+    readNumber(commandLine, "-frames", &frames, &options);
+    options.frames = static_cast<unsigned int>(std::stoul(frames));
+    readNumber(commandLine, "-width", &options.typed[SETTING_WIDTH], &options);
+    readNumber(commandLine, "-height", &options.typed[SETTING_HEIGHT], &options);
+    if (commandLine.cmdExists("-fullscreen") || commandLine.cmdExists("-window")) {
+        options.typed[SETTING_FULL_SCREEN] = commandLine.cmdExists("-fullscreen") ? "1" : "0";
+    }
+    readText(commandLine, "-locale", &options.typed[SETTING_LOCALE], &options);
     readText(commandLine, "-data", &options.folder, &options);
     options.folder = absolute(options.folder);
     return options;
+}
+
+const char* SwitchOf(e_Setting setting)
+{
+    static const char* const s_names[SETTING_COUNT] = {"-width", "-height", "-fullscreen", "-locale"};
+    return s_names[setting];
+}
+
+bool IsGoodFor(e_Setting setting, const std::string& value)
+{
+    if (setting == SETTING_FULL_SCREEN) {
+        return value == "0" || value == "1";
+    }
+    const Switch& known = findSwitch(SwitchOf(setting));
+    return known.high == 0 ? !value.empty() : isNumberBetween(value, known.low, known.high);
 }
 
 void ReportSwitches(const char* program)

@@ -22,6 +22,7 @@ DEMO_TEXT(sc_textsFrom, "Texts come from\n%s\n");
 DEMO_TEXT(sc_textsCollected, "Texts are the game's own, and will be collected in\n%s\n");
 DEMO_TEXT(sc_data, "%s kinds of units fight on %s levels.\n");
 DEMO_TEXT(sc_levelSize, "%s: %s by %s fields, %s squads.\n");
+DEMO_TEXT(sc_noScreen, "There is no display: the game goes on without a window.\n");
 DEMO_TEXT(sc_played, "%s operations in %s seconds; every freed block was as it had been left.\n");
 
 DEMO_TEXT(sc_wins, "%s: %s wins in %u frames and has %d of %d units left.\n");
@@ -82,6 +83,8 @@ DEMO_TEXT(sc_notJoined, "all is free, but in pieces");
 DEMO_TEXT(sc_fails, "it fails its check");
 
 static const size_t sc_mostPlaces = 12; // lines in the table of live blocks
+static const unsigned int sc_pictureColumns = 72;
+static const unsigned int sc_pictureLines = 12;
 
 void ReportMissingLanguage(const std::string& name, const std::string& path)
 {
@@ -150,6 +153,11 @@ void ReportData(const GameData& data, bool details)
     }
 }
 
+void ReportNoScreen()
+{
+    Say(sc_noScreen);
+}
+
 void ReportPlayed(size_t operations, double seconds)
 {
     Say(sc_played, Grouped(operations).c_str(), WithTenths(seconds).c_str());
@@ -198,12 +206,12 @@ static void drawBattle(const Battle& battle, unsigned int width, unsigned int he
     printf("%s\n", edge.c_str());
 }
 
-void ReportBattles(const Campaign& campaign, const Options& options)
+void ReportBattles(const Campaign& campaign, bool details)
 {
     printf("\n");
     for (const auto& battle : campaign.battles()) {
         reportOutcome(*battle);
-        if (options.details) {
+        if (details) {
             Say(sc_hits, Grouped(battle->hits()).c_str());
             reportSurvivors(*battle);
             printf("\n");
@@ -211,7 +219,7 @@ void ReportBattles(const Campaign& campaign, const Options& options)
     }
     const Battle& last = *campaign.battles().back();
     Say(sc_picture, Text(last.level().title), Text(last.level().armies[0]));
-    drawBattle(last, options.width, options.height);
+    drawBattle(last, sc_pictureColumns, sc_pictureLines);
 }
 
 void ReportBanks(GameMemory& memory)

@@ -8,13 +8,13 @@ static const unsigned int sc_frameTime = 33; // milliseconds
 
 enum e_Key : unsigned int { KEY_ESCAPE = 27 };
 
-Screen::Screen(const char* program, int width, int height, bool fullScreen) : m_width(width), m_height(height)
+Screen::Screen(int width, int height, bool fullScreen) : m_width(width), m_height(height)
 {
     LoadGraphicsAPI("demo_gfx");
     m_gfx = reinterpret_cast<CreateGfxSubsystem_t*>(gfxCreateGfxSubsystem)();
     int displayWidth = 0, displayHeight = 0, bits = 0;
     Platform::GetDesktopInfo(displayWidth, displayHeight, bits);
-    if (displayWidth == 0 || !m_gfx->start(program)) {
+    if (displayWidth == 0 || !m_gfx->start(Platform::GetAppTitle())) {
         return;
     }
     void* window = Platform::InitWindow(0, nullptr, "core demo", nullptr, nullptr, 0, 0, width, height, false, false,

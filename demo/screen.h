@@ -1,6 +1,6 @@
 // The game's window, and what the player does in it.
 //
-//     Screen screen(program, 960, 600, false);
+//     Screen screen(960, 600, false);
 //     while (...) {
 //         if (screen.isOpen()) {
 //             screen.show(scene);                       // and waits until it is time for the next frame
@@ -17,7 +17,7 @@ class GfxSubsystem;
 class Screen {
 public:
     // Pixels of the window's contents; in full screen it has as many as the display.
-    Screen(const char* program, int width, int height, bool fullScreen);
+    Screen(int width, int height, bool fullScreen);
     ~Screen();
 
     Screen(const Screen&) = delete;

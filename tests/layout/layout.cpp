@@ -6,6 +6,7 @@
 #include "core/hashtable.h"
 #include "core/memorymgr.h"
 #include "core/parser.h"
+#include "core/preferences.h"
 #include "core/stringtable.h"
 
 #include <stddef.h>
@@ -84,6 +85,8 @@ AT(CommandLine, m_commands, 12);
 AT(CommandLine, m_commandCount, 16);
 static_assert(sizeof(CommandLine) == 20, "nothing behind the count");
 
+static_assert(sizeof(Preferences) == 4, "nothing but the virtual table's");
+
 typedef HashData<_StringTableNode_s> StringData;
 AT(StringData, m_key, 4);
 AT(StringData, m_data, 132);
@@ -135,6 +138,7 @@ TableOf<Class>::~TableOf()
 template struct TableOf<Mutex>;
 template struct TableOf<Parser>;
 template struct TableOf<CommandLine>;
+template struct TableOf<Preferences>;
 template struct TableOf<StringData>;
 template struct TableOf<StringPool>;
 template struct TableOf<StringHash>;

@@ -1,0 +1,199 @@
+// Settings in the real store.
+#include "core/platform.h"
+
+#include "core/preferences.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+static std::string getString(const char* key, const char* defaultValue)
+{
+    char out[4096];
+    std::string copy = defaultValue;
+    Platform::RegGetString("Video", key, copy.data(), out);
+    return out;
+}
+
+static bool setString(const char* key, std::string value)
+{
+    return Platform::RegSetString("Video", key, value.data());
+}
+
+TEST(Settings, AnInt32ThatWasNeverWrittenIsTheDefault)
+{
+    EXPECT_EQ(Platform::RegGetInt32("Video", "width", 640), 640);
+    EXPECT_EQ(Platform::RegGetInt32("Video", "width", -1), -1);
+}
+
+TEST(Settings, AnInt32ComesBack)
+{
+    for (int value : {1, -1, 640, 2147483647, -2147483647 - 1}) {
+        EXPECT_TRUE(Platform::RegSetInt32("Video", "width", value));
+        EXPECT_EQ(Platform::RegGetInt32("Video", "width", 5), value);
+    }
+}
+
+TEST(Settings, AStored0IsNotTheDefault)
+{
+    Platform::RegSetInt32("Video", "width", 0);
+    EXPECT_EQ(Platform::RegGetInt32("Video", "width", 640), 0);
+}
+
+TEST(Settings, SectionsAreIgnored)
+{
+    Platform::RegSetInt32("A", "k", 7);
+    EXPECT_EQ(Platform::RegGetInt32("B", "k", 5), 7);
+    EXPECT_EQ(Platform::RegGetInt32(nullptr, "k", 5), 7);
+    Platform::RegSetInt32("B", "k", 8);
+    EXPECT_EQ(Platform::RegGetInt32("A", "k", 5), 8);
+}
+
+TEST(Settings, AStringComesBack)
+{
+    EXPECT_TRUE(setString("name", "Anna \x8aM\x9f <&> \"\n"));
+    EXPECT_EQ(getString("name", "none"), "Anna \x8aM\x9f <&> \"\n");
+    EXPECT_TRUE(setString("name", ""));
+    EXPECT_EQ(getString("name", "none"), "");
+}
+
+TEST(Settings, ALongStringComesBackWhole)
+{
+    const std::string text(3000, 'x');
+    EXPECT_TRUE(setString("name", text));
+    EXPECT_EQ(getString("name", "none"), text);
+}
+
+TEST(Settings, AStringThatWasNeverWrittenIsTheDefaultAndTheResultIsOut)
+{
+    char out[16] = "before";
+    char defaultValue[] = "Anna";
+    EXPECT_EQ(Platform::RegGetString("Video", "name", defaultValue, out), out);
+    EXPECT_STREQ(out, "Anna");
+    EXPECT_NE(out, defaultValue);
+}
+
+TEST(Settings, TheDefaultMayBeWhatOutHolds)
+{
+    char out[16] = "Anna";
+    EXPECT_EQ(Platform::RegGetString("Video", "name", out, out), out);
+    EXPECT_STREQ(out, "Anna");
+}
+
+TEST(Settings, ANullDefaultIsEmptyAndANullOutStaysNull)
+{
+    char out[16] = "before";
+    EXPECT_EQ(Platform::RegGetString("Video", "name", nullptr, out), out);
+    EXPECT_STREQ(out, "");
+    EXPECT_EQ(Platform::RegGetString("Video", "name", out, nullptr), nullptr);
+    setString("name", "Anna");
+    EXPECT_EQ(Platform::RegGetString("Video", "name", out, nullptr), nullptr);
+}
+
+TEST(Settings, ANullKeyIsNeverThere)
+{
+    EXPECT_TRUE(Platform::RegSetInt32("Video", nullptr, 1));
+    EXPECT_EQ(Platform::RegGetInt32("Video", nullptr, 5), 5);
+    EXPECT_EQ(getString(nullptr, "none"), "none");
+}
+
+TEST(Settings, ANullStringLeavesWhatWasStored)
+{
+    setString("name", "Anna");
+    EXPECT_TRUE(Platform::RegSetString("Video", "name", nullptr));
+    EXPECT_EQ(getString("name", "none"), "Anna");
+}
+
+TEST(Settings, AStringThatReadsAsAnIntegerIsOne)
+{
+    setString("width", "640");
+    EXPECT_EQ(Platform::RegGetInt32("Video", "width", 5), 640);
+    setString("width", "wide");
+    EXPECT_EQ(Platform::RegGetInt32("Video", "width", 5), 5);
+    setString("width", "4294967296"); // no int32 anywhere
+    EXPECT_EQ(Platform::RegGetInt32("Video", "width", 5), 5);
+}
+
+TEST(Settings, AnInt32IsNoString)
+{
+    Platform::RegSetInt32("Video", "width", 640);
+    EXPECT_EQ(getString("width", "none"), "none");
+}
+
+TEST(Settings, ShareTheStoreWithPreferences)
+{
+    Preferences preferences;
+    preferences.write("Video", "width", 640); // as a text
+    EXPECT_EQ(Platform::RegGetInt32("ignored", "Video/width", 5), 640);
+    setString("Audio/mode", "stereo");
+    EXPECT_STREQ(preferences.read("Audio", "mode", "mono"), "stereo");
+    Platform::RegSetInt32("ignored", "Video/height", 480); // a number is no text to preferences
+    EXPECT_STREQ(preferences.read("Video", "height", "none"), "none");
+}
+
+TEST(Settings, RegInitNeverCreatesAndAlwaysSucceeds)
+{
+    for (const char* name : {"Ostrel", "", static_cast<const char*>(nullptr)}) {
+        bool created = true;
+        EXPECT_TRUE(Platform::RegInit(name, created));
+        EXPECT_FALSE(created);
+    }
+}
+
+TEST(Settings, AMarkIsMadeOnce)
+{
+    bool created = false;
+    EXPECT_TRUE(Platform::RegInitSecureKey("game", created));
+    EXPECT_TRUE(created);
+    EXPECT_TRUE(Platform::RegInitSecureKey("game", created));
+    EXPECT_FALSE(created);
+    EXPECT_TRUE(Platform::RegInitSecureKey("another", created));
+    EXPECT_TRUE(created);
+}
+
+TEST(Settings, AMarkIsAnEmptyTextOfTheWholeMachines)
+{
+    bool created = false;
+    Platform::RegInitSecureKey("game", created);
+    const CFStringRef key = CreateKey("Ostrel Works", "game");
+    const CFPropertyListRef mark =
+        CFPreferencesCopyValue(key, kCFPreferencesAnyApplication, kCFPreferencesAnyUser, kCFPreferencesCurrentHost);
+    ASSERT_NE(mark, nullptr);
+    char text[16] = "before";
+    EXPECT_TRUE(CFStringGetCString(static_cast<CFStringRef>(mark), text, sizeof(text), kCFStringEncodingMacRoman));
+    EXPECT_STREQ(text, "");
+    CFRelease(mark);
+    CFRelease(key);
+    EXPECT_EQ(getString("Ostrel Works/game", "none"), "none"); // the user's own don't know it
+}
+
+TEST(Settings, AMarkThatCanNotBeMadeSaysFalseAndCreated)
+{
+    setenv("MACAPI_LIBRARY", "/dev/null/no folder", 1);
+    bool created = false;
+    EXPECT_FALSE(Platform::RegInitSecureKey("game", created));
+    EXPECT_TRUE(created);
+}
+
+TEST(Settings, AWriteIsOnTheDiskWhenItReturns)
+{
+    EXPECT_EXIT(
+        {
+            Platform::RegSetInt32("Video", "width", 640);
+            bool created;
+            Platform::RegInitSecureKey("game", created);
+            _exit(0); // without a word to anyone
+        },
+        testing::ExitedWithCode(0), "");
+    EXPECT_EQ(Platform::RegGetInt32("Video", "width", 5), 640);
+    bool created = true;
+    EXPECT_TRUE(Platform::RegInitSecureKey("game", created));
+    EXPECT_FALSE(created);
+}
+
+TEST(Settings, AWriteThatFailsReportsNothing)
+{
+    setenv("MACAPI_USER_LIBRARY", "/dev/null/no folder", 1);
+    EXPECT_TRUE(Platform::RegSetInt32("Video", "width", 640));
+    EXPECT_TRUE(setString("name", "Anna"));
+}

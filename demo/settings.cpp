@@ -55,7 +55,7 @@ static bool isGood(e_Setting setting, const std::string& value, const Options& o
 }
 
 // Every value there is, the one that counts most first.
-static std::vector<Setting> findValues(Preferences& preferences, e_Setting setting, const Options& options)
+static std::vector<Setting> findValues(Preferences& preferences, e_Setting setting)
 {
     const auto& place = sc_places[setting];
     std::vector<Setting> values;
@@ -81,7 +81,7 @@ Settings ChooseSettings(const Options& options)
             settings.settings[setting] = {options.typed[setting], SOURCE_COMMAND_LINE};
             continue;
         }
-        for (const Setting& found : findValues(preferences, setting, options)) {
+        for (const Setting& found : findValues(preferences, setting)) {
             if (isGood(setting, found.value, options)) {
                 settings.settings[setting] = found;
                 break;

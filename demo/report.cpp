@@ -232,9 +232,9 @@ void ReportBanks(GameMemory& memory)
         const bool heap = bank.type == MEMBANK_HEAP; // a linear bank doesn't tell its blocks apart
         unsigned int largestFree = 0;
         memory.checkMemory(index, &largestFree, false);
-        table.add({bank.name, Grouped(bank.allocCount), InKiB(bank.size), InKiB(bank.peakBytes), InKiB(bank.bytesInUse),
-                   heap ? Grouped(bank.allocCount - bank.freeCount) : "-", heap ? Grouped(bank.freeNodeCount) : "-",
-                   InKiB(largestFree), Grouped(bank.extNodeCount)});
+        table.add({bank.name, Grouped(bank.allocCount), InKiB(bank.size), InKiB(bank.peakBytes),
+                   InKiB(bank.bytesInUse), heap ? Grouped(bank.allocCount - bank.freeCount) : "-",
+                   heap ? Grouped(bank.freeNodeCount) : "-", InKiB(largestFree), Grouped(bank.extNodeCount)});
     }
     printf("\n");
     table.print();

@@ -18,6 +18,7 @@ DEMO_TEXT(sc_free, "free");
 DEMO_TEXT(sc_fallback, "fallback");
 DEMO_TEXT(sc_numbers, "%s of %s KiB");
 DEMO_TEXT(sc_more, "+ %s KiB");
+DEMO_TEXT(sc_oneBlock, "1 block");
 DEMO_TEXT(sc_blocks, "%s blocks");
 DEMO_TEXT(sc_lastKey, "Last key");
 DEMO_TEXT(sc_none, "none");
@@ -84,8 +85,8 @@ private:
 };
 
 static const float sc_margin = 24;
-static const float sc_top = 76;     // below the header
-static const float sc_footer = 52;  // its height
+static const float sc_top = 76;      // below the header
+static const float sc_footer = 52;   // its height
 static const float sc_split = 0.42f; // of the width is the battle's
 
 static void drawHeader(Painter& painter, const Scene& scene)
@@ -99,19 +100,37 @@ static void drawHeader(Painter& painter, const Scene& scene)
                 sc_used);
 }
 
+static unsigned int mix(unsigned int from, unsigned int to, unsigned int part, unsigned int whole)
+{
+    unsigned int colour = 0;
+    for (int shift = 0; shift <= 16; shift += 8) {
+        const unsigned int first = (from >> shift) & 0xff;
+        const unsigned int second = (to >> shift) & 0xff;
+        colour |= (first * (whole - part) + second * part) / whole << shift;
+    }
+    return colour;
+}
+
+// The weaker, the dimmer.
+static unsigned int colourOf(const Unit& unit)
+{
+    const unsigned int most = static_cast<unsigned int>(unit.kind->health);
+    return mix(sc_dim, sc_armies[unit.army], static_cast<unsigned int>(unit.health), most);
+}
+
 // The field of the battle, as large as it can be in this room; its height.
 static float drawField(Painter& painter, const Battle& battle, float x, float y, float width, float height)
 {
-    static const float dot = 5;
     const Level& level = battle.level();
     const float scale = std::min(width / level.width, height / level.height);
+    const float dot = std::max(4.0f, scale);
     const float fieldWidth = level.width * scale;
     const float fieldHeight = level.height * scale;
     painter.box(x, y, width, fieldHeight, sc_ground);
     const float left = x + (width - fieldWidth) / 2;
     for (const Unit* unit : battle.units()) {
-        painter.box(left + unit->x / level.width * (fieldWidth - dot), y + unit->y / level.height * (fieldHeight - dot),
-                    dot, dot, sc_armies[unit->army]);
+        painter.box(left + unit->x / level.width * (fieldWidth - dot),
+                    y + unit->y / level.height * (fieldHeight - dot), dot, dot, colourOf(*unit));
     }
     return fieldHeight;
 }
@@ -203,17 +222,6 @@ static void drawKeys(Painter& painter, const Input& input)
     }
 }
 
-static unsigned int mix(unsigned int from, unsigned int to, unsigned int part, unsigned int whole)
-{
-    unsigned int colour = 0;
-    for (int shift = 0; shift <= 16; shift += 8) {
-        const unsigned int first = (from >> shift) & 0xff;
-        const unsigned int second = (to >> shift) & 0xff;
-        colour |= (first * (whole - part) + second * part) / whole << shift;
-    }
-    return colour;
-}
-
 static unsigned int shadeOf(float cell)
 {
     return static_cast<unsigned int>(ceilf(cell * static_cast<float>(sc_shades)));
@@ -251,7 +259,7 @@ static void drawBank(Painter& painter, const BankBar& bank, float x, float y, fl
     painter.text(x, middle, width * 0.3f, size, ALIGN_LEFT, sc_bright, bank.name);
     if (bank.blocks > 0) {
         painter.text(x + width * 0.3f, middle, width * 0.22f, size, ALIGN_RIGHT, sc_dim,
-                     Compose(sc_blocks, Grouped(bank.blocks).c_str()));
+                     bank.blocks == 1 ? Text(sc_oneBlock) : Compose(sc_blocks, Grouped(bank.blocks).c_str()));
     }
     if (bank.fallback > 0) {
         painter.text(x + width * 0.52f, middle, width * 0.18f, size, ALIGN_RIGHT, sc_outside,
@@ -282,7 +290,7 @@ static void drawBanks(Painter& painter, const std::vector<BankBar>& banks, float
     drawLegend(painter, x + width * 0.4f, sc_top + 8, width * 0.6f);
     const float top = sc_top + 28;
     const float room = painter.height() - sc_footer - top;
-    const float row = std::min(44.0f, room / static_cast<float>(banks.size()));
+    const float row = std::min(48.0f, room / static_cast<float>(banks.size()));
     float y = top;
     for (const BankBar& bank : banks) {
         drawBank(painter, bank, x, y, width, row);

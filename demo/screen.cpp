@@ -17,8 +17,8 @@ Screen::Screen(int width, int height, bool fullScreen) : m_width(width), m_heigh
     if (displayWidth == 0 || !m_gfx->start(Platform::GetAppTitle())) {
         return;
     }
-    void* window = Platform::InitWindow(0, nullptr, "core demo", nullptr, nullptr, 0, 0, width, height, false, false,
-                                        nullptr);
+    void* window =
+        Platform::InitWindow(0, nullptr, "core demo", nullptr, nullptr, 0, 0, width, height, false, false, nullptr);
     if (!window) {
         return;
     }

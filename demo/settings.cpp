@@ -27,8 +27,10 @@ static const struct {
     const char* section;
     const char* key;
     const char* value;
-} sc_places[SETTING_COUNT] = {
-    {"Window", "width", "960"}, {"Window", "height", "600"}, {"Window", "fullscreen", "0"}, {"Texts", "locale", "en"}};
+} sc_places[SETTING_COUNT] = {{"Window", "width", "960"},
+                              {"Window", "height", "600"},
+                              {"Window", "fullscreen", "0"},
+                              {"Texts", "locale", "en"}};
 
 static const char sc_runsSection[] = "demo"; // for the reader: the platform's settings have no sections
 static const char sc_runsKey[] = "runs";
@@ -40,7 +42,8 @@ static const char* const sc_sources[] = {sc_commandLine, sc_preferences, sc_ini,
 static bool isStored(const char* section, const char* key)
 {
     const CFStringRef name = CreateKey(section, key);
-    const CFPropertyListRef value = name ? CFPreferencesCopyAppValue(name, kCFPreferencesCurrentApplication) : nullptr;
+    const CFPropertyListRef value =
+        name ? CFPreferencesCopyAppValue(name, kCFPreferencesCurrentApplication) : nullptr;
     for (CFTypeRef object : {static_cast<CFTypeRef>(name), value}) {
         if (object) {
             CFRelease(object);

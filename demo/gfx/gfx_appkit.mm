@@ -123,14 +123,14 @@ static void drawLabel(const Label& label)
 @end
 
 class AppKitGfx : public GfxSubsystem {
-public:
+  public:
     bool start(const char* program) override;
     void attach(void* window) override;
     void getSize(float* width, float* height) override;
     bool nextEvent(GfxEvent* event) override;
     void draw(const Picture& picture) override;
 
-private:
+  private:
     DemoApplication* m_application = nil;
     BKOpenGLView* m_view = nil;
     unsigned int m_buttons = 0;
@@ -146,8 +146,8 @@ bool AppKitGfx::start(const char* program)
     (void)program;
 #endif
     NSAutoreleasePool* pool = [[NSAutoreleasePool alloc] init];
-    [[NSUserDefaults standardUserDefaults]
-        registerDefaults:[NSDictionary dictionaryWithObject:@"YES" forKey:@"GSSuppressAppIcon"]];
+    [[NSUserDefaults standardUserDefaults] registerDefaults:[NSDictionary dictionaryWithObject:@"YES"
+                                                                                        forKey:@"GSSuppressAppIcon"]];
     m_application = static_cast<DemoApplication*>([DemoApplication sharedApplication]);
     [m_application finishLaunching];
     [m_application activateIgnoringOtherApps:YES];

@@ -17,6 +17,7 @@ __attribute__((weak)) void objc_registerClassPair(Class made);
 __attribute__((weak)) unsigned char class_addMethod(Class to, Selector name, Function does, const char* types);
 __attribute__((weak)) Method class_getClassMethod(Class of, Selector name);
 __attribute__((weak)) Function class_getMethodImplementation(Class of, Selector name);
+__attribute__((weak)) Function method_getImplementation(Method method);
 __attribute__((weak)) Function method_setImplementation(Method method, Function does);
 __attribute__((weak)) Selector sel_registerName(const char* name);
 __attribute__((weak)) Function objc_msg_lookup(ID receiver, Selector name);

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 class Bridge : public XServer {
-protected:
+  protected:
     void SetUp() override
     {
         XServer::SetUp();
@@ -26,15 +26,12 @@ protected:
 
     static NSDictionary* mode() { return (NSDictionary*)CGDisplayCurrentMode(kCGDirectMainDisplay); }
 
-private:
+  private:
     NSAutoreleasePool* m_pool = nil;
 };
 
 // What an object says of itself, in UTF-8.
-static std::string textOf(id object)
-{
-    return [[object description] UTF8String];
-}
+static std::string textOf(id object) { return [[object description] UTF8String]; }
 
 static NSNumber* numberOf(double value)
 {
@@ -129,7 +126,8 @@ TEST_F(Bridge, BooleansAreNSNumbers)
 TEST_F(Bridge, StringsAreNSStrings)
 {
     mode();
-    NSString* string = (NSString*)CFStringCreateWithCString(nullptr, "caf\xc3\xa9 \xf0\x9d\x84\x9e", kCFStringEncodingUTF8);
+    NSString* string =
+        (NSString*)CFStringCreateWithCString(nullptr, "caf\xc3\xa9 \xf0\x9d\x84\x9e", kCFStringEncodingUTF8);
     EXPECT_EQ([string length], 7u); // the clef is two
     EXPECT_STREQ([string UTF8String], "caf\xc3\xa9 \xf0\x9d\x84\x9e");
     EXPECT_TRUE([string hasPrefix:@"caf"]);
@@ -170,11 +168,11 @@ TEST_F(Bridge, AppKitsOwnObjectsAreNoneOfOurs)
     int value;
     EXPECT_EQ(CFDictionaryGetCount((CFDictionaryRef)dictionary), 0);
     EXPECT_EQ(CFDictionaryGetValue((CFDictionaryRef)dictionary, @"a"), nullptr);
-    EXPECT_FALSE(CFStringGetCString((CFStringRef)@"text", text, sizeof(text), kCFStringEncodingASCII));
-    EXPECT_EQ(CFStringGetLength((CFStringRef)@"text"), 0);
+    EXPECT_FALSE(CFStringGetCString((CFStringRef) @"text", text, sizeof(text), kCFStringEncodingASCII));
+    EXPECT_EQ(CFStringGetLength((CFStringRef) @"text"), 0);
     EXPECT_FALSE(CFNumberGetValue((CFNumberRef)[NSNumber numberWithInt:1], kCFNumberIntType, &value));
     EXPECT_FALSE(CFBooleanGetValue((CFBooleanRef)[NSNumber numberWithBool:YES]));
-    EXPECT_EQ(CFURLCreateWithString(nullptr, (CFStringRef)@"http://a/", nullptr), nullptr);
+    EXPECT_EQ(CFURLCreateWithString(nullptr, (CFStringRef) @"http://a/", nullptr), nullptr);
     EXPECT_EQ(CFRetain(dictionary), dictionary);
     CFRelease(dictionary);
     EXPECT_EQ([dictionary count], 1u);

@@ -49,7 +49,7 @@ static std::map<int, unsigned int> engineKeys()
 TEST(RawKeyToLocalKey, KnowsAll128Keys)
 {
     const std::map<int, unsigned int> keys = engineKeys();
-    EXPECT_EQ(keys.size(), 83u);
+    EXPECT_EQ(keys.size(), 88u);
     for (int key = 0; key < 128; key++) {
         const auto found = keys.find(key);
         EXPECT_EQ(Platform::RawKeyToLocalKey(key), found == keys.end() ? 0 : found->second) << "key " << key;

@@ -85,32 +85,42 @@ TEST(Folders, ALibraryMayBeRelativeOrEndInASlash)
     EXPECT_EQ(find(kLocalDomain, kPreferencesFolderType, true), here() + "/library/Preferences");
 }
 
-TEST(Folders, AUserWithoutTheVariablesHasThemWithHisOtherData)
+TEST(Folders, AUserWithoutTheVariablesHasThemWithHisOtherDataAndSettings)
 {
     unsetenv("MACAPI_LIBRARY");
     setenv("MACAPI_USER_LIBRARY", "", 1); // empty is as good as none
     setenv("XDG_DATA_HOME", (here() + "/data").c_str(), 1);
-    EXPECT_EQ(find(kLocalDomain, kPreferencesFolderType, true), here() + "/data/macapi/local/Preferences");
-    EXPECT_EQ(find(kUserDomain, kPreferencesFolderType, true), here() + "/data/macapi/user/Preferences");
+    setenv("XDG_CONFIG_HOME", (here() + "/config").c_str(), 1);
+    EXPECT_EQ(find(kLocalDomain, kPreferencesFolderType, true), here() + "/config/macapi/local/Preferences");
+    EXPECT_EQ(find(kUserDomain, kPreferencesFolderType, true), here() + "/config/macapi/user/Preferences");
+    EXPECT_EQ(find(kLocalDomain, kApplicationSupportFolderType, true),
+              here() + "/data/macapi/local/Application Support");
+    EXPECT_EQ(find(kUserDomain, kApplicationSupportFolderType, true),
+              here() + "/data/macapi/user/Application Support");
 
     setenv("HOME", here().c_str(), 1);
     for (const char* none : {"", "relative"}) {
         setenv("XDG_DATA_HOME", none, 1);
-        EXPECT_EQ(find(kUserDomain, kPreferencesFolderType, true), here() + "/.local/share/macapi/user/Preferences");
+        setenv("XDG_CONFIG_HOME", none, 1);
+        EXPECT_EQ(find(kUserDomain, kPreferencesFolderType, true), here() + "/.config/macapi/user/Preferences");
+        EXPECT_EQ(find(kUserDomain, kApplicationSupportFolderType, true),
+                  here() + "/.local/share/macapi/user/Application Support");
     }
     unsetenv("XDG_DATA_HOME");
+    unsetenv("XDG_CONFIG_HOME");
     EXPECT_EQ(find(kLocalDomain, kApplicationSupportFolderType, true),
               here() + "/.local/share/macapi/local/Application Support");
+    EXPECT_EQ(find(kLocalDomain, kPreferencesFolderType, true), here() + "/.config/macapi/local/Preferences");
 }
 
 TEST(Folders, WithoutAHomeInTheEnvironmentThePasswordFileKnows)
 {
     const passwd* entry = getpwuid(getuid());
     ASSERT_TRUE(entry);
-    for (const char* name : {"MACAPI_LIBRARY", "XDG_DATA_HOME", "HOME"}) {
+    for (const char* name : {"MACAPI_LIBRARY", "XDG_CONFIG_HOME", "HOME"}) {
         unsetenv(name);
     }
-    const std::string expected = std::string(entry->pw_dir) + "/.local/share/macapi/local/Preferences";
+    const std::string expected = std::string(entry->pw_dir) + "/.config/macapi/local/Preferences";
     const std::string found = find(kLocalDomain, kPreferencesFolderType, false); // nothing is made in a real home
     EXPECT_EQ(found, fs::is_directory(expected) ? expected : std::to_string(fnfErr));
 }

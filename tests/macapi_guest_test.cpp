@@ -50,6 +50,18 @@ WATCHED(CFBundleRef, CFBundleGetMainBundle, (void), ())
 WATCHED(CFDictionaryRef, CFBundleGetInfoDictionary, (CFBundleRef b), (b))
 WATCHED(CFTypeRef, CFBundleGetValueForInfoDictionaryKey, (CFBundleRef b, CFStringRef key), (b, key))
 WATCHED(CFURLRef, CFBundleCopyResourcesDirectoryURL, (CFBundleRef b), (b))
+WATCHED(CFPropertyListRef, CFPreferencesCopyAppValue, (CFStringRef key, CFStringRef app), (key, app))
+WATCHED(CFIndex, CFPreferencesGetAppIntegerValue, (CFStringRef key, CFStringRef app, Boolean* valid),
+        (key, app, valid))
+WATCHED(void, CFPreferencesSetAppValue, (CFStringRef key, CFPropertyListRef value, CFStringRef app),
+        (key, value, app))
+WATCHED(Boolean, CFPreferencesAppSynchronize, (CFStringRef app), (app))
+WATCHED(CFPropertyListRef, CFPreferencesCopyValue,
+        (CFStringRef key, CFStringRef app, CFStringRef user, CFStringRef host), (key, app, user, host))
+WATCHED(void, CFPreferencesSetValue,
+        (CFStringRef key, CFPropertyListRef value, CFStringRef app, CFStringRef user, CFStringRef host),
+        (key, value, app, user, host))
+WATCHED(Boolean, CFPreferencesSynchronize, (CFStringRef app, CFStringRef user, CFStringRef host), (app, user, host))
 WATCHED(CGDirectDisplayID, CGMainDisplayID, (void), ())
 WATCHED(CFDictionaryRef, CGDisplayCurrentMode, (CGDirectDisplayID display), (display))
 WATCHED(CFDictionaryRef, CGSessionCopyCurrentDictionary, (void), ())
@@ -106,6 +118,16 @@ static void callEverything()
     LSOpenCFURLRef(page, nullptr);
     CFRelease(page);
     CFRelease(address);
+
+    const CFStringRef app = kCFPreferencesCurrentApplication;
+    const CFStringRef user = kCFPreferencesCurrentUser;
+    CFPreferencesSetAppValue(app, app, app);
+    CFPreferencesAppSynchronize(app);
+    CFRelease(CFPreferencesCopyAppValue(app, app));
+    CFPreferencesGetAppIntegerValue(app, app, nullptr);
+    CFPreferencesSetValue(app, app, app, user, kCFPreferencesAnyHost);
+    CFPreferencesSynchronize(app, user, kCFPreferencesAnyHost);
+    CFRelease(CFPreferencesCopyValue(app, app, user, kCFPreferencesAnyHost));
 
     FSRef folder;
     FSFindFolder(kLocalDomain, kPreferencesFolderType, kCreateFolder, &folder);

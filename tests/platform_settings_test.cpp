@@ -164,7 +164,6 @@ TEST(Settings, AMarkIsAnEmptyTextOfTheWholeMachines)
     EXPECT_STREQ(text, "");
     CFRelease(mark);
     CFRelease(key);
-    EXPECT_EQ(getString("Ostrel Works/game", "none"), "none"); // the user's own don't know it
 }
 
 TEST(Settings, AMarkThatCanNotBeMadeSaysFalseAndCreated)

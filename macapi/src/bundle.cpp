@@ -1,13 +1,13 @@
 // The main bundle: where it is, and what its Info.plist says.
+#include "macapi/src/bundle.h"
+
+#include "macapi/src/disk.h"
 #include "macapi/src/executable.h"
 #include "macapi/src/plist.h"
 #include "macapi/src/url.h"
 #include "macapi/src/values.h"
 
-#include <fcntl.h>
 #include <mutex>
-#include <sys/stat.h>
-#include <unistd.h>
 
 using namespace macapi;
 
@@ -22,8 +22,6 @@ struct __CFBundle final : Object {
     const std::string info; // paths
     const std::string resources;
 };
-
-static const off_t sc_mostBytes = 16 << 20; // more than any Info.plist needs
 
 static std::string parentOf(const std::string& path)
 {
@@ -58,29 +56,6 @@ static const __CFBundle* mainBundle()
     return s_bundle;
 }
 
-// Empty, which is no property list, when it cannot be read.
-static std::string contentsOf(const std::string& path)
-{
-    std::string contents;
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); // a pipe of that name must not hold us up
-    if (file < 0) {
-        return contents;
-    }
-    struct stat status;
-    if (fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_size <= sc_mostBytes) {
-        contents.resize(status.st_size);
-        size_t length = 0;
-        ssize_t got = 1;
-        while (length < contents.size() && got > 0) {
-            got = read(file, &contents[length], contents.size() - length);
-            length += got > 0 ? got : 0;
-        }
-        contents.resize(length);
-    }
-    close(file);
-    return contents;
-}
-
 // Read until it could be, and kept from then on: what was lent stays good.
 static const __CFDictionary* infoDictionary(const __CFBundle& bundle)
 {
@@ -89,7 +64,9 @@ static const __CFDictionary* infoDictionary(const __CFBundle& bundle)
 
     const std::lock_guard<std::mutex> lock(s_mutex);
     if (!s_dictionary) {
-        Ref<Object> plist = readPlist(contentsOf(bundle.info));
+        std::string text; // empty, which is no property list, when the file cannot be read
+        readFile(bundle.info, &text);
+        Ref<Object> plist = readPlist(text);
         if (as<__CFDictionary>(plist.get())) {
             // core is known to release the version, which it was only lent. An immortal one bears that.
             s_dictionary = as<__CFDictionary>(immortal(std::move(plist)));
@@ -97,6 +74,18 @@ static const __CFDictionary* infoDictionary(const __CFBundle& bundle)
     }
     return s_dictionary;
 }
+
+namespace macapi {
+
+std::string bundleIdentifier()
+{
+    const __CFBundle* bundle = mainBundle();
+    const __CFDictionary* dictionary = bundle ? infoDictionary(*bundle) : nullptr;
+    const __CFString* identifier = dictionary ? as<__CFString>(dictionary->find("CFBundleIdentifier")) : nullptr;
+    return identifier ? identifier->text : "";
+}
+
+} // namespace macapi
 
 CFBundleRef CFBundleGetMainBundle()
 {

@@ -1,6 +1,8 @@
 // Asked of /proc at each call: a program may be renamed while it runs.
 #include "macapi/src/executable.h"
 
+#include "macapi/src/encoding.h"
+
 #include <limits.h>
 #include <sys/auxv.h>
 #include <unistd.h>
@@ -25,6 +27,16 @@ std::string executablePath()
         path.resize(path.size() - sc_deleted.size());
     }
     return path;
+}
+
+std::string processName()
+{
+    const std::string path = executablePath();
+    const std::string fileName = path.substr(path.rfind('/') + 1);
+    if (std::optional<std::string> text = decode(fileName, kCFStringEncodingUTF8)) {
+        return *text;
+    }
+    return decode(fileName, kCFStringEncodingMacRoman).value(); // gives every byte a meaning
 }
 
 std::string absolutePath(const std::string& path)

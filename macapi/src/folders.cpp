@@ -1,6 +1,7 @@
 // The system's folders: two Library folders, and the folders in them.
-#include <Carbon/Carbon.h>
+#include "macapi/src/folders.h"
 
+#include "macapi/src/disk.h"
 #include "macapi/src/executable.h"
 
 #include <errno.h>
@@ -34,34 +35,44 @@ static std::string homeFolder()
     return found ? found->pw_dir : "";
 }
 
-// Where the desktop's programs keep their data, one folder for us in it; empty for a user without a home.
-static std::string dataFolder()
+// The folder of ours in one of the desktop's, which a variable names; empty for a user without a home.
+static std::string desktopFolder(const char* variable, const char* usual)
 {
-    std::string folder = environment("XDG_DATA_HOME");
+    std::string folder = environment(variable);
     if (folder.empty() || folder[0] != '/') { // a relative one is to be ignored
         folder = homeFolder();
         if (folder.empty()) {
             return "";
         }
-        folder += "/.local/share";
+        folder += usual;
     }
     return folder + "/macapi";
 }
 
-// The machine's folder lies with the user too: elsewhere an ordinary user's game could not write to it.
-static std::string libraryFolder(short domain)
+namespace macapi {
+
+// The machine's folders lie with the user too: elsewhere an ordinary user's game could not write to them.
+std::string systemFolder(short domain, OSType type)
 {
     const bool machine = domain == kLocalDomain;
-    std::string folder = environment(machine ? "MACAPI_LIBRARY" : "MACAPI_USER_LIBRARY");
-    if (folder.empty()) {
-        folder = dataFolder();
-        if (folder.empty()) {
+    const bool preferences = type == kPreferencesFolderType;
+    std::string library = environment(machine ? "MACAPI_LIBRARY" : "MACAPI_USER_LIBRARY");
+    if (library.empty()) {
+        library = preferences ? desktopFolder("XDG_CONFIG_HOME", "/.config")
+                              : desktopFolder("XDG_DATA_HOME", "/.local/share");
+        if (library.empty()) {
             return "";
         }
-        folder += machine ? "/local" : "/user";
+        library += machine ? "/local" : "/user";
     }
-    return absolutePath(folder);
+    library = absolutePath(library);
+    if (library.empty()) {
+        return "";
+    }
+    return library + (library.back() == '/' ? "" : "/") + (preferences ? "Preferences" : "Application Support");
 }
+
+} // namespace macapi
 
 static bool isFolder(const std::string& path)
 {
@@ -69,19 +80,23 @@ static bool isFolder(const std::string& path)
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// 0 when the folder is there afterwards, whoever made it; else the error of the outermost that could not be made.
-static int makeFolder(const std::string& path)
+namespace macapi {
+
+int makeFolder(const std::string& path)
 {
     for (size_t end = 0; end != path.npos;) {
         end = path.find('/', end + 1);
         const std::string part = path.substr(0, end);
-        const int error = mkdir(part.c_str(), 0755) == 0 ? 0 : errno;
-        if (error != 0 && !isFolder(part)) {
+        if (mkdir(part.c_str(), 0755) == 0) {
+            syncFolder(folderOf(part)); // else a loss of power could take it away with all that is in it by then
+        } else if (const int error = errno; !isFolder(part)) {
             return error;
         }
     }
     return 0;
 }
+
+} // namespace macapi
 
 static OSErr statusOf(int error)
 {
@@ -157,12 +172,10 @@ OSErr FSFindFolder(short domain, OSType folderType, Boolean createFolder, FSRef*
     if (folderType != kApplicationSupportFolderType && folderType != kPreferencesFolderType) {
         return fnfErr;
     }
-    const std::string library = libraryFolder(domain);
-    if (library.empty()) {
+    const std::string path = systemFolder(domain, folderType);
+    if (path.empty()) {
         return fnfErr;
     }
-    const char* name = folderType == kPreferencesFolderType ? "Preferences" : "Application Support";
-    const std::string path = library + (library.back() == '/' ? "" : "/") + name;
     if (createFolder) {
         const OSErr status = statusOf(makeFolder(path));
         if (status != noErr) {

@@ -55,6 +55,16 @@ Ref<T> make(Arguments&&... arguments)
     return Ref<T>(new T(std::forward<Arguments>(arguments)...));
 }
 
+// One reference more to an object that somebody has already; null stays null.
+template <class T>
+Ref<T> share(const T* object)
+{
+    if (object) {
+        object->addReference();
+    }
+    return Ref<T>(object);
+}
+
 template <class T>
 const T* immortal(Ref<T> object)
 {

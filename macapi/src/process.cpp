@@ -1,7 +1,6 @@
 // The process as the process manager knows it: there is one, and its name is its file's.
 #include <Carbon/Carbon.h>
 
-#include "macapi/src/encoding.h"
 #include "macapi/src/executable.h"
 #include "macapi/src/string.h"
 
@@ -24,15 +23,10 @@ OSStatus CopyProcessName(const ProcessSerialNumber* process, CFStringRef* name)
     if (process->highLongOfPSN != 0 || process->lowLongOfPSN != kCurrentProcess) {
         return procNotFound;
     }
-    const std::string path = executablePath();
-    if (path.empty()) {
+    std::string text = processName();
+    if (text.empty()) {
         return procNotFound;
     }
-    const std::string fileName = path.substr(path.rfind('/') + 1);
-    std::optional<std::string> text = decode(fileName, kCFStringEncodingUTF8);
-    if (!text) {
-        text = decode(fileName, kCFStringEncodingMacRoman); // gives every byte a meaning
-    }
-    *name = make<__CFString>(std::move(*text)).release();
+    *name = make<__CFString>(std::move(text)).release();
     return noErr;
 }

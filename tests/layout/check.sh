@@ -6,7 +6,8 @@ clang=$1
 source=$2
 
 mac=("$clang" --target=powerpc-apple-darwin8 -std=c++17 -ffreestanding -nostdinc++ -fno-access-control
-    -nostdlibinc -Wall -Wextra -Werror -I"$source" -I"$source/tests/layout/darwin")
+    -nostdlibinc -Wall -Wextra -Werror -I"$source"
+    -I"$source/tests/layout/darwin" -I"$source/macapi/include")
 
 "${mac[@]}" -fsyntax-only "$source/tests/layout/layout.cpp"
 

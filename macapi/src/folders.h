@@ -1,0 +1,18 @@
+// The system's folders.
+#pragma once
+
+#include <Carbon/Carbon.h>
+
+#include <string>
+
+namespace macapi {
+
+// The absolute path of Application Support or Preferences in kLocalDomain or kUserDomain, as the environment names it
+// at this moment, whether it is there or not. Empty when there is none.
+std::string systemFolder(short domain, OSType type);
+
+// Makes a folder and those around it. 0 when it is there afterwards, whoever made it; else the error of the outermost
+// that could not be made.
+int makeFolder(const std::string& path);
+
+} // namespace macapi

@@ -1,0 +1,35 @@
+// The file of one preferences domain.
+//
+// Beside FILE lie FILE.lock, which is empty and held by whoever writes; FILE.bak, a copy of what was last written;
+// FILE.damaged-1 and so on, files that were set aside because they did not parse; and, while somebody writes or after
+// he was killed, FILE.new.
+#pragma once
+
+#include "macapi/src/preferences_store.h"
+
+#include <map>
+#include <string>
+#include <sys/stat.h>
+
+namespace macapi {
+
+struct PreferencesContents {
+    PreferencesState state;
+    Ref<__CFDictionary> values; // never null
+    struct stat status;         // of the file they came from; only where it was read
+};
+
+// What the file holds. One that is damaged is set aside first, and what was last written put in its place; where that
+// can't be done, its state stays Damaged and the values are those that were last written.
+PreferencesContents readPreferencesFile(const std::string& path, PreferencesUser user);
+
+// What is to be set; null: to be removed.
+using PreferencesChanges = std::map<std::string, Ref<Object>>;
+
+// The values, changed.
+Ref<__CFDictionary> changed(const __CFDictionary& values, const PreferencesChanges& changes);
+
+// Merges changes into what the file holds by then. False when they could not be written; the file is as it was.
+bool changePreferencesFile(const std::string& path, const PreferencesChanges& changes, PreferencesUser user);
+
+} // namespace macapi

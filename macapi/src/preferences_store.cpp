@@ -1,0 +1,232 @@
+// Domains, what is pending in them, and what was read of them.
+//
+// 1. Everything is found under the domain's file. Where the environment names another folder, there is another file,
+//    and what is pending stays with the one it was set for.
+// 2. What was read is used again only while the file is certainly the same. A file's times tell only so much: one that
+//    changed a moment ago may change once more without their telling.
+// 3. One lock guards it all, and is held while a file is read or written.
+#include "macapi/src/preferences_store.h"
+
+#include "macapi/src/bundle.h"
+#include "macapi/src/disk.h"
+#include "macapi/src/executable.h"
+#include "macapi/src/folders.h"
+#include "macapi/src/plist.h"
+#include "macapi/src/preferences_file.h"
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <stdio.h>
+#include <sys/utsname.h>
+#include <time.h>
+#include <unistd.h>
+
+namespace macapi {
+
+static const size_t sc_longestName = 160;           // bytes; a file's name has room for 255
+static const int64_t sc_settled = 20 * 1000 * 1000; // nanoseconds; more than the step of the clock in files' times
+
+static std::string hashOf(const std::string& text)
+{
+    uint64_t hash = 0xcbf29ce484222325; // FNV-1a
+    for (unsigned char byte : text) {
+        hash = (hash ^ byte) * 0x100000001b3;
+    }
+    char digits[17];
+    snprintf(digits, sizeof(digits), "%08x%08x", static_cast<unsigned int>(hash >> 32),
+             static_cast<unsigned int>(hash));
+    return digits;
+}
+
+// Two hosts that share a folder have different names here. One that is renamed keeps its own, where it has an
+// identity that lasts; that is not for others to see, so the name does not tell it.
+static const std::string& hostName()
+{
+    static const std::string s_name = [] {
+        std::string identity;
+        utsname names;
+        if (readFile("/etc/machine-id", &identity) != 0 || identity.size() < 32) {
+            identity = uname(&names) == 0 ? names.nodename : "";
+        }
+        return hashOf(identity);
+    }();
+    return s_name;
+}
+
+// Asked once: a program that is renamed while it runs keeps its preferences.
+static const std::string& currentApplication()
+{
+    static const std::string s_name = [] {
+        const std::string identifier = bundleIdentifier();
+        return identifier.empty() ? processName() : identifier;
+    }();
+    return s_name;
+}
+
+// The name of a file in this very folder, another for each application: what would lead elsewhere or break a line, or
+// would hide the file, goes as % and two digits, and the end of a name that is too long as % and the hash of it all.
+static std::string fileNameOf(const std::string& application)
+{
+    std::string name;
+    for (unsigned char byte : application) {
+        if (byte < ' ' || byte == 0x7f || byte == '/' || byte == '%' || (byte == '.' && name.empty())) {
+            char digits[4];
+            snprintf(digits, sizeof(digits), "%%%02x", byte);
+            name += digits;
+        } else {
+            name += static_cast<char>(byte);
+        }
+    }
+    if (name.size() > sc_longestName) {
+        size_t length = sc_longestName;
+        while ((name[length] & 0xc0) == 0x80) { // inside a character
+            length--;
+        }
+        name = name.substr(0, length) + "%-" + hashOf(application);
+    }
+    return name;
+}
+
+std::string preferencesFile(const PreferencesDomain& domain)
+{
+    const bool current = domain.application == sc_currentApplication;
+    const std::string& application = current ? currentApplication() : domain.application;
+    const bool machine = domain.user == PreferencesUser::Any;
+    const std::string folder = systemFolder(machine ? kLocalDomain : kUserDomain, kPreferencesFolderType);
+    if (application.empty() || folder.empty()) {
+        return "";
+    }
+    const std::string name = application == sc_anyApplication ? ".GlobalPreferences" : fileNameOf(application);
+    return domain.host == PreferencesHost::Current ? folder + "/ByHost/" + name + "." + hostName() + ".plist"
+                                                   : folder + "/" + name + ".plist";
+}
+
+namespace {
+
+// What the process knows of a domain's file.
+struct File {
+    PreferencesChanges pending;
+    Ref<__CFDictionary> values; // null: to be read
+    struct stat status;         // of the file with these values
+};
+
+// Of one process: a child gets its own, since it has neither what is pending here nor the thread that may hold the
+// lock.
+struct Process {
+    const pid_t id;
+    Process* const parent;
+    std::mutex mutex;
+    std::map<std::string, File> files; // by path
+};
+
+} // namespace
+
+static Process& process()
+{
+    static std::atomic<Process*> s_process; // never freed: others may still ask when the process ends
+    Process* known = s_process.load();
+    const pid_t id = getpid();
+    while (!known || known->id != id) {
+        Process* fresh = new Process{id, known, {}, {}};
+        if (s_process.compare_exchange_strong(known, fresh)) {
+            return *fresh;
+        }
+        delete fresh;
+    }
+    return *known;
+}
+
+static int64_t nanoseconds(const timespec& time)
+{
+    return static_cast<int64_t>(time.tv_sec) * 1000000000 + time.tv_nsec;
+}
+
+static bool isSame(const struct stat& one, const struct stat& other)
+{
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino && one.st_size == other.st_size &&
+           nanoseconds(one.st_mtim) == nanoseconds(other.st_mtim) &&
+           nanoseconds(one.st_ctim) == nanoseconds(other.st_ctim);
+}
+
+static Ref<__CFDictionary> none()
+{
+    static const Constant<__CFDictionary> s_none(__CFDictionary::Entries{});
+    return share(&s_none.object);
+}
+
+// What the disk says at this moment.
+static Ref<__CFDictionary> valuesOf(File* file, const std::string& path, PreferencesUser user)
+{
+    struct stat now;
+    if (stat(path.c_str(), &now) != 0) {
+        return none();
+    }
+    if (file->values && isSame(file->status, now)) {
+        return share(file->values.get());
+    }
+    timespec time;
+    clock_gettime(CLOCK_REALTIME, &time);
+    PreferencesContents contents = readPreferencesFile(path, user);
+    file->values.reset();
+    if (contents.state == PreferencesState::Good &&
+        nanoseconds(time) - nanoseconds(contents.status.st_ctim) > sc_settled) {
+        file->values = share(contents.values.get());
+        file->status = contents.status;
+    }
+    return std::move(contents.values);
+}
+
+Ref<Object> copyPreference(const PreferencesDomain& domain, const std::string& key)
+{
+    const std::string path = preferencesFile(domain);
+    if (path.empty()) {
+        return nullptr;
+    }
+    Process& here = process();
+    const std::lock_guard<std::mutex> lock(here.mutex);
+    File& file = here.files[path];
+    const auto change = file.pending.find(key);
+    return share(change != file.pending.end() ? change->second.get() : valuesOf(&file, path, domain.user)->find(key));
+}
+
+Ref<__CFDictionary> copyPreferences(const PreferencesDomain& domain)
+{
+    const std::string path = preferencesFile(domain);
+    if (path.empty()) {
+        return none();
+    }
+    Process& here = process();
+    const std::lock_guard<std::mutex> lock(here.mutex);
+    File& file = here.files[path];
+    return changed(*valuesOf(&file, path, domain.user), file.pending);
+}
+
+void setPreference(const PreferencesDomain& domain, const std::string& key, Ref<Object> value)
+{
+    const std::string path = preferencesFile(domain);
+    PreferencesChanges change;
+    change[key] = std::move(value);
+    std::string text;
+    if (path.empty() || !writePlist(*changed(*none(), change), &text)) {
+        return;
+    }
+    Process& here = process();
+    const std::lock_guard<std::mutex> lock(here.mutex);
+    here.files[path].pending[key] = std::move(change[key]);
+}
+
+bool synchronizePreferences(const PreferencesDomain& domain)
+{
+    const std::string path = preferencesFile(domain);
+    if (path.empty()) {
+        return false;
+    }
+    Process& here = process();
+    const std::lock_guard<std::mutex> lock(here.mutex);
+    const PreferencesChanges changes = std::move(here.files[path].pending);
+    here.files.erase(path);
+    return changes.empty() || changePreferencesFile(path, changes, domain.user);
+}
+
+} // namespace macapi

@@ -1,0 +1,381 @@
+// core-prefs: looks into the preferences store from the shell, and changes it. `core-prefs --help` tells how.
+//
+// It reads and writes as a game does, so it may run beside one. A store that it can't read it leaves as it is, down to
+// the last byte, and says so.
+#include "macapi/src/encoding.h"
+#include "macapi/src/plist.h"
+#include "macapi/src/preferences_store.h"
+
+#include <getopt.h>
+
+#include <algorithm>
+#include <charconv>
+#include <errno.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <string>
+#include <vector>
+
+using namespace macapi;
+
+// How the process ends.
+static const int sc_done = 0;
+static const int sc_nothingThere = 1;
+static const int sc_notUnderstood = 2;
+static const int sc_notReadable = 3;
+static const int sc_notWritten = 4;
+
+static const char sc_help[] =
+    R"(usage: core-prefs (-a NAME | -g) [-m] [-c] COMMAND [ARGUMENT]...
+Looks into the preferences that games keep with core, and changes them.
+
+Whose preferences:
+  -a, --application NAME   the bundle's identifier, or else the executable's name
+  -g, --any-application    what is common to all applications
+  -m, --machine            of the whole machine; without this, the user's own
+  -c, --current-host       for this host alone; without this, for any
+
+Commands:
+  list                     all keys, with the types and values
+  read KEY                 the plain value
+  write KEY VALUE          stores a text
+  write KEY -TYPE VALUE    stores a value that is a string, int, real or bool
+  delete KEY
+  check                    whether the store can be read; where it is
+  export                   all of it as a property list
+
+The keys of Preferences are SECTION/KEY, those of Platform's settings stand for
+themselves. Texts are UTF-8. MACAPI_USER_LIBRARY and MACAPI_LIBRARY, where they
+are set, name the user's and the machine's Library folder.
+
+Examples:
+  core-prefs -a game list
+  core-prefs -a game write Video/mode "wide screen"
+  core-prefs -a game write width -int 640
+  core-prefs -a game export > game.plist
+  core-prefs -gmc read "Ostrel Works/game"    # the mark of RegInitSecureKey
+
+Exit status: 0 done, 1 nothing there, 2 not understood, 3 the store can't be
+read, 4 it can't be written.
+)";
+
+// The text with its control characters as escapes, so that no value moves the cursor or makes a second line.
+static std::string printable(const std::string& text)
+{
+    std::string result;
+    for (size_t position = 0; position < text.size();) {
+        const size_t start = position;
+        const char32_t character = nextCharacter(text, &position);
+        const bool control = character < 0x20 || (character >= 0x7f && character < 0xa0);
+        if (character == sc_noCharacter) {
+            result += "?";
+            position = start + 1;
+        } else if (character == '\n') {
+            result += "\\n";
+        } else if (character == '\t') {
+            result += "\\t";
+        } else if (character == '\\') {
+            result += "\\\\";
+        } else if (control) {
+            char escape[12];
+            snprintf(escape, sizeof(escape), "\\x%02x", static_cast<unsigned int>(character));
+            result += escape;
+        } else {
+            result.append(text, start, position - start);
+        }
+    }
+    return result;
+}
+
+[[noreturn]] static void fail(int status, const std::string& message)
+{
+    fflush(stdout);
+    fprintf(stderr, "core-prefs: %s\n", printable(message).c_str());
+    exit(status);
+}
+
+[[noreturn]] static void failUnderstanding(const std::string& message)
+{
+    fail(sc_notUnderstood, message + "; see core-prefs --help");
+}
+
+// The word, if it is UTF-8 as all texts in the store.
+static std::string checkedText(const char* word)
+{
+    if (!decode(word, kCFStringEncodingUTF8)) {
+        failUnderstanding("\"" + std::string(word) + "\" is no UTF-8");
+    }
+    return word;
+}
+
+// ---- The store.
+
+// The domain's file, which is missing or in order; else this is the end.
+static PreferencesState checkStore(const PreferencesDomain& domain)
+{
+    const std::string file = preferencesFile(domain);
+    if (file.empty()) {
+        failUnderstanding("there is no such store");
+    }
+    const PreferencesState state = checkPreferences(file);
+    if (state == PreferencesState::Damaged) {
+        fail(sc_notReadable,
+             file +
+                 ": no property list; it stays as it is. The game that looks into it next sets it aside "
+                 "and takes what was last written, from " +
+                 file + ".bak");
+    }
+    if (state == PreferencesState::Unreadable) {
+        fail(sc_notReadable, file + ": can't be read");
+    }
+    return state;
+}
+
+static Ref<__CFDictionary> allValues(const PreferencesDomain& domain)
+{
+    if (checkStore(domain) == PreferencesState::Missing) {
+        fail(sc_nothingThere, preferencesFile(domain) + ": nothing has been stored yet");
+    }
+    return copyPreferences(domain);
+}
+
+static void change(const PreferencesDomain& domain, const std::string& key, Ref<Object> value)
+{
+    setPreference(domain, key, std::move(value));
+    if (!synchronizePreferences(domain)) {
+        fail(sc_notWritten, preferencesFile(domain) + ": can't be written");
+    }
+}
+
+// ---- Values and texts.
+
+static std::string numberText(const __CFNumber& number)
+{
+    if (!number.isReal) {
+        return (number.negative ? "-" : "") + std::to_string(number.magnitude);
+    }
+    char digits[32];
+    return std::string(digits, std::to_chars(digits, digits + sizeof(digits), number.real).ptr);
+}
+
+static std::string plistText(const Object& value)
+{
+    std::string text;
+    writePlist(value, &text);
+    return text;
+}
+
+struct Description {
+    std::string type;
+    std::string value;
+};
+
+static Description describe(const Object& value)
+{
+    switch (value.kind) {
+    case Kind::String:
+        return {"string", static_cast<const __CFString&>(value).text};
+    case Kind::Number: {
+        const __CFNumber& number = static_cast<const __CFNumber&>(value);
+        return {number.isReal ? "real" : "int", numberText(number)};
+    }
+    case Kind::Boolean:
+        return {"bool", static_cast<const __CFBoolean&>(value).value ? "true" : "false"};
+    case Kind::Date:
+        return {"date", static_cast<const __CFDate&>(value).text};
+    case Kind::Data:
+        return {"data", std::to_string(static_cast<const __CFData&>(value).bytes.size()) + " bytes"};
+    case Kind::Array:
+        return {"array", std::to_string(static_cast<const __CFArray&>(value).items.size()) + " items"};
+    case Kind::Dictionary:
+        return {"dictionary", std::to_string(static_cast<const __CFDictionary&>(value).entries.size()) + " entries"};
+    default:
+        return {"unknown", ""};
+    }
+}
+
+// Null when the text is no value of that type.
+static Ref<Object> makeValue(const std::string& type, const std::string& text)
+{
+    const char* end = text.data() + text.size();
+    if (type == "-string") {
+        return make<__CFString>(text);
+    }
+    if (type == "-int") {
+        int64_t number;
+        const auto [last, error] = std::from_chars(text.data(), end, number);
+        return last == end && error == std::errc() ? makeInteger(number) : nullptr;
+    }
+    if (type == "-real") {
+        double number;
+        const auto [last, error] = std::from_chars(text.data(), end, number);
+        return last == end && error == std::errc() ? make<__CFNumber>(number) : nullptr;
+    }
+    if (type == "-bool") {
+        const bool yes = text == "true" || text == "yes";
+        return yes || text == "false" || text == "no" ? makeBoolean(yes) : nullptr;
+    }
+    failUnderstanding("\"" + type + "\" is no type");
+}
+
+// ---- The commands. Each has as many words as it wants.
+
+typedef std::vector<std::string> Words;
+
+static size_t characterCount(const std::string& text)
+{
+    return static_cast<size_t>(
+        std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xc0) != 0x80; }));
+}
+
+static void list(const PreferencesDomain& domain, const Words&)
+{
+    const Ref<__CFDictionary> values = allValues(domain);
+    size_t width = 0;
+    for (const auto& [key, value] : values->entries) {
+        width = std::max(width, std::min<size_t>(40, characterCount(printable(key))));
+    }
+    for (const auto& [key, value] : values->entries) {
+        const std::string name = printable(key);
+        const size_t gap = width - std::min(width, characterCount(name));
+        const Description description = describe(*value);
+        printf("%s%*s  %-6s  %s\n", name.c_str(), static_cast<int>(gap), "", description.type.c_str(),
+               printable(description.value).c_str());
+    }
+}
+
+static void read(const PreferencesDomain& domain, const Words& words)
+{
+    const Ref<__CFDictionary> values = allValues(domain);
+    const Object* value = values->find(words[0]);
+    if (!value) {
+        fail(sc_nothingThere, "there is no \"" + words[0] + "\" in " + preferencesFile(domain));
+    }
+    const bool isPlain = value->kind != Kind::Data && value->kind != Kind::Array && value->kind != Kind::Dictionary;
+    const std::string text = isPlain ? describe(*value).value + "\n" : plistText(*value);
+    fwrite(text.data(), 1, text.size(), stdout);
+}
+
+static void write(const PreferencesDomain& domain, const Words& words)
+{
+    const std::string type = words.size() == 3 ? words[1] : "-string";
+    Ref<Object> value = makeValue(type, words.back());
+    if (!value) {
+        failUnderstanding("\"" + words.back() + "\" is no " + type.substr(1));
+    }
+    checkStore(domain);
+    change(domain, words[0], std::move(value));
+}
+
+static void erase(const PreferencesDomain& domain, const Words& words)
+{
+    if (!allValues(domain)->find(words[0])) {
+        fail(sc_nothingThere, "there is no \"" + words[0] + "\" in " + preferencesFile(domain));
+    }
+    change(domain, words[0], nullptr);
+}
+
+static void check(const PreferencesDomain& domain, const Words&)
+{
+    const size_t count = allValues(domain)->entries.size();
+    printf("%s: in order, %zu %s\n", printable(preferencesFile(domain)).c_str(), count, count == 1 ? "key" : "keys");
+}
+
+static void exportAll(const PreferencesDomain& domain, const Words&)
+{
+    const std::string text = plistText(*allValues(domain));
+    fwrite(text.data(), 1, text.size(), stdout);
+}
+
+static const struct Command {
+    const char* name;
+    const char* arguments;
+    size_t least, most; // arguments
+    void (*run)(const PreferencesDomain& domain, const Words& words);
+} sc_commands[] = {
+    {"list", "", 0, 0, list},
+    {"read", " KEY", 1, 1, read},
+    {"write", " KEY [-string|-int|-real|-bool] VALUE", 2, 3, write},
+    {"delete", " KEY", 1, 1, erase},
+    {"check", "", 0, 0, check},
+    {"export", "", 0, 0, exportAll},
+};
+
+static const Command& findCommand(const std::string& name, size_t arguments)
+{
+    for (const Command& command : sc_commands) {
+        if (name != command.name) {
+            continue;
+        }
+        if (arguments < command.least || arguments > command.most) {
+            failUnderstanding("it is \"" + name + command.arguments + "\"");
+        }
+        return command;
+    }
+    failUnderstanding("\"" + name + "\" is no command");
+}
+
+// What was printed has to arrive, or a script goes on with half of it.
+[[noreturn]] static void finish()
+{
+    if (fflush(stdout) != 0 || ferror(stdout)) {
+        fail(sc_notWritten, std::string("the output can't be written: ") + strerror(errno));
+    }
+    exit(sc_done);
+}
+
+static PreferencesDomain parseOptions(int argc, char** argv)
+{
+    static const option sc_options[] = {{"application", required_argument, nullptr, 'a'},
+                                        {"any-application", no_argument, nullptr, 'g'},
+                                        {"machine", no_argument, nullptr, 'm'},
+                                        {"current-host", no_argument, nullptr, 'c'},
+                                        {"help", no_argument, nullptr, 'h'},
+                                        {}};
+    PreferencesDomain domain = {"", PreferencesUser::Current, PreferencesHost::Any};
+    int letter;
+    while ((letter = getopt_long(argc, argv, "+a:gmch", sc_options, nullptr)) != -1) {
+        switch (letter) {
+        case 'a':
+            domain.application = checkedText(optarg);
+            break;
+        case 'g':
+            domain.application = sc_anyApplication;
+            break;
+        case 'm':
+            domain.user = PreferencesUser::Any;
+            break;
+        case 'c':
+            domain.host = PreferencesHost::Current;
+            break;
+        case 'h':
+            fputs(sc_help, stdout);
+            finish();
+        default:
+            fputs("see core-prefs --help\n", stderr); // getopt has said why
+            exit(sc_notUnderstood);
+        }
+    }
+    return domain;
+}
+
+int main(int argc, char** argv)
+{
+    const PreferencesDomain domain = parseOptions(argc, argv);
+    Words words;
+    for (int i = optind; i < argc; ++i) {
+        words.push_back(checkedText(argv[i]));
+    }
+    if (words.empty()) {
+        failUnderstanding("a command is missing");
+    }
+    const std::string name = words.front();
+    words.erase(words.begin());
+    const Command& command = findCommand(name, words.size());
+    if (domain.application.empty()) {
+        failUnderstanding("whose preferences? -a NAME says it, or -g");
+    }
+    command.run(domain, words);
+    finish();
+}

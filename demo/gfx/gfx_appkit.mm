@@ -136,24 +136,34 @@ class AppKitGfx : public GfxSubsystem {
     unsigned int m_buttons = 0;
 };
 
+// Null when AppKit has no way to the display; it says so by an exception, which GCC's @catch doesn't catch here.
+static DemoApplication* makeApplication()
+{
+    try {
+        return static_cast<DemoApplication*>([DemoApplication sharedApplication]);
+    } catch (...) {
+        return nil;
+    }
+}
+
 bool AppKitGfx::start(const char* program)
 {
 #ifdef GNUSTEP
-    // Only the program's name: AppKit would take other words for documents to open.
+    // The program's name alone: AppKit would take other words for documents to open.
     char* arguments[] = {const_cast<char*>(program), nullptr};
     [NSProcessInfo initializeWithArguments:arguments count:1 environment:environ];
 #else
     (void)program;
 #endif
     NSAutoreleasePool* pool = [[NSAutoreleasePool alloc] init];
-    [[NSUserDefaults standardUserDefaults] registerDefaults:[NSDictionary dictionaryWithObject:@"YES"
-                                                                                        forKey:@"GSSuppressAppIcon"]];
-    m_application = static_cast<DemoApplication*>([DemoApplication sharedApplication]);
+    [[NSUserDefaults standardUserDefaults]
+        registerDefaults:[NSDictionary dictionaryWithObject:@"YES" forKey:@"GSSuppressAppIcon"]];
+    m_application = makeApplication();
     [m_application finishLaunching];
     [m_application activateIgnoringOtherApps:YES];
     m_view = [[BKOpenGLView alloc] initWithFrame:NSMakeRect(0, 0, 1, 1)];
     [pool release];
-    return true;
+    return m_application != nil;
 }
 
 void AppKitGfx::attach(void* window)

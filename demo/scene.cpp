@@ -20,6 +20,8 @@ DEMO_TEXT(sc_numbers, "%s of %s KiB");
 DEMO_TEXT(sc_more, "+ %s KiB");
 DEMO_TEXT(sc_oneBlock, "1 block");
 DEMO_TEXT(sc_blocks, "%s blocks");
+DEMO_TEXT(sc_aboutBars, "Each bar is a bank, from its first byte to its last.");
+DEMO_TEXT(sc_aboutFallback, "Fallback blocks are those it had no room for.");
 DEMO_TEXT(sc_lastKey, "Last key");
 DEMO_TEXT(sc_none, "none");
 DEMO_TEXT(sc_key, "Mac %d, engine %u");
@@ -183,7 +185,7 @@ static std::string mouseText(const Input& input)
     return text;
 }
 
-static void drawInput(Painter& painter, const Input& input, float x, float width)
+static void drawNotes(Painter& painter, const Input& input, float x, float width)
 {
     static const float line = 22;
     static const float caption = 84;
@@ -194,7 +196,12 @@ static void drawInput(Painter& painter, const Input& input, float x, float width
                 {sc_mouse, mouseText(input)},
                 {sc_cursor, Text(input.isCursorShown ? sc_shown : sc_hidden)},
                 {sc_window, Text(input.isFullScreen ? sc_full : sc_framed)}};
-    float y = painter.height() - sc_footer - 4 * line;
+    float y = painter.height() - sc_footer - 6 * line;
+    for (const char* text : {sc_aboutBars, sc_aboutFallback}) {
+        painter.text(x, y, width, 12, ALIGN_LEFT, sc_dim, Text(text));
+        y += line - 4;
+    }
+    y += 8;
     for (const auto& row : rows) {
         painter.text(x, y, caption, 13, ALIGN_LEFT, sc_dim, Text(row.caption));
         painter.text(x + caption, y, width - caption, 13, ALIGN_LEFT, sc_plain, row.text);
@@ -305,7 +312,7 @@ Picture LayOut(const Scene& scene, float width, float height)
     const float banks = painter.width() - battles - 3.5f * sc_margin;
     drawHeader(painter, scene);
     drawBattles(painter, scene.campaign, sc_margin, battles);
-    drawInput(painter, scene.input, sc_margin, battles);
+    drawNotes(painter, scene.input, sc_margin, battles);
     drawBanks(painter, scene.banks, sc_margin * 2.5f + battles, banks);
     drawKeys(painter, scene.input);
     return painter.picture();

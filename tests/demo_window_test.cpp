@@ -4,6 +4,7 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
+#include <chrono>
 #include <fstream>
 #include <functional>
 #include <sstream>
@@ -48,14 +49,14 @@ protected:
     }
 
     // The demo with a small window, what it says in "demo.out". Returns when something is to be seen.
-    void startDemo(const char* option = nullptr)
+    void startDemo(const char* option = nullptr, const char* value = nullptr)
     {
         m_demo = fork();
         if (m_demo == 0) {
             const int out = open("demo.out", O_WRONLY | O_CREAT | O_TRUNC, 0644);
             dup2(out, STDOUT_FILENO);
             dup2(open("/dev/null", O_WRONLY), STDERR_FILENO); // AppKit misses a window manager, and says so
-            execl(CORE_DEMO, CORE_DEMO, "-width", "400", "-height", "300", option, nullptr);
+            execl(CORE_DEMO, CORE_DEMO, "-width", "400", "-height", "300", option, value, nullptr);
             _exit(127);
         }
         ASSERT_TRUE(becomes([this] { return brightIn(200, 150, 400, 300) > 1000; }));
@@ -171,4 +172,14 @@ TEST_F(DemoWindow, TheNextRunBeginsInTheKindOfWindowThisOneEndedIn)
     press("Escape");
     EXPECT_EQ(end(), 0);
     EXPECT_TRUE(said("-fullscreen    yes  the preferences"));
+}
+
+TEST_F(DemoWindow, EndsByItselfAfterItsFramesOfAThirtiethOfASecond)
+{
+    const auto begin = std::chrono::steady_clock::now();
+    startDemo("-frames", "60");
+    EXPECT_EQ(end(), 0);
+    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
+    EXPECT_GT(time.count(), 1.9);
+    EXPECT_TRUE(said("All 13 banks check out"));
 }

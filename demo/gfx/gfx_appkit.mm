@@ -44,6 +44,20 @@ static void drawBox(const Box& box)
     NSRectFill(NSMakeRect(box.x, box.y, box.width, box.height));
 }
 
+// How far into its box a text of this width begins.
+static CGFloat indentOf(const Label& label, CGFloat width)
+{
+    switch (label.align) {
+    case ALIGN_LEFT:
+        return 0;
+    case ALIGN_CENTRE:
+        return (label.width - width) / 2;
+    case ALIGN_RIGHT:
+        return label.width - width;
+    }
+    return 0;
+}
+
 static void drawLabel(const Label& label)
 {
     NSString* text = [NSString stringWithUTF8String:label.text.c_str()];
@@ -56,10 +70,8 @@ static void drawLabel(const Label& label)
         attributes = attributesOf(label, label.size * label.width / size.width);
         size = [text sizeWithAttributes:attributes];
     }
-    const CGFloat left = label.align == ALIGN_LEFT     ? 0
-                         : label.align == ALIGN_CENTRE ? (label.width - size.width) / 2
-                                                       : label.width - size.width;
-    [text drawAtPoint:NSMakePoint(label.x + left, label.y - size.height / 2) withAttributes:attributes];
+    const NSPoint corner = NSMakePoint(label.x + indentOf(label, size.width), label.y - size.height / 2);
+    [text drawAtPoint:corner withAttributes:attributes];
 }
 
 @implementation BKOpenGLView
@@ -123,14 +135,14 @@ static void drawLabel(const Label& label)
 @end
 
 class AppKitGfx : public GfxSubsystem {
-  public:
+public:
     bool start(const char* program) override;
     void attach(void* window) override;
     void getSize(float* width, float* height) override;
     bool nextEvent(GfxEvent* event) override;
     void draw(const Picture& picture) override;
 
-  private:
+private:
     DemoApplication* m_application = nil;
     BKOpenGLView* m_view = nil;
     unsigned int m_buttons = 0;

@@ -47,10 +47,10 @@ void Sleep(unsigned int ms)
 int threadStarter(void* record)
 {
     const ThreadStart_s* start = static_cast<ThreadStart_s*>(record);
-    if (!start || !start->function) {
+    if (!start) {
         return 0;
     }
-    const int result = start->function(start->argument);
+    const int result = start->function ? start->function(start->argument) : 0;
     if (start->thread) {
         // The game polls this from other threads. Whoever reads 0 atomically also sees what the thread has written; from
         // here on the object may be gone.

@@ -204,20 +204,6 @@ TEST_F(ScanDir, TheCallbacksAreOfOneScanOnly)
     EXPECT_EQ(scan("units", everything).size(), 3u);
 }
 
-TEST_F(ScanDir, ACallbackMayLookIntoAFolderOfItsOwn)
-{
-    writeFile("units/old/knight.mdl", "");
-    const Paths paths = sorted("units", [](const char* name) {
-        for (const std::string& path : scan("units/old", everything, byNameBackwards)) {
-            if (path == std::string("units/old/") + name) {
-                return 1;
-            }
-        }
-        return 0;
-    });
-    EXPECT_EQ(paths, Paths{"units/knight.mdl"});
-}
-
 // "units", spelled with so many bytes.
 static std::string unitsWithLength(size_t length)
 {

@@ -166,6 +166,20 @@ TEST(ScanDirWatch, TheCompareCallbackGetsTheSystemsArgumentsAndItsAnswerGoesBack
     EXPECT_EQ(memory.takeLog().find("convert f, scandir f compare, compared -5, "), 0u);
 }
 
+TEST(ScanDirWatch, ACallbackMayScanAFolderOfItsOwn)
+{
+    WatchedMemory memory;
+    s_folder = {{"one", DT_REG}, {"two", DT_REG}};
+    std::string first;
+    const int count = scan("f", &first, [](const char* name) {
+        std::string inner;
+        const int found = scan("g", &inner, [](const char* file) { return strcmp(file, "two") == 0 ? 1 : 0; });
+        return found == 1 && inner == std::string("g/") + name ? 1 : 0;
+    });
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(first, "f/two");
+}
+
 TEST(ScanDirWatch, AnEmptyListAndAnErrorAskForNoMemory)
 {
     WatchedMemory memory;

@@ -2,6 +2,7 @@
 #include "core/platform.h"
 
 #include <Carbon/Carbon.h>
+#include <stddef.h>
 
 // As threadStarter is handed it, and what it looks at of the thread object. On 32-bit hosts these are words alone.
 struct ThreadObject_s {
@@ -13,6 +14,8 @@ struct ThreadStart_s {
     void* argument;
     ThreadObject_s* thread;
 };
+static_assert(sizeof(unsigned int) == 4 && offsetof(ThreadObject_s, running) == 3 * sizeof(void*), "the fourth word");
+static_assert(sizeof(ThreadStart_s) == 3 * sizeof(void*), "three words");
 
 unsigned int Platform::GetTime()
 {

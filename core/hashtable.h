@@ -21,6 +21,7 @@
 #include "core/memorymgr.h"
 #include "file/file.h"
 
+#include <algorithm>
 #include <limits.h>
 #include <new>
 #include <string.h>
@@ -160,7 +161,7 @@ HashData<T>* HashData<T>::setData(const char* key, T* data, HashPool<T>* pool)
 template <typename T>
 void HashData<T>::_store(const char* key, T* data)
 {
-    const size_t length = strnlen(key, sizeof(m_key) - 1);
+    const size_t length = std::min(strlen(key), sizeof(m_key) - 1);
     memmove(m_key, key, length); // the key may be what this very node held before it was freed
     memset(m_key + length, 0, sizeof(m_key) - length);
     m_data = data;

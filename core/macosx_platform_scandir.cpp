@@ -6,6 +6,7 @@
 #include "core/platform.h"
 #include "file/file.h"
 
+#include <algorithm>
 #include <dirent.h>
 #include <limits.h>
 #include <stdlib.h>
@@ -64,13 +65,13 @@ struct Prefix_s {
         if (convertedLength == 0 || text[convertedLength - 1] != '/') {
             strcpy(text + convertedLength, "/");
         }
-        length = strnlen(text, sizeof(Path) - 1);
+        length = std::min(strlen(text), sizeof(Path) - 1);
     }
 };
 
 static void writePath(Path& path, const Prefix_s& prefix, const char* name)
 {
-    const size_t nameLength = strnlen(name, sizeof(path) - 1 - prefix.length);
+    const size_t nameLength = std::min(strlen(name), sizeof(path) - 1 - prefix.length);
     memcpy(path, prefix.text, prefix.length);
     memcpy(path + prefix.length, name, nameLength);
     path[prefix.length + nameLength] = '\0';

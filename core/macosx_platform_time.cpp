@@ -2,6 +2,7 @@
 #include "core/platform.h"
 
 #include <Carbon/Carbon.h>
+#include <stddef.h>
 
 // As threadStarter is handed it, and what it looks at of the thread object. On 32-bit hosts these are words alone.
 struct ThreadObject_s {
@@ -13,6 +14,8 @@ struct ThreadStart_s {
     void* argument;
     ThreadObject_s* thread;
 };
+static_assert(sizeof(unsigned int) == 4 && offsetof(ThreadObject_s, running) == 3 * sizeof(void*), "the fourth word");
+static_assert(sizeof(ThreadStart_s) == 3 * sizeof(void*), "three words");
 
 unsigned int Platform::GetTime()
 {
@@ -47,10 +50,10 @@ void Sleep(unsigned int ms)
 int threadStarter(void* record)
 {
     const ThreadStart_s* start = static_cast<ThreadStart_s*>(record);
-    if (!start || !start->function) {
+    if (!start) {
         return 0;
     }
-    const int result = start->function(start->argument);
+    const int result = start->function ? start->function(start->argument) : 0;
     if (start->thread) {
         // The game polls this from other threads. Whoever reads 0 atomically also sees what the thread has written; from
         // here on the object may be gone.

@@ -10,6 +10,7 @@
 #include "file/file.h"
 #include "logger/logger.h"
 
+#include <algorithm>
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
@@ -56,7 +57,7 @@ void StringTable::s_setLocalePath(const char* path)
     if (!path || path[0] == '\0') {
         return;
     }
-    const size_t length = strnlen(path, sizeof(s_localePath) - 1);
+    const size_t length = std::min(strlen(path), sizeof(s_localePath) - 1);
     memmove(s_localePath, path, length);
     s_localePath[length] = '\0';
 }

@@ -126,7 +126,7 @@ TEST(Time, SignalsDoNotCutADelayShort)
     const uint64_t taken = delay(50000000);
     startTimer(0, 0);
     EXPECT_GE(taken, 50000u);
-    EXPECT_GE(s_signals, 2);
+    EXPECT_GE(s_signals, 1);
 }
 
 // On every host, also where seconds have 32 bits only: a moment that far away is not taken for one that is past.

@@ -4,6 +4,7 @@
 // Compiled without access control: many of these fields are private.
 #include "core/commandline.h"
 #include "core/hashtable.h"
+#include "core/macosx_platform.h"
 #include "core/memorymgr.h"
 #include "core/parser.h"
 #include "core/preferences.h"
@@ -107,6 +108,19 @@ AT(StringIter, key, 0);
 AT(StringIter, bucket, 4);
 AT(StringIter, node, 8);
 static_assert(sizeof(StringIter) == 12, "three words");
+
+AT(PlatformData_s, appHandle, 0);
+AT(PlatformData_s, window, 4);
+AT(PlatformData_s, minimized, 8);
+AT(PlatformData_s, active, 12);
+AT(PlatformData_s, windowX, 16);
+AT(PlatformData_s, windowY, 20);
+AT(PlatformData_s, windowWidth, 24);
+AT(PlatformData_s, windowHeight, 28);
+AT(PlatformData_s, desktopMode, 32);
+AT(PlatformData_s, hasVectorUnit, 36);
+AT(PlatformData_s, cursorHideCount, 40);
+static_assert(sizeof(PlatformData_s) == 44, "eleven words");
 
 AT(_StringTableNode_s, string, 0);
 static_assert(sizeof(_StringTableNode_s) == 4, "one pointer");

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 class Bridge : public XServer {
-  protected:
+protected:
     void SetUp() override
     {
         XServer::SetUp();
@@ -26,7 +26,7 @@ class Bridge : public XServer {
 
     static NSDictionary* mode() { return (NSDictionary*)CGDisplayCurrentMode(kCGDirectMainDisplay); }
 
-  private:
+private:
     NSAutoreleasePool* m_pool = nil;
 };
 

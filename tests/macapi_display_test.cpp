@@ -218,9 +218,6 @@ TEST_F(XServer, MayBeAskedFromManyThreads)
 
 #ifdef _XRANDR_H_
 
-// Xlib's and XRandR's functions as macapi has loaded them: this program need not be linked with them.
-#define LOADED(function) reinterpret_cast<decltype(&function)>(dlsym(RTLD_DEFAULT, #function))
-
 static int s_errors;
 static int countError(Display*, XErrorEvent*)
 {
@@ -240,8 +237,7 @@ static RROutput s_primary; // what the server is made to say when it is asked; 0
 
 extern "C" RROutput XRRGetOutputPrimary(Display* display, Window root)
 {
-    const auto real = reinterpret_cast<decltype(&XRRGetOutputPrimary)>(dlsym(RTLD_NEXT, "XRRGetOutputPrimary"));
-    return s_primary ? s_primary : real(display, root);
+    return s_primary ? s_primary : NEXT(XRRGetOutputPrimary)(display, root);
 }
 
 TEST_F(XServer, MayLoseAnOutputBetweenTwoQuestions)

@@ -177,3 +177,8 @@ TEST_F(Bridge, AppKitsOwnObjectsAreNoneOfOurs)
     CFRelease(dictionary);
     EXPECT_EQ([dictionary count], 1u);
 }
+
+TEST(NoServer, TheShieldingLevelIsAboveAppKitsHighest)
+{
+    EXPECT_GT(CGShieldingWindowLevel(), static_cast<int>(NSScreenSaverWindowLevel));
+}

@@ -66,6 +66,9 @@ TEST_F(Bridge, AKeyThatIsntThereIsAnsweredWithNil)
     EXPECT_EQ([mode() objectForKey:nil], nil);
     EXPECT_EQ([mode() objectForKey:[NSNumber numberWithInt:1]], nil);
     EXPECT_EQ([mode() objectForKey:(id)kCFBooleanTrue], nil);
+    EXPECT_EQ([mode() objectForKey:@""], nil);
+    const unichar half = 0xd800;
+    EXPECT_EQ([mode() objectForKey:[NSString stringWithCharacters:&half length:1]], nil);
 }
 
 TEST_F(Bridge, ADictionaryIsAnNSDictionaryInAllIts)

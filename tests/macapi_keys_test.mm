@@ -25,12 +25,11 @@ static bool s_namesAreLost; // the server doesn't tell what its keys are called
 
 extern "C" Status XkbGetNames(Display* display, unsigned int which, XkbDescPtr keyboard)
 {
-    const auto real = reinterpret_cast<decltype(&XkbGetNames)>(dlsym(RTLD_NEXT, "XkbGetNames"));
-    return s_namesAreLost ? static_cast<Status>(BadAccess) : real(display, which, keyboard);
+    return s_namesAreLost ? static_cast<Status>(BadAccess) : NEXT(XkbGetNames)(display, which, keyboard);
 }
 
 class Keys : public XServer {
-  protected:
+protected:
     void SetUp() override
     {
         XServer::SetUp();
@@ -94,7 +93,7 @@ class Keys : public XServer {
         return event ? code : -1;
     }
 
-  private:
+private:
     using FakeMotion = int (*)(Display*, int screen, int x, int y, unsigned long delay);
     using FakeInput = int (*)(Display*, unsigned int number, int isDown, unsigned long delay);
 

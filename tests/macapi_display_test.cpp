@@ -38,6 +38,13 @@ static std::string describe(CFDictionaryRef mode)
     return text;
 }
 
+static std::string size()
+{
+    const CGDirectDisplayID display = kCGDirectMainDisplay;
+    return std::to_string(CGDisplayPixelsWide(display)) + "x" + std::to_string(CGDisplayPixelsHigh(display)) + "x" +
+           std::to_string(CGDisplayBitsPerPixel(display));
+}
+
 static std::string currentMode()
 {
     return describe(CGDisplayCurrentMode(kCGDirectMainDisplay));
@@ -49,6 +56,11 @@ static void expectNoWindowServer()
     EXPECT_EQ(CGDisplayCurrentMode(kCGDirectMainDisplay), nullptr);
     EXPECT_EQ(CGDisplayCurrentMode(1), nullptr);
     EXPECT_EQ(CGSessionCopyCurrentDictionary(), nullptr);
+    for (CGDirectDisplayID display : {kCGDirectMainDisplay, 1u}) {
+        EXPECT_EQ(CGDisplayPixelsWide(display), 0u);
+        EXPECT_EQ(CGDisplayPixelsHigh(display), 0u);
+        EXPECT_EQ(CGDisplayBitsPerPixel(display), 0u);
+    }
 }
 
 TEST(NoServer, IsAnsweredWithNoneAtOnce)
@@ -90,6 +102,7 @@ TEST_F(XServer, ShowsItsScreen)
     EXPECT_EQ(CGMainDisplayID(), kCGDirectMainDisplay);
     EXPECT_EQ(currentMode(), "1024x768x32@0"); // a virtual screen has no rate
     EXPECT_EQ(CFDictionaryGetCount(CGDisplayCurrentMode(kCGDirectMainDisplay)), 4);
+    EXPECT_EQ(size(), "1024x768x32");
 }
 
 TEST_F(XServer, MayHave16BitsAPixel)
@@ -117,6 +130,9 @@ TEST_F(XServer, HasNoOtherDisplay)
     start("1024x768x24");
     EXPECT_EQ(CGDisplayCurrentMode(kCGNullDirectDisplay), nullptr);
     EXPECT_EQ(CGDisplayCurrentMode(CGMainDisplayID() + 1), nullptr);
+    EXPECT_EQ(CGDisplayPixelsWide(kCGNullDirectDisplay), 0u);
+    EXPECT_EQ(CGDisplayPixelsHigh(CGMainDisplayID() + 1), 0u);
+    EXPECT_EQ(CGDisplayBitsPerPixel(CGMainDisplayID() + 1), 0u);
 }
 
 TEST_F(XServer, LendsItsModeToTheEndOfTheProcess)
@@ -218,9 +234,6 @@ TEST_F(XServer, MayBeAskedFromManyThreads)
 
 #ifdef _XRANDR_H_
 
-// Xlib's and XRandR's functions as macapi has loaded them: this program need not be linked with them.
-#define LOADED(function) reinterpret_cast<decltype(&function)>(dlsym(RTLD_DEFAULT, #function))
-
 static int s_errors;
 static int countError(Display*, XErrorEvent*)
 {
@@ -240,8 +253,7 @@ static RROutput s_primary; // what the server is made to say when it is asked; 0
 
 extern "C" RROutput XRRGetOutputPrimary(Display* display, Window root)
 {
-    const auto real = reinterpret_cast<decltype(&XRRGetOutputPrimary)>(dlsym(RTLD_NEXT, "XRRGetOutputPrimary"));
-    return s_primary ? s_primary : real(display, root);
+    return s_primary ? s_primary : NEXT(XRRGetOutputPrimary)(display, root);
 }
 
 TEST_F(XServer, MayLoseAnOutputBetweenTwoQuestions)
@@ -298,6 +310,7 @@ TEST_F(XServer, IsAskedForItsModeEachTimeAndFormerOnesStayGood)
     EXPECT_EQ(describe(second), "640x480x32@60");
     switchTo(800, 600, 85, 0);
     EXPECT_EQ(currentMode(), "800x600x32@85");
+    EXPECT_EQ(size(), "800x600x32");
     EXPECT_EQ(describe(second), "640x480x32@60");
 }
 

@@ -51,6 +51,14 @@ WATCHED(CFTypeRef, CFBundleGetValueForInfoDictionaryKey, (CFBundleRef b, CFStrin
 WATCHED(CFURLRef, CFBundleCopyResourcesDirectoryURL, (CFBundleRef b), (b))
 WATCHED(CGDirectDisplayID, CGMainDisplayID, (void), ())
 WATCHED(CFDictionaryRef, CGDisplayCurrentMode, (CGDirectDisplayID display), (display))
+WATCHED(size_t, CGDisplayPixelsWide, (CGDirectDisplayID display), (display))
+WATCHED(size_t, CGDisplayPixelsHigh, (CGDirectDisplayID display), (display))
+WATCHED(size_t, CGDisplayBitsPerPixel, (CGDirectDisplayID display), (display))
+WATCHED(CGWindowLevel, CGShieldingWindowLevel, (void), ())
+WATCHED(CGDisplayErr, CGDisplayHideCursor, (CGDirectDisplayID display), (display))
+WATCHED(CGDisplayErr, CGDisplayShowCursor, (CGDirectDisplayID display), (display))
+WATCHED(CGDisplayErr, CGDisplayMoveCursorToPoint, (CGDirectDisplayID display, CGPoint point), (display, point))
+WATCHED(CGError, CGAssociateMouseAndMouseCursorPosition, (boolean_t connected), (connected))
 WATCHED(CFDictionaryRef, CGSessionCopyCurrentDictionary, (void), ())
 WATCHED(OSStatus, LSOpenCFURLRef, (CFURLRef url, CFURLRef* launched), (url, launched))
 WATCHED(OSErr, GetCurrentProcess, (ProcessSerialNumber * process), (process))
@@ -59,6 +67,9 @@ WATCHED(OSErr, FSFindFolder, (short domain, OSType type, Boolean create, FSRef* 
         (domain, type, create, folder))
 WATCHED(OSStatus, FSRefMakePath, (const FSRef* folder, UInt8* path, UInt32 size), (folder, path, size))
 WATCHED(OSErr, Gestalt, (OSType selector, SInt32* response), (selector, response))
+WATCHED(void, GetPort, (GrafPtr * port), (port))
+WATCHED(void, SetPort, (GrafPtr port), (port))
+WATCHED(void, GlobalToLocal, (Point * point), (point))
 
 // Names a constant of its own, too.
 extern "C" const CFStringRef kCFBundleVersionKey = nullptr;
@@ -88,7 +99,21 @@ static void callEverything()
     CFDictionaryRef mode = CGDisplayCurrentMode(CGMainDisplayID());
     int width = 0;
     CFNumberGetValue(static_cast<CFNumberRef>(CFDictionaryGetValue(mode, kCGDisplayWidth)), kCFNumberIntType, &width);
+    CGDisplayPixelsWide(kCGDirectMainDisplay);
+    CGDisplayPixelsHigh(kCGDirectMainDisplay);
+    CGDisplayBitsPerPixel(kCGDirectMainDisplay);
+    CGShieldingWindowLevel();
     CFRelease(CGSessionCopyCurrentDictionary());
+    CGDisplayHideCursor(kCGDirectMainDisplay);
+    CGDisplayShowCursor(kCGDirectMainDisplay);
+    CGDisplayMoveCursorToPoint(kCGDirectMainDisplay, CGPoint{0, 0});
+    CGAssociateMouseAndMouseCursorPosition(false);
+    CGAssociateMouseAndMouseCursorPosition(true);
+    GrafPtr port;
+    GetPort(&port);
+    SetPort(port);
+    Point point = {0, 0};
+    GlobalToLocal(&point);
     CFRelease(CFNumberCreate(kCFAllocatorDefault, kCFNumberIntType, &width));
     CFBooleanGetValue(kCFBooleanTrue);
 

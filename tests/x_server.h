@@ -11,6 +11,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+// A library's function as macapi has loaded it, so that a test program need not be linked with it; and the one behind a
+// function of the same name in the program.
+#define LOADED(function) reinterpret_cast<decltype(&function)>(dlsym(RTLD_DEFAULT, #function))
+#define NEXT(function) reinterpret_cast<decltype(&function)>(dlsym(RTLD_NEXT, #function))
+
 class XServer : public testing::Test {
 protected:
     void SetUp() override

@@ -10,6 +10,9 @@
 
 using namespace macapi;
 
+// GNUstep's highest is the screen saver's, 1000. It hands a window manager known levels as types of window, those of
+// docks, menus or dialogues, which managers place and decorate as they see fit; at any other a window is an ordinary one
+// above those below. There is room left above this for a program's own.
 static const CGWindowLevel sc_shieldingLevel = 2000;
 
 static const Constant<__CFString> s_width("Width");

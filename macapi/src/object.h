@@ -1,34 +1,41 @@
-// What every object begins with: its kind and its reference count.
+// What every object begins with: its class, its kind and its reference count.
 //
 // 1. An object starts with one reference, does not change once it is made, and goes with its last reference.
 // 2. An immortal object takes no notice of references. Constants are immortal, and so is what the system lends to
 //    callers that are known to release it.
-// 3. The exported calls are thin: they look at their arguments, and ask what is declared in these headers. Nothing in
+// 3. In a program with Objective-C an object answers its messages: its first word is its class, as there. So there are
+//    no virtual functions, whose table would be in that place.
+// 4. The exported calls are thin: they look at their arguments, and ask what is declared in these headers. Nothing in
 //    here calls an exported function, since a program may have put its own in front of it.
 #pragma once
+
+#include "macapi/src/bridge.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <utility>
 
 namespace macapi {
 
-enum class Kind { Array, Boolean, Bundle, Data, Date, Dictionary, Number, String, URL };
-
 class Object {
 public:
-    explicit Object(Kind its) : kind(its) {}
-    virtual ~Object() = default;
+    explicit Object(Kind its) : isa(classOf(its)), kind(its) {}
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
 
     void addReference() const;
     void dropReference() const;
-    virtual void makeImmortal() const; // with all it holds; before another thread sees it
+    void makeImmortal() const; // with all it holds; before another thread sees it
+    unsigned int references() const { return m_references.load(std::memory_order_relaxed); } // 0: immortal
 
+    mutable std::atomic<const void*> isa; // null: no messages
     const Kind kind;
+
+protected:
+    ~Object() = default; // by dropReference
 
 private:
     mutable std::atomic<unsigned int> m_references{1}; // 0: immortal
@@ -69,11 +76,22 @@ union Constant {
     const T object;
 };
 
-// The object behind a reference from outside; null when there is none or it is of another kind.
+// The object behind a reference from outside; null when there is none, or it is none of ours but, say, AppKit's.
+inline const Object* ours(CFTypeRef reference)
+{
+    const Object* object = static_cast<const Object*>(reference);
+    if (!object || reinterpret_cast<uintptr_t>(object) % alignof(Object) != 0) {
+        return nullptr;
+    }
+    const void* its = object->isa.load(std::memory_order_relaxed);
+    return !its || isClassOfOurs(its) ? object : nullptr;
+}
+
+// The same; null also when it is of another kind.
 template <class T>
 const T* as(CFTypeRef reference)
 {
-    const Object* object = static_cast<const Object*>(reference);
+    const Object* object = ours(reference);
     return object && object->kind == T::sc_kind ? static_cast<const T*>(object) : nullptr;
 }
 

@@ -12,22 +12,6 @@ using namespace macapi;
 static const Constant<__CFBoolean> s_true(true);
 static const Constant<__CFBoolean> s_false(false);
 
-void __CFArray::makeImmortal() const
-{
-    Object::makeImmortal();
-    for (const Ref<Object>& item : items) {
-        item->makeImmortal();
-    }
-}
-
-void __CFDictionary::makeImmortal() const
-{
-    Object::makeImmortal();
-    for (const auto& [key, value] : entries) {
-        value->makeImmortal();
-    }
-}
-
 const Object* __CFDictionary::find(const std::string& key) const
 {
     const auto entry = entries.find(key);
@@ -98,25 +82,25 @@ static bool store(T value, bool exact, void* out)
 }
 
 template <class T>
-static bool storeReal(const __CFNumber* number, void* out)
+static bool storeReal(const __CFNumber& number, void* out)
 {
-    if (number->isReal) {
-        const T value = static_cast<T>(number->real);
-        return store(value, std::isnan(number->real) || value == number->real, out);
+    if (number.isReal) {
+        const T value = static_cast<T>(number.real);
+        return store(value, std::isnan(number.real) || value == number.real, out);
     }
     // 2^64, which a rounded magnitude can come to, does not go back into one.
-    const T size = static_cast<T>(number->magnitude);
-    const bool exact = size < static_cast<T>(0x1p64) && static_cast<uint64_t>(size) == number->magnitude;
-    return store(number->negative ? -size : size, exact, out);
+    const T size = static_cast<T>(number.magnitude);
+    const bool exact = size < static_cast<T>(0x1p64) && static_cast<uint64_t>(size) == number.magnitude;
+    return store(number.negative ? -size : size, exact, out);
 }
 
 template <class T>
-static bool storeInteger(const __CFNumber* number, void* out)
+static bool storeInteger(const __CFNumber& number, void* out)
 {
     const T least = std::numeric_limits<T>::min();
     const T most = std::numeric_limits<T>::max();
-    if (number->isReal) {
-        const double real = number->real;
+    if (number.isReal) {
+        const double real = number.real;
         if (std::isnan(real)) {
             return store<T>(0, false, out);
         }
@@ -126,13 +110,13 @@ static bool storeInteger(const __CFNumber* number, void* out)
         }
         return store(static_cast<T>(real), real == std::trunc(real), out);
     }
-    const uint64_t limit = static_cast<uint64_t>(most) + (number->negative ? 1 : 0);
-    if (number->magnitude > limit) {
-        return store(number->negative ? least : most, false, out);
+    const uint64_t limit = static_cast<uint64_t>(most) + (number.negative ? 1 : 0);
+    if (number.magnitude > limit) {
+        return store(number.negative ? least : most, false, out);
     }
     // -(magnitude - 1) - 1 reaches the least number without passing its positive, which there is none of.
-    return store(static_cast<T>(number->negative ? -static_cast<T>(number->magnitude - 1) - 1
-                                                 : static_cast<T>(number->magnitude)),
+    return store(static_cast<T>(number.negative ? -static_cast<T>(number.magnitude - 1) - 1
+                                                : static_cast<T>(number.magnitude)),
                  true, out);
 }
 
@@ -160,12 +144,8 @@ CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType type, const void* value)
     return nullptr;
 }
 
-Boolean CFNumberGetValue(CFNumberRef reference, CFNumberType type, void* value)
+bool macapi::readNumber(const __CFNumber& number, CFNumberType type, void* value)
 {
-    const __CFNumber* number = as<__CFNumber>(reference);
-    if (!number || !value) {
-        return false;
-    }
     switch (storageOf(type)) {
     case Storage::Int8:
         return storeInteger<int8_t>(number, value);
@@ -183,6 +163,12 @@ Boolean CFNumberGetValue(CFNumberRef reference, CFNumberType type, void* value)
         break;
     }
     return false;
+}
+
+Boolean CFNumberGetValue(CFNumberRef reference, CFNumberType type, void* value)
+{
+    const __CFNumber* number = as<__CFNumber>(reference);
+    return number && value && readNumber(*number, type, value);
 }
 
 const CFBooleanRef kCFBooleanTrue = &s_true.object;
@@ -203,6 +189,6 @@ CFIndex CFDictionaryGetCount(CFDictionaryRef reference)
 const void* CFDictionaryGetValue(CFDictionaryRef reference, const void* key)
 {
     const __CFDictionary* dictionary = as<__CFDictionary>(reference);
-    const __CFString* name = as<__CFString>(key);
-    return dictionary && name ? dictionary->find(name->text) : nullptr;
+    const std::optional<std::string> name = textOf(key);
+    return dictionary && name ? dictionary->find(*name) : nullptr;
 }

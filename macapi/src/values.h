@@ -55,7 +55,6 @@ struct __CFArray final : macapi::Object {
     using Items = std::vector<macapi::Ref<Object>>;
 
     explicit __CFArray(Items its) : Object(sc_kind), items(std::move(its)) {}
-    void makeImmortal() const override;
 
     const Items items;
 };
@@ -65,7 +64,6 @@ struct __CFDictionary final : macapi::Object {
     using Entries = std::map<std::string, macapi::Ref<Object>>; // keys as in __CFString
 
     explicit __CFDictionary(Entries its) : Object(sc_kind), entries(std::move(its)) {}
-    void makeImmortal() const override;
 
     const Object* find(const std::string& key) const; // lent; null when there is none
 
@@ -75,6 +73,10 @@ struct __CFDictionary final : macapi::Object {
 namespace macapi {
 
 Ref<__CFNumber> makeInteger(int64_t value);
+
+// As CFNumberGetValue.
+bool readNumber(const __CFNumber& number, CFNumberType type, void* value);
+
 Ref<__CFBoolean> makeBoolean(bool value); // one of the only two there are
 
 } // namespace macapi

@@ -1,4 +1,5 @@
 // A host without X11: nobody has a display.
+#include "macapi/src/keys.h"
 #include "macapi/src/windowserver.h"
 
 namespace macapi {
@@ -31,6 +32,11 @@ bool moveCursor(double, double)
 bool tieCursor(bool)
 {
     return false;
+}
+
+unsigned short virtualKeyOf(unsigned int)
+{
+    return sc_noKey;
 }
 
 } // namespace macapi

@@ -1,6 +1,7 @@
 // The window server is an X server.
 #include "macapi/src/windowserver_x11.h"
 
+#include "macapi/src/keys.h"
 #include "macapi/src/windowserver.h"
 
 #include <X11/extensions/Xrandr.h>
@@ -65,6 +66,7 @@ static bool connected()
 Visit::Visit() : m_lock(s_mutex), m_connected(connected())
 {
     if (m_connected) {
+        translateKeyEvents();
         s_errors = 0;
         s_formerErrors = XSetErrorHandler(onError);
         s_formerLoss = XSetIOErrorHandler(onLoss);

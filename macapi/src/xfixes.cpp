@@ -43,8 +43,9 @@ void fence(const Visit& visit, int x, int y)
     // A barrier runs between two pixels, in front of the one that has its number. These cross the whole screen, so
     // that there is no way around their ends.
     Display* const display = visit.display();
-    const int end = 0x7fff; // of what the protocol can name
-    const int lines[4][4] = {{x, 0, x, end}, {x + 1, 0, x + 1, end}, {0, y, end, y}, {0, y + 1, end, y + 1}};
+    const int far = 0x7fff; // the most that the protocol can name
+    const int lines[4][4] = {
+        {x, -far, x, far}, {x + 1, -far, x + 1, far}, {-far, y, far, y}, {-far, y + 1, far, y + 1}};
     for (int i = 0; i < 4; i++) {
         const int* line = lines[i];
         s_fence[i] =

@@ -16,7 +16,9 @@ HOLDS(booleans, sizeof(Boolean) == 1 && sizeof(UInt8) == 1 && sizeof(SInt8) == 1
 HOLDS(shorts, sizeof(UInt16) == 2 && sizeof(SInt16) == 2 && sizeof(OSErr) == 2);
 HOLDS(longs, sizeof(UInt32) == 4 && sizeof(SInt32) == 4 && sizeof(OSStatus) == 4 && sizeof(OSType) == 4);
 HOLDS(indexes, sizeof(CFIndex) == sizeof(void*) && sizeof(CFStringEncoding) == 4);
-HOLDS(displays, sizeof(CGDirectDisplayID) == 4);
+HOLDS(displays, sizeof(CGDirectDisplayID) == 4 && sizeof(CGError) == 4 && sizeof(CGWindowLevel) == 4);
+HOLDS(coordinates, sizeof(CGFloat) == sizeof(void*) && sizeof(CGPoint) == 2 * sizeof(CGFloat));
+HOLDS(drawing, sizeof(Point) == 4 && sizeof(Rect) == 8);
 HOLDS(processes, sizeof(ProcessSerialNumber) == 8);
 HOLDS(references, sizeof(FSRef) == 80);
 

@@ -284,8 +284,9 @@ TEST_P(AnyScreen, AWindowIsMadeShownAndSwitched)
     const int x = (screenWidth - 800) / 2; // 112 on a screen 1025 wide, too
     EXPECT_EQ(contentOf(framed), describe(NSMakeRect(x, screenHeight - (screenHeight / 8 + 600), 800, 600)));
     const std::string place = std::to_string(x) + " " + std::to_string(screenHeight / 8) + " 800 600";
-    EXPECT_TRUE(waitFor([&] { return onScreen(framed) == place && pixel(0, screenHeight - 1) != 0; }))
-        << onScreen(framed);
+    EXPECT_TRUE(waitFor([&] {
+        return onScreen(framed) == place && pixel(x + 400, screenHeight / 2) == 0 && pixel(1, 1) != 0;
+    })) << onScreen(framed);
     photograph("framed");
 
     int width = 0;

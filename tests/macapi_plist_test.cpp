@@ -169,10 +169,10 @@ TEST(Plist, Strings)
         {"<string>caf\xc3\xa9</string>", "<string>café</string>"},
         {"<string>a<![CDATA[<b>&amp;]]>c</string>", "<string>a&lt;b&gt;&amp;amp;c</string>"},
         {"<string>a<!-- no <b> -->c<?no d?>e</string>", "<string>ace</string>"},
-        {"<string>a\r\nb\rc\n</string>", "<string>a\nb\nc\n</string>"},  // XML's idea of a line's end
-        {"<string>a&#13;&#10;b</string>", "<string>a&#13;\nb</string>"}, // a carriage return that is meant
-        {"<string>&#1;&#xFFFE;</string>", "<string>&#1;&#65534;</string>"},
-        {"<string>&nbsp;</string>", ""}, // XML knows five names
+        {"<string>a\r\nb\rc\n</string>", "<string>a\nb\nc\n</string>"},    // XML's idea of a line's end
+        {"<string>a&#13;&#10;b</string>", "<string>a&#13;\nb</string>"},   // a carriage return that is meant
+        {"<string>&#1;&#xFFFE;</string>", "<string>\\␁\\\ufffc</string>"}, // what XML cannot hold, by its picture
+        {"<string>&nbsp;</string>", ""},                                   // XML knows five names
         {"<string>&lt</string>", ""},
         {"<string>&</string>", ""},
         {"<string>&#0;</string>", ""},
@@ -241,6 +241,61 @@ TEST(Plist, Booleans)
         {"<true>yes</true>", ""},
         {"<True/>", ""},
     });
+}
+
+static std::string stringOf(const std::string& value)
+{
+    const Ref<Object> string = readPlist(whole("<string>" + value + "</string>"));
+    return as<__CFString>(string.get()) ? as<__CFString>(string.get())->text : "does not parse";
+}
+
+static std::string formOf(const std::string& text)
+{
+    std::string written;
+    const size_t before = whole("<string></string>").find("</string>");
+    writePlist(*make<__CFString>(text), &written);
+    return written.substr(before, written.find("</string>") - before);
+}
+
+TEST(Plist, WhatXmlCannotHoldIsAPictureBehindABackslash)
+{
+    const std::pair<const char*, const char*> cases[] = {
+        {"\x01", "\\␁"},
+        {"a\x1f\x0b", "a\\␟\\␋"},
+        {"\t\n\x7f\xc2\x80", "\t\n\x7f\xc2\x80"}, // it can hold these
+        {"\ufffe\uffff", "\\\ufffc\\\ufffd"},
+        {"␁", "␁"}, // a picture alone is itself
+        {"\\␁", "\\\\␁"},
+        {"\\\x01", "\\\\\\␁"},
+        {"\\\\␁", "\\\\\\\\␁"},
+        {"\\", "\\"}, // and so are backslashes
+        {"\\\\ ␁", "\\\\ ␁"},
+        {"\\␉\\␊\\␍\\␀\\␠\\␡", "\\␉\\␊\\␍\\␀\\␠\\␡"}, // of characters that need none
+        {"\x01\\\x02␃", "\\␁\\\\\\␂␃"},
+    };
+    for (const auto& [text, form] : cases) {
+        EXPECT_EQ(formOf(text), form);
+        EXPECT_EQ(stringOf(form), text) << form;
+    }
+    EXPECT_EQ(rewritten(whole("<dict><key>\\␁</key><true/><key>&#2;</key><true/></dict>")),
+              whole("<dict>\n\t<key>\\␁</key>\n\t<true/>\n\t<key>\\␂</key>\n\t<true/>\n</dict>\n"));
+}
+
+TEST(Plist, EveryTextHasOneFormAndEveryFormOneText)
+{
+    const std::vector<std::string> pieces = {"\\", "\\", "␁", "␟", "\ufffc", "a", " "};
+    const std::vector<std::string> unheld = {"\x01", "\x1f", "\ufffe"};
+    std::mt19937 random(1024);
+    for (int turn = 0; turn < 20000; turn++) {
+        std::string text;
+        std::string form;
+        for (unsigned int length = random() % 8; length > 0; length--) {
+            form += pieces[random() % pieces.size()];
+            text += random() % 3 == 0 ? unheld[random() % unheld.size()] : pieces[random() % pieces.size()];
+        }
+        ASSERT_EQ(stringOf(formOf(text)), text);
+        ASSERT_EQ(formOf(stringOf(form)), form);
+    }
 }
 
 TEST(Plist, ArraysAndDictionaries)

@@ -451,3 +451,22 @@ TEST(Preferences, WhatWasNotSynchronisedGoesWithTheProcess)
     EXPECT_EQ(elsewhere([] { return appValue("Player") + appValue("Level"); }), "(none)3");
     EXPECT_EQ(appValue("Player"), "Anna");
 }
+
+TEST(Preferences, ACopyThatCanNotBeReadIsNotGivenUpForADamagedFile)
+{
+    const Domain domain = {sc_app, kCFPreferencesCurrentUser, kCFPreferencesAnyHost};
+    set(domain, "key", "old");
+    ASSERT_TRUE(synchronize(domain));
+    const fs::path file = fs::path(getenv("MACAPI_USER_LIBRARY")) / "Preferences" / "com.example.game.plist";
+    const fs::path copy = file.string() + ".bak";
+    fs::rename(copy, "copy");
+    fs::create_symlink(copy.filename(), copy); // leads to itself
+    std::ofstream(file) << "garbage";
+
+    set(domain, "key", "new");
+    EXPECT_FALSE(synchronize(domain)); // this would have been the only key from here on
+    fs::rename("copy", copy);
+    EXPECT_EQ(value(domain, "key"), "old");
+    set(domain, "key", "new");
+    EXPECT_TRUE(synchronize(domain));
+}

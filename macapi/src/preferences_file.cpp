@@ -104,7 +104,11 @@ static PreferencesContents repaired(const std::string& path)
         return damaged(path);
     }
     std::string last;
-    const bool copied = readFile(path + ".bak", &last) == 0 && as<__CFDictionary>(readPlist(last).get());
+    const int error = readFile(path + ".bak", &last);
+    if (error != 0 && error != ENOENT && error != EINVAL && error != EFBIG) {
+        return damaged(path); // it may be in the best of order, and the next write would put another in its place
+    }
+    const bool copied = error == 0 && as<__CFDictionary>(readPlist(last).get());
     if (copied ? !replaceFile(path, last, rightsOf(contents.status)) : unlink(path.c_str()) != 0 && errno != ENOENT) {
         return damaged(path);
     }

@@ -328,6 +328,19 @@ TEST(PreferencesFile, KeepsTheModeItWasGiven)
     EXPECT_EQ(modeOf(sc_file), 0640);
 }
 
+TEST(PreferencesFile, StaysItsOwnersWhenTheSystemsUserWritesIt)
+{
+    makeStore();
+    if (chown(sc_file, 1234, 5678) != 0) {
+        GTEST_SKIP() << "nobody else can give a file away";
+    }
+    EXPECT_TRUE(write("Level", "4"));
+    struct stat status;
+    ASSERT_EQ(stat(sc_file, &status), 0);
+    EXPECT_EQ(status.st_uid, 1234u);
+    EXPECT_EQ(status.st_gid, 5678u);
+}
+
 TEST(PreferencesFile, ALinkIsWrittenThrough)
 {
     fs::create_directories("MACAPI_USER_LIBRARY/Preferences");
@@ -389,6 +402,23 @@ TEST(PreferencesFile, MayLoseItsLastValue)
     setPreference(sc_game, "Player", nullptr);
     EXPECT_TRUE(synchronizePreferences(sc_game));
     EXPECT_EQ(contentsOf(sc_file), plistOf(""));
+}
+
+TEST(PreferencesFile, WhatNestsTooDeepIsNotTaken)
+{
+    Ref<Object> value = makeBoolean(true);
+    for (int depth = 2; depth < sc_plistDepth; depth++) {
+        __CFArray::Items items;
+        items.push_back(std::move(value));
+        value = make<__CFArray>(std::move(items));
+    }
+    setPreference(sc_game, "Deep", share(value.get()));
+    __CFArray::Items items;
+    items.push_back(std::move(value));
+    setPreference(sc_game, "Deeper", make<__CFArray>(std::move(items)));
+    EXPECT_TRUE(synchronizePreferences(sc_game));
+    EXPECT_EQ(::value("Deep"), "(no string)");
+    EXPECT_EQ(::value("Deeper"), "(none)");
 }
 
 TEST(PreferencesFile, WhatIsTooLargeToReadBackIsNotWritten)
@@ -489,6 +519,13 @@ TEST(PreferencesStore, WithNothingPendingNothingIsWritten)
 {
     makeStore();
     EXPECT_EQ(callsDuring({}, [] { EXPECT_TRUE(synchronizePreferences(sc_game)); }), 0);
+}
+
+TEST(PreferencesStore, AWriteWaitsForItsFileAndItsFolderAndForEveryFolderItMakes)
+{
+    setenv("MACAPI_USER_LIBRARY", fs::absolute("not/there").c_str(), 1);
+    EXPECT_EQ(callsDuring({"fsync"}, [] { EXPECT_TRUE(write("Player", "Anna")); }), 2 + 3);
+    EXPECT_EQ(callsDuring({"fsync"}, [] { EXPECT_TRUE(write("Player", "Bea")); }), 2);
 }
 
 static void writeMany(int writer)

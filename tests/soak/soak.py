@@ -144,6 +144,14 @@ def calls_of(scenario):
     return calls
 
 
+def look_at_order():
+    """Only a file that is on the disk takes the old one's place, and the folder's turn comes last."""
+    names = [name for name, _ in calls_of("some")]
+    renamed = names.index("rename")
+    if "fsync" not in names[:renamed] or "fsync" not in names[renamed:]:
+        fail(f"the order of calls is no good: {' '.join(names)}")
+
+
 def injected(scenario, name, number, what):
     """Runs a write whose call of that name and number meets what; the store, and how the writer ended."""
     store = Store(parent, scenario)
@@ -209,6 +217,8 @@ def fail_each_call(scenario, errors):
             fail(f"{scenario}, {what}: it ended with {status}")
         if error == "EINTR" and name in INTERRUPTIBLE and status != 0:
             fail(f"{scenario}, {what}: it gave up")
+        if error != "EINTR" and name == "fsync" and scenario == "some" and status != 3:
+            fail(f"{scenario}, {what}: it said that the value is on the disk")
         state = store.look(what, written=status == 0)
         store.remove()
         return state, status
@@ -336,6 +346,7 @@ def may_trace():
 
 
 def soak(short):
+    look_at_order()
     scenarios = ["some", "damaged"] if short else ["fresh", "some", "damaged", "large"]
     for scenario in scenarios:
         if not short or scenario == "some":

@@ -84,7 +84,7 @@ namespace macapi {
 
 int makeFolder(const std::string& path)
 {
-    for (size_t end = 0; end != path.npos;) {
+    for (size_t end = isFolder(path) ? path.npos : 0; end != path.npos;) {
         end = path.find('/', end + 1);
         const std::string part = path.substr(0, end);
         if (mkdir(part.c_str(), 0755) == 0) {

@@ -7,6 +7,7 @@
 
 #include "macapi/src/ascii.h"
 #include "macapi/src/encoding.h"
+#include "macapi/src/plist_pictures.h"
 #include "macapi/src/values.h"
 
 #include <algorithm>
@@ -39,6 +40,27 @@ static std::string_view trimmed(std::string_view text)
 {
     const size_t first = text.find_first_not_of(sc_space);
     return first == text.npos ? std::string_view() : text.substr(first, text.find_last_not_of(sc_space) + 1 - first);
+}
+
+// The text that a string or a key of the file stands for.
+static std::string unpictured(std::string text)
+{
+    if (text.find('\\') == text.npos) {
+        return text;
+    }
+    std::string result;
+    size_t backslashes = 0; // just before the character
+    for (size_t position = 0; position < text.size();) {
+        const char32_t character = nextCharacter(text, &position);
+        if (const char32_t pictured = picturedBy(character)) {
+            result.resize(result.size() - (backslashes + 1) / 2);
+            appendCharacter(&result, backslashes % 2 == 1 ? pictured : character);
+        } else {
+            appendCharacter(&result, character);
+        }
+        backslashes = character == '\\' ? backslashes + 1 : 0;
+    }
+    return result;
 }
 
 // Decimal or 0x and hexadecimal, with or without a sign.
@@ -437,7 +459,7 @@ Ref<Object> Reader::takeDictionary(const Tag& tag, int depth)
         if (!value) {
             return nullptr;
         }
-        entries[std::move(key)] = std::move(value); // of two entries with one key the later counts
+        entries[unpictured(std::move(key))] = std::move(value); // of two entries with one key the later counts
     }
     if (!tag.empty && !takeClosing(tag.name)) {
         return nullptr;
@@ -463,7 +485,7 @@ Ref<Object> Reader::takeValue(int depth)
         return nullptr;
     }
     if (tag.name == "string") {
-        return make<__CFString>(std::move(text));
+        return make<__CFString>(unpictured(std::move(text)));
     }
     if (tag.name == "integer") {
         return integerFrom(trimmed(text));

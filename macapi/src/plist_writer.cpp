@@ -2,6 +2,7 @@
 #include "macapi/src/plist.h"
 
 #include "macapi/src/encoding.h"
+#include "macapi/src/plist_pictures.h"
 #include "macapi/src/values.h"
 
 #include <charconv>
@@ -10,26 +11,33 @@
 
 namespace macapi {
 
-// A character that XML cannot hold as it stands goes as its number, and so does a carriage return, which readers
-// would take for a line's end.
+// A carriage return goes as its number, since readers would take it for a line's end.
 static std::string escaped(const std::string& text)
 {
     std::string result;
+    size_t backslashes = 0; // just before the character
     for (size_t position = 0; position < text.size();) {
         const size_t start = position;
         const char32_t character = nextCharacter(text, &position);
-        if (character == '<') {
+        const char32_t picture = pictureOf(character);
+        if (picture != 0) {
+            result.append(backslashes + 1, '\\');
+            appendCharacter(&result, picture);
+        } else if (character == '<') {
             result += "&lt;";
         } else if (character == '>') {
             result += "&gt;";
         } else if (character == '&') {
             result += "&amp;";
-        } else if ((character < 0x20 && character != '\t' && character != '\n') || character == 0xfffe ||
-                   character == 0xffff) {
-            result += "&#" + std::to_string(static_cast<unsigned int>(character)) + ";";
+        } else if (character == '\r') {
+            result += "&#13;";
         } else {
+            if (picturedBy(character) != 0) {
+                result.append(backslashes, '\\');
+            }
             result.append(text, start, position - start);
         }
+        backslashes = character == '\\' ? backslashes + 1 : 0;
     }
     return result;
 }

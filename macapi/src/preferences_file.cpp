@@ -150,15 +150,11 @@ Ref<__CFDictionary> changed(const __CFDictionary& values, const PreferencesChang
     return make<__CFDictionary>(std::move(entries));
 }
 
-// The text of the file with the changes made; empty when there is none that could be written.
-static std::string textOf(const PreferencesContents& contents, const PreferencesChanges& changes)
+// Empty where it has no place in a file.
+static std::string textOf(const __CFDictionary& values)
 {
     std::string text;
-    const bool known = contents.state == PreferencesState::Good || contents.state == PreferencesState::Missing;
-    if (!known || !writePlist(*changed(*contents.values, changes), &text)) {
-        return "";
-    }
-    return text.size() <= static_cast<size_t>(sc_mostBytes) ? text : "";
+    return writePlist(values, &text) && text.size() <= static_cast<size_t>(sc_mostBytes) ? text : "";
 }
 
 bool changePreferencesFile(const std::string& path, const PreferencesChanges& changes, PreferencesUser user)
@@ -172,14 +168,18 @@ bool changePreferencesFile(const std::string& path, const PreferencesChanges& ch
         return false;
     }
     const PreferencesContents now = repaired(file);
-    const std::string text = textOf(now, changes);
-    if (text.empty()) {
+    const bool there = now.state == PreferencesState::Good;
+    if (!there && now.state != PreferencesState::Missing) {
         return false;
     }
-    const bool there = now.state == PreferencesState::Good;
+    const Ref<__CFDictionary> values = changed(*now.values, changes);
+    if (!there && values->entries.empty()) {
+        return true; // what is to be removed never was
+    }
+    const std::string text = textOf(*values);
     const mode_t mode = user == PreferencesUser::Any ? 0644 : 0600;
     const FileRights rights = there ? rightsOf(now.status) : FileRights{mode, geteuid(), getegid()};
-    if (!replaceFile(file, text, rights)) {
+    if (text.empty() || !replaceFile(file, text, rights)) {
         return false;
     }
     writeNewFile(file + ".bak", text, rights, false); // one that a loss of power cuts short does not parse either

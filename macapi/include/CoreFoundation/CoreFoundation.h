@@ -143,12 +143,13 @@ extern const CFStringRef kCFPreferencesCurrentHost;
 extern const CFStringRef kCFPreferencesAnyUser; // the machine's folder
 extern const CFStringRef kCFPreferencesCurrentUser;
 
-// An application's value for the current user: the first of its own domains and then those of any application that
-// has one. Null when none has.
+// An application's value for the current user: of the user's domains and then the machine's, and of each its own and
+// then those of any application, and of each this host's and then those for any, the first that has one. Null when none
+// has.
 CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef application);
 
-// The value as a whole number; *valid, where it is asked for, says whether there was one: a number, or a string that
-// reads as one.
+// The value as a whole number; *valid, where it is asked for, says whether there was one: a number, which loses its
+// fraction, a boolean, or a string of an optional sign and decimal digits. 0 for one that is too large.
 CFIndex CFPreferencesGetAppIntegerValue(CFStringRef key, CFStringRef application, Boolean* valid);
 
 // Sets, or with null removes, a value of the current user's for any host. It is kept in the process until it is

@@ -125,7 +125,9 @@ TEST_F(PreferencesWatch, AMissingIniFileIsSaidOnceForEachRead)
 
 TEST_F(PreferencesWatch, WithoutAPathNothingIsOpened)
 {
-    Preferences().init(nullptr); // those that end forget the path for all
+    {
+        const Preferences others;
+    } // which end, and forget the path for all
     EXPECT_STREQ(preferences.read("Video", "width", "800"), "800");
     EXPECT_EQ(takeMessages(), "4 Preferences File Missing: \f");
     EXPECT_EQ(takeLog(), "string Video/width = #1, copy #1 of this application = null, release #1");

@@ -10,14 +10,17 @@ endif()
 find_package(Threads REQUIRED)
 
 # -ffp-contract=off: single-precision formulas are computed as written on every host.
-# _FILE_OFFSET_BITS: a 32-bit program reads folders of large file systems too.
+# _FILE_OFFSET_BITS: a 32-bit program reads folders of large file systems too. A 64-bit one does so anyway, and there the
+# system's functions keep the names under which a test puts its own in front.
 # -fsemantic-interposition: a program may put its own function in front of any that a library exports, and is called by
 # the library as well. With GNU's compiler that goes without saying.
 # -Wno-format-truncation: texts that don't fit a fixed buffer are cut, by design.
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -ffp-contract=off)
 add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-format-truncation>)
 add_compile_options($<$<CXX_COMPILER_ID:Clang>:-fsemantic-interposition>)
-add_compile_definitions(_FILE_OFFSET_BITS=64)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    add_compile_definitions(_FILE_OFFSET_BITS=64)
+endif()
 if(CORE_WERROR)
     add_compile_options(-Werror)
 endif()

@@ -18,7 +18,8 @@ typedef char Path[260];
 static int (*select_func)(const char*);
 static int (*compare_func)(const void*, const void*);
 
-// Systems differ in whether these take pointers to const, or to anything. So scandir's own declaration says.
+// What scandir calls instead. Systems differ in whether its callbacks take pointers to const or not, or to anything; these
+// take what its declaration here says.
 template <typename Entry>
 static int scandir_select(Entry* entry)
 {
@@ -58,7 +59,7 @@ struct Prefix_s {
     char text[1024 + 1] = "";
     size_t length; // of what fits into a path
 
-    // The folder is converted's bytes long, as path is, too, as long as the file library changes no lengths.
+    // Both lengths are the same, as long as the game's file library keeps to that when it converts a path.
     Prefix_s(const char* path, size_t convertedLength)
     {
         strcpy(text, path);

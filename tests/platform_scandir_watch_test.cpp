@@ -237,7 +237,11 @@ TEST(ScanDirWatch, AConvertedPathOfAnotherLengthDoesNoHarm)
         EXPECT_EQ(scan("unit", &first), 1);
         EXPECT_EQ(scan("", &first), 1);
     }
-    s_converted = "un"; // the slash goes where the converted path ends
+    // Where the converted path ends is where a slash is looked for, and put.
+    s_converted = "un";
     scan("unit", &first);
     EXPECT_EQ(first, "un/one");
+    s_converted = "un/";
+    scan("un/it", &first);
+    EXPECT_EQ(first, "un/itone");
 }

@@ -50,45 +50,51 @@ static bool load(const std::string& folder, GameData* data)
     return true;
 }
 
-static Scene sceneOf(const GameMemory& memory, const Campaign& campaign, unsigned int frame, unsigned int frames,
-                     const Input& input)
+// What moves with each frame.
+struct Game {
+    GameMemory& memory;
+    const BankPlans& banks;
+    Campaign campaign;
+    Replay scripts;
+    Replay records;
+};
+
+static Scene sceneOf(const Game& game, unsigned int frame, unsigned int frames, const Input& input)
 {
-    Scene scene = {frame + 1, frames, campaign, {}, input};
-    for (int bank = 0; bank < memory.count(); ++bank) {
-        scene.banks.push_back(ReadBankBar(memory, bank, sc_barCells));
+    Scene scene = {frame + 1, frames, game.campaign, {}, input};
+    for (int bank = 0; bank < game.memory.count(); ++bank) {
+        scene.banks.push_back(ReadBankBar(game.memory, bank, sc_barCells));
     }
     return scene;
 }
 
 // Until the last frame, or until the player has had enough.
-static bool playFrames(const GameMemory& memory, unsigned int frames, const BankPlans& banks, Campaign& campaign,
-                       Replay& scripts, Replay& records, Screen& screen)
+static bool playFrames(Game& game, unsigned int frames, Screen& screen)
 {
     Progress progress(frames);
     for (unsigned int frame = 0; frame < frames && !screen.isLeft(); ++frame) {
-        campaign.playFrame();
-        progress.show(frame, campaign.status());
-        if (!scripts.playFrame(frame) || !records.playFrame(frame)) {
+        game.campaign.playFrame();
+        progress.show(frame, game.campaign.status());
+        if (!game.scripts.playFrame(frame) || !game.records.playFrame(frame)) {
             return false;
         }
         if (screen.isOpen()) {
-            screen.show(sceneOf(memory, campaign, frame, frames, screen.input()));
+            screen.show(sceneOf(game, frame, frames, screen.input()));
         }
-        g_MemoryPtr->free(banks.frameBank, nullptr); // the frame is over: forget everything in it
+        g_MemoryPtr->free(game.banks.frameBank, nullptr); // the frame is over: forget everything in it
     }
     return true;
 }
 
 // The player may change the kind of window; the next run begins as this one has ended.
-static bool playInWindow(const GameMemory& memory, unsigned int frames, const BankPlans& banks, Campaign& campaign,
-                         Replay& scripts, Replay& records, Settings* settings)
+static bool playOnScreen(Game& game, unsigned int frames, Settings* settings)
 {
     const bool fullScreen = settings->number(SETTING_FULL_SCREEN) != 0;
     Screen screen(settings->number(SETTING_WIDTH), settings->number(SETTING_HEIGHT), fullScreen);
     if (!screen.isOpen()) {
         ReportNoScreen();
     }
-    const bool isWell = playFrames(memory, frames, banks, campaign, scripts, records, screen);
+    const bool isWell = playFrames(game, frames, screen);
     if (screen.isOpen() && screen.input().isFullScreen != fullScreen) {
         settings->choose(SETTING_FULL_SCREEN, fullScreen ? "0" : "1");
     }
@@ -130,27 +136,29 @@ static int play(GameMemory& memory, const BankPlans& banks, const GameData& data
     if (!load(options.folder, sc_scripts, &scriptSession) || !load(options.folder, sc_records, &recordSession)) {
         return sc_noGame;
     }
-    Replay scripts(sc_scripts, scriptSession, banks);
-    Replay records(sc_records, recordSession, banks);
-    for (const Replay* replay : {&scripts, &records}) {
+    Game game = {memory,
+                 banks,
+                 {data.levels(), banks},
+                 {sc_scripts, scriptSession, banks},
+                 {sc_records, recordSession, banks}};
+    for (const Replay* replay : {&game.scripts, &game.records}) {
         if (!replay->hasBanks()) {
             ReportHomelessBlocks(replay->name());
             return sc_noGame;
         }
     }
-    Campaign campaign(data.levels(), banks);
     const unsigned int begin = Platform::GetTime();
-    if (!playInWindow(memory, options.frames, banks, campaign, scripts, records, settings)) {
+    if (!playOnScreen(game, options.frames, settings)) {
         return sc_damaged;
     }
     const unsigned int time = Platform::GetTime() - begin; // milliseconds
-    ReportPlayed(scripts.operationsPlayed() + records.operationsPlayed(), time / 1000.0);
-    ReportBattles(campaign, options.details);
+    ReportPlayed(game.scripts.operationsPlayed() + game.records.operationsPlayed(), time / 1000.0);
+    ReportBattles(game.campaign, options.details);
     ReportBanks(memory);
     const std::vector<LivePlace> places = FindLiveBlocks(memory);
     ReportLiveBlocks(places);
-    const bool sound = banksCheckOut(memory, false) && liveBlocksMatch(places, scripts) &&
-                       liveBlocksMatch(places, records) && scripts.freeAll() && records.freeAll();
+    const bool sound = banksCheckOut(memory, false) && liveBlocksMatch(places, game.scripts) &&
+                       liveBlocksMatch(places, game.records) && game.scripts.freeAll() && game.records.freeAll();
     return sound ? sc_allIsWell : sc_damaged;
 }
 

@@ -1,5 +1,6 @@
 // What the demo shows: banks as bars, and the picture they are part of.
 #include "demo/scene.h"
+#include "demo_game.h"
 
 #include <gtest/gtest.h>
 
@@ -88,16 +89,6 @@ class Layout : public testing::Test {
 protected:
     Layout()
     {
-        m_memory.defineCoreBank();
-        m_memory.start();
-        m_kind.health = 10;
-        m_levels.resize(1);
-        m_levels[0].title = "The Ford";
-        m_levels[0].width = 60;
-        m_levels[0].height = 24;
-        m_levels[0].frames = 5;
-        m_levels[0].squads = {{0, &m_kind, 3, 0, 0, 4}, {1, &m_kind, 3, 60, 24, 4}};
-        m_campaign.playFrame();
         m_banks.resize(2);
         m_banks[0].name = "half";
         m_banks[0].size = 4096;
@@ -111,7 +102,7 @@ protected:
 
     Picture layOut(float width, float height)
     {
-        return LayOut({7, 280, m_campaign, m_banks, m_input}, width, height);
+        return LayOut({7, 280, m_game.campaign(), m_banks, m_input}, width, height);
     }
 
     bool shows(const std::string& text)
@@ -121,11 +112,7 @@ protected:
                            [&](const Label& label) { return label.text == text; });
     }
 
-    GameMemory m_memory;
-    UnitKind m_kind;
-    std::vector<Level> m_levels;
-    BankPlans m_plans;
-    Campaign m_campaign{m_levels, m_plans};
+    DemoGame m_game;
     std::vector<BankBar> m_banks;
     Input m_input;
 };
@@ -178,7 +165,7 @@ TEST_F(Layout, ShowsFrameBattleAndBanks)
     }
     EXPECT_FALSE(shows("The Ford: undecided"));
     for (int frame = 1; frame < 5; ++frame) {
-        m_campaign.playFrame();
+        m_game.campaign().playFrame();
     }
     EXPECT_TRUE(shows("The Ford: undecided"));
 }

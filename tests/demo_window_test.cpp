@@ -4,7 +4,6 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
-#include <chrono>
 #include <fstream>
 #include <functional>
 #include <sstream>
@@ -146,6 +145,7 @@ TEST_F(DemoWindow, ItsCloseButtonDoesSoToo)
     askToClose(window);
     EXPECT_EQ(end(), 0);
     EXPECT_TRUE(said("All 13 banks check out"));
+    EXPECT_FALSE(said("1,927,824 operations"));
 }
 
 TEST_F(DemoWindow, FGoesToFullScreenAndBack)
@@ -174,12 +174,9 @@ TEST_F(DemoWindow, TheNextRunBeginsInTheKindOfWindowThisOneEndedIn)
     EXPECT_TRUE(said("-fullscreen    yes  the preferences"));
 }
 
-TEST_F(DemoWindow, EndsByItselfAfterItsFramesOfAThirtiethOfASecond)
+TEST_F(DemoWindow, EndsByItselfBehindTheLastFrame)
 {
-    const auto begin = std::chrono::steady_clock::now();
     startDemo("-frames", "60");
     EXPECT_EQ(end(), 0);
-    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
-    EXPECT_GT(time.count(), 1.9);
     EXPECT_TRUE(said("All 13 banks check out"));
 }

@@ -15,6 +15,7 @@ protected:
         if (!IsSkipped()) {
             start("1024x768x24");
             m_pool = [[NSAutoreleasePool alloc] init];
+            mode(); // an object, from which on the constants answer too
         }
     }
 
@@ -66,6 +67,9 @@ TEST_F(Bridge, AKeyThatIsntThereIsAnsweredWithNil)
     EXPECT_EQ([mode() objectForKey:nil], nil);
     EXPECT_EQ([mode() objectForKey:[NSNumber numberWithInt:1]], nil);
     EXPECT_EQ([mode() objectForKey:(id)kCFBooleanTrue], nil);
+    EXPECT_EQ([mode() objectForKey:@""], nil);
+    const unichar half = 0xd800;
+    EXPECT_EQ([mode() objectForKey:[NSString stringWithCharacters:&half length:1]], nil);
 }
 
 TEST_F(Bridge, ADictionaryIsAnNSDictionaryInAllIts)
@@ -125,7 +129,6 @@ TEST_F(Bridge, BooleansAreNSNumbers)
 
 TEST_F(Bridge, StringsAreNSStrings)
 {
-    mode();
     NSString* string =
         (NSString*)CFStringCreateWithCString(nullptr, "caf\xc3\xa9 \xf0\x9d\x84\x9e", kCFStringEncodingUTF8);
     EXPECT_EQ([string length], 7u); // the clef is two
@@ -162,7 +165,6 @@ TEST_F(Bridge, ALentDictionaryOutlivesReleases)
 
 TEST_F(Bridge, AppKitsOwnObjectsAreNoneOfOurs)
 {
-    mode();
     NSDictionary* dictionary = [NSDictionary dictionaryWithObject:@"b" forKey:@"a"];
     char text[8];
     int value;
@@ -178,7 +180,7 @@ TEST_F(Bridge, AppKitsOwnObjectsAreNoneOfOurs)
     EXPECT_EQ([dictionary count], 1u);
 }
 
-TEST(NoServer, TheShieldingLevelIsAboveAppKitsHighest)
+TEST_F(Bridge, TheShieldingLevelIsAboveAppKitsHighest)
 {
     EXPECT_GT(CGShieldingWindowLevel(), static_cast<int>(NSScreenSaverWindowLevel));
 }

@@ -345,10 +345,19 @@ void awaitClass(const Object* object)
     }
 }
 
-static bool isNSString(CFTypeRef reference)
+// None when it is no NSString, or has no UTF-8: half a pair of UTF-16 has none.
+static std::optional<std::string> textOfNSString(ID string)
 {
-    const Class its = objc_lookUpClass ? objc_lookUpClass("NSString") : nullptr;
-    return its && send<unsigned char>(const_cast<void*>(reference), "isKindOfClass:", its);
+    const Class strings = objc_lookUpClass ? objc_lookUpClass("NSString") : nullptr;
+    if (!strings || !send<unsigned char>(string, "isKindOfClass:", strings)) {
+        return std::nullopt;
+    }
+    const unsigned long utf8 = 4; // NSUTF8StringEncoding
+    const ID data = send<ID>(string, "dataUsingEncoding:", utf8);
+    if (!data) {
+        return std::nullopt;
+    }
+    return std::string(send<const char*>(data, "bytes"), send<unsigned long>(data, "length"));
 }
 
 std::optional<std::string> textOf(CFTypeRef string)
@@ -356,13 +365,11 @@ std::optional<std::string> textOf(CFTypeRef string)
     if (!string) {
         return std::nullopt;
     }
-    if (ours(string)) {
-        const __CFString* its = as<__CFString>(string);
-        return its ? std::make_optional(its->text) : std::nullopt;
+    if (!ours(string)) {
+        return textOfNSString(const_cast<void*>(string));
     }
-    return isNSString(string)
-               ? std::make_optional(std::string(send<const char*>(const_cast<void*>(string), "UTF8String")))
-               : std::nullopt;
+    const __CFString* its = as<__CFString>(string);
+    return its ? std::make_optional(its->text) : std::nullopt;
 }
 
 } // namespace macapi

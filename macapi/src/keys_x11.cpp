@@ -17,7 +17,9 @@ struct Key {
     unsigned char mac;
 };
 
-// Where a PC's keyboard has other keys than the Mac's, they are what the Mac takes them for.
+// Where a PC's keyboard has other keys than the Mac's, they are what the Mac takes them for: PRSC, SCLK and PAUS are F13,
+// F14 and F15, NMLK is Clear, INS is Help, LALT and RALT are Option, LWIN and RWIN Command. LSGT is left of Z, on
+// keyboards that have it; AB11 and AE13 are Japan's underscore and yen, HNGL and HJCV its Kana and Eisu.
 static const Key s_keys[] = {
     {"ESC", 1, 53},     {"AE01", 2, 18},    {"AE02", 3, 19},    {"AE03", 4, 20},    {"AE04", 5, 21},
     {"AE05", 6, 23},    {"AE06", 7, 22},    {"AE07", 8, 26},    {"AE08", 9, 28},    {"AE09", 10, 25},
@@ -32,22 +34,18 @@ static const Key s_keys[] = {
     {"AB08", 51, 43},   {"AB09", 52, 47},   {"AB10", 53, 44},   {"RTSH", 54, 60},   {"KPMU", 55, 67},
     {"LALT", 56, 58},   {"SPCE", 57, 49},   {"CAPS", 58, 57},   {"FK01", 59, 122},  {"FK02", 60, 120},
     {"FK03", 61, 99},   {"FK04", 62, 118},  {"FK05", 63, 96},   {"FK06", 64, 97},   {"FK07", 65, 98},
-    {"FK08", 66, 100},  {"FK09", 67, 101},  {"FK10", 68, 109},  {"NMLK", 69, 71}, // Clear
-    {"SCLK", 70, 107},                                                            // F14
+    {"FK08", 66, 100},  {"FK09", 67, 101},  {"FK10", 68, 109},  {"NMLK", 69, 71},   {"SCLK", 70, 107},
     {"KP7", 71, 89},    {"KP8", 72, 91},    {"KP9", 73, 92},    {"KPSU", 74, 78},   {"KP4", 75, 86},
     {"KP5", 76, 87},    {"KP6", 77, 88},    {"KPAD", 78, 69},   {"KP1", 79, 83},    {"KP2", 80, 84},
-    {"KP3", 81, 85},    {"KP0", 82, 82},    {"KPDL", 83, 65},   {"LSGT", 86, 10},  // left of Z, where there is one
-    {"FK11", 87, 103},  {"FK12", 88, 111},  {"AB11", 89, 94},                      // Japan's underscore
-    {"KPEN", 96, 76},   {"RCTL", 97, 62},   {"KPDV", 98, 75},   {"PRSC", 99, 105}, // F13
-    {"RALT", 100, 61},  {"HOME", 102, 115}, {"UP", 103, 126},   {"PGUP", 104, 116}, {"LEFT", 105, 123},
-    {"RGHT", 106, 124}, {"END", 107, 119},  {"DOWN", 108, 125}, {"PGDN", 109, 121}, {"INS", 110, 114}, // Help
-    {"DELE", 111, 117}, {"MUTE", 113, 74},  {"VOL-", 114, 73},  {"VOL+", 115, 72},  {"KPEQ", 117, 81},
-    {"PAUS", 119, 113},                     // F15
-    {"HNGL", 122, 104}, {"HJCV", 123, 102}, // Kana, Eisu
-    {"AE13", 124, 93},                      // Japan's yen
-    {"LWIN", 125, 55},  {"RWIN", 126, 54},  // Command
-    {"COMP", 127, 110}, {"HELP", 138, 114}, {"FK13", 183, 105}, {"FK14", 184, 107}, {"FK15", 185, 113},
-    {"FK16", 186, 106}, {"FK17", 187, 64},  {"FK18", 188, 79},  {"FK19", 189, 80},  {"FK20", 190, 90},
+    {"KP3", 81, 85},    {"KP0", 82, 82},    {"KPDL", 83, 65},   {"LSGT", 86, 10},   {"FK11", 87, 103},
+    {"FK12", 88, 111},  {"AB11", 89, 94},   {"KPEN", 96, 76},   {"RCTL", 97, 62},   {"KPDV", 98, 75},
+    {"PRSC", 99, 105},  {"RALT", 100, 61},  {"HOME", 102, 115}, {"UP", 103, 126},   {"PGUP", 104, 116},
+    {"LEFT", 105, 123}, {"RGHT", 106, 124}, {"END", 107, 119},  {"DOWN", 108, 125}, {"PGDN", 109, 121},
+    {"INS", 110, 114},  {"DELE", 111, 117}, {"MUTE", 113, 74},  {"VOL-", 114, 73},  {"VOL+", 115, 72},
+    {"KPEQ", 117, 81},  {"PAUS", 119, 113}, {"HNGL", 122, 104}, {"HJCV", 123, 102}, {"AE13", 124, 93},
+    {"LWIN", 125, 55},  {"RWIN", 126, 54},  {"COMP", 127, 110}, {"HELP", 138, 114}, {"FK13", 183, 105},
+    {"FK14", 184, 107}, {"FK15", 185, 113}, {"FK16", 186, 106}, {"FK17", 187, 64},  {"FK18", 188, 79},
+    {"FK19", 189, 80},  {"FK20", 190, 90},
 };
 
 // The name of a key, with its NUL; empty when the server has none for it. False when it has no names at all.

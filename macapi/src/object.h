@@ -16,6 +16,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace macapi {
@@ -67,13 +68,15 @@ const T* immortal(Ref<T> object)
 template <class T>
 union Constant {
     template <class... Arguments>
-    explicit Constant(Arguments&&... arguments) : object(std::forward<Arguments>(arguments)...)
+    explicit Constant(Arguments&&... arguments)
     {
+        // Made here and not in a list of initialisers: clang would ask for its destructor there, and not define it.
+        ::new (&object) T(std::forward<Arguments>(arguments)...);
         object.makeImmortal();
     }
     ~Constant() {}
 
-    const T object;
+    T object;
 };
 
 // The object behind a reference from outside; null when there is none, or it is none of ours but, say, AppKit's.

@@ -8,7 +8,7 @@ namespace macapi {
 bool hasXFixes(const Visit& visit);
 bool hasBarriers(const Visit& visit);
 
-// The server counts as well, but an answer to one show too many is an error.
+// Each hide wants one show; to the server one too many is an error.
 void hide(const Visit& visit);
 void show(const Visit& visit);
 

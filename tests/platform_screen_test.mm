@@ -453,6 +453,54 @@ TEST_F(ManagedScreen, AWindowThatItsUserClosesIsSentNothingMore)
     EXPECT_STREQ([[window() title] UTF8String], "");
 }
 
+static int s_conversions;
+static int s_closings;
+
+@interface GamesOwnWindow : NSWindow
+@end
+@implementation GamesOwnWindow
+- (NSPoint)convertBaseToScreen:(NSPoint)point
+{
+    s_conversions++;
+    return point;
+}
+- (void)close
+{
+    s_closings++;
+    [super close];
+}
+@end
+
+TEST_F(PlainScreen, AWindowOfTheGamesOwnWillDoAsWell)
+{
+    [NSApplication sharedApplication];
+    NSWindow* own = [[GamesOwnWindow alloc] initWithContentRect:NSMakeRect(0, 0, 320, 240)
+                                                      styleMask:7
+                                                        backing:NSBackingStoreBuffered
+                                                          defer:YES];
+    Platform::SetWindow(own);
+    Platform::SetCursorPos(10, 20);
+    EXPECT_EQ(s_conversions, 1);
+    EXPECT_EQ(cursor(), "10 20");
+    Platform::DestructWindow(own);
+    EXPECT_EQ(s_closings, 1);
+}
+
+TEST_F(PlainScreen, AWindowClosedTwiceIsClosedOnce)
+{
+    NSWindow* first = startGame();
+    Platform::SetFullscreenWindow(first, true, 1024, 768);
+    Platform::SetFullscreenWindow(window(), false, 800, 600);
+    NSWindow* third = window();
+    if (first != third) { // its memory may have been used again
+        Platform::DestructWindow(first);
+    }
+    EXPECT_EQ(window(), third);
+    Platform::DestructWindow(third);
+    Platform::DestructWindow(third);
+    EXPECT_EQ(window(), nil);
+}
+
 TEST_F(PlainScreen, AWindowThatCannotBeMadeIsNullAndNothingIsRemembered)
 {
     startGame(640, 480);

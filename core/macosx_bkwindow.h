@@ -37,7 +37,9 @@ int BKModeEntry(CFDictionaryRef mode, const char* name); // of a display mode; 0
 
 // Windows.
 void* BKMakeWindow(const BKRect& content, unsigned int styleMask, int backing, bool defer); // null: it can't be had
-bool BKIsWindow(const void* window); // AppKit has it, and a window server to show it; false for null
+
+// Whether it may be sent messages: there is a window server, and it wasn't made here and closed since. False for null.
+bool BKIsWindow(const void* window);
 
 std::string BKWindowTitle(void* window);          // UTF-8
 BKRect BKWindowContentRect(void* window);         // on the screen

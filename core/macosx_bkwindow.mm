@@ -8,6 +8,8 @@
 
 #include <ApplicationServices/ApplicationServices.h>
 
+#include <set>
+
 @class BKOpenGLView; // the graphics library's
 
 @interface BKWindow : NSWindow {
@@ -123,13 +125,18 @@ int BKModeEntry(CFDictionaryRef mode, const char* name)
     return [[(NSDictionary*)mode objectForKey:textOf(name)] intValue];
 }
 
+static std::set<const void*> s_made; // where windows of ours are or were
+
 void* BKMakeWindow(const BKRect& content, unsigned int styleMask, int backing, bool defer)
 {
     const Pool pool;
-    return [[BKWindow alloc] initWithContentRect:NSMakeRect(content.x, content.y, content.width, content.height)
-                                       styleMask:styleMask
-                                         backing:static_cast<NSBackingStoreType>(backing)
-                                           defer:defer];
+    BKWindow* window =
+        [[BKWindow alloc] initWithContentRect:NSMakeRect(content.x, content.y, content.width, content.height)
+                                    styleMask:styleMask
+                                      backing:static_cast<NSBackingStoreType>(backing)
+                                        defer:defer];
+    s_made.insert(window);
+    return window;
 }
 
 bool BKIsWindow(const void* window)
@@ -138,7 +145,8 @@ bool BKIsWindow(const void* window)
         return false;
     }
     const Pool pool;
-    return [[NSApp windows] indexOfObjectIdenticalTo:(id)window] != NSNotFound;
+    const bool known = [[NSApp windows] indexOfObjectIdenticalTo:(id)window] != NSNotFound;
+    return known || s_made.count(window) == 0; // a game's own window may not be listed before it is shown
 }
 
 std::string BKWindowTitle(void* window)

@@ -65,9 +65,11 @@ TEST_F(PlatformPanel, ShowsPercentSignsOfTheTextAsTheyAre)
     EXPECT_EQ(s_panel.at(1), "100 %@ %n %s");
 }
 
-TEST_F(PlatformPanel, ShowsBytesThatAreNoTextInTheUsersEncodingAsLatin1)
+TEST_F(PlatformPanel, ShowsUtf8AndElseMacRoman)
 {
-    Platform::MessageBox("caption", "%s", "caf\xe9");
+    Platform::MessageBox("caption", "%s", "caf\xc3\xa9");
+    EXPECT_EQ(s_panel.at(1), "caf\xc3\xa9");
+    Platform::MessageBox("caption", "%s", "caf\x8e");
     EXPECT_EQ(s_panel.at(1), "caf\xc3\xa9");
 }
 

@@ -16,6 +16,7 @@
 #include <malloc.h>
 #include <objc/runtime.h>
 #include <string>
+#include <sys/prctl.h>
 
 @interface NSWindow (TheGamesView)
 - (void)setGLView:(id)view;
@@ -51,6 +52,7 @@ class GameScreen : public XServer {
         m_display = XOpenDisplay(nullptr);
         ASSERT_TRUE(m_display);
         m_root = DefaultRootWindow(m_display);
+        XSetErrorHandler([](Display*, XErrorEvent*) { return 0; }); // a window may go while it is asked for
         if (desktop.manager) {
             startManager();
         }
@@ -104,10 +106,11 @@ class GameScreen : public XServer {
     static bool waitFor(const std::function<bool()>& condition)
     {
         const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (!condition() && std::chrono::steady_clock::now() < limit) {
+        bool met = false;
+        while (!(met = condition()) && std::chrono::steady_clock::now() < limit) {
             handleEvent();
         }
-        return condition();
+        return met;
     }
 
     // x, y, width and height of a window's contents as the server has them, y down. Empty when it shows no such window.
@@ -158,6 +161,27 @@ class GameScreen : public XServer {
         XQueryTree(m_display, m_root, &root, &parent, &children, &count);
         XFree(children);
         return count;
+    }
+
+    // An alert's panel: the one window of that size. Only without a manager, who would put it into another one.
+    bool findPanel(int& x, int& y, int& width, int& height)
+    {
+        Window root, parent;
+        Window* children = nullptr;
+        unsigned int count = 0;
+        XQueryTree(m_display, m_root, &root, &parent, &children, &count);
+        bool found = false;
+        for (unsigned int i = 0; i < count && !found; i++) {
+            XWindowAttributes attributes;
+            found = XGetWindowAttributes(m_display, children[i], &attributes) && attributes.map_state == IsViewable &&
+                    attributes.width > 200;
+            x = attributes.x;
+            y = attributes.y;
+            width = attributes.width;
+            height = attributes.height;
+        }
+        XFree(children);
+        return found;
     }
 
     Display* m_display = nullptr; // the test's own connection
@@ -221,6 +245,16 @@ static void expectDressed(NSWindow* window, const char* title)
     EXPECT_EQ([window backingType], NSBackingStoreBuffered);
     EXPECT_TRUE([window canBecomeKeyWindow]);
     EXPECT_EQ([window getGLView], nil);
+}
+
+// A process for a game that doesn't outlive the test's.
+static pid_t forkGame()
+{
+    const pid_t game = fork();
+    if (game == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+    }
+    return game;
 }
 
 class AnyScreen : public GameScreen, public testing::WithParamInterface<Desktop> {
@@ -419,6 +453,54 @@ TEST_F(ManagedScreen, AWindowThatItsUserClosesIsSentNothingMore)
     EXPECT_STREQ([[window() title] UTF8String], "");
 }
 
+static int s_conversions;
+static int s_closings;
+
+@interface GamesOwnWindow : NSWindow
+@end
+@implementation GamesOwnWindow
+- (NSPoint)convertBaseToScreen:(NSPoint)point
+{
+    s_conversions++;
+    return point;
+}
+- (void)close
+{
+    s_closings++;
+    [super close];
+}
+@end
+
+TEST_F(PlainScreen, AWindowOfTheGamesOwnWillDoAsWell)
+{
+    [NSApplication sharedApplication];
+    NSWindow* own = [[GamesOwnWindow alloc] initWithContentRect:NSMakeRect(0, 0, 320, 240)
+                                                      styleMask:7
+                                                        backing:NSBackingStoreBuffered
+                                                          defer:YES];
+    Platform::SetWindow(own);
+    Platform::SetCursorPos(10, 20);
+    EXPECT_EQ(s_conversions, 1);
+    EXPECT_EQ(cursor(), "10 20");
+    Platform::DestructWindow(own);
+    EXPECT_EQ(s_closings, 1);
+}
+
+TEST_F(PlainScreen, AWindowClosedTwiceIsClosedOnce)
+{
+    NSWindow* first = startGame();
+    Platform::SetFullscreenWindow(first, true, 1024, 768);
+    Platform::SetFullscreenWindow(window(), false, 800, 600);
+    NSWindow* third = window();
+    if (first != third) { // its memory may have been used again
+        Platform::DestructWindow(first);
+    }
+    EXPECT_EQ(window(), third);
+    Platform::DestructWindow(third);
+    Platform::DestructWindow(third);
+    EXPECT_EQ(window(), nil);
+}
+
 TEST_F(PlainScreen, AWindowThatCannotBeMadeIsNullAndNothingIsRemembered)
 {
     startGame(640, 480);
@@ -572,7 +654,7 @@ TEST_F(PlainScreen, KeysComeAsTheEnginesCodes)
 TEST_F(PlainScreen, IsAsItWasWhenTheGameIsKilled)
 {
     const unsigned int windows = windowsOnServer();
-    const pid_t game = fork();
+    const pid_t game = forkGame();
     if (game == 0) {
         startGame();
         Platform::SetFullscreenWindow(window(), true, 1024, 768);
@@ -592,6 +674,67 @@ TEST_F(PlainScreen, IsAsItWasWhenTheGameIsKilled)
     XWarpPointer(m_display, None, m_root, 0, 0, 0, 0, 700, 500);
     EXPECT_EQ(cursor(), "700 500");
     EXPECT_TRUE(waitFor([&] { return pixel(1, 1) == 0xffffff; }));
+}
+
+// An alert in a game of its own, whose exit status is the answer.
+static pid_t alertFrom(bool launched)
+{
+    const pid_t game = forkGame();
+    if (game == 0) {
+        if (launched) {
+            [NSApplication sharedApplication];
+            [NSApp finishLaunching];
+        }
+        _exit(Platform::MessageBox("caption", "The units are lost."));
+    }
+    return game;
+}
+
+TEST_F(PlainScreen, AnAlertIsAnsweredByTheMouse)
+{
+    const pid_t game = alertFrom(false);
+    int status = -1;
+    EXPECT_TRUE(waitFor([&] {
+        int x, y, width, height;
+        if (findPanel(x, y, width, height)) {
+            photograph("alert");
+            XWarpPointer(m_display, None, m_root, 0, 0, 0, 0, x + width - 40, y + height - 20); // its one button
+            XSync(m_display, False);
+            system("xdotool click 1"); // the first brings the panel to the front
+        }
+        return waitpid(game, &status, WNOHANG) == game;
+    }));
+    EXPECT_EQ(WEXITSTATUS(status), 1);
+}
+
+TEST_F(PlainScreen, AnAlertIsAnsweredByReturnWhereTheGameHasFinishedLaunching)
+{
+    const pid_t game = alertFrom(true);
+    int status = -1;
+    EXPECT_TRUE(waitFor([&] {
+        int x, y, width, height;
+        if (findPanel(x, y, width, height)) {
+            XWarpPointer(m_display, None, m_root, 0, 0, 0, 0, x + width / 2, y + height / 2);
+            XSync(m_display, False);
+            system("xdotool key Return");
+        }
+        return waitpid(game, &status, WNOHANG) == game;
+    }));
+    EXPECT_EQ(WEXITSTATUS(status), 1);
+}
+
+TEST_F(PlainScreen, WithoutAppKitsBackEndThereAreNoWindows)
+{
+    [[NSUserDefaults standardUserDefaults] registerDefaults:[NSDictionary dictionaryWithObject:@"libnone"
+                                                                                        forKey:@"GSBackend"]];
+    for (int i = 0; i < 2; i++) {
+        EXPECT_EQ(startGame(), nil);
+        Platform::SetFullscreenWindow(nullptr, true, 1024, 768);
+        EXPECT_EQ(window(), nil);
+    }
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Platform::MessageBox("caption", "The units are lost."), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "The units are lost.\n");
 }
 
 TEST(NoScreen, MeansNoWindowAndNotAWord)

@@ -159,6 +159,34 @@ CFDictionaryRef CGDisplayCurrentMode(CGDirectDisplayID display)
     return nullptr;
 }
 
+CGDisplayErr CGDisplayHideCursor(CGDirectDisplayID display)
+{
+    EXPECT_EQ(display, CGMainDisplayID());
+    s_asked.push_back("hide");
+    return kCGErrorSuccess;
+}
+
+CGDisplayErr CGDisplayShowCursor(CGDirectDisplayID display)
+{
+    EXPECT_EQ(display, CGMainDisplayID());
+    s_asked.push_back("show");
+    return kCGErrorSuccess;
+}
+
+CGDisplayErr CGDisplayMoveCursorToPoint(CGDirectDisplayID display, CGPoint point)
+{
+    EXPECT_EQ(display, CGMainDisplayID());
+    s_asked.push_back("move " + std::to_string(static_cast<int>(point.x)) + " " +
+                      std::to_string(static_cast<int>(point.y)));
+    return kCGErrorSuccess;
+}
+
+CGError CGAssociateMouseAndMouseCursorPosition(boolean_t connected)
+{
+    s_asked.push_back(connected ? "tie" : "untie");
+    return kCGErrorSuccess;
+}
+
 int mkdir(const char* path, mode_t mode)
 {
     if (!s_watchFolders) {
@@ -346,5 +374,38 @@ TEST(PlatformPage, WithoutATextOrAUrlNothingIsOpenedAndTheAnswerIs0)
     s_urlText = true;
     s_url = false;
     EXPECT_EQ(Platform::SpawnWebBrowser("http://example.org/"), 0);
+    EXPECT_TRUE(s_asked.empty());
+}
+
+TEST(PlatformCursor, IsHiddenAndShownOnceHoweverOftenThatIsAsked)
+{
+    for (bool show : {true, false, false, true, true}) {
+        Platform::ShowCursor(show);
+    }
+    EXPECT_EQ(s_asked, (std::vector<std::string>{"hide", "show"}));
+}
+
+TEST(PlatformCursor, IsHiddenOnceMoreBehindTheFirstSetApp)
+{
+    Platform::ShowCursor(false);
+    Platform::SetApp(1); // clears the state, and with it what is known of the cursor
+    Platform::ShowCursor(true);
+    Platform::ShowCursor(false);
+    EXPECT_EQ(s_asked, (std::vector<std::string>{"hide", "gestalt", "hide"}));
+}
+
+TEST(PlatformCursor, IsMovedAndTiedToTheMouse)
+{
+    Platform::SetCursorPos(10, 20);
+    EXPECT_EQ(s_asked, (std::vector<std::string>{"move 10 20", "tie"}));
+}
+
+TEST(PlatformCursor, IsCapturedByAFlagWhereThereIsNoWindow)
+{
+    EXPECT_EQ(g_MacMouseCaptured, 0);
+    Platform::CaptureMouse(true);
+    EXPECT_EQ(g_MacMouseCaptured, 1);
+    Platform::CaptureMouse(false);
+    EXPECT_EQ(g_MacMouseCaptured, 0);
     EXPECT_TRUE(s_asked.empty());
 }

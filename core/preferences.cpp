@@ -164,7 +164,7 @@ static void copyValue(char* out, const char* value)
 {
     size_t length = strlen(value);
     length -= length > 0;
-    if (length > 0 && (value[length - 1] == '\r' || value[length - 1] == '\n')) {
+    if (length > 0 && value[length - 1] == '\r') {
         --length;
     }
     memcpy(out, value, length);

@@ -121,10 +121,7 @@ static PreferencesState checkStore(const PreferencesDomain& domain)
     const PreferencesState state = checkPreferences(file);
     if (state == PreferencesState::Damaged) {
         fail(sc_notReadable,
-             file +
-                 ": no property list; it stays as it is. The game that looks into it next sets it aside "
-                 "and takes what was last written, from " +
-                 file + ".bak");
+             file + ": no property list. It is left alone; a game would set it aside and take its copy");
     }
     if (state == PreferencesState::Unreadable) {
         fail(sc_notReadable, file + ": can't be read");

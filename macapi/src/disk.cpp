@@ -72,8 +72,8 @@ std::string followLinks(const std::string& path)
 
 int readFile(const std::string& path, std::string* contents, struct stat* status)
 {
-    const Descriptor file(
-        openFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY)); // a pipe of that name must not hold us up
+    // Without waiting for the other end of a pipe of that name.
+    const Descriptor file(openFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY));
     struct stat found;
     if (file < 0 || fstat(file, &found) != 0) {
         return errno;
@@ -119,11 +119,10 @@ static bool sync(int file)
     return again([&] { return fsync(file); }) == 0 || errno == EINVAL;
 }
 
-// Only the system's own user can give a file away; anybody else's file is the writer's from then on.
 static bool setRights(int file, const FileRights& rights)
 {
-    if (rights.user != geteuid() && fchown(file, rights.user, rights.group) != 0 && errno != EPERM) {
-        return false;
+    if (rights.user != geteuid() && fchown(file, rights.user, rights.group) != 0) {
+        // Only the system's own user can give a file away; anybody else's is the writer's from then on.
     }
     return fchmod(file, rights.mode & 07777) == 0;
 }
@@ -144,7 +143,7 @@ bool writeNewFile(const std::string& path, std::string_view contents, const File
 
 bool replaceFile(const std::string& path, std::string_view contents, const FileRights& rights)
 {
-    const Descriptor folder(openFile(folderOf(path), O_RDONLY | O_DIRECTORY)); // before there is a way back no more
+    const Descriptor folder(openFile(folderOf(path), O_RDONLY | O_DIRECTORY)); // while there is a way back
     const std::string fresh = path + ".new";
     if (folder < 0 || !writeNewFile(fresh, contents, rights, true)) {
         return false;

@@ -151,8 +151,8 @@ static bool isSame(const struct stat& one, const struct stat& other)
 
 static Ref<__CFDictionary> none()
 {
-    static const Constant<__CFDictionary> s_none(__CFDictionary::Entries{});
-    return share(&s_none.object);
+    static const __CFDictionary* const s_none = immortal(make<__CFDictionary>(__CFDictionary::Entries()));
+    return share(s_none);
 }
 
 // What the disk says at this moment.

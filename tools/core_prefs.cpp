@@ -1,7 +1,7 @@
 // core-prefs: looks into the preferences store from the shell, and changes it. `core-prefs --help` tells how.
 //
-// It reads and writes as a game does, so it may run beside one. A store that it can't read it leaves as it is, down to
-// the last byte, and says so.
+// It reads and writes as a game does, so it may run beside one. A store that it can't read it leaves as it is, down
+// to the last byte, and says so.
 #include "macapi/src/encoding.h"
 #include "macapi/src/plist.h"
 #include "macapi/src/preferences_store.h"

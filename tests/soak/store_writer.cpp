@@ -4,8 +4,8 @@
 //     store_writer count PREFIX N      sets PREFIX0 to PREFIX(N-1), each to its number; prints those on the disk
 //
 // What is to be hurt lies between two calls that the system is asked in vain. SOAK_WRITE=whole writes as it should,
-// halves never writes more than half of what it is asked to, cut:N dies when N bytes have been written, and limit:N has
-// the system refuse to let a file grow beyond N bytes.
+// halves never writes more than half of what it is asked to, cut:N dies when N bytes have been written, and limit:N
+// has the system refuse to let a file grow beyond N bytes.
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <algorithm>

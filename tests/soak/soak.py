@@ -379,5 +379,5 @@ if options.on:
 else:
     with tempfile.TemporaryDirectory(prefix="soak-") as parent:
         soak(options.short)
-print(f"{len(failures)} failures")
+    print(f"{len(failures)} failures")
 sys.exit(1 if failures else 0)

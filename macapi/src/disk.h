@@ -15,8 +15,8 @@ std::string folderOf(const std::string& path);
 // The file that path leads to through all symbolic links, whether it is there or not.
 std::string followLinks(const std::string& path);
 
-// 0; else the error, and nothing read: EFBIG for more than sc_mostBytes, EINVAL for what is
-// no regular file. *status, where it is asked for, is of the very file that was read.
+// 0; else the error, and nothing read: EFBIG for more than sc_mostBytes, EINVAL for what is no regular file. *status,
+// where it is asked for, is of the very file that was read.
 int readFile(const std::string& path, std::string* contents, struct stat* status = nullptr);
 
 struct FileRights {

@@ -1,5 +1,5 @@
-// What keeping a setting costs: a write that is on the disk when it returns, with SQLite's beside it and as the limit a
-// file written, flushed and renamed by hand; and a read, beside SQLite's, a lookup in a hash table, and getenv.
+// What keeping a setting costs: a write that is on the disk when it returns, with SQLite's beside it and as the limit
+// a file written, flushed and renamed by hand; and a read, beside SQLite's, a lookup in a hash table, and getenv.
 //
 // Each side has as many settings as the argument says, and writes to the disk of the working folder, where it makes a
 // folder of its own for the time.

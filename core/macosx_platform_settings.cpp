@@ -1,7 +1,7 @@
 // Settings: values by name in the system's store, one domain for all sections, and the machine's marks.
 //
-// Each write is flushed at once. A null name or text is refused quietly: the system would take a null text for an order
-// to forget the value.
+// Each write is flushed at once. A null name or text is refused quietly: the system would take a null text for an
+// order to forget the value.
 #include "core/platform.h"
 
 #include <CoreFoundation/CoreFoundation.h>

@@ -1,8 +1,8 @@
 // Preferences over the system's store, and the INI file behind it.
 //
 // 1. sPrefBuffer is written when a value is known, never before: the default may lie in it, from the read before.
-// 2. An INI file is read line by line, from its beginning each time; a piece of a line that is too long for the buffer is
-//    a line.
+// 2. An INI file is read line by line, from its beginning each time; a piece of a line that is too long for the buffer
+//    is a line.
 #include "core/preferences.h"
 
 #include "core/memorymgr.h"
@@ -90,8 +90,8 @@ static int toInt(const char* text)
     return static_cast<int>(std::clamp<long long>(strtoll(text, nullptr, 10), INT_MIN, INT_MAX));
 }
 
-// The buffer goes back to bank 0, where it never came from: meant, and a heap refuses it for its header. A linear bank
-// would be emptied, whatever it is given; it is told by its blocks' size, which is 0, as no heap's is here.
+// The buffer goes back to bank 0, where it never came from: meant, and a heap refuses it for its header. A linear
+// bank would be emptied, whatever it is given; it says 0 to any block's size, and a heap doesn't to this one.
 static void freeBuffer()
 {
     if (g_MemoryPtr && g_MemoryPtr->getSize(0, sPrefBuffer) != 0) {
@@ -164,7 +164,7 @@ static void copyValue(char* out, const char* value)
 {
     size_t length = strlen(value);
     length -= length > 0;
-    if (length > 0 && (value[length - 1] == '\r' || value[length - 1] == '\n')) {
+    if (length > 0 && value[length - 1] == '\r') {
         --length;
     }
     memcpy(out, value, length);

@@ -6,7 +6,7 @@
 #include <optional>
 #include <type_traits>
 
-// A game that lets its preferences find an INI file twice loses the first path, as meant; the sanitizer needn't say so.
+// Preferences that are told of an INI file twice lose the first path, as meant; the sanitizer needn't say so.
 extern "C" __attribute__((used)) const char* __lsan_default_suppressions()
 {
     return "leak:Preferences::init";

@@ -1,7 +1,7 @@
 // core-prefs: looks into the preferences store from the shell, and changes it. `core-prefs --help` tells how.
 //
-// It reads and writes as a game does, so it may run beside one. A store that it can't read it leaves as it is, down to
-// the last byte, and says so.
+// It reads and writes as a game does, so it may run beside one. A store that it can't read it leaves as it is, down
+// to the last byte, and says so.
 #include "macapi/src/encoding.h"
 #include "macapi/src/plist.h"
 #include "macapi/src/preferences_store.h"
@@ -121,10 +121,7 @@ static PreferencesState checkStore(const PreferencesDomain& domain)
     const PreferencesState state = checkPreferences(file);
     if (state == PreferencesState::Damaged) {
         fail(sc_notReadable,
-             file +
-                 ": no property list; it stays as it is. The game that looks into it next sets it aside "
-                 "and takes what was last written, from " +
-                 file + ".bak");
+             file + ": no property list. It is left alone; a game would set it aside and take its copy");
     }
     if (state == PreferencesState::Unreadable) {
         fail(sc_notReadable, file + ": can't be read");

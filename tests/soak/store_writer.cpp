@@ -2,18 +2,16 @@
 //
 //     store_writer set KEY VALUE       0 when it is on the disk, 3 when the store says it isn't
 //     store_writer count PREFIX N      sets PREFIX0 to PREFIX(N-1), each to its number; prints those on the disk
-//     store_writer get KEY             the value; 1 without one
 //
 // What is to be hurt lies between two calls that the system is asked in vain. SOAK_WRITE=whole writes as it should,
-// halves never writes more than half of what it is asked to, cut:N dies when N bytes have been written, and limit:N has
-// the system refuse to let a file grow beyond N bytes.
+// halves never writes more than half of what it is asked to, cut:N dies when N bytes have been written, and limit:N
+// has the system refuse to let a file grow beyond N bytes.
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <algorithm>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <string>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -25,19 +23,16 @@ static bool s_hurts = false;
 
 extern "C" ssize_t write(int file, const void* bytes, size_t size)
 {
-    if (s_hurts && s_halves && size > 1) {
-        size /= 2;
+    if (s_hurts && s_halves) {
+        size = (size + 1) / 2;
     }
-    const bool last = s_hurts && s_left >= 0 && static_cast<long>(size) >= s_left;
-    if (last) {
-        size = static_cast<size_t>(s_left);
+    const bool counts = s_hurts && s_left >= 0;
+    if (counts) {
+        size = std::min(size, static_cast<size_t>(s_left));
     }
-    const ssize_t written = size > 0 || !last ? syscall(SYS_write, file, bytes, size) : 0;
-    if (last) {
+    const ssize_t written = syscall(SYS_write, file, bytes, size);
+    if (counts && written >= 0 && (s_left -= written) == 0) {
         kill(getpid(), SIGKILL);
-    }
-    if (s_hurts && s_left >= 0 && written > 0) {
-        s_left -= written;
     }
     return written;
 }
@@ -77,20 +72,6 @@ static bool set(const std::string& key, const std::string& value)
     return written;
 }
 
-static int get(const char* key)
-{
-    const CFStringRef name = makeString(key);
-    const CFPropertyListRef value = CFPreferencesCopyAppValue(name, kCFPreferencesCurrentApplication);
-    CFRelease(name);
-    char text[4096];
-    if (!value || !CFStringGetCString(static_cast<CFStringRef>(value), text, sizeof(text), kCFStringEncodingUTF8)) {
-        return 1;
-    }
-    CFRelease(value);
-    puts(text);
-    return 0;
-}
-
 static int count(const std::string& prefix, int most)
 {
     for (int i = 0; i < most; ++i) {
@@ -106,19 +87,16 @@ static int count(const std::string& prefix, int most)
 
 int main(int argc, char** argv)
 {
-    const std::string command = argc > 2 ? argv[1] : "";
+    const std::string command = argc == 4 ? argv[1] : "";
     if (getenv("SOAK_WRITE")) {
         chooseHarm(getenv("SOAK_WRITE"));
     }
-    if (command == "set" && argc == 4) {
+    if (command == "set") {
         return set(argv[2], argv[3]) ? 0 : 3;
     }
-    if (command == "count" && argc == 4) {
+    if (command == "count") {
         return count(argv[2], atoi(argv[3]));
     }
-    if (command == "get" && argc == 3) {
-        return get(argv[2]);
-    }
-    fprintf(stderr, "usage: store_writer set KEY VALUE | count PREFIX N | get KEY\n");
+    fprintf(stderr, "usage: store_writer set KEY VALUE | count PREFIX N\n");
     return 2;
 }

@@ -78,7 +78,7 @@ const char* Preferences::read(const char* section, const char* key, const char* 
     if (readStore(section, key) || ReadKey(section, key, sPrefBuffer)) {
         return sPrefBuffer;
     }
-    const size_t length = defaultText ? strnlen(defaultText, sizeof(sPrefBuffer) - 1) : 0;
+    const size_t length = defaultText ? std::min(strlen(defaultText), sizeof(sPrefBuffer) - 1) : 0;
     memmove(sPrefBuffer, defaultText ? defaultText : "", length);
     sPrefBuffer[length] = '\0';
     return sPrefBuffer;

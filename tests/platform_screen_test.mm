@@ -17,6 +17,7 @@
 #include <objc/runtime.h>
 #include <string>
 #include <sys/prctl.h>
+#include <vector>
 
 @interface NSWindow (TheGamesView)
 - (void)setGLView:(id)view;
@@ -451,6 +452,75 @@ TEST_F(ManagedScreen, AWindowThatItsUserClosesIsSentNothingMore)
     EXPECT_EQ(Platform::GetWindow(), nullptr);
     Platform::SetFullscreenWindow(closed, true, 1024, 768);
     EXPECT_STREQ([[window() title] UTF8String], "");
+}
+
+// What a BKWindow is sent from outside AppKit: this message is put in front of NSWindow's own.
+static std::vector<std::string> s_sent;
+static int s_depth;
+
+static std::string wordFor(BOOL value) { return value ? "YES" : "NO"; }
+
+static std::string wordFor(NSInteger value) { return std::to_string(value); }
+
+static std::string wordFor(id value)
+{
+    return value == nil                             ? "nil"
+           : value == NSApp                         ? "NSApp"
+           : [value isKindOfClass:[NSWindow class]] ? "window"
+                                                    : "object";
+}
+
+template <class... Argument> static void watched(id window, SEL message, Argument... argument)
+{
+    if (s_depth++ == 0) {
+        s_sent.push_back((sel_getName(message) + ... + wordFor(argument)));
+    }
+    const IMP own = class_getMethodImplementation([NSWindow class], message);
+    reinterpret_cast<void (*)(id, SEL, Argument...)>(reinterpret_cast<void (*)()>(own))(window, message, argument...);
+    s_depth--;
+}
+
+template <class... Argument> static void watch(SEL message)
+{
+    class_addMethod(NSClassFromString(@"BKWindow"), message,
+                    reinterpret_cast<IMP>(reinterpret_cast<void (*)()>(watched<Argument...>)),
+                    method_getTypeEncoding(class_getInstanceMethod([NSWindow class], message)));
+}
+
+static void watchWindows()
+{
+    watch<>(@selector(center));
+    watch<>(@selector(makeKeyWindow));
+    watch<>(@selector(close));
+    watch<BOOL>(@selector(setAcceptsMouseMovedEvents:));
+    watch<BOOL>(@selector(setReleasedWhenClosed:));
+    watch<NSInteger>(@selector(setLevel:));
+    watch<id>(@selector(setBackgroundColor:));
+    watch<id>(@selector(setTitle:));
+    watch<id>(@selector(setDelegate:));
+    watch<id>(@selector(makeKeyAndOrderFront:));
+}
+
+TEST_F(PlainScreen, AWindowIsSentTheseMessagesInOrder)
+{
+    typedef std::vector<std::string> Messages;
+    watchWindows();
+    [NSApplication sharedApplication];
+    startGame();
+    EXPECT_EQ(s_sent, (Messages{"setBackgroundColor:object", "setTitle:object", "center", "makeKeyWindow",
+                                "setAcceptsMouseMovedEvents:YES", "setReleasedWhenClosed:YES", "setDelegate:NSApp"}));
+    s_sent.clear();
+    Platform::SetWindowPos();
+    EXPECT_EQ(s_sent, (Messages{"center", "makeKeyAndOrderFront:window"}));
+    s_sent.clear();
+    Platform::SetFullscreenWindow(window(), true, 1024, 768);
+    const std::string level = std::to_string(CGShieldingWindowLevel());
+    EXPECT_EQ(s_sent, (Messages{"setDelegate:nil", "close", "setLevel:" + level, "setBackgroundColor:object",
+                                "setTitle:object", "makeKeyAndOrderFront:window", "setAcceptsMouseMovedEvents:YES",
+                                "setReleasedWhenClosed:YES", "setDelegate:NSApp"}));
+    s_sent.clear();
+    Platform::DestructWindow(window());
+    EXPECT_EQ(s_sent, Messages{"close"});
 }
 
 static int s_conversions;

@@ -41,13 +41,13 @@
 @end
 
 class Pool {
-  public:
+public:
     Pool() : m_pool([[NSAutoreleasePool alloc] init]) {}
     ~Pool() { [m_pool release]; }
     Pool(const Pool&) = delete;
     Pool& operator=(const Pool&) = delete;
 
-  private:
+private:
     NSAutoreleasePool* m_pool;
 };
 

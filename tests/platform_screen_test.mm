@@ -17,6 +17,7 @@
 #include <objc/runtime.h>
 #include <string>
 #include <sys/prctl.h>
+#include <vector>
 
 @interface NSWindow (TheGamesView)
 - (void)setGLView:(id)view;
@@ -36,7 +37,7 @@ struct Desktop {
 
 // A game on a desktop: white, so that black windows can be told from it.
 class GameScreen : public XServer {
-  protected:
+protected:
     void open(const Desktop& desktop)
     {
         m_name = desktop.name();
@@ -187,7 +188,7 @@ class GameScreen : public XServer {
     Display* m_display = nullptr; // the test's own connection
     Window m_root = 0;
 
-  private:
+private:
     void startManager()
     {
         m_manager = fork();
@@ -258,7 +259,7 @@ static pid_t forkGame()
 }
 
 class AnyScreen : public GameScreen, public testing::WithParamInterface<Desktop> {
-  protected:
+protected:
     void SetUp() override { open(GetParam()); }
 };
 
@@ -316,7 +317,9 @@ TEST_P(AnyScreen, AWindowIsMadeShownAndSwitched)
     EXPECT_EQ([framed styleMask], 7u);
     EXPECT_EQ([framed level], NSNormalWindowLevel);
     const int x = (screenWidth - 800) / 2; // 112 on a screen 1025 wide, too
-    EXPECT_EQ(contentOf(framed), describe(NSMakeRect(x, screenHeight - (screenHeight / 8 + 600), 800, 600)));
+    const std::string rectangle = describe(NSMakeRect(x, screenHeight - (screenHeight / 8 + 600), 800, 600));
+    EXPECT_TRUE(waitFor([&] { return contentOf(framed) == rectangle; })) // a manager's frame may come in between
+        << contentOf(framed);
     const std::string place = std::to_string(x) + " " + std::to_string(screenHeight / 8) + " 800 600";
     EXPECT_TRUE(waitFor([&] {
         return onScreen(framed) == place && pixel(x + 400, screenHeight / 2) == 0 && pixel(1, 1) != 0;
@@ -354,12 +357,12 @@ TEST_P(AnyScreen, TheCursorIsCapturedInTheCornerOfTheWindowsContents)
 }
 
 class ManagedScreen : public GameScreen {
-  protected:
+protected:
     void SetUp() override { open({1024, 768, true}); }
 };
 
 class PlainScreen : public GameScreen {
-  protected:
+protected:
     void SetUp() override { open({1024, 768, false}); }
 };
 
@@ -451,6 +454,75 @@ TEST_F(ManagedScreen, AWindowThatItsUserClosesIsSentNothingMore)
     EXPECT_EQ(Platform::GetWindow(), nullptr);
     Platform::SetFullscreenWindow(closed, true, 1024, 768);
     EXPECT_STREQ([[window() title] UTF8String], "");
+}
+
+// What a BKWindow is sent from outside AppKit: this message is put in front of NSWindow's own.
+static std::vector<std::string> s_sent;
+static int s_depth;
+
+static std::string wordFor(BOOL value) { return value ? "YES" : "NO"; }
+
+static std::string wordFor(NSInteger value) { return std::to_string(value); }
+
+static std::string wordFor(id value)
+{
+    return value == nil                             ? "nil"
+           : value == NSApp                         ? "NSApp"
+           : [value isKindOfClass:[NSWindow class]] ? "window"
+                                                    : "object";
+}
+
+template <class... Argument> static void watched(id window, SEL message, Argument... argument)
+{
+    if (s_depth++ == 0) {
+        s_sent.push_back((sel_getName(message) + ... + wordFor(argument)));
+    }
+    const IMP own = class_getMethodImplementation([NSWindow class], message);
+    reinterpret_cast<void (*)(id, SEL, Argument...)>(reinterpret_cast<void (*)()>(own))(window, message, argument...);
+    s_depth--;
+}
+
+template <class... Argument> static void watch(SEL message)
+{
+    class_addMethod(NSClassFromString(@"BKWindow"), message,
+                    reinterpret_cast<IMP>(reinterpret_cast<void (*)()>(watched<Argument...>)),
+                    method_getTypeEncoding(class_getInstanceMethod([NSWindow class], message)));
+}
+
+static void watchWindows()
+{
+    watch<>(@selector(center));
+    watch<>(@selector(makeKeyWindow));
+    watch<>(@selector(close));
+    watch<BOOL>(@selector(setAcceptsMouseMovedEvents:));
+    watch<BOOL>(@selector(setReleasedWhenClosed:));
+    watch<NSInteger>(@selector(setLevel:));
+    watch<id>(@selector(setBackgroundColor:));
+    watch<id>(@selector(setTitle:));
+    watch<id>(@selector(setDelegate:));
+    watch<id>(@selector(makeKeyAndOrderFront:));
+}
+
+TEST_F(PlainScreen, AWindowIsSentTheseMessagesInOrder)
+{
+    typedef std::vector<std::string> Messages;
+    watchWindows();
+    [NSApplication sharedApplication];
+    startGame();
+    EXPECT_EQ(s_sent, (Messages{"setBackgroundColor:object", "setTitle:object", "center", "makeKeyWindow",
+                                "setAcceptsMouseMovedEvents:YES", "setReleasedWhenClosed:YES", "setDelegate:NSApp"}));
+    s_sent.clear();
+    Platform::SetWindowPos();
+    EXPECT_EQ(s_sent, (Messages{"center", "makeKeyAndOrderFront:window"}));
+    s_sent.clear();
+    Platform::SetFullscreenWindow(window(), true, 1024, 768);
+    const std::string level = std::to_string(CGShieldingWindowLevel());
+    EXPECT_EQ(s_sent, (Messages{"setDelegate:nil", "close", "setLevel:" + level, "setBackgroundColor:object",
+                                "setTitle:object", "makeKeyAndOrderFront:window", "setAcceptsMouseMovedEvents:YES",
+                                "setReleasedWhenClosed:YES", "setDelegate:NSApp"}));
+    s_sent.clear();
+    Platform::DestructWindow(window());
+    EXPECT_EQ(s_sent, Messages{"close"});
 }
 
 static int s_conversions;

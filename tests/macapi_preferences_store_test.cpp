@@ -280,13 +280,14 @@ TEST(PreferencesStore, OnlyTheKeysThatWereSetHereAreChanged)
 TEST(PreferencesStore, SeesWhatAnotherHasWrittenAtOnce)
 {
     makeStore();
-    for (int turn = 0; turn < 200; turn++) { // mostly within one tick of the clock that dates files
-        const std::string name = std::to_string(100 + turn);
-        fill(sc_file, plistOf(entry("Player", name))); // in place: the same file, the same size
-        ASSERT_EQ(value("Player"), name);
-        fill("fresh", plistOf(entry("Player", name + "x")));
+    for (int turn = 100; turn < 300; turn++) { // mostly within one tick of the clock that dates files
+        for (const std::string place : {"a", "b"}) {
+            fill(sc_file, plistOf(entry("Player", place + std::to_string(turn)))); // the same file, of the same size
+            ASSERT_EQ(value("Player"), place + std::to_string(turn));
+        }
+        fill("fresh", plistOf(entry("Player", "c" + std::to_string(turn))));
         fs::rename("fresh", sc_file); // often the inode of the one before the last
-        ASSERT_EQ(value("Player"), name + "x");
+        ASSERT_EQ(value("Player"), "c" + std::to_string(turn));
     }
     fs::remove(sc_file);
     EXPECT_EQ(value("Player"), "(none)");

@@ -115,6 +115,29 @@ TEST(DamagedPreferences, ThatCannotBeSetAsideStayAsTheyAreAndAreReportedOnce)
     EXPECT_EQ(contentsOf(sc_file), "damage");
 }
 
+TEST(DamagedPreferences, OnAFullDiskWaitForRoomToPutTheCopyBack)
+{
+    makeStore();
+    fill(sc_file, "damage");
+    s_trouble = Trouble();
+    s_trouble.only = {"write"};
+    s_trouble.at = 1;
+    s_trouble.persists = true;
+    s_trouble.error = ENOSPC;
+    s_trouble.armed = true;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(value("Player"), "Anna");
+    EXPECT_FALSE(keep("Player", "Bea"));
+    s_trouble.armed = false;
+    EXPECT_EQ(contentsOf(sc_file), "damage");
+
+    EXPECT_TRUE(keep("Level", "4"));
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(contentsOf(sc_file), plistOf(entry("Level", "4") + entry("Player", "Anna")));
+    EXPECT_EQ(contentsOf(std::string(sc_file) + ".damaged-1"), "damage");
+    EXPECT_FALSE(fs::exists(std::string(sc_file) + ".damaged-2"));
+}
+
 TEST(DamagedPreferences, GoToAnotherNameWhereAFileHasButOne)
 {
     makeStore();

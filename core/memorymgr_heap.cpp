@@ -9,6 +9,7 @@
 //
 // A bank's lock is held from the first look at the bank to the last, callbacks included.
 #include "core/memorymgr.h"
+#include "core/memorymgr_index.h"
 #include "core/memorymgr_nodes.h"
 #include "core/platform.h"
 
@@ -28,16 +29,6 @@ public:
 private:
     pthread_mutex_t* m_mutex;
 };
-
-static unsigned int sizeOf(const MemoryHeapNode_s* node)
-{
-    return node->size & ~sc_extBit;
-}
-
-static MemoryHeapNode_s* behind(MemoryHeapNode_s* node)
-{
-    return reinterpret_cast<MemoryHeapNode_s*>(reinterpret_cast<char*>(node) + sizeOf(node));
-}
 
 static void* blockOf(MemoryHeapNode_s* node)
 {
@@ -78,6 +69,12 @@ static void unlink(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
 static unsigned long nodeSize(unsigned long request)
 {
     return ((request + sc_headerSize) & ~(sc_granularity - 1ul)) + sc_granularity;
+}
+
+// Null for a bank whose free list is walked.
+inline FreeIndex* MemoryMgr::_indexOf(const MemoryBank_s* bank) const
+{
+    return bank == &systemBank ? nullptr : FreeIndex::of(this, static_cast<int>(bank - banks));
 }
 
 static void countAlloc(MemoryBank_s* bank, unsigned long size)
@@ -153,11 +150,30 @@ unsigned int MemoryMgr::getSize(int index, void* block)
 // none.
 void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size, const char* file, unsigned int line)
 {
-    MemoryHeapNode_s* node = _heapFindBestFit(bank, size);
+    MemoryHeapNode_s* node = nullptr;
+    FreeIndex* index = _indexOf(bank);
+    if (!index || !index->take(bank, size, &node)) {
+        node = _heapTake(bank, size);
+    }
     if (!node) {
         return nullptr;
     }
     bank->usedNodeCount += 1;
+    pushFront(bank->usedList, node);
+    node->file = file;
+    node->line = line;
+    node->magic = sc_magicUsed;
+    size = sizeOf(node);
+    return blockOf(node);
+}
+
+// What FreeIndex::take does, by walking.
+MemoryHeapNode_s* MemoryMgr::_heapTake(MemoryBank_s* bank, unsigned long size)
+{
+    MemoryHeapNode_s* node = _heapFindBestFit(bank, size);
+    if (!node) {
+        return nullptr;
+    }
     bank->freeNodeCount -= 1;
     unlink(bank->freeList, node);
     if (size + sc_headerSize < sizeOf(node)) { // else the rest would hold a header and no byte more
@@ -167,12 +183,7 @@ void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size, const cha
         _heapAddFreeNode(bank, makeFreeNode(reinterpret_cast<char*>(node) + taken, rest));
         bank->freeNodeCount += 1;
     }
-    pushFront(bank->usedList, node);
-    node->file = file;
-    node->line = line;
-    node->magic = sc_magicUsed;
-    size = sizeOf(node);
-    return blockOf(node);
+    return node;
 }
 
 MemoryHeapNode_s* MemoryMgr::_heapFindBestFit(MemoryBank_s* bank, unsigned long size)
@@ -219,6 +230,10 @@ int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut
     *sizeOut = node->size;
     node->magic = sc_magicFree;
     unlink(bank->usedList, node);
+    FreeIndex* index = _indexOf(bank);
+    if (index && index->give(bank, node)) {
+        return 0;
+    }
     bank->freeNodeCount += 1;
     if (!_compactHeapNode(bank, node)) {
         _heapAddFreeNode(bank, node);

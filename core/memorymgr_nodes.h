@@ -11,6 +11,16 @@ static const unsigned int sc_extBit = 0x80000000;      // in a node's size: it l
 static const unsigned int sc_largestNode = 0x7fffffff; // bytes: what the size word can say beside that bit
 static const unsigned int sc_granularity = 32;         // bytes: node sizes and linear requests are multiples of it
 
+inline unsigned int sizeOf(const MemoryHeapNode_s* node)
+{
+    return node->size & ~sc_extBit;
+}
+
+inline MemoryHeapNode_s* behind(MemoryHeapNode_s* node)
+{
+    return reinterpret_cast<MemoryHeapNode_s*>(reinterpret_cast<char*>(node) + sizeOf(node));
+}
+
 // A free node at a place that nothing is known about, on no list.
 inline MemoryHeapNode_s* makeFreeNode(char* place, unsigned int size)
 {

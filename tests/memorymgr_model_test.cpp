@@ -9,6 +9,17 @@
 #include <optional>
 #include <stdint.h>
 
+static bool s_hasOrdinaryMemory = true; // what the library takes beside the banks
+
+// The sanitizers bring a calloc of their own, which has to be in place.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+extern "C" void* __libc_calloc(size_t count, size_t size);
+extern "C" void* calloc(size_t count, size_t size)
+{
+    return s_hasOrdinaryMemory ? __libc_calloc(count, size) : nullptr;
+}
+#endif
+
 namespace {
 
 // The same numbers on every host, which the standard's distributions don't promise.
@@ -45,6 +56,19 @@ uint32_t oddSize(Random& random)
 {
     return random.below(12) ? 1 + random.below(90) : 1 + random.below(2500);
 }
+uint32_t equalSize(Random& random)
+{
+    static const uint32_t sc_sizes[] = {20, 40, 40, 100, 100, 100, 1000, 3000};
+    return sc_sizes[random.below(8)];
+}
+uint32_t largeSize(Random& random)
+{
+    return 1 + random.below(100000);
+}
+uint32_t widelySpreadSize(Random& random) // as often below 64 as from 64 KiB on
+{
+    return 1 + random.below(16u << random.below(14));
+}
 
 struct BankCase {
     e_MemoryLocation location;
@@ -58,7 +82,9 @@ struct Case {
     const char* file;            // the bank-size file of the first run
     unsigned int offset;         // of the locations' blocks
     uint32_t (*size)(Random& random);
-    uint32_t hash; // of everything that happens
+    uint32_t hash;              // of everything that happens
+    unsigned int mostLive = 40; // blocks in a heap bank
+    bool hasIndexes = true;     // where a bank is large enough; else there is no memory for them
 };
 
 void PrintTo(const Case& c, std::ostream* out)
@@ -143,7 +169,9 @@ GameRun::GameRun(const Case& c, const std::string& file, History* history) : m_c
         m_model.defineBank(bank.location, bank.type, name, bank.size);
     }
     writeFile(m_memory->bankSizePath, file);
+    s_hasOrdinaryMemory = c.hasIndexes;
     m_memory->initialize();
+    s_hasOrdinaryMemory = true;
     m_model.readBankSizes(file);
     m_model.initialize();
     for (int bank = -1; bank < m_memory->bankCount; ++bank) {
@@ -189,7 +217,7 @@ void GameRun::useHeap(int bank)
         allocNothing(bank);
     } else if (what < 4) {
         freeWhatIsNoBlock(bank);
-    } else if (live(bank).empty() || (live(bank).size() < 40 && what < (isFilling ? 70u : 45u))) {
+    } else if (live(bank).empty() || (live(bank).size() < m_case.mostLive && what < (isFilling ? 70u : 45u))) {
         alloc(bank);
     } else if (what < 90) {
         free(bank, below(static_cast<uint32_t>(live(bank).size())));
@@ -446,6 +474,26 @@ const Case sc_cases[] = {
      5,
      oddSize,
      0xd91ac9df},
+    {"LargeHeap", {{D, HEAP, 1 << 17}}, "", 0, anySize, 0x7877ba2b, 500},
+    {"LargeHeapWithoutAnIndex", {{D, HEAP, 1 << 17}}, "", 0, anySize, 0x7877ba2b, 500, false},
+    {"LargeHeapOfEqualNodes", {{D, HEAP, 1 << 18}}, "", 0, equalSize, 0xf8b1d4c2, 600},
+    {"LargeUnevenHeaps",
+     {{D, HEAP, 32}, {C, HEAP, 32}, {D, HEAP, 1024}},
+     "bank0=100001\nbank1=123457\n",
+     0,
+     oddSize,
+     0xf4f323fa,
+     400},
+    {"LargeUnevenHeapAtAnOddAddress",
+     {{D, HEAP, 32}, {D, HEAP, 32}},
+     "bank0=77\nbank1=131091\n",
+     3,
+     edgeSize,
+     0x8d1297f3,
+     800},
+    {"LargeNodes", {{D, HEAP, 4 << 20}}, "", 0, largeSize, 0x31dedf9a, 60},
+    {"NodesOfAllSizes", {{D, HEAP, 1 << 20}, {D, HEAP, 32}}, "bank1=2097179\n", 0, widelySpreadSize, 0x4154bc8c, 300},
+    {"LargeHeapTooSmall", {{D, HEAP, 3 << 15}}, "", 0, anySize, 0x46b3d95e, 700},
 };
 
 INSTANTIATE_TEST_SUITE_P(Model, SideBySide, testing::ValuesIn(sc_cases),

@@ -60,9 +60,22 @@ public:
         for (size_t side = 0; side < sides.size(); ++side) {
             std::vector<double>& of = samples[side];
             std::nth_element(of.begin(), of.begin() + sc_rounds / 2, of.end());
-            printf("%s\t%s\t%s\t%.4g\n", subject, operation, sides[side].name, of[sc_rounds / 2]);
+            tell(subject, operation, sides[side].name, of[sc_rounds / 2]);
         }
+    }
+
+    // One side's row.
+    static void tell(const char* subject, const char* operation, const char* side, double nanoseconds)
+    {
+        printf("%s\t%s\t%s\t%.4g\n", subject, operation, side, nanoseconds);
         fflush(stdout);
+    }
+
+    static double now(clockid_t clock)
+    {
+        timespec time;
+        clock_gettime(clock, &time);
+        return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
     }
 
     // What main returns.
@@ -71,13 +84,6 @@ public:
 private:
     static const int sc_rounds = 21;
     static constexpr double sc_sample = 5e6; // nanoseconds, at least
-
-    static double now(clockid_t clock)
-    {
-        timespec time;
-        clock_gettime(clock, &time);
-        return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
-    }
 
     // The nanoseconds that one work takes.
     static double sample(const Side& side, clockid_t clock)

@@ -40,30 +40,6 @@ static MemoryHeapNode_s* nodeOf(void* block)
     return static_cast<MemoryHeapNode_s*>(block) - 1;
 }
 
-static void pushFront(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
-{
-    node->prev = nullptr;
-    node->next = list;
-    if (list) {
-        list->prev = node;
-    }
-    list = node;
-}
-
-static void unlink(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
-{
-    MemoryHeapNode_s* next = node->next;
-    MemoryHeapNode_s* prev = node->prev;
-    if (prev) {
-        prev->next = next;
-    } else {
-        list = next;
-    }
-    if (next) {
-        next->prev = prev;
-    }
-}
-
 // The node a heap request takes. A multiple of 32 still gains 32 more: budgets have been tuned with that, and must
 // hold on every host.
 static unsigned long nodeSize(unsigned long request)
@@ -159,7 +135,7 @@ void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size, const cha
         return nullptr;
     }
     bank->usedNodeCount += 1;
-    pushFront(bank->usedList, node);
+    pushFront<InsideLinks>(bank->usedList, node);
     node->file = file;
     node->line = line;
     node->magic = sc_magicUsed;
@@ -175,7 +151,7 @@ MemoryHeapNode_s* MemoryMgr::_heapTake(MemoryBank_s* bank, unsigned long size)
         return nullptr;
     }
     bank->freeNodeCount -= 1;
-    unlink(bank->freeList, node);
+    unlink<InsideLinks>(bank->freeList, node);
     if (size + sc_headerSize < sizeOf(node)) { // else the rest would hold a header and no byte more
         const unsigned int taken = static_cast<unsigned int>(size);
         const unsigned int rest = sizeOf(node) - taken;
@@ -229,7 +205,7 @@ int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut
     bank->usedNodeCount -= 1;
     *sizeOut = node->size;
     node->magic = sc_magicFree;
-    unlink(bank->usedList, node);
+    unlink<InsideLinks>(bank->usedList, node);
     FreeIndex* index = _indexOf(bank);
     if (index && index->give(bank, node)) {
         return 0;
@@ -251,7 +227,7 @@ int MemoryMgr::_compactHeapNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
         if (behind(lower) != upper) {
             continue;
         }
-        unlink(bank->freeList, other);
+        unlink<InsideLinks>(bank->freeList, other);
         bank->freeNodeCount -= 1;
         lower->size += upper->size;
         if (!_compactHeapNode(bank, lower)) {
@@ -281,7 +257,7 @@ void* MemoryMgr::_allocExtNode(MemoryBank_s* bank, unsigned long size, const cha
     node->size = static_cast<unsigned int>(size) | sc_extBit;
     node->file = file;
     node->line = line;
-    pushFront(bank->extList, node);
+    pushFront<AnyLinks>(bank->extList, node);
     bank->extNodeCount += 1;
     countAlloc(bank, size);
     return blockOf(node);
@@ -291,7 +267,7 @@ int MemoryMgr::_heapExtFree(MemoryBank_s* bank, MemoryHeapNode_s* node, unsigned
 {
     node->size = sizeOf(node);
     *sizeOut = node->size;
-    unlink(bank->extList, node);
+    unlink<AnyLinks>(bank->extList, node);
     giveUpOutsideLinks(node);
     giveTo(locations[bank->location], node);
     return 0;

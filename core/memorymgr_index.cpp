@@ -154,14 +154,17 @@ void FreeIndex::_setHead(unsigned int number, const MemoryHeapNode_s* node)
 
 MemoryHeapNode_s* FreeIndex::_firstOfAtLeast(unsigned long size) const
 {
-    const unsigned int number = _firstClassFrom(_classOf(size + sc_unit - 1));
-    if (number == sc_nothing) {
-        return nullptr;
+    unsigned int number = _classOf(size + sc_unit - 1);
+    if (m_heads[number] == 0) {
+        number = _firstClassFrom(number);
+        if (number == sc_nothing) {
+            return nullptr;
+        }
     }
     MemoryHeapNode_s* node = _nodeAt(m_heads[number] - 1);
     if (number == m_classCount - 1) {
         while (node && node->size < size) {
-            node = node->next;
+            node = insideLink(node->next);
         }
     }
     return node;
@@ -251,26 +254,22 @@ bool FreeIndex::_canHold(const MemoryHeapNode_s* node) const
 // Whether a node that should be on the free list looks like it.
 bool FreeIndex::_isListed(const MemoryHeapNode_s* node) const
 {
-    if (node->magic != sc_magicFree) {
-        return false;
-    }
-    const MemoryHeapNode_s* before = node->prev;
-    return (before ? static_cast<const MemoryHeapNode_s*>(before->next) : m_first) == node;
+    return node->magic == sc_magicFree;
 }
 
 // ---- The list
 
 void FreeIndex::_link(MemoryBank_s* bank, MemoryHeapNode_s* before, MemoryHeapNode_s* node, MemoryHeapNode_s* after)
 {
-    node->prev = before;
-    node->next = after;
+    setInsideLink(node->prev, before);
+    setInsideLink(node->next, after);
     if (before) {
-        before->next = node;
+        setInsideLink(before->next, node);
     } else {
         bank->freeList = m_first = node;
     }
     if (after) {
-        after->prev = node;
+        setInsideLink(after->prev, node);
     } else {
         m_last = node;
     }
@@ -279,22 +278,22 @@ void FreeIndex::_link(MemoryBank_s* bank, MemoryHeapNode_s* before, MemoryHeapNo
 void FreeIndex::_insert(MemoryBank_s* bank, MemoryHeapNode_s* node)
 {
     MemoryHeapNode_s* after = _firstOfAtLeast(node->size);
-    _link(bank, after ? static_cast<MemoryHeapNode_s*>(after->prev) : m_last, node, after);
+    _link(bank, after ? insideLink(after->prev) : m_last, node, after);
     _enterClass(node, after);
 }
 
 void FreeIndex::_remove(MemoryBank_s* bank, MemoryHeapNode_s* node)
 {
-    MemoryHeapNode_s* before = node->prev;
-    MemoryHeapNode_s* after = node->next;
+    MemoryHeapNode_s* before = insideLink(node->prev);
+    MemoryHeapNode_s* after = insideLink(node->next);
     _leaveClass(node, after);
     if (before) {
-        before->next = after;
+        setInsideLink(before->next, after);
     } else {
         bank->freeList = m_first = after;
     }
     if (after) {
-        after->prev = before;
+        setInsideLink(after->prev, before);
     } else {
         m_last = before;
     }
@@ -303,9 +302,10 @@ void FreeIndex::_remove(MemoryBank_s* bank, MemoryHeapNode_s* node)
 // node, of this size, takes the place of old; another place where the list's order asks for it. They may be the same.
 void FreeIndex::_replace(MemoryBank_s* bank, MemoryHeapNode_s* old, MemoryHeapNode_s* node, unsigned int size)
 {
-    MemoryHeapNode_s* before = old->prev;
-    MemoryHeapNode_s* after = old->next;
-    if ((before && before->size >= size) || (after && after->size < size)) {
+    MemoryHeapNode_s* before = insideLink(old->prev);
+    MemoryHeapNode_s* after = insideLink(old->next);
+    const bool moves = size < old->size ? before && before->size >= size : after && after->size < size;
+    if (moves) {
         _remove(bank, old);
         node->size = size;
         _insert(bank, node);
@@ -319,7 +319,7 @@ void FreeIndex::_replace(MemoryBank_s* bank, MemoryHeapNode_s* old, MemoryHeapNo
     _enterClass(node, after);
 }
 
-bool FreeIndex::take(MemoryBank_s* bank, unsigned long size, MemoryHeapNode_s** taken)
+__attribute__((flatten)) bool FreeIndex::take(MemoryBank_s* bank, unsigned long size, MemoryHeapNode_s** taken)
 {
     if (bank->freeList != m_first) {
         return _giveUp();
@@ -347,7 +347,7 @@ bool FreeIndex::take(MemoryBank_s* bank, unsigned long size, MemoryHeapNode_s** 
     return true;
 }
 
-bool FreeIndex::give(MemoryBank_s* bank, MemoryHeapNode_s* node)
+__attribute__((flatten)) bool FreeIndex::give(MemoryBank_s* bank, MemoryHeapNode_s* node)
 {
     if (bank->freeList != m_first || !_canHold(node)) {
         return _giveUp();

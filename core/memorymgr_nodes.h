@@ -31,6 +31,42 @@ inline MemoryHeapNode_s* makeFreeNode(char* place, unsigned int size)
     return node;
 }
 
+// The links of a list: of one whose nodes lie inside their bank, or of any list.
+struct InsideLinks {
+    static MemoryHeapNode_s* get(const MemoryNodeRef& link) { return insideLink(link); }
+    static void set(MemoryNodeRef& link, MemoryHeapNode_s* node) { setInsideLink(link, node); }
+};
+struct AnyLinks {
+    static MemoryHeapNode_s* get(const MemoryNodeRef& link) { return link; }
+    static void set(MemoryNodeRef& link, MemoryHeapNode_s* node) { link = node; }
+};
+
+template <typename Links>
+inline void pushFront(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
+{
+    Links::set(node->prev, nullptr);
+    Links::set(node->next, list);
+    if (list) {
+        Links::set(list->prev, node);
+    }
+    list = node;
+}
+
+template <typename Links>
+inline void unlink(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
+{
+    MemoryHeapNode_s* next = Links::get(node->next);
+    MemoryHeapNode_s* prev = Links::get(node->prev);
+    if (prev) {
+        Links::set(prev->next, next);
+    } else {
+        list = next;
+    }
+    if (next) {
+        Links::set(next->prev, prev);
+    }
+}
+
 // A location without the callback it needs has nothing to give, and gets nothing back.
 inline void* takeFrom(const MemoryLocation_s& location, unsigned long size)
 {

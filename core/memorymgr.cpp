@@ -143,20 +143,6 @@ unsigned int MemoryMgr::getMemoryBankSize(int index) const
     return bank ? bank->size : 0;
 }
 
-// The record of a bank that can be, defined or not: one that isn't has no memory and draws from location 0.
-MemoryBank_s* MemoryMgr::_bank(int index)
-{
-    return const_cast<MemoryBank_s*>(static_cast<const MemoryMgr*>(this)->_bank(index));
-}
-
-const MemoryBank_s* MemoryMgr::_bank(int index) const
-{
-    if (index < -1 || index >= 32) {
-        return nullptr;
-    }
-    return index == -1 ? &systemBank : &banks[index];
-}
-
 unsigned int MemoryMgr::_calcMemorySize(e_MemoryLocation location) const
 {
     unsigned int total = 0;

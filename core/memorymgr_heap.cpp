@@ -124,7 +124,7 @@ unsigned int MemoryMgr::getSize(int index, void* block)
 
 // The block of a node that is at least size bytes large, header included; size becomes the node's. Null when there is
 // none.
-void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size, const char* file, unsigned int line)
+inline void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size, const char* file, unsigned int line)
 {
     MemoryHeapNode_s* node = nullptr;
     FreeIndex* index = _indexOf(bank);
@@ -193,7 +193,7 @@ void MemoryMgr::_heapAddFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
 }
 
 // 0, or -4 when block is not a live block; the size that went back is stored in sizeOut.
-int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut)
+inline int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut)
 {
     MemoryHeapNode_s* node = nodeOf(block);
     if (node->magic != sc_magicUsed) {

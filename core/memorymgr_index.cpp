@@ -38,7 +38,7 @@ static unsigned int wordsFor(unsigned int bits)
 
 static unsigned int unitsFor(unsigned int bytes)
 {
-    return bytes / sc_unit + (bytes % sc_unit != 0);
+    return (bytes + sc_unit - 1) / sc_unit; // bytes are less than 2^31
 }
 
 // ---- Which bank has which index
@@ -245,10 +245,9 @@ void FreeIndex::_markUsed(const MemoryHeapNode_s* node)
 // Whether the bank can have such a node at all.
 bool FreeIndex::_canHold(const MemoryHeapNode_s* node) const
 {
-    const size_t at = static_cast<size_t>(reinterpret_cast<uintptr_t>(node) - reinterpret_cast<uintptr_t>(m_base));
-    const unsigned int size = node->size;
-    return at < m_size && at % sc_unit == 0 && size != 0 && size <= m_size - at &&
-           (size % sc_unit == 0 || size == m_size - at);
+    const size_t at = static_cast<size_t>(reinterpret_cast<const char*>(node) - m_base);
+    const size_t end = at + node->size;
+    return at < end && end <= m_size && at % sc_unit == 0 && (end % sc_unit == 0 || end == m_size);
 }
 
 // Whether a node that should be on the free list looks like it.

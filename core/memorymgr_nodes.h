@@ -79,3 +79,17 @@ inline void giveTo(const MemoryLocation_s& location, void* block)
         location.freeCb(block);
     }
 }
+
+// The record of a bank that can be, defined or not: one that isn't has no memory and draws from location 0.
+inline MemoryBank_s* MemoryMgr::_bank(int index)
+{
+    return const_cast<MemoryBank_s*>(static_cast<const MemoryMgr*>(this)->_bank(index));
+}
+
+inline const MemoryBank_s* MemoryMgr::_bank(int index) const
+{
+    if (index < -1 || index >= 32) {
+        return nullptr;
+    }
+    return index == -1 ? &systemBank : &banks[index];
+}

@@ -225,10 +225,17 @@ MemoryNameRef::operator const char*() const
 MemoryNameRef& MemoryNameRef::operator=(const char* name)
 {
     const NameSlots* slots = s_nameSlots.load(std::memory_order_acquire);
-    m_number = slots && name ? findName(slots, name) : 0;
-    if (m_number == 0 && name) {
-        m_number = addName(name);
+    const unsigned int number = slots && name ? findName(slots, name) : 0;
+    if (number == 0 && name) {
+        return _assignNew(name);
     }
+    m_number = number;
+    return *this;
+}
+
+MemoryNameRef& MemoryNameRef::_assignNew(const char* name)
+{
+    m_number = addName(name);
     return *this;
 }
 

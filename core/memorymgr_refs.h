@@ -104,6 +104,8 @@ public:
     MemoryNameRef& operator=(const char* name); // null, too, when there is no memory to number one more name
 
 private:
+    MemoryNameRef& _assignNew(const char* name);
+
     MemoryWord m_number; // 0: null
 };
 

@@ -3,7 +3,7 @@
 
 #include <stdlib.h>
 
-static const unsigned int sc_smallestBank = 64 << 10; // bytes: the list of a smaller one is short enough to walk
+static const unsigned int sc_smallestBank = 32 << 10; // bytes: the list of a smaller one is short enough to walk
 static const unsigned int sc_wordBits = 64;
 static const unsigned int sc_unit = sc_granularity;
 static const unsigned int sc_nothing = UINT32_MAX;
@@ -13,6 +13,11 @@ FreeIndex::Set FreeIndex::s_sets[4];
 static unsigned int lowestBit(uint64_t word)
 {
     return static_cast<unsigned int>(__builtin_ctzll(word));
+}
+
+static unsigned int highestBit(uint64_t word)
+{
+    return sc_wordBits - 1 - static_cast<unsigned int>(__builtin_clzll(word));
 }
 
 // The lowest bits of a word, up to this one.
@@ -54,26 +59,25 @@ void FreeIndex::make(const MemoryMgr* manager, int number, const MemoryBank_s& b
     }
     const unsigned int unitWords = wordsFor(unitsFor(bank.size));
     const unsigned int classCount = bank.size / (64 * sc_unit) + 2;
-    unsigned int levelWords[sc_levels];
-    unsigned int words = classCount;
-    size_t bytes =
-        sizeof(FreeIndex) + unitWords * (sizeof(uint64_t) + sizeof(unsigned int)) + classCount * sizeof(unsigned int);
-    for (unsigned int& level : levelWords) {
-        level = words = wordsFor(words);
-        bytes += words * sizeof(uint64_t);
+    unsigned int levelWords[sc_levels] = {wordsFor(classCount)};
+    unsigned int words = unitWords + wordsFor(unitWords) + levelWords[0];
+    for (int level = 1; level < sc_levels && levelWords[level - 1] > 1; ++level) {
+        levelWords[level] = wordsFor(levelWords[level - 1]);
+        words += levelWords[level];
     }
+    const size_t bytes = sizeof(FreeIndex) + words * sizeof(uint64_t) + classCount * sizeof(unsigned int);
     FreeIndex* index = static_cast<FreeIndex*>(calloc(1, bytes));
     if (!index) {
         return;
     }
-    uint64_t* next = reinterpret_cast<uint64_t*>(index + 1);
-    for (int level = 0; level < sc_levels; ++level) {
+    index->m_units = reinterpret_cast<uint64_t*>(index + 1);
+    index->m_spanned = index->m_units + unitWords;
+    uint64_t* next = index->m_spanned + wordsFor(unitWords);
+    for (int level = 0; level < sc_levels && levelWords[level] != 0; ++level) {
         index->m_used[level] = next;
         next += levelWords[level];
     }
-    index->m_units = next;
-    index->m_starts = reinterpret_cast<unsigned int*>(next + unitWords);
-    index->m_heads = index->m_starts + unitWords;
+    index->m_heads = reinterpret_cast<unsigned int*>(next);
     index->m_base = bank.base;
     index->m_size = bank.size;
     index->m_classCount = classCount;
@@ -141,8 +145,8 @@ void FreeIndex::_setHead(unsigned int number, const MemoryHeapNode_s* node)
     if (was == (node != nullptr)) {
         return;
     }
-    for (uint64_t* used : m_used) {
-        uint64_t& word = used[number / sc_wordBits];
+    for (int level = 0; level < sc_levels && m_used[level]; ++level) {
+        uint64_t& word = m_used[level][number / sc_wordBits];
         const uint64_t others = word & ~oneBit(number);
         word = node ? word | oneBit(number) : others;
         if (others) {
@@ -208,27 +212,35 @@ bool FreeIndex::_isFree(unsigned int unit) const
 // The first unit of the free node that has this one for its last.
 unsigned int FreeIndex::_firstUnitOfNodeUpTo(unsigned int last) const
 {
-    const uint64_t clear = ~m_units[last / sc_wordBits] & bitsUpTo(last);
-    if (!clear) {
-        return m_starts[last / sc_wordBits];
+    unsigned int word = last / sc_wordBits;
+    uint64_t clear = ~m_units[word] & bitsUpTo(last);
+    if (!clear && word > 0) {
+        if (m_spanned[word / sc_wordBits] & oneBit(word)) {
+            return static_cast<unsigned int>(m_units[word - 1]);
+        }
+        word -= 1;
+        clear = ~m_units[word];
     }
-    return last / sc_wordBits * sc_wordBits + sc_wordBits - static_cast<unsigned int>(__builtin_clzll(clear));
+    return word * sc_wordBits + (clear ? highestBit(clear) + 1 : 0);
 }
 
 void FreeIndex::_markFree(const MemoryHeapNode_s* node)
 {
     const unsigned int first = _unitOf(node);
     const unsigned int last = first + unitsFor(node->size) - 1;
-    uint64_t* low = &m_units[first / sc_wordBits];
-    uint64_t* high = &m_units[last / sc_wordBits];
+    const unsigned int low = first / sc_wordBits;
+    const unsigned int high = last / sc_wordBits;
     if (low == high) {
-        *low |= bitsFrom(first) & bitsUpTo(last);
+        m_units[low] |= bitsFrom(first) & bitsUpTo(last);
     } else {
-        *low |= bitsFrom(first);
-        *high |= bitsUpTo(last);
+        m_units[low] |= bitsFrom(first);
+        m_units[high] |= bitsUpTo(last);
     }
-    if (low != high || first % sc_wordBits == 0) {
-        m_starts[last / sc_wordBits] = first;
+    if (low + 1 < high) {
+        m_units[high - 1] = first;
+        m_spanned[high / sc_wordBits] |= oneBit(high);
+    } else if (low < high || first % sc_wordBits == 0) {
+        m_spanned[high / sc_wordBits] &= ~oneBit(high);
     }
 }
 

@@ -9,9 +9,10 @@
 // 3. So "the first node of at least so many bytes", which is the best fit and also the place where a node of that size
 //    goes, is the first node of the first class that isn't empty.
 // 4. A unit is 32 bytes. Each has a bit: the first and the last unit of a used node are clear; those of a free node are
-//    set, and so are all in between that share a word with one of the two. Other bits mean nothing. No two free nodes
-//    touch, so the bits from a free node's last unit down to its first are a run that a clear one ends; where the run
-//    comes to the start of a word, the node's first unit is kept beside that word.
+//    set, and so are all in between that share a word with one of the two. No two free nodes touch, so the bits from a
+//    free node's last unit down to its first are a run that a clear one ends. Where a whole word lies between the words
+//    of the two, the one below the last unit's holds the number of the first unit in place of bits, and is marked so.
+//    Other bits mean nothing: making and joining nodes of any size changes a few words.
 // 5. The index is believed only as far as headers and list bear it out. At the first contradiction, before anything has
 //    been changed, it gives up: somebody else has written to the bank, and its list has to be walked from there on.
 //
@@ -77,9 +78,9 @@ private:
     unsigned int m_classCount; // the last class included
     MemoryHeapNode_s* m_first; // of the free list, as it was left here
     MemoryHeapNode_s* m_last;
-    uint64_t* m_units;      // a bit for each unit
-    unsigned int* m_starts; // for each word of units: the first unit of the free node that covers its lowest
-    unsigned int* m_heads;  // for each class: its first node's unit and one; 0: empty
+    uint64_t* m_units;     // a bit for each unit
+    uint64_t* m_spanned;   // a bit for each word of units: the one below it holds a number
+    unsigned int* m_heads; // for each class: its first node's unit and one; 0: empty
     uint64_t*
         m_used[sc_levels]; // a bit for each class that isn't empty; in the next level for each word that isn't 0
 };

@@ -2,12 +2,13 @@
 //
 // 1. The bank is what it would be without an index: the same nodes on the same lists in the same order. Nothing of the
 //    index lies in the bank.
-// 2. Nodes are of a class by their size: one class for each multiple of 32 bytes, and the last one for all nodes of
-//    1/64 of the bank and more, of which there are fewer than 65. The free list runs from small to large, so the nodes
+// 2. Nodes are of a class by their size: one class for each multiple of 32 bytes, and the last one for all of more
+//    than 1/64 of the bank, of which there are fewer than 64. The free list runs from small to large, so the nodes
 //    of a class follow each other; the index knows the first. The one node that may be no multiple of 32, at the end of
 //    the bank, is of the class below its size, and the last of it.
 // 3. So "the first node of at least so many bytes", which is the best fit and also the place where a node of that size
-//    goes, is the first node of the first class that isn't empty.
+//    goes, is the first of the first class, from that of the size rounded up, that isn't empty. Only in the last class
+//    it takes a walk, of fewer than 64 nodes.
 // 4. A unit is 32 bytes. Each has a bit: the first and the last unit of a used node are clear; those of a free node are
 //    set, and so are all in between that share a word with one of the two. No two free nodes touch, so the bits from a
 //    free node's last unit down to its first are a run that a clear one ends. Where a whole word lies between the words
@@ -24,7 +25,7 @@
 #include <atomic>
 #include <stdint.h>
 
-class FreeIndex {
+class alignas(uint64_t) FreeIndex {
 public:
     // Makes the index of a bank that is one free node. There is none when the bank is too small to need it, without
     // memory for it, and with more than four managers at a time; then the list is walked.
@@ -60,7 +61,7 @@ private:
     void _markUsed(const MemoryHeapNode_s* node);
 
     bool _canHold(const MemoryHeapNode_s* node) const;
-    bool _isListed(const MemoryHeapNode_s* node) const;
+    bool _looksFree(const MemoryHeapNode_s* node) const;
 
     void _insert(MemoryBank_s* bank, MemoryHeapNode_s* node);
     void _remove(MemoryBank_s* bank, MemoryHeapNode_s* node);

@@ -412,8 +412,7 @@ static void compareMemory(Bench& bench, const Play& p)
     forEachSide([&](const char* name, auto make) {
         fflush(stderr);
         if (fork() == 0) {
-            std::vector<void*> blocks(p.session.blocks.size(), nullptr);
-            blocks[0] = &blocks;
+            std::vector<void*> blocks(p.session.blocks.size());
             const long before = privateMemory();
             auto heap = make(p.room);
             for (unsigned int operation = 0; operation <= peak; ++operation) {

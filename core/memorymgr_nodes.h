@@ -1,4 +1,4 @@
-// What the memory manager's sources share about headers and locations. Not for games.
+// What the memory manager's sources share about headers, lists, locations and banks. Not for games.
 #pragma once
 
 #include "core/memorymgr.h"

@@ -219,6 +219,15 @@ TEST(Lists, ThatWereTakenAwayLeaveAnEmptyBank)
     EXPECT_EQ(heap.allocNode(64), heap.banks[0].base + 64 + 24);
 }
 
+TEST(Lists, ThatWereTakenAwayBeginAnewWithWhatIsFreed)
+{
+    LargeHeap heap;
+    char* block = heap.allocNode(64);
+    heap.banks[0].freeList = nullptr;
+    heap.free(block); // what lies behind it is on no list, so they aren't joined
+    EXPECT_EQ(heap.freeNodes(), "0+64");
+}
+
 TEST(Lists, WithANodeOfAnotherSizeServeWhatItCanHold)
 {
     LargeHeap heap;

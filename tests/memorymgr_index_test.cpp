@@ -240,6 +240,17 @@ TEST(Lists, WithANodeOfAnotherSizeServeWhatItCanHold)
     EXPECT_EQ(heap.check(0), -6); // 192 bytes are nobody's
 }
 
+TEST(Lists, NeverGiveANodeTwiceWhateverItsSizeWas)
+{
+    LargeHeap heap;
+    char* block = heap.allocNode(256);
+    heap.allocNode(32);
+    heap.free(block);
+    headerOf(block)->size = 64;
+    EXPECT_EQ(heap.allocNode(64), block);
+    EXPECT_EQ(heap.allocNode(64), heap.banks[0].base + 256 + 32 + 24);
+}
+
 TEST(Lists, WithANodeThatIsLargerThanTheBankServeWhatTheySay)
 {
     LargeHeap heap;

@@ -275,6 +275,41 @@ TEST(Lists, JoinANodeThatHasLostItsMark)
     EXPECT_EQ(heap.freeNodes(), "0+192 224+130848");
 }
 
+TEST(Lists, JoinNodesBySizesThatWereOverwritten)
+{
+    LargeHeap heap;
+    char* first = heap.allocNode(64);
+    char* second = heap.allocNode(64);
+    heap.allocNode(32);
+    heap.free(second);
+    setHeaderWord(second, 1, sc_large * 2);
+    heap.free(first);
+    EXPECT_EQ(heap.freeNodes(), "160+130912 0+262208");
+}
+
+TEST(Lists, LeaveNodesApartThatNoLongerTouch)
+{
+    LargeHeap heap;
+    char* first = heap.allocNode(64);
+    char* second = heap.allocNode(64);
+    heap.allocNode(32);
+    heap.free(first);
+    setHeaderWord(first, 1, 32);
+    heap.free(second);
+    EXPECT_EQ(heap.freeNodes(), "0+32 64+64 160+130912");
+}
+
+TEST(Lists, TakeAHeaderThatStandsWhereNoneCan)
+{
+    LargeHeap heap;
+    char* forged = heap.allocNode(128) + 16 + 24;
+    memset(forged - 24, 0, 24);
+    setHeaderWord(forged, 0, 0xfeedface);
+    setHeaderWord(forged, 1, 56);
+    EXPECT_EQ(heap.free(forged), 0);
+    EXPECT_EQ(heap.freeNodes(), "40+56 128+130944");
+}
+
 TEST(Lists, GiveANodeThatHasLostItsMark)
 {
     LargeHeap heap;

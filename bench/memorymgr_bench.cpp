@@ -1,89 +1,162 @@
-// What the banks cost, with malloc and free beside them.
+// What the banks cost, beside other allocators: boost's rbtree_best_fit, which works in a region of its own as a bank
+// does, and malloc, mimalloc and jemalloc.
 //
-// Both sides of a comparison run in one process, one after the other, on the same requests in the same order, and
-// write a byte to each block. A bank takes a recursive lock for each operation; so malloc and free take one here.
+// On each side an operation takes a recursive lock, as a bank does, and each block that is made gets a byte written to
+// it. A side ends as it began, with nothing in use, so its memory is warm.
 //
-//     memorymgr_bench [--benchmark_filter=FreeNodes] [FOLDER]      FOLDER: where the recorded sessions are
+//     memorymgr_bench [PART OF A SUBJECT [FOLDER]]      FOLDER: of the recorded sessions to play, the demo's if none
+//
+// The subjects "worst" are single operations, the slowest but one in 10,000; the clock's own time, some 20 ns, is in
+// them. How much memory each side takes is told on the standard error stream; that subject is "memory".
 #include "core/memorymgr.h"
 #include "demo/session.h"
+#include "memorymgr_scripts.h"
+#include "peers.h"
 
-#include <benchmark/benchmark.h>
+#if __has_include(<boost/interprocess/mem_algo/rbtree_best_fit.hpp>)
+#include <boost/interprocess/mem_algo/rbtree_best_fit.hpp>
+#include <boost/interprocess/sync/mutex_family.hpp>
+#define HAS_RBTREE
+#endif
 
-#include <algorithm>
+#include <dlfcn.h>
 #include <filesystem>
 #include <fstream>
-#include <random>
+#include <memory>
+#include <memory_resource>
 #include <stdlib.h>
-#include <sys/utsname.h>
-#include <time.h>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
 
-static const unsigned int sc_wall = 8; // bytes of the blocks that keep two holes apart
-
-static std::string s_sessionFolder = CORE_DEMO_SESSIONS;
-
-// A manager whose banks keep the sizes they are given: it reads and writes no bank-size file.
+// A manager whose bank keeps the size it is given: it reads and writes no bank-size file.
 class BenchMemory : public MemoryMgr {
 public:
-    BenchMemory(e_MemoryBankType type, int count, unsigned int size)
+    BenchMemory(e_MemoryBankType type, unsigned int size)
     {
         bankSizePath[0] = '\0';
-        for (int bank = 0; bank < count; ++bank) {
-            defineBank(MEMLOC_DEFAULT, type, "bench", size);
-        }
+        defineBank(MEMLOC_DEFAULT, type, "bench", size);
         initialize();
     }
 
-    // Then some of the time was the fallback's, which is malloc again.
-    bool hasOverflowed() const
+    // Some of the time would have been the fallback's, which is malloc's.
+    ~BenchMemory() override
     {
-        unsigned int fallbackBlocks = 0;
-        for (int bank = 0; bank < bankCount; ++bank) {
-            fallbackBlocks += banks[bank].extNodeCount;
+        if (banks[0].extNodeCount != 0) {
+            fprintf(stderr, "the bank was too small\n");
+            _exit(1);
         }
-        return fallbackBlocks != 0;
     }
 
-    unsigned int freeNodes(int bank) const { return banks[bank].freeNodeCount; }
+    unsigned int freeNodes() const { return banks[0].freeNodeCount; }
 
 protected:
     void onOutOfMemory(int) override {}
 };
 
-// The two sides: alloc(size), free(block, size).
-struct Heap {
-    BenchMemory& memory;
-    int (*bankOf)(unsigned int size);
+class Lock {
+public:
+    explicit Lock(Mutex& mutex) : m_mutex(&mutex.mutex) { pthread_mutex_lock(m_mutex); }
+    ~Lock() { pthread_mutex_unlock(m_mutex); }
 
-    void* alloc(unsigned int size) { return memory.alloc(bankOf(size), size, "bench", __LINE__); }
-    void free(void* block, unsigned int size) { memory.free(bankOf(size), block); }
+private:
+    pthread_mutex_t* m_mutex;
 };
 
-struct LockedMalloc {
-    Mutex lock;
+// ---- The sides
+
+class Heap {
+public:
+    explicit Heap(unsigned int size) : m_memory(MEMBANK_HEAP, size) {}
+
+    void* alloc(unsigned int size) { return m_memory.alloc(0, size, "bench", __LINE__); }
+    void free(void* block) { m_memory.free(0, block); }
+    unsigned int freeNodes() const { return m_memory.freeNodes(); }
+
+private:
+    BenchMemory m_memory;
+};
+
+#ifdef HAS_RBTREE
+class Rbtree {
+public:
+    explicit Rbtree(unsigned int size) : m_region(new char[size]), m_heap(new (m_region.get()) Algorithm(size, 0)) {}
 
     void* alloc(unsigned int size)
     {
-        pthread_mutex_lock(&lock.mutex);
-        void* block = malloc(size);
-        pthread_mutex_unlock(&lock.mutex);
-        return block;
+        Lock lock(m_mutex);
+        return m_heap->allocate(size);
     }
-
-    void free(void* block, unsigned int)
+    void free(void* block)
     {
-        pthread_mutex_lock(&lock.mutex);
-        ::free(block);
-        pthread_mutex_unlock(&lock.mutex);
+        Lock lock(m_mutex);
+        m_heap->deallocate(block);
     }
-};
 
-// The processor's time, which other programs on the machine don't lengthen.
-template <typename Work>
-static double secondsOf(Work work)
+private:
+    typedef boost::interprocess::rbtree_best_fit<boost::interprocess::null_mutex_family, void*> Algorithm;
+    std::unique_ptr<char[]> m_region;
+    Algorithm* m_heap; // in the region
+    Mutex m_mutex;
+};
+#endif
+
+// malloc and free of any library. It is loaded here, so that nobody else gets its malloc.
+template <int LIBRARY>
+class Malloc {
+public:
+    explicit Malloc(unsigned int) {}
+
+    static bool load(const char* library, const char* mallocName, const char* freeName)
+    {
+        void* handle = dlopen(library, RTLD_NOW | RTLD_LOCAL);
+        if (handle) {
+            s_malloc = reinterpret_cast<void* (*)(size_t)>(dlsym(handle, mallocName));
+            s_free = reinterpret_cast<void (*)(void*)>(dlsym(handle, freeName));
+        }
+        return s_malloc && s_free;
+    }
+
+    void* alloc(unsigned int size)
+    {
+        Lock lock(m_mutex);
+        return s_malloc(size);
+    }
+    void free(void* block)
+    {
+        Lock lock(m_mutex);
+        s_free(block);
+    }
+
+private:
+    static inline void* (*s_malloc)(size_t);
+    static inline void (*s_free)(void*);
+    Mutex m_mutex;
+};
+typedef Malloc<0> Libc;
+typedef Malloc<1> Mimalloc;
+typedef Malloc<2> Jemalloc;
+
+// use(name, make) for each side there is, ours first; make(size) makes the side with a region of so many bytes.
+template <typename Use>
+static void forEachSide(Use use)
 {
-    const clock_t begin = clock();
-    work();
-    return static_cast<double>(clock() - begin) / CLOCKS_PER_SEC;
+    use("core", [](unsigned int size) { return std::make_shared<Heap>(size); });
+#ifdef HAS_RBTREE
+    use("rbtree_best_fit", [](unsigned int size) { return std::make_shared<Rbtree>(size); });
+#endif
+    static const bool s_hasLibc = Libc::load("libc.so.6", "malloc", "free");
+    static const bool s_hasMimalloc = Mimalloc::load("libmimalloc.so.2", "mi_malloc", "mi_free");
+    static const bool s_hasJemalloc = Jemalloc::load("libjemalloc.so.2", "malloc", "free");
+    if (s_hasLibc) {
+        use("malloc", [](unsigned int size) { return std::make_shared<Libc>(size); });
+    }
+    if (s_hasMimalloc) {
+        use("mimalloc", [](unsigned int size) { return std::make_shared<Mimalloc>(size); });
+    }
+    if (s_hasJemalloc) {
+        use("jemalloc", [](unsigned int size) { return std::make_shared<Jemalloc>(size); });
+    }
 }
 
 static void touch(void* block)
@@ -91,219 +164,312 @@ static void touch(void* block)
     *static_cast<volatile char*>(block) = 1;
 }
 
-// The counters of a comparison; the benchmark's own time is that of the heap.
-static void compare(benchmark::State& state, double heapSeconds, double mallocSeconds, double operations)
+// ---- Sessions
+
+struct Play {
+    std::string name;
+    Session session;
+    unsigned int room; // bytes: half as much again as is ever in use, headers and all
+};
+
+static Play playOf(const std::string& name, Session session)
 {
-    state.counters["heap_ns"] = heapSeconds * 1e9 / operations;
-    state.counters["malloc_ns"] = mallocSeconds * 1e9 / operations;
-    state.counters["times_malloc"] = heapSeconds / mallocSeconds;
+    unsigned long long bytes = 0;
+    unsigned long long most = 0;
+    for (unsigned int operation = 0; operation < session.operations.size(); ++operation) {
+        const SessionBlock& block = session.blocks[session.operations[operation]];
+        bytes = block.born == operation ? bytes + block.size + 56 : bytes - block.size - 56;
+        most = std::max(most, bytes);
+    }
+    return {name, std::move(session), static_cast<unsigned int>(most + most / 2 + (1 << 16))};
 }
 
-static int oneBank(unsigned int)
+static std::vector<Play> recordedPlays(const std::string& folder)
 {
-    return 0;
+    std::vector<std::string> paths;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        paths.push_back(entry.path().string());
+    }
+    std::sort(paths.begin(), paths.end());
+    std::vector<Play> plays;
+    for (const std::string& path : paths) {
+        Session session;
+        std::string error;
+        if (LoadSession(path.c_str(), &session, &error)) {
+            plays.push_back(playOf(std::filesystem::path(path).stem().string(), std::move(session)));
+        } else {
+            fprintf(stderr, "%s: %s\n", path.c_str(), error.c_str());
+        }
+    }
+    return plays;
 }
 
-static int bankBySize(unsigned int size)
-{
-    return size <= 48 ? 0 : size <= 64 ? 1 : size <= 1024 ? 2 : 3;
-}
-
-template <typename Side>
-static void playSession(const Session& session, std::vector<void*>& blocks, Side& side)
+// Does each operation of a session through around(operation, what), and frees what is left in the end. The answer is
+// the number of blocks.
+template <typename Heap, typename Around>
+static unsigned long long play(const Session& session, std::vector<void*>& blocks, Heap& heap, Around around)
 {
     for (unsigned int operation = 0; operation < session.operations.size(); ++operation) {
         const unsigned int number = session.operations[operation];
         const SessionBlock& block = session.blocks[number];
         if (block.born == operation) {
-            blocks[number] = side.alloc(block.size);
+            around(operation, [&] { blocks[number] = heap.alloc(block.size); });
             touch(blocks[number]);
         } else {
-            side.free(blocks[number], block.size);
-            blocks[number] = nullptr;
+            around(operation, [&] { heap.free(blocks[number]); });
         }
     }
-}
-
-template <typename Side>
-static void freeTheRest(const Session& session, std::vector<void*>& blocks, Side& side)
-{
     for (size_t number = 0; number < blocks.size(); ++number) {
-        if (blocks[number]) {
-            side.free(blocks[number], session.blocks[number].size);
+        if (session.blocks[number].died == sc_neverDied) {
+            heap.free(blocks[number]);
         }
     }
+    return blocks.size();
 }
 
-// One operation, alloc or free, of what a real program asked for: nanoseconds in heap banks, and of malloc and free.
-static void BM_Session(benchmark::State& state, const char* name, int banks, int (*bankOf)(unsigned int))
+static void comparePlay(Bench& bench, const Play& p)
 {
-    Session session;
-    std::string error;
-    if (!LoadSession((s_sessionFolder + "/" + name).c_str(), &session, &error)) {
-        state.SkipWithError((s_sessionFolder + "/" + name + ": " + error).c_str());
+    const std::string subject = "heap: " + p.name;
+    if (!bench.wants(subject.c_str())) {
         return;
     }
-    std::vector<void*> blocks(session.blocks.size());
-    double heapSeconds = 0;
-    double mallocSeconds = 0;
-    for (auto _ : state) {
-        BenchMemory memory(MEMBANK_HEAP, banks, 16 << 20);
-        Heap heap = {memory, bankOf};
-        LockedMalloc lockedMalloc;
-        const double seconds = secondsOf([&] { playSession(session, blocks, heap); });
-        freeTheRest(session, blocks, heap);
-        heapSeconds += seconds;
-        mallocSeconds += secondsOf([&] { playSession(session, blocks, lockedMalloc); });
-        freeTheRest(session, blocks, lockedMalloc);
-        state.SetIterationTime(seconds);
-        if (memory.hasOverflowed()) {
-            state.SkipWithError("a bank was too small");
-            return;
+    std::vector<void*> blocks(p.session.blocks.size());
+    std::vector<Side> sides;
+    forEachSide([&](const char* name, auto make) {
+        auto heap = make(p.room);
+        sides.push_back({name, [&p, &blocks, heap] {
+                             return play(p.session, blocks, *heap, [](unsigned int, auto what) { what(); });
+                         }});
+    });
+    bench.compare(subject.c_str(), "operation", 2.0 * static_cast<double>(blocks.size()), sides);
+}
+
+// Each operation counts with the fastest of five times, so that what else the machine does stays out of it.
+static void compareWorst(Bench& bench, const Play& p)
+{
+    const std::string subject = "heap: worst of " + p.name;
+    if (!bench.wants(subject.c_str())) {
+        return;
+    }
+    std::vector<void*> blocks(p.session.blocks.size());
+    forEachSide([&](const char* name, auto make) {
+        auto heap = make(p.room);
+        std::vector<double> times(p.session.operations.size(), 1e9);
+        for (int round = 0; round < 5; ++round) {
+            play(p.session, blocks, *heap, [&](unsigned int operation, auto what) {
+                const double begin = Bench::now(CLOCK_MONOTONIC);
+                what();
+                times[operation] = std::min(times[operation], Bench::now(CLOCK_MONOTONIC) - begin);
+            });
         }
-    }
-    compare(state, heapSeconds, mallocSeconds, 1.0 * state.iterations() * session.operations.size());
-}
-BENCHMARK_CAPTURE(BM_Session, lua_game_in_one_bank, "lua-game.ctr", 1, oneBank)
-    ->Iterations(1)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_Session, lua_game_in_banks_by_size, "lua-game.ctr", 4, bankBySize)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_Session, sqlite_in_one_bank, "sqlite.ctr", 1, oneBank)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_Session, sqlite_in_banks_by_size, "sqlite.ctr", 4, bankBySize)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-
-// Sizes from 1 to 200 bytes, the same in each run.
-static std::vector<unsigned int> randomSizes(size_t count, unsigned int seed)
-{
-    std::mt19937 random(seed);
-    std::vector<unsigned int> sizes(count);
-    for (unsigned int& size : sizes) {
-        size = 1 + random() % 200;
-    }
-    return sizes;
+        const size_t rank = times.size() - 1 - times.size() / 10000;
+        std::nth_element(times.begin(), times.begin() + static_cast<long>(rank), times.end());
+        Bench::tell(subject.c_str(), "operation", name, times[rank]);
+    });
 }
 
-// Leaves holes, the smallest first, none of which touches another: a small block that stays in use stands behind
-// each. Those blocks are the result. The holes are made from the last to the first, so that the free list runs
-// through memory in order: the kindest case for the bank, whose largest takes a minute to set up even so.
-template <typename Side>
-static std::vector<void*> fragment(Side& side, size_t holes)
+// ---- Free nodes
+
+// Leaves holes, none of which touches another: a block that stays in use stands behind each.
+template <typename Heap>
+static std::vector<void*> makeHoles(Heap& heap, const std::vector<unsigned int>& sizes)
 {
-    std::vector<unsigned int> sizes = randomSizes(holes, 1);
-    std::sort(sizes.begin(), sizes.end());
-    std::vector<void*> blocks(holes);
-    std::vector<void*> walls(holes);
-    for (size_t hole = 0; hole < holes; ++hole) {
-        blocks[hole] = side.alloc(sizes[hole]);
-        walls[hole] = side.alloc(sc_wall);
-        touch(blocks[hole]);
-        touch(walls[hole]);
+    std::vector<void*> blocks;
+    std::vector<void*> walls;
+    for (const unsigned int size : sizes) {
+        blocks.push_back(heap.alloc(size));
+        walls.push_back(heap.alloc(8));
     }
-    for (size_t hole = holes; hole-- > 0;) {
-        side.free(blocks[hole], sizes[hole]);
+    for (void* block : blocks) {
+        heap.free(block);
     }
     return walls;
 }
 
-// Takes a block out of the holes and gives it back, once for each size.
-template <typename Side>
-static void takeAndGiveBack(Side& side, const std::vector<unsigned int>& sizes)
+// One alloc and the free of its block among holes of these sizes.
+static void compareHoles(Bench& bench, const std::string& subject, std::vector<unsigned int> sizes)
 {
-    for (unsigned int size : sizes) {
-        void* block = side.alloc(size);
-        touch(block);
-        side.free(block, size);
-    }
-}
-
-// One alloc and the free of its block among so many free nodes: nanoseconds in a heap bank, and of malloc and free.
-static void BM_FreeNodes(benchmark::State& state)
-{
-    const size_t holes = static_cast<size_t>(state.range(0)) - 1; // and one node behind the last block
-    const std::vector<unsigned int> requests = randomSizes(1000 + 100000000 / (1000 + 10 * holes), 2);
-    BenchMemory memory(MEMBANK_HEAP, 1, static_cast<unsigned int>(holes * 300 + (64 << 10)));
-    Heap heap = {memory, oneBank};
-    LockedMalloc lockedMalloc;
-    fragment(heap, holes);
-    const std::vector<void*> walls = fragment(lockedMalloc, holes);
-
-    double heapSeconds = 0;
-    double mallocSeconds = 0;
-    for (auto _ : state) {
-        const double seconds = secondsOf([&] { takeAndGiveBack(heap, requests); });
-        heapSeconds += seconds;
-        mallocSeconds += secondsOf([&] { takeAndGiveBack(lockedMalloc, requests); });
-        state.SetIterationTime(seconds);
-    }
-    for (void* wall : walls) {
-        lockedMalloc.free(wall, sc_wall);
-    }
-    if (memory.hasOverflowed() || memory.freeNodes(0) != holes + 1) {
-        state.SkipWithError("the bank is not as fragmented as it should be");
+    if (!bench.wants(subject.c_str())) {
         return;
     }
-    compare(state, heapSeconds, mallocSeconds, 1.0 * state.iterations() * requests.size());
-}
-BENCHMARK(BM_FreeNodes)
-    ->RangeMultiplier(10)
-    ->Range(10, 100000)
-    ->Iterations(3)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-
-// One alloc of so many bytes from a linear bank, with its share of emptying the bank every thousand blocks.
-static void BM_Linear(benchmark::State& state)
-{
-    const unsigned long size = static_cast<unsigned long>(state.range(0));
-    BenchMemory memory(MEMBANK_LINEAR, 1, static_cast<unsigned int>(1000 * (size + 32)));
-    unsigned int count = 0;
-    for (auto _ : state) {
-        touch(memory.alloc(0, size, "bench", __LINE__));
-        if (++count == 1000) {
-            memory.free(0, nullptr);
-            count = 0;
-        }
+    std::mt19937 random(2);
+    std::vector<unsigned int> requests;
+    unsigned long long room = 1 << 16;
+    for (int i = 0; i < 50000; ++i) {
+        requests.push_back(sizes[random() % sizes.size()]);
     }
-    if (memory.hasOverflowed()) {
-        state.SkipWithError("the bank was too small");
+    for (const unsigned int size : sizes) {
+        room += size + 192;
+    }
+    std::shuffle(sizes.begin(), sizes.end(), random);
+    std::vector<Side> sides;
+    std::vector<std::function<void()>> ends;
+    forEachSide([&](const char* name, auto make) {
+        auto heap = make(static_cast<unsigned int>(room));
+        const std::vector<void*> walls = makeHoles(*heap, sizes);
+        sides.push_back({name, [&requests, heap] {
+                             for (const unsigned int size : requests) {
+                                 void* block = heap->alloc(size);
+                                 touch(block);
+                                 heap->free(block);
+                             }
+                             return requests.size();
+                         }});
+        ends.push_back([walls, heap] {
+            for (void* wall : walls) {
+                heap->free(wall);
+            }
+        });
+    });
+    bench.compare(subject.c_str(), "alloc and free", static_cast<double>(requests.size()), sides);
+    for (const std::function<void()>& end : ends) {
+        end();
     }
 }
-BENCHMARK(BM_Linear)->Arg(16)->Arg(256);
 
-// The processor's name where the system tells it, else its kind.
-static std::string processor()
+static std::vector<unsigned int> smallSizes(size_t count)
 {
-    std::ifstream file("/proc/cpuinfo");
+    std::mt19937 random(1);
+    std::vector<unsigned int> sizes;
+    for (size_t i = 0; i < count; ++i) {
+        sizes.push_back(1 + static_cast<unsigned int>(random() % 2000));
+    }
+    return sizes;
+}
+
+static std::vector<unsigned int> largeSizes(size_t count)
+{
+    std::vector<unsigned int> sizes;
+    for (unsigned int i = 0; i < count; ++i) {
+        sizes.push_back((64 << 10) + 32 * i);
+    }
+    return sizes;
+}
+
+// ---- Linear banks
+
+static void compareLinear(Bench& bench)
+{
+    BenchMemory memory(MEMBANK_LINEAR, 1 << 20);
+    std::vector<char> region(1 << 20);
+    std::pmr::monotonic_buffer_resource resource(region.data(), region.size());
+    Mutex mutex;
+    const std::vector<Side> sides = {
+        {"core",
+         [&] {
+             for (int i = 0; i < 10000; ++i) {
+                 touch(memory.alloc(0, 64, "bench", __LINE__));
+             }
+             memory.free(0, nullptr);
+             return 0;
+         }},
+        {"monotonic_buffer_resource",
+         [&] {
+             for (int i = 0; i < 10000; ++i) {
+                 Lock lock(mutex);
+                 touch(resource.allocate(64));
+             }
+             Lock lock(mutex);
+             resource.release();
+             return 0;
+         }},
+    };
+    bench.compare("linear bank", "alloc of 64 bytes", 10000, sides);
+}
+
+// ---- Memory
+
+// What the process has written to, of its own, in KiB.
+static long privateMemory()
+{
+    std::ifstream file("/proc/self/smaps_rollup");
     for (std::string line; std::getline(file, line);) {
-        if (line.rfind("model name", 0) == 0) {
-            return line.substr(line.find(':') + 2);
+        if (line.rfind("Private_Dirty:", 0) == 0) {
+            return atol(line.c_str() + 14);
         }
     }
-    utsname system = {};
-    uname(&system);
-    return system.machine;
+    return 0;
+}
+
+// A session as far as the operation that has the most in use, each block written to its last byte, in a process of its
+// own: what has been taken by then.
+static void compareMemory(Bench& bench, const Play& p)
+{
+    const std::string subject = "memory: " + p.name;
+    if (!bench.wants(subject.c_str())) {
+        return;
+    }
+    unsigned long long bytes = 0;
+    unsigned long long most = 0;
+    unsigned int peak = 0;
+    for (unsigned int operation = 0; operation < p.session.operations.size(); ++operation) {
+        const SessionBlock& block = p.session.blocks[p.session.operations[operation]];
+        bytes = block.born == operation ? bytes + block.size : bytes - block.size;
+        peak = bytes > most ? operation : peak;
+        most = std::max(most, bytes);
+    }
+    fprintf(stderr, "%s: %llu KiB asked for;", subject.c_str(), most / 1024);
+    forEachSide([&](const char* name, auto make) {
+        fflush(stderr);
+        if (fork() == 0) {
+            std::vector<void*> blocks(p.session.blocks.size());
+            const long before = privateMemory();
+            auto heap = make(p.room);
+            for (unsigned int operation = 0; operation <= peak; ++operation) {
+                const unsigned int number = p.session.operations[operation];
+                const SessionBlock& block = p.session.blocks[number];
+                if (block.born == operation) {
+                    blocks[number] = heap->alloc(block.size);
+                    memset(blocks[number], 1, block.size);
+                } else {
+                    heap->free(blocks[number]);
+                }
+            }
+            fprintf(stderr, " %s %ld", name, privateMemory() - before);
+            _exit(0);
+        }
+        wait(nullptr);
+    });
+    fprintf(stderr, " KiB taken\n");
+}
+
+// jemalloc needs more room for its thread's own variables than the dynamic linker leaves unasked for.
+static void leaveRoomForThreadVariables(char** argv)
+{
+    if (!getenv("GLIBC_TUNABLES")) {
+        setenv("GLIBC_TUNABLES", "glibc.rtld.optional_static_tls=16384", 1);
+        execv("/proc/self/exe", argv);
+    }
 }
 
 int main(int argc, char** argv)
 {
+    leaveRoomForThreadVariables(argv);
     char folder[] = "/tmp/core-bench-XXXXXX"; // for the data folder that each manager makes
     if (!mkdtemp(folder)) {
         return 1;
     }
     setenv("MACAPI_LIBRARY", folder, 1);
 
-    benchmark::Initialize(&argc, argv);
-    if (argc > 1) {
-        s_sessionFolder = argv[1];
+    Bench bench(argc, argv);
+    std::vector<Play> plays = recordedPlays(argc > 2 ? argv[2] : CORE_DEMO_SESSIONS);
+    plays.push_back(playOf("frames of a game", gameFrames()));
+    plays.push_back(playOf("20,000 holes", manyHoles()));
+    plays.push_back(playOf("loading levels", levels()));
+    for (const Play& p : plays) {
+        comparePlay(bench, p);
     }
-    benchmark::AddCustomContext("processor", processor());
-    benchmark::AddCustomContext("sessions", s_sessionFolder);
-    benchmark::RunSpecifiedBenchmarks();
+    for (const size_t count : {100, 1000, 5000, 20000}) {
+        compareHoles(bench, "heap: among free nodes, " + std::to_string(count), smallSizes(count));
+    }
+    compareHoles(bench, "heap: among free nodes, 4000 of distinct large sizes", largeSizes(4000));
+    compareLinear(bench);
+    for (const Play& p : plays) {
+        compareWorst(bench, p);
+    }
+    for (const Play& p : plays) {
+        compareMemory(bench, p);
+    }
     std::filesystem::remove_all(folder);
+    return bench.result();
 }

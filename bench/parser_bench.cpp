@@ -1,24 +1,24 @@
-// What reading a config file costs: the parser, with strtok and sscanf by hand beside it, and memchr, which does no more
-// than find the line feeds, as the limit.
+// What reading a config file costs: the parser, with the C library's strtok and sscanf by hand beside it, an INI reader
+// and, as the limit, memchr, which does no more than find the line feeds.
 //
-// All sides run in one process over the same 5 MB, a fresh copy for each pass. Those that read values have to find the
-// same ones.
-//
-//     parser_bench [--benchmark_filter=Lines]
+//     parser_bench [PART OF A SUBJECT]
 #include "core/parser.h"
 
 #include "file/file.h"
+#include "peers.h"
 
-#include <benchmark/benchmark.h>
-
+#if __has_include(<ini.h>)
+#include <ini.h>
+#endif
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <string>
 #include <vector>
 
-static const size_t sc_textSize = 5 << 20; // bytes, to the end of the block that reaches it
+static const size_t sc_textSize = 5 << 20; // bytes, to the end of the unit that reaches it
 
-// One unit of a game's data file after the other.
+// One unit of a game's data file after the other, with a value of each of eight kinds.
 static std::string makeText()
 {
     std::string text;
@@ -26,41 +26,55 @@ static std::string makeText()
         char block[512];
         snprintf(block, sizeof(block),
                  "// unit %u\r\nunit\r\n{\r\n"
-                 "\twidth = %u\r\n\theight = -%u\r\n\tscale = %u.%u\r\n\tspeed = 0.%u\r\n\tcost = %u\r\n"
+                 "\tlevel = %u\r\n\tarmour = -%u\r\n\twidth = %u\r\n\tcolour = %u\r\n\tcost = %u%06u\r\n"
+                 "\tscale = %u.%u\r\n\tvisible = %s\r\n\ttitle = \"Harbour crane %u\"\r\n"
                  "}\r\n\r\n",
-                 unit, unit * 7 % 4096, unit * 13 % 512, unit % 10, unit % 1000, unit * 31 % 10000, unit * 977);
+                 unit, unit % 100, unit * 7 % 4096, unit * 13 % 1920, unit * 2654435761u, unit, unit * 31 % 1000000,
+                 unit % 10, unit * 377 % 1000, unit % 3 ? "true" : "false", unit);
         text += block;
     }
     return text;
 }
 
-static const std::string& text()
+// The same without what isn't an INI file's.
+static std::string withoutBraces(const std::string& text)
 {
-    static const std::string s_text = makeText();
-    return s_text;
+    std::string result;
+    for (size_t at = 0; at < text.size();) {
+        const size_t end = text.find('\n', at) + 1;
+        const std::string line = text.substr(at, end - at);
+        result += line[0] == '\t' ? line.substr(1) : "";
+        at = end;
+    }
+    return result;
 }
 
 struct Unit {
-    int width, height, cost;
-    float scale, speed;
-};
+    signed char level;
+    short armour;
+    int width;
+    unsigned int colour;
+    long long cost;
+    float scale;
+    bool visible;
+    char title[32];
 
-// The sums of all values, so that nothing is read in vain and all sides can be compared.
-struct Sums {
-    long long integers = 0;
-    double floats = 0;
-
-    void add(const Unit& unit)
+    // A number that depends on all of them.
+    unsigned long long sum() const
     {
-        integers += unit.width + unit.height + unit.cost;
-        floats += static_cast<double>(unit.scale) + static_cast<double>(unit.speed);
+        unsigned int bits;
+        memcpy(&bits, &scale, sizeof(bits));
+        unsigned long long result = bits + static_cast<unsigned long long>(cost) * 31 + colour;
+        result += static_cast<unsigned long long>(level + armour * 7 + width * 13) + visible;
+        return result * 33 + strlen(title) + static_cast<unsigned char>(title[strlen(title) / 2]);
     }
-    bool operator==(const Sums& other) const { return integers == other.integers && floats == other.floats; }
 };
 
-static Sums readWithParser(char* buffer)
+// ---- The parser
+
+static unsigned long long readWithParser(char* buffer)
 {
-    Sums sums;
+    unsigned long long sum = 0;
     Unit unit = {};
     Parser parser(buffer);
     while (parser.ParseLine()) {
@@ -68,19 +82,46 @@ static Sums readWithParser(char* buffer)
         if (!token) {
             continue;
         }
-        if (*token == '}') {
-            sums.add(unit);
-        }
-        parser.ParamEqualsInt32(token, "width", &unit.width) ||
-            parser.ParamEqualsInt32(token, "height", &unit.height) ||
+        if (parser.ParamEqualsInt8(token, "level", &unit.level) ||
+            parser.ParamEqualsInt16(token, "armour", &unit.armour) ||
+            parser.ParamEqualsInt32(token, "width", &unit.width) ||
+            parser.ParamEqualsUInt32(token, "colour", &unit.colour) ||
+            parser.ParamEqualsInt64(token, "cost", &unit.cost) ||
             parser.ParamEqualsFloat32(token, "scale", &unit.scale) ||
-            parser.ParamEqualsFloat32(token, "speed", &unit.speed) ||
-            parser.ParamEqualsInt32(token, "cost", &unit.cost);
+            parser.ParamEqualsBoolean(token, "visible", &unit.visible)) {
+            continue;
+        }
+        if (parser.ParamEqualsString(token, "title", unit.title, sizeof(unit.title))) {
+            sum += unit.sum(); // the last of them
+        }
     }
-    return sums;
+    return sum;
 }
 
-// "name = value" by hand: strtok cuts, sscanf reads.
+static unsigned long long countLinesWithParser(char* buffer)
+{
+    unsigned long long lines = 0;
+    Parser parser(buffer);
+    while (parser.ParseLine()) {
+        ++lines;
+    }
+    return lines;
+}
+
+static unsigned long long countTokensWithParser(char* buffer)
+{
+    unsigned long long tokens = 0;
+    Parser parser(buffer);
+    while (parser.ParseLine()) {
+        while (parser.GetToken(" ")) {
+            ++tokens;
+        }
+    }
+    return tokens;
+}
+
+// ---- By hand: strtok cuts, stricmp compares, sscanf reads
+
 template <typename Value>
 static bool scanValue(const char* token, const char* name, const char* format, Value* value)
 {
@@ -92,39 +133,56 @@ static bool scanValue(const char* token, const char* name, const char* format, V
     return equals && number && strcmp(equals, "=") == 0 && sscanf(number, format, value) == 1;
 }
 
-static Sums readWithStrtok(char* buffer)
+static bool scanBoolean(const char* token, const char* name, bool* value)
 {
-    Sums sums;
+    char word[8];
+    if (!scanValue(token, name, "%7s", &word)) {
+        return false;
+    }
+    *value = stricmp(word, "true") == 0;
+    return true;
+}
+
+static bool scanString(const char* token, const char* name, char* text)
+{
+    if (stricmp(token, name) != 0) {
+        return false;
+    }
+    const char* equals = strtok(nullptr, " ");
+    const char* string = strtok(nullptr, "\"");
+    return equals && string && strcmp(equals, "=") == 0 && sscanf(string, "%31[^\"]", text) == 1;
+}
+
+static unsigned long long readWithSscanf(char* buffer)
+{
+    unsigned long long sum = 0;
     Unit unit = {};
+    int level = 0;
     char* rest;
     for (char* line = strtok_r(buffer, "\r\n", &rest); line; line = strtok_r(nullptr, "\r\n", &rest)) {
         const char* token = strtok(line, " \t");
         if (!token || strncmp(token, "//", 2) == 0) {
             continue;
         }
-        if (*token == '}') {
-            sums.add(unit);
+        if (scanValue(token, "level", "%d", &level)) {
+            unit.level = static_cast<signed char>(level);
+            continue;
         }
-        scanValue(token, "width", "%d", &unit.width) || scanValue(token, "height", "%d", &unit.height) ||
-            scanValue(token, "scale", "%f", &unit.scale) || scanValue(token, "speed", "%f", &unit.speed) ||
-            scanValue(token, "cost", "%d", &unit.cost);
+        if (scanValue(token, "armour", "%hd", &unit.armour) || scanValue(token, "width", "%d", &unit.width) ||
+            scanValue(token, "colour", "%u", &unit.colour) || scanValue(token, "cost", "%lld", &unit.cost) ||
+            scanValue(token, "scale", "%f", &unit.scale) || scanBoolean(token, "visible", &unit.visible)) {
+            continue;
+        }
+        if (scanString(token, "title", unit.title)) {
+            sum += unit.sum();
+        }
     }
-    return sums;
+    return sum;
 }
 
-static size_t countWithParser(char* buffer)
+static unsigned long long countLinesWithStrtok(char* buffer)
 {
-    size_t lines = 0;
-    Parser parser(buffer);
-    while (parser.ParseLine()) {
-        ++lines;
-    }
-    return lines;
-}
-
-static size_t countWithStrtok(char* buffer)
-{
-    size_t lines = 0;
+    unsigned long long lines = 0;
     char* rest;
     for (char* line = strtok_r(buffer, "\n", &rest); line; line = strtok_r(nullptr, "\n", &rest)) {
         ++lines;
@@ -132,73 +190,101 @@ static size_t countWithStrtok(char* buffer)
     return lines;
 }
 
-static size_t countWithMemchr(char* buffer)
+static unsigned long long countTokensWithStrtok(char* buffer)
 {
-    size_t lines = 0;
-    const char* end = buffer + text().size();
-    for (const char* line = buffer; (line = static_cast<const char*>(memchr(line, '\n', size_t(end - line))));
-         ++line) {
+    unsigned long long tokens = 0;
+    char* rest;
+    for (char* line = strtok_r(buffer, "\r\n", &rest); line; line = strtok_r(nullptr, "\r\n", &rest)) {
+        char* more;
+        const bool isComment = line[0] == '/' && line[1] == '/';
+        for (char* token = isComment ? nullptr : strtok_r(line, " \t", &more); token;
+             token = strtok_r(nullptr, " \t", &more)) {
+            ++tokens;
+        }
+    }
+    return tokens;
+}
+
+static unsigned long long countLinesWithMemchr(const char* text, size_t size)
+{
+    unsigned long long lines = 0;
+    const char* end = text + size;
+    for (const char* line = text; (line = static_cast<const char*>(memchr(line, '\n', size_t(end - line)))); ++line) {
         ++lines;
     }
     return lines;
 }
 
-// Runs read over the text; expected is what it finds there.
-template <typename Result>
-static void run(benchmark::State& state, Result (*read)(char*), const Result& expected)
+// ---- An INI reader, whose values are texts that strtol and its kind read
+
+#if __has_include(<ini.h>)
+struct IniUnit : Unit {
+    unsigned long long total;
+};
+
+static int takeIniValue(void* user, const char*, const char* name, const char* value)
 {
-    static const size_t s_lines = [] {
-        std::string copy = text();
-        return countWithMemchr(copy.data());
-    }();
-    std::vector<char> buffer(text().size() + 1);
-    for (auto _ : state) {
-        state.PauseTiming();
-        memcpy(buffer.data(), text().c_str(), buffer.size());
-        state.ResumeTiming();
-        if (!(read(buffer.data()) == expected)) {
-            state.SkipWithError("the sides read different values");
-            break;
-        }
+    IniUnit& unit = *static_cast<IniUnit*>(user);
+    if (strcasecmp(name, "level") == 0) {
+        unit.level = static_cast<signed char>(strtol(value, nullptr, 10));
+    } else if (strcasecmp(name, "armour") == 0) {
+        unit.armour = static_cast<short>(strtol(value, nullptr, 10));
+    } else if (strcasecmp(name, "width") == 0) {
+        unit.width = static_cast<int>(strtol(value, nullptr, 10));
+    } else if (strcasecmp(name, "colour") == 0) {
+        unit.colour = static_cast<unsigned int>(strtoul(value, nullptr, 10));
+    } else if (strcasecmp(name, "cost") == 0) {
+        unit.cost = strtoll(value, nullptr, 10);
+    } else if (strcasecmp(name, "scale") == 0) {
+        unit.scale = strtof(value, nullptr);
+    } else if (strcasecmp(name, "visible") == 0) {
+        unit.visible = strcasecmp(value, "true") == 0;
+    } else if (strcasecmp(name, "title") == 0) {
+        snprintf(unit.title, sizeof(unit.title), "%.*s", static_cast<int>(strlen(value) - 2), value + 1);
+        unit.total += unit.sum();
     }
-    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(text().size()));
-    state.counters["lines"] =
-        benchmark::Counter(double(state.iterations()) * double(s_lines), benchmark::Counter::kIsRate);
+    return 1;
 }
 
-// What the side that is the measure finds.
-template <typename Result>
-static Result find(Result (*read)(char*))
+static unsigned long long readWithIni(const char* text)
 {
-    std::string copy = text();
-    return read(copy.data());
+    IniUnit unit = {};
+    ini_parse_string(text, takeIniValue, &unit);
+    return unit.total;
 }
+#endif
 
-static void Lines_Parser(benchmark::State& state)
-{
-    run(state, countWithParser, find(countWithMemchr));
-}
-static void Lines_Strtok(benchmark::State& state)
-{
-    run(state, countWithStrtok, find(countWithMemchr));
-}
-static void Lines_Memchr(benchmark::State& state)
-{
-    run(state, countWithMemchr, find(countWithMemchr));
-}
-static void Values_Parser(benchmark::State& state)
-{
-    run(state, readWithParser, find(readWithStrtok));
-}
-static void Values_StrtokAndSscanf(benchmark::State& state)
-{
-    run(state, readWithStrtok, find(readWithStrtok));
-}
+// ----
 
-BENCHMARK(Lines_Parser)->Unit(benchmark::kMillisecond);
-BENCHMARK(Lines_Strtok)->Unit(benchmark::kMillisecond);
-BENCHMARK(Lines_Memchr)->Unit(benchmark::kMillisecond);
-BENCHMARK(Values_Parser)->Unit(benchmark::kMillisecond);
-BENCHMARK(Values_StrtokAndSscanf)->Unit(benchmark::kMillisecond);
+int main(int argc, char** argv)
+{
+    const std::string text = makeText();
+    const std::string values = withoutBraces(text);
+    const double lines = static_cast<double>(countLinesWithMemchr(text.c_str(), text.size()));
+    const double valueLines = static_cast<double>(countLinesWithMemchr(values.c_str(), values.size()));
+    std::vector<char> buffer;
+    const auto fresh = [&] { buffer.assign(text.c_str(), text.c_str() + text.size() + 1); };
+    const auto freshValues = [&] { buffer.assign(values.c_str(), values.c_str() + values.size() + 1); };
 
-BENCHMARK_MAIN();
+    Bench bench(argc, argv);
+    bench.compare(
+        "config file, cut into lines", "line", lines,
+        {{"core", [&] { return countLinesWithParser(buffer.data()); }, fresh},
+         {"strtok_r", [&] { return countLinesWithStrtok(buffer.data()); }, fresh},
+         {"memchr, the line feeds alone", [&] { return countLinesWithMemchr(buffer.data(), text.size()); }, fresh}});
+    bench.compare("config file, cut into tokens", "line", lines,
+                  {{"core", [&] { return countTokensWithParser(buffer.data()); }, fresh},
+                   {"strtok_r", [&] { return countTokensWithStrtok(buffer.data()); }, fresh}});
+    bench.compare("config file, values of eight kinds", "line", lines,
+                  {{"core", [&] { return readWithParser(buffer.data()); }, fresh},
+                   {"strtok, stricmp, sscanf", [&] { return readWithSscanf(buffer.data()); }, fresh}});
+
+    std::vector<Side> readers = {
+        {"core", [&] { return readWithParser(buffer.data()); }, freshValues},
+        {"strtok, stricmp, sscanf", [&] { return readWithSscanf(buffer.data()); }, freshValues}};
+#if __has_include(<ini.h>)
+    readers.push_back({"inih, strtol", [&] { return readWithIni(buffer.data()); }, freshValues});
+#endif
+    bench.compare("settings file, values of eight kinds", "line", valueLines, readers);
+    return bench.result();
+}

@@ -8,6 +8,7 @@
 //    fallback path. That is so for a heap bank that can't hold a header, for sizes of 2 GiB and more, for the heap
 //    bank with which a location would grow past 32 bits, and when a location has nothing to give.
 #include "core/memorymgr.h"
+#include "core/memorymgr_index.h"
 #include "core/memorymgr_nodes.h"
 #include "core/platform.h"
 #include "file/file.h"
@@ -142,20 +143,6 @@ unsigned int MemoryMgr::getMemoryBankSize(int index) const
     return bank ? bank->size : 0;
 }
 
-// The record of a bank that can be, defined or not: one that isn't has no memory and draws from location 0.
-MemoryBank_s* MemoryMgr::_bank(int index)
-{
-    return const_cast<MemoryBank_s*>(static_cast<const MemoryMgr*>(this)->_bank(index));
-}
-
-const MemoryBank_s* MemoryMgr::_bank(int index) const
-{
-    if (index < -1 || index >= 32) {
-        return nullptr;
-    }
-    return index == -1 ? &systemBank : &banks[index];
-}
-
 unsigned int MemoryMgr::_calcMemorySize(e_MemoryLocation location) const
 {
     unsigned int total = 0;
@@ -189,6 +176,7 @@ void MemoryMgr::_createMemoryBanks()
             bank.base = carve(location, bank.size);
             bank.freeList = bank.base ? makeFreeNode(bank.base, bank.size) : nullptr;
             bank.usedList = bank.extList = nullptr;
+            FreeIndex::make(this, index, bank);
         } else if (bank.type == MEMBANK_LINEAR) {
             const bool possible = bank.size <= sc_largestNode;
             bank.base = static_cast<char*>(possible ? takeFrom(location, bank.size) : nullptr);
@@ -208,6 +196,7 @@ void MemoryMgr::_createMemoryBanks()
 // Pointers stay as they are: initialize replaces them, and the destructor is the end.
 void MemoryMgr::_freeAllMemory()
 {
+    FreeIndex::dropAll(this);
     for (const MemoryLocation_s& location : locations) {
         giveTo(location, location.block);
     }

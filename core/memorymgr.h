@@ -25,6 +25,8 @@
 #include "core/memorymgr_refs.h"
 #include "core/mutex.h"
 
+class FreeIndex; // memorymgr_index.h
+
 #pragma GCC visibility push(default)
 
 enum e_MemoryLocation : int {
@@ -151,7 +153,9 @@ private:
     void _readBankSizes();
     void _writeBankSizes() const;
 
+    FreeIndex* _indexOf(const MemoryBank_s* bank) const;
     void* _heapBestFit(MemoryBank_s* bank, unsigned long& size, const char* file, unsigned int line);
+    MemoryHeapNode_s* _heapTake(MemoryBank_s* bank, unsigned long size);
     MemoryHeapNode_s* _heapFindBestFit(MemoryBank_s* bank, unsigned long size);
     void _heapAddFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* node);
     int _heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut);

@@ -9,6 +9,7 @@
 //
 // A bank's lock is held from the first look at the bank to the last, callbacks included.
 #include "core/memorymgr.h"
+#include "core/memorymgr_index.h"
 #include "core/memorymgr_nodes.h"
 #include "core/platform.h"
 
@@ -29,16 +30,6 @@ private:
     pthread_mutex_t* m_mutex;
 };
 
-static unsigned int sizeOf(const MemoryHeapNode_s* node)
-{
-    return node->size & ~sc_extBit;
-}
-
-static MemoryHeapNode_s* behind(MemoryHeapNode_s* node)
-{
-    return reinterpret_cast<MemoryHeapNode_s*>(reinterpret_cast<char*>(node) + sizeOf(node));
-}
-
 static void* blockOf(MemoryHeapNode_s* node)
 {
     return node + 1;
@@ -49,35 +40,17 @@ static MemoryHeapNode_s* nodeOf(void* block)
     return static_cast<MemoryHeapNode_s*>(block) - 1;
 }
 
-static void pushFront(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
-{
-    node->prev = nullptr;
-    node->next = list;
-    if (list) {
-        list->prev = node;
-    }
-    list = node;
-}
-
-static void unlink(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
-{
-    MemoryHeapNode_s* next = node->next;
-    MemoryHeapNode_s* prev = node->prev;
-    if (prev) {
-        prev->next = next;
-    } else {
-        list = next;
-    }
-    if (next) {
-        next->prev = prev;
-    }
-}
-
 // The node a heap request takes. A multiple of 32 still gains 32 more: budgets have been tuned with that, and must
 // hold on every host.
 static unsigned long nodeSize(unsigned long request)
 {
     return ((request + sc_headerSize) & ~(sc_granularity - 1ul)) + sc_granularity;
+}
+
+// Null for a bank whose free list is walked.
+inline FreeIndex* MemoryMgr::_indexOf(const MemoryBank_s* bank) const
+{
+    return bank == &systemBank ? nullptr : FreeIndex::of(this, static_cast<int>(bank - banks));
 }
 
 static void countAlloc(MemoryBank_s* bank, unsigned long size)
@@ -151,15 +124,34 @@ unsigned int MemoryMgr::getSize(int index, void* block)
 
 // The block of a node that is at least size bytes large, header included; size becomes the node's. Null when there is
 // none.
-void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size, const char* file, unsigned int line)
+inline void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size, const char* file, unsigned int line)
+{
+    MemoryHeapNode_s* node = nullptr;
+    FreeIndex* index = _indexOf(bank);
+    if (!index || !index->take(bank, size, &node)) {
+        node = _heapTake(bank, size);
+    }
+    if (!node) {
+        return nullptr;
+    }
+    bank->usedNodeCount += 1;
+    pushFront<InsideLinks>(bank->usedList, node);
+    node->file = file;
+    node->line = line;
+    node->magic = sc_magicUsed;
+    size = sizeOf(node);
+    return blockOf(node);
+}
+
+// What FreeIndex::take does, by walking.
+MemoryHeapNode_s* MemoryMgr::_heapTake(MemoryBank_s* bank, unsigned long size)
 {
     MemoryHeapNode_s* node = _heapFindBestFit(bank, size);
     if (!node) {
         return nullptr;
     }
-    bank->usedNodeCount += 1;
     bank->freeNodeCount -= 1;
-    unlink(bank->freeList, node);
+    unlink<InsideLinks>(bank->freeList, node);
     if (size + sc_headerSize < sizeOf(node)) { // else the rest would hold a header and no byte more
         const unsigned int taken = static_cast<unsigned int>(size);
         const unsigned int rest = sizeOf(node) - taken;
@@ -167,12 +159,7 @@ void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size, const cha
         _heapAddFreeNode(bank, makeFreeNode(reinterpret_cast<char*>(node) + taken, rest));
         bank->freeNodeCount += 1;
     }
-    pushFront(bank->usedList, node);
-    node->file = file;
-    node->line = line;
-    node->magic = sc_magicUsed;
-    size = sizeOf(node);
-    return blockOf(node);
+    return node;
 }
 
 MemoryHeapNode_s* MemoryMgr::_heapFindBestFit(MemoryBank_s* bank, unsigned long size)
@@ -206,7 +193,7 @@ void MemoryMgr::_heapAddFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
 }
 
 // 0, or -4 when block is not a live block; the size that went back is stored in sizeOut.
-int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut)
+inline int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut)
 {
     MemoryHeapNode_s* node = nodeOf(block);
     if (node->magic != sc_magicUsed) {
@@ -218,7 +205,11 @@ int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut
     bank->usedNodeCount -= 1;
     *sizeOut = node->size;
     node->magic = sc_magicFree;
-    unlink(bank->usedList, node);
+    unlink<InsideLinks>(bank->usedList, node);
+    FreeIndex* index = _indexOf(bank);
+    if (index && index->give(bank, node)) {
+        return 0;
+    }
     bank->freeNodeCount += 1;
     if (!_compactHeapNode(bank, node)) {
         _heapAddFreeNode(bank, node);
@@ -236,7 +227,7 @@ int MemoryMgr::_compactHeapNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
         if (behind(lower) != upper) {
             continue;
         }
-        unlink(bank->freeList, other);
+        unlink<InsideLinks>(bank->freeList, other);
         bank->freeNodeCount -= 1;
         lower->size += upper->size;
         if (!_compactHeapNode(bank, lower)) {
@@ -266,7 +257,7 @@ void* MemoryMgr::_allocExtNode(MemoryBank_s* bank, unsigned long size, const cha
     node->size = static_cast<unsigned int>(size) | sc_extBit;
     node->file = file;
     node->line = line;
-    pushFront(bank->extList, node);
+    pushFront<AnyLinks>(bank->extList, node);
     bank->extNodeCount += 1;
     countAlloc(bank, size);
     return blockOf(node);
@@ -276,7 +267,7 @@ int MemoryMgr::_heapExtFree(MemoryBank_s* bank, MemoryHeapNode_s* node, unsigned
 {
     node->size = sizeOf(node);
     *sizeOut = node->size;
-    unlink(bank->extList, node);
+    unlink<AnyLinks>(bank->extList, node);
     giveUpOutsideLinks(node);
     giveTo(locations[bank->location], node);
     return 0;

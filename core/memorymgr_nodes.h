@@ -1,4 +1,4 @@
-// What the memory manager's sources share about headers and locations. Not for games.
+// What the memory manager's sources share about headers, lists, locations and banks. Not for games.
 #pragma once
 
 #include "core/memorymgr.h"
@@ -11,6 +11,16 @@ static const unsigned int sc_extBit = 0x80000000;      // in a node's size: it l
 static const unsigned int sc_largestNode = 0x7fffffff; // bytes: what the size word can say beside that bit
 static const unsigned int sc_granularity = 32;         // bytes: node sizes and linear requests are multiples of it
 
+inline unsigned int sizeOf(const MemoryHeapNode_s* node)
+{
+    return node->size & ~sc_extBit;
+}
+
+inline MemoryHeapNode_s* behind(MemoryHeapNode_s* node)
+{
+    return reinterpret_cast<MemoryHeapNode_s*>(reinterpret_cast<char*>(node) + sizeOf(node));
+}
+
 // A free node at a place that nothing is known about, on no list.
 inline MemoryHeapNode_s* makeFreeNode(char* place, unsigned int size)
 {
@@ -19,6 +29,42 @@ inline MemoryHeapNode_s* makeFreeNode(char* place, unsigned int size)
     node->size = size;
     setUpLinks(node);
     return node;
+}
+
+// The links of a list: of one whose nodes lie inside their bank, or of any list.
+struct InsideLinks {
+    static MemoryHeapNode_s* get(const MemoryNodeRef& link) { return insideLink(link); }
+    static void set(MemoryNodeRef& link, MemoryHeapNode_s* node) { setInsideLink(link, node); }
+};
+struct AnyLinks {
+    static MemoryHeapNode_s* get(const MemoryNodeRef& link) { return link; }
+    static void set(MemoryNodeRef& link, MemoryHeapNode_s* node) { link = node; }
+};
+
+template <typename Links>
+inline void pushFront(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
+{
+    Links::set(node->prev, nullptr);
+    Links::set(node->next, list);
+    if (list) {
+        Links::set(list->prev, node);
+    }
+    list = node;
+}
+
+template <typename Links>
+inline void unlink(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
+{
+    MemoryHeapNode_s* next = Links::get(node->next);
+    MemoryHeapNode_s* prev = Links::get(node->prev);
+    if (prev) {
+        Links::set(prev->next, next);
+    } else {
+        list = next;
+    }
+    if (next) {
+        Links::set(next->prev, prev);
+    }
 }
 
 // A location without the callback it needs has nothing to give, and gets nothing back.
@@ -32,4 +78,18 @@ inline void giveTo(const MemoryLocation_s& location, void* block)
     if (location.freeCb && block) {
         location.freeCb(block);
     }
+}
+
+// The record of a bank that can be, defined or not: one that isn't has no memory and draws from location 0.
+inline MemoryBank_s* MemoryMgr::_bank(int index)
+{
+    return const_cast<MemoryBank_s*>(static_cast<const MemoryMgr*>(this)->_bank(index));
+}
+
+inline const MemoryBank_s* MemoryMgr::_bank(int index) const
+{
+    if (index < -1 || index >= 32) {
+        return nullptr;
+    }
+    return index == -1 ? &systemBank : &banks[index];
 }

@@ -129,10 +129,15 @@ MemoryHeapNode_s** MemoryNodeRef::_outside() const
 // Source names. Names are found through a hash of their address: open addressing, linear probing, at most half full.
 // When it grows, the smaller one stays behind for the readers that are in it.
 
+struct NameSlot {
+    std::atomic<const char*> name; // null: empty; it comes after its number
+    unsigned int number;
+};
+
 struct NameSlots {
     NameSlots* smaller;
     unsigned int capacityLog2;
-    std::atomic<unsigned int> numbers[1]; // capacity of them; 0: empty
+    NameSlot slots[1]; // capacity of them
 
     unsigned int mask() const { return (1u << capacityLog2) - 1; }
 
@@ -153,26 +158,33 @@ static pthread_mutex_t s_namesLock = PTHREAD_MUTEX_INITIALIZER;
 static unsigned int findName(const NameSlots* slots, const char* name)
 {
     for (unsigned int place = slots->placeOf(name);; ++place) {
-        const unsigned int number = slots->numbers[place & slots->mask()].load(std::memory_order_acquire);
-        if (number == 0 || *s_names.at(number) == name) {
-            return number;
+        const NameSlot& slot = slots->slots[place & slots->mask()];
+        const char* found = slot.name.load(std::memory_order_acquire);
+        if (found == name) {
+            return slot.number;
+        }
+        if (!found) {
+            return 0;
         }
     }
 }
 
 static void putName(NameSlots* slots, unsigned int number)
 {
-    unsigned int place = slots->placeOf(*s_names.at(number));
-    while (slots->numbers[place & slots->mask()].load(std::memory_order_relaxed) != 0) {
+    const char* name = *s_names.at(number);
+    unsigned int place = slots->placeOf(name);
+    while (slots->slots[place & slots->mask()].name.load(std::memory_order_relaxed)) {
         ++place;
     }
-    slots->numbers[place & slots->mask()].store(number, std::memory_order_release);
+    NameSlot& slot = slots->slots[place & slots->mask()];
+    slot.number = number;
+    slot.name.store(name, std::memory_order_release);
 }
 
 static NameSlots* growNameSlots(NameSlots* smaller)
 {
     const unsigned int capacityLog2 = smaller ? smaller->capacityLog2 + 1 : 8;
-    const size_t bytes = sizeof(NameSlots) + (sizeof(std::atomic<unsigned int>) << capacityLog2);
+    const size_t bytes = sizeof(NameSlots) + (sizeof(NameSlot) << capacityLog2);
     NameSlots* slots = static_cast<NameSlots*>(calloc(1, bytes));
     if (!slots) {
         return nullptr;
@@ -213,10 +225,17 @@ MemoryNameRef::operator const char*() const
 MemoryNameRef& MemoryNameRef::operator=(const char* name)
 {
     const NameSlots* slots = s_nameSlots.load(std::memory_order_acquire);
-    m_number = slots && name ? findName(slots, name) : 0;
-    if (m_number == 0 && name) {
-        m_number = addName(name);
+    const unsigned int number = slots && name ? findName(slots, name) : 0;
+    if (number == 0 && name) {
+        return _assignNew(name);
     }
+    m_number = number;
+    return *this;
+}
+
+MemoryNameRef& MemoryNameRef::_assignNew(const char* name)
+{
+    m_number = addName(name);
     return *this;
 }
 

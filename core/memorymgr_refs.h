@@ -24,14 +24,31 @@ void setUpLinks(MemoryHeapNode_s* node);
 bool setUpOutsideLinks(MemoryHeapNode_s* node);
 void giveUpOutsideLinks(MemoryHeapNode_s* node);
 
+// There are also insideLink(link) and setInsideLink(link, node), for links that are known to be of a node inside its
+// bank. They read and assign without a look at which kind a link is: a header that is only written needn't be fetched.
+
 #if UINTPTR_MAX == 0xffffffffu
 
 typedef MemoryHeapNode_s* MemoryNodeRef __attribute__((aligned(1)));
 typedef const char* MemoryNameRef __attribute__((aligned(1)));
 
+inline MemoryHeapNode_s* insideLink(const MemoryNodeRef& link)
+{
+    return link;
+}
+
+inline void setInsideLink(MemoryNodeRef& link, MemoryHeapNode_s* node)
+{
+    link = node;
+}
+
 #else
 
 #pragma GCC visibility push(default)
+
+class MemoryNodeRef;
+inline MemoryHeapNode_s* insideLink(const MemoryNodeRef& link);
+inline void setInsideLink(MemoryNodeRef& link, MemoryHeapNode_s* node);
 
 // A link of a header. It means something only where it stands, so it can't be copied: read it into a pointer.
 class MemoryNodeRef {
@@ -39,15 +56,7 @@ public:
     MemoryNodeRef() = default;
     MemoryNodeRef(const MemoryNodeRef&) = delete;
 
-    operator MemoryHeapNode_s*() const
-    {
-        if (m_word & sc_outside) {
-            return *_outside();
-        }
-        // The word is the low half of the distance; as a signed number it is all of it.
-        return m_word ? reinterpret_cast<MemoryHeapNode_s*>(_here() + static_cast<intptr_t>(static_cast<int>(m_word)))
-                      : nullptr;
-    }
+    operator MemoryHeapNode_s*() const { return m_word & sc_outside ? *_outside() : insideLink(*this); }
     MemoryHeapNode_s* operator->() const { return *this; }
 
     MemoryNodeRef& operator=(MemoryHeapNode_s* node)
@@ -55,7 +64,7 @@ public:
         if (m_word & sc_outside) {
             *_outside() = node;
         } else {
-            m_word = node ? static_cast<unsigned int>(reinterpret_cast<uintptr_t>(node) - _here()) : 0;
+            setInsideLink(*this, node);
         }
         return *this;
     }
@@ -65,6 +74,8 @@ private:
     friend void setUpLinks(MemoryHeapNode_s* node);
     friend bool setUpOutsideLinks(MemoryHeapNode_s* node);
     friend void giveUpOutsideLinks(MemoryHeapNode_s* node);
+    friend MemoryHeapNode_s* insideLink(const MemoryNodeRef& link);
+    friend void setInsideLink(MemoryNodeRef& link, MemoryHeapNode_s* node);
 
     static const unsigned int sc_outside = 1; // m_word is a place in the table: its number * 4, 2 for prev, and this
     static const unsigned int sc_prev = 2;
@@ -75,12 +86,26 @@ private:
     MemoryWord m_word; // 0: null. Nodes of a bank lie 32 bytes apart or a multiple of it, which leaves bit 0 free.
 };
 
+// The word is the low half of the distance; as a signed number it is all of it.
+inline MemoryHeapNode_s* insideLink(const MemoryNodeRef& link)
+{
+    const intptr_t distance = static_cast<int>(link.m_word);
+    return distance ? reinterpret_cast<MemoryHeapNode_s*>(link._here() + static_cast<uintptr_t>(distance)) : nullptr;
+}
+
+inline void setInsideLink(MemoryNodeRef& link, MemoryHeapNode_s* node)
+{
+    link.m_word = node ? static_cast<unsigned int>(reinterpret_cast<uintptr_t>(node) - link._here()) : 0;
+}
+
 class MemoryNameRef {
 public:
     operator const char*() const;
     MemoryNameRef& operator=(const char* name); // null, too, when there is no memory to number one more name
 
 private:
+    MemoryNameRef& _assignNew(const char* name);
+
     MemoryWord m_number; // 0: null
 };
 

@@ -94,7 +94,7 @@ TEST(Threads, UseABankEach)
 {
     GameMemory memory;
     for (int bank = 0; bank < sc_threads; ++bank) {
-        memory.defineHeap("bank", 16384);
+        memory.defineHeap("bank", bank % 2 ? 16384 : 65536); // without an index, and with one
     }
     memory.initialize();
     inThreads([&memory](int thread) { useBank(memory, thread, thread + 1); });

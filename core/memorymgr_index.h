@@ -1,0 +1,103 @@
+// An index of one heap bank's free nodes. It finds what a walk along the free list would find, without the walk.
+//
+// 1. The bank is what it would be without an index: the same nodes on the same lists in the same order. Nothing of the
+//    index lies in the bank.
+// 2. Nodes are of a class by their size: one class for each multiple of 32 bytes, and the last one for all of more
+//    than 1/64 of the bank, of which there are fewer than 64. The free list runs from small to large, so the nodes
+//    of a class follow each other; the index knows the first. The one node that may be no multiple of 32, at the end of
+//    the bank, is of the class below its size, and the last of it.
+// 3. So "the first node of at least so many bytes", which is the best fit and also the place where a node of that size
+//    goes, is the first of the first class, from that of the size rounded up, that isn't empty. Only in the last class
+//    it takes a walk, of fewer than 64 nodes.
+// 4. A unit is 32 bytes. Each has a bit: the first and the last unit of a used node are clear; those of a free node are
+//    set, and so are all in between that share a word with one of the two. No two free nodes touch, so the bits from a
+//    free node's last unit down to its first are a run that a clear one ends. Where a whole word lies between the words
+//    of the two, the one below the last unit's holds the number of the first unit in place of bits, and is marked so.
+//    Other bits mean nothing: making and joining nodes of any size changes a few words.
+// 5. The index is believed only as far as headers and list bear it out. At the first contradiction, before anything has
+//    been changed, it gives up: somebody else has written to the bank, and its list has to be walked from there on.
+//
+// An index takes less than 1 % of its bank's size from ordinary memory, when the bank is made, and nothing later.
+#pragma once
+
+#include "core/memorymgr.h"
+
+#include <atomic>
+#include <stdint.h>
+
+class alignas(uint64_t) FreeIndex {
+public:
+    // Makes the index of a bank that is one free node. There is none when the bank is too small to need it, without
+    // memory for it, and with more than four managers at a time; then the list is walked.
+    static void make(const MemoryMgr* manager, int number, const MemoryBank_s& bank);
+    static FreeIndex* of(const MemoryMgr* manager, int number);
+    static void dropAll(const MemoryMgr* manager);
+
+    // Takes a node of at least size bytes, a multiple of 32, off the free list, and puts what is left of it back. node
+    // becomes null when there is none. False: the index has given up.
+    bool take(MemoryBank_s* bank, unsigned long size, MemoryHeapNode_s** node);
+
+    // Puts a node that has been in use on the free list, joined with the free nodes it touches. False: as above.
+    bool give(MemoryBank_s* bank, MemoryHeapNode_s* node);
+
+private:
+    struct Set {
+        std::atomic<const MemoryMgr*> manager; // null: nobody's
+        FreeIndex* indexes[32];
+    };
+    static Set* _setOf(const MemoryMgr* manager);
+    bool _giveUp();
+
+    unsigned int _classOf(unsigned long size) const;
+    unsigned int _firstClassFrom(unsigned int number) const;
+    void _setHead(unsigned int number, const MemoryHeapNode_s* node);
+    MemoryHeapNode_s* _firstOfAtLeast(unsigned long size) const;
+
+    MemoryHeapNode_s* _nodeAt(unsigned int unit) const;
+    unsigned int _unitOf(const MemoryHeapNode_s* node) const;
+    bool _isFree(unsigned int unit) const;
+    unsigned int _firstUnitOfNodeUpTo(unsigned int last) const;
+    void _markFree(const MemoryHeapNode_s* node);
+    void _markUsed(const MemoryHeapNode_s* node);
+
+    bool _canHold(const MemoryHeapNode_s* node) const;
+    bool _looksFree(const MemoryHeapNode_s* node) const;
+
+    void _insert(MemoryBank_s* bank, MemoryHeapNode_s* node);
+    void _remove(MemoryBank_s* bank, MemoryHeapNode_s* node);
+    void _replace(MemoryBank_s* bank, MemoryHeapNode_s* old, MemoryHeapNode_s* node, unsigned int size);
+    void _link(MemoryBank_s* bank, MemoryHeapNode_s* before, MemoryHeapNode_s* node, MemoryHeapNode_s* after);
+    void _enterClass(const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
+    void _leaveClass(const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
+
+    static Set s_sets[4];
+    static const int sc_levels = 4; // 64^4 classes are more than any bank has
+
+    FreeIndex** m_place;       // in its set
+    char* m_base;              // of the bank
+    unsigned int m_size;       // of the bank
+    unsigned int m_classCount; // the last class included
+    MemoryHeapNode_s* m_first; // of the free list, as it was left here
+    MemoryHeapNode_s* m_last;
+    uint64_t* m_units;     // a bit for each unit
+    uint64_t* m_spanned;   // a bit for each word of units: the one below it holds a number
+    unsigned int* m_heads; // for each class: its first node's unit and one; 0: empty
+    uint64_t*
+        m_used[sc_levels]; // a bit for each class that isn't empty; in the next level for each word that isn't 0
+};
+
+inline FreeIndex::Set* FreeIndex::_setOf(const MemoryMgr* manager)
+{
+    for (Set& set : s_sets) {
+        if (set.manager.load(std::memory_order_acquire) == manager) {
+            return &set;
+        }
+    }
+    return nullptr;
+}
+
+inline FreeIndex* FreeIndex::of(const MemoryMgr* manager, int number)
+{
+    const Set* set = _setOf(manager);
+    return set ? set->indexes[number] : nullptr;
+}

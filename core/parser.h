@@ -108,8 +108,8 @@ private:
     template <typename Value>
     CORE_INSIDE bool _cutNumber(Value* value);
     template <typename... Values>
-    CORE_INSIDE bool _readParameter(const char* token, const char* name, const char* complaint, int required,
-                                    Values*... values);
+    CORE_INSIDE __attribute__((noinline)) bool _readValues(const char* name, const char* complaint, int required,
+                                                           Values*... values);
 #undef CORE_INSIDE
 
     char* m_buffer;

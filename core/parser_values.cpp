@@ -189,7 +189,10 @@ bool Parser::GetBoolean()
 
 static bool isParameter(const char* token, const char* name)
 {
-    return token && name && stricmp(token, name) == 0;
+    if (!token || !name) {
+        return false;
+    }
+    return stricmp(token, name) == 0;
 }
 
 // The message of a parameter's reader, to be logged with the parameter's name.
@@ -203,14 +206,11 @@ bool Parser::_cutNumber(Value* value)
     return token && readNumber(&token, value);
 }
 
-// A parameter of as many values as are given, of which the first so many are required.
+// The parameter's values, as many as are given, of which the first so many are required. True: it was this parameter.
+// A function of its own, because nearly always the names differ, and that answer shouldn't wait for what this one needs.
 template <typename... Values>
-inline bool Parser::_readParameter(const char* token, const char* name, const char* complaint, int required,
-                            Values*... values)
+bool Parser::_readValues(const char* name, const char* complaint, int required, Values*... values)
 {
-    if (!isParameter(token, name)) {
-        return false;
-    }
     int count = 0;
     if (_cutMark('=')) {
         (void)(... && (_cutNumber(values) && ++count));
@@ -223,53 +223,53 @@ inline bool Parser::_readParameter(const char* token, const char* name, const ch
 
 bool Parser::ParamEqualsInt8(const char* token, const char* name, signed char* value)
 {
-    return _readParameter(token, name, EXPECTED("int8"), 1, value);
+    return isParameter(token, name) && _readValues(name, EXPECTED("int8"), 1, value);
 }
 
 bool Parser::ParamEqualsInt16(const char* token, const char* name, short* value)
 {
-    return _readParameter(token, name, EXPECTED("int16"), 1, value);
+    return isParameter(token, name) && _readValues(name, EXPECTED("int16"), 1, value);
 }
 
 bool Parser::ParamEqualsInt32(const char* token, const char* name, int* value)
 {
-    return _readParameter(token, name, EXPECTED("int32"), 1, value);
+    return isParameter(token, name) && _readValues(name, EXPECTED("int32"), 1, value);
 }
 
 bool Parser::ParamEqualsUInt32(const char* token, const char* name, unsigned int* value)
 {
-    return _readParameter(token, name, EXPECTED("uint32"), 1, value);
+    return isParameter(token, name) && _readValues(name, EXPECTED("uint32"), 1, value);
 }
 
 bool Parser::ParamEqualsInt64(const char* token, const char* name, long long* value)
 {
-    return _readParameter(token, name, EXPECTED("int64"), 1, value);
+    return isParameter(token, name) && _readValues(name, EXPECTED("int64"), 1, value);
 }
 
 bool Parser::ParamEqualsFloat32(const char* token, const char* name, float* value)
 {
-    return _readParameter(token, name, EXPECTED("float32"), 1, value);
+    return isParameter(token, name) && _readValues(name, EXPECTED("float32"), 1, value);
 }
 
 bool Parser::ParamEqualsInt32_2(const char* token, const char* name, int* first, int* second)
 {
-    return _readParameter(token, name, EXPECTED("int32 int32"), 2, first, second);
+    return isParameter(token, name) && _readValues(name, EXPECTED("int32 int32"), 2, first, second);
 }
 
 // The messages of the two with an optional second value name the one that is required.
 bool Parser::ParamEqualsInt32_2x(const char* token, const char* name, int* first, int* second)
 {
-    return _readParameter(token, name, EXPECTED("int32"), 1, first, second);
+    return isParameter(token, name) && _readValues(name, EXPECTED("int32"), 1, first, second);
 }
 
 bool Parser::ParamEqualsFloat32_2(const char* token, const char* name, float* first, float* second)
 {
-    return _readParameter(token, name, EXPECTED("float32 float32"), 2, first, second);
+    return isParameter(token, name) && _readValues(name, EXPECTED("float32 float32"), 2, first, second);
 }
 
 bool Parser::ParamEqualsFloat32_2x(const char* token, const char* name, float* first, float* second)
 {
-    return _readParameter(token, name, EXPECTED("float32"), 1, first, second);
+    return isParameter(token, name) && _readValues(name, EXPECTED("float32"), 1, first, second);
 }
 
 bool Parser::ParamEqualsBoolean(const char* token, const char* name, bool* value)

@@ -270,6 +270,11 @@ char* Parser::GetString()
 // Takes a token, and tells whether it is that one character.
 bool Parser::_cutMark(char mark)
 {
+    if (m_position && m_position[0] == mark && m_position[1] == ' ' && m_position + 1 < m_bounds.textEnd) {
+        m_position[1] = '\0';
+        m_position += 2;
+        return true;
+    }
     const char* token = _cutWord();
     return token && token[0] == mark && token[1] == '\0';
 }

@@ -86,6 +86,13 @@ static bool isIn(char letter, const char* set)
     return *set != '\0';
 }
 
+// The next quote or the NUL.
+static char* findQuote(char* text)
+{
+    char* quote = strchr(text, '"');
+    return quote ? quote : text + strlen(text);
+}
+
 // Trims the text that ends at the NUL at end.
 static char* trim(char* text, char* end)
 {
@@ -250,14 +257,14 @@ char* Parser::GetString()
     if (!m_position) {
         return nullptr;
     }
-    m_position = find<1>(m_position, m_bounds.textEnd, '"');
+    m_position = findQuote(m_position);
     if (!*m_position) {
         return nullptr;
     }
     char* string = m_position + 1;
     // Only one backslash is looked at: the quote behind an escaped backslash is taken for an escaped quote.
     do {
-        m_position = find<2>(m_position + 1, m_bounds.textEnd, '"');
+        m_position = findQuote(m_position + 1);
     } while (*m_position && m_position[-1] == '\\');
     if (!*m_position) {
         return nullptr;

@@ -89,6 +89,9 @@ static bool isIn(char letter, const char* set)
 // The next quote or the NUL.
 static char* findQuote(char* text)
 {
+    if (*text == '"') {
+        return text;
+    }
     char* quote = strchr(text, '"');
     return quote ? quote : text + strlen(text);
 }

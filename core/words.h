@@ -14,7 +14,8 @@ inline Word loadWord(const char* text)
     Word word;
     memcpy(&word, text, sizeof(word));
 #if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-    word = sizeof(Word) == 8 ? static_cast<Word>(__builtin_bswap64(word)) : static_cast<Word>(__builtin_bswap32(word));
+    word =
+        sizeof(Word) == 8 ? static_cast<Word>(__builtin_bswap64(word)) : static_cast<Word>(__builtin_bswap32(word));
 #endif
     return word;
 }

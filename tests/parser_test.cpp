@@ -71,6 +71,20 @@ TEST(Parser, ReadsATextThatIsPutIntoTheBufferAfterItWasMade)
     EXPECT_FALSE(parser.ParseLine());
 }
 
+TEST(Parser, WritesNothingIntoATextWithoutLines)
+{
+    const char* const texts[] = {"", "\n\n\n"}; // as they lie in memory that can't be written
+    for (const char* text : texts) {
+        Parser parser(const_cast<char*>(text));
+        int value;
+        EXPECT_FALSE(parser.ParseLine());
+        EXPECT_FALSE(parser.ParseLine());
+        EXPECT_FALSE(parser.ParseInteger(&value));
+        EXPECT_EQ(parser.GetToken(" "), nullptr);
+    }
+    takeMessages();
+}
+
 TEST(Parser, OnNullFindsNothing)
 {
     Parser parser(nullptr);

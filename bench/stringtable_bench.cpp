@@ -285,7 +285,7 @@ static void benchWrite(Bench& bench)
     }
     StringTable::s_setLocalePath("written");
     std::filesystem::create_directory("written");
-    bench.compare("strings file of 1000 texts, collected and written", "text", sc_count,
+    bench.compare("strings file of 1000 texts, written", "text", sc_count,
                   {{"core",
                     [&] {
                         table.reset();

@@ -51,6 +51,17 @@ static inline const char* readDigits(const char* text, uint64_t* digits)
     return text;
 }
 
+// What the C library has read: nothing, when it ends where it began.
+template <typename Value>
+static const char* taken(const char* text, const char* end, Value number, Value* value)
+{
+    if (end == text) {
+        return nullptr;
+    }
+    *value = number;
+    return end;
+}
+
 // An integer of 1 to so many digits; null for any other.
 static inline const char* readPlain(const char* text, int mostDigits, uint64_t* number)
 {
@@ -73,8 +84,7 @@ const char* ReadNumber(const char* text, long long* value)
     }
     char* end;
     const long long number = strtoll_l(text, &end, 10, cLocale());
-    *value = end == text ? *value : number;
-    return end == text ? nullptr : end;
+    return taken(text, end, number, value);
 }
 
 const char* ReadNumber(const char* text, unsigned long long* value)
@@ -86,8 +96,7 @@ const char* ReadNumber(const char* text, unsigned long long* value)
     }
     char* end;
     const unsigned long long number = strtoull_l(text, &end, 10, cLocale());
-    *value = end == text ? *value : number;
-    return end == text ? nullptr : end;
+    return taken(text, end, number, value);
 }
 
 // What a plain number is worth; false where the C library has to tell.
@@ -103,7 +112,7 @@ static inline bool toFloat(uint64_t digits, ptrdiff_t decimals, bool negative, f
     if (FLT_EVAL_METHOD != 0 || digits >> 53 != 0) {
         return false; // the first: a processor that divides with more bits rounds twice
     }
-    const double all = static_cast<double>(static_cast<int64_t>(digits));
+    const double all = static_cast<double>(static_cast<int64_t>(digits)); // signed, for which there is an instruction
     const double number = (negative ? -all : all) / sc_powersOfTen[decimals];
     uint64_t bits;
     memcpy(&bits, &number, sizeof(bits));
@@ -141,6 +150,5 @@ const char* ReadNumber(const char* text, float* value)
     }
     char* end;
     const float number = strtof_l(text, &end, cLocale());
-    *value = end == text ? *value : number;
-    return end == text ? nullptr : end;
+    return taken(text, end, number, value);
 }

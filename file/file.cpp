@@ -163,7 +163,7 @@ int stricmp(const char* left, const char* right)
     if (!left || !right) {
         return (left ? 1 : 0) - (right ? 1 : 0);
     }
-    for (size_t i = 0;; ++i) {
+    for (size_t i = 0;; ++i) { // the same byte in both needs no folding
         const int first = left[i], second = right[i];
         if (first == second) {
             if (first == 0) {

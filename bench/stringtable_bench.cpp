@@ -23,7 +23,7 @@
 #include <unordered_map>
 #include <vector>
 
-#if __has_include(<absl/container/flat_hash_map.h>)
+#ifdef PEER_ABSL
 #include <absl/container/flat_hash_map.h>
 #endif
 #if __has_include(<libintl.h>)
@@ -219,7 +219,7 @@ static void benchKnown(Bench& bench)
 #endif
     sides.push_back(lookUpIn("std::unordered_map, folding case", foldedMap));
     sides.push_back(lookUpIn("std::unordered_map", map));
-#if __has_include(<absl/container/flat_hash_map.h>)
+#ifdef PEER_ABSL
     absl::flat_hash_map<std::string, std::string> flatMap(map.begin(), map.end());
     sides.push_back(lookUpIn("absl::flat_hash_map", flatMap));
 #endif

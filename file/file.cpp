@@ -163,14 +163,15 @@ int stricmp(const char* left, const char* right)
     if (!left || !right) {
         return (left ? 1 : 0) - (right ? 1 : 0);
     }
-    for (size_t i = 0;; ++i) { // the same byte in both needs no folding
-        const int first = left[i], second = right[i];
-        if (first == second) {
-            if (first == 0) {
-                return 0;
-            }
-        } else if (lower(left[i]) != lower(right[i])) {
-            return lower(left[i]) - lower(right[i]);
+    // Texts that differ mostly do so in their first letter, and those that are equal mostly are to the last byte.
+    if (lower(*left) == lower(*right)) {
+        if (strcmp(left, right) == 0) {
+            return 0;
+        }
+        while (*left && lower(*left) == lower(*right)) {
+            ++left;
+            ++right;
         }
     }
+    return lower(*left) - lower(*right);
 }

@@ -7,7 +7,7 @@
 #include "file/file.h"
 #include "peers.h"
 
-#if __has_include(<ini.h>)
+#ifdef PEER_INIH
 #include <ini.h>
 #endif
 #include <stdio.h>
@@ -217,7 +217,7 @@ static unsigned long long countLinesWithMemchr(const char* text, size_t size)
 
 // ---- An INI reader, whose values are texts that strtol and its kind read
 
-#if __has_include(<ini.h>)
+#ifdef PEER_INIH
 struct IniUnit : Unit {
     unsigned long long total;
 };
@@ -282,7 +282,7 @@ int main(int argc, char** argv)
     std::vector<Side> readers = {
         {"core", [&] { return readWithParser(buffer.data()); }, freshValues},
         {"strtok, stricmp, sscanf", [&] { return readWithSscanf(buffer.data()); }, freshValues}};
-#if __has_include(<ini.h>)
+#ifdef PEER_INIH
     readers.push_back({"inih, strtol", [&] { return readWithIni(buffer.data()); }, freshValues});
 #endif
     bench.compare("settings file, values of eight kinds", "line", valueLines, readers);

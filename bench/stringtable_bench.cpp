@@ -1,19 +1,20 @@
-// What a text costs: the string table, with the system's gettext and a hash map of strings beside it.
+// What the texts of a game cost: the string table, with gettext and hash maps of strings beside it.
 //
-// All sides hold the same 1000 texts and are asked for them in the same order, in one process. They don't do quite
-// the same: the table finds "NEW GAME" for "New Game", the others don't; the map makes a std::string of each text it
-// is asked for. The table and the map here keep a text they don't know, gettext doesn't.
+// All sides hold the same 1000 texts and are asked for them in the same order. They don't do quite the same. The table
+// finds "NEW GAME" for "New Game"; of the others only the folding map does. A map makes a std::string of each text it is
+// asked for, since that is what its keys are. All but gettext keep a text they don't know.
 //
-//     stringtable_bench [--benchmark_filter=Known]
+//     stringtable_bench [PART OF A SUBJECT]
 #include "core/memorymgr.h"
 #include "core/stringtable.h"
 
-#include <benchmark/benchmark.h>
+#include "peers.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <locale.h>
+#include <memory>
 #include <random>
 #include <stdlib.h>
 #include <string.h>
@@ -22,19 +23,11 @@
 #include <unordered_map>
 #include <vector>
 
+#ifdef PEER_ABSL
+#include <absl/container/flat_hash_map.h>
+#endif
 #if __has_include(<libintl.h>)
 #include <libintl.h>
-#else // a host without gettext: its rows say so
-static const char* dgettext(const char*, const char* text)
-{
-    return text;
-}
-static void bindtextdomain(const char*, const char*)
-{
-}
-static void bind_textdomain_codeset(const char*, const char*)
-{
-}
 #endif
 
 static const int sc_count = 1000;
@@ -76,130 +69,79 @@ static std::string inQuotes(const std::string& text)
     return result + "\"";
 }
 
-static std::vector<std::string> s_texts; // in an order of no meaning
-static std::string s_noGettext;          // why there is none
+// ---- Maps with std::string for keys
 
-// Looks all texts up, over and over, and checks what is found.
-template <typename Lookup>
-static void lookUp(benchmark::State& state, Lookup lookup)
+static char lower(char letter)
 {
-    size_t next = 0;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(lookup(s_texts[next]));
-        next = next + 1 < s_texts.size() ? next + 1 : 0;
-    }
-    for (const std::string& text : s_texts) {
-        if (lookup(text) != translationOf(text)) {
-            state.SkipWithError("it did not find a translation");
-            return;
-        }
-    }
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + 32) : letter;
 }
 
-static void BM_Known_StringTable(benchmark::State& state)
-{
-    StringTable table;
-    table.setLanguage("bench");
-    lookUp(state, [&](const std::string& text) { return table.translate(text.c_str()); });
-}
-BENCHMARK(BM_Known_StringTable);
-
-static void BM_Known_Dgettext(benchmark::State& state)
-{
-    if (!s_noGettext.empty()) {
-        state.SkipWithError(s_noGettext.c_str());
-        return;
-    }
-    lookUp(state, [](const std::string& text) { return dgettext("bench", text.c_str()); });
-}
-BENCHMARK(BM_Known_Dgettext);
-
-typedef std::unordered_map<std::string, std::string> Map;
-
-static void BM_Known_UnorderedMap(benchmark::State& state)
-{
-    Map map;
-    for (const std::string& text : s_texts) {
-        map[text] = translationOf(text);
-    }
-    lookUp(state, [&](const std::string& text) { return map.find(text.c_str())->second.c_str(); });
-}
-BENCHMARK(BM_Known_UnorderedMap);
-
-// Time for one text that is not known, in a table that has none at first and 1000 in the end.
-template <typename Side>
-static void addAll(benchmark::State& state)
-{
-    std::vector<std::string> texts;
-    for (const std::string& text : s_texts) {
-        texts.push_back("New: " + text);
-    }
-    while (state.KeepRunningBatch(sc_count)) {
-        state.PauseTiming();
-        Side* side = new Side;
-        state.ResumeTiming();
-        for (const std::string& text : texts) {
-            benchmark::DoNotOptimize(side->translate(text.c_str()));
-        }
-        state.PauseTiming();
-        delete side;
-        state.ResumeTiming();
-    }
-}
-
-// A table that writes nothing in the end.
-class LoadedTable : public StringTable {
-public:
-    LoadedTable()
+struct FoldedHash {
+    size_t operator()(const std::string& text) const
     {
-        s_setLocalePath("empty");
-        setLanguage("bench");
-        s_setLocalePath(".");
+        size_t hash = 14695981039346656037u;
+        for (char letter : text) {
+            hash = (hash ^ static_cast<unsigned char>(lower(letter))) * 1099511628211u;
+        }
+        return hash;
     }
 };
 
-static void BM_Unknown_StringTable(benchmark::State& state)
-{
-    addAll<LoadedTable>(state);
-}
-BENCHMARK(BM_Unknown_StringTable);
-
-static void BM_Unknown_Dgettext(benchmark::State& state)
-{
-    struct Gettext {
-        const char* translate(const char* text) { return dgettext("bench", text); }
-    };
-    if (!s_noGettext.empty()) {
-        state.SkipWithError(s_noGettext.c_str());
-        return;
+struct FoldedEqual {
+    bool operator()(const std::string& left, const std::string& right) const
+    {
+        return left.size() == right.size() && std::equal(left.begin(), left.end(), right.begin(),
+                                                         [](char a, char b) { return lower(a) == lower(b); });
     }
-    addAll<Gettext>(state);
-}
-BENCHMARK(BM_Unknown_Dgettext);
+};
 
-static void BM_Unknown_UnorderedMap(benchmark::State& state)
-{
-    struct AddingMap {
-        Map map;
-        const char* translate(const char* text) { return map.emplace(text, text).first->second.c_str(); }
-    };
-    addAll<AddingMap>(state);
-}
-BENCHMARK(BM_Unknown_UnorderedMap);
+typedef std::unordered_map<std::string, std::string> Map;
+typedef std::unordered_map<std::string, std::string, FoldedHash, FoldedEqual> FoldedMap;
 
-// A new table, and the strings file with all texts read into it.
-static void BM_Load_StringTable(benchmark::State& state)
+// Behind the opening quote at `at`; the decoded text up to the closing one.
+static std::string readQuoted(const std::string& line, size_t* at)
 {
-    for (auto _ : state) {
-        StringTable* table = new StringTable;
-        table->setLanguage("bench");
-        state.PauseTiming();
-        delete table;
-        state.ResumeTiming();
+    static const char sc_letters[] = "abtnvfr\"'\\";
+    static const char sc_bytes[] = "\a\b\t\n\v\f\r\"'\\";
+    std::string text;
+    for (; *at < line.size() && line[*at] != '"'; ++*at) {
+        const char* place = line[*at] == '\\' && *at + 1 < line.size() ? strchr(sc_letters, line[++*at]) : nullptr;
+        text += place ? sc_bytes[place - sc_letters] : line[*at];
     }
-    state.SetItemsProcessed(state.iterations() * sc_count);
+    return text;
 }
-BENCHMARK(BM_Load_StringTable)->Unit(benchmark::kMicrosecond);
+
+// A map of a strings file, line by line.
+template <typename AnyMap>
+static void load(AnyMap& map, const char* path)
+{
+    std::ifstream file(path, std::ios::binary);
+    for (std::string line; std::getline(file, line);) {
+        size_t at = line.find('"');
+        if (at == std::string::npos || line.compare(0, 2, "//") == 0) {
+            continue;
+        }
+        std::string key = readQuoted(line, &++at);
+        at = line.find('"', line.find('=', at));
+        if (at != std::string::npos) {
+            map.emplace(std::move(key), readQuoted(line, &++at));
+        }
+    }
+}
+
+template <typename AnyMap>
+static void write(const AnyMap& map, const char* path)
+{
+    std::ofstream file(path, std::ios::binary);
+    for (const auto& entry : map) {
+        file << inQuotes(entry.first) << " = " << inQuotes(entry.second) << "\n";
+    }
+}
+
+// ---- The texts
+
+static std::vector<std::string> s_texts; // in an order of no meaning
+static std::vector<std::string> s_newTexts;
 
 // Writes the strings file and gettext's catalogue into the working folder.
 static void writeTexts()
@@ -209,6 +151,7 @@ static void writeTexts()
     catalogue << "msgid \"\"\nmsgstr \"Content-Type: text/plain; charset=UTF-8\\n\"\n";
     for (int number = 0; number < sc_count; ++number) {
         s_texts.push_back(textNumber(number));
+        s_newTexts.push_back("New: " + s_texts.back());
         const std::string key = inQuotes(s_texts.back());
         const std::string translation = inQuotes(translationOf(s_texts.back()));
         strings << key << " = " << translation << "\n";
@@ -219,36 +162,165 @@ static void writeTexts()
     std::ofstream("empty/strings.utf8") << "// nothing\n";
 }
 
-static void prepareGettext()
+// The sum of what a side answers for all texts: of each answer its length and a byte.
+template <typename Translate>
+static unsigned long long translateAll(const std::vector<std::string>& texts, Translate translate)
+{
+    unsigned long long sum = 0;
+    for (const std::string& text : texts) {
+        const char* answer = translate(text.c_str());
+        sum = sum * 31 + static_cast<unsigned char>(answer[3]);
+    }
+    return sum;
+}
+
+template <typename AnyMap>
+static Side lookUpIn(const char* name, const AnyMap& map)
+{
+    return {name, [&map] {
+                return translateAll(s_texts, [&map](const char* text) { return map.find(text)->second.c_str(); });
+            }};
+}
+
+#if __has_include(<libintl.h>)
+// Whether gettext has the texts. It hasn't where there is no msgfmt to make its catalogue.
+static bool prepareGettext()
 {
     std::filesystem::create_directories("fr/LC_MESSAGES");
     if (system("msgfmt -o fr/LC_MESSAGES/bench.mo bench.po") != 0) {
-        s_noGettext = "there is no msgfmt here (package gettext)";
-        return;
+        return false;
     }
     setlocale(LC_ALL, "C.UTF-8");
     setenv("LANGUAGE", "fr", 1);
     bindtextdomain("bench", std::filesystem::current_path().c_str());
     bind_textdomain_codeset("bench", "UTF-8");
-    if (dgettext("bench", s_texts[0].c_str()) == s_texts[0]) {
-        s_noGettext = "gettext translates nothing here";
+    return dgettext("bench", s_texts[0].c_str()) != s_texts[0];
+}
+#endif
+
+// ---- The subjects
+
+static void benchKnown(Bench& bench)
+{
+    StringTable table;
+    table.setLanguage("bench");
+    Map map;
+    load(map, "strings.utf8");
+    FoldedMap foldedMap;
+    load(foldedMap, "strings.utf8");
+    std::vector<Side> sides = {
+        {"core", [&] { return translateAll(s_texts, [&](const char* text) { return table.translate(text); }); }}};
+#if __has_include(<libintl.h>)
+    if (prepareGettext()) {
+        sides.push_back({"dgettext", [] {
+                             return translateAll(s_texts, [](const char* text) { return dgettext("bench", text); });
+                         }});
     }
+#endif
+    sides.push_back(lookUpIn("std::unordered_map, folding case", foldedMap));
+    sides.push_back(lookUpIn("std::unordered_map", map));
+#ifdef PEER_ABSL
+    absl::flat_hash_map<std::string, std::string> flatMap(map.begin(), map.end());
+    sides.push_back(lookUpIn("absl::flat_hash_map", flatMap));
+#endif
+    bench.compare("translate, known texts", "text", sc_count, sides);
+}
+
+// A table that writes nothing in the end.
+static std::unique_ptr<StringTable> emptyTable()
+{
+    std::unique_ptr<StringTable> table(new StringTable);
+    StringTable::s_setLocalePath("empty");
+    table->setLanguage("bench");
+    StringTable::s_setLocalePath(".");
+    return table;
+}
+
+static void benchNew(Bench& bench)
+{
+    std::unique_ptr<StringTable> table;
+    FoldedMap map;
+    bench.compare(
+        "translate, new texts", "text", sc_count,
+        {{"core", [&] { return translateAll(s_newTexts, [&](const char* text) { return table->translate(text); }); },
+          [&] {
+              table.reset();
+              table = emptyTable();
+          }},
+         {"std::unordered_map, folding case",
+          [&] {
+              return translateAll(s_newTexts,
+                                  [&](const char* text) { return map.emplace(text, text).first->second.c_str(); });
+          },
+          [&] { map.clear(); }}});
+}
+
+static void benchLoad(Bench& bench)
+{
+    std::unique_ptr<StringTable> table;
+    std::unique_ptr<Map> map;
+    bench.compare("strings file of 1000 texts, loaded", "text", sc_count,
+                  {{"core",
+                    [&] {
+                        table.reset(new StringTable);
+                        table->setLanguage("bench");
+                        return 0;
+                    },
+                    [&] { table.reset(); }},
+                   {"std::getline, std::unordered_map",
+                    [&] {
+                        map.reset(new Map);
+                        load(*map, "strings.utf8");
+                        return 0;
+                    },
+                    [&] { map.reset(); }}});
+}
+
+static void benchWrite(Bench& bench)
+{
+    std::unique_ptr<StringTable> table;
+    Map map;
+    for (const std::string& text : s_newTexts) {
+        map.emplace(text, text);
+    }
+    StringTable::s_setLocalePath("written");
+    std::filesystem::create_directory("written");
+    bench.compare("strings file of 1000 texts, written", "text", sc_count,
+                  {{"core",
+                    [&] {
+                        table.reset();
+                        return std::filesystem::file_size("written/strings.utf8");
+                    },
+                    [&] {
+                        table.reset(new StringTable);
+                        for (const std::string& text : s_newTexts) {
+                            table->translate(text.c_str());
+                        }
+                    }},
+                   {"std::ofstream, std::unordered_map", [&] {
+                        write(map, "written/strings.utf8");
+                        return std::filesystem::file_size("written/strings.utf8");
+                    }}});
+    StringTable::s_setLocalePath(".");
 }
 
 int main(int argc, char** argv)
 {
-    benchmark::Initialize(&argc, argv);
     char folder[] = "/tmp/core-bench-XXXXXX";
     if (!mkdtemp(folder) || chdir(folder) != 0) {
         return 1;
     }
     setenv("MACAPI_LIBRARY", folder, 1);
     writeTexts();
-    prepareGettext();
+    Bench bench(argc, argv);
     {
         BenchMemory memory;
-        benchmark::RunSpecifiedBenchmarks();
+        benchKnown(bench);
+        benchNew(bench);
+        benchLoad(bench);
+        benchWrite(bench);
     }
     std::filesystem::current_path("/");
     std::filesystem::remove_all(folder);
+    return bench.result();
 }

@@ -35,10 +35,10 @@ def times(ratio):
 
 
 def write_table(subjects):
-    width = max(len(f"{subject}, a {operation}") for subject, operation, _ in subjects)
-    for subject, operation, sides in subjects:
+    titles = [f"{subject}, per {operation}" for subject, operation, _ in subjects]
+    width = max(map(len, titles))
+    for title, (_, _, sides) in zip(titles, subjects):
         ours = sides[0][1]
-        title = f"{subject}, a {operation}"
         peers = "   ".join(f"{side} {duration(taken)} {times(taken / ours)}" for side, taken in sides[1:])
         print(f"{title:<{width}}  {duration(ours):>8}   {peers}".rstrip())
 
@@ -52,10 +52,11 @@ def write_csv(subjects, path):
                 rows.writerow([subject, operation, side, f"{taken:.4g}", f"{taken / sides[0][1]:.3f}"])
 
 
-# ---- The chart: a bar for each peer, from 1x to how much longer than ours it takes, on a logarithmic scale.
+# ---- The chart: a bar for each peer, from 1x to how many times as long as ours it takes, on a logarithmic scale.
 
-WIDTH, MARGIN, NAMES, VALUES = 860, 24, 300, 130  # pixels; NAMES and VALUES are the columns beside the bars
-ROW, TITLE, HEAD, FOOT = 22, 30, 64, 44
+WIDTH, MARGIN = 900, 24  # pixels
+BARS, VALUES = 490, 60   # where the bars begin, and the column behind them
+ROW, GAP, HEAD, FOOT = 17, 9, 86, 20
 FASTER, SLOWER, INK, GREY, RULE = "#2a6f97", "#d08c3c", "#1f2933", "#6b7785", "#e3e8ed"
 TICKS = (0.1, 0.2, 0.5, 1, 2, 5, 10, 20, 50, 100, 200, 500, 1000)
 
@@ -64,52 +65,59 @@ class Chart:
     def __init__(self, subjects):
         self.subjects = [entry for entry in subjects if len(entry[2]) > 1]
         ratios = [taken / sides[0][1] for _, _, sides in self.subjects for _, taken in sides[1:]]
-        self.low = max([tick for tick in TICKS if tick <= min(ratios + [1])] or [TICKS[0]])
+        self.low = max([tick for tick in TICKS if tick <= min(ratios + [0.5])] or [TICKS[0]])
         self.high = min([tick for tick in TICKS if tick >= max(ratios + [2])] or [TICKS[-1]])
         self.parts = []
 
     def x(self, ratio):
         inside = min(max(ratio, self.low), self.high)
         share = math.log(inside / self.low) / math.log(self.high / self.low)
-        return MARGIN + NAMES + share * (WIDTH - 2 * MARGIN - NAMES - VALUES)
+        return BARS + share * (WIDTH - MARGIN - VALUES - BARS)
 
     def text(self, x, y, words, size=12, colour=INK, anchor="start", weight="normal"):
         self.parts.append(f'<text x="{x:.1f}" y="{y:.1f}" font-size="{size}" fill="{colour}" '
                           f'text-anchor="{anchor}" font-weight="{weight}">{escape(words)}</text>')
 
-    def bar(self, y, ratio):
-        left, right = sorted((self.x(1), self.x(ratio)))
-        colour = FASTER if ratio >= 1 else SLOWER
-        self.parts.append(f'<rect x="{left:.1f}" y="{y:.1f}" width="{max(right - left, 1):.1f}" height="{ROW - 8}" '
-                          f'rx="2" fill="{colour}"/>')
+    def line(self, x1, y1, x2, y2, colour):
+        self.parts.append(f'<line x1="{x1:.1f}" y1="{y1:.1f}" x2="{x2:.1f}" y2="{y2:.1f}" stroke="{colour}"/>')
 
     def scale(self, bottom):
         for tick in (tick for tick in TICKS if self.low <= tick <= self.high):
-            x = self.x(tick)
-            colour = GREY if tick == 1 else RULE
-            self.parts.append(f'<line x1="{x:.1f}" y1="{HEAD}" x2="{x:.1f}" y2="{bottom:.1f}" stroke="{colour}"/>')
-            self.text(x, bottom + 16, f"{tick:g}x", 11, GREY, "middle")
+            self.line(self.x(tick), HEAD, self.x(tick), bottom, GREY if tick == 1 else RULE)
+            self.text(self.x(tick), HEAD - 6, f"{tick:g}x", 11, GREY, "middle")
+
+    def peer(self, y, name, ratio):
+        left, right = sorted((self.x(1), self.x(ratio)))
+        self.text(BARS - 12, y + 12, name, 11.5, INK, "end")
+        self.parts.append(f'<rect x="{left:.1f}" y="{y + 3:.1f}" width="{max(right - left, 1):.1f}" height="{ROW - 6}" '
+                          f'rx="2" fill="{FASTER if ratio >= 1 else SLOWER}"/>')
+        self.text(WIDTH - MARGIN, y + 12, times(ratio), 11.5, INK, "end", "600")
 
     def draw(self):
-        height = HEAD + FOOT + sum(TITLE + ROW * (len(sides) - 1) for _, _, sides in self.subjects)
-        self.text(MARGIN, 34, "How many times as long the others take", 17, weight="600")
-        self.text(MARGIN, 53, "Beside each subject: core's own time for one operation. Left of 1x the other one is faster.",
+        heights = [ROW * max(len(sides) - 1, 2) + GAP for _, _, sides in self.subjects]
+        bottom = HEAD + sum(heights)
+        self.text(MARGIN, 34, "How many times as long as core the others take", 17, weight="600")
+        self.text(MARGIN, 53, "Right of 1x core is faster, left of it the other one. Below each subject is core's own time.",
                   12, GREY)
-        self.scale(height - FOOT + 4)
+        self.scale(bottom)
         y = HEAD
-        for subject, operation, sides in self.subjects:
+        for (subject, operation, sides), height in zip(self.subjects, heights):
             ours = sides[0][1]
-            self.text(MARGIN, y + 20, subject, 13, weight="600")
-            self.text(WIDTH - MARGIN, y + 20, f"{duration(ours)} a {operation}", 12, GREY, "end")
-            y += TITLE
-            for side, taken in sides[1:]:
-                self.bar(y, taken / ours)
-                self.text(MARGIN + NAMES - 12, y + 11, side, 12, INK, "end")
-                self.text(WIDTH - MARGIN, y + 11, f"{times(taken / ours)}", 12, INK, "end", "600")
-                y += ROW
-        return (f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{height}" '
-                f'viewBox="0 0 {WIDTH} {height}" font-family="Helvetica, Arial, sans-serif">\n'
-                f'<rect width="{WIDTH}" height="{height}" rx="8" fill="#ffffff"/>\n' + "\n".join(self.parts) + "\n</svg>\n")
+            self.line(MARGIN, y, WIDTH - MARGIN, y, RULE)
+            self.text(MARGIN, y + GAP / 2 + 12, subject, 12, weight="600")
+            self.text(MARGIN, y + GAP / 2 + 12 + ROW, f"{duration(ours)} per {operation}", 11.5, GREY)
+            for row, (side, taken) in enumerate(sides[1:]):
+                self.peer(y + GAP / 2 + row * ROW, side, taken / ours)
+            y += height
+        return (f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{bottom + FOOT}" '
+                f'viewBox="0 0 {WIDTH} {bottom + FOOT}" font-family="Helvetica, Arial, sans-serif">\n'
+                f'<rect width="{WIDTH}" height="{bottom + FOOT}" rx="8" fill="#ffffff"/>\n'
+                + "\n".join(self.parts) + "\n</svg>\n")
+
+
+def write_chart(subjects, path):
+    with open(path, "w") as file:
+        file.write(Chart(subjects).draw())
 
 
 def main():
@@ -117,7 +125,7 @@ def main():
     if not subjects:
         sys.exit("table.py: no rows")
     write_table(subjects)
-    for path, write in zip(sys.argv[1:3], (write_csv, lambda them, out: open(out, "w").write(Chart(them).draw()))):
+    for path, write in zip(sys.argv[1:], (write_csv, write_chart)):
         os.makedirs(os.path.dirname(path) or ".", exist_ok=True)
         write(subjects, path)
 

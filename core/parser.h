@@ -97,17 +97,20 @@ public:
     char* _preparseLineAllowSpaces(char* line);
 
 private:
-    bool _findLine();
-    char* _cutLine(char** end);
-    char* _advance(char* from, size_t count) const // stays in the text
-    {
-        const size_t left = static_cast<size_t>(m_bounds.textEnd - from);
-        return from + (count < left ? count : left);
-    }
-    bool _isToken(char mark);
-    const char* _cutValueLine(bool keepSpaces);
-    bool _endValueLine(const char* line, bool complete, const char* complaint);
-    bool _expect(bool complete, const char* complaint) const;
+    // Not for other libraries: calls of these don't go through a table that another one could change.
+#define CORE_INSIDE __attribute__((visibility("hidden")))
+    CORE_INSIDE void _measure();
+    CORE_INSIDE char* _cutWord();
+    CORE_INSIDE bool _cutMark(char mark);
+    CORE_INSIDE const char* _cutValueLine(bool keepSpaces);
+    CORE_INSIDE bool _endValueLine(const char* line, bool complete, const char* complaint);
+    CORE_INSIDE bool _expect(bool complete, const char* complaint) const;
+    template <typename Value>
+    CORE_INSIDE bool _cutNumber(Value* value);
+    template <typename... Values>
+    CORE_INSIDE __attribute__((noinline)) bool _readValues(const char* name, const char* complaint, int required,
+                                                           Values*... values);
+#undef CORE_INSIDE
 
     char* m_buffer;
     char* m_cursor;   // where the next line begins

@@ -5,50 +5,32 @@
 //    which the low ones are kept. A number that breaks off ("1e", "0x") ends in front of what is missing.
 // 3. Nothing here looks further than the value it reads. sscanf would measure all the rest of the text first.
 #include "core/parser.h"
+#include "core/parser_numbers.h"
 
 #include "file/file.h"
 #include "logger/logger.h"
 
-#include <locale.h>
-#include <stdlib.h>
 #include <string.h>
 #include <type_traits>
-#if __has_include(<xlocale.h>)
-#include <xlocale.h> // where the Mac has them
-#endif
 
 static const char sc_whiteSpace[] = " \t\n\v\f\r";
 
-// A decimal comma of the user's doesn't make one in a game's files.
-static locale_t cLocale()
-{
-    static const locale_t s_locale = newlocale(LC_ALL_MASK, "C", nullptr);
-    return s_locale;
-}
-
+// What numbers of a type are read as.
 template <typename Value>
-static Value convert(const char* text, char** end)
-{
-    if constexpr (std::is_same_v<Value, float>) {
-        return strtof_l(text, end, cLocale());
-    } else if constexpr (std::is_unsigned_v<Value>) {
-        return static_cast<Value>(strtoull_l(text, end, 10, cLocale()));
-    } else {
-        return static_cast<Value>(strtoll_l(text, end, 10, cLocale()));
-    }
-}
+using Number = std::conditional_t<std::is_same_v<Value, float>, float,
+                                  std::conditional_t<std::is_unsigned_v<Value>, unsigned long long, long long>>;
 
 // Reads one number, and moves text behind it.
 template <typename Value>
 static bool readNumber(const char** text, Value* value)
 {
-    char* end;
-    const Value number = convert<Value>(*text, &end);
-    if (end == *text) {
+    Number<Value> number;
+    const char* end = ReadNumber(*text, &number);
+    if (!end) {
         return false;
     }
     *text = end;
-    *value = number;
+    *value = static_cast<Value>(number);
     return true;
 }
 
@@ -79,21 +61,14 @@ static bool readWord(const char* text, char* word)
     return true;
 }
 
-// The next line, trimmed; null when there is none, or nothing in it. It counts in either case.
-const char* Parser::_cutValueLine(bool keepSpaces)
-{
-    char* end;
-    char* line = _cutLine(&end);
-    ++m_lineNumber;
-    return keepSpaces ? _preparseLineAllowSpaces(line) : _preparseLine(line);
-}
-
 // Steps behind a line whose values were read: the two more are its carriage return and line feed. A line without
 // the first loses the next one's first character to it.
 bool Parser::_endValueLine(const char* line, bool complete, const char* complaint)
 {
     if (_expect(complete, complaint)) {
-        m_cursor = _advance(m_cursor, strlen(line) + 2);
+        const size_t left = static_cast<size_t>(m_bounds.textEnd - m_cursor);
+        const size_t count = strlen(line) + 2;
+        m_cursor += count < left ? count : left;
     }
     return complete;
 }
@@ -204,7 +179,7 @@ bool Parser::GetInt3(int* first, int* second, int* third)
 
 bool Parser::GetBoolean()
 {
-    const char* token = GetToken(" ");
+    const char* token = _cutWord();
     const bool isTrue = token && stricmp(token, "true") == 0;
     if (!isTrue && (!token || stricmp(token, "false") != 0)) {
         owLogger::log(3, "...Expected: true or false\f");
@@ -214,7 +189,10 @@ bool Parser::GetBoolean()
 
 static bool isParameter(const char* token, const char* name)
 {
-    return token && name && stricmp(token, name) == 0;
+    if (!token || !name) {
+        return false;
+    }
+    return stricmp(token, name) == 0;
 }
 
 // The message of a parameter's reader, to be logged with the parameter's name.
@@ -222,23 +200,20 @@ static bool isParameter(const char* token, const char* name)
 
 // The next token of the line as a number.
 template <typename Value>
-static bool readToken(Parser& parser, Value* value)
+bool Parser::_cutNumber(Value* value)
 {
-    const char* token = parser.GetToken(" ");
+    const char* token = _cutWord();
     return token && readNumber(&token, value);
 }
 
-// A parameter of as many values as are given, of which the first so many are required.
+// The parameter's values, as many as are given, of which the first so many are required. True: it was this parameter.
+// A function of its own, because nearly always the names differ, and that answer shouldn't wait for what this one needs.
 template <typename... Values>
-static bool readParameter(Parser& parser, const char* token, const char* name, const char* complaint, int required,
-                          Values*... values)
+bool Parser::_readValues(const char* name, const char* complaint, int required, Values*... values)
 {
-    if (!isParameter(token, name)) {
-        return false;
-    }
     int count = 0;
-    if (parser.GetEqualsToken()) {
-        (void)(... && (readToken(parser, values) && ++count));
+    if (_cutMark('=')) {
+        (void)(... && (_cutNumber(values) && ++count));
     }
     if (count < required) {
         owLogger::log(3, complaint, name);
@@ -248,53 +223,53 @@ static bool readParameter(Parser& parser, const char* token, const char* name, c
 
 bool Parser::ParamEqualsInt8(const char* token, const char* name, signed char* value)
 {
-    return readParameter(*this, token, name, EXPECTED("int8"), 1, value);
+    return isParameter(token, name) && _readValues(name, EXPECTED("int8"), 1, value);
 }
 
 bool Parser::ParamEqualsInt16(const char* token, const char* name, short* value)
 {
-    return readParameter(*this, token, name, EXPECTED("int16"), 1, value);
+    return isParameter(token, name) && _readValues(name, EXPECTED("int16"), 1, value);
 }
 
 bool Parser::ParamEqualsInt32(const char* token, const char* name, int* value)
 {
-    return readParameter(*this, token, name, EXPECTED("int32"), 1, value);
+    return isParameter(token, name) && _readValues(name, EXPECTED("int32"), 1, value);
 }
 
 bool Parser::ParamEqualsUInt32(const char* token, const char* name, unsigned int* value)
 {
-    return readParameter(*this, token, name, EXPECTED("uint32"), 1, value);
+    return isParameter(token, name) && _readValues(name, EXPECTED("uint32"), 1, value);
 }
 
 bool Parser::ParamEqualsInt64(const char* token, const char* name, long long* value)
 {
-    return readParameter(*this, token, name, EXPECTED("int64"), 1, value);
+    return isParameter(token, name) && _readValues(name, EXPECTED("int64"), 1, value);
 }
 
 bool Parser::ParamEqualsFloat32(const char* token, const char* name, float* value)
 {
-    return readParameter(*this, token, name, EXPECTED("float32"), 1, value);
+    return isParameter(token, name) && _readValues(name, EXPECTED("float32"), 1, value);
 }
 
 bool Parser::ParamEqualsInt32_2(const char* token, const char* name, int* first, int* second)
 {
-    return readParameter(*this, token, name, EXPECTED("int32 int32"), 2, first, second);
+    return isParameter(token, name) && _readValues(name, EXPECTED("int32 int32"), 2, first, second);
 }
 
 // The messages of the two with an optional second value name the one that is required.
 bool Parser::ParamEqualsInt32_2x(const char* token, const char* name, int* first, int* second)
 {
-    return readParameter(*this, token, name, EXPECTED("int32"), 1, first, second);
+    return isParameter(token, name) && _readValues(name, EXPECTED("int32"), 1, first, second);
 }
 
 bool Parser::ParamEqualsFloat32_2(const char* token, const char* name, float* first, float* second)
 {
-    return readParameter(*this, token, name, EXPECTED("float32 float32"), 2, first, second);
+    return isParameter(token, name) && _readValues(name, EXPECTED("float32 float32"), 2, first, second);
 }
 
 bool Parser::ParamEqualsFloat32_2x(const char* token, const char* name, float* first, float* second)
 {
-    return readParameter(*this, token, name, EXPECTED("float32"), 1, first, second);
+    return isParameter(token, name) && _readValues(name, EXPECTED("float32"), 1, first, second);
 }
 
 bool Parser::ParamEqualsBoolean(const char* token, const char* name, bool* value)
@@ -302,7 +277,7 @@ bool Parser::ParamEqualsBoolean(const char* token, const char* name, bool* value
     if (!isParameter(token, name)) {
         return false;
     }
-    if (GetEqualsToken()) {
+    if (_cutMark('=')) {
         *value = GetBoolean();
     } else {
         owLogger::log(3, EXPECTED("bool"), name);
@@ -315,7 +290,7 @@ bool Parser::ParamEqualsString(const char* token, const char* name, char* text, 
     if (!isParameter(token, name)) {
         return false;
     }
-    const bool hasEquals = GetEqualsToken();
+    const bool hasEquals = _cutMark('=');
     const char* string = hasEquals ? GetString() : nullptr;
     if (!string) {
         owLogger::log(3, EXPECTED("string"), name);

@@ -8,21 +8,30 @@
 
 #include <string.h>
 
-static const char sc_letters[] = "abtnvfr\"'\\";
-static const char sc_bytes[] = "\a\b\t\n\v\f\r\"'\\";
+static constexpr char sc_letters[] = "abtnvfr\"'\\";
+static constexpr char sc_bytes[] = "\a\b\t\n\v\f\r\"'\\";
 
-// What stands in the row `to` where letter stands in the row `from`; NUL where letter isn't in it.
-static char lookUp(char letter, const char* from, const char* to)
-{
-    const char* place = letter ? strchr(from, letter) : nullptr;
-    return place ? to[place - from] : '\0';
-}
+// What stands in the row `to` where a byte stands in the row `from`; NUL where it isn't in it.
+struct Translation {
+    constexpr Translation(const char* from, const char* to) : m_of()
+    {
+        for (int place = 0; from[place]; ++place) {
+            m_of[static_cast<unsigned char>(from[place])] = to[place];
+        }
+    }
+    constexpr char operator()(char byte) const { return m_of[static_cast<unsigned char>(byte)]; }
+
+private:
+    char m_of[256];
+};
+static constexpr Translation sc_letterOf(sc_bytes, sc_letters);
+static constexpr Translation sc_byteOf(sc_letters, sc_bytes);
 
 static size_t countEscapes(const char* text)
 {
     size_t count = 0;
     for (; *text; ++text) {
-        count += lookUp(*text, sc_bytes, sc_letters) != '\0';
+        count += sc_letterOf(*text) != '\0';
     }
     return count;
 }
@@ -32,15 +41,18 @@ bool str::unescape(char* text)
     if (!text) {
         return false;
     }
+    char* write = strchr(text, '\\'); // in front of the first, all stays
+    if (!write) {
+        return true;
+    }
     bool valid = true;
-    const char* read = text;
-    char* write = text;
+    const char* read = write;
     while (*read) {
         if (*read != '\\') {
             *write++ = *read++;
             continue;
         }
-        const char byte = lookUp(read[1], sc_letters, sc_bytes);
+        const char byte = sc_byteOf(read[1]);
         valid = valid && byte;
         *write++ = byte ? byte : '\\';
         read += read[1] ? 2 : 1; // whatever the letter was, it is gone
@@ -63,7 +75,7 @@ bool str::escape(char** out, const char* text)
         return false;
     }
     for (; *text; ++text) {
-        const char letter = lookUp(*text, sc_bytes, sc_letters);
+        const char letter = sc_letterOf(*text);
         if (letter) {
             *write++ = '\\';
         }

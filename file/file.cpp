@@ -11,10 +11,21 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+// Each byte with 'A' to 'Z' folded: the same in every locale.
+struct LowerCase {
+    constexpr LowerCase() : of()
+    {
+        for (int byte = 0; byte < 256; ++byte) {
+            of[byte] = static_cast<unsigned char>(byte >= 'A' && byte <= 'Z' ? byte + ('a' - 'A') : byte);
+        }
+    }
+    unsigned char of[256];
+};
+static constexpr LowerCase sc_lowerCase;
+
 static int lower(char letter)
 {
-    const unsigned char byte = static_cast<unsigned char>(letter);
-    return byte >= 'A' && byte <= 'Z' ? byte + ('a' - 'A') : byte;
+    return sc_lowerCase.of[static_cast<unsigned char>(letter)];
 }
 
 static bool hasDrive(const char* path)
@@ -152,9 +163,15 @@ int stricmp(const char* left, const char* right)
     if (!left || !right) {
         return (left ? 1 : 0) - (right ? 1 : 0);
     }
-    while (*left && lower(*left) == lower(*right)) {
-        ++left;
-        ++right;
+    // Texts that differ mostly do so in their first letter, and those that are equal mostly are to the last byte.
+    if (lower(*left) == lower(*right)) {
+        if (strcmp(left, right) == 0) {
+            return 0;
+        }
+        while (*left && lower(*left) == lower(*right)) {
+            ++left;
+            ++right;
+        }
     }
     return lower(*left) - lower(*right);
 }

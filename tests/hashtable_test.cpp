@@ -113,6 +113,29 @@ TEST(Hash, FoldsTheLettersFromAToZAlone)
     }
 }
 
+TEST(Hash, IsTheSumOfItsBytesWhateverTheKeysLength)
+{
+    WatchedMemory memory;
+    Table table(1, 1);
+    table.m_bucketCount = 0xffffffff; // for a moment: there could be as many
+    unsigned int random = 1;
+    for (size_t length = 0; length < 300; ++length) {
+        for (int keys = 0; keys < 50; ++keys) {
+            std::string key;
+            unsigned int hash = 0;
+            while (key.size() < length) {
+                random = random * 1664525u + 1013904223u;
+                const int byte = 1 + static_cast<int>((random >> 16) % 255);
+                const int letter = byte >= 'A' && byte <= 'Z' ? byte + 32 : byte == '/' ? '\\' : byte;
+                hash = hash * 33 + static_cast<unsigned int>(letter > 127 ? letter - 256 : letter);
+                key += static_cast<char>(byte);
+            }
+            EXPECT_EQ(table.getHashIndex(key.c_str()), hash % 0xffffffff) << testing::PrintToString(key);
+        }
+    }
+    table.m_bucketCount = 1;
+}
+
 TEST(Hash, IsTheSameInEveryLocale)
 {
     // Whichever of these the machine has: in some of them other letters have lower cases, or I has no i.

@@ -696,3 +696,51 @@ TEST(ParserModel, FindsTheLinesThatStrtokFinds)
         ASSERT_EQ(linesOf(text), linesByStrtok(text)) << testing::PrintToString(text);
     }
 }
+
+// Any byte but those that cut, trim or begin a comment.
+static std::string randomBytes(Random& random, size_t count)
+{
+    std::string text;
+    while (text.size() < count) {
+        const char byte = static_cast<char>(1 + random.below(random.below(2) ? 255 : 40)); // many of the low ones
+        text += strchr(" \t\r\n/", byte) ? '_' : byte;
+    }
+    return text;
+}
+
+TEST(ParserModel, FindsLinesOfAnyBytesAndLengths)
+{
+    Random random(3);
+    for (int i = 0; i < 100000; ++i) {
+        std::string text;
+        for (uint32_t lines = random.below(5); lines > 0; --lines) {
+            text += randomBytes(random, 1 + random.below(40)) + (random.below(2) ? "\r\n" : "\n");
+        }
+        text.resize(text.size() -
+                    std::min<size_t>(text.size(), random.below(2))); // with and without the last line feed
+        std::vector<std::string> lines = linesByStrtok(text);
+        for (std::string& line : lines) {
+            line.resize(line.size() - (line.back() == '\r'));
+        }
+        ASSERT_EQ(linesOf(text), lines) << testing::PrintToString(text);
+    }
+}
+
+TEST(ParserModel, FindsTokensOfAnyBytesAndLengths)
+{
+    Random random(4);
+    for (int i = 0; i < 100000; ++i) {
+        std::vector<std::string> tokens;
+        std::string line;
+        for (uint32_t left = random.below(6); left > 0; --left) {
+            tokens.push_back(randomBytes(random, 1 + random.below(20)));
+            line += tokens.back() + (left > 1 ? std::string(1 + random.below(3), ' ') : "");
+        }
+        TextParser parser(line + (random.below(2) ? "\r\n" : ""));
+        parser.ParseLine();
+        for (const std::string& token : tokens) {
+            ASSERT_EQ(parser.token(), token) << testing::PrintToString(line);
+        }
+        ASSERT_EQ(parser.token(), "(none)") << testing::PrintToString(line);
+    }
+}

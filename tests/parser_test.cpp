@@ -71,6 +71,20 @@ TEST(Parser, ReadsATextThatIsPutIntoTheBufferAfterItWasMade)
     EXPECT_FALSE(parser.ParseLine());
 }
 
+TEST(Parser, WritesNothingIntoATextWithoutLines)
+{
+    const char* const texts[] = {"", "\n\n\n"}; // as they lie in memory that can't be written
+    for (const char* text : texts) {
+        Parser parser(const_cast<char*>(text));
+        int value;
+        EXPECT_FALSE(parser.ParseLine());
+        EXPECT_FALSE(parser.ParseLine());
+        EXPECT_FALSE(parser.ParseInteger(&value));
+        EXPECT_EQ(parser.GetToken(" "), nullptr);
+    }
+    takeMessages();
+}
+
 TEST(Parser, OnNullFindsNothing)
 {
     Parser parser(nullptr);
@@ -172,6 +186,19 @@ TEST(ParseLine, ReadsACommentOnlyAtTheStartOfALine)
 TEST(ParseLine, PassesBytesOf128AndAboveThrough)
 {
     EXPECT_EQ(linesOf("\xc3\xa9t\xc3\xa9\n\xff\xfe\n\x80\n"), (Lines{"\xc3\xa9t\xc3\xa9", "\xff\xfe", "\x80"}));
+}
+
+TEST(ParseLine, EndsAtANULThatTheCallerHasWrittenMeanwhile)
+{
+    TextParser parser("first\r\nsecond line, cut in two\r\nthird\r\n");
+    EXPECT_TRUE(parser.ParseLine());
+    parser.begin()[strlen("first..second line")] = '\0';
+    EXPECT_TRUE(parser.ParseLine());
+    EXPECT_EQ(parser.rest(), "second line");
+    EXPECT_TRUE(parser.ParseLine());
+    EXPECT_EQ(parser.rest(), "cut in two"); // a NUL ends a line as a line feed does
+    EXPECT_TRUE(parser.ParseLine());
+    EXPECT_EQ(parser.rest(), "third");
 }
 
 TEST(ParseLine, LeavesTheTokensOfEarlierLinesAsTheyAre)
@@ -489,6 +516,20 @@ TEST(Reset, ReadsALongerTextThatWasPutIntoTheBuffer)
     EXPECT_TRUE(parser.ParseLine());
     EXPECT_STREQ(parser.GetToken(""), "that has two lines");
     EXPECT_FALSE(parser.ParseLine());
+}
+
+TEST(Reset, ReadsAShorterTextThatWasPutIntoTheBuffer)
+{
+    char buffer[64] = "a long text that is one line\nand another one";
+    Parser parser(buffer);
+    EXPECT_TRUE(parser.ParseLine());
+    strcpy(buffer, "shorter\nby far");
+    parser.reset();
+    EXPECT_TRUE(parser.ParseLine());
+    EXPECT_STREQ(parser.GetToken(""), "shorter");
+    EXPECT_TRUE(parser.ParseLine());
+    EXPECT_STREQ(parser.GetToken(" "), "by");
+    EXPECT_STREQ(parser.GetToken(" "), "far");
 }
 
 TEST(Reset, LeavesTheRestOfTheLineWhereItIs)

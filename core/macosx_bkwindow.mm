@@ -40,6 +40,22 @@
 
 @end
 
+// AppKit takes the command line's words for documents, and shows an alert for each that nobody opens.
+@interface BKLaunchDelegate : NSObject
+- (BOOL)application:(NSApplication*)application openFile:(NSString*)name;
+@end
+
+@implementation BKLaunchDelegate
+
+- (BOOL)application:(NSApplication*)application openFile:(NSString*)name
+{
+    (void)application;
+    (void)name;
+    return YES; // the game has read it
+}
+
+@end
+
 class Pool {
 public:
     Pool() : m_pool([[NSAutoreleasePool alloc] init]) {}
@@ -69,13 +85,26 @@ static bool hasWindowServer()
     return session != nullptr;
 }
 
+// Before its launch is finished an application here doesn't learn which window has the keyboard: no alert would hear a
+// key.
+static void finishLaunching()
+{
+    BKLaunchDelegate* delegate = [[BKLaunchDelegate alloc] init];
+    [NSApp setDelegate:delegate];
+    [NSApp finishLaunching];
+    [NSApp setDelegate:nil];
+    [delegate release];
+}
+
 // AppKit without its own way to the window server, its back end being away, can't make one. GCC's @catch doesn't work in
 // Objective-C++; catch does.
 static bool makeApplication()
 {
     const Pool pool;
     try {
-        return [NSApplication sharedApplication] != nil;
+        [NSApplication sharedApplication];
+        finishLaunching();
+        return true;
     } catch (...) {
         return false;
     }

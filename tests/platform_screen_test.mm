@@ -749,13 +749,12 @@ TEST_F(PlainScreen, IsAsItWasWhenTheGameIsKilled)
 }
 
 // An alert in a game of its own, whose exit status is the answer.
-static pid_t alertFrom(bool launched)
+static pid_t alertFrom(bool ownApplication)
 {
     const pid_t game = forkGame();
     if (game == 0) {
-        if (launched) {
+        if (ownApplication) {
             [NSApplication sharedApplication];
-            [NSApp finishLaunching];
         }
         _exit(Platform::MessageBox("caption", "The units are lost."));
     }
@@ -764,7 +763,7 @@ static pid_t alertFrom(bool launched)
 
 TEST_F(PlainScreen, AnAlertIsAnsweredByTheMouse)
 {
-    const pid_t game = alertFrom(false);
+    const pid_t game = alertFrom(true);
     int status = -1;
     EXPECT_TRUE(waitFor([&] {
         int x, y, width, height;
@@ -779,9 +778,9 @@ TEST_F(PlainScreen, AnAlertIsAnsweredByTheMouse)
     EXPECT_EQ(WEXITSTATUS(status), 1);
 }
 
-TEST_F(PlainScreen, AnAlertIsAnsweredByReturnWhereTheGameHasFinishedLaunching)
+TEST_F(PlainScreen, AnAlertIsAnsweredByReturnWhereThePlatformMakesTheApplication)
 {
-    const pid_t game = alertFrom(true);
+    const pid_t game = alertFrom(false);
     int status = -1;
     EXPECT_TRUE(waitFor([&] {
         int x, y, width, height;

@@ -96,6 +96,8 @@ typedef NSUInteger NSBackingStoreType;
 
 @interface NSApplication : NSObject
 + (NSApplication*)sharedApplication;
+- (void)setDelegate:(id)delegate;
+- (void)finishLaunching;
 - (NSArray*)windows;
 - (NSWindow*)keyWindow;
 - (NSEvent*)currentEvent;

@@ -14,7 +14,6 @@
 // the end serves all the same, but slowly: the index was wrong.
 static bool s_hasOrdinaryMemory = true;
 static bool s_makesBanks;
-static void* s_indexes[32];
 static int s_indexCount;
 static int s_indexesLost;
 
@@ -22,6 +21,8 @@ static int s_indexesLost;
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 extern "C" void* __libc_calloc(size_t count, size_t size);
 extern "C" void __libc_free(void* block);
+
+static void* s_indexes[32];
 
 extern "C" void* calloc(size_t count, size_t size)
 {

@@ -60,15 +60,15 @@ static Shown shown()
     return isGreen(0, 0) ? FULL_SCREEN : A_WINDOW;
 }
 
-// ---- The sides
+// ---- What makes windows
 
-class Side_i {
+class Toolkit {
 public:
-    virtual ~Side_i() = default;
+    virtual ~Toolkit() = default;
     virtual void open() = 0;
     virtual void switchTo(bool fullScreen) = 0;
     virtual void close() = 0;
-    virtual void handleEvent() = 0; // if there is one
+    virtual bool handleEvent() = 0; // false when there is none
 };
 
 @interface GreenView : NSView
@@ -102,9 +102,9 @@ static void showGreen(void* window)
     [static_cast<NSWindow*>(window) setContentView:[[[GreenView alloc] init] autorelease]];
 }
 
-class AppKitSide : public Side_i {
+class AppKit : public Toolkit {
 public:
-    void handleEvent() override
+    bool handleEvent() override
     {
         const Pool pool;
         NSEvent* event = [NSApp nextEventMatchingMask:NSAnyEventMask
@@ -114,16 +114,17 @@ public:
         if (event) {
             [NSApp sendEvent:event];
         }
+        return event != nil;
     }
 };
 
-class CoreSide : public AppKitSide {
+class Core : public AppKit {
 public:
     void open() override
     {
         const Pool pool;
-        Platform::SetWindow(Platform::InitWindow(0, nullptr, "Brackenlow", nullptr, nullptr, 0, 0, sc_width, sc_height,
-                                                 false, false, nullptr));
+        Platform::SetWindow(Platform::InitWindow(0, nullptr, "Brackenlow", nullptr, nullptr, 0, 0, sc_width,
+                                                 sc_height, false, false, nullptr));
         showGreen(Platform::GetWindow());
         Platform::SetWindowPos();
     }
@@ -139,7 +140,7 @@ public:
     void close() override { Platform::DestructWindow(Platform::GetWindow()); }
 };
 
-class BareAppKitSide : public AppKitSide {
+class BareAppKit : public AppKit {
 public:
     void open() override { show(NSMakeRect(0, 0, sc_width, sc_height), 7); }
 
@@ -163,6 +164,8 @@ private:
                                                styleMask:style
                                                  backing:NSBackingStoreBuffered
                                                    defer:NO];
+        [m_window setBackgroundColor:[NSColor blackColor]];
+        [m_window setTitle:@"Brackenlow"];
         showGreen(m_window);
         if (style != NSBorderlessWindowMask) {
             [m_window center];
@@ -173,7 +176,7 @@ private:
     NSWindow* m_window = nil; // it is released when it closes
 };
 
-class XSide : public Side_i {
+class Xlib : public Toolkit {
 public:
     void open() override
     {
@@ -188,11 +191,11 @@ public:
 
     void close() override { XDestroyWindow(s_display, m_window); }
 
-    void handleEvent() override
+    bool handleEvent() override
     {
         XEvent event;
         if (XPending(s_display) == 0) {
-            return;
+            return false;
         }
         XNextEvent(s_display, &event);
         if (event.type == Expose && event.xexpose.window == m_window) {
@@ -200,6 +203,7 @@ public:
             XSetForeground(s_display, context, 0x00ff00);
             XFillRectangle(s_display, m_window, context, 0, 0, sc_screenWidth, sc_screenHeight);
         }
+        return true;
     }
 
 private:
@@ -215,54 +219,64 @@ private:
 
 // ---- The subjects
 
-static void await(Side_i& side, Shown wanted)
+static void await(Toolkit& toolkit, Shown wanted)
 {
+    const double limit = Bench::now(CLOCK_MONOTONIC) + 20e9;
     while (shown() != wanted) {
-        side.handleEvent();
+        toolkit.handleEvent();
+        if (Bench::now(CLOCK_MONOTONIC) > limit) {
+            fprintf(stderr, "window_bench: a window does not come or does not go\n");
+            exit(1);
+        }
     }
 }
 
-static Side_i* s_open; // whose window is on the screen
+// Until it is shown, and no event of this toolkit is left to another's time.
+static void finish(Toolkit& toolkit, Shown wanted)
+{
+    await(toolkit, wanted);
+    while (toolkit.handleEvent()) {
+    }
+}
+
+static Toolkit* s_open; // whose window is on the screen
 
 static void closeAny()
 {
     if (s_open) {
         s_open->close();
-        await(*s_open, NOTHING);
+        finish(*s_open, NOTHING);
     }
     s_open = nullptr;
 }
 
-static void open(Side_i& side)
-{
-    side.open();
-    await(side, A_WINDOW);
-    s_open = &side;
-}
-
-static Side opening(const char* name, Side_i& side)
+static Side opening(const char* name, Toolkit& toolkit)
 {
     return {name,
-            [&side] {
-                open(side);
+            [&toolkit] {
+                s_open = &toolkit;
+                toolkit.open();
+                await(toolkit, A_WINDOW);
                 return 0;
             },
             closeAny};
 }
 
-static Side switching(const char* name, Side_i& side)
+static Side switching(const char* name, Toolkit& toolkit)
 {
     return {name,
-            [&side] {
-                side.switchTo(true);
-                await(side, FULL_SCREEN);
-                side.switchTo(false);
-                await(side, A_WINDOW);
+            [&toolkit] {
+                toolkit.switchTo(true);
+                await(toolkit, FULL_SCREEN);
+                toolkit.switchTo(false);
+                await(toolkit, A_WINDOW);
                 return 0;
             },
-            [&side] {
+            [&toolkit] {
                 closeAny();
-                open(side);
+                s_open = &toolkit;
+                toolkit.open();
+                finish(toolkit, A_WINDOW);
             }};
 }
 
@@ -274,16 +288,18 @@ int main(int argc, char** argv)
         fprintf(stderr, "window_bench: left out, there is no Xvfb\n");
         return 0;
     }
+    _NSLog_printf_handler = [](NSString*) {}; // AppKit has a page to say about a screen without a window manager
     Platform::SystemCheck();
     Platform::SetApp(1);
-    CoreSide core;
-    BareAppKitSide appKit;
-    XSide x;
+    Core core;
+    BareAppKit appKit;
+    Xlib xlib;
     Bench bench(argc, argv);
     bench.compare("window, to its first frame", "window", 1,
-                  {opening("core", core), opening("AppKit alone", appKit), opening("Xlib alone", x)}, CLOCK_MONOTONIC);
+                  {opening("core", core), opening("AppKit alone", appKit), opening("Xlib alone", xlib)},
+                  CLOCK_MONOTONIC);
     bench.compare("window, to full screen and back", "switch", 2,
-                  {switching("core", core), switching("AppKit alone", appKit), switching("Xlib alone", x)},
+                  {switching("core", core), switching("AppKit alone", appKit), switching("Xlib alone", xlib)},
                   CLOCK_MONOTONIC);
     return bench.result();
 }

@@ -1,58 +1,52 @@
-// What keeping a setting costs: a write that is on the disk when it returns, with SQLite's beside it and as the limit
-// a file written, flushed and renamed by hand; and a read, beside SQLite's, a lookup in a hash table, and getenv.
+// What keeping a setting costs: a write that is on the disk when it returns, and a read.
 //
-// Each side has as many settings as the argument says, and writes to the disk of the working folder, where it makes a
-// folder of its own for the time.
+// Writes go to the disk of the working folder, where the program makes a folder of its own for the time; they are told in
+// time on the clock, since a disk is waited for. A file written by hand, flushed and renamed is the limit: there is no
+// lock, no look at what other programs have written, and no setting. Reads see what another program has just written;
+// with the hash table and getenv they never do.
 //
-//     preferences_bench [--benchmark_filter=Write]
+//     preferences_bench [PART OF A SUBJECT]
 #include "core/platform.h"
 #include "core/preferences.h"
 
-#include <benchmark/benchmark.h>
-#include <sqlite3.h>
+#include "peers.h"
+#include "scratch.h"
 
+#ifdef PEER_SQLITE
+#include <sqlite3.h>
+#endif
+#ifdef PEER_INIH
+#include <ini.h>
+#endif
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <stdio.h>
+#include <memory>
 #include <stdlib.h>
+#include <string.h>
 #include <string>
 #include <unistd.h>
 #include <unordered_map>
+#include <vector>
 
-// A folder that is the Library of user and machine and holds all else, for one benchmark.
-class Folder {
-public:
-    Folder()
-    {
-        if (!mkdtemp(m_name)) {
-            perror("a folder for the settings");
-            exit(1);
-        }
-        m_path = std::filesystem::absolute(m_name).string();
-        setenv("MACAPI_USER_LIBRARY", m_path.c_str(), 1);
-        setenv("MACAPI_LIBRARY", m_path.c_str(), 1);
-    }
-    ~Folder() { std::filesystem::remove_all(m_path); }
+static const int sc_reads = 1000; // of all settings in turn
 
-    std::string file(const char* name) const { return m_path + "/" + name; }
-    const std::string& path() const { return m_path; }
-
-private:
-    char m_name[32] = "preferences-bench-XXXXXX";
-    std::string m_path;
-};
+// Settings 0 to count - 1, each its own number.
+static std::string nameOf(int number)
+{
+    return "setting " + std::to_string(number);
+}
 
 static std::string keyOf(int number)
 {
-    return "Video/setting " + std::to_string(number);
+    return "Video/" + nameOf(number);
 }
 
-// Settings 0 to count - 1, each its own number, as texts or as numbers.
+// Puts them into the store, as numbers or, for Preferences, as texts.
 static void fill(int count, bool asTexts)
 {
     for (int i = 0; i < count; ++i) {
-        const CFStringRef key = CreateKey("Video", keyOf(i).c_str() + sizeof("Video"));
+        const CFStringRef key = CreateKey("Video", nameOf(i).c_str());
         const std::string text = std::to_string(i);
         const CFTypeRef value =
             asTexts ? static_cast<CFTypeRef>(CFStringCreateWithCString(nullptr, text.c_str(), kCFStringEncodingASCII))
@@ -65,57 +59,13 @@ static void fill(int count, bool asTexts)
     usleep(50000); // a file that has just changed is read again each time
 }
 
-static void Write_RegSetInt32(benchmark::State& state)
-{
-    const Folder folder;
-    fill(static_cast<int>(state.range(0)), false);
-    int value = 0;
-    for (auto _ : state) {
-        Platform::RegSetInt32("", keyOf(0).c_str(), ++value);
-    }
-    if (Platform::RegGetInt32("", keyOf(0).c_str(), -1) != value) {
-        state.SkipWithError("the last write is not there");
-    }
-}
-
-static void Write_Preferences(benchmark::State& state)
-{
-    const Folder folder;
-    fill(static_cast<int>(state.range(0)), true);
-    Preferences preferences;
-    int value = 0;
-    for (auto _ : state) {
-        preferences.write("Video", "setting 0", ++value);
-    }
-}
-
-// The file by hand, as large as the store's, and nothing else: no lock, no look at what others have written, no copy.
-static void Write_FsyncAndRename(benchmark::State& state)
-{
-    const Folder folder;
-    fill(static_cast<int>(state.range(0)), false);
-    const std::string contents(std::filesystem::file_size(folder.file("Preferences/preferences_bench.plist")), 'x');
-    const std::string fresh = folder.file("fresh");
-    const std::string file = folder.file("file");
-    for (auto _ : state) {
-        const int descriptor = open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        if (write(descriptor, contents.data(), contents.size()) != static_cast<ssize_t>(contents.size()) ||
-            fsync(descriptor) != 0 || close(descriptor) != 0 || rename(fresh.c_str(), file.c_str()) != 0) {
-            state.SkipWithError("the file can't be written");
-            break;
-        }
-        const int parent = open(folder.path().c_str(), O_RDONLY | O_DIRECTORY);
-        fsync(parent);
-        close(parent);
-    }
-}
-
-// A table of settings.
+#ifdef PEER_SQLITE
+// The settings in a table.
 class Database {
 public:
-    Database(const Folder& folder, const char* journal, int count)
+    Database(const char* journal, int count)
     {
-        sqlite3_open(folder.file("settings.db").c_str(), &m_database);
+        sqlite3_open((std::string(journal) + ".db").c_str(), &m_database);
         run("PRAGMA journal_mode=" + std::string(journal));
         run("PRAGMA synchronous=FULL");
         run("CREATE TABLE settings (key TEXT PRIMARY KEY, value INTEGER)");
@@ -124,157 +74,208 @@ public:
             run("INSERT INTO settings VALUES ('" + keyOf(i) + "', " + std::to_string(i) + ")");
         }
         run("COMMIT");
+        sqlite3_prepare_v2(m_database, "UPDATE settings SET value = ?2 WHERE key = ?1", -1, &m_update, nullptr);
+        sqlite3_prepare_v2(m_database, "SELECT value FROM settings WHERE key = ?1", -1, &m_select, nullptr);
     }
-    ~Database() { sqlite3_close(m_database); }
-    Database(const Database&) = delete;
-
-    sqlite3_stmt* prepare(const char* text)
+    ~Database()
     {
-        sqlite3_stmt* statement = nullptr;
-        sqlite3_prepare_v2(m_database, text, -1, &statement, nullptr);
-        return statement;
+        sqlite3_finalize(m_update);
+        sqlite3_finalize(m_select);
+        sqlite3_close(m_database);
+    }
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
+
+    bool write(const std::string& key, int value)
+    {
+        sqlite3_bind_text(m_update, 1, key.c_str(), -1, SQLITE_STATIC);
+        sqlite3_bind_int(m_update, 2, value);
+        const bool done = sqlite3_step(m_update) == SQLITE_DONE;
+        sqlite3_reset(m_update);
+        return done;
+    }
+
+    int read(const std::string& key)
+    {
+        sqlite3_bind_text(m_select, 1, key.c_str(), -1, SQLITE_STATIC);
+        const int value = sqlite3_step(m_select) == SQLITE_ROW ? sqlite3_column_int(m_select, 0) : -1;
+        sqlite3_reset(m_select);
+        return value;
     }
 
 private:
     void run(const std::string& text) { sqlite3_exec(m_database, text.c_str(), nullptr, nullptr, nullptr); }
 
     sqlite3* m_database = nullptr;
+    sqlite3_stmt* m_update = nullptr;
+    sqlite3_stmt* m_select = nullptr;
 };
 
-static void writeWithSqlite(benchmark::State& state, const char* journal)
+static Side sqliteWriter(const char* name, const char* journal, int count)
 {
-    const Folder folder;
-    Database database(folder, journal, static_cast<int>(state.range(0)));
-    sqlite3_stmt* statement = database.prepare("UPDATE settings SET value = ?1 WHERE key = ?2");
-    const std::string key = keyOf(0);
+    const auto database = std::make_shared<Database>(journal, count);
+    return {name, [database, value = 0]() mutable { return database->write(keyOf(0), ++value); }};
+}
+#endif
+
+// ---- Writes: each side answers whether all went well
+
+static bool replaceFile(const std::string& contents)
+{
+    const int file = open("fresh", O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const bool written = write(file, contents.data(), contents.size()) == static_cast<ssize_t>(contents.size()) &&
+                         fsync(file) == 0 && close(file) == 0 && rename("fresh", "file") == 0;
+    const int folder = open(".", O_RDONLY | O_DIRECTORY);
+    const bool kept = fsync(folder) == 0;
+    close(folder);
+    return written && kept;
+}
+
+// write and read are ours, of setting 0.
+static void compareWrites(Bench& bench, const char* subject, int count, bool asTexts,
+                          const std::function<void(int value)>& write, const std::function<int()>& read)
+{
+    if (!bench.wants(subject)) {
+        return;
+    }
+    const ScratchFolder folder(".");
+    fill(count, asTexts);
+    const std::string contents(std::filesystem::file_size("Preferences/preferences_bench.plist"), 'x');
     int value = 0;
-    for (auto _ : state) {
-        sqlite3_bind_int(statement, 1, ++value);
-        sqlite3_bind_text(statement, 2, key.c_str(), -1, SQLITE_STATIC);
-        if (sqlite3_step(statement) != SQLITE_DONE) {
-            state.SkipWithError("the database can't be written");
-            break;
-        }
-        sqlite3_reset(statement);
-    }
-    sqlite3_finalize(statement);
-}
-
-static void Write_Sqlite(benchmark::State& state)
-{
-    writeWithSqlite(state, "DELETE");
-}
-static void Write_SqliteWithLog(benchmark::State& state)
-{
-    writeWithSqlite(state, "WAL");
-}
-
-static void Read_RegGetInt32(benchmark::State& state)
-{
-    const Folder folder;
-    const int count = static_cast<int>(state.range(0));
-    fill(count, false);
-    const std::string key = keyOf(count - 1);
-    for (auto _ : state) {
-        if (Platform::RegGetInt32("", key.c_str(), -1) != count - 1) {
-            state.SkipWithError("the setting is not there");
-            break;
-        }
+    std::vector<Side> sides = {{"core", [&] {
+                                    write(++value);
+                                    return true;
+                                }}};
+#ifdef PEER_SQLITE
+    sides.push_back(sqliteWriter("SQLite, rollback journal", "DELETE", count));
+    sides.push_back(sqliteWriter("SQLite, write-ahead log", "WAL", count));
+#endif
+    sides.push_back({"write, fsync, rename alone", [&] { return replaceFile(contents); }});
+    bench.compare(subject, "write", 1, sides, CLOCK_MONOTONIC);
+    if (read() != value) {
+        fprintf(stderr, "%s: %d was written last, and %d is there\n", subject, value, read());
+        exit(1);
     }
 }
 
-static void Read_Preferences(benchmark::State& state)
+static void benchWrites(Bench& bench)
 {
-    const Folder folder;
-    const int count = static_cast<int>(state.range(0));
+    const std::string key = keyOf(0);
+    const auto writeNumber = [&](int value) { Platform::RegSetInt32("", key.c_str(), value); };
+    const auto readNumber = [&] { return Platform::RegGetInt32("", key.c_str(), -1); };
+    compareWrites(bench, "RegSetInt32, one of 20 settings", 20, false, writeNumber, readNumber);
+    compareWrites(bench, "RegSetInt32, one of 1000 settings", 1000, false, writeNumber, readNumber);
+    Preferences preferences;
+    compareWrites(
+        bench, "Preferences::write, one of 20 settings", 20, true,
+        [&](int value) { preferences.write("Video", nameOf(0).c_str(), value); },
+        [&] { return preferences.read("Video", nameOf(0).c_str(), -1); });
+}
+
+// ---- Reads: each side answers with the sum of what it has read
+
+template <typename Name, typename Read>
+static Side reader(const char* side, int count, Name nameOfSetting, Read read)
+{
+    std::vector<std::string> names;
+    for (int i = 0; i < count; ++i) {
+        names.push_back(nameOfSetting(i));
+    }
+    return {side, [names, read] {
+                unsigned long long sum = 0;
+                for (int i = 0; i < sc_reads; ++i) {
+                    sum += static_cast<unsigned long long>(read(names[static_cast<size_t>(i) % names.size()]));
+                }
+                return sum;
+            }};
+}
+
+static void addStores(std::vector<Side>& sides, int count)
+{
+#ifdef PEER_SQLITE
+    const auto database = std::make_shared<Database>("DELETE", count);
+    sides.push_back(
+        reader("SQLite", count, keyOf, [database](const std::string& key) { return database->read(key); }));
+#endif
+    std::unordered_map<std::string, int> map;
+    for (int i = 0; i < count; ++i) {
+        map[keyOf(i)] = i;
+        setenv(keyOf(i).c_str(), std::to_string(i).c_str(), 1);
+    }
+    sides.push_back(
+        reader("getenv, atoi", count, keyOf, [](const std::string& key) { return atoi(getenv(key.c_str())); }));
+    sides.push_back(
+        reader("std::unordered_map", count, keyOf, [map](const std::string& key) { return map.find(key)->second; }));
+}
+
+#ifdef PEER_INIH
+struct Wanted {
+    const char* name;
+    int value;
+};
+
+static int readWithInih(const std::string& name)
+{
+    Wanted wanted = {name.c_str(), -1};
+    ini_parse(
+        "game.ini",
+        [](void* user, const char* section, const char* entry, const char* value) {
+            Wanted* sought = static_cast<Wanted*>(user);
+            if (strcmp(section, "Video") == 0 && strcmp(entry, sought->name) == 0) {
+                sought->value = atoi(value);
+            }
+            return 1;
+        },
+        &wanted);
+    return wanted.value;
+}
+#endif
+
+static void benchReads(Bench& bench, int count)
+{
+    {
+        const ScratchFolder folder(".");
+        fill(count, false);
+        std::vector<Side> sides = {reader(
+            "core", count, keyOf, [](const std::string& key) { return Platform::RegGetInt32("", key.c_str(), -1); })};
+        addStores(sides, count);
+        bench.compare("RegGetInt32, 20 settings", "read", sc_reads, sides);
+    }
+    const ScratchFolder folder(".");
     fill(count, true);
     Preferences preferences;
-    const std::string key = "setting " + std::to_string(count - 1);
-    for (auto _ : state) {
-        if (preferences.read("Video", key.c_str(), -1) != count - 1) {
-            state.SkipWithError("the setting is not there");
-            break;
-        }
-    }
+    const auto read = [&](const std::string& name) { return preferences.read("Video", name.c_str(), -1); };
+    std::vector<Side> sides = {reader("core", count, nameOf, read)};
+    addStores(sides, count);
+    bench.compare("Preferences::read, 20 settings", "read", sc_reads, sides);
 }
 
-static void Read_PreferencesFromIniFile(benchmark::State& state)
+static void benchIniFile(Bench& bench, int count)
 {
-    const Folder folder;
-    const int count = static_cast<int>(state.range(0));
-    std::ofstream file(folder.file("game.ini"));
+    const ScratchFolder folder(".");
+    std::ofstream file("game.ini");
     file << "[Video]\n";
     for (int i = 0; i < count; ++i) {
-        file << "setting " << i << "=" << i << "\n";
+        file << nameOf(i) << "=" << i << "\n";
     }
     file.close();
     Preferences preferences;
-    preferences.init(folder.file("game.ini").c_str());
-    const std::string key = "setting " + std::to_string(count - 1);
-    for (auto _ : state) {
-        if (preferences.read("Video", key.c_str(), -1) != count - 1) {
-            state.SkipWithError("the setting is not there");
-            break;
-        }
-    }
+    preferences.init("game.ini");
+    std::vector<Side> sides = {reader(
+        "core", count, nameOf, [&](const std::string& name) { return preferences.read("Video", name.c_str(), -1); })};
+#ifdef PEER_INIH
+    sides.push_back(reader("inih, atoi", count, nameOf, readWithInih));
+#endif
+    bench.compare("Preferences::read, INI file of 20 settings", "read", sc_reads, sides);
 }
 
-static void Read_Sqlite(benchmark::State& state)
+int main(int argc, char** argv)
 {
-    const Folder folder;
-    const int count = static_cast<int>(state.range(0));
-    Database database(folder, "DELETE", count);
-    sqlite3_stmt* statement = database.prepare("SELECT value FROM settings WHERE key = ?1");
-    const std::string key = keyOf(count - 1);
-    for (auto _ : state) {
-        sqlite3_bind_text(statement, 1, key.c_str(), -1, SQLITE_STATIC);
-        if (sqlite3_step(statement) != SQLITE_ROW || sqlite3_column_int(statement, 0) != count - 1) {
-            state.SkipWithError("the setting is not there");
-            break;
-        }
-        sqlite3_reset(statement);
-    }
-    sqlite3_finalize(statement);
+    const ScratchFolder folder(".");
+    const ScratchMemory memory;
+    Bench bench(argc, argv);
+    benchWrites(bench);
+    benchReads(bench, 20);
+    benchIniFile(bench, 20);
+    return bench.result();
 }
-
-// Nothing that another process writes is ever seen here.
-static void Read_HashTable(benchmark::State& state)
-{
-    const int count = static_cast<int>(state.range(0));
-    std::unordered_map<std::string, int> settings;
-    for (int i = 0; i < count; ++i) {
-        settings[keyOf(i)] = i;
-    }
-    const std::string key = keyOf(count - 1);
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(settings.find(key.c_str())->second);
-    }
-}
-
-static void Read_Getenv(benchmark::State& state)
-{
-    for (int i = 0; i < state.range(0); ++i) {
-        setenv(keyOf(i).c_str(), std::to_string(i).c_str(), 1);
-    }
-    const std::string key = keyOf(static_cast<int>(state.range(0)) - 1);
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(atoi(getenv(key.c_str())));
-    }
-    for (int i = 0; i < state.range(0); ++i) {
-        unsetenv(keyOf(i).c_str());
-    }
-}
-
-BENCHMARK(Write_RegSetInt32)->Arg(20)->Arg(1000)->Unit(benchmark::kMicrosecond)->UseRealTime();
-BENCHMARK(Write_Preferences)->Arg(20)->Arg(1000)->Unit(benchmark::kMicrosecond)->UseRealTime();
-BENCHMARK(Write_FsyncAndRename)->Arg(20)->Arg(1000)->Unit(benchmark::kMicrosecond)->UseRealTime();
-BENCHMARK(Write_Sqlite)->Arg(20)->Arg(1000)->Unit(benchmark::kMicrosecond)->UseRealTime();
-BENCHMARK(Write_SqliteWithLog)->Arg(20)->Arg(1000)->Unit(benchmark::kMicrosecond)->UseRealTime();
-BENCHMARK(Read_RegGetInt32)->Arg(20)->Arg(1000);
-BENCHMARK(Read_Preferences)->Arg(20)->Arg(1000);
-BENCHMARK(Read_PreferencesFromIniFile)->Arg(20)->Arg(1000);
-BENCHMARK(Read_Sqlite)->Arg(20)->Arg(1000);
-BENCHMARK(Read_HashTable)->Arg(20)->Arg(1000);
-BENCHMARK(Read_Getenv)->Arg(20)->Arg(1000);
-
-BENCHMARK_MAIN();

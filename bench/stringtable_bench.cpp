@@ -5,10 +5,10 @@
 // asked for, since that is what its keys are. All but gettext keep a text they don't know.
 //
 //     stringtable_bench [PART OF A SUBJECT]
-#include "core/memorymgr.h"
 #include "core/stringtable.h"
 
 #include "peers.h"
+#include "scratch.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -19,7 +19,6 @@
 #include <stdlib.h>
 #include <string.h>
 #include <string>
-#include <unistd.h>
 #include <unordered_map>
 #include <vector>
 
@@ -31,19 +30,6 @@
 #endif
 
 static const int sc_count = 1000;
-
-class BenchMemory : public MemoryMgr {
-public:
-    BenchMemory()
-    {
-        bankSizePath[0] = '\0'; // sizes stay as they are
-        defineBank(MEMLOC_DEFAULT, MEMBANK_HEAP, "core", 4 << 20);
-        initialize();
-    }
-
-protected:
-    void onOutOfMemory(int) override {}
-};
 
 // Texts as games have them: a few words, some with an escape, 10 to 60 bytes.
 static std::string textNumber(int number)
@@ -306,21 +292,13 @@ static void benchWrite(Bench& bench)
 
 int main(int argc, char** argv)
 {
-    char folder[] = "/tmp/core-bench-XXXXXX";
-    if (!mkdtemp(folder) || chdir(folder) != 0) {
-        return 1;
-    }
-    setenv("MACAPI_LIBRARY", folder, 1);
+    const ScratchFolder folder;
+    const ScratchMemory memory;
     writeTexts();
     Bench bench(argc, argv);
-    {
-        BenchMemory memory;
-        benchKnown(bench);
-        benchNew(bench);
-        benchLoad(bench);
-        benchWrite(bench);
-    }
-    std::filesystem::current_path("/");
-    std::filesystem::remove_all(folder);
+    benchKnown(bench);
+    benchNew(bench);
+    benchLoad(bench);
+    benchWrite(bench);
     return bench.result();
 }

@@ -65,7 +65,8 @@ class Chart:
     def __init__(self, subjects):
         self.subjects = [entry for entry in subjects if len(entry[2]) > 1]
         ratios = [taken / sides[0][1] for _, _, sides in self.subjects for _, taken in sides[1:]]
-        self.low = max([tick for tick in TICKS if tick <= min(ratios + [0.5])] or [TICKS[0]])
+        self.fastest = min(ratios + [0.5])
+        self.low = max([tick for tick in TICKS if tick <= self.fastest] or [TICKS[0]])
         self.high = min([tick for tick in TICKS if tick >= max(ratios + [2])] or [TICKS[-1]])
         self.parts = []
 
@@ -97,8 +98,10 @@ class Chart:
         heights = [ROW * max(len(sides) - 1, 2) + GAP for _, _, sides in self.subjects]
         bottom = HEAD + sum(heights)
         self.text(MARGIN, 34, "How many times as long as core the others take", 17, weight="600")
-        self.text(MARGIN, 53, "Right of 1x core is faster, left of it the other one. Below each subject is core's own time.",
-                  12, GREY)
+        words = "Right of 1x core is faster, left of it the other one. Below each subject is core's own time."
+        if self.fastest < self.low:
+            words += f" Bars end at {self.low:g}x."
+        self.text(MARGIN, 53, words, 12, GREY)
         self.scale(bottom)
         y = HEAD
         for (subject, operation, sides), height in zip(self.subjects, heights):

@@ -111,8 +111,9 @@ TEST(Index, TakesNothingWhileTheBankServes)
 
 TEST(Index, IsOnlyMadeWhereThereIsMemoryForIt)
 {
-    s_isEmpty = true;
     LargeHeap heap;
+    s_isEmpty = true;
+    heap.initialize(); // its banks begin anew
     s_isEmpty = false;
     char* first = heap.allocNode(64);
     heap.allocNode(96);

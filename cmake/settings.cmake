@@ -49,6 +49,8 @@ function(core_library name)
             INSTALL_NAME_DIR "@executable_path/../Frameworks"
             BUILD_WITH_INSTALL_NAME_DIR OFF)
     else()
+        # Calls between the libraries go through addresses, without a jump on the way. Whose function it is stays open.
+        target_compile_options(${name} PRIVATE -fno-plt)
         set(map ${PROJECT_SOURCE_DIR}/${name}/${name}.map)
         target_link_options(${name} PRIVATE LINKER:--version-script=${map} LINKER:--no-undefined-version)
         set_target_properties(${name} PROPERTIES LINK_DEPENDS ${map} INSTALL_RPATH "$ORIGIN")

@@ -100,7 +100,9 @@ private:
     // Not for other libraries: calls of these don't go through a table that another one could change.
 #define CORE_INSIDE __attribute__((visibility("hidden")))
     CORE_INSIDE void _measure();
+    CORE_INSIDE bool _parseLongerText();
     CORE_INSIDE char* _cutWord();
+    CORE_INSIDE char* _cutToken(const char* delimiters);
     CORE_INSIDE bool _cutMark(char mark);
     CORE_INSIDE const char* _cutValueLine(bool keepSpaces);
     CORE_INSIDE bool _endValueLine(const char* line, bool complete, const char* complaint);

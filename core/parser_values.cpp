@@ -198,10 +198,18 @@ static bool isParameter(const char* token, const char* name)
 // The message of a parameter's reader, to be logged with the parameter's name.
 #define EXPECTED(form) "...expected: \"^C00FF00%s = " form "^c\"\f"
 
-// The next token of the line as a number.
+// The next token of the line as a number. Nearly always that begins right here and is the whole token: then its end, which
+// reading it finds, needs not be sought before.
 template <typename Value>
 bool Parser::_cutNumber(Value* value)
 {
+    const char* text = m_position;
+    if (text && *text > ' ' && readNumber(&text, value) && (*text == ' ' || *text == '\0')) {
+        char* const end = m_position + (text - m_position);
+        *end = '\0';
+        m_position = end < m_bounds.textEnd ? end + 1 : m_bounds.textEnd;
+        return true;
+    }
     const char* token = _cutWord();
     return token && readNumber(&token, value);
 }

@@ -20,8 +20,8 @@ inline Word loadWord(const char* text)
     return word;
 }
 
-// Marks the letters whose bits are all among letter's: that letter, the NUL, and a few others with some of them; a space has
-// no others. Only the lowest mark is to be trusted: a borrow can leave one above it.
+// Marks the letters whose bits are all among letter's: that letter, the NUL, and a few others with some of them. Only the
+// lowest mark is to be trusted: a borrow can leave one above it.
 inline Word marksInWord(const char* text, char letter)
 {
     const Word rest = loadWord(text) & ~(sc_ones * static_cast<unsigned char>(letter));

@@ -1,7 +1,7 @@
 // What a window costs until the screen shows its first frame, and a switch to full screen and back: with core, with
 // AppKit's own messages, and with the X server's window alone, which is the limit.
 //
-// The frame is green. A side is done when the pixels of the screen are, so all are told in time on the clock. The screen
+// The frame is green. A side is done when the screen's pixels are, so all are told in time on the clock. The screen
 // is a virtual one without a window manager: nobody's own flickers, and none is in the way.
 //
 //     window_bench [PART OF A SUBJECT]

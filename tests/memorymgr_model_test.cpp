@@ -423,16 +423,24 @@ void GameRun::mix(const ModelBank& bank)
     }
 }
 
+// Under the thread sanitizer all takes ten times as long, and there is but one thread: it sees the beginning of each run.
+#ifdef __SANITIZE_THREAD__
+const int sc_operations = 1000;
+#else
+const int sc_operations = 16000;
+#endif
+const bool sc_isWhole = sc_operations == 16000;
+
 class SideBySide : public testing::TestWithParam<Case> {
 protected:
-    // 128,000 operations.
+    // 128,000 operations, when they are whole.
     void playSeveralRuns(History* history)
     {
         for (int i = 0; i < 4 && !HasFailure(); ++i) {
             std::string file = GetParam().file;
             for (int j = 0; j < 2; ++j) { // the second run goes on with the sizes that the first one leaves
                 GameRun run(GetParam(), file, history);
-                for (int k = 0; k < 16000 && !HasFailure(); ++k) {
+                for (int k = 0; k < sc_operations && !HasFailure(); ++k) {
                     run.operate();
                 }
                 file = run.end();
@@ -445,7 +453,9 @@ TEST_P(SideBySide, TheyAgree)
 {
     History history;
     playSeveralRuns(&history);
-    EXPECT_EQ(history.hash, GetParam().hash);
+    if (sc_isWhole) {
+        EXPECT_EQ(history.hash, GetParam().hash);
+    }
 
     const char* more = getenv("MODEL_ROUNDS");
     for (uint32_t round = 1; more && round < static_cast<uint32_t>(atoi(more)) && !HasFailure(); ++round) {

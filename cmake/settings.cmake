@@ -51,6 +51,11 @@ function(core_library name)
     else()
         # Calls between the libraries go through addresses, without a jump on the way. Whose function it is stays open.
         target_compile_options(${name} PRIVATE -fno-plt)
+        # Copies whose length is known to be small, but not how small, are left to the C library: the instruction that
+        # the compiler would put there takes longer to start than most of them take.
+        if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|i.86)$")
+            target_compile_options(${name} PRIVATE -mstringop-strategy=libcall)
+        endif()
         set(map ${PROJECT_SOURCE_DIR}/${name}/${name}.map)
         target_link_options(${name} PRIVATE LINKER:--version-script=${map} LINKER:--no-undefined-version)
         set_target_properties(${name} PROPERTIES LINK_DEPENDS ${map} INSTALL_RPATH "$ORIGIN")

@@ -152,13 +152,15 @@ struct HashValues {
 inline unsigned int HashOfKey(const char* key)
 {
     static constexpr HashValues sc_values;
-    const unsigned char* byte = reinterpret_cast<const unsigned char*>(key ? key : "");
+    key = key ? key : "";
+    const unsigned char* byte = reinterpret_cast<const unsigned char*>(key);
+    const unsigned char* const end = byte + strlen(key);
     unsigned int hash = 0;
-    for (; byte[0] && byte[1] && byte[2] && byte[3]; byte += 4) {
+    for (; end - byte >= 4; byte += 4) {
         hash = hash * (33 * 33 * 33 * 33) + sc_values.of[byte[0]] * (33 * 33 * 33) +
                sc_values.of[byte[1]] * (33 * 33) + sc_values.of[byte[2]] * 33 + sc_values.of[byte[3]];
     }
-    for (; *byte; ++byte) {
+    for (; byte != end; ++byte) {
         hash = hash * 33 + sc_values.of[*byte];
     }
     return hash;

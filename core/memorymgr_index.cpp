@@ -322,12 +322,20 @@ void FreeIndex::_replace(MemoryBank_s* bank, MemoryHeapNode_s* old, MemoryHeapNo
         _insert(bank, node);
         return;
     }
-    _leaveClass(old, after);
+    const unsigned int from = _classOf(old->size);
+    const unsigned int to = _classOf(size);
+    if (from != to) {
+        _leaveClass(old, after);
+    } else if (m_heads[to] == _unitOf(old) + 1) {
+        m_heads[to] = _unitOf(node) + 1;
+    }
     node->size = size;
     if (node != old) {
         _link(bank, before, node, after);
     }
-    _enterClass(node, after);
+    if (from != to) {
+        _enterClass(node, after);
+    }
 }
 
 // flatten: these two are all there is to a bank's speed, and a tenth of it went into calls between the above.

@@ -122,7 +122,8 @@ public:
     // 0 when the bank's headers, lists and counters agree with each other, and what is wrong with it otherwise: -4 a
     // block in use lacks its mark, -5 a free one does, -6 the sizes don't add up to the bank's, or something is in
     // use when expectEmpty says nothing is, -7 and -8 the counts of used and of free nodes are off, -9 the bank has
-    // overflowed at least once. largestFree becomes the largest block left, header included. Takes no lock.
+    // overflowed at least once. largestFree becomes the largest block left, header included; it may be null. Takes
+    // no lock.
     int checkMemory(int bank, unsigned int* largestFree, bool expectEmpty);
 
     // Reads a byte of each page of location 0's block, so that the pages are there when the game needs them.

@@ -19,11 +19,13 @@ static bool measure(const MemoryHeapNode_s* node, unsigned int magic, unsigned i
 
 int MemoryMgr::checkMemory(int index, unsigned int* largestFree, bool expectEmpty)
 {
-    *largestFree = 0;
+    unsigned int ignored;
+    unsigned int& largest = largestFree ? *largestFree : ignored;
+    largest = 0;
     const MemoryBank_s* bank = _bank(index);
     if (!bank || bank->type != MEMBANK_HEAP) {
         if (bank && bank->type == MEMBANK_LINEAR) {
-            *largestFree = bank->size - bank->bytesInUse;
+            largest = bank->size - bank->bytesInUse;
         }
         return 0;
     }
@@ -36,7 +38,7 @@ int MemoryMgr::checkMemory(int index, unsigned int* largestFree, bool expectEmpt
         return -4;
     }
     const bool unexpected = expectEmpty && bytes != 0;
-    if (!measure(bank->freeList, sc_magicFree, &bytes, &freeCount, largestFree)) {
+    if (!measure(bank->freeList, sc_magicFree, &bytes, &freeCount, &largest)) {
         return -5;
     }
     if (unexpected || bytes != bank->size) {

@@ -47,6 +47,12 @@ TEST_F(Check, FindsTheLargestFreeNodeInWhateverOrder)
     EXPECT_EQ(m_largestFree, 700u);
 }
 
+TEST_F(Check, NeedsNobodyToTellTheLargestFreeNode)
+{
+    EXPECT_EQ(m_memory.checkMemory(0, nullptr, false), 0);
+    EXPECT_EQ(m_memory.checkMemory(0, nullptr, true), -6);
+}
+
 TEST_F(Check, ChangesNothing)
 {
     const MemoryBank_s before = m_memory.banks[0];

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <stdlib.h>
 #include <string.h>
+#include <string_view>
 
 DEMO_TEXT(sc_usage, "usage: %s [SWITCH]...\nA small game without sound, played in banks of memory.\n\n");
 DEMO_TEXT(sc_help, "lists these switches");
@@ -41,7 +42,7 @@ static const struct Switch {
     {"-logger", "", sc_more, 0, 0}, // the library adds this one
 };
 
-static const Switch& findSwitch(const std::string& name)
+static const Switch& findSwitch(std::string_view name)
 {
     return *std::find_if(std::begin(sc_switches), std::end(sc_switches),
                          [&](const Switch& known) { return name == known.name; });

@@ -12,11 +12,9 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
-#pragma GCC visibility push(default)
-#ifdef __cplusplus
-extern "C" {
-#endif
-
+#if __has_include(<CoreFoundation/CFCGTypes.h>)
+#include <CoreFoundation/CFCGTypes.h> // of an AppKit that has these types itself
+#else
 #ifdef __LP64__
 typedef double CGFloat;
 #else
@@ -27,6 +25,12 @@ struct CGPoint {
     CGFloat y;
 };
 typedef struct CGPoint CGPoint;
+#endif
+
+#pragma GCC visibility push(default)
+#ifdef __cplusplus
+extern "C" {
+#endif
 
 typedef int boolean_t;
 typedef unsigned int CGDirectDisplayID; // 32 bits

@@ -115,11 +115,11 @@ int MemoryMgr::free(int index, void* block)
 unsigned int MemoryMgr::getSize(int index, void* block)
 {
     const MemoryBank_s* bank = index == -1 ? nullptr : _bank(index);
-    if (!bank || !block) {
+    if (!bank) {
         return 0;
     }
     BankLock lock(index);
-    return bank->type == MEMBANK_HEAP ? sizeOf(nodeOf(block)) - sc_headerSize : 0;
+    return bank->type == MEMBANK_HEAP && block ? sizeOf(nodeOf(block)) - sc_headerSize : 0;
 }
 
 // The block of a node that is at least size bytes large, header included; size becomes the node's. Null when there is

@@ -2,7 +2,8 @@
 //
 // 1. An entry never moves, so whoever holds its number may use it without a lock.
 // 2. Entries are dealt out under the table's own lock, which is taken inside a bank's lock and never around a
-//    callback. A name that is known already is found without any lock: banks must not wait for each other.
+//    callback. A name that is known already is found without any lock: banks must not wait for each other. The lock
+//    is held for a few steps only and is no mutex, so that a thread never holds one but its bank's.
 // 3. Everything here is set up by the compiler and never torn down: static objects of a game may come first and go
 //    last. The memory is malloc's, so it is there whatever a game does with its banks.
 #include "core/memorymgr.h"
@@ -30,7 +31,7 @@ void giveUpOutsideLinks(MemoryHeapNode_s*)
 #else
 
 #include <atomic>
-#include <pthread.h>
+#include <sched.h>
 #include <stdlib.h>
 
 // Up to 2^30 entries in chunks that double in size: chunk k has 1024 * 2^k of them.
@@ -69,11 +70,16 @@ private:
 
 class TableLock {
 public:
-    explicit TableLock(pthread_mutex_t* mutex) : m_mutex(mutex) { pthread_mutex_lock(m_mutex); }
-    ~TableLock() { pthread_mutex_unlock(m_mutex); }
+    explicit TableLock(std::atomic_flag& taken) : m_taken(taken)
+    {
+        while (m_taken.test_and_set(std::memory_order_acquire)) {
+            sched_yield();
+        }
+    }
+    ~TableLock() { m_taken.clear(std::memory_order_release); }
 
 private:
-    pthread_mutex_t* m_mutex;
+    std::atomic_flag& m_taken;
 };
 
 // Links of fallback blocks.
@@ -87,7 +93,7 @@ struct Links {
 static ChunkedTable<Links> s_links;
 static unsigned int s_linksMade;
 static unsigned int s_linksFree; // the first entry that is not in use, its number plus one; 0: none
-static pthread_mutex_t s_linksLock = PTHREAD_MUTEX_INITIALIZER;
+static std::atomic_flag s_linksTaken = ATOMIC_FLAG_INIT;
 
 void setUpLinks(MemoryHeapNode_s* node)
 {
@@ -96,7 +102,7 @@ void setUpLinks(MemoryHeapNode_s* node)
 
 bool setUpOutsideLinks(MemoryHeapNode_s* node)
 {
-    TableLock lock(&s_linksLock);
+    TableLock lock(s_linksTaken);
     unsigned int number = s_linksMade;
     if (s_linksFree) {
         number = s_linksFree - 1;
@@ -114,7 +120,7 @@ bool setUpOutsideLinks(MemoryHeapNode_s* node)
 
 void giveUpOutsideLinks(MemoryHeapNode_s* node)
 {
-    TableLock lock(&s_linksLock);
+    TableLock lock(s_linksTaken);
     const unsigned int number = node->next.m_word / 4;
     s_links.at(number)->nextFree = s_linksFree;
     s_linksFree = number + 1;
@@ -153,7 +159,7 @@ struct NameSlots {
 static ChunkedTable<const char*> s_names; // by number; 0 stays unused
 static unsigned int s_nameCount;
 static std::atomic<NameSlots*> s_nameSlots;
-static pthread_mutex_t s_namesLock = PTHREAD_MUTEX_INITIALIZER;
+static std::atomic_flag s_namesTaken = ATOMIC_FLAG_INIT;
 
 static unsigned int findName(const NameSlots* slots, const char* name)
 {
@@ -200,7 +206,7 @@ static NameSlots* growNameSlots(NameSlots* smaller)
 
 static unsigned int addName(const char* name)
 {
-    TableLock lock(&s_namesLock);
+    TableLock lock(s_namesTaken);
     NameSlots* slots = s_nameSlots.load(std::memory_order_relaxed);
     if (const unsigned int number = slots ? findName(slots, name) : 0) {
         return number; // another thread was faster: a race, which tests can't ask for

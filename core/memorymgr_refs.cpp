@@ -5,7 +5,8 @@
 //    callback. A name that is known already is found without any lock: banks must not wait for each other. The lock
 //    is held for a few steps only and is no mutex, so that a thread never holds one but its bank's.
 // 3. Everything here is set up by the compiler and never torn down: static objects of a game may come first and go
-//    last. The memory is malloc's, so it is there whatever a game does with its banks.
+//    last. The first names have their room in the library, so that a heap works without any memory but its bank; more
+//    memory is calloc's, so it is there whatever a game does with its banks.
 #include "core/memorymgr.h"
 
 static_assert(sizeof(MemoryHeapNode_s) == 24, "a block starts 24 bytes behind its header, on every host");
@@ -38,6 +39,11 @@ void giveUpOutsideLinks(MemoryHeapNode_s*)
 template <typename T>
 class ChunkedTable {
 public:
+    static const unsigned int sc_first = 1024;
+
+    // first: the first chunk, where there is one from the start.
+    constexpr explicit ChunkedTable(T* first) : m_chunks{first} {}
+
     T* at(unsigned int number) const
     {
         const unsigned int chunk = _chunkOf(number);
@@ -58,8 +64,6 @@ public:
     }
 
 private:
-    static const unsigned int sc_first = 1024;
-
     static unsigned int _chunkOf(unsigned int number)
     {
         return static_cast<unsigned int>(__builtin_clz(sc_first) - __builtin_clz(number + sc_first));
@@ -90,7 +94,7 @@ struct Links {
     unsigned int nextFree; // of an entry that is not in use: the next such, its number plus one
 };
 
-static ChunkedTable<Links> s_links;
+static ChunkedTable<Links> s_links(nullptr);
 static unsigned int s_linksMade;
 static unsigned int s_linksFree; // the first entry that is not in use, its number plus one; 0: none
 static std::atomic_flag s_linksTaken = ATOMIC_FLAG_INIT;
@@ -156,7 +160,16 @@ struct NameSlots {
     }
 };
 
-static ChunkedTable<const char*> s_names; // by number; 0 stays unused
+static constexpr size_t bytesOfNameSlots(unsigned int capacityLog2)
+{
+    return sizeof(NameSlots) + (sizeof(NameSlot) << capacityLog2);
+}
+
+static const unsigned int sc_firstSlotsLog2 = 8;
+alignas(NameSlots) static unsigned char s_firstSlots[bytesOfNameSlots(sc_firstSlotsLog2)];
+
+static const char* s_firstNames[ChunkedTable<const char*>::sc_first];
+static ChunkedTable<const char*> s_names(s_firstNames); // by number; 0 stays unused
 static unsigned int s_nameCount;
 static std::atomic<NameSlots*> s_nameSlots;
 static std::atomic_flag s_namesTaken = ATOMIC_FLAG_INIT;
@@ -189,9 +202,9 @@ static void putName(NameSlots* slots, unsigned int number)
 
 static NameSlots* growNameSlots(NameSlots* smaller)
 {
-    const unsigned int capacityLog2 = smaller ? smaller->capacityLog2 + 1 : 8;
-    const size_t bytes = sizeof(NameSlots) + (sizeof(NameSlot) << capacityLog2);
-    NameSlots* slots = static_cast<NameSlots*>(calloc(1, bytes));
+    const unsigned int capacityLog2 = smaller ? smaller->capacityLog2 + 1 : sc_firstSlotsLog2;
+    void* memory = smaller ? calloc(1, bytesOfNameSlots(capacityLog2)) : s_firstSlots;
+    NameSlots* slots = static_cast<NameSlots*>(memory);
     if (!slots) {
         return nullptr;
     }

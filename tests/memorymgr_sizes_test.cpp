@@ -1,10 +1,23 @@
 // The bank-size file: what is read from it, what is written to it, and what becomes of sizes no sane run wrote.
+//
+// This program writes down what is opened, and leaves the opening to the file library.
 #include "game_memory.h"
 
+#include "file/file.h"
+
+#include <dlfcn.h>
 #include <filesystem>
 #include <random>
 #include <unistd.h>
 #include <vector>
+
+static std::string s_opened; // "PATH MODE, PATH MODE"
+
+FILE* fopen_mac(const char* path, const char* mode)
+{
+    s_opened += (s_opened.empty() ? "" : ", ") + std::string(path) + " " + mode;
+    return reinterpret_cast<FILE* (*)(const char*, const char*)>(dlsym(RTLD_NEXT, "_Z9fopen_macPKcS0_"))(path, mode);
+}
 
 namespace {
 
@@ -201,6 +214,22 @@ TEST(Reading, IsDoneByInitializeAlone)
     EXPECT_EQ(memory.getMemoryBankSize(0), 64u);
     memory.initialize();
     EXPECT_EQ(memory.getMemoryBankSize(0), 128u);
+}
+
+TEST(Opening, IsLeftToTheFileLibraryOnceToReadAndOnceToWriteByteForByte)
+{
+    std::string path;
+    {
+        GameMemory memory;
+        path = memory.bankSizePath;
+        memory.initialize(); // without banks there is nothing to ask for
+        memory.defineHeap("heap", 64);
+        EXPECT_EQ(s_opened, "");
+        memory.initialize();
+        EXPECT_EQ(s_opened, path + " rb");
+        s_opened.clear();
+    }
+    EXPECT_EQ(s_opened, path + " wb");
 }
 
 TEST(UnevenSizes, PlaceTheNextBankWhereTheLastOneEnds)

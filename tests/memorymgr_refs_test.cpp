@@ -140,6 +140,18 @@ TEST(Tables, WithoutMemoryForMoreNamesTheKnownOnesStay)
     EXPECT_EQ(fileOf(memory.alloc(bank, 1, s_late, 1)), s_late);
 }
 
+TEST(Tables, NeedNoMoreMemoryForFallbackBlocksThatComeAndGo)
+{
+    GameMemory memory;
+    memory.free(-1, memory.alloc(-1, 1, "test", 1));
+    s_tablesGrow = false;
+    for (int i = 0; i < 5000; ++i) {
+        memory.free(-1, memory.alloc(-1, 1, "test", 1)); // where its links find no room, the game ends
+    }
+    s_tablesGrow = true;
+    EXPECT_EQ(memory.systemBank.freeCount, 5001u);
+}
+
 TEST(Tables, WithoutMemoryForAFallbackBlocksLinksItGoesBackAndTheGameEnds)
 {
     GameMemory memory;

@@ -11,12 +11,29 @@
 #include <unistd.h>
 #include <vector>
 
-static std::string s_opened; // "PATH MODE, PATH MODE"
+static std::string s_opened; // "open PATH MODE, close, open PATH MODE"
+static FILE* s_open;
+
+static void note(const std::string& what)
+{
+    s_opened += (s_opened.empty() ? "" : ", ") + what;
+}
 
 FILE* fopen_mac(const char* path, const char* mode)
 {
-    s_opened += (s_opened.empty() ? "" : ", ") + std::string(path) + " " + mode;
-    return reinterpret_cast<FILE* (*)(const char*, const char*)>(dlsym(RTLD_NEXT, "_Z9fopen_macPKcS0_"))(path, mode);
+    note("open " + std::string(path) + " " + mode);
+    s_open =
+        reinterpret_cast<FILE* (*)(const char*, const char*)>(dlsym(RTLD_NEXT, "_Z9fopen_macPKcS0_"))(path, mode);
+    return s_open;
+}
+
+extern "C" int fclose(FILE* file)
+{
+    if (file == s_open) {
+        note("close");
+        s_open = nullptr;
+    }
+    return reinterpret_cast<int (*)(FILE*)>(dlsym(RTLD_NEXT, "fclose"))(file);
 }
 
 namespace {
@@ -225,11 +242,12 @@ TEST(Opening, IsLeftToTheFileLibraryOnceToReadAndOnceToWriteByteForByte)
         memory.initialize(); // without banks there is nothing to ask for
         memory.defineHeap("heap", 64);
         EXPECT_EQ(s_opened, "");
+        writeFile(path, "heap=96\n");
         memory.initialize();
-        EXPECT_EQ(s_opened, path + " rb");
+        EXPECT_EQ(s_opened, "open " + path + " rb, close");
         s_opened.clear();
     }
-    EXPECT_EQ(s_opened, path + " wb");
+    EXPECT_EQ(s_opened, "open " + path + " wb, close");
 }
 
 TEST(UnevenSizes, PlaceTheNextBankWhereTheLastOneEnds)

@@ -20,7 +20,7 @@
 
 MemoryMgr* g_MemoryPtr;
 
-static MemoryMgr* s_ended; // the manager that was destroyed last, while nothing stands in its place
+static MemoryMgr* s_ended; // the manager that was destroyed last
 
 // size_t and unsigned long are one type under two names on some 32-bit hosts, and the same type elsewhere.
 template <typename Callback, typename Function>
@@ -43,9 +43,6 @@ static bool fitsLocation(unsigned int used, unsigned int size)
 MemoryMgr::MemoryMgr() : locked(0), bankCount(0), banks(), systemBank(), locations(), bankSizePath()
 {
     g_MemoryPtr = this;
-    if (s_ended == this) {
-        s_ended = nullptr;
-    }
     defineLocAllocCb(MEMLOC_DEFAULT, callback<void* (*)(unsigned long)>(malloc));
     defineLocReallocCb(MEMLOC_DEFAULT, callback<void* (*)(void*, unsigned long)>(realloc));
     defineLocFreeCb(MEMLOC_DEFAULT, ::free);

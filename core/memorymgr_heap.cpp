@@ -40,6 +40,9 @@ static MemoryHeapNode_s* nodeOf(void* block)
     return static_cast<MemoryHeapNode_s*>(block) - 1;
 }
 
+// A step that is taken into alloc or free, and that a debugger can call all the same.
+#define INLINED_STEP __attribute__((used)) inline
+
 // The node a heap request takes. A multiple of 32 still gains 32 more: budgets have been tuned with that, and must
 // hold on every host.
 static unsigned long nodeSize(unsigned long request)
@@ -115,16 +118,17 @@ int MemoryMgr::free(int index, void* block)
 unsigned int MemoryMgr::getSize(int index, void* block)
 {
     const MemoryBank_s* bank = index == -1 ? nullptr : _bank(index);
-    if (!bank || !block) {
+    if (!bank) {
         return 0;
     }
     BankLock lock(index);
-    return bank->type == MEMBANK_HEAP ? sizeOf(nodeOf(block)) - sc_headerSize : 0;
+    return bank->type == MEMBANK_HEAP && block ? sizeOf(nodeOf(block)) - sc_headerSize : 0;
 }
 
 // The block of a node that is at least size bytes large, header included; size becomes the node's. Null when there is
 // none.
-inline void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size, const char* file, unsigned int line)
+INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size, const char* file,
+                                           unsigned int line)
 {
     MemoryHeapNode_s* node = nullptr;
     FreeIndex* index = _indexOf(bank);
@@ -193,7 +197,7 @@ void MemoryMgr::_heapAddFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
 }
 
 // 0, or -4 when block is not a live block; the size that went back is stored in sizeOut.
-inline int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut)
+INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut)
 {
     MemoryHeapNode_s* node = nodeOf(block);
     if (node->magic != sc_magicUsed) {

@@ -2,9 +2,11 @@
 //
 // 1. An entry never moves, so whoever holds its number may use it without a lock.
 // 2. Entries are dealt out under the table's own lock, which is taken inside a bank's lock and never around a
-//    callback. A name that is known already is found without any lock: banks must not wait for each other.
+//    callback. A name that is known already is found without any lock: banks must not wait for each other. The lock
+//    is held for a few steps only and is no mutex, so that a thread never holds one but its bank's.
 // 3. Everything here is set up by the compiler and never torn down: static objects of a game may come first and go
-//    last. The memory is malloc's, so it is there whatever a game does with its banks.
+//    last. The first names have their room in the library, so that a heap works without any memory but its bank; more
+//    memory is calloc's, so it is there whatever a game does with its banks.
 #include "core/memorymgr.h"
 
 static_assert(sizeof(MemoryHeapNode_s) == 24, "a block starts 24 bytes behind its header, on every host");
@@ -30,13 +32,18 @@ void giveUpOutsideLinks(MemoryHeapNode_s*)
 #else
 
 #include <atomic>
-#include <pthread.h>
+#include <sched.h>
 #include <stdlib.h>
 
 // Up to 2^30 entries in chunks that double in size: chunk k has 1024 * 2^k of them.
 template <typename T>
 class ChunkedTable {
 public:
+    static const unsigned int sc_first = 1024;
+
+    // first: the first chunk, where there is one from the start.
+    constexpr explicit ChunkedTable(T* first) : m_chunks{first} {}
+
     T* at(unsigned int number) const
     {
         const unsigned int chunk = _chunkOf(number);
@@ -57,8 +64,6 @@ public:
     }
 
 private:
-    static const unsigned int sc_first = 1024;
-
     static unsigned int _chunkOf(unsigned int number)
     {
         return static_cast<unsigned int>(__builtin_clz(sc_first) - __builtin_clz(number + sc_first));
@@ -69,11 +74,16 @@ private:
 
 class TableLock {
 public:
-    explicit TableLock(pthread_mutex_t* mutex) : m_mutex(mutex) { pthread_mutex_lock(m_mutex); }
-    ~TableLock() { pthread_mutex_unlock(m_mutex); }
+    explicit TableLock(std::atomic_flag& taken) : m_taken(taken)
+    {
+        while (m_taken.test_and_set(std::memory_order_acquire)) {
+            sched_yield();
+        }
+    }
+    ~TableLock() { m_taken.clear(std::memory_order_release); }
 
 private:
-    pthread_mutex_t* m_mutex;
+    std::atomic_flag& m_taken;
 };
 
 // Links of fallback blocks.
@@ -84,10 +94,10 @@ struct Links {
     unsigned int nextFree; // of an entry that is not in use: the next such, its number plus one
 };
 
-static ChunkedTable<Links> s_links;
+static ChunkedTable<Links> s_links(nullptr);
 static unsigned int s_linksMade;
 static unsigned int s_linksFree; // the first entry that is not in use, its number plus one; 0: none
-static pthread_mutex_t s_linksLock = PTHREAD_MUTEX_INITIALIZER;
+static std::atomic_flag s_linksTaken = ATOMIC_FLAG_INIT;
 
 void setUpLinks(MemoryHeapNode_s* node)
 {
@@ -96,7 +106,7 @@ void setUpLinks(MemoryHeapNode_s* node)
 
 bool setUpOutsideLinks(MemoryHeapNode_s* node)
 {
-    TableLock lock(&s_linksLock);
+    TableLock lock(s_linksTaken);
     unsigned int number = s_linksMade;
     if (s_linksFree) {
         number = s_linksFree - 1;
@@ -114,7 +124,7 @@ bool setUpOutsideLinks(MemoryHeapNode_s* node)
 
 void giveUpOutsideLinks(MemoryHeapNode_s* node)
 {
-    TableLock lock(&s_linksLock);
+    TableLock lock(s_linksTaken);
     const unsigned int number = node->next.m_word / 4;
     s_links.at(number)->nextFree = s_linksFree;
     s_linksFree = number + 1;
@@ -150,10 +160,19 @@ struct NameSlots {
     }
 };
 
-static ChunkedTable<const char*> s_names; // by number; 0 stays unused
+static constexpr size_t bytesOfNameSlots(unsigned int capacityLog2)
+{
+    return sizeof(NameSlots) + (sizeof(NameSlot) << capacityLog2);
+}
+
+static const unsigned int sc_firstSlotsLog2 = 8;
+alignas(NameSlots) static unsigned char s_firstSlots[bytesOfNameSlots(sc_firstSlotsLog2)];
+
+static const char* s_firstNames[ChunkedTable<const char*>::sc_first];
+static ChunkedTable<const char*> s_names(s_firstNames); // by number; 0 stays unused
 static unsigned int s_nameCount;
 static std::atomic<NameSlots*> s_nameSlots;
-static pthread_mutex_t s_namesLock = PTHREAD_MUTEX_INITIALIZER;
+static std::atomic_flag s_namesTaken = ATOMIC_FLAG_INIT;
 
 static unsigned int findName(const NameSlots* slots, const char* name)
 {
@@ -183,9 +202,9 @@ static void putName(NameSlots* slots, unsigned int number)
 
 static NameSlots* growNameSlots(NameSlots* smaller)
 {
-    const unsigned int capacityLog2 = smaller ? smaller->capacityLog2 + 1 : 8;
-    const size_t bytes = sizeof(NameSlots) + (sizeof(NameSlot) << capacityLog2);
-    NameSlots* slots = static_cast<NameSlots*>(calloc(1, bytes));
+    const unsigned int capacityLog2 = smaller ? smaller->capacityLog2 + 1 : sc_firstSlotsLog2;
+    void* memory = smaller ? calloc(1, bytesOfNameSlots(capacityLog2)) : s_firstSlots;
+    NameSlots* slots = static_cast<NameSlots*>(memory);
     if (!slots) {
         return nullptr;
     }
@@ -200,7 +219,7 @@ static NameSlots* growNameSlots(NameSlots* smaller)
 
 static unsigned int addName(const char* name)
 {
-    TableLock lock(&s_namesLock);
+    TableLock lock(s_namesTaken);
     NameSlots* slots = s_nameSlots.load(std::memory_order_relaxed);
     if (const unsigned int number = slots ? findName(slots, name) : 0) {
         return number; // another thread was faster: a race, which tests can't ask for

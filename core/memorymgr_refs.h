@@ -7,7 +7,7 @@
 // - the neighbours of a fallback block can lie anywhere, so its two links live in a table, and the header says where;
 // - source names are numbered in a second table, one number for each pointer that was ever given.
 //
-// Both tables take ordinary memory and never move an entry. A header may lie at any address, so these types, like all
+// Both tables grow into ordinary memory and never move an entry. A header may lie at any address, so these types, like all
 // its fields, ask for no alignment.
 #pragma once
 

@@ -5,6 +5,7 @@
 
 #include "core/platform.h"
 
+#include <dlfcn.h>
 #include <stdarg.h>
 #include <stdlib.h>
 #include <vector>
@@ -1083,6 +1084,21 @@ TEST_F(Exhausted, StillLetsTheGameUseItsBanks)
     memory.initialize();
     Source::largest = 0;
     EXPECT_EXIT(memory.alloc(0, 100, "test", 1), testing::ExitedWithCode(255), "\nserved, 0, 0\n$");
+}
+
+TEST(Steps, AreAllThereForADebuggerToCall)
+{
+    for (const char* step : {
+             "_ZN9MemoryMgr12_heapBestFitEP12MemoryBank_sRmPKcj",
+             "_ZN9MemoryMgr16_heapFindBestFitEP12MemoryBank_sm",
+             "_ZN9MemoryMgr16_heapAddFreeNodeEP12MemoryBank_sP16MemoryHeapNode_s",
+             "_ZN9MemoryMgr9_heapFreeEP12MemoryBank_sPvPm",
+             "_ZN9MemoryMgr16_compactHeapNodeEP12MemoryBank_sP16MemoryHeapNode_s",
+             "_ZN9MemoryMgr13_allocExtNodeEP12MemoryBank_smPKcj",
+             "_ZN9MemoryMgr12_heapExtFreeEP12MemoryBank_sP16MemoryHeapNode_sPm",
+         }) {
+        EXPECT_NE(dlsym(RTLD_DEFAULT, step), nullptr) << step;
+    }
 }
 
 } // namespace

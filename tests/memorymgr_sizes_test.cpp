@@ -1,10 +1,40 @@
 // The bank-size file: what is read from it, what is written to it, and what becomes of sizes no sane run wrote.
+//
+// This program writes down what is opened, and leaves the opening to the file library.
 #include "game_memory.h"
 
+#include "file/file.h"
+
+#include <dlfcn.h>
 #include <filesystem>
 #include <random>
 #include <unistd.h>
 #include <vector>
+
+static std::string s_opened; // "open PATH MODE, close, open PATH MODE"
+static FILE* s_open;
+
+static void note(const std::string& what)
+{
+    s_opened += (s_opened.empty() ? "" : ", ") + what;
+}
+
+FILE* fopen_mac(const char* path, const char* mode)
+{
+    note("open " + std::string(path) + " " + mode);
+    s_open =
+        reinterpret_cast<FILE* (*)(const char*, const char*)>(dlsym(RTLD_NEXT, "_Z9fopen_macPKcS0_"))(path, mode);
+    return s_open;
+}
+
+extern "C" int fclose(FILE* file)
+{
+    if (file == s_open) {
+        note("close");
+        s_open = nullptr;
+    }
+    return reinterpret_cast<int (*)(FILE*)>(dlsym(RTLD_NEXT, "fclose"))(file);
+}
 
 namespace {
 
@@ -201,6 +231,23 @@ TEST(Reading, IsDoneByInitializeAlone)
     EXPECT_EQ(memory.getMemoryBankSize(0), 64u);
     memory.initialize();
     EXPECT_EQ(memory.getMemoryBankSize(0), 128u);
+}
+
+TEST(Opening, IsLeftToTheFileLibraryOnceToReadAndOnceToWriteByteForByte)
+{
+    std::string path;
+    {
+        GameMemory memory;
+        path = memory.bankSizePath;
+        memory.initialize(); // without banks there is nothing to ask for
+        memory.defineHeap("heap", 64);
+        EXPECT_EQ(s_opened, "");
+        writeFile(path, "heap=96\n");
+        memory.initialize();
+        EXPECT_EQ(s_opened, "open " + path + " rb, close");
+        s_opened.clear();
+    }
+    EXPECT_EQ(s_opened, "open " + path + " wb, close");
 }
 
 TEST(UnevenSizes, PlaceTheNextBankWhereTheLastOneEnds)

@@ -171,6 +171,23 @@ TEST(DefineBank, FillsInTheRecord)
     EXPECT_EQ(bank.extList, nullptr);
 }
 
+TEST(DefineBank, FillsInARecordAfreshWhenTheGameStartsCountingAgain)
+{
+    GameMemory memory;
+    memory.defineHeap("menu", 64);
+    memory.initialize();
+    memory.alloc(0, 1, "test", 1);
+    memory.free(0, memory.alloc(0, 1000, "test", 1));
+    memory.bankCount = 0;
+
+    EXPECT_EQ(memory.defineLinear("level", 32), 0);
+    const MemoryBank_s& bank = memory.banks[0];
+    EXPECT_STREQ(bank.name, "level");
+    EXPECT_EQ(bank.allocCount + bank.freeCount + bank.usedNodeCount + bank.extNodeCount, 0u);
+    EXPECT_EQ(bank.freeNodeCount, 1u);
+    EXPECT_EQ(bank.bytesInUse + bank.peakBytes, 0u);
+}
+
 TEST(DefineBank, CutsANameTo31Characters)
 {
     GameMemory memory;
@@ -667,6 +684,21 @@ TEST(Deletion, OfTheManagerInTheGlobalPointerJustDestroysIt)
     deleteManager(memory);
     EXPECT_EQ(Source::takeLog(), "alloc 64 = #1, free #1");
     EXPECT_EQ(readFile(path), "heap=64\n");
+}
+
+TEST(Deletion, GivesBackToAManagerThatStandsWhereOneHasEnded)
+{
+    UsedStorage storage;
+    storage.makeManager()->~GameMemory();
+    GameMemory* memory = storage.makeManager();
+    memory->defineHeap("heap", 2 * sizeof(GameMemory));
+    memory->initialize();
+
+    MemoryMgr* second = ::new (memory->alloc(0, sizeof(GameMemory), "test", 1)) GameMemory;
+    g_MemoryPtr = memory;
+    deleteManager(second);
+    EXPECT_EQ(memory->check(0, true), 0);
+    memory->~GameMemory();
 }
 
 TEST(Deletion, LeavesStorageAloneThatIsNoBlock)

@@ -43,10 +43,20 @@ int bankOf(const pthread_mutex_t* mutex)
     return -2;
 }
 
+// Whether the library keeps this lock next to those of its banks.
+bool isTheLibrarys(const pthread_mutex_t* mutex)
+{
+    Dl_info banks;
+    Dl_info found;
+    return dladdr(s_bankLocks[32], &banks) && dladdr(mutex, &found) && found.dli_fbase == banks.dli_fbase;
+}
+
 void noteLock(const char* what, const pthread_mutex_t* mutex)
 {
     if (bankOf(mutex) != -2) {
         note(std::string(what) + " " + std::to_string(bankOf(mutex)));
+    } else if (s_trace && isTheLibrarys(mutex)) {
+        note(std::string(what) + " another");
     }
 }
 
@@ -381,6 +391,20 @@ TEST_F(BankLocks, AreHeldWhileALocationWorks)
     EXPECT_EQ(takeTrace(), "lock -1, alloc 128, unlock -1");
     m_memory.free(-1, block);
     EXPECT_EQ(takeTrace(), "lock -1, free, unlock -1");
+}
+
+TEST_F(BankLocks, AreTakenEvenToAnswerThatNothingHasNoSize)
+{
+    EXPECT_EQ(m_memory.getSize(3, nullptr), 0u);
+    EXPECT_EQ(takeTrace(), "lock 3, unlock 3");
+    EXPECT_EQ(m_memory.getSize(16, nullptr), 0u);
+    EXPECT_EQ(takeTrace(), "lock 16, unlock 16");
+}
+
+TEST_F(BankLocks, AreTheOnlyOnesForANewSourceNameToo)
+{
+    m_memory.alloc(5, 1, "a name nobody has given before", 1);
+    EXPECT_EQ(takeTrace(), "lock 5, unlock 5");
 }
 
 TEST_F(BankLocks, AreNotTakenForARequestOfNothing)

@@ -46,7 +46,9 @@ StringTable::~StringTable()
     HashTableIter_t<_StringTableNode_s> it;
     const _StringTableNode_s* entry = m_table->getFirstElement(it);
     for (; entry; entry = m_table->getNextElement(it)) {
-        FreeInBank(0, entry->string);
+        if (entry->string) {
+            FreeInBank(0, entry->string);
+        }
     }
     m_table->removeAll(true);
     delete m_table;

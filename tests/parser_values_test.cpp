@@ -841,6 +841,19 @@ TEST(ParamEquals, UsesUpItsValues)
     EXPECT_EQ(parser.token(), "3");
 }
 
+TEST(ParamEquals, StaysInALastLineWithoutALineFeed)
+{
+    char text[] = "size = 1\0 2"; // what lies behind the text is none of it
+    Parser parser(text);
+    parser.ParseLine();
+    int first = -77, second = -78;
+    EXPECT_TRUE(parser.ParamEqualsInt32_2(parser.GetToken(" "), "size", &first, &second));
+    EXPECT_EQ(first, 1);
+    EXPECT_EQ(second, -78);
+    EXPECT_EQ(takeMessages(), said("...expected: \"^C00FF00size = int32 int32^c\""));
+    EXPECT_EQ(parser.GetToken(" "), nullptr);
+}
+
 TEST(ParamEquals, NamesTheParameterAsItWasAskedFor)
 {
     TextParser parser("WIDTH = x\r\n");

@@ -118,6 +118,20 @@ TEST(ScanDirWatch, TheSystemIsAskedForTheConvertedPathAndTheListHasTheGivenOne)
     EXPECT_EQ(first, "x\\units\\/one");
 }
 
+static char (*s_list)[260];
+
+TEST(ScanDirWatch, ThereIsNoListYetWhileTheFolderIsRead)
+{
+    WatchedMemory memory;
+    s_folder = {{"one", DT_REG}};
+    char before[1][260];
+    s_list = before;
+    EXPECT_EQ(Platform::ScanDir(
+                  "f", &s_list, [](const char*) { return s_list ? 0 : 1; }, nullptr),
+              1);
+    Platform::ScanDirFree(s_list);
+}
+
 TEST(ScanDirWatch, ACallbackThatIsNotGivenIsNotHandedOn)
 {
     WatchedMemory memory;

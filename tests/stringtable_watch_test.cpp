@@ -177,6 +177,19 @@ TEST(StringTableWatch, EndsWithoutWritingOnceAFileWasOpened)
     EXPECT_EQ(memory.takeLog(), "free #9, free #8, free #3, free #5, free #4, free #2, free #1");
 }
 
+TEST(StringTableWatch, EndsWithoutATextWhereARecordHasNone)
+{
+    WatchedMemory memory;
+    StringTable* strings = new ("test", 1) StringTable;
+    strings->setLanguage("french");
+    auto* record = static_cast<_StringTableNode_s*>(memory.alloc(0, sizeof(_StringTableNode_s), "test", 2));
+    record->string = nullptr;
+    m_tableOf(*strings)->insert("no text", record);
+    memory.takeLog();
+    delete strings;
+    EXPECT_EQ(memory.takeLog(), "free #9, free #8, free #10, free #3, free #5, free #4, free #2, free #1");
+}
+
 TEST(StringTableWatch, TriesAnEntryAgainUntilItCanBeEscaped)
 {
     for (int before = 0; before < 4; ++before) { // key and text of the first entry, then of the second

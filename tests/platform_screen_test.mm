@@ -791,7 +791,7 @@ TEST_F(PlainScreen, AnAlertIsAnsweredByTheMouse)
     EXPECT_EQ(WEXITSTATUS(status), 1);
 }
 
-TEST_F(PlainScreen, AnAlertIsAnsweredByReturnWhereThePlatformMakesTheApplication)
+TEST_F(ManagedScreen, AnAlertIsAnsweredByReturnWhereThePlatformMakesTheApplication)
 {
     const pid_t game = alertFrom(false);
     int status = -1;

@@ -14,7 +14,7 @@
 
 typedef char Path[260];
 
-// The caller's callbacks, for the time of a scan: the system's take no context.
+// The callbacks of the scan that was begun last: the system's take no context.
 static int (*select_func)(const char*);
 static int (*compare_func)(const void*, const void*);
 
@@ -40,17 +40,22 @@ static int callScandir(int (*scan)(const char*, dirent***, Select*, Compare*), c
     return scan(folder, entries, select_func ? select : nullptr, compare_func ? compare : nullptr);
 }
 
-// The number of entries, which are the caller's to free; -1 when the folder can't be read.
+// The number of entries, which are the caller's to free; -1 when the folder can't be read. A callback may look into a
+// folder of its own, and then the outer scan goes on with its own callbacks.
 static int scan(const char* folder, dirent*** entries, int (*select)(const char*),
                 int (*compare)(const void*, const void*))
 {
-    const auto outerSelect = select_func; // a callback may look into a folder of its own
+    static int s_depth;
+    const auto outerSelect = select_func;
     const auto outerCompare = compare_func;
     select_func = select;
     compare_func = compare;
+    ++s_depth;
     const int count = callScandir(scandir, folder, entries);
-    select_func = outerSelect;
-    compare_func = outerCompare;
+    if (--s_depth > 0) {
+        select_func = outerSelect;
+        compare_func = outerCompare;
+    }
     return count;
 }
 

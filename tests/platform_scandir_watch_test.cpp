@@ -16,6 +16,7 @@ static std::vector<Entry> s_folder;
 static int s_countToAnswer = INT_MIN; // instead of how many there are
 static bool s_sort = false;           // hands each pair of neighbours to the compare callback
 static std::vector<const void*> s_handed;
+static int (*s_select)(const dirent*); // what the system was given last
 
 static dirent* make(const Entry& entry)
 {
@@ -29,6 +30,7 @@ int scandir(const char* path, dirent*** out, int (*select)(const dirent*),
             int (*compare)(const dirent**, const dirent**))
 {
     WatchedMemory::note(std::string("scandir ") + path + (select ? " select" : "") + (compare ? " compare" : ""));
+    s_select = select;
     if (s_countToAnswer < 0 && s_countToAnswer != INT_MIN) {
         return s_countToAnswer;
     }
@@ -116,6 +118,19 @@ TEST(ScanDirWatch, TheSystemIsAskedForTheConvertedPathAndTheListHasTheGivenOne)
     s_converted = "x/units/";
     EXPECT_EQ(scan("x\\units\\", &first), 1);
     EXPECT_EQ(first, "x\\units\\/one");
+}
+
+TEST(ScanDirWatch, WhatTheSystemIsGivenMayStillBeCalledBehindTheScan)
+{
+    WatchedMemory memory;
+    s_folder = {{"one", DT_REG}};
+    std::string first;
+    scan("f", &first, [](const char* name) { return name[0] == 'o' ? 7 : 0; });
+    dirent* entry = make({"other", DT_REG});
+    EXPECT_EQ(s_select(entry), 7);
+    entry->d_type = DT_DIR;
+    EXPECT_EQ(s_select(entry), 0);
+    free(entry);
 }
 
 static char (*s_list)[260];

@@ -47,8 +47,8 @@ static void stayAlive(Display*, void*)
 {
 }
 
-// A child that was forked has its parent's line, and lets go of it without a word: two speakers on one would garble what
-// both hear.
+// A child that was forked has its parent's line, and lets go of it without a word: two speakers on one would garble
+// what both hear.
 static void leaveParentsLine()
 {
     if (s_display) {

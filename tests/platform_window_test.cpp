@@ -342,6 +342,15 @@ TEST(Windowed, GoesByTheDesktopOfTheStartWhateverTheModeIsNow)
     EXPECT_EQ(switched(false, 640, 480), "make 192 192 640 480 style 7 backing 2 defer 0"); // 768 - (96 + 480)
 }
 
+TEST(Windowed, GoesByTheDesktopOfTheLastSystemCheck)
+{
+    const FakeMode former = {640, 480};
+    s_platformData.desktopMode = asDictionary(former);
+    Platform::SystemCheck();
+    showWindow();
+    EXPECT_EQ(switched(false, 640, 480), "make 192 192 640 480 style 7 backing 2 defer 0");
+}
+
 TEST(Windowed, HangsFromTheScreenWhenThatDoesNotMatchTheMode)
 {
     s_platformData.desktopMode = asDictionary(sc_desktop);

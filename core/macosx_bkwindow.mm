@@ -259,6 +259,14 @@ void BKWindowClose(void* window)
     [asWindow(window) close];
 }
 
+void BKWindowRetain(void* window) { [asWindow(window) retain]; }
+
+void BKWindowRelease(void* window)
+{
+    const Pool pool;
+    [asWindow(window) release];
+}
+
 BKPoint BKWindowConvertBaseToScreen(void* window, const BKPoint& point)
 {
     const Pool pool;

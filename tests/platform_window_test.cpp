@@ -253,6 +253,19 @@ TEST(FullScreen, ThatFailsLeavesNoWindow)
     EXPECT_EQ(Platform::GetWindow(), nullptr);
 }
 
+TEST(FullScreen, KeepsNothingOfTheOldWindowWhetherOrNotThereIsANewOne)
+{
+    showWindow();
+    Platform::SetFullscreenWindow(Platform::GetWindow(), true, 640, 480);
+    EXPECT_EQ(s_retained, 0);
+    s_windowsCanBeMade = false;
+    Platform::SetFullscreenWindow(Platform::GetWindow(), false, 640, 480);
+    EXPECT_EQ(s_retained, 0);
+    s_application = false;
+    Platform::SetFullscreenWindow(Platform::GetWindow(), true, 640, 480);
+    EXPECT_EQ(s_retained, 0);
+}
+
 TEST(FullScreen, OfASizeThatNoWindowServerHasLeavesNoWindow)
 {
     for (bool fullScreen : {true, false}) {

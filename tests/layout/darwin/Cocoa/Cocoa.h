@@ -31,6 +31,7 @@ __attribute__((objc_root_class))
 @interface NSObject
 + (id)alloc;
 - (id)init;
+- (id)retain;
 - (void)release;
 @end
 

@@ -54,6 +54,8 @@ void BKWindowCenter(void* window);
 void BKWindowMakeKey(void* window);
 void BKWindowMakeKeyAndOrderFront(void* window); // as its own sender
 void BKWindowClose(void* window);
+void BKWindowRetain(void* window); // from here on closing it does not give its memory back before it is released
+void BKWindowRelease(void* window);
 
 BKPoint BKWindowConvertBaseToScreen(void* window, const BKPoint& point);
 

@@ -130,10 +130,16 @@ static NSString* textOf(const char* bytes)
     return text ? text : [NSString stringWithCString:bytes encoding:NSMacOSRomanStringEncoding];
 }
 
+// The panel takes its message for a format: a percent sign is two there.
+static NSString* asFormat(NSString* text)
+{
+    return [[text componentsSeparatedByString:@"%"] componentsJoinedByString:@"%%"];
+}
+
 int BKRunAlert(const char* title, const char* message, const char* button)
 {
     const Pool pool;
-    return static_cast<int>(NSRunAlertPanel(textOf(title), @"%@", textOf(button), nil, nil, textOf(message)));
+    return static_cast<int>(NSRunAlertPanel(textOf(title), asFormat(textOf(message)), textOf(button), nil, nil));
 }
 
 BKRect BKMainScreenFrame()
@@ -251,6 +257,14 @@ void BKWindowClose(void* window)
 {
     const Pool pool;
     [asWindow(window) close];
+}
+
+void BKWindowRetain(void* window) { [asWindow(window) retain]; }
+
+void BKWindowRelease(void* window)
+{
+    const Pool pool;
+    [asWindow(window) release];
 }
 
 BKPoint BKWindowConvertBaseToScreen(void* window, const BKPoint& point)

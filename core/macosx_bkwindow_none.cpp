@@ -90,6 +90,14 @@ void BKWindowClose(void*)
 {
 }
 
+void BKWindowRetain(void*)
+{
+}
+
+void BKWindowRelease(void*)
+{
+}
+
 BKPoint BKWindowConvertBaseToScreen(void*, const BKPoint& point)
 {
     return point;

@@ -88,14 +88,14 @@ static void* makeFramedWindow(int width, int height, bool matches)
     return makeWindow(x, y, width, height, sc_framed);
 }
 
-void Platform::SetFullscreenWindow(void* window, bool fullScreen, int width, int height)
+static void replaceWindow(void* window, bool fullScreen, int width, int height)
 {
     const std::string title = BKIsWindow(window) ? BKWindowTitle(window) : std::string();
     const CFDictionaryRef mode = CGDisplayCurrentMode(kCGDirectMainDisplay);
     if (BKIsWindow(window)) {
         BKWindowClearDelegate(window);
     }
-    DestructWindow(window);
+    Platform::DestructWindow(window);
     if (!canMake(width, height)) {
         return;
     }
@@ -110,7 +110,21 @@ void Platform::SetFullscreenWindow(void* window, bool fullScreen, int width, int
     BKWindowSetAcceptsMouseMoved(made, true);
     BKWindowSetReleasedWhenClosed(made, true);
     BKWindowSetDelegateToApplication(made);
-    SetWindow(made);
+    Platform::SetWindow(made);
+}
+
+// The old window's memory is given back last, or else the new one would get it: a game that holds on to the old pointer
+// would not see that it has another window now.
+void Platform::SetFullscreenWindow(void* window, bool fullScreen, int width, int height)
+{
+    const bool exists = BKIsWindow(window);
+    if (exists) {
+        BKWindowRetain(window);
+    }
+    replaceWindow(window, fullScreen, width, height);
+    if (exists) {
+        BKWindowRelease(window);
+    }
 }
 
 void Platform::SetWindowPos()

@@ -33,6 +33,7 @@ static bool s_hasKeyWindow = true;           //
 static BKPoint s_mouseLocation = {0, 0};     //
 static Point s_portOrigin = {0, 0};          // of the current port, on the desktop
 static std::set<const void*> s_windows;      // those that live
+static int s_retained = 0;                   // how many of them, or of those that are gone, are kept
 static char s_windowStorage[16];             // their addresses
 static const CGDirectDisplayID sc_main = 77; // the main display's number
 
@@ -136,6 +137,10 @@ void BKWindowClose(void* window)
     noteOf(window, "close");
     s_windows.erase(window);
 }
+
+void BKWindowRetain(void*) { s_retained++; }
+
+void BKWindowRelease(void*) { s_retained--; }
 
 BKPoint BKWindowConvertBaseToScreen(void* window, const BKPoint& point)
 {

@@ -275,14 +275,30 @@ TEST(InfoDictionary, IsNullWhenInfoPlistIsNoFile)
     EXPECT_EQ(ask("game", {"version"}), "no dictionary\n");
 }
 
-TEST(InfoDictionary, IsAskedForAgainUntilItIsThereAndKeptFromThenOn)
+TEST(InfoDictionary, IsAskedForAgainUntilItIsThere)
 {
     write("Info.plist", "not yet");
     write("later", versionPlist("1.1"));
+    EXPECT_EQ(ask("game", {"version", "rename=" + here() + "/later", "version"}), "no dictionary\nrenamed\n1.1\n");
+}
+
+TEST(InfoDictionary, GetsWhatInfoPlistGets)
+{
+    write("Info.plist", plist("<key>CFBundleName</key><string>Brackenlow</string>"));
+    write("later", versionPlist("1.1"));
     write("latest", versionPlist("1.2"));
-    EXPECT_EQ(ask("game", {"version", "rename=" + here() + "/later", "version", "rename=" + here() + "/latest",
-                           "version", "remove=" + here() + "/Info.plist", "version"}),
-              "no dictionary\nrenamed\n1.1\nrenamed\n1.1\nremoved\n1.1\n");
+    EXPECT_EQ(
+        ask("game", {"version", "rename=" + here() + "/later", "version", "rename=" + here() + "/latest", "version"}),
+        "no value\nrenamed\n1.1\nrenamed\n1.2\n");
+}
+
+TEST(InfoDictionary, OutlivesAnInfoPlistThatGoesOrDoesNotParse)
+{
+    write("Info.plist", versionPlist("1.1"));
+    write("damaged", "no property list");
+    EXPECT_EQ(ask("game", {"version", "rename=" + here() + "/damaged", "version", "remove=" + here() + "/Info.plist",
+                           "version"}),
+              "1.1\nrenamed\n1.1\nremoved\n1.1\n");
 }
 
 TEST(InfoDictionary, MayLackTheVersion)

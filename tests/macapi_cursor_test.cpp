@@ -359,6 +359,29 @@ TEST_F(TheCursor, IsAsItWasWhenAGameEnds)
     EXPECT_TRUE(comesToBeSeen(true));
 }
 
+TEST_F(TheCursor, IsHiddenByAProcessAndNotByTheChildItForks)
+{
+    CGDisplayHideCursor(kCGDirectMainDisplay);
+    CGAssociateMouseAndMouseCursorPosition(false);
+    const pid_t child = fork();
+    if (child == 0) {
+        EXPECT_EQ(CGDisplayShowCursor(kCGDirectMainDisplay), kCGErrorSuccess);
+        EXPECT_EQ(CGDisplayHideCursor(kCGDirectMainDisplay), kCGErrorSuccess);
+        EXPECT_EQ(CGAssociateMouseAndMouseCursorPosition(true), kCGErrorSuccess);
+        EXPECT_EQ(CGDisplayShowCursor(kCGDirectMainDisplay), kCGErrorSuccess);
+        _exit(HasFailure() ? 1 : 0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(comesToBeSeen(false));
+    moveMouse(7, 7);
+    EXPECT_EQ(position(), "400, 300");
+    EXPECT_EQ(CGAssociateMouseAndMouseCursorPosition(true), kCGErrorSuccess);
+    EXPECT_EQ(CGDisplayShowCursor(kCGDirectMainDisplay), kCGErrorSuccess);
+    EXPECT_TRUE(comesToBeSeen(true));
+}
+
 TEST_F(TheCursor, LeavesNothingAtTheServerHoweverOftenItIsUsed)
 {
     for (int turn = 0; turn < 200; turn++) {

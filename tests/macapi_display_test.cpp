@@ -215,6 +215,39 @@ TEST_F(XServer, IsConnectedToByThisProcessAndNotItsChildren)
     EXPECT_EQ(connections, 1);
 }
 
+TEST_F(XServer, AnswersAProcessAndTheChildItForksEachForItself)
+{
+    start("1024x768x24");
+    ASSERT_EQ(size(), "1024x768x32");
+    const pid_t child = fork();
+    for (int i = 0; i < 100; i++) {
+        EXPECT_EQ(size(), "1024x768x32"); // both at the same time
+    }
+    if (child == 0) {
+        _exit(HasFailure() ? 1 : 0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(size(), "1024x768x32");
+}
+
+TEST_F(XServer, ThatIsNotThereForAChildIsStillThereForTheProcess)
+{
+    start("1024x768x24");
+    ASSERT_EQ(size(), "1024x768x32");
+    const pid_t child = fork();
+    if (child == 0) {
+        unsetenv("DISPLAY");
+        expectNoWindowServer();
+        _exit(HasFailure() ? 1 : 0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(size(), "1024x768x32");
+}
+
 TEST_F(XServer, MayBeAskedFromManyThreads)
 {
     start("1024x768x24");

@@ -10,6 +10,7 @@
 #include <vector>
 
 static std::vector<std::string> s_panel; // title, message and the three buttons
+static std::string s_format;             // the message as it was handed over, to be formatted with what follows
 static NSInteger s_answer = NSAlertDefaultReturn;
 
 static std::string textOf(NSString* text)
@@ -24,6 +25,7 @@ extern "C" NSInteger NSRunAlertPanel(NSString* title, NSString* format, NSString
     va_start(arguments, other);
     NSString* message = [[NSString alloc] initWithFormat:format arguments:arguments];
     va_end(arguments);
+    s_format = textOf(format);
     s_panel = {textOf(title), textOf(message), textOf(button), textOf(alternate), textOf(other)};
     [message release];
     return s_answer;
@@ -44,6 +46,12 @@ TEST_F(PlatformPanel, IsTitledAlertWhateverTheCaptionAndHasOneButton)
 {
     Platform::MessageBox("Out of Memory Error", "%s lost %d units", "Ada", 3);
     EXPECT_EQ(s_panel, (std::vector<std::string>{"Alert", "Ada lost 3 units", "OK", "nil", "nil"}));
+}
+
+TEST_F(PlatformPanel, IsHandedTheTextItselfAsItsMessage)
+{
+    Platform::MessageBox("caption", "%s lost %d units", "Ada", 3);
+    EXPECT_EQ(s_format, "Ada lost 3 units");
 }
 
 TEST_F(PlatformPanel, AnswersWhatThePanelAnswered)

@@ -266,6 +266,7 @@ TEST(CaptureMouse, ChoosesThePointOfTheWindowNearestToTheDesktopsCorner)
         {{0, 0, 1024, 768}, "none"},         // left and top are 0
         {{-10, 0, 1024, 778}, "none"},       // the corner inside
         {{-800, 768, 800, 600}, "none"},     // right and bottom are 0
+        {{-799, 767, 800, 600}, "none"},     // right and bottom are 1
         {{1, 0, 1023, 768}, "local 1 0"},    // left 1
         {{0, 0, 1024, 767}, "local 0 1"},    // top 1
         {{-801, 0, 800, 768}, "local -1 0"}, // right -1

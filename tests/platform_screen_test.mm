@@ -640,6 +640,17 @@ TEST_F(PlainScreen, TheSwitchBringsAWindowWithoutTheViewOfTheOldOne)
     EXPECT_EQ([view retainCount], owners);
 }
 
+TEST_F(PlainScreen, TheSwitchBringsAWindowAtAnotherAddress)
+{
+    startGame();
+    for (const bool fullScreen : {true, false, true}) {
+        const void* former = Platform::GetWindow();
+        Platform::SetFullscreenWindow(Platform::GetWindow(), fullScreen, 640, 480);
+        EXPECT_NE(Platform::GetWindow(), nullptr);
+        EXPECT_NE(Platform::GetWindow(), former);
+    }
+}
+
 TEST_F(PlainScreen, TheWindowClassHasOneViewAndThreeMethods)
 {
     Class windowClass = NSClassFromString(@"BKWindow");

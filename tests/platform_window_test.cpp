@@ -253,6 +253,19 @@ TEST(FullScreen, ThatFailsLeavesNoWindow)
     EXPECT_EQ(Platform::GetWindow(), nullptr);
 }
 
+TEST(FullScreen, KeepsNothingOfTheOldWindowWhetherOrNotThereIsANewOne)
+{
+    showWindow();
+    Platform::SetFullscreenWindow(Platform::GetWindow(), true, 640, 480);
+    EXPECT_EQ(s_retained, 0);
+    s_windowsCanBeMade = false;
+    Platform::SetFullscreenWindow(Platform::GetWindow(), false, 640, 480);
+    EXPECT_EQ(s_retained, 0);
+    s_application = false;
+    Platform::SetFullscreenWindow(Platform::GetWindow(), true, 640, 480);
+    EXPECT_EQ(s_retained, 0);
+}
+
 TEST(FullScreen, OfASizeThatNoWindowServerHasLeavesNoWindow)
 {
     for (bool fullScreen : {true, false}) {
@@ -340,6 +353,15 @@ TEST(Windowed, GoesByTheDesktopOfTheStartWhateverTheModeIsNow)
     s_screen = {0, 0, 800, 600};
     showWindow();
     EXPECT_EQ(switched(false, 640, 480), "make 192 192 640 480 style 7 backing 2 defer 0"); // 768 - (96 + 480)
+}
+
+TEST(Windowed, GoesByTheDesktopOfTheLastSystemCheck)
+{
+    const FakeMode former = {640, 480};
+    s_platformData.desktopMode = asDictionary(former);
+    Platform::SystemCheck();
+    showWindow();
+    EXPECT_EQ(switched(false, 640, 480), "make 192 192 640 480 style 7 backing 2 defer 0");
 }
 
 TEST(Windowed, HangsFromTheScreenWhenThatDoesNotMatchTheMode)

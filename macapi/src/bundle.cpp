@@ -8,6 +8,8 @@
 #include "macapi/src/values.h"
 
 #include <mutex>
+#include <string>
+#include <vector>
 
 using namespace macapi;
 
@@ -56,23 +58,25 @@ static const __CFBundle* mainBundle()
     return s_bundle;
 }
 
-// Read until it could be, and kept from then on: what was lent stays good.
+// What Info.plist said when it last could be read. All there ever were live on: what was lent stays good.
 static const __CFDictionary* infoDictionary(const __CFBundle& bundle)
 {
     static std::mutex s_mutex;
-    static const __CFDictionary* s_dictionary;
+    static std::string s_text;
+    static auto& s_lent = *new std::vector<const __CFDictionary*>;
 
     const std::lock_guard<std::mutex> lock(s_mutex);
-    if (!s_dictionary) {
-        std::string text; // empty, which is no property list, when the file cannot be read
-        readFile(bundle.info, &text);
+    std::string text; // empty, which is no property list, when the file cannot be read
+    readFile(bundle.info, &text);
+    if (text != s_text) {
         Ref<Object> plist = readPlist(text);
         if (as<__CFDictionary>(plist.get())) {
             // core is known to release the version, which it was only lent. An immortal one bears that.
-            s_dictionary = as<__CFDictionary>(immortal(std::move(plist)));
+            s_lent.push_back(as<__CFDictionary>(immortal(std::move(plist))));
+            s_text = std::move(text);
         }
     }
-    return s_dictionary;
+    return s_lent.empty() ? nullptr : s_lent.back();
 }
 
 namespace macapi {

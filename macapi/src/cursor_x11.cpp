@@ -11,6 +11,13 @@ namespace macapi {
 static int s_hides; // how many more times it has been hidden than shown; at home, during a visit
 static bool s_untied;
 
+void forgetCursor()
+{
+    s_hides = 0;
+    s_untied = false;
+    forgetFence();
+}
+
 bool hideCursor()
 {
     const Visit visit;

@@ -9,11 +9,12 @@
 #include <atomic>
 #include <poll.h>
 #include <string.h>
+#include <unistd.h>
 
 namespace macapi {
 
-static std::mutex s_mutex; // held by the visit that is going on
-static bool s_asked;
+static std::mutex s_mutex;        // held by the visit that is going on
+static pid_t s_asked;             // the process that has looked for the server
 static Display* s_display;        // null without a server
 static std::atomic<bool> s_lost;  // the server has gone
 static std::atomic<int> s_errors; // of this visit
@@ -46,10 +47,22 @@ static void stayAlive(Display*, void*)
 {
 }
 
+// A child that was forked has its parent's line, and lets go of it without a word: two speakers on one would garble
+// what both hear.
+static void leaveParentsLine()
+{
+    if (s_display) {
+        close(ConnectionNumber(s_display));
+        forgetCursor();
+    }
+}
+
 static bool connected()
 {
-    if (!s_asked) {
-        s_asked = true;
+    if (s_asked != getpid()) {
+        leaveParentsLine();
+        s_asked = getpid();
+        s_lost = false;
         s_display = XOpenDisplay(nullptr);
         if (s_display) {
             // Xlib would end the process once the handler for a lost connection has returned.

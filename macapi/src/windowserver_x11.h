@@ -1,7 +1,7 @@
 // The connection to the X server, for the sources that speak to it.
 //
 // 1. We have a connection of our own, opened at the first question and kept: nothing that goes on at AppKit's is
-//    disturbed, and what the server keeps for us goes when the process does.
+//    disturbed, and what the server keeps for us goes when the process does. A forked child opens its own.
 // 2. All that touches it happens during a Visit: one at a time, whatever thread it is.
 // 3. Errors are caught then, and only then: Xlib would print them and end the process.
 #pragma once
@@ -44,5 +44,8 @@ struct Shown {
     bool isWayland;     // a picture inside a Wayland session, which has the last word about the cursor
 };
 bool mainDisplayShows(const Visit& visit, Shown* shown);
+
+// What was done to the cursor is somebody else's to undo: another process's, whose connection it was done over.
+void forgetCursor();
 
 } // namespace macapi

@@ -63,4 +63,11 @@ void unfence(const Visit& visit)
     }
 }
 
+void forgetFence()
+{
+    for (PointerBarrier& barrier : s_fence) {
+        barrier = 0;
+    }
+}
+
 } // namespace macapi

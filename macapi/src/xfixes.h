@@ -15,5 +15,6 @@ void show(const Visit& visit);
 // Keeps the pointer in one pixel of the root window; again, in another.
 void fence(const Visit& visit, int x, int y);
 void unfence(const Visit& visit);
+void forgetFence(); // leaves it standing
 
 } // namespace macapi

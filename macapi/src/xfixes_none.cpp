@@ -29,4 +29,8 @@ void unfence(const Visit&)
 {
 }
 
+void forgetFence()
+{
+}
+
 } // namespace macapi

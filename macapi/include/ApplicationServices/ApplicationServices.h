@@ -5,8 +5,8 @@
 //     CFNumberGetValue((CFNumberRef)CFDictionaryGetValue(mode, kCGDisplayWidth), kCFNumberIntType, &width);
 //
 // The main display is the primary output of the X display that DISPLAY names. Whether there is one is found out at
-// the first call that wants to know; a server that goes away later counts as none. All calls may come from any
-// thread.
+// the first call that wants to know; a server that goes away later counts as none. A child that was forked finds out
+// for itself. All calls may come from any thread.
 #ifndef MACAPI_APPLICATIONSERVICES_H
 #define MACAPI_APPLICATIONSERVICES_H
 

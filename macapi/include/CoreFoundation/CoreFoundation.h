@@ -125,8 +125,8 @@ CFBundleRef CFBundleGetMainBundle(void);
 
 extern const CFStringRef kCFBundleVersionKey; // "CFBundleVersion"
 
-// What Info.plist says. Null as long as there is none that can be read; the first that can is kept. It and all it
-// holds live to the end of the process, and one release too many does them no harm.
+// What Info.plist says, or said when it could last be read; null as long as that never was. It and all it holds live to
+// the end of the process, also when the file has changed, and one release too many does them no harm.
 CFDictionaryRef CFBundleGetInfoDictionary(CFBundleRef bundle);
 CFTypeRef CFBundleGetValueForInfoDictionaryKey(CFBundleRef bundle, CFStringRef key); // lent
 

@@ -31,6 +31,7 @@ __attribute__((objc_root_class))
 @interface NSObject
 + (id)alloc;
 - (id)init;
+- (id)retain;
 - (void)release;
 @end
 
@@ -40,15 +41,19 @@ __attribute__((objc_root_class))
 typedef NSUInteger NSStringEncoding;
 enum { NSUTF8StringEncoding = 4, NSMacOSRomanStringEncoding = 30 };
 
+@class NSArray;
+
 @interface NSString : NSObject
 + (id)stringWithCString:(const char*)bytes encoding:(NSStringEncoding)encoding;
 - (const char*)UTF8String;
 - (int)intValue;
+- (NSArray*)componentsSeparatedByString:(NSString*)separator;
 @end
 
 @interface NSArray : NSObject
 - (id)objectAtIndex:(NSUInteger)index;
 - (NSUInteger)indexOfObjectIdenticalTo:(id)object;
+- (NSString*)componentsJoinedByString:(NSString*)separator;
 @end
 
 @interface NSDictionary : NSObject

@@ -183,6 +183,10 @@ void* operator new(size_t size)
 {
     return malloc(size ? size : 1);
 }
+void* operator new(size_t size, const std::nothrow_t&) noexcept
+{
+    return malloc(size ? size : 1);
+}
 
 TEST(PlatformTimeWatch, AThreadsRecordIsReleasedLastOfAll)
 {

@@ -60,19 +60,24 @@ void FreeIndex::make(const MemoryMgr* manager, int number, const MemoryBank_s& b
     const unsigned int unitWords = wordsFor(unitsFor(bank.size));
     const unsigned int classCount = bank.size / (64 * sc_unit) + 2;
     unsigned int levelWords[sc_levels] = {wordsFor(classCount)};
-    unsigned int words = unitWords + wordsFor(unitWords) + levelWords[0];
+    unsigned int usedWords = levelWords[0];
     for (int level = 1; level < sc_levels && levelWords[level - 1] > 1; ++level) {
         levelWords[level] = wordsFor(levelWords[level - 1]);
-        words += levelWords[level];
+        usedWords += levelWords[level];
     }
-    const size_t bytes = sizeof(FreeIndex) + words * sizeof(uint64_t) + classCount * sizeof(unsigned int);
-    FreeIndex* index = static_cast<FreeIndex*>(calloc(1, bytes));
-    if (!index) {
+    // The units' bits mean nothing yet, and stay untouched until they do: what isn't used of a bank costs nothing here.
+    const size_t bytes = sizeof(FreeIndex) + usedWords * sizeof(uint64_t) + classCount * sizeof(unsigned int);
+    void* memory = calloc(1, bytes);
+    void* units = malloc((unitWords + wordsFor(unitWords)) * sizeof(uint64_t));
+    if (!memory || !units) {
+        ::free(memory);
+        ::free(units);
         return;
     }
-    index->m_units = reinterpret_cast<uint64_t*>(index + 1);
+    FreeIndex* index = static_cast<FreeIndex*>(memory);
+    index->m_units = static_cast<uint64_t*>(units);
     index->m_spanned = index->m_units + unitWords;
-    uint64_t* next = index->m_spanned + wordsFor(unitWords);
+    uint64_t* next = reinterpret_cast<uint64_t*>(index + 1);
     for (int level = 0; level < sc_levels && levelWords[level] != 0; ++level) {
         index->m_used[level] = next;
         next += levelWords[level];
@@ -96,17 +101,24 @@ void FreeIndex::dropAll(const MemoryMgr* manager)
     if (!set) {
         return;
     }
-    for (FreeIndex*& index : set->indexes) {
-        ::free(index);
-        index = nullptr;
+    for (FreeIndex* index : set->indexes) {
+        if (index) {
+            index->_drop();
+        }
     }
     set->manager.store(nullptr, std::memory_order_release);
 }
 
-bool FreeIndex::_giveUp()
+void FreeIndex::_drop()
 {
     *m_place = nullptr;
+    ::free(m_units);
     ::free(this);
+}
+
+bool FreeIndex::_giveUp()
+{
+    _drop();
     return false;
 }
 

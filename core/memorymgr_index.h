@@ -46,6 +46,7 @@ private:
         FreeIndex* indexes[32];
     };
     static Set* _setOf(const MemoryMgr* manager);
+    void _drop();
     bool _giveUp();
 
     unsigned int _classOf(unsigned long size) const;

@@ -2,24 +2,9 @@
 // written to goes on as if it never had one. That it finds the right nodes is memorymgr_model_test's.
 #include "core/memorymgr.h"
 #include "game_memory.h"
+#include "library_memory.h"
 
 #include <optional>
-
-// The sanitizers bring a calloc of their own, which has to be in place.
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-#define COUNTS_CALLOC 1
-
-static size_t s_taken; // bytes
-static bool s_isEmpty; // then there is nothing to take
-static bool s_isCounting;
-
-extern "C" void* __libc_calloc(size_t count, size_t size);
-extern "C" void* calloc(size_t count, size_t size)
-{
-    s_taken += s_isCounting ? count * size : 0;
-    return s_isEmpty ? nullptr : __libc_calloc(count, size);
-}
-#endif
 
 namespace {
 
@@ -29,6 +14,7 @@ class LargeHeap : public GameMemory {
 public:
     explicit LargeHeap(unsigned int size = sc_large)
     {
+        Source::serve(*this, MEMLOC_DEFAULT);
         defineHeap("heap", 32);
         writeFile(bankSizePath, "heap=" + std::to_string(size));
         initialize();
@@ -57,7 +43,7 @@ MemoryHeapNode_s* headerOf(void* block)
     return static_cast<MemoryHeapNode_s*>(block) - 1;
 }
 
-#ifdef COUNTS_CALLOC
+#ifdef WATCHES_LIBRARY_MEMORY
 
 // What initialize takes beside the bank.
 size_t takenFor(e_MemoryBankType type, unsigned int size)
@@ -67,12 +53,12 @@ size_t takenFor(e_MemoryBankType type, unsigned int size)
     memory.defineBank(MEMLOC_DEFAULT, type, "bank", 32);
     Source::serve(memory, MEMLOC_DEFAULT);
     writeFile(memory.bankSizePath, "bank=" + std::to_string(size));
-    s_taken = 0;
-    s_isCounting = true;
+    LibraryMemory::taken = 0;
+    LibraryMemory::isWatched = true;
     memory.initialize();
-    s_isCounting = false;
+    LibraryMemory::isWatched = false;
     EXPECT_EQ(Source::takeLog(), "alloc " + std::to_string(size) + " = #1"); // the location isn't asked for it
-    return s_taken;
+    return LibraryMemory::taken;
 }
 
 TEST(Index, TakesLessThanOnePercentOfItsBank)
@@ -94,8 +80,8 @@ TEST(Index, TakesNothingWhileTheBankServes)
 {
     LargeHeap heap;
     heap.free(heap.allocNode(64)); // the first to name "test"
-    s_taken = 0;
-    s_isCounting = true;
+    LibraryMemory::taken = 0;
+    LibraryMemory::isWatched = true;
     std::vector<void*> blocks;
     blocks.reserve(100);
     for (int i = 0; i < 100; ++i) {
@@ -104,17 +90,18 @@ TEST(Index, TakesNothingWhileTheBankServes)
     for (void* block : blocks) {
         heap.free(block);
     }
-    s_isCounting = false;
-    EXPECT_EQ(s_taken, 0u);
+    LibraryMemory::isWatched = false;
+    EXPECT_EQ(LibraryMemory::taken, 0u);
     EXPECT_EQ(heap.freeNodes(), "0+131072");
 }
 
 TEST(Index, IsOnlyMadeWhereThereIsMemoryForIt)
 {
     LargeHeap heap;
-    s_isEmpty = true;
+    LibraryMemory::isWatched = LibraryMemory::isEmpty = true;
     heap.initialize(); // its banks begin anew
-    s_isEmpty = false;
+    LibraryMemory::isWatched = LibraryMemory::isEmpty = false;
+    EXPECT_GT(LibraryMemory::blockCount, 0);
     char* first = heap.allocNode(64);
     heap.allocNode(96);
     heap.free(first);

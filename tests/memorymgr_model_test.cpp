@@ -5,6 +5,7 @@
 // was tuned on one of them hold on another. With MODEL_ROUNDS=7 in the environment each case goes on with six other seeds,
 // which makes 21 million operations; their hashes are printed.
 #include "game_memory.h"
+#include "library_memory.h"
 #include "memorymgr_model.h"
 
 #include <optional>
@@ -12,31 +13,15 @@
 
 // What the library takes beside the banks while they are made is their indexes. A bank whose index it gives back before
 // the end serves all the same, but slowly: the index was wrong.
-static bool s_hasOrdinaryMemory = true;
-static bool s_makesBanks;
-static int s_indexCount;
 static int s_indexesLost;
 
-// The sanitizers bring a calloc and a free of their own, which have to be in place.
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-extern "C" void* __libc_calloc(size_t count, size_t size);
+#ifdef WATCHES_LIBRARY_MEMORY
 extern "C" void __libc_free(void* block);
-
-static void* s_indexes[32];
-
-extern "C" void* calloc(size_t count, size_t size)
-{
-    void* block = s_hasOrdinaryMemory ? __libc_calloc(count, size) : nullptr;
-    if (s_makesBanks && s_indexCount < 32) {
-        s_indexes[s_indexCount++] = block;
-    }
-    return block;
-}
 
 extern "C" void free(void* block)
 {
-    for (int i = 0; block && i < s_indexCount; ++i) {
-        s_indexesLost += block == s_indexes[i];
+    for (int i = 0; block && i < LibraryMemory::blockCount; ++i) {
+        s_indexesLost += block == LibraryMemory::blocks[i];
     }
     __libc_free(block);
 }
@@ -191,11 +176,10 @@ GameRun::GameRun(const Case& c, const std::string& file, History* history) : m_c
         m_model.defineBank(bank.location, bank.type, name, bank.size);
     }
     writeFile(m_memory->bankSizePath, file);
-    s_hasOrdinaryMemory = c.hasIndexes;
-    s_makesBanks = true;
+    LibraryMemory::isEmpty = !c.hasIndexes;
+    LibraryMemory::isWatched = true;
     m_memory->initialize();
-    s_makesBanks = false;
-    s_hasOrdinaryMemory = true;
+    LibraryMemory::isWatched = false;
     m_model.readBankSizes(file);
     m_model.initialize();
     for (int bank = -1; bank < m_memory->bankCount; ++bank) {
@@ -207,7 +191,7 @@ std::string GameRun::end()
 {
     const std::string path = m_memory->bankSizePath;
     EXPECT_EQ(s_indexesLost, 0);
-    s_indexCount = 0;
+    LibraryMemory::blockCount = 0;
     m_memory.reset();
     const std::string file = readFile(path);
     EXPECT_EQ(file, m_model.bankSizes());

@@ -181,8 +181,10 @@ TEST(ProcessName, ThatIsNoUtf8IsTakenForMacRoman)
 TEST(ProcessName, SurvivesItsExecutable)
 {
     EXPECT_EQ(ask("game", {"remove=" + here() + "/game", "name"}), "removed\ngame\n");
-    EXPECT_EQ(ask("game (deleted)", {"name", "remove=" + here() + "/game (deleted)", "name"}),
-              "game (deleted)\nremoved\ngame (deleted)\n");
+    if (EMULATOR[0] == '\0') { // some emulators write nothing behind the name of a file that is gone
+        EXPECT_EQ(ask("game (deleted)", {"name", "remove=" + here() + "/game (deleted)", "name"}),
+                  "game (deleted)\nremoved\ngame (deleted)\n");
+    }
 }
 
 TEST(ProcessName, IsKnownForTheCurrentProcessOnly)

@@ -289,14 +289,17 @@ static int dated(int result, struct stat* status)
     return result;
 }
 
+// A 32-bit system whose times have 64 bits has other functions for them.
+static const bool sc_longTimes = sizeof(long) < sizeof(time_t);
+
 extern "C" int stat(const char* path, struct stat* status) noexcept
 {
-    return dated(systems(&stat, "stat64")(path, status), status);
+    return dated(systems(&stat, sc_longTimes ? "__stat64_time64" : "stat64")(path, status), status);
 }
 
 extern "C" int fstat(int file, struct stat* status) noexcept
 {
-    return dated(systems(&fstat, "fstat64")(file, status), status);
+    return dated(systems(&fstat, sc_longTimes ? "__fstat64_time64" : "fstat64")(file, status), status);
 }
 
 TEST(PreferencesStore, SeesWhatAnotherHasWrittenAtOnce)

@@ -38,7 +38,7 @@ static const char* orEmpty(const char* text)
 
 bool Platform::SystemCheck()
 {
-    s_platformData.desktopMode = CGDisplayCurrentMode(CGMainDisplayID());
+    s_platformData.desktopMode = CGDisplayCurrentMode(kCGDirectMainDisplay);
     s_platformOS = 9;
     return true;
 }

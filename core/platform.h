@@ -5,8 +5,10 @@
 //     snprintf(path, sizeof(path), "%s/saves/1", Platform::GetAppDataDir("saves"));
 //     Platform::MessageBox("ignored", "%s could not be read.", path);
 //
-// All calls belong to the main thread. Texts that come back lie in buffers of the library, 1024 bytes each, longer
-// ones are cut; copy what has to outlive the next call.
+// GetTime, Sleep and threadStarter may be called from any thread; all else belongs to the main thread.
+//
+// Texts that come back lie in buffers of the library, 1024 bytes each, longer ones are cut; copy what has to outlive
+// the next call.
 #pragma once
 
 #pragma GCC visibility push(default)
@@ -60,7 +62,8 @@ public:
     static void SetCommandLine(CommandLine* commandLine);
     static CommandLine* GetCommandLine();
 
-    // One folder, mode 0755, its parents have to exist: mkdir's result, 0 or else -1 with errno. The path is the host's.
+    // One folder, mode 0755, its parents have to exist: mkdir's result, 0 or else -1 with errno. A backslash is no
+    // separator here.
     static int CreateDir(const char* path);
 
     // Settings: small values by name, kept from run to run in the user's preferences for this game. Each write is on

@@ -8,14 +8,16 @@
 //     };
 //
 //     GameMemory memory;
+//     memory.defineBank(MEMLOC_DEFAULT, MEMBANK_HEAP, "core", 1 << 20);
 //     int level = memory.defineBank(MEMLOC_DEFAULT, MEMBANK_LINEAR, "level", 4 << 20);
 //     memory.initialize();
 //     void* mesh = g_MemoryPtr->alloc(level, bytes, "game/mesh", __LINE__);
 //     g_MemoryPtr->free(level, nullptr);                // the level is over: forget everything in it
 //
 // There is one manager, the game's own class derived from this one; it is a static or an automatic object, or made
-// with `::new` in storage of the game's. Bank 0 is the library's own: whatever core allocates comes from there, so it
-// has to exist before anything but the platform's identity calls is used.
+// with `::new` in storage of the game's. Bank 0, the one that is defined first, is the library's own: whatever core
+// allocates comes from there, so it has to exist before anything but the platform's identity calls is used. It is a
+// heap: core frees its blocks one by one, and the first that goes back to a linear bank empties it.
 //
 // alloc, free and getSize may be called from any thread; all else belongs to the main thread. Each bank has a
 // recursive lock of its own, held while the callbacks of its location run.

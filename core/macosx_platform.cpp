@@ -2,6 +2,7 @@
 //
 // 1. Initial contents are what callers see as long as the system has no answer; a failed query leaves a buffer alone.
 // 2. Paths and the version are asked for until they are known, and then stay.
+// 3. A null text is an empty one.
 #include "core/macosx_platform.h"
 #include "core/macosx_bkwindow.h"
 #include "core/platform.h"
@@ -30,9 +31,14 @@ static void copyText(Text& target, const char* source)
     snprintf(target, sizeof(target), "%s", source);
 }
 
+static const char* orEmpty(const char* text)
+{
+    return text ? text : "";
+}
+
 bool Platform::SystemCheck()
 {
-    s_platformData.desktopMode = CGDisplayCurrentMode(CGMainDisplayID());
+    s_platformData.desktopMode = CGDisplayCurrentMode(kCGDirectMainDisplay);
     s_platformOS = 9;
     return true;
 }
@@ -133,7 +139,7 @@ const char* Platform::GetAppTitle()
 const char* Platform::CreateAppFilename(const char* prefix, const char* suffix)
 {
     static Text filename = "application";
-    snprintf(filename, sizeof(filename), "%s%s%s", prefix, GetAppFilePrefix(), suffix);
+    snprintf(filename, sizeof(filename), "%s%s%s", orEmpty(prefix), GetAppFilePrefix(), orEmpty(suffix));
     return filename;
 }
 
@@ -177,7 +183,7 @@ const char* Platform::GetAppDataDir(const char* subFolder)
     copyText(path, dataDir);
     snprintf(dataDir, sizeof(dataDir), "%s/%s", path, GetAppFilePrefix());
     CreateDir(dataDir);
-    snprintf(path, sizeof(path), "%s/%s", dataDir, subFolder);
+    snprintf(path, sizeof(path), "%s/%s", dataDir, orEmpty(subFolder));
     CreateDir(path);
     return dataDir; // what lies in subFolder is for the caller to name
 }
@@ -207,7 +213,7 @@ int Platform::MessageBox(const char*, const char* format, ...)
     char message[4096] = "";
     va_list arguments;
     va_start(arguments, format);
-    if (vsnprintf(message, sizeof(message) - 1, format, arguments) == -1) {
+    if (vsnprintf(message, sizeof(message) - 1, orEmpty(format), arguments) == -1) {
         message[sizeof(message) - 1] = '\0';
     }
     va_end(arguments);
@@ -246,5 +252,5 @@ CommandLine* Platform::GetCommandLine()
 
 int Platform::CreateDir(const char* path)
 {
-    return mkdir(path, 0755);
+    return mkdir(orEmpty(path), 0755);
 }

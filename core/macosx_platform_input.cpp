@@ -14,25 +14,25 @@
 
 int g_MacMouseCaptured;
 
-// By virtual key code, sixteen a row: the key's character on an American keyboard, 163 to 175 for F1 to F13, and for
+// By virtual key code, eight a line: the key's character on an American keyboard, 163 to 175 for F1 to F13, and for
 // arrows and forward delete a number that sc_remap knows. Home, End, the page keys, Help and the modifiers have none.
 static const unsigned char s_ScanCodeToKey[128] = {
-    97,  115, 100, 102, 104, 103, 122, 120,
-    99,  118, 0,   98,  113, 119, 101, 114, // asdfhgzxcv bqwer
-    121, 116, 49,  50,  51,  52,  54,  53,
-    61,  57,  55,  45,  56,  48,  93,  111, // yt123465=97-80]o
-    117, 91,  105, 112, 13,  108, 106, 39,
-    107, 59,  92,  44,  47,  110, 109, 46, // u[ip, Return, lj'k;\,/nm.
-    9,   32,  96,  127, 0,   27,  0,   0,
-    0,   0,   0,   0,   0,   0,   0,   0, // Tab, Space, `, Delete, Escape
-    0,   46,  0,   42,  0,   43,  0,   27,
-    0,   0,   0,   47,  3,   0,   45,  0, // keypad: .*+, Clear, /, Enter, -
-    0,   61,  48,  49,  50,  51,  52,  53,
-    54,  55,  0,   56,  57,  0,   0,   0, // keypad: =01234567 89
-    167, 168, 169, 165, 170, 171, 0,   173,
-    0,   175, 0,   0,   0,   172, 0,   174, // F5 F6 F7 F3 F8 F9 F11 F13 F10 F12
-    0,   0,   0,   0,   0,   140, 166, 0,
-    164, 0,   163, 134, 135, 133, 132, 0, // forward delete, F4 F2 F1, arrows
+    97,  115, 100, 102, 104, 103, 122, 120, // a s d f h g z x
+    99,  118, 0,   98,  113, 119, 101, 114, // c v, none, b q w e r
+    121, 116, 49,  50,  51,  52,  54,  53,  // y t 1 2 3 4 6 5
+    61,  57,  55,  45,  56,  48,  93,  111, // = 9 7 - 8 0 ] o
+    117, 91,  105, 112, 13,  108, 106, 39,  // u [ i p, Return, l j '
+    107, 59,  92,  44,  47,  110, 109, 46,  // k ; \ , / n m .
+    9,   32,  96,  127, 0,   27,  0,   0,   // Tab, Space, `, Delete, Escape
+    0,   0,   0,   0,   0,   0,   0,   0,   // modifiers
+    0,   46,  0,   42,  0,   43,  0,   27,  // keypad: . * + and Clear
+    0,   0,   0,   47,  3,   0,   45,  0,   // keypad: / Enter -
+    0,   61,  48,  49,  50,  51,  52,  53,  // keypad: = 0 1 2 3 4 5
+    54,  55,  0,   56,  57,  0,   0,   0,   // keypad: 6 7 8 9
+    167, 168, 169, 165, 170, 171, 0,   173, // F5 F6 F7 F3 F8 F9, F11
+    0,   175, 0,   0,   0,   172, 0,   174, // F13, F10, F12
+    0,   0,   0,   0,   0,   140, 166, 0,   // forward delete, F4
+    164, 0,   163, 134, 135, 133, 132, 0,   // F2, F1, left, right, down, up
 };
 
 static const unsigned int sc_firstRemapped = 132;

@@ -22,7 +22,7 @@ MemoryMgr* g_MemoryPtr;
 
 static MemoryMgr* s_ended; // the manager that was destroyed last
 
-// size_t and unsigned long are one type under two names on some 32-bit hosts, and the same type elsewhere.
+// On some 32-bit hosts size_t and unsigned long are two types of one size; elsewhere they are one type.
 template <typename Callback, typename Function>
 static Callback callback(Function* function)
 {

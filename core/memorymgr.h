@@ -8,14 +8,16 @@
 //     };
 //
 //     GameMemory memory;
+//     memory.defineBank(MEMLOC_DEFAULT, MEMBANK_HEAP, "core", 1 << 20);
 //     int level = memory.defineBank(MEMLOC_DEFAULT, MEMBANK_LINEAR, "level", 4 << 20);
 //     memory.initialize();
 //     void* mesh = g_MemoryPtr->alloc(level, bytes, "game/mesh", __LINE__);
 //     g_MemoryPtr->free(level, nullptr);                // the level is over: forget everything in it
 //
 // There is one manager, the game's own class derived from this one; it is a static or an automatic object, or made
-// with `::new` in storage of the game's. Bank 0 is the library's own: whatever core allocates comes from there, so it
-// has to exist before anything but the platform's identity calls is used.
+// with `::new` in storage of the game's. Bank 0, the one that is defined first, is the library's own: whatever core
+// allocates comes from there, so it has to exist before anything but the platform's identity calls is used. It is a
+// heap: core frees its blocks one by one, and the first that goes back to a linear bank empties it.
 //
 // alloc, free and getSize may be called from any thread; all else belongs to the main thread. Each bank has a
 // recursive lock of its own, held while the callbacks of its location run.
@@ -105,15 +107,17 @@ public:
     // back all memory first and keeps the statistics.
     int initialize();
 
+    // Bytes, as they were tuned or have grown; 0 for a bank that nobody defined, and for bank -1.
     unsigned int getMemoryBankSize(int bank) const;
 
     // Null only for a size of 0, and for a bank that cannot be (below -1, or 32 and above): a game out of memory ends
     // here, after an alert and onOutOfMemory. file is kept as a pointer: pass a literal. -1 is the system bank, which
-    // draws each block from location 0.
+    // draws each block from location 0. No alignment is promised: banks whose sizes were tuned begin anywhere.
     void* alloc(int bank, unsigned long size, const char* file, unsigned int line);
 
-    // 0; in a heap bank -4 when block is not a live block, which is also the answer to freeing it twice. A linear
-    // bank forgets all its blocks, whatever block is; one that has overflowed grows.
+    // 0, also for null; in a heap bank -4 when block is not a live block, which is also the answer to freeing it
+    // twice, and for a bank that cannot be. A linear bank forgets all its blocks, whatever block is; one that has
+    // overflowed grows.
     int free(int bank, void* block);
 
     // The bytes a block of a heap bank can hold, at least those asked for. 0 in any other bank, and in bank -1.
@@ -126,7 +130,8 @@ public:
     // no lock.
     int checkMemory(int bank, unsigned int* largestFree, bool expectEmpty);
 
-    // Reads a byte of each page of location 0's block, so that the pages are there when the game needs them.
+    // Reads a byte of each page, 4096 bytes, of location 0's block, so that the pages are there when the game needs
+    // them.
     void touchMemory();
 
     // Storage goes back to bank 0 of the manager in g_MemoryPtr, where that is not the one that has just ended.

@@ -83,8 +83,9 @@ private:
     uint64_t* m_units;     // a bit for each unit
     uint64_t* m_spanned;   // a bit for each word of units: the one below it holds a number
     unsigned int* m_heads; // for each class: its first node's unit and one; 0: empty
-    uint64_t*
-        m_used[sc_levels]; // a bit for each class that isn't empty; in the next level for each word that isn't 0
+
+    // A bit for each class that isn't empty; in each next level a bit for each word that isn't 0.
+    uint64_t* m_used[sc_levels];
 };
 
 inline FreeIndex::Set* FreeIndex::_setOf(const MemoryMgr* manager)

@@ -5,8 +5,10 @@
 //     snprintf(path, sizeof(path), "%s/saves/1", Platform::GetAppDataDir("saves"));
 //     Platform::MessageBox("ignored", "%s could not be read.", path);
 //
-// All calls belong to the main thread. Texts that come back lie in buffers of the library, 1024 bytes each, longer
-// ones are cut; copy what has to outlive the next call.
+// GetTime, Sleep and threadStarter may be called from any thread; all else belongs to the main thread.
+//
+// Texts that come back lie in buffers of the library, 1024 bytes each, longer ones are cut; copy what has to outlive
+// the next call.
 #pragma once
 
 #pragma GCC visibility push(default)
@@ -37,14 +39,16 @@ public:
     // The name of the process, asked for at each call; "game" as long as it has never been known.
     static const char* GetAppFilePrefix();
     static const char* GetAppTitle();
-    static const char* CreateAppFilename(const char* prefix,
-                                         const char* suffix); // prefix, process name, suffix
+
+    // Prefix, process name and suffix, run together; null is nothing.
+    static const char* CreateAppFilename(const char* prefix, const char* suffix);
 
     // CFBundleVersion of the game's bundle; "no bundleInfoDict" or "no theCFString" where it has none, yet.
     static const char* GetAppVersion();
 
     // The game's folder for what it writes: Application Support, "Brackenlow", the process name. Made on the first
-    // call, together with subFolder inside it. The result never contains subFolder, and later calls make none.
+    // call, together with subFolder inside it, unless that is null. The result never contains subFolder, and later
+    // calls make none.
     static const char* GetAppDataDir(const char* subFolder);
 
     // An alert titled "Alert", whatever caption says, with at most 4094 bytes of text; returns when it is closed.
@@ -58,7 +62,8 @@ public:
     static void SetCommandLine(CommandLine* commandLine);
     static CommandLine* GetCommandLine();
 
-    // One folder, mode 0755, its parents have to exist: mkdir's result.
+    // One folder, mode 0755, its parents have to exist: mkdir's result, 0 or else -1 with errno. A backslash is no
+    // separator here.
     static int CreateDir(const char* path);
 
     // Settings: small values by name, kept from run to run in the user's preferences for this game. Each write is on

@@ -91,7 +91,8 @@ static int toInt(const char* text)
 }
 
 // The buffer goes back to bank 0, where it never came from: meant, and a heap refuses it for its header. A linear
-// bank would be emptied, whatever it is given; it says 0 to any block's size, and a heap doesn't to this one.
+// bank would be emptied, whatever it is given, so it isn't given this. The size of the block tells the two apart: to
+// a heap it is the header's 0 less 24, which is not 0; to any other bank it is 0.
 static void freeBuffer()
 {
     if (g_MemoryPtr && g_MemoryPtr->getSize(0, sPrefBuffer) != 0) {

@@ -1,8 +1,7 @@
 // Files and paths, over the standard streams.
 //
 // 1. Converting a path never changes its length, so any stretch of it can be converted where it stands.
-// 2. No stream that leaves this file is a folder's: such a one opens, but can't be read and has no sane
-// length.
+// 2. No stream that leaves this file is a folder's: such a one opens, but can't be read and has no sane length.
 #include "file/file.h"
 
 #include <algorithm>

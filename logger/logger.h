@@ -21,7 +21,8 @@ namespace owLogger {
 // there. A message whose level is above the threshold is dropped. format is printf's; null says nothing.
 void log(int level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-// The threshold: 6, or the number that the environment variable CORE_LOG_LEVEL holds at the first call.
+// The threshold from here on. At first it is 6, or the number that the environment variable CORE_LOG_LEVEL holds
+// when one of these two is first called.
 void setLevel(int threshold);
 
 } // namespace owLogger

@@ -52,6 +52,12 @@ TEST(PlatformIdentity, ALongAppFilenameIsCutTo1023Bytes)
     EXPECT_EQ(Platform::CreateAppFilename(prefix.c_str(), suffix.c_str()), whole.substr(0, 1023));
 }
 
+TEST(PlatformIdentity, AMissingPrefixOrSuffixIsAnEmptyOne)
+{
+    EXPECT_EQ(Platform::CreateAppFilename(nullptr, ".cfg"), programName() + ".cfg");
+    EXPECT_EQ(Platform::CreateAppFilename("data/", nullptr), "data/" + programName());
+}
+
 TEST(PlatformFolders, TheDataFolderIsApplicationSupportMakerAndProcessName)
 {
     const std::string folder = libraryFolder() + "/Application Support/Brackenlow/" + programName();
@@ -65,6 +71,11 @@ TEST(PlatformFolders, OnlyTheFirstSubfolderAskedForIsMadeAndNoneIsPartOfTheResul
     EXPECT_EQ(Platform::GetAppDataDir("logs"), first);
     EXPECT_TRUE(fs::is_directory(first + "/saves"));
     EXPECT_FALSE(fs::exists(first + "/logs"));
+}
+
+TEST(PlatformFolders, WithoutASubfolderTheDataFolderIsEmpty)
+{
+    EXPECT_TRUE(fs::is_empty(Platform::GetAppDataDir(nullptr)));
 }
 
 TEST(PlatformFolders, FoldersThatAreThereAlreadyStayAsTheyAre)
@@ -106,6 +117,12 @@ TEST(PlatformFolders, CreateDirMakesNoParentsAndConvertsNothing)
     EXPECT_EQ(Platform::CreateDir("a\\b"), 0);
     EXPECT_TRUE(fs::is_directory("a\\b"));
     EXPECT_EQ(Platform::CreateDir("a\\b"), -1); // it is there already
+}
+
+TEST(PlatformFolders, CreateDirWithoutAPathMakesNothing)
+{
+    EXPECT_EQ(Platform::CreateDir(nullptr), -1);
+    EXPECT_EQ(Platform::CreateDir(""), -1);
 }
 
 TEST(PlatformState, FlagsAndHandlesAreZeroAtFirstAndReadBackAsTheyWereSet)
@@ -205,6 +222,14 @@ TEST_F(PlatformAlert, ACaptionMayBeMissingForItIsNotShown)
     testing::internal::CaptureStderr();
     Platform::MessageBox(nullptr, "text");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "text\n");
+}
+
+TEST_F(PlatformAlert, AMissingTextIsAnEmptyOne)
+{
+    const char* format = nullptr;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Platform::MessageBox("caption", format, 0), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "\n");
 }
 
 TEST(PlatformBrowser, WhatIsNoUrlIsAnsweredLikeAPageThatOpened)

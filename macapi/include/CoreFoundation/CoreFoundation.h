@@ -1,4 +1,4 @@
-// Core Foundation, as far as core asks for it: strings, numbers, dictionaries, URLs and the main bundle.
+// Core Foundation, as far as core asks for it: strings, numbers, dictionaries, URLs, the main bundle and preferences.
 //
 //     CFStringRef name = CFStringCreateWithCString(kCFAllocatorDefault, "Brackenlow", kCFStringEncodingASCII);
 //     char bytes[64];

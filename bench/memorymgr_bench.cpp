@@ -12,6 +12,7 @@
 #include "demo/session.h"
 #include "memorymgr_scripts.h"
 #include "peers.h"
+#include "scratch.h"
 
 #if __has_include(<boost/interprocess/mem_algo/rbtree_best_fit.hpp>)
 #include <boost/interprocess/mem_algo/rbtree_best_fit.hpp>
@@ -445,14 +446,9 @@ static void leaveRoomForThreadVariables(char** argv)
 int main(int argc, char** argv)
 {
     leaveRoomForThreadVariables(argv);
-    char folder[] = "/tmp/core-bench-XXXXXX"; // for the data folder that each manager makes
-    if (!mkdtemp(folder)) {
-        return 1;
-    }
-    setenv("MACAPI_LIBRARY", folder, 1);
-
     Bench bench(argc, argv);
     std::vector<Play> plays = recordedPlays(argc > 2 ? argv[2] : CORE_DEMO_SESSIONS);
+    const ScratchFolder scratch; // for the data folder of each manager; FOLDER, which may be relative, is read by now
     plays.push_back(playOf("frames of a game", gameFrames()));
     plays.push_back(playOf("20,000 holes", manyHoles()));
     plays.push_back(playOf("loading levels", levels()));
@@ -470,6 +466,5 @@ int main(int argc, char** argv)
     for (const Play& p : plays) {
         compareMemory(bench, p);
     }
-    std::filesystem::remove_all(folder);
     return bench.result();
 }

@@ -142,7 +142,11 @@ public:
 
 class BareAppKit : public AppKit {
 public:
-    void open() override { show(NSMakeRect(0, 0, sc_width, sc_height), 7); }
+    void open() override
+    {
+        show(NSMakeRect(0, 0, sc_width, sc_height),
+             NSTitledWindowMask | NSClosableWindowMask | NSMiniaturizableWindowMask);
+    }
 
     void switchTo(bool fullScreen) override
     {

@@ -19,13 +19,13 @@ if(NOT APPLE)
     if(GNUSTEP_CONFIG)
         execute_process(COMMAND ${GNUSTEP_CONFIG} --objc-flags OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE)
         execute_process(COMMAND ${GNUSTEP_CONFIG} --gui-libs OUTPUT_VARIABLE libs OUTPUT_STRIP_TRAILING_WHITESPACE)
-        # What is ours to say stays ours: optimisation, debug symbols, dependency files, the current folder.
-        string(REGEX REPLACE " (-MMD|-MP|-g|-O2|-I\\.|-Wall|-Wno-import|-pthread|-fPIC)" "" flags " ${flags}")
-        # The system's headers come last, behind the C++ library's, and only where nobody names their folder.
-        string(REGEX REPLACE " -I/usr/include( |$)" "\\1" flags "${flags}")
-        string(REGEX REPLACE " -I([^ ]+)" " -isystem \\1" flags "${flags}")
         separate_arguments(appkit_flags UNIX_COMMAND "${flags}")
         separate_arguments(appkit_libs UNIX_COMMAND "${libs}")
+        # What is ours to say stays ours: optimisation, debug symbols, dependency files, the current folder.
+        list(REMOVE_ITEM appkit_flags -MMD -MP -g -O2 -I. -Wall -Wno-import -pthread -fPIC)
+        # The system's headers come last, behind the C++ library's, and only where nobody names their folder.
+        list(REMOVE_ITEM appkit_flags -I/usr/include)
+        list(TRANSFORM appkit_flags REPLACE "^-I" "-isystem")
     endif()
 endif()
 set(appkit_found NO)

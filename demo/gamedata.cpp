@@ -80,6 +80,7 @@ bool GameData::readLevels(DataFile& file)
         }
         file.require(!level.title.empty(), "title = string");
         file.require(!level.armies[0].empty() && !level.armies[1].empty(), "first = string, second = string");
+        file.require(level.width > 0, "field = float32 float32");
         file.require(level.frames > 0, "frames = int32");
         file.require(units[0] > 0 && units[1] > 0, "squad { army = 0 }, squad { army = 1 }");
         m_levels.push_back(level);

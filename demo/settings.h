@@ -1,7 +1,7 @@
 // What the player can choose, and is asked for only once.
 //
 //     Settings settings = ChooseSettings(options);
-//     Screen screen(..., settings.number(SETTING_WIDTH), ...);
+//     Screen screen(settings.number(SETTING_WIDTH), settings.number(SETTING_HEIGHT), ...);
 //     KeepSettings(settings);                           // at the end of a good run: so the next one begins
 //
 // A value comes from the first of these that has a good one: the command line, the preferences that an earlier run has

@@ -36,6 +36,21 @@ static std::string unit(const std::string& line)
     return "unit\n{\nname = \"a\"\ntitle = \"A\"\nsymbol = \"a\"\nhealth = 5\ndamage = 1 2\n" + line + "\n}\n";
 }
 
+// With one kind of unit, "a".
+static DataFault faultOfLevels(const std::string& lines)
+{
+    GameMemory memory;
+    memory.defineCoreBank();
+    memory.start();
+    GameData data;
+    DataFile units(write(unit("")));
+    EXPECT_TRUE(data.readUnits(units));
+    DataFile file(write(lines));
+    const bool isRead = data.readLevels(file);
+    EXPECT_EQ(isRead, file.isGood());
+    return file.fault();
+}
+
 TEST(DataFile, AGoodUnitHasNoFault)
 {
     EXPECT_EQ(faultOfUnits("// comment\n\n" + unit("reach = 2.5 // fields")).path, "");
@@ -107,6 +122,15 @@ TEST(DataFile, LinesEndInCarriageReturnAndLineFeed)
     EXPECT_EQ(file.fault().line, 2u);
     EXPECT_EQ(file.fault().expected, "CR LF");
     EXPECT_EQ(file.fault().found, "unit");
+}
+
+TEST(Levels, HaveAFieldForTheirSquadsToStandOn)
+{
+    static const std::string names = "level\n{\ntitle = \"A\"\nfirst = \"B\"\nsecond = \"C\"\nframes = 9\n";
+    static const std::string squads = "squad\n{\narmy = 0\nunit = \"a\"\ncount = 1\n}\n"
+                                      "squad\n{\narmy = 1\nunit = \"a\"\ncount = 1\n}\n";
+    EXPECT_EQ(faultOfLevels(names + "field = 60 24\n" + squads + "}\n").path, "");
+    EXPECT_EQ(faultOfLevels(names + squads + "}\n").expected, "field = float32 float32");
 }
 
 TEST(Banks, TheFirstIsTheLibrarysOwnAndALinearOneTakesNoBlocksThatAreFreed)

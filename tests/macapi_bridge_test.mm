@@ -180,6 +180,18 @@ TEST_F(Bridge, AppKitsOwnObjectsAreNoneOfOurs)
     EXPECT_EQ([dictionary count], 1u);
 }
 
+TEST_F(Bridge, AppKitsOwnObjectsAreNoValuesForPreferences)
+{
+    CFPreferencesSetAppValue(CFSTR("kept"), kCFBooleanTrue, kCFPreferencesCurrentApplication);
+    for (int number = 0; number < 12; number++) {
+        const CFTypeRef value = [NSNumber numberWithInt:number];
+        CFPreferencesSetAppValue(CFSTR("new"), value, kCFPreferencesCurrentApplication);
+        CFPreferencesSetAppValue(CFSTR("kept"), value, kCFPreferencesCurrentApplication);
+        EXPECT_EQ(CFPreferencesCopyAppValue(CFSTR("new"), kCFPreferencesCurrentApplication), nullptr) << number;
+    }
+    EXPECT_EQ(CFPreferencesCopyAppValue(CFSTR("kept"), kCFPreferencesCurrentApplication), kCFBooleanTrue);
+}
+
 TEST_F(Bridge, TheShieldingLevelIsAboveAppKitsHighest)
 {
     EXPECT_GT(CGShieldingWindowLevel(), static_cast<int>(NSScreenSaverWindowLevel));

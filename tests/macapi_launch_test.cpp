@@ -120,6 +120,21 @@ TEST_F(Launch, WithoutAnOpenerThereIsAnError)
     expectNoChildren();
 }
 
+TEST_F(Launch, AGameWithoutStreamsHearsOfItToo)
+{
+    setenv("PATH", "/nowhere", 1);
+    const pid_t game = fork();
+    if (game == 0) {
+        close(STDIN_FILENO);
+        close(STDOUT_FILENO);
+        close(STDERR_FILENO);
+        _exit(openURL("http://a/") == kLSApplicationNotFoundErr ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(game, &status, 0), game);
+    EXPECT_EQ(status, 0);
+}
+
 TEST_F(Launch, AUrlWithoutASchemeIsNobodysToOpen)
 {
     install("echo started");

@@ -143,7 +143,7 @@ static unsigned short characterAtIndex(ID string, Selector, unsigned long index)
     return index < units.size() ? units[index] : 0;
 }
 
-// Numbers. Both kinds: what holds no number of its own is 1 or 0.
+// What an NSNumber holds, which may be a boolean: 1 or 0.
 static const __CFNumber& numberOf(ID its)
 {
     static const __CFNumber& s_true = *immortal(makeInteger(1));

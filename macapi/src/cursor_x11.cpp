@@ -8,7 +8,8 @@
 
 namespace macapi {
 
-static int s_hides; // how many more times it has been hidden than shown; at home, during a visit
+// Both are touched during a visit only.
+static int s_hides; // how many more times it has been hidden than shown
 static bool s_untied;
 
 void forgetCursor()

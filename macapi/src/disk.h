@@ -30,8 +30,9 @@ struct FileRights {
 bool writeNewFile(const std::string& path, std::string_view contents, const FileRights& rights, bool onDisk);
 
 // Gives the file new contents: until the moment it has them all it has the old. True when they survive a loss of
-// power. One process at a time: what it writes meanwhile has one name, so that a process that was killed leaves no
-// more than that behind.
+// power. False when it still has the old, or when the disk failed at the very last: then it may have either. One
+// process at a time: what it writes meanwhile has one name, so that a process that was killed leaves no more than that
+// behind.
 bool replaceFile(const std::string& path, std::string_view contents, const FileRights& rights);
 
 // Puts what was renamed, made or removed in a folder on the disk.

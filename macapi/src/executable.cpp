@@ -11,8 +11,8 @@ namespace macapi {
 
 std::string executablePath()
 {
-    static const std::string sc_deleted =
-        " (deleted)"; // what the kernel writes behind the name of a file that is gone
+    // What the kernel writes behind the name of a file that is gone.
+    static const std::string sc_deleted = " (deleted)";
     char link[PATH_MAX];
     const ssize_t length = readlink("/proc/self/exe", link, sizeof(link));
     if (length <= 0) {

@@ -35,6 +35,7 @@ static OSStatus startOpener(const char* url, int reader, int writer)
     const pid_t child = fork();
     if (child == 0) {
         setsid(); // what ends the game from a terminal leaves the browser alone
+        writer = fcntl(writer, F_DUPFD_CLOEXEC, STDERR_FILENO + 1); // of a game without streams it is in their place
         const pid_t opener = fork();
         if (opener == 0) {
             becomeOpener(url);

@@ -1,5 +1,5 @@
-// The Objective-C runtime's own calls, by which a program without its headers and library can still be built, and run:
-// where it isn't loaded their addresses are null.
+// The Objective-C runtime's own calls. They are weak, so that we are built without its headers and run without its
+// library: where that isn't loaded, their addresses are null.
 #pragma once
 
 namespace macapi {

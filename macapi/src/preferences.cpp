@@ -70,11 +70,13 @@ static Ref<Object> appValue(CFStringRef key, CFStringRef application)
     return value;
 }
 
+// Null removes the value. An object of AppKit's, which could not be kept, changes nothing.
 static void setValue(CFStringRef key, CFPropertyListRef value, const std::optional<PreferencesDomain>& domain)
 {
     const __CFString* name = as<__CFString>(key);
-    if (name && domain) {
-        setPreference(*domain, name->text, share(static_cast<const Object*>(value)));
+    const Object* object = ours(value);
+    if (name && domain && (object || !value)) {
+        setPreference(*domain, name->text, share(object));
     }
 }
 

@@ -1,7 +1,7 @@
 // Reading and changing the file of a domain.
 //
 // 1. The file is changed only by him who holds the lock, and only by putting another whole file in its place.
-// 2. Every name that the bytes of a damaged file have had is theirs until they have another one.
+// 2. The bytes of a damaged file always have a name: they lose the old one only when they have a new one.
 // 3. Only what does not parse is damaged. What cannot be read may be in the best of order, and is left alone.
 #include "macapi/src/preferences_file.h"
 

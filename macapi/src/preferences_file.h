@@ -29,7 +29,7 @@ using PreferencesChanges = std::map<std::string, Ref<Object>>;
 // The values, changed.
 Ref<__CFDictionary> changed(const __CFDictionary& values, const PreferencesChanges& changes);
 
-// Merges changes into what the file holds by then. False when they could not be written; the file is as it was.
+// Merges changes into what the file holds by then. False when they could not be written, as with replaceFile.
 bool changePreferencesFile(const std::string& path, const PreferencesChanges& changes, PreferencesUser user);
 
 } // namespace macapi

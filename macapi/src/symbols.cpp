@@ -2,7 +2,8 @@
 //
 // 1. The program's handle knows the program and the libraries that everyone may use. A library that was opened for one
 //    user alone (RTLD_LOCAL) has to be asked by itself; those come second, in the order of their loading.
-// 2. Looking keeps no library in memory. (Asked without a handle the linker would, for as long as this one is.)
+// 2. Looking keeps no library in memory. With RTLD_DEFAULT in place of a handle it would: the linker then takes the
+//    library that has the symbol for one that this one needs.
 // 3. A symbol is its address. One whose address is null counts as not defined: there is nothing to call.
 #include <mach-o/dyld.h>
 

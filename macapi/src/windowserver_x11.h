@@ -18,7 +18,7 @@ public:
     Visit();
     ~Visit();
 
-    explicit operator bool() const; // whether anybody is at home, still
+    explicit operator bool() const; // whether there is a server, and has not gone since
     Display* display() const;
     Window root() const;
 

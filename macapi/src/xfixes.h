@@ -12,7 +12,7 @@ bool hasBarriers(const Visit& visit);
 void hide(const Visit& visit);
 void show(const Visit& visit);
 
-// Keeps the pointer in one pixel of the root window; again, in another.
+// Keeps the pointer in this pixel of the root window, and no longer in the one of an earlier call.
 void fence(const Visit& visit, int x, int y);
 void unfence(const Visit& visit);
 void forgetFence(); // leaves it standing

@@ -1,4 +1,5 @@
-// Application Services, as far as core asks for them: the main display, and opening what belongs to other programs.
+// Application Services, as far as core asks for them: the main display and its cursor, the user's session, and opening
+// URLs.
 //
 //     CFDictionaryRef mode = CGDisplayCurrentMode(kCGDirectMainDisplay);
 //     int width = 0;

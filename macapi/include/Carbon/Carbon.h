@@ -1,4 +1,5 @@
-// Carbon, as far as core asks for it: the process, the system's folders, and what the processor can do.
+// Carbon, as far as core asks for it: the process, the system's folders, what the processor can do, the clock, and
+// QuickDraw's port.
 //
 //     FSRef folder;
 //     UInt8 path[1024];
@@ -67,7 +68,8 @@ enum { kDontCreateFolder = 0, kCreateFolder = 1 };
 // The variables are read at each call. A folder that is missing is fnfErr, or made together with those around it.
 OSErr FSFindFolder(short domain, OSType folderType, Boolean createFolder, FSRef* folder);
 
-// pathTooLongErr when the path with its NUL takes more than size bytes.
+// pathTooLongErr when the path with its NUL takes more than size bytes; errFSBadFSRef for a reference that
+// FSFindFolder has not made in this process.
 OSStatus FSRefMakePath(const FSRef* folder, UInt8* path, UInt32 size);
 
 // The processor. A selector that nothing here answers, on this processor, is gestaltUndefSelectorErr.

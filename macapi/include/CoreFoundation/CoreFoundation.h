@@ -1,4 +1,4 @@
-// Core Foundation, as far as core asks for it: strings, numbers, dictionaries, URLs and the main bundle.
+// Core Foundation, as far as core asks for it: strings, numbers, dictionaries, URLs, the main bundle and preferences.
 //
 //     CFStringRef name = CFStringCreateWithCString(kCFAllocatorDefault, "Brackenlow", kCFStringEncodingASCII);
 //     char bytes[64];
@@ -153,7 +153,7 @@ CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef applica
 CFIndex CFPreferencesGetAppIntegerValue(CFStringRef key, CFStringRef application, Boolean* valid);
 
 // Sets, or with null removes, a value of the current user's for any host. It is kept in the process until it is
-// synchronised.
+// synchronised. An object that has no place in a property list changes nothing.
 void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFStringRef application);
 
 // Writes what was set to the disk, merged with what other processes have written, and forgets what was read. False when

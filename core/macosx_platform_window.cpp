@@ -88,14 +88,9 @@ static void* makeFramedWindow(int width, int height, bool matches)
     return makeWindow(x, y, width, height, sc_framed);
 }
 
-static void replaceWindow(void* window, bool fullScreen, int width, int height)
+// The window that takes another one's place, shown and in the record. mode: the display's, before the other one went.
+static void showNextWindow(const std::string& title, CFDictionaryRef mode, bool fullScreen, int width, int height)
 {
-    const std::string title = BKIsWindow(window) ? BKWindowTitle(window) : std::string();
-    const CFDictionaryRef mode = CGDisplayCurrentMode(kCGDirectMainDisplay);
-    if (BKIsWindow(window)) {
-        BKWindowClearDelegate(window);
-    }
-    Platform::DestructWindow(window);
     if (!canMake(width, height)) {
         return;
     }
@@ -118,10 +113,14 @@ static void replaceWindow(void* window, bool fullScreen, int width, int height)
 void Platform::SetFullscreenWindow(void* window, bool fullScreen, int width, int height)
 {
     const bool exists = BKIsWindow(window);
+    const std::string title = exists ? BKWindowTitle(window) : std::string();
+    const CFDictionaryRef mode = CGDisplayCurrentMode(kCGDirectMainDisplay);
     if (exists) {
         BKWindowRetain(window);
+        BKWindowClearDelegate(window);
     }
-    replaceWindow(window, fullScreen, width, height);
+    DestructWindow(window);
+    showNextWindow(title, mode, fullScreen, width, height);
     if (exists) {
         BKWindowRelease(window);
     }

@@ -2,8 +2,8 @@
 //
 //     _BkzFileType_s* file = File::open("data\\units.txt", "rb");
 //     if (file) {
-//         std::string text(File::getLength(file), '\0');
-//         bool complete = File::read(&text[0], text.size(), 1, file) == 1;
+//         units.resize(File::getLength(file));         // a std::string
+//         complete = File::read(&units[0], units.size(), 1, file) == 1;
 //         File::close(file);
 //     }
 //

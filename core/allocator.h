@@ -2,7 +2,9 @@
 //
 // A class that derives from Allocator<BANK> is made in and deleted back to that bank of the memory manager:
 //
-//     class Unit : public Allocator<2> { ... };
+//     class Unit : public Allocator<2> {
+//         int hitPoints = 60;
+//     };
 //
 //     Unit* unit = new ("game/unit", __LINE__) Unit;   // the block remembers who asked for it
 //     delete unit;                                     // back to bank 2

@@ -1,4 +1,4 @@
-// The command line: which switches the game was started with, and their arguments.
+// The command line: the switches that the game was started with, and their arguments.
 //
 //     CommandLine commandLine;
 //     commandLine.addCommand("-window", 2, 0);          // -window 640 480
@@ -13,26 +13,27 @@
 //         }
 //     }
 //
-// A word that begins with "-" or "+" is never an argument, so a negative number can't be one. Words that belong to no
-// switch are passed over. "-logger", without arguments, is there from the start.
+// A word that begins with "-" or "+" is never an argument, so no switch takes a negative number. Words that belong to
+// no switch are ignored. The switch "-logger", without arguments, is always registered.
 //
-// All command lines share one table of 32 switches: a second one overwrites the commands of the first, beginning
-// behind "-logger", still knows those it has not overwritten, and "-logger", once given, stays given.
+// All command lines share one table of 32 switches. A second CommandLine starts at entry 1 again: it overwrites the
+// switches of the first one by one, and still finds the rest of them. A switch that was found stays found.
 //
-// The arguments stay the caller's and have to outlive the command line. All calls belong to the main thread.
+// The argument vector belongs to the caller and must outlive the command line. Call all of this on the main thread.
 #pragma once
 
 #include "core/allocator.h"
 
 #pragma GCC visibility push(default)
 
+// Frozen, and CommandLine's fields as well: docs/architecture.md, "Record layouts and virtual tables".
 struct CommandEntry_s {
-    char name[32]; // as it is typed, "-mod": 31 characters and a NUL
-    int required;  // arguments that have to follow
-    int optional;  // the most that may follow those
-    int present;   // 1 once it was found with all it requires
-    int index;     // where in the argument vector
-    int found;     // optional arguments taken
+    char name[32]; // as it is typed, such as "-mod": at most 31 characters, then a NUL
+    int required;  // number of arguments that must follow
+    int optional;  // largest number of further arguments
+    int present;   // 1 once the switch was found with all its required arguments
+    int index;     // position of the switch in the argument vector
+    int found;     // number of optional arguments taken
 };
 
 class CommandLine : public Allocator<0> {
@@ -43,18 +44,20 @@ public:
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
 
-    // Before init. False without a name, and when all 32 entries are taken. A name is cut to 31 characters; fewer
-    // than 0 arguments are none. The same name again makes a second entry, which takes the switch given again.
+    // Registers a switch; call it before init. Returns false when the table is full, and for a null name. A name is
+    // cut to 31 characters. A negative count is 0. Registering a name twice makes two entries: a switch that is given
+    // twice then fills both.
     bool addCommand(const char* name, int required, int optional);
 
-    // Finds the commands among the arguments; args[0], the program's name, is not looked at.
+    // Finds the registered switches among the arguments. args[0] is the program's name and is not examined.
     void init(int count, char** args);
 
-    // Whether it was given, with all it requires. Upper and lower case differ.
+    // Returns true when the switch was given with all its required arguments. Upper and lower case differ.
     bool cmdExists(const char* name);
 
-    // The switch and its arguments, as they stand in the argument vector. Also true for a command that was not
-    // given, with what happens to stand there: ask cmdExists first. False, 0 and null for an unknown one.
+    // Stores the switch and its arguments: *args points into the argument vector, at the switch itself, and *count
+    // counts the switch as well. Returns false, 0 and null for a name that is not registered. Returns true even for a
+    // switch that was not given, with whatever the vector holds: call cmdExists first.
     bool getArgs(const char* name, int* count, char*** args);
 
 private:

@@ -1,21 +1,23 @@
-// A hash table with texts for keys, for records that live elsewhere. Its size is fixed: all nodes are made at once,
-// so inserting never asks for memory.
+// A hash table that finds records by a text key. The table stores pointers to records; the records live elsewhere. The
+// constructor allocates all nodes, so insert never allocates.
 //
 //     HashTable<Unit> units(1021, 1024);                // buckets, entries
 //     units.insert("Footman", &footman);
-//     Unit* unit = units.getData("footman");            // keys are the same in upper and lower case
+//     Unit* unit = units.getData("footman");            // upper and lower case of a key are equal
 //
 //     HashTableIter_t<Unit> it;
 //     for (unit = units.getFirstElement(it); unit; unit = units.getNextElement(it)) {
 //         printf("%s\n", it.key);
 //     }
 //
-// The table keeps pointers and owns none of the records, but removeAll(true) gives them back to bank 0. A key longer
-// than 127 bytes is stored cut to 127 and can't be found, since lookups compare with the whole of theirs. The same
-// key again makes a second entry behind the first, which goes on being the one that is found.
+// - The table does not own the records. removeAll(true) frees them all, as blocks of bank 0.
+// - A key longer than 127 bytes is stored cut to 127 bytes. A lookup compares whole keys, so it never finds such an entry.
+// - Inserting a key twice makes two entries. A lookup finds the older one.
 //
-// Buckets, pool and nodes are three blocks of bank 0, made by the constructor. Without a memory manager there is no
-// table: it stays empty and refuses all entries. One thread at a time.
+// Buckets, pool and nodes are three blocks of bank 0. Without a memory manager the table stays empty and insert returns
+// null. One thread at a time uses a table.
+//
+// The fields of all four classes are frozen: docs/architecture.md, "Record layouts and virtual tables".
 #pragma once
 
 #include "core/memorymgr.h"
@@ -35,17 +37,17 @@ class HashPool;
 template <typename T>
 class HashData : public Allocator<0> {
 public:
-    HashData() : m_data(nullptr), m_next(nullptr) {} // without a record, nobody looks at the key
+    HashData() : m_data(nullptr), m_next(nullptr) {} // m_key has no meaning before the node holds a record
     virtual ~HashData();
 
     HashData(const HashData&) = delete;
     HashData& operator=(const HashData&) = delete;
 
-    // Stores the entry in the first node without a record from this one on, which the pool adds to the chain if there
-    // is none; that node, or null when the pool is empty. Null, too, without a key or a record.
+    // Stores the entry in the first node of the chain, from this one on, that holds no record. When all hold one,
+    // appends a node of the pool. Returns the node; null when the pool is empty, and for a null key or record.
     HashData* setData(const char* key, T* data, HashPool<T>* pool);
 
-    // The record of the first node with that key, from this one on; null when there is none.
+    // Returns the record of the first node with that key, from this one on; null when there is none.
     T* getData(const char* key);
 
     char m_key[128]; // 127 bytes and a NUL
@@ -56,7 +58,7 @@ private:
     void _store(const char* key, T* data);
 };
 
-// The nodes of one table.
+// The store of one table's nodes.
 template <typename T>
 class HashPool : public Allocator<0> {
 public:
@@ -66,11 +68,12 @@ public:
     HashPool(const HashPool&) = delete;
     HashPool& operator=(const HashPool&) = delete;
 
-    // Makes the nodes, all free, and adds them to the free list; false when there is no memory for them. Called
-    // again, it ends those of the first call, wherever they are.
+    // Allocates the nodes and puts them all on the free list. Returns false when there is no memory. A second call first
+    // destroys all nodes of the first, also those that a table still uses.
     bool initialize();
 
-    // The node that was freed last, at first the last of the array; null when all are taken.
+    // Takes the first node of the free list: the node that was freed last, and at first the last node of the array.
+    // Returns null when all nodes are taken.
     HashData<T>* allocNode();
 
     unsigned int m_poolSize; // nodes
@@ -81,7 +84,7 @@ private:
     void _releaseNodes();
 };
 
-// Where a walk over all entries stands.
+// The state of a walk over all entries. The caller owns it.
 template <typename T>
 struct HashTableIter_t {
     const char* key; // of the current entry, in its node
@@ -94,48 +97,51 @@ class HashTable : public Allocator<0> {
 public:
     HashTable(unsigned int bucketCount, unsigned int poolSize);
 
-    // Gives back the table's memory. Records are the caller's: removeAll(true) comes before, if anything.
+    // Frees the table's own memory, not the records. To free the records as well, call removeAll(true) first.
     virtual ~HashTable();
 
     HashTable(const HashTable&) = delete;
     HashTable& operator=(const HashTable&) = delete;
 
-    unsigned int getHashIndex(const char* key); // a key's bucket
+    unsigned int getHashIndex(const char* key); // the number of the key's bucket
 
-    // The entry's node. Null, and nothing stored, when all nodes are taken and without a key or a record.
+    // Stores the entry and returns its node. Returns null, and stores nothing, when all nodes are taken, and for a null
+    // key or record.
     HashData<T>* insert(const char* key, T* data);
 
     T* getData(const char* key); // null when there is no such key
 
-    // A walk over all entries, bucket by bucket, older entries of a bucket first. Null behind the last one.
+    // Walk over all entries: by ascending bucket, and by age inside a bucket. Return null behind the last entry.
     T* getFirstElement(HashTableIter_t<T>& it);
     T* getNextElement(HashTableIter_t<T>& it);
 
-    // Frees all nodes; with freeData each record goes back to bank 0.
+    // Puts all nodes back on the pool's free list. freeData: also frees each record, as a block of bank 0.
     void removeAll(bool freeData);
 
     unsigned int m_bucketCount;
-    HashData<T>** m_buckets; // the first node of each, null where there is none
+    HashData<T>** m_buckets; // the first node of each bucket; null for an empty bucket
     HashPool<T>* m_pool;
 
 private:
     T* _firstFromBucket(HashTableIter_t<T>& it);
 };
 
-// A block of bank 0, or null. line tells the blocks apart in leak reports: 161 the nodes, 289 the buckets, 296 the
-// pool itself.
+// Allocates count * size bytes from bank 0; null without a memory manager. line is a frozen number that names the block
+// in leak reports: 161 the nodes, 289 the buckets, 296 the pool (docs/architecture.md, "Numbers in block tags").
 inline void* AllocForHashTable(unsigned long count, unsigned long size, unsigned int line)
 {
     unsigned long bytes;
     if (__builtin_mul_overflow(count, size, &bytes)) {
-        bytes = ULONG_MAX; // on a 32-bit host; more than there can be, for the memory manager to deal with
+        bytes = ULONG_MAX; // can overflow on a 32-bit host; the memory manager refuses this size
     }
     return g_MemoryPtr ? g_MemoryPtr->alloc(0, bytes, "core/hashtable", line) : nullptr;
 }
 
-// What each byte of a key adds to its hash. The order in which a strings file is written follows from these numbers, so
-// they are the same everywhere: bytes are signed on every host, 'A' to 'Z' alone are folded in every locale, and a slash is
-// meant to count as a backslash.
+// The number that each byte of a key adds to its hash. The order of the entries in an exported strings file follows from
+// the hash, so the numbers are the same on every host and in every locale:
+// - a byte is a signed number, also where plain char is unsigned;
+// - only 'A' to 'Z' are folded to lower case;
+// - a slash counts as a backslash, deliberately.
 struct HashValues {
     constexpr HashValues() : of()
     {
@@ -147,8 +153,8 @@ struct HashValues {
     unsigned int of[256];
 };
 
-// Each byte's value after 33 times all that came before it; four bytes in a step, which don't wait for each other. 0 for
-// null.
+// Returns the hash of a key: hash = hash * 33 + value, for each byte in order, modulo 2^32. Returns 0 for null. One step
+// of the loop takes four bytes, so that their multiplications run in parallel.
 inline unsigned int HashOfKey(const char* key)
 {
     static constexpr HashValues sc_values;

@@ -1,7 +1,7 @@
-// The lock of one bank: a recursive mutex, so that a location callback may come back to the manager on its thread.
+// The lock of one bank: a recursive mutex, so that a location callback may call the memory manager on its own thread.
 //
-// It is locked and unlocked with pthread_mutex_lock and pthread_mutex_unlock on its first member. One that is made
-// with `new` lies in bank 0 and goes back there.
+// Lock it with pthread_mutex_lock(&lock.mutex) and unlock it with pthread_mutex_unlock(&lock.mutex). `new Mutex`
+// allocates from bank 0.
 #pragma once
 
 #include "core/allocator.h"
@@ -19,7 +19,7 @@ public:
     Mutex& operator=(const Mutex&) = delete;
 
     pthread_mutex_t mutex;
-    pthread_mutexattr_t attr; // what mutex was made with, kept for as long as it lives
+    pthread_mutexattr_t attr; // the attribute that mutex was made with
 };
 
 #pragma GCC visibility pop

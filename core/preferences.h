@@ -1,23 +1,26 @@
-// Preferences: settings by section and key, kept from run to run in the user's preferences for this game. What was
-// never written there comes from an INI file that ships with the game, and else from the caller.
+// Preferences: settings that are kept from run to run, each with a section and a key.
+//
+// A read looks in the system's preferences for this game and user, then in an INI file that ships with the game, then
+// returns the caller's default. A write changes the system's preferences only.
 //
 //     Preferences preferences;
 //     preferences.init("data\\game.ini");
 //     int width = preferences.read("Video", "width", 640);
-//     preferences.write("Video", "width", 800);         // on the disk when it returns; the INI file stays as it is
+//     preferences.write("Video", "width", 800);         // a durable write; the INI file does not change
 //
-// The INI file, read afresh at each question:
+// The INI file is read from its start at each call:
 //
 //     ; a comment
 //     [Video]
 //     width=640
 //
-// Names stand for themselves, blanks included: "width = 640" names "width ". Upper and lower case are one. The first
-// entry that fits is taken, also in a section that is opened again further down. A line holds 1023 bytes, and what is
-// behind them is the next line. Every line needs its line feed: an entry without one loses its last character.
+// - Names of sections and entries are not trimmed: "width = 640" has the name "width ". Upper and lower case are equal.
+// - The first entry that fits wins. A section may be opened again further down.
+// - A line has at most 1023 bytes; the bytes behind them count as the next line.
+// - Every line needs its line feed. The last entry of a file that does not end with one loses its last character.
 //
-// All preferences share one path and one buffer: a text that was read lasts until the next read, of a number as well.
-// Texts are Mac Roman. All calls belong to the main thread.
+// All Preferences objects share one path and one buffer. A text that read returns is valid until the next read, also
+// until the next read of a number. Texts are Mac Roman. Call all of this on the main thread.
 #pragma once
 
 #include "core/allocator.h"
@@ -29,30 +32,33 @@
 class Preferences : public Allocator<0> {
 public:
     Preferences() = default;
-    virtual ~Preferences(); // forgets the INI file, for all others, too
+    virtual ~Preferences(); // forgets the path of the INI file, which all objects share
 
     Preferences(const Preferences&) = delete;
     Preferences& operator=(const Preferences&) = delete;
 
-    // Which INI file; always true. The path is copied. A second call leaves the first copy behind.
+    // Sets the path of the INI file, of which it keeps a copy. Always returns true. A second call leaks the first copy.
     bool init(const char* iniPath);
 
-    // In our buffer, until the next read; never null. Without a default it is empty where nothing is known. Values
-    // of more than 1023 bytes, and those that are no text, count as not stored.
+    // Returns the value, in the library's buffer; never null. With a null default it returns "" when no value exists.
+    // A stored value counts as missing when it is longer than 1023 bytes or not a text.
     const char* read(const char* section, const char* key, const char* defaultText);
 
-    // As atoi reads the text, so "12abc" is 12 and "abc" is 0; what is out of range is the nearest int there is. An
-    // empty text is the default.
+    // Returns the value as atoi reads it: "12abc" is 12, "abc" is 0. A number out of range becomes INT_MIN or INT_MAX.
+    // Returns the default when there is no value or an empty one.
     int read(const char* section, const char* key, int defaultValue);
 
-    void write(const char* section, const char* key, const char* value); // null writes an empty text
-    void write(const char* section, const char* key, int value);         // as a text
+    // Durable writes. A failure is not reported. A null value stores an empty text; a number is stored as a text.
+    void write(const char* section, const char* key, const char* value);
+    void write(const char* section, const char* key, int value);
 };
 
-// The name in the system's store, "section/key", cut to 1023 bytes; the caller's to release. Null without either.
+// Returns the key in the system's preferences: "section/key", cut to 1023 bytes. The caller releases it. Null when section
+// or key is null.
 CFStringRef CreateKey(const char* section, const char* key);
 
-// The value of the INI file's entry, at most 1023 bytes and a NUL. False, and out as it was, when there is none.
+// Copies the value of an INI file's entry to out, at most 1023 bytes and a NUL. Returns false and leaves out unchanged
+// when there is no such entry. Logs a message at level 4 when the file cannot be opened.
 bool ReadKey(const char* section, const char* key, char* out);
 
 #pragma GCC visibility pop

@@ -1,25 +1,29 @@
-// Escapes: control characters and quotes as a backslash and a letter, and back.
+// Escapes: turns control characters and quotes into a backslash and a letter, and back.
 //
 //     char* escaped;
-//     if (str::escape(&escaped, "say \"hi\"\n")) {      // say \"hi\"\n, each backslash a byte of its own
+//     if (str::escape(&escaped, "say \"hi\"\n")) {      // escaped is: say \"hi\"\n
 //         fprintf(file, "\"%s\"\n", escaped);
 //         g_MemoryPtr->free(0, escaped);
 //     }
 //
-// Ten bytes have an escape, in both directions: \a \b \t \n \v \f \r \" \' and \\. All others stand for themselves, so
-// UTF-8 passes through untouched; there are no octal or hexadecimal escapes.
+// Ten bytes have an escape: \a \b \t \n \v \f \r \" \' and \\. All other bytes are copied unchanged, so UTF-8 passes
+// through. There are no octal or hexadecimal escapes. One thread at a time changes a text; the functions keep no state.
 #pragma once
 
 #pragma GCC visibility push(default)
 
 namespace str {
 
-// Decodes text where it stands. False when a backslash began none of the ten: it stays, but the letter behind it is
-// lost, and decoding goes on. A backslash that ends the text stays, too. False for null.
+// Decodes the escapes of text in place. The text can only become shorter.
+//
+// Returns true when every backslash began one of the ten escapes, and for an empty text; false otherwise, and for null.
+// An unknown escape leaves its backslash and loses its letter: \q becomes \. A backslash at the end of the text stays.
 bool unescape(char* text);
 
-// A copy of text with its escapes, in a block of bank 0 that is the caller's to free. False, and *out null, when
-// there is no memory; false, and *out as it was, for a null text.
+// Stores an escaped copy of text in *out: a block of bank 0, which the caller gives back with g_MemoryPtr->free(0, *out).
+//
+// Returns true on success. Returns false for a null text, and leaves *out unchanged; returns false without a memory
+// manager, and sets *out to null.
 bool escape(char** out, const char* text);
 
 } // namespace str

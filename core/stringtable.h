@@ -1,24 +1,24 @@
-// The string table: the game's texts, in the player's language.
+// The string table translates the game's texts into the player's language.
 //
-// A game asks for its own text and shows what comes back. Translations come from the strings file, "strings.utf8" in
-// the locale folder:
+// A game passes its own text to translate and shows the text that translate returns. The translations come from the
+// strings file, "strings.utf8" in the locale folder:
 //
 //     StringTable::s_setLocalePath("locale/french");
 //     StringTable strings;
 //     strings.setLanguage("french");
-//     label(g_stringTblPtr->translate("New Game"));     // "Nouvelle partie", or "New Game" if nobody translated it
+//     label(g_stringTblPtr->translate("New Game"));     // "Nouvelle partie", or "New Game" without a translation
 //
-// The file is UTF-8, an entry a line; upper and lower case of a key are the same:
+// The file is UTF-8 with one entry on each line. Upper and lower case of a key are equal:
 //
 //     // a comment
 //     "New Game" = "Nouvelle partie"
 //     "Say \"Yes\"\n" = "Dites \"Oui\"\n"
 //
-// Run a game without a strings file, and the table collects every text it is asked for and leaves them as a new file
-// when it ends, ready to be translated.
+// Without a strings file, the table collects every text that translate is asked for. Its destructor writes the collected
+// texts to a new strings file, and a translator starts from that file.
 //
-// The table holds 1024 texts, each with a key of at most 127 bytes. What it hands out is its own and lives as long as
-// it does. All its memory is bank 0's. All calls belong to the main thread.
+// The table holds 1024 entries, each with a key of at most 127 bytes. It owns the texts that translate returns; they live
+// as long as the table. All memory comes from bank 0. Call all of this on the main thread.
 #pragma once
 
 #include "core/allocator.h"
@@ -35,29 +35,32 @@ struct _StringTableNode_s {
 
 class StringTable : public Allocator<0> {
 public:
-    // Makes this table the one in g_stringTblPtr.
+    // Stores this table in g_stringTblPtr.
     StringTable();
 
-    // Without a strings file opened, writes one. g_stringTblPtr is null from then on, whichever table it held.
+    // Writes the collected texts when no strings file was ever opened. Sets g_stringTblPtr to null, even when it holds
+    // another table.
     virtual ~StringTable();
 
     StringTable(const StringTable&) = delete;
     StringTable& operator=(const StringTable&) = delete;
 
-    // The folder of the strings file, from the next load or export on: 1023 bytes of it, and path and file name
-    // together 127. Null and empty leave it as it is.
+    // Sets the folder of the strings file, for later loads and exports. The folder is cut to 1023 bytes; folder and file
+    // name together are cut to 127. A null or empty path changes nothing.
     static void s_setLocalePath(const char* path);
 
-    // Adds the entries of the strings file; what the table holds already stays, and wins. False when there is no
-    // such file, and for null. A file that can't be read is logged, stays open, and counts as opened: true.
+    // Adds the entries of the strings file. Entries that the table already holds stay, and are found first.
     //
-    // The name is kept for whoever looks at the table in a debugger; the locale folder is what chooses a language.
-    // It is read as a format of printf's that has nothing to print: "100%%" is "100%", and "a%5db" is "ab".
+    // Returns false, and logs a message, when there is no such file; returns false for null. When the file is opened but
+    // cannot be read, it logs a message, leaves the file open and returns true.
+    //
+    // The language's name does not choose the file; the locale folder does. The table keeps the name for a debugger. It
+    // treats the name as a printf format without arguments: "100%%" is kept as "100%", and "a%5db" as "ab".
     bool setLanguage(const char* language);
 
-    // The translation; of a text nobody translated, the table's copy, which is an entry like any other from then on.
-    // The caller's own text, after a message, where there is no room for it or it is longer than 127 bytes. Null
-    // for null.
+    // Returns the translation. A text without one becomes an entry that is its own translation, and the table's copy of
+    // it is returned. When the table is full, and for a text longer than 127 bytes, logs a message and returns the
+    // caller's own pointer. Returns null for null.
     const char* translate(const char* text);
 
     static char s_localePath[1024];
@@ -70,12 +73,14 @@ private:
     void _insertString(const char* key, const unsigned char* text);
     void _exportStringTable();
 
-    int m_loaded; // 1 once a strings file was opened: there is nothing to export
-    char m_spare[128];
+    // Frozen: docs/architecture.md, "Record layouts and virtual tables".
+    int m_loaded;      // 1 once a strings file was opened; the destructor then writes none
+    char m_spare[128]; // not used; it keeps the places of the fields behind it
     char m_language[128];
     HashTable<_StringTableNode_s>* m_table; // null without a memory manager
 };
 
-extern StringTable* g_stringTblPtr; // the table made last; null before the first and after the end of any
+// The table that was made last. Null before the first table is made, and after any table is destroyed.
+extern StringTable* g_stringTblPtr;
 
 #pragma GCC visibility pop

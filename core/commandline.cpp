@@ -1,9 +1,9 @@
-// Matching the arguments against the table of commands.
+// Matching the arguments against the table of switches.
 //
-// 1. The table ends at its 32nd entry or at the first without a name, whoever added what stands before.
-// 2. An entry goes from absent to present and stays so until another takes its place; one that is present takes no
-//    second switch.
-// 3. required is not negative, and arguments are only looked at below m_argCount.
+// 1. The table ends behind its 32nd entry, or in front of the first entry without a name.
+// 2. An entry becomes present once and stays present until addCommand overwrites it. A present entry takes no second
+//    switch.
+// 3. required is never negative. Only arguments below m_argCount are read.
 #include "core/commandline.h"
 
 #include <string.h>
@@ -12,7 +12,7 @@ static const int sc_maxCommands = 32;
 
 static CommandEntry_s s_commandArgs[sc_maxCommands] = {{"-logger", 0, 0, 0, 0, 0}};
 
-// The first entry of that name, from entry on; null when there is none.
+// Returns the first entry with that name, from entry on; null when there is none.
 static CommandEntry_s* findCommand(CommandEntry_s* entry, const char* name)
 {
     const CommandEntry_s* end = s_commandArgs + sc_maxCommands;
@@ -69,21 +69,21 @@ void CommandLine::_parseCmdLine()
     }
 }
 
-// Takes the arguments of the switch at position; answers where to go on.
+// Takes the arguments of the switch at position. Returns the position where parsing continues.
 int CommandLine::_processCmd(CommandEntry_s* entry, int position)
 {
     const int required = entry->required;
     for (int k = 1; k <= required; ++k) {
         const int word = position + k;
         if (word == m_argCount || !isArgument(m_args[word])) {
-            return word; // not given after all; this word may be a switch
+            return word; // a required argument is missing; this word itself may be a switch
         }
     }
     entry->present = 1;
     entry->index = position;
     entry->found = 0;
 
-    // Meant: the last words of the line, as many as the switch requires, are never its optional arguments.
+    // Deliberate: the last words of the command line, as many as the switch requires, are never optional arguments.
     int word = position + required + 1;
     while (entry->found < entry->optional && word < m_argCount - required && isArgument(m_args[word])) {
         ++entry->found;
@@ -101,7 +101,7 @@ bool CommandLine::cmdExists(const char* name)
 bool CommandLine::getArgs(const char* name, int* count, char*** args)
 {
     const CommandEntry_s* entry = findCommand(m_commands, name);
-    // An index that another command line has left may lie behind the end of this one.
+    // The shared table may hold an index that another CommandLine stored, behind the end of this argument vector.
     const bool inside = entry && m_args && entry->index <= m_argCount;
     if (count) {
         *count = entry ? static_cast<int>(entry->required + entry->found + 1u) : 0; // unsigned: INT_MAX + 1 wraps

@@ -1,23 +1,29 @@
 // Lines, tokens and strings.
 //
-// 1. A cut is a NUL in the caller's text; what is handed out is a slice of it. Nothing is copied.
-// 2. Cursor and position never pass the NUL that ends the text. It is found before the first cut is made, because
-//    nothing tells it from a cut later on.
-// 3. A line's end is looked for once. What is known about it is kept until the next line.
+// 1. A cut is a NUL in the caller's text. Every text that is returned is a slice of the caller's text; nothing is copied.
+// 2. The cursor and the line position never pass the NUL that ends the text. The parser finds that NUL before its first
+//    cut, because later nothing distinguishes it from a cut.
+// 3. The end of a line is searched once and kept in m_bounds until the next line.
 //
-// Empty lines, where line feeds are bare. ParseLine steps over one line feed at the cursor and takes the next line,
-// wherever it begins; but it moves the cursor by the line's length plus one from where it stood, not from where the line
-// was. So each further line feed in front of the line leaves the cursor one character short of the next one. A run of
+// Empty lines between lines that end with a bare line feed, deliberately: ParseLine steps over one line feed at the
+// cursor, and then takes the next line wherever it begins. It then moves the cursor by the length of that line plus one,
+// counted from where the cursor stood, not from where the line begins. Each further line feed in front of the line
+// therefore leaves the cursor one character farther to the left. Two empty lines, with \n for a line feed, 0 for a NUL and
+// | for the cursor:
 //
-// - one empty line has no further line feed, and all is well;
-// - two leaves the cursor on the NUL behind the line. That is the end of the text, whatever comes behind;
-// - n, three or more, leaves it in front of the line's last n - 2 characters. They are the next line, and as the count now
-//   starts where the line does, reading goes on normally behind it;
-// - n with n - 2 above the line's length leaves it in the run itself, with n - 2 - length empty lines ahead and then the
-//   same line, and all of this holds once more.
+//     a\n|\n\nbcd\nef        behind the line "a"
+//     a\n\n|\nbcd\nef        one line feed is stepped over
+//     a\n\n\nbcd|0ef         the line "bcd" is cut: 4 characters from the cursor lies its NUL, which ends the text
 //
-// A line that is read again may be in pieces by then: NULs where its tokens and strings were cut, and line feeds out of
-// its strings' escapes. It ends where it did the first time, whatever lies in it.
+// | Empty lines | Where the cursor comes to stand | What ParseLine returns next |
+// |---|---|---|
+// | 1 | behind the line | the line behind it |
+// | 2 | on the NUL that ends the line | false: the text has ended |
+// | n, 3 or more | n - 2 characters in front of the line's end | those characters as a line, then normal lines |
+// | n, and n - 2 is more than the line's length | in the empty lines | the same line again, after n - 2 - length of them |
+//
+// A line that is returned twice may have been cut meanwhile: it holds the NULs of its tokens, and its strings hold the
+// line feeds of their decoded escapes. m_bounds still knows where it ends.
 #include "core/parser.h"
 
 #include "core/str.h"
@@ -30,15 +36,15 @@ struct Slice {
     char* end;
 };
 
-// What holds for nearly every line and token. Left to itself the compiler lays the code out for the others, too, and
-// bench/parser_bench takes a sixth longer for its lines.
+// Tells the compiler that a condition nearly always holds. Without these hints bench/parser_bench takes a sixth longer
+// for its lines.
 static bool usually(bool condition)
 {
     return __builtin_expect(condition, 1);
 }
 
-// For functions that every line or token goes through: at the beginning of a line of the processor's cache they are a
-// tenth faster than in the middle of one.
+// Puts a function at the start of a cache line of the processor. The functions that handle every line or token are a
+// tenth faster there.
 #define CACHE_LINE_BEGIN __attribute__((aligned(64)))
 
 static char* skip(char* text, char letter)
@@ -57,8 +63,8 @@ static char* skipBlanks(char* text)
     return text;
 }
 
-// The next line feed, or the NUL in front of it; two words of the text are looked at in a step. The text goes on to end
-// at least.
+// Returns the next line feed, or the next NUL when that comes first. Looks at two words of text in each step. end: the
+// memory up to there may be read.
 static inline char* findLineFeed(char* text, const char* end)
 {
     while (end - text >= static_cast<ptrdiff_t>(2 * sizeof(Word))) {
@@ -81,13 +87,13 @@ static inline char* findLineFeed(char* text, const char* end)
     return text;
 }
 
-// The next space or the NUL. A token is so short that letters one by one are quicker than words: the processor guesses
-// where it ends and goes on, and needn't wait for what a word's marks come to. Four letters make a step.
+// Returns the next space or NUL. Looks at single letters, four in each step: tokens are short, and the processor
+// predicts these branches well, while a search by words would have to wait for each word's marks.
 static inline char* findSpace(char* text)
 {
     for (;; text += 4) {
         for (int place = 0; place < 4; ++place) {
-            if ((text[place] & ~' ') == 0) { // of all letters the space alone has no other bits
+            if ((text[place] & ~' ') == 0) { // true for the space and for NUL alone
                 return text + place;
             }
         }
@@ -102,7 +108,7 @@ static bool isIn(char letter, const char* set)
     return *set != '\0';
 }
 
-// The next quote or the NUL.
+// Returns the next double quote, or the NUL.
 static char* findQuote(char* text)
 {
     if (*text == '"') {
@@ -112,7 +118,7 @@ static char* findQuote(char* text)
     return quote ? quote : text + strlen(text);
 }
 
-// Trims the text that ends at the NUL at end.
+// Trims a text without leading blanks; end is its NUL. Returns the text; null when it is empty. Makes a comment empty.
 static char* trim(char* text, char* end)
 {
     if (!usually(*text)) {
@@ -128,7 +134,7 @@ static char* trim(char* text, char* end)
     return text;
 }
 
-// Cuts the next line at from. It is empty when there is none, and then nothing is written.
+// Cuts the next line at from. Returns an empty slice, and cuts nothing, when there is no line left.
 static inline Slice cutLine(char* from, const char* textEnd)
 {
     char* line = skip(from, '\n');
@@ -139,7 +145,7 @@ static inline Slice cutLine(char* from, const char* textEnd)
     return {line, end};
 }
 
-// As far behind from as the slice is long, and one more, but in the text.
+// Returns the place as far behind from as the slice is long, plus one; at most textEnd.
 static inline char* behind(Slice slice, char* from, char* textEnd)
 {
     if (usually(slice.begin == from && slice.end < textEnd)) {
@@ -179,13 +185,14 @@ char* Parser::_preparseLineAllowSpaces(char* line)
     return line ? trim(skip(line, '\t'), line + strlen(line)) : nullptr;
 }
 
-// Looks for the text's end: the first time, and when the caller has put a longer text in.
+// Finds the end of the text: before the first cut, and again after the caller has put a longer text into the buffer.
 void Parser::_measure()
 {
     m_bounds.textEnd += strlen(m_bounds.textEnd);
 }
 
-// The next line of such a text; apart from ParseLine, which would put registers aside for these calls every time.
+// ParseLine for a text whose end is not known. A function of its own, because otherwise ParseLine would save registers
+// for these calls each time.
 __attribute__((noinline)) bool Parser::_parseLongerText()
 {
     _measure();
@@ -203,7 +210,7 @@ CACHE_LINE_BEGIN bool Parser::ParseLine()
     if (usually(cursor >= line.end)) {
         line = cutLine(cursor, textEnd);
         if (!usually(line.begin == cursor)) {
-            ++cursor; // the one line feed that is stepped over
+            ++cursor; // step over exactly one line feed
         }
         if (!usually(line.begin != line.end)) {
             m_cursor = cursor;
@@ -213,7 +220,7 @@ CACHE_LINE_BEGIN bool Parser::ParseLine()
         m_bounds.lineStart = line.begin;
         m_bounds.lineEnd = line.end;
     } else if (cursor < line.begin) {
-        ++cursor; // a line feed of the run, with the same line behind it
+        ++cursor; // still inside the empty lines: the same line comes again
     } else {
         line.begin = cursor;
     }
@@ -223,7 +230,7 @@ CACHE_LINE_BEGIN bool Parser::ParseLine()
     return true;
 }
 
-// The next line of bare values, trimmed; null when there is none, or nothing in it. It counts in either case.
+// Takes the next value line. Returns it trimmed; null when there is no line or only blanks. Always counts a line.
 const char* Parser::_cutValueLine(bool keepSpaces)
 {
     if (*m_bounds.textEnd) {
@@ -234,7 +241,7 @@ const char* Parser::_cutValueLine(bool keepSpaces)
     return trim(keepSpaces ? skip(line.begin, '\t') : skipBlanks(line.begin), line.end);
 }
 
-// Cuts the next word from *position on, and moves that behind it.
+// Cuts the next word at *position and moves *position behind it. Returns the word; null when there is none.
 static inline __attribute__((always_inline)) char* cutWord(char** position, char* textEnd)
 {
     char* word = *position;
@@ -253,7 +260,7 @@ static inline __attribute__((always_inline)) char* cutWord(char** position, char
     return word;
 }
 
-// GetToken(" "), which nearly all tokens are.
+// GetToken(" "), the usual case.
 CACHE_LINE_BEGIN char* Parser::_cutWord()
 {
     return cutWord(&m_position, m_bounds.textEnd);
@@ -285,8 +292,9 @@ char* Parser::_cutToken(const char* delimiters)
         return nullptr;
     }
     *token.end = '\0';
-    // Counted from the position, so delimiters in front of the token, which aren't blanks, are met once more. Behind a
-    // line's last token lies the NUL that was its line feed, and behind that the next line.
+    // Deliberate: the step counts from the line position, not from the token, so delimiters in front of the token make
+    // it too short. Behind the last token of a line, the step passes the NUL that replaced the line feed: the next token
+    // then comes from the next line.
     m_position = behind(token, m_position, m_bounds.textEnd);
     return token.begin;
 }
@@ -301,7 +309,8 @@ char* Parser::GetString()
         return nullptr;
     }
     char* string = m_position + 1;
-    // Only one backslash is looked at: the quote behind an escaped backslash is taken for an escaped quote.
+    // Deliberate: only the one byte in front of a quote is examined, so a quote behind an escaped backslash (\\")
+    // does not end the string.
     do {
         m_position = findQuote(m_position + 1);
     } while (*m_position && m_position[-1] == '\\');
@@ -313,7 +322,8 @@ char* Parser::GetString()
     return string;
 }
 
-// Takes a token, and tells whether it is that one character. Nearly always it stands right there with a space behind it.
+// Takes the next token. Returns true when it is exactly the character mark. Fast path: the mark stands at the line
+// position with a space behind it.
 bool Parser::_cutMark(char mark)
 {
     if (m_position && m_position[0] == mark && m_position[1] == ' ' && m_position + 1 < m_bounds.textEnd) {

@@ -1,10 +1,10 @@
 // Reading numbers.
 //
-// 1. strtoll, strtoull and strtof in the C locale decide what a number is and what it is worth.
-// 2. The plain spellings, which nearly all are, don't go there: up to 19 digits that may have a sign in front and a point
-//    among them. These are read right here, to the same bit.
-// 3. Whatever isn't plain (an exponent, hexadecimal, inf, more digits) or can't be proved to be rounded right is left to
-//    the C library, from its first character.
+// 1. The C library decides what a number is and which value it has: strtoll, strtoull and strtof in the C locale.
+// 2. Plain numbers are read here, for speed, with the same value to the last bit. A plain number has at most 19 digits,
+//    an optional sign and an optional point.
+// 3. The C library reads every other number from its first character: exponents, hexadecimal, inf, more digits, and
+//    numbers whose rounding cannot be proved here.
 #include "core/parser_numbers.h"
 
 #include <float.h>
@@ -17,7 +17,7 @@
 #include <xlocale.h> // where the Mac has them
 #endif
 
-// A decimal comma of the user's doesn't make one in a game's files.
+// The user's locale may have a decimal comma; a game's files always have a point.
 static locale_t cLocale()
 {
     static const locale_t s_locale = newlocale(LC_ALL_MASK, "C", nullptr);
@@ -29,7 +29,7 @@ static bool isDigit(char letter)
     return letter >= '0' && letter <= '9';
 }
 
-// Steps over white space and a sign; whether that is a minus.
+// Skips white space and a sign. Returns true when the sign is a minus.
 static inline bool skipToDigits(const char** text)
 {
     while (**text == ' ' || (**text >= '\t' && **text <= '\r')) {
@@ -42,7 +42,7 @@ static inline bool skipToDigits(const char** text)
     return negative;
 }
 
-// Adds the digits at text to those in front of them, and steps over them. 19 always fit.
+// Appends the digits at text to *digits, and returns the place behind them. 19 digits always fit.
 static inline const char* readDigits(const char* text, uint64_t* digits)
 {
     for (; isDigit(*text); ++text) {
@@ -51,7 +51,7 @@ static inline const char* readDigits(const char* text, uint64_t* digits)
     return text;
 }
 
-// What the C library has read: nothing, when it ends where it began.
+// Stores what the C library has read. Returns null when it has read nothing, that is when end is text.
 template <typename Value>
 static const char* taken(const char* text, const char* end, Value number, Value* value)
 {
@@ -62,7 +62,7 @@ static const char* taken(const char* text, const char* end, Value number, Value*
     return end;
 }
 
-// An integer of 1 to so many digits; null for any other.
+// Reads a plain integer of 1 to mostDigits digits; null for any other text.
 static inline const char* readPlain(const char* text, int mostDigits, uint64_t* number)
 {
     const bool negative = skipToDigits(&text);
@@ -99,24 +99,24 @@ const char* ReadNumber(const char* text, unsigned long long* value)
     return taken(text, end, number, value);
 }
 
-// What a plain number is worth; false where the C library has to tell.
+// Stores the float nearest to digits / 10^decimals. Returns false when the C library has to decide.
 //
-// Digits below 2^53 and powers of ten up to 10^22 are doubles to the last bit, so their quotient is the right double: the
-// one next to the number. The float next to that double is also the one next to the number, unless the double lies just
-// half way between two floats: then it may have come there by rounding, and doesn't know from which side. Zero apart, the
-// number is at least 1e-19, so its float has all 24 bits.
+// Why the result is right: an integer below 2^53 and a power of ten up to 10^22 are exact doubles, so the processor's
+// division gives the double nearest to the number. The float nearest to that double is also the float nearest to the
+// number, with one exception: a double exactly half way between two floats may itself be the result of rounding, up or
+// down. The function refuses that case. Zero apart, the number is at least 1e-19, so its float is not a subnormal one.
 static inline bool toFloat(uint64_t digits, ptrdiff_t decimals, bool negative, float* value)
 {
     static const double sc_powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,
                                             1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19};
     if (FLT_EVAL_METHOD != 0 || digits >> 53 != 0) {
-        return false; // the first: a processor that divides with more bits rounds twice
+        return false; // FLT_EVAL_METHOD: a processor that divides with more bits than a double has rounds twice
     }
-    const double all = static_cast<double>(static_cast<int64_t>(digits)); // signed, for which there is an instruction
+    const double all = static_cast<double>(static_cast<int64_t>(digits)); // signed: x86-64 has an instruction for it
     const double number = (negative ? -all : all) / sc_powersOfTen[decimals];
     uint64_t bits;
     memcpy(&bits, &number, sizeof(bits));
-    if ((bits & 0x1fffffff) == 0x10000000) { // of the 29 bits that a float lacks
+    if ((bits & 0x1fffffff) == 0x10000000) { // half way: the 29 bits that a float lacks are a one and zeros
         return false;
     }
     *value = static_cast<float>(number);

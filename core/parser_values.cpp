@@ -1,9 +1,9 @@
-// Typed values: lines of bare values, numbers of the current line, and `name = value`.
+// Typed values: value lines, numbers of the current line, and named parameters.
 //
-// 1. A value is stored as soon as it has been read, so those in front of a bad one are stored.
-// 2. A number reads as sscanf reads it, but alike on every host: in the C locale, and an integer as one of 64 bits, of
-//    which the low ones are kept. A number that breaks off ("1e", "0x") ends in front of what is missing.
-// 3. Nothing here looks further than the value it reads. sscanf would measure all the rest of the text first.
+// 1. A value is stored as soon as it is read. When a later value of the line is bad, the earlier ones are stored.
+// 2. A number has the same value on every host: it is read in the C locale, an integer with 64 bits, and the low bits of
+//    that are stored. An incomplete number ("1e", "0x") ends in front of its incomplete part.
+// 3. A reader looks at no more text than its value. sscanf would first measure the whole rest of the text.
 #include "core/parser.h"
 #include "core/parser_numbers.h"
 
@@ -15,12 +15,12 @@
 
 static const char sc_whiteSpace[] = " \t\n\v\f\r";
 
-// What numbers of a type are read as.
+// The type with which numbers for a Value are read.
 template <typename Value>
 using Number = std::conditional_t<std::is_same_v<Value, float>, float,
                                   std::conditional_t<std::is_unsigned_v<Value>, unsigned long long, long long>>;
 
-// Reads one number, and moves text behind it.
+// Reads one number and moves *text behind it. Returns false when there is none.
 template <typename Value>
 static bool readNumber(const char** text, Value* value)
 {
@@ -34,7 +34,7 @@ static bool readNumber(const char** text, Value* value)
     return true;
 }
 
-// The count of numbers that were read, up to the first that was none. No text holds none.
+// Reads numbers until one is missing. Returns how many were read; 0 for a null text.
 template <typename... Values>
 static int readNumbers(const char* text, Values*... values)
 {
@@ -45,7 +45,7 @@ static int readNumbers(const char* text, Values*... values)
     return count;
 }
 
-// Copies the next word, for which there has to be room.
+// Copies the next word; the caller's buffer must have room for it. Returns false when there is none.
 static bool readWord(const char* text, char* word)
 {
     if (!text) {
@@ -61,8 +61,8 @@ static bool readWord(const char* text, char* word)
     return true;
 }
 
-// Steps behind a line whose values were read: the two more are its carriage return and line feed. A line without
-// the first loses the next one's first character to it.
+// Moves the cursor behind a complete value line: the trimmed length, and 2 more for carriage return and line feed.
+// Deliberate: with a bare line feed the step is one too long, and the next line loses its first character.
 bool Parser::_endValueLine(const char* line, bool complete, const char* complaint)
 {
     if (_expect(complete, complaint)) {
@@ -195,11 +195,13 @@ static bool isParameter(const char* token, const char* name)
     return stricmp(token, name) == 0;
 }
 
-// The message of a parameter's reader, to be logged with the parameter's name.
+// The message that a reader of named parameters logs; its argument is the parameter's name.
 #define EXPECTED(form) "...expected: \"^C00FF00%s = " form "^c\"\f"
 
-// The next token of the line as a number. Nearly always that begins right here and is the whole token: then its end, which
-// reading it finds, needs not be sought before.
+// Takes the next token and reads it as a number. Returns false when there is no token or no number.
+//
+// Fast path: the token begins at the line position and the number is the whole token. Then the number's end is the
+// token's end, and no search for the token's end is needed.
 template <typename Value>
 bool Parser::_cutNumber(Value* value)
 {
@@ -214,8 +216,9 @@ bool Parser::_cutNumber(Value* value)
     return token && readNumber(&token, value);
 }
 
-// The parameter's values, as many as are given, of which the first so many are required. True: it was this parameter.
-// A function of its own, because nearly always the names differ, and that answer shouldn't wait for what this one needs.
+// Reads the values behind "=". The first `required` of them must be there; otherwise logs the complaint. Returns true: the
+// line was this parameter's. It is not inlined, because most calls of a reader end at the name, and these calls are
+// faster when they save no registers.
 template <typename... Values>
 bool Parser::_readValues(const char* name, const char* complaint, int required, Values*... values)
 {
@@ -264,7 +267,7 @@ bool Parser::ParamEqualsInt32_2(const char* token, const char* name, int* first,
     return isParameter(token, name) && _readValues(name, EXPECTED("int32 int32"), 2, first, second);
 }
 
-// The messages of the two with an optional second value name the one that is required.
+// Deliberate: the readers of one or two values (_2x) complain with the message for one value.
 bool Parser::ParamEqualsInt32_2x(const char* token, const char* name, int* first, int* second)
 {
     return isParameter(token, name) && _readValues(name, EXPECTED("int32"), 1, first, second);
@@ -302,7 +305,7 @@ bool Parser::ParamEqualsString(const char* token, const char* name, char* text, 
     const char* string = hasEquals ? GetString() : nullptr;
     if (!string) {
         owLogger::log(3, EXPECTED("string"), name);
-        return !hasEquals; // only a missing string is no parameter at all
+        return !hasEquals; // deliberate: false only when "=" has no whole string behind it
     }
     if (size > 0) {
         strncpy(text, string, size);

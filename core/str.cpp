@@ -1,7 +1,7 @@
 // The ten escapes.
 //
-// 1. Letters and the bytes they stand for are two rows in the same order; both directions read these.
-// 2. A decoded text is never longer than the one it came from, so it fits where that stood.
+// 1. sc_letters and sc_bytes have the same order: a letter stands for the byte at its place. Both directions use them.
+// 2. Decoding never makes a text longer, so unescape writes over the text it reads.
 #include "core/str.h"
 
 #include "core/allocator.h"
@@ -11,7 +11,7 @@
 static constexpr char sc_letters[] = "abtnvfr\"'\\";
 static constexpr char sc_bytes[] = "\a\b\t\n\v\f\r\"'\\";
 
-// What stands in the row `to` where a byte stands in the row `from`; NUL where it isn't in it.
+// A table that maps each byte of `from` to the byte at the same place of `to`, and every other byte to NUL.
 struct Translation {
     constexpr Translation(const char* from, const char* to) : m_of()
     {
@@ -41,7 +41,7 @@ bool str::unescape(char* text)
     if (!text) {
         return false;
     }
-    char* write = strchr(text, '\\'); // in front of the first, all stays
+    char* write = strchr(text, '\\'); // nothing changes in front of the first backslash
     if (!write) {
         return true;
     }
@@ -55,7 +55,8 @@ bool str::unescape(char* text)
         const char byte = sc_byteOf(read[1]);
         valid = valid && byte;
         *write++ = byte ? byte : '\\';
-        read += read[1] ? 2 : 1; // whatever the letter was, it is gone
+        read +=
+            read[1] ? 2 : 1; // the backslash and its letter; the letter of an unknown escape is lost, deliberately
     }
     *write = '\0';
     return valid;
@@ -68,7 +69,7 @@ bool str::escape(char** out, const char* text)
     }
     const size_t count = countEscapes(text);
     const size_t size = strlen(text) + count + 1;
-    // In leak reports line 66 is a plain copy, and line 232 one with escapes.
+    // The lines 66 (a plain copy) and 232 (a copy with escapes) are frozen: docs/architecture.md, "Numbers in block tags".
     char* write = static_cast<char*>(AllocInBank(0, size, "core/str", count ? 232 : 66));
     *out = write;
     if (!write) {

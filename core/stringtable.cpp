@@ -1,8 +1,10 @@
-// Loading, looking up and collecting texts.
+// Loading, finding and collecting texts.
 //
-// 1. An entry's record and its text are blocks of the table's, and only its destructor releases them.
-// 2. Of entries with the same key the oldest is found; nothing ever replaces one.
+// 1. Each entry owns two blocks: its record and its text. Only the destructor frees them.
+// 2. Entries are never replaced. Of several entries with one key, the oldest is found.
 // 3. A table that has opened a strings file never writes one.
+//
+// The lines in the allocations' tags are frozen: docs/architecture.md, "Numbers in block tags".
 #include "core/stringtable.h"
 #include "core/hashtable.h"
 #include "core/parser.h"
@@ -17,8 +19,8 @@
 
 static const char* const sc_source = "core/stringtable";
 
-// Bytes. No bank has room for a text of more than 2 GiB, and asking for it would end the game: such a file is a bad
-// file, or a folder with an absurd length.
+// Bytes. A longer file is refused with the message for exhausted memory. No bank can hold 2 GiB, and a request for it
+// would end the game.
 static const unsigned long sc_longestFile = 0x7fffff00;
 
 StringTable* g_stringTblPtr;
@@ -38,7 +40,7 @@ StringTable::~StringTable()
 {
     g_stringTblPtr = nullptr;
     if (!m_table) {
-        return; // nothing was collected, and a strings file that is there must not be emptied for it
+        return; // without a manager nothing was collected; an export would empty an existing strings file
     }
     if (!m_loaded) {
         _exportStringTable();
@@ -64,7 +66,7 @@ void StringTable::s_setLocalePath(const char* path)
     s_localePath[length] = '\0';
 }
 
-// In our buffer, until the next call. A path that is too long is cut, as all are, and then names another file.
+// Returns the path of the strings file, in a static buffer. A path longer than 127 bytes is cut.
 const char* StringTable::_stringTableFilename()
 {
     static char filename[128];
@@ -76,14 +78,14 @@ const char* StringTable::_stringTableFilename()
     return filename;
 }
 
-// The end of the conversion of printf's that begins at percent; null where that is no conversion.
+// Returns the end of the printf conversion that begins at percent; null when no conversion begins there.
 static const char* conversionEnd(const char* percent)
 {
     const char* letter = percent + 1 + strspn(percent + 1, "-+ #'0123456789.*$hlLqjzt");
     return *letter != '\0' && strchr("%diouxXeEfFgGaAcCsSpnm", *letter) ? letter + 1 : nullptr;
 }
 
-// Copies a format without its conversions, for which there is nothing to print; "%%" is "%", and a '%' that begins no
+// Copies a printf format as if it had no arguments: conversions are left out, "%%" becomes "%", and a '%' that begins no
 // conversion stays.
 static void formatWithoutArguments(char* out, size_t size, const char* format)
 {
@@ -98,8 +100,8 @@ static void formatWithoutArguments(char* out, size_t size, const char* format)
     *out = '\0';
 }
 
-// The whole file with a NUL behind it, in a block of bank 0, and the file closed. Where that can't be: null and a
-// message, and the file is meant to stay open.
+// Reads the whole file into a block of bank 0, adds a NUL and closes the file. On failure logs a message, returns null,
+// and leaves the file open, deliberately.
 static char* readText(_BkzFileType_s* file, const char* path)
 {
     const unsigned long length = File::getLength(file);
@@ -159,8 +161,8 @@ void StringTable::_parseStringTableEntry(Parser* parser)
     }
 }
 
-// Meant: a record that finds no free node stays behind, and its text too. A game with more texts than the table holds
-// sees them in its leak report.
+// Deliberate: when the table is full, the record and its text stay allocated. A leak report shows them as lines 221
+// and 226.
 void StringTable::_insertString(const char* key, const unsigned char* text)
 {
     if (!m_table) {
@@ -189,7 +191,7 @@ const char* StringTable::translate(const char* text)
         entry = m_table->getData(text);
     }
     if (!entry) {
-        // The address, not the text: its low 32 bits on a 64-bit host.
+        // Deliberate: the message shows the text's address as a number, not the text. 64-bit hosts show its low 32 bits.
         const int address = static_cast<int>(reinterpret_cast<uintptr_t>(text));
         owLogger::log(3, "Failed to insert translated string: ^CFFFF00%d^c\f", address);
         return text;
@@ -197,7 +199,7 @@ const char* StringTable::translate(const char* text)
     return entry->string;
 }
 
-// Writes a line of a strings file; false, and nothing written, when there is no memory to escape the texts.
+// Writes one entry. Returns false, and writes nothing, when there is no memory to escape its texts.
 static bool writeEntry(FILE* stream, const char* key, const char* text)
 {
     char* escapedKey = nullptr;
@@ -227,7 +229,7 @@ void StringTable::_exportStringTable()
     HashTableIter_t<_StringTableNode_s> it;
     const _StringTableNode_s* entry = m_table->getFirstElement(it);
     while (entry && g_MemoryPtr) {
-        // Meant: an entry is tried again for as long as there is no memory to escape it, and none is left out.
+        // Deliberate: without memory to escape an entry, the same entry is tried again, without a limit.
         if (writeEntry(file->stream, it.key, entry->string)) {
             entry = m_table->getNextElement(it);
         }
@@ -235,7 +237,7 @@ void StringTable::_exportStringTable()
     File::close(file);
 }
 
-// The library's own instances, whole: what it exports of them must not hang on what a compiler inlines.
+// Complete instances of the templates, so that the library's exports do not depend on what a compiler inlines.
 template class HashData<_StringTableNode_s>;
 template class HashPool<_StringTableNode_s>;
 template class HashTable<_StringTableNode_s>;

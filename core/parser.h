@@ -110,8 +110,7 @@ public:
     bool ParamEqualsInt32_2(const char* token, const char* name, int* first, int* second);
     bool ParamEqualsInt32_2x(const char* token, const char* name, int* first, int* second); // second is optional
     bool ParamEqualsFloat32_2(const char* token, const char* name, float* first, float* second);
-    bool ParamEqualsFloat32_2x(const char* token, const char* name, float* first,
-                               float* second); // second is optional
+    bool ParamEqualsFloat32_2x(const char* token, const char* name, float* first, float* second); // the same
 
     // Stores false when the value is neither "true" nor "false".
     bool ParamEqualsBoolean(const char* token, const char* name, bool* value);

@@ -55,8 +55,7 @@ bool str::unescape(char* text)
         const char byte = sc_byteOf(read[1]);
         valid = valid && byte;
         *write++ = byte ? byte : '\\';
-        read +=
-            read[1] ? 2 : 1; // the backslash and its letter; the letter of an unknown escape is lost, deliberately
+        read += read[1] ? 2 : 1; // deliberate: the letter of an unknown escape is lost
     }
     *write = '\0';
     return valid;

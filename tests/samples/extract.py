@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Takes the samples out of a header or a Markdown page, so that the tests compile and run them as they stand.
 
-    extract.py PAGE OUT     writes the samples of PAGE to OUT, as C++
-    extract.py --pages ROOT lists the pages below ROOT that have samples
+    extract.py PAGE OUT          writes the samples of PAGE to OUT, as C++
+    extract.py --appkit PAGE OUT the same for those that send messages to AppKit, as Objective-C++
+    extract.py --pages ROOT      lists the pages below ROOT that have samples
 
 A sample of a header is a run of comment lines whose text is indented by five spaces. A sample of a Markdown page is a
 block that opens with ```cpp. Samples that belong together stand in one comment block, or are the only ones of a page.
@@ -22,6 +23,7 @@ import sys
 
 DECLARATION = re.compile(r"(#include|class|struct|namespace|template|int main)\b")
 DATA = re.compile(r'["\[;]|// a comment')
+MESSAGE = re.compile(r"\[NS")
 
 
 def header_blocks(lines):
@@ -74,11 +76,13 @@ def blocks_of(page):
     return list(markdown_blocks(lines) if page.suffix == ".md" else header_blocks(lines))
 
 
-def source(page, blocks):
+def source(page, blocks, appkit):
     out = []
     for count, block in enumerate(blocks, 1):
         statements = []
         for sample in block:
+            if appkit != any(MESSAGE.search(line) for _, line in sample):
+                continue
             if DATA.match(sample[0][1]):
                 text = "\n".join(line for _, line in sample).rstrip("\n") + "\n"
                 out.append(f'static const char data{count}[] = R"sample({text})sample";')
@@ -103,9 +107,9 @@ def main(arguments):
     if len(arguments) == 2 and arguments[0] == "--pages":
         root = pathlib.Path(arguments[1])
         print("\n".join(str(page.relative_to(root)) for page in pages(root)))
-    elif len(arguments) == 2:
-        page = pathlib.Path(arguments[0])
-        pathlib.Path(arguments[1]).write_text(source(page, blocks_of(page)), encoding="utf-8")
+    elif len(arguments) == 2 or (len(arguments) == 3 and arguments[0] == "--appkit"):
+        page, out = (pathlib.Path(argument) for argument in arguments[-2:])
+        out.write_text(source(page, blocks_of(page), len(arguments) == 3), encoding="utf-8")
     else:
         sys.exit(__doc__)
 

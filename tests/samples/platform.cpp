@@ -1,12 +1,24 @@
 // The samples of core/platform.h.
 #include "core/platform.h"
+#include "tests/game_memory.h"
+#include "tests/x_server.h"
 
 #include <gtest/gtest.h>
 
-#include <stdio.h>
-#include <stdlib.h>
+#include <filesystem>
 
 static char path[1024];
+static std::vector<std::string> s_loaded;
+
+static int isUnit(const char* name)
+{
+    return strstr(name, ".unit") != nullptr;
+}
+
+static void loadUnit(const char* name)
+{
+    s_loaded.push_back(name);
+}
 
 namespace {
 #include "core/platform.h.samples"
@@ -15,13 +27,44 @@ namespace {
 TEST(Samples, ThePlatformNamesTheGamesFolder)
 {
     unsetenv("DISPLAY"); // the alert goes to the standard error stream
+    testing::internal::CaptureStderr();
     sample1();
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("/saves/1 could not be read."), std::string::npos);
     EXPECT_NE(std::string(path).find("/Brackenlow/samples_test/saves/1"), std::string::npos) << path;
 }
 
-TEST(Samples, AWindowIsMadeAndShown)
+TEST(Samples, TheFirstQuestionForTheFolderMakesOneInIt)
 {
     sample2();
+    EXPECT_TRUE(std::filesystem::is_directory(std::string(Platform::GetAppDataDir(nullptr)) + "/saves"));
+}
+
+TEST(Samples, ASettingIsKept)
+{
+    sample3();
+    EXPECT_EQ(Platform::RegGetInt32("Sound", "width", 1), 800) << "the section is ignored";
+}
+
+class SampleWindow : public XServer {};
+
+TEST_F(SampleWindow, IsTheCurrentOne)
+{
+    start("1024x768x24");
+    sample4();
+    EXPECT_EQ(Platform::GetWindowWidth(), Platform::GetWindow() ? 800 : 0);
     Platform::DestructWindow(Platform::GetWindow());
     EXPECT_EQ(Platform::GetWindow(), nullptr);
+}
+
+TEST(Samples, AFolderIsListedAsItWasGiven)
+{
+    GameMemory memory;
+    memory.defineHeap("core", 1 << 16);
+    memory.initialize();
+    std::filesystem::create_directories("data/units");
+    writeFile("data/units/footman.unit", "");
+    writeFile("data/units/notes.txt", "");
+    sample5();
+    EXPECT_EQ(s_loaded, std::vector<std::string>{"data\\units/footman.unit"});
+    EXPECT_EQ(memory.check(0, true), 0) << "the list went back";
 }

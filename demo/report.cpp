@@ -13,6 +13,7 @@ DEMO_TEXT(sc_noSession, "%s can't be played: %s.\n");
 DEMO_TEXT(sc_noSessionFrom, "%s can't be played: %s (operation %s).\n");
 DEMO_TEXT(sc_noBank, "No bank takes all blocks of %s: see banks.txt.\n");
 DEMO_TEXT(sc_noMemory, "The demo has no more memory.\n");
+DEMO_TEXT(sc_unsaid, "Not all of this could be written to the standard output.\n");
 
 DEMO_TEXT(sc_start, "core demo: %u frames of war, with the memory of two recorded programs to carry\n\n");
 DEMO_TEXT(sc_firstRun, "First run: banks start from the sizes in banks.txt.\n");
@@ -119,6 +120,11 @@ void ReportHomelessBlocks(const char* session)
 void ReportOutOfMemory()
 {
     Complain(sc_noMemory);
+}
+
+void ReportUnsaid()
+{
+    Complain(sc_unsaid);
 }
 
 void ReportStart(const std::vector<BankSize>& sizes, const std::string& path, bool fileFound, unsigned int frames)

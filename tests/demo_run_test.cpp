@@ -12,10 +12,10 @@ protected:
     DemoRun() { unsetenv("DISPLAY"); }
 
     // Its exit status. A few frames are enough, whatever else is on the command line.
-    int run(const std::string& switches)
+    int run(const std::string& switches, const char* output = "> demo.out 2>&1")
     {
         const std::string program = std::string(EMULATOR) + " \"" + PROGRAM + "\" -frames 5 ";
-        const int status = system((program + switches + " > demo.out 2>&1").c_str());
+        const int status = system((program + switches + " " + output).c_str());
         std::ostringstream all;
         all << std::ifstream("demo.out").rdbuf();
         m_said = all.str();
@@ -60,4 +60,37 @@ TEST_F(DemoRun, AnUnknownLanguageEndsTheGame)
 {
     EXPECT_EQ(run("-locale xx"), 2) << m_said;
     EXPECT_TRUE(said("There is no language \"xx\"")) << m_said;
+}
+
+TEST_F(DemoRun, AWordThatIsNoSwitchEndsTheGameBeforeItBegins)
+{
+    EXPECT_EQ(run("--fullscreen"), 2) << m_said;
+    EXPECT_EQ(m_said, "\"--fullscreen\" is no switch; the nearest is -fullscreen.\n-help lists all switches.\n");
+    EXPECT_EQ(run("-width 640 fast"), 2) << m_said;
+    EXPECT_TRUE(said("\"fast\" is no switch; ")) << m_said;
+    EXPECT_EQ(run("\"\""), 2) << m_said;
+    EXPECT_EQ(run("-frames 6"), 2) << m_said;
+    EXPECT_EQ(m_said, "-frames is given twice.\n-help lists all switches.\n");
+    ASSERT_EQ(run(""), 0) << m_said;
+    EXPECT_TRUE(said("Good runs before this one: 0.")) << m_said;
+}
+
+TEST_F(DemoRun, HelpIsThereUnderEachOfItsNames)
+{
+    for (const char* name : {"-help", "--help", "-h"}) {
+        EXPECT_EQ(run(name), 0) << m_said;
+        EXPECT_EQ(m_said.substr(0, 7), "usage: ") << m_said;
+        EXPECT_FALSE(said("frames of war")) << m_said;
+    }
+}
+
+TEST_F(DemoRun, AFullDiskBehindTheStandardOutputShowsInTheStatus)
+{
+    if (access("/dev/full", W_OK) != 0) {
+        GTEST_SKIP() << "there is no /dev/full";
+    }
+    for (const char* switches : {"", "-help"}) {
+        EXPECT_EQ(run(switches, "2> demo.out > /dev/full"), 3) << m_said;
+        EXPECT_TRUE(said("Not all of this could be written to the standard output.")) << m_said;
+    }
 }

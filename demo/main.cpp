@@ -4,7 +4,7 @@
 // what two real programs asked for was recorded, and is played again, frame by frame, from banks of the game's own.
 // Then the game looks whether all is well, and shows where the memory went.
 //
-// Run it twice: the banks learn from each run how large they should be, the texts come from the file that the first
+// Run it twice: each run moves the banks' sizes toward their peak use, the texts come from the file that the first
 // run has left, and what was chosen on the command line is chosen still. `-help` lists what else to try.
 #include "demo/bankcheck.h"
 #include "demo/progress.h"
@@ -271,13 +271,15 @@ int main(int argc, char** argv)
             memory.keepOldSizes();
         }
         sizes = memory.sizes();
-    } // all memory goes back, and each bank writes down what it would have liked to be
+    } // all memory goes back, and the sizes for the next run are written down
     if (CustomBlocks() != 0) {
         ReportCustomBlocks(CustomBlocks());
         status = sc_damaged;
     }
     if (status == sc_allIsWell && hasGame) {
         ReadNextSizes(sizesPath, &sizes);
+        ReadFallbackBefore(sizesPath, &sizes);
+        KeepFallback(sizesPath, sizes);
         ReportNextSizes(sizes, sizesPath, access(sizesPath.c_str(), W_OK) == 0);
     }
     Platform::SetCommandLine(nullptr);

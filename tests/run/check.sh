@@ -3,9 +3,9 @@
 #
 #   check.sh SOURCE_DIR [RUN]
 #
-# RUN is the script to check, SOURCE_DIR/run by default. The compilers, test programs and displays are stand-ins: they write
-# files where the real ones do, and note their names. Each command is the first one in a clone of its own, and all commands
-# follow it there: so every command has run before and after every other.
+# RUN is the script to check, SOURCE_DIR/run by default. The compilers, test programs and displays are stand-ins: they
+# write files where the real ones do, and note their names. Each command is the first one in a clone of its own, and all
+# commands follow it there: so every command has run before and after every other.
 set -euo pipefail
 source=$1
 run=${2:-$source/run}

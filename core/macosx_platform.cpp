@@ -17,6 +17,7 @@
 #include <sys/stat.h>
 
 typedef char Text[1024];
+typedef char Message[4096];
 
 PlatformData_s s_platformData;
 
@@ -219,43 +220,45 @@ static size_t characterLength(unsigned char first)
     return first < 0xc2 ? 0 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : first < 0xf5 ? 4 : 0;
 }
 
-// The bytes at the end of text that begin a UTF-8 character and do not complete it; 0 to 3.
-static size_t brokenCharacterLength(const char* text, size_t length)
+// Whether text, as long as a message at most, is UTF-8 with count bytes of that value behind it; count is 3 at most.
+static bool isUtf8With(const char* text, size_t count, char value)
 {
-    for (size_t count = 1; count <= 3 && count <= length; ++count) {
-        const unsigned char byte = static_cast<unsigned char>(text[length - count]);
-        if ((byte & 0xc0) != 0x80) { // not one that continues a character
-            return characterLength(byte) > count ? count : 0;
-        }
-    }
-    return 0;
-}
-
-static bool isUtf8(const char* text)
-{
-    const CFStringRef string = CFStringCreateWithCString(nullptr, text, kCFStringEncodingUTF8);
+    char whole[sizeof(Message) + 3];
+    const size_t length = strlen(text);
+    memcpy(whole, text, length);
+    memset(whole + length, value, count);
+    whole[length + count] = '\0';
+    const CFStringRef string = CFStringCreateWithCString(nullptr, whole, kCFStringEncodingUTF8);
     if (string) {
         CFRelease(string);
     }
     return string != nullptr;
 }
 
-// A text that was cut inside its last character is no UTF-8 any more, and would be shown as Mac Roman from its first
-// letter on. Without the rest of that character it is UTF-8 again. Any other text stays as it is.
-static void dropBrokenCharacter(char* text)
+// Where the last character begins, when text is UTF-8 but for the missing end of that character; else its length.
+static size_t findBrokenCharacter(const char* text)
 {
     const size_t length = strlen(text);
-    char* broken = text + length - brokenCharacterLength(text, length);
-    const char first = *broken;
-    *broken = '\0';
-    if (!isUtf8(text)) {
-        *broken = first;
+    size_t begin = length;
+    do {
+        if (begin == 0) {
+            return length;
+        }
+        --begin;
+    } while ((text[begin] & 0xc0) == 0x80); // a byte that continues a character
+    const size_t kept = length - begin;
+    const size_t whole = characterLength(static_cast<unsigned char>(text[begin]));
+    if (whole <= kept) {
+        return length;
     }
+    // Of the lowest and the highest byte that continue a character at least one completes it.
+    const bool isBroken = isUtf8With(text, whole - kept, '\x80') || isUtf8With(text, whole - kept, '\xbf');
+    return isBroken ? begin : length;
 }
 
 int Platform::MessageBox(const char*, const char* format, ...)
 {
-    char message[4096] = "";
+    Message message = "";
     const int limit = sizeof(message) - 1; // bytes, with the NUL
     va_list arguments;
     va_start(arguments, format);
@@ -268,8 +271,8 @@ int Platform::MessageBox(const char*, const char* format, ...)
         fprintf(stderr, "%s\n", message);
         return 1;
     }
-    if (length >= limit) {
-        dropBrokenCharacter(message);
+    if (length >= limit) { // or AppKit would take all of it for Mac Roman
+        message[findBrokenCharacter(message)] = '\0';
     }
     return BKRunAlert("Alert", message, "OK");
 }

@@ -17,6 +17,7 @@
 #include <sys/stat.h>
 
 typedef char Text[1024];
+typedef char Message[4096];
 
 PlatformData_s s_platformData;
 
@@ -139,7 +140,9 @@ const char* Platform::GetAppTitle()
 const char* Platform::CreateAppFilename(const char* prefix, const char* suffix)
 {
     static Text filename = "application";
-    snprintf(filename, sizeof(filename), "%s%s%s", orEmpty(prefix), GetAppFilePrefix(), orEmpty(suffix));
+    Text name; // prefix and suffix may be the last result
+    snprintf(name, sizeof(name), "%s%s%s", orEmpty(prefix), GetAppFilePrefix(), orEmpty(suffix));
+    copyText(filename, name);
     return filename;
 }
 
@@ -208,18 +211,68 @@ const char* GetAppGamePath()
     return sGameFolder;
 }
 
+// The length of the character that begins with this byte in UTF-8; 0 for a byte that begins none.
+static size_t characterLength(unsigned char first)
+{
+    if (first < 0x80) {
+        return 1;
+    }
+    return first < 0xc2 ? 0 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : first < 0xf5 ? 4 : 0;
+}
+
+// Whether text, as long as a message at most, is UTF-8 with count bytes of that value behind it; count is 3 at most.
+static bool isUtf8With(const char* text, size_t count, char value)
+{
+    char whole[sizeof(Message) + 3];
+    const size_t length = strlen(text);
+    memcpy(whole, text, length);
+    memset(whole + length, value, count);
+    whole[length + count] = '\0';
+    const CFStringRef string = CFStringCreateWithCString(nullptr, whole, kCFStringEncodingUTF8);
+    if (string) {
+        CFRelease(string);
+    }
+    return string != nullptr;
+}
+
+// Where the last character begins, when text is UTF-8 but for the missing end of that character; else its length.
+static size_t findBrokenCharacter(const char* text)
+{
+    const size_t length = strlen(text);
+    size_t begin = length;
+    do {
+        if (begin == 0) {
+            return length;
+        }
+        --begin;
+    } while ((text[begin] & 0xc0) == 0x80); // a byte that continues a character
+    const size_t kept = length - begin;
+    const size_t whole = characterLength(static_cast<unsigned char>(text[begin]));
+    if (whole <= kept) {
+        return length;
+    }
+    // Of the lowest and the highest byte that continue a character at least one completes it.
+    const bool isBroken = isUtf8With(text, whole - kept, '\x80') || isUtf8With(text, whole - kept, '\xbf');
+    return isBroken ? begin : length;
+}
+
 int Platform::MessageBox(const char*, const char* format, ...)
 {
-    char message[4096] = "";
+    Message message = "";
+    const int limit = sizeof(message) - 1; // bytes, with the NUL
     va_list arguments;
     va_start(arguments, format);
-    if (vsnprintf(message, sizeof(message) - 1, orEmpty(format), arguments) == -1) {
-        message[sizeof(message) - 1] = '\0';
-    }
+    const int length = vsnprintf(message, limit, orEmpty(format), arguments);
     va_end(arguments);
+    if (length == -1) {
+        message[limit] = '\0';
+    }
     if (!BKMakeApplication()) {
         fprintf(stderr, "%s\n", message);
         return 1;
+    }
+    if (length >= limit) { // or AppKit would take all of it for Mac Roman
+        message[findBrokenCharacter(message)] = '\0';
     }
     return BKRunAlert("Alert", message, "OK");
 }

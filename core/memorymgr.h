@@ -1,7 +1,10 @@
 // The memory manager: every byte of the game, in up to 32 named banks.
 //
-// A bank is a best-fit heap, or a linear region that is emptied all at once. Banks size themselves: at shutdown each
-// writes down what it would have liked to be, and the next run starts from there.
+// A bank is a best-fit heap, or a linear region that is emptied all at once. Bank sizes are tuned from run to run: at
+// shutdown the manager writes down a new size for each bank, between its size s and its peak use p, and the next run
+// starts from that: (s * s + p * p) / (s + p). A heap bank that has overflowed comes nearer to its peak with each
+// run, by about half of the distance in the end, and never reaches it. A bank that is too large loses its room in the
+// same way. So define a bank with its expected peak and some room.
 //
 //     class GameMemory : public MemoryMgr {
 //         void onOutOfMemory(int) override {}           // last words, before the process ends

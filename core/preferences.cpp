@@ -1,6 +1,7 @@
 // Preferences over the system's store, and the INI file behind it.
 //
-// 1. sPrefBuffer is written when a value is known, never before: the default may lie in it, from the read before.
+// 1. sPrefBuffer is empty while the INI file is read. A section, a key or a default that lies in it, from the read before,
+//    is empty from then on, too: games must not pass one.
 // 2. An INI file is read line by line, from its beginning each time; a piece of a line that is too long for the buffer
 //    is a line.
 #include "core/preferences.h"
@@ -75,7 +76,11 @@ static bool readStore(const char* section, const char* key)
 
 const char* Preferences::read(const char* section, const char* key, const char* defaultText)
 {
-    if (readStore(section, key) || ReadKey(section, key, sPrefBuffer)) {
+    if (readStore(section, key)) {
+        return sPrefBuffer;
+    }
+    sPrefBuffer[0] = '\0';
+    if (ReadKey(section, key, sPrefBuffer)) {
         return sPrefBuffer;
     }
     const size_t length = defaultText ? std::min(strlen(defaultText), sizeof(sPrefBuffer) - 1) : 0;

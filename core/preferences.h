@@ -42,6 +42,7 @@ public:
 
     // Returns the value, in the library's buffer; never null. With a null default it returns "" when no value exists.
     // A stored value counts as missing when it is longer than 1023 bytes or not a text.
+    // section, key and defaultText must not lie in that buffer: read empties it before it looks into the INI file.
     const char* read(const char* section, const char* key, const char* defaultText);
 
     // Returns the value as atoi reads it: "12abc" is 12, "abc" is 0. A number out of range becomes INT_MIN or INT_MAX.

@@ -4,6 +4,7 @@
 #include "demo/report.h"
 #include "file/file.h"
 
+#include <map>
 #include <stdlib.h>
 
 static const size_t sc_mostBanks = 32;
@@ -130,6 +131,7 @@ std::vector<BankSize> GameMemory::sizes() const
     std::vector<BankSize> sizes(m_sizes, m_sizes + bankCount);
     for (int index = 0; index < bankCount; ++index) {
         sizes[index].peak = banks[index].peakBytes;
+        sizes[index].fallback = banks[index].extNodeCount;
     }
     return sizes;
 }
@@ -143,23 +145,56 @@ void GameMemory::onOutOfMemory(int)
     }
 }
 
-void ReadNextSizes(const std::string& path, std::vector<BankSize>* sizes)
+// The lines "name=number" of a file; none of a file that can't be read.
+static std::map<std::string, unsigned int> readNumbers(const std::string& path)
 {
-    for (BankSize& size : *sizes) {
-        size.next = size.planned;
-    }
+    std::map<std::string, unsigned int> numbers;
     FILE* file = fopen_mac(path.c_str(), "rb");
     if (!file) {
-        return;
+        return numbers;
     }
     char name[32];
-    unsigned int bytes = 0;
-    while (fscanf(file, " %31[^=\n]=%u", name, &bytes) == 2) {
-        for (BankSize& size : *sizes) {
-            if (size.name == name) {
-                size.next = bytes;
-            }
+    unsigned int number = 0;
+    while (fscanf(file, " %31[^=\n]=%u", name, &number) == 2) {
+        numbers[name] = number;
+    }
+    fclose(file);
+    return numbers;
+}
+
+void ReadNextSizes(const std::string& path, std::vector<BankSize>* sizes)
+{
+    const auto numbers = readNumbers(path);
+    for (BankSize& size : *sizes) {
+        const auto found = numbers.find(size.name);
+        size.next = found != numbers.end() ? found->second : size.planned;
+    }
+}
+
+static std::string fallbackPath(const std::string& bankSizesPath)
+{
+    return bankSizesPath.substr(0, bankSizesPath.rfind('/') + 1) + "fallback.dat";
+}
+
+void ReadFallbackBefore(const std::string& path, std::vector<BankSize>* sizes)
+{
+    const auto numbers = readNumbers(fallbackPath(path));
+    for (BankSize& size : *sizes) {
+        const auto found = numbers.find(size.name);
+        if (found != numbers.end()) {
+            size.fallbackBefore = found->second;
         }
+    }
+}
+
+void KeepFallback(const std::string& path, const std::vector<BankSize>& sizes)
+{
+    FILE* file = fopen_mac(fallbackPath(path).c_str(), "wb");
+    if (!file) {
+        return; // the next run knows of no run before it
+    }
+    for (const BankSize& size : sizes) {
+        fprintf(file, "%s=%u\n", size.name.c_str(), size.fallback);
     }
     fclose(file);
 }

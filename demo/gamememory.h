@@ -8,6 +8,7 @@
 
 #include "core/memorymgr.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,10 @@ struct BankSize {
     unsigned int start;   // when this run began
     unsigned int peak;    // the most that was in use
     unsigned int next;    // when the next run begins
+
+    // Fallback blocks of this run, and of the last good one before it.
+    unsigned int fallback;
+    std::optional<unsigned int> fallbackBefore; // without a value when it is not known
 };
 
 class GameMemory : public MemoryMgr {
@@ -59,7 +64,7 @@ public:
     const MemoryBank_s& bank(int index) const { return banks[index]; }
     const char* bankSizesPath() const { return bankSizePath; }
 
-    // All but next, which is settled once the manager has ended.
+    // All but next and fallbackBefore, which come from files.
     std::vector<BankSize> sizes() const;
 
 protected:
@@ -74,3 +79,7 @@ unsigned int CustomBlocks();
 
 // Looks up what the next run will start from: for a bank the file doesn't name, that is what is in banks.txt.
 void ReadNextSizes(const std::string& path, std::vector<BankSize>* sizes);
+
+// The fallback blocks of each bank are kept beside the bank-size file at path, from one good run to the next.
+void ReadFallbackBefore(const std::string& path, std::vector<BankSize>* sizes);
+void KeepFallback(const std::string& path, const std::vector<BankSize>& sizes);

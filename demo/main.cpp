@@ -4,7 +4,7 @@
 // what two real programs asked for was recorded, and is played again, frame by frame, from banks of the game's own.
 // Then the game looks whether all is well, and shows where the memory went.
 //
-// Run it twice: the banks learn from each run how large they should be, the texts come from the file that the first
+// Run it twice: each run moves the banks' sizes toward their peak use, the texts come from the file that the first
 // run has left, and what was chosen on the command line is chosen still. `-help` lists what else to try.
 #include "demo/bankcheck.h"
 #include "demo/progress.h"
@@ -23,6 +23,7 @@
 static const int sc_allIsWell = 0;
 static const int sc_damaged = 1; // a block, a bank or a text is not as it should be
 static const int sc_noGame = 2;  // a switch, a data file or a session is no good
+static const int sc_unsaid = 3;  // all is well, but the standard output could not be written
 
 static bool load(const std::string& folder, const Recording& recording, Session* session)
 {
@@ -206,7 +207,7 @@ static int run(GameMemory& memory, const DataFile& bankFile, const BankPlans& ba
         if (options.help) {
             ReportSwitches(Platform::GetAppTitle());
             status = sc_allIsWell;
-        } else if (!options.wrongSwitch.empty()) {
+        } else if (!options.areGood()) {
             ReportWrongSwitch(options);
         } else if (!hasLanguage) {
             ReportMissingLanguage(settings.text(SETTING_LOCALE), language.missingPath());
@@ -251,7 +252,7 @@ int main(int argc, char** argv)
     Platform::SetCommandLine(&commandLine);
     BankPlans banks;
     DataFile bankFile(options.folder + "banks.txt");
-    const bool hasGame = ReadBankPlans(bankFile, &banks) && !options.help && options.wrongSwitch.empty();
+    const bool hasGame = ReadBankPlans(bankFile, &banks) && !options.help && options.areGood();
 
     int status = sc_noGame;
     std::vector<BankSize> sizes;
@@ -270,15 +271,21 @@ int main(int argc, char** argv)
             memory.keepOldSizes();
         }
         sizes = memory.sizes();
-    } // all memory goes back, and each bank writes down what it would have liked to be
+    } // all memory goes back, and the sizes for the next run are written down
     if (CustomBlocks() != 0) {
         ReportCustomBlocks(CustomBlocks());
         status = sc_damaged;
     }
     if (status == sc_allIsWell && hasGame) {
         ReadNextSizes(sizesPath, &sizes);
+        ReadFallbackBefore(sizesPath, &sizes);
+        KeepFallback(sizesPath, sizes);
         ReportNextSizes(sizes, sizesPath, access(sizesPath.c_str(), W_OK) == 0);
     }
     Platform::SetCommandLine(nullptr);
+    if (!AllIsSaid()) {
+        ReportUnsaid();
+        status = status == sc_allIsWell ? sc_unsaid : status;
+    }
     return status;
 }

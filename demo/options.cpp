@@ -6,9 +6,13 @@
 #include "core/platform.h"
 
 #include <algorithm>
+#include <numeric>
+#include <set>
+#include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
 #include <string_view>
+#include <vector>
 
 DEMO_TEXT(sc_usage, "usage: %s [SWITCH]...\nA small game without sound, played in banks of memory.\n\n");
 DEMO_TEXT(sc_help, "lists these switches");
@@ -23,6 +27,8 @@ DEMO_TEXT(sc_more, "shows more: levels, hits and survivors");
 DEMO_TEXT(sc_range, "%s, %u to %u");
 DEMO_TEXT(sc_lacksValue, "%s needs a value: %s.\n");
 DEMO_TEXT(sc_notInRange, "%s needs a number from %u to %u; \"%s\" is none.\n");
+DEMO_TEXT(sc_noSwitch, "\"%s\" is no switch; the nearest is %s.\n");
+DEMO_TEXT(sc_givenTwice, "%s is given twice.\n");
 DEMO_TEXT(sc_tryHelp, "-help lists all switches.\n");
 
 static const struct Switch {
@@ -42,10 +48,54 @@ static const struct Switch {
     {"-logger", "", sc_more, 0, 0}, // the library adds this one
 };
 
-static const Switch& findSwitch(std::string_view name)
+// Other names of -help, which players know from other programs.
+static const char* const sc_helpToo[] = {"--help", "-h"};
+
+// Null for a word that is no switch.
+static const Switch* findSwitch(std::string_view name)
 {
-    return *std::find_if(std::begin(sc_switches), std::end(sc_switches),
-                         [&](const Switch& known) { return name == known.name; });
+    const Switch* end = std::end(sc_switches);
+    const Switch* known =
+        std::find_if(std::begin(sc_switches), end, [&](const Switch& other) { return name == other.name; });
+    return known != end ? known : nullptr;
+}
+
+// How many letters have to be added, taken out or changed to make one text of the other.
+static size_t distanceBetween(std::string_view left, std::string_view right)
+{
+    std::vector<size_t> row(right.size() + 1); // the distances of what left begins with to what right begins with
+    std::iota(row.begin(), row.end(), size_t(0));
+    for (size_t i = 0; i < left.size(); ++i) {
+        size_t diagonal = row[0]++;
+        for (size_t j = 0; j < right.size(); ++j) {
+            const size_t changed = diagonal + (left[i] != right[j]);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({changed, row[j] + 1, diagonal + 1});
+        }
+    }
+    return row.back();
+}
+
+// The switch that the player most likely meant: one that begins with the letters of the word, or else the one that
+// takes the fewest changes. Case, signs in front, and "=" with what is behind it do not count.
+static const char* nearestSwitch(std::string word)
+{
+    word.erase(0, word.find_first_not_of("-+"));
+    word.resize(std::min(word.find('='), word.size()));
+    std::transform(word.begin(), word.end(), word.begin(),
+                   [](char letter) { return letter >= 'A' && letter <= 'Z' ? letter - 'A' + 'a' : letter; });
+    const Switch* nearest = sc_switches;
+    size_t least = SIZE_MAX;
+    for (const Switch& known : sc_switches) {
+        const std::string_view name = known.name + 1;
+        const bool isBeginning = !word.empty() && name.substr(0, word.size()) == word;
+        const size_t distance = isBeginning ? 0 : distanceBetween(word, name);
+        if (distance < least) {
+            least = distance;
+            nearest = &known;
+        }
+    }
+    return nearest->name;
 }
 
 // The game's own files; in a bundle they are among the resources.
@@ -103,7 +153,7 @@ static void readNumber(CommandLine& commandLine, const char* name, std::string* 
     if (!commandLine.cmdExists(name)) {
         return;
     }
-    const Switch& known = findSwitch(name);
+    const Switch& known = *findSwitch(name);
     const char* value = argumentOf(commandLine, name);
     if (isNumberBetween(value, known.low, known.high)) {
         *number = value;
@@ -124,6 +174,25 @@ static void findMissingValues(CommandLine& commandLine, int argc, char** argv, O
     }
 }
 
+// The library passes over words that it doesn't know, and over a switch that is given again. Here both are mistakes.
+static void findStrangeWord(int argc, char** argv, Options* options)
+{
+    std::set<std::string_view> given;
+    for (int position = 1; position < argc; ++position) {
+        const std::string_view word = argv[position];
+        const Switch* known = findSwitch(word);
+        // A Mac's Finder adds a word to the command line, with a number of the process.
+        const bool isFinders = word.substr(0, 5) == "-psn_";
+        if ((!known && !isFinders) || !given.insert(word).second) {
+            options->strangeWord = argv[position];
+            return;
+        }
+        const bool takesValue = known && known->argument[0] != '\0';
+        const char* next = position + 1 < argc ? argv[position + 1] : "-";
+        position += takesValue && next[0] != '-' && next[0] != '+';
+    }
+}
+
 Options ReadOptions(CommandLine& commandLine, int argc, char** argv)
 {
     for (const Switch& known : sc_switches) {
@@ -131,13 +200,19 @@ Options ReadOptions(CommandLine& commandLine, int argc, char** argv)
             commandLine.addCommand(known.name, known.argument[0] != '\0', 0);
         }
     }
+    for (const char* name : sc_helpToo) {
+        commandLine.addCommand(name, 0, 0);
+    }
     commandLine.init(argc, argv);
 
     Options options;
-    options.help = commandLine.cmdExists("-help");
+    options.help =
+        commandLine.cmdExists("-help") || std::any_of(std::begin(sc_helpToo), std::end(sc_helpToo),
+                                                      [&](const char* name) { return commandLine.cmdExists(name); });
     options.details = commandLine.cmdExists("-logger");
     options.folder = defaultFolder();
     findMissingValues(commandLine, argc, argv, &options);
+    findStrangeWord(argc, argv, &options);
     std::string frames = std::to_string(sc_frames);
     readNumber(commandLine, "-frames", &frames, &options);
     options.frames = static_cast<unsigned int>(std::stoul(frames));
@@ -163,7 +238,7 @@ bool IsGoodFor(e_Setting setting, const std::string& value)
     if (setting == SETTING_FULL_SCREEN) {
         return value == "0" || value == "1";
     }
-    const Switch& known = findSwitch(SwitchOf(setting));
+    const Switch& known = *findSwitch(SwitchOf(setting));
     return known.high == 0 ? !value.empty() : isNumberBetween(value, known.low, known.high);
 }
 
@@ -179,13 +254,23 @@ void ReportSwitches(const char* program)
     table.print();
 }
 
-void ReportWrongSwitch(const Options& options)
+static void reportWrongValue(const Switch& wrong, const std::string& value)
 {
-    const Switch& wrong = findSwitch(options.wrongSwitch);
-    if (options.wrongValue.empty()) {
+    if (value.empty()) {
         Complain(sc_lacksValue, wrong.name, wrong.argument);
     } else {
-        Complain(sc_notInRange, wrong.name, wrong.low, wrong.high, options.wrongValue.c_str());
+        Complain(sc_notInRange, wrong.name, wrong.low, wrong.high, value.c_str());
+    }
+}
+
+void ReportWrongSwitch(const Options& options)
+{
+    if (!options.wrongSwitch.empty()) {
+        reportWrongValue(*findSwitch(options.wrongSwitch), options.wrongValue);
+    } else if (findSwitch(options.strangeWord)) {
+        Complain(sc_givenTwice, options.strangeWord);
+    } else {
+        Complain(sc_noSwitch, options.strangeWord, nearestSwitch(options.strangeWord));
     }
     Complain(sc_tryHelp);
 }

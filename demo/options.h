@@ -20,6 +20,12 @@ struct Options {
     // A switch whose value is missing or no good; empty when all is well.
     std::string wrongSwitch;
     std::string wrongValue; // empty when it is missing
+
+    // The first word, in argv, that is no switch and no switch's value, or a switch that is given again; null when there
+    // is none.
+    const char* strangeWord = nullptr;
+
+    bool areGood() const { return wrongSwitch.empty() && !strangeWord; }
 };
 
 // commandLine may be an automatic object: then none of this needs memory of the memory manager's.
@@ -30,4 +36,4 @@ bool IsGoodFor(e_Setting setting, const std::string& value);
 const char* SwitchOf(e_Setting setting);
 
 void ReportSwitches(const char* program);
-void ReportWrongSwitch(const Options& options);
+void ReportWrongSwitch(const Options& options); // when they are not good

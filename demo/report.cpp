@@ -13,6 +13,7 @@ DEMO_TEXT(sc_noSession, "%s can't be played: %s.\n");
 DEMO_TEXT(sc_noSessionFrom, "%s can't be played: %s (operation %s).\n");
 DEMO_TEXT(sc_noBank, "No bank takes all blocks of %s: see banks.txt.\n");
 DEMO_TEXT(sc_noMemory, "The demo has no more memory.\n");
+DEMO_TEXT(sc_unsaid, "Not all of this could be written to the standard output.\n");
 
 DEMO_TEXT(sc_start, "core demo: %u frames of war, with the memory of two recorded programs to carry\n\n");
 DEMO_TEXT(sc_firstRun, "First run: banks start from the sizes in banks.txt.\n");
@@ -60,6 +61,8 @@ DEMO_TEXT(sc_inFile, "in banks.txt");
 DEMO_TEXT(sc_thisRun, "this run");
 DEMO_TEXT(sc_peak, "peak");
 DEMO_TEXT(sc_nextRun, "next run");
+DEMO_TEXT(sc_fallbackBefore, "fallback\nlast run");
+DEMO_TEXT(sc_fallbackNow, "fallback\nthis run");
 DEMO_TEXT(sc_all, "all");
 DEMO_TEXT(sc_nextSizes, "The next run finds its sizes in\n%s\n");
 DEMO_TEXT(sc_notWritten, "The next run starts as this one did: there is no writing to\n%s\n");
@@ -119,6 +122,11 @@ void ReportHomelessBlocks(const char* session)
 void ReportOutOfMemory()
 {
     Complain(sc_noMemory);
+}
+
+void ReportUnsaid()
+{
+    Complain(sc_unsaid);
 }
 
 void ReportStart(const std::vector<BankSize>& sizes, const std::string& path, bool fileFound, unsigned int frames)
@@ -294,19 +302,31 @@ void ReportVerdict(const GameMemory& memory)
     }
 }
 
+static void addSize(Table* table, const BankSize& size)
+{
+    table->add({size.name, Grouped(size.planned), Grouped(size.start), Grouped(size.peak), Grouped(size.next),
+                size.fallbackBefore ? Grouped(*size.fallbackBefore) : "-", Grouped(size.fallback)});
+}
+
 void ReportNextSizes(const std::vector<BankSize>& sizes, const std::string& path, bool written)
 {
-    Table table("lrrrr");
-    table.add({Text(sc_bytes), Text(sc_inFile), Text(sc_thisRun), Text(sc_peak), Text(sc_nextRun)});
-    unsigned long long planned = 0, start = 0, peak = 0, next = 0;
+    Table table("lrrrrrr");
+    table.add({Text(sc_bytes), Text(sc_inFile), Text(sc_thisRun), Text(sc_peak), Text(sc_nextRun),
+               Text(sc_fallbackBefore), Text(sc_fallbackNow)});
+    BankSize all = {};
+    all.name = Text(sc_all);
     for (const BankSize& size : sizes) {
-        table.add({size.name, Grouped(size.planned), Grouped(size.start), Grouped(size.peak), Grouped(size.next)});
-        planned += size.planned;
-        start += size.start;
-        peak += size.peak;
-        next += size.next;
+        addSize(&table, size);
+        all.planned += size.planned;
+        all.start += size.start;
+        all.peak += size.peak;
+        all.next += size.next;
+        all.fallback += size.fallback;
+        if (size.fallbackBefore) {
+            all.fallbackBefore = all.fallbackBefore.value_or(0) + *size.fallbackBefore;
+        }
     }
-    table.add({Text(sc_all), Grouped(planned), Grouped(start), Grouped(peak), Grouped(next)});
+    addSize(&table, all);
     printf("\n");
     table.print();
     printf("\n");

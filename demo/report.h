@@ -12,6 +12,7 @@ void ReportDataFault(const DataFault& fault);
 void ReportUnreadableSession(const std::string& path, const std::string& why);
 void ReportHomelessBlocks(const char* session);
 void ReportOutOfMemory();
+void ReportUnsaid();
 
 // fileFound: there is a bank-size file at path.
 void ReportStart(const std::vector<BankSize>& sizes, const std::string& path, bool fileFound, unsigned int frames);

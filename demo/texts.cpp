@@ -76,6 +76,12 @@ void Complain(const char* key, ...)
     va_end(arguments);
 }
 
+bool AllIsSaid()
+{
+    const bool isFlushed = fflush(stdout) == 0;
+    return isFlushed && ferror(stdout) == 0; // an earlier write may have failed, too
+}
+
 static int lengthOf(const char* format, va_list arguments)
 {
     va_list copy;

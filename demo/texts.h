@@ -34,6 +34,7 @@ const char* Text(const std::string& key);
 
 void Say(const char* key, ...) __attribute__((format(printf, 1, 2)));
 void Complain(const char* key, ...) __attribute__((format(printf, 1, 2))); // on the standard error stream
+bool AllIsSaid(); // whether all of it has reached the standard output: a disk may be full
 std::string Compose(const char* key, ...) __attribute__((format(printf, 1, 2)));
 
 // In a block of that bank.

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <stdlib.h>
 #include <sys/wait.h>
@@ -12,10 +13,10 @@ protected:
     DemoRun() { unsetenv("DISPLAY"); }
 
     // Its exit status. A few frames are enough, whatever else is on the command line.
-    int run(const std::string& switches)
+    int run(const std::string& switches, const char* output = "> demo.out 2>&1")
     {
         const std::string program = std::string(EMULATOR) + " \"" + PROGRAM + "\" -frames 5 ";
-        const int status = system((program + switches + " > demo.out 2>&1").c_str());
+        const int status = system((program + switches + " " + output).c_str());
         std::ostringstream all;
         all << std::ifstream("demo.out").rdbuf();
         m_said = all.str();
@@ -23,6 +24,22 @@ protected:
     }
 
     bool said(const std::string& text) { return m_said.find(text) != std::string::npos; }
+
+    // The last two columns of the closing table, by the bank's name.
+    std::map<std::string, std::pair<std::string, std::string>> fallback()
+    {
+        std::map<std::string, std::pair<std::string, std::string>> columns;
+        std::istringstream lines(m_said.substr(m_said.rfind("\nbytes ") + 1));
+        std::string line, name;
+        for (std::getline(lines, line); name != "all" && std::getline(lines, line);) {
+            name = line.substr(0, line.find("  "));
+            const size_t last = line.rfind(' ');
+            const size_t end = line.find_last_not_of(' ', last);
+            const size_t begin = line.rfind(' ', end);
+            columns[name] = {line.substr(begin + 1, end - begin), line.substr(last + 1)};
+        }
+        return columns;
+    }
 
     std::string m_said;
 };
@@ -60,4 +77,54 @@ TEST_F(DemoRun, AnUnknownLanguageEndsTheGame)
 {
     EXPECT_EQ(run("-locale xx"), 2) << m_said;
     EXPECT_TRUE(said("There is no language \"xx\"")) << m_said;
+}
+
+TEST_F(DemoRun, AWordThatIsNoSwitchEndsTheGameBeforeItBegins)
+{
+    EXPECT_EQ(run("--fullscreen"), 2) << m_said;
+    EXPECT_EQ(m_said, "\"--fullscreen\" is no switch; the nearest is -fullscreen.\n-help lists all switches.\n");
+    EXPECT_EQ(run("-width 640 fast"), 2) << m_said;
+    EXPECT_TRUE(said("\"fast\" is no switch; ")) << m_said;
+    EXPECT_EQ(run("\"\""), 2) << m_said;
+    EXPECT_EQ(run("-frames 6"), 2) << m_said;
+    EXPECT_EQ(m_said, "-frames is given twice.\n-help lists all switches.\n");
+    ASSERT_EQ(run(""), 0) << m_said;
+    EXPECT_TRUE(said("Good runs before this one: 0.")) << m_said;
+}
+
+TEST_F(DemoRun, HelpIsThereUnderEachOfItsNames)
+{
+    for (const char* name : {"-help", "--help", "-h"}) {
+        EXPECT_EQ(run(name), 0) << m_said;
+        EXPECT_EQ(m_said.substr(0, 7), "usage: ") << m_said;
+        EXPECT_FALSE(said("frames of war")) << m_said;
+    }
+}
+
+TEST_F(DemoRun, AFullDiskBehindTheStandardOutputShowsInTheStatus)
+{
+    if (access("/dev/full", W_OK) != 0) {
+        GTEST_SKIP() << "there is no /dev/full";
+    }
+    for (const char* switches : {"", "-help"}) {
+        EXPECT_EQ(run(switches, "2> demo.out > /dev/full"), 3) << m_said;
+        EXPECT_TRUE(said("Not all of this could be written to the standard output.")) << m_said;
+    }
+}
+
+TEST_F(DemoRun, TheClosingTableComparesFallbackBlocksWithTheRunBefore)
+{
+    ASSERT_EQ(run(""), 0) << m_said;
+    EXPECT_EQ(fallback().size(), 14u) << m_said; // 13 banks, and all of them
+    EXPECT_EQ(fallback().at("all"), std::make_pair(std::string("-"), std::string("0"))) << m_said;
+    std::ofstream("MACAPI_LIBRARY/Application Support/Brackenlow/core_demo/data/memory.dat") << "units=1000\n";
+    ASSERT_EQ(run(""), 0) << m_said;
+    const auto second = fallback();
+    EXPECT_EQ(second.at("units").first, "0") << m_said;
+    EXPECT_NE(second.at("units").second, "0") << m_said;
+    ASSERT_EQ(run("-width 5"), 2); // a run that was no good counts for nothing
+    ASSERT_EQ(run(""), 0) << m_said;
+    for (const auto& bank : fallback()) {
+        EXPECT_EQ(bank.second.first, second.at(bank.first).second) << m_said;
+    }
 }

@@ -149,6 +149,80 @@ TEST(DemoOptions, ANumberOutOfRangeIsTold)
     EXPECT_EQ(options.wrongValue, "9000");
 }
 
+TEST(DemoOptions, AWordThatIsNoSwitchAndNoValueIsStrange)
+{
+    EXPECT_STREQ(optionsOf({"-width", "640", "fast"}).strangeWord, "fast");
+    EXPECT_STREQ(optionsOf({"-fullscreen", "640"}).strangeWord, "640");
+    EXPECT_STREQ(optionsOf({"--frames", "5"}).strangeWord, "--frames");
+    EXPECT_STREQ(optionsOf({"-Window"}).strangeWord, "-Window");
+    EXPECT_STREQ(optionsOf({""}).strangeWord, "");
+    EXPECT_STREQ(optionsOf({"-"}).strangeWord, "-");
+}
+
+TEST(DemoOptions, ASwitchIsGivenOnce)
+{
+    EXPECT_STREQ(optionsOf({"-width", "640", "-window", "-width", "800"}).strangeWord, "-width");
+}
+
+TEST(DemoOptions, AllThatIsInTheListIsGood)
+{
+    const Options options = optionsOf({"-frames", "5", "-width", "640", "-height", "480", "-fullscreen", "-window",
+                                       "-locale", "de", "-data", ".", "-logger"});
+    EXPECT_TRUE(options.areGood());
+    EXPECT_EQ(options.strangeWord, nullptr);
+}
+
+TEST(DemoOptions, TheWordThatAFinderAddsIsNotStrange)
+{
+    EXPECT_TRUE(optionsOf({"-psn_0_1234567"}).areGood());
+}
+
+TEST(DemoOptions, HelpHasTheNamesThatOtherProgramsGiveIt)
+{
+    EXPECT_TRUE(optionsOf({"-help"}).help);
+    EXPECT_TRUE(optionsOf({"--help"}).help);
+    EXPECT_TRUE(optionsOf({"-frames", "5", "-h"}).help);
+    EXPECT_FALSE(optionsOf({"-frames", "5"}).help);
+}
+
+// What the player is told about a command line of this one word.
+static std::string complaintAbout(const char* word)
+{
+    Options options;
+    options.strangeWord = word;
+    testing::internal::CaptureStderr();
+    ReportWrongSwitch(options);
+    return testing::internal::GetCapturedStderr();
+}
+
+TEST(DemoOptions, TheNearestSwitchIsNamed)
+{
+    static const struct {
+        const char* word;
+        const char* nearest;
+    } sc_words[] = {
+        {"-heigth", "-height"},
+        {"--frames", "-frames"},
+        {"frames", "-frames"},
+        {"+window", "-window"},
+        {"--width=640", "-width"},
+        {"-full", "-fullscreen"}, // what begins with it
+        {"--full-screen", "-fullscreen"},
+        {"-w", "-width"},
+        {"-loc", "-locale"},
+        {"-FRAMES", "-frames"},
+        {"-?", "-help"},
+        {"", "-help"},
+        {"-", "-help"},
+        {"zzz", "-help"},
+    };
+    for (const auto& word : sc_words) {
+        EXPECT_EQ(complaintAbout(word.word), "\"" + std::string(word.word) + "\" is no switch; the nearest is " +
+                                                 word.nearest + ".\n-help lists all switches.\n");
+    }
+    EXPECT_EQ(complaintAbout("-width"), "-width is given twice.\n-help lists all switches.\n");
+}
+
 class Languages : public testing::TestWithParam<const char*> {};
 
 TEST_P(Languages, HaveAllTextsOfTheGame)

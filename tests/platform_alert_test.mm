@@ -78,6 +78,52 @@ TEST_F(PlatformPanel, ShowsUtf8AndElseMacRoman)
     EXPECT_EQ(s_panel.at(1), "caf\xc3\xa9");
 }
 
+// What a panel shows of a text: of bytes that were filled up from the front to length bytes, and a tail.
+static std::string shownOf(size_t length, const std::string& tail, const std::string& front = "")
+{
+    const std::string text = front + std::string(length - front.size(), 'x') + tail;
+    Platform::MessageBox("caption", "%s", text.c_str());
+    return s_panel.at(1);
+}
+
+TEST_F(PlatformPanel, OfACutUtf8TextTheBrokenLastCharacterIsNotShown)
+{
+    const std::string umlaut = "\xc3\xa4";
+    const std::string euro = "\xe2\x82\xac";
+    const std::string clef = "\xf0\x9d\x84\x9e";
+    EXPECT_EQ(shownOf(4093, umlaut, umlaut), umlaut + std::string(4091, 'x'));
+    EXPECT_EQ(shownOf(4093, umlaut + umlaut), std::string(4093, 'x'));
+    for (const size_t kept : {1, 2}) {
+        EXPECT_EQ(shownOf(4094 - kept, euro + "more", euro), euro + std::string(4091 - kept, 'x'));
+    }
+    for (const size_t kept : {1, 2, 3}) {
+        EXPECT_EQ(shownOf(4094 - kept, clef + "more", umlaut), umlaut + std::string(4092 - kept, 'x'));
+    }
+}
+
+TEST_F(PlatformPanel, OfAUtf8TextThatIsCutBehindACharacterAllIsShown)
+{
+    const std::string umlaut = "\xc3\xa4";
+    const std::string clef = "\xf0\x9d\x84\x9e";
+    EXPECT_EQ(shownOf(4092, umlaut), std::string(4092, 'x') + umlaut); // not cut
+    EXPECT_EQ(shownOf(4092, umlaut + umlaut), std::string(4092, 'x') + umlaut);
+    EXPECT_EQ(shownOf(4090, clef + clef), std::string(4090, 'x') + clef);
+}
+
+TEST_F(PlatformPanel, ACutMacRomanTextIsShownToItsLastByte)
+{
+    const std::string shown = "\xc3\xa9" + std::string(4092, 'x'); // e with an acute accent, 0x8e in Mac Roman
+    EXPECT_EQ(shownOf(4093, "\xc3\xa4", "\x8e"), shown + "\xe2\x88\x9a"); // 0xc3 is the square root there
+    EXPECT_EQ(shownOf(4093, "\x8e\x8e", "\x8e"), shown + "\xc3\xa9");
+    EXPECT_EQ(shownOf(4093, "\x8e\x8e"), std::string(4093, 'x') + "\xc3\xa9");
+}
+
+TEST_F(PlatformPanel, ATextThatIsNotCutIsShownToItsLastByte)
+{
+    EXPECT_EQ(shownOf(3, "\xc3"), "xxx\xe2\x88\x9a");
+    EXPECT_EQ(shownOf(4093, "\xc3"), std::string(4093, 'x') + "\xe2\x88\x9a");
+}
+
 TEST_F(PlatformPanel, IsNotOnStandardErrorAsWell)
 {
     testing::internal::CaptureStderr(); // AppKit's own remarks go there

@@ -9,7 +9,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-// The library finds it because a program that links core exports the factories.
+// Exported to the dynamic linker because libcore refers to the name.
 extern "C" const char* CreateGfxSubsystem(int width, int height)
 {
     return width > height ? "landscape" : "portrait";

@@ -52,6 +52,19 @@ TEST(PlatformIdentity, ALongAppFilenameIsCutTo1023Bytes)
     EXPECT_EQ(Platform::CreateAppFilename(prefix.c_str(), suffix.c_str()), whole.substr(0, 1023));
 }
 
+TEST(PlatformIdentity, ItsOwnResultMayBePrefixOrSuffixOfTheNextAppFilename)
+{
+    const std::string name = programName();
+    const char* result = Platform::CreateAppFilename("data/", ".cfg");
+    EXPECT_EQ(Platform::CreateAppFilename(result, ".old"), "data/" + name + ".cfg" + name + ".old");
+    result = Platform::CreateAppFilename("data/", ".cfg");
+    EXPECT_EQ(Platform::CreateAppFilename("old/", result), "old/" + name + "data/" + name + ".cfg");
+    result = Platform::CreateAppFilename("", ".cfg");
+    EXPECT_EQ(Platform::CreateAppFilename(result, result), name + ".cfg" + name + name + ".cfg");
+    result = Platform::CreateAppFilename("data/", ".cfg");
+    EXPECT_EQ(Platform::CreateAppFilename("", result + 5), name + name + ".cfg");
+}
+
 TEST(PlatformIdentity, AMissingPrefixOrSuffixIsAnEmptyOne)
 {
     EXPECT_EQ(Platform::CreateAppFilename(nullptr, ".cfg"), programName() + ".cfg");
@@ -209,6 +222,13 @@ TEST_F(PlatformAlert, ATextOf4094BytesIsWholeAndALongerOneIsCutThere)
         Platform::MessageBox("caption", "%s", std::string(length, 'x').c_str());
         EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string(std::min<size_t>(length, 4094), 'x') + "\n");
     }
+}
+
+TEST_F(PlatformAlert, ItsTextIsCutAtThatByteOnStandardErrorAlsoInsideACharacter)
+{
+    testing::internal::CaptureStderr();
+    Platform::MessageBox("caption", "%s\xc3\xa4", std::string(4093, 'x').c_str());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string(4093, 'x') + "\xc3\n");
 }
 
 TEST_F(PlatformAlert, ATextThatCannotBeFormattedEndsAllTheSame)

@@ -425,6 +425,52 @@ TEST(MessageBox, IsAnAlertWithOneButton)
     EXPECT_EQ(s_asked, Lines{"alert Alert 64 bytes OK"});
 }
 
+TEST(MessageBox, LeavesOutACharacterThatTheCutHasBroken)
+{
+    static const struct {
+        const char* front;
+        size_t length; // of the front and what fills up to here
+        const char* tail;
+        size_t shown; // bytes
+    } sc_texts[] = {
+        // UTF-8 of two, three and four bytes, of which the text keeps one, two or three.
+        {"", 4093, "\xc3\xa4", 4093},
+        {"\xc3\xa4", 4093, "\xdf\xbf", 4093},
+        {"", 4093, "\xe0\xa0\x80", 4093},
+        {"", 4092, "\xe0\xa0\x80", 4092},
+        {"", 4092, "\xed\x9f\xbf", 4092},
+        {"\xe2\x82\xac", 4092, "\xef\xbf\xbd", 4092},
+        {"", 4093, "\xf0\x9d\x84\x9e", 4093},
+        {"", 4092, "\xf0\x9d\x84\x9e", 4092},
+        {"", 4091, "\xf4\x8f\xbf\xbf", 4091},
+        // Not inside a character.
+        {"", 4092, "\xc3\xa4\xc3\xa4", 4094},
+        {"", 4090, "\xf0\x9d\x84\x9ex", 4094},
+        {"", 4094, "\xc3\xa4", 4094},
+        {"", 4093, "xx", 4094},
+        // No UTF-8: a byte that is none in front, or an end that no character begins with.
+        {"\x8e", 4093, "\xc3\xa4", 4094},
+        {"", 4093, "\x8ex", 4094},
+        {"", 4093, "\xc0\x80", 4094},
+        {"", 4093, "\xf5\x80\x80\x80", 4094},
+        {"", 4092, "\xe0\x80\x80", 4094},
+        {"", 4092, "\xed\xa0\x80", 4094},
+        {"", 4092, "\xf4\x90\x80\x80", 4094},
+        {"", 4090, "\x80\x80\x80\x80x", 4094},
+        // Not cut.
+        {"", 4093, "\xc3", 4094},
+        {"", 3, "\xc3", 4},
+    };
+    for (const auto& text : sc_texts) {
+        std::string whole = text.front;
+        whole.resize(text.length, 'x');
+        whole += text.tail;
+        s_asked.clear();
+        Platform::MessageBox("caption", "%s", whole.c_str());
+        EXPECT_EQ(s_asked, Lines{"alert Alert " + whole.substr(0, text.shown) + " OK"}) << &text - sc_texts;
+    }
+}
+
 TEST(MessageBox, WithoutAWindowServerIsALineOnTheStandardErrorStream)
 {
     s_application = false;

@@ -237,12 +237,26 @@ TEST(Preferences, ADefaultLongerThanTheBufferIsCut)
     EXPECT_EQ(preferences.read("a", "b", std::string(5000, 'x').c_str()), std::string(1023, 'x'));
 }
 
-TEST(Preferences, TheDefaultMayBeTheTextThatWasReadBefore)
+TEST(Preferences, TheBufferIsEmptiedBeforeTheIniFileIsRead)
 {
-    IniPreferences preferences("[Video]\nmode=wide\n");
-    const char* text = preferences.read("Video", "mode", "narrow");
-    EXPECT_STREQ(preferences.read("Video", "last mode", text), "wide");
-    EXPECT_STREQ(preferences.read("Video", "last mode", text + 2), "de");
+    IniPreferences preferences(
+        "[]\nmode=no section\n=neither\n[Video]\nmode=wide\n=no key\n[mode]\nlast=1\n[de]\nmode=tail\n");
+    const char* text = preferences.read("", "section", "Video");
+    EXPECT_STREQ(preferences.read(text, "mode", "default"), "no section");
+    text = preferences.read("", "key", "mode");
+    EXPECT_STREQ(preferences.read("Video", text, "default"), "no key");
+    text = preferences.read("Video", "mode", "narrow");
+    EXPECT_STREQ(preferences.read("Video", "last mode", text), "");
+    text = preferences.read("Video", "mode", "narrow");
+    EXPECT_STREQ(preferences.read(text + 2, "mode", "default"), "tail") << "only its first byte is written";
+}
+
+TEST(Preferences, TheStoreIsAskedBeforeTheBufferIsEmptied)
+{
+    IniPreferences preferences("");
+    preferences.write("Video", "mode", "wide");
+    const char* section = preferences.read("", "section", "Video");
+    EXPECT_STREQ(preferences.read(section, "mode", "default"), "wide");
 }
 
 struct Number {

@@ -32,8 +32,12 @@ static int closeIni(void*)
     return 0;
 }
 
+static const char* s_buffer;     // what the last text read returned
+static std::string s_textAtOpen; // in it when a file is opened
+
 FILE* fopen_mac(const char* path, const char* mode)
 {
+    s_textAtOpen = s_buffer ? s_buffer : "";
     note("open " + std::string(path) + " " + mode);
     static size_t s_position;
     s_position = 0;
@@ -46,8 +50,6 @@ OSErr GetCurrentProcess(ProcessSerialNumber*)
 {
     return procNotFound;
 }
-
-static const void* s_buffer = nullptr; // what the last text read returned
 
 int MemoryMgr::free(int bank, void* block)
 {
@@ -84,6 +86,18 @@ TEST_F(PreferencesWatch, WithoutAStoredValueTheIniFileIsOpenedAndClosed)
     EXPECT_EQ(takeLog(), "string Video/height = #2, copy #2 of this application = null, release #2, "
                          "open game.ini rt, close");
     EXPECT_EQ(takeMessages(), "");
+}
+
+TEST_F(PreferencesWatch, TheBufferIsEmptyWhenTheIniFileIsOpened)
+{
+    s_value = makeText("640");
+    s_buffer = preferences.read("Video", "width", "800");
+    s_value = nullptr;
+    s_ini.bytes = "[Video]\nheight=600\n";
+    EXPECT_STREQ(preferences.read("Video", "height", "480"), "600");
+    EXPECT_EQ(s_textAtOpen, "");
+    EXPECT_STREQ(preferences.read("Video", "depth", "32"), "32");
+    EXPECT_EQ(s_textAtOpen, "");
 }
 
 TEST_F(PreferencesWatch, AKeyThatCanNotBeMadeGoesStraightToTheIniFile)

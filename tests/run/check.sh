@@ -1,0 +1,144 @@
+#!/usr/bin/env bash
+# The README's commands work in every order in one clone: no command removes a file of another, or of the user.
+#
+#   check.sh SOURCE_DIR [RUN]
+#
+# RUN is the script to check, SOURCE_DIR/run by default. The compilers, test programs and displays are stand-ins: they
+# write files where the real ones do, and note their names. Each command is the first one in a clone of its own, and all
+# commands follow it there: so every command has run before and after every other.
+set -euo pipefail
+source=$1
+run=${2:-$source/run}
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+export STAND_INS=$folder/bin NOTED=$folder/noted FOLDERS=$folder/folders
+unset DISPLAY
+
+# ---- The stand-ins.
+mkdir "$STAND_INS"
+standIn() {
+    cat >"$STAND_INS/$1"
+    chmod +x "$STAND_INS/$1"
+}
+standIn cmake <<'END'
+#!/bin/bash
+case $1 in
+--preset) tree=build/$2 ;;
+*) tree=$2 ;;
+esac
+mapfile -t places < <(sed "s,^\.,$tree," "$FOLDERS")
+if [ "$1" != --build ]; then
+    mkdir -p "${places[@]/%//CMakeFiles}"
+    touch "${places[@]/%//CMakeFiles/state}"
+    printf '%s/CMakeFiles/state\n' "${places[@]}" >>"$NOTED"
+    exit
+fi
+[ -e "$tree/CMakeFiles/state" ] || exit 1 # not configured
+touch "${places[@]/%//made}"
+printf '%s/made\n' "${places[@]}" >>"$NOTED"
+for program in demo/core_demo bench/one_bench tests/memorymgr_model_test tests/soak/store_writer tests/fuzz/fuzz_one; do
+    cp "$STAND_INS/program" "$tree/$program"
+    echo "$tree/$program" >>"$NOTED"
+done
+END
+standIn program <<'END'
+#!/bin/bash
+case $0,$* in
+*,*-help*) ;;
+*core_demo,*) until [ -e over ]; do sleep 1; done ;;
+*fuzz_one,*) touch "${4:?}/learnt" ;;
+esac
+END
+standIn ctest <<'END'
+#!/bin/bash
+mkdir -p "$2/Testing/Temporary"
+touch "$2/Testing/Temporary/LastTest.log"
+echo "$2/Testing/Temporary/LastTest.log" >>"$NOTED"
+echo "100% tests passed, 0 tests failed out of 1"
+END
+standIn Xvfb <<'END'
+#!/bin/bash
+rm -f over
+echo 99 >&3
+exec /bin/sleep 60
+END
+standIn import <<'END'
+#!/bin/bash
+touch "${!#}"
+[ "$(basename "${!#}")" != back.png ] || touch over
+END
+standIn sleep <<'END'
+#!/bin/bash
+exec /bin/sleep 0.01
+END
+standIn dpkg-query <<'END'
+#!/bin/bash
+echo "install ok installed"
+END
+for program in openbox xdotool ninja gcovr; do
+    standIn $program <<<'#!/bin/true'
+done
+
+# ---- A clone, as far as the script looks at it.
+(cd "$source" && find . -path './build*' -prune -o -name CMakeLists.txt -printf '%h\n') >"$FOLDERS"
+printf '%s\n' ./demo/Game ./tests/screenshots >>"$FOLDERS"
+newClone() {
+    rm -rf "$folder/clone"
+    mkdir -p "$folder/clone/bench" "$folder/clone/tests/fuzz/corpus/one" "$folder/clone/tests/soak"
+    cd "$folder/clone"
+    : >"$NOTED"
+    cp "$run" run
+    touch tests/fuzz/fuzz_one.cpp
+    printf '#!/bin/sh\ncat >"$1" && touch "$2"\n' >bench/table.py
+    printf '#!/bin/sh\nexec "$1"\n' >tests/soak/soak.py
+    chmod +x bench/table.py tests/soak/soak.py
+}
+
+# ---- The commands, as the README has them.
+mapfile -t commands < <(
+    grep -oE '^(\./run|cmake) [^#]*' "$source/README.md" | sed 's/ *$//'
+    grep -oE '`cmake -B [^`]*`' "$source/README.md" | tr -d '`'
+)
+if [ ${#commands[@]} -lt 8 ]; then
+    echo "found ${#commands[@]} commands in README.md"
+    exit 1
+fi
+
+fail() {
+    echo "FAILED: $*"
+    exit 1
+}
+
+# try COMMAND BEFORE: runs it and looks whether all noted files are still there. BEFORE is for the message.
+try() {
+    local noted places
+    PATH=$STAND_INS:$PATH bash -c "$1" >"$folder/said" 2>&1 </dev/null || {
+        cat "$folder/said"
+        fail "$1, behind $2"
+    }
+    while read -r noted; do
+        [ -e "$noted" ] || fail "$1 has removed $noted, behind $2"
+    done < <(sort -u "$NOTED")
+    # A file of the user's in each folder.
+    mapfile -t places < <(find build -type d)
+    touch "${places[@]/%//mine}"
+    printf '%s/mine\n' "${places[@]}" >>"$NOTED"
+}
+
+# What the script has written lies where no build writes.
+checkPlaces() {
+    local strays
+    strays=$(comm -23 <(find build -type f | sort) <(sort -u "$NOTED") | grep -v '^build/run/' || true)
+    [ -z "$strays" ] || fail "files of ./run's own among those of a build:"$'\n'"$strays"
+}
+
+for first in "${commands[@]}"; do
+    newClone
+    before=nothing
+    for command in "$first" "${commands[@]}"; do
+        try "$command" "$before"
+        before+=", $command"
+    done
+    checkPlaces
+done
+echo "${#commands[@]} commands, each of them first in a clone, and all of them behind it"

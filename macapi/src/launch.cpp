@@ -1,30 +1,61 @@
 // Opening a URL: xdg-open, started as nobody's child.
 #include <Carbon/Carbon.h>
 
+#include "macapi/src/rights.h"
 #include "macapi/src/url.h"
 
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <string.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 using namespace macapi;
 
-// In the process that becomes xdg-open: it neither reads nor writes for the game, and does not inherit how the game
-// takes its signals. Returns only when there is no xdg-open.
-static void becomeOpener(const char* url)
+static bool leaveStreams()
 {
     const int nowhere = open("/dev/null", O_RDWR);
-    for (int stream = 0; stream <= 2; stream++) {
-        dup2(nowhere, stream);
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; stream++) {
+        if (dup2(nowhere, stream) < 0) {
+            return false;
+        }
     }
+    return true;
+}
+
+static void restoreSignals()
+{
     for (int number = 1; number < NSIG; number++) {
         signal(number, SIG_DFL);
     }
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+// Changes the environment in place: a process that was forked from one with threads makes no memory of its own.
+static void fixSearchPath()
+{
+    static char s_path[] = "PATH=/usr/local/bin:/usr/bin:/bin";
+    for (char** variable = environ; variable && *variable; variable++) {
+        if (strncmp(*variable, s_path, strlen("PATH=")) == 0) {
+            *variable = s_path;
+        }
+    }
+}
+
+// In the process that becomes xdg-open: it neither reads nor writes for the game, and does not inherit how the game takes its signals. The rights that a game has and its user has not end here.
+// Returns only when there is no xdg-open, or when it would start with more than it should have.
+static void becomeOpener(const char* url)
+{
+    if (!leaveStreams() || !dropExtraRights()) {
+        return;
+    }
+    if (hasExtraRights()) {
+        fixSearchPath();
+    }
+    restoreSignals();
     execlp("xdg-open", "xdg-open", url, static_cast<char*>(nullptr));
 }
 

@@ -24,6 +24,19 @@ static bool leaveStreams()
     return true;
 }
 
+// Every descriptor above the streams is closed when xdg-open starts, whether its maker asked for that or not.
+static void closeDescriptorsOnExec()
+{
+    const int first = STDERR_FILENO + 1;
+    const int limit = 65536; // on kernels before 5.11, where each descriptor is marked by itself
+    if (close_range(first, ~0u, CLOSE_RANGE_CLOEXEC) == 0) {
+        return;
+    }
+    for (int file = first; file < limit; file++) {
+        fcntl(file, F_SETFD, FD_CLOEXEC);
+    }
+}
+
 static void restoreSignals()
 {
     for (int number = 1; number < NSIG; number++) {
@@ -45,7 +58,8 @@ static void fixSearchPath()
     }
 }
 
-// In the process that becomes xdg-open: it neither reads nor writes for the game, and does not inherit how the game takes its signals. The rights that a game has and its user has not end here.
+// In the process that becomes xdg-open: it neither reads nor writes for the game, inherits none of the game's files,
+// and does not inherit how the game takes its signals. The rights that a game has and its user has not end here.
 // Returns only when there is no xdg-open, or when it would start with more than it should have.
 static void becomeOpener(const char* url)
 {
@@ -56,6 +70,7 @@ static void becomeOpener(const char* url)
         fixSearchPath();
     }
     restoreSignals();
+    closeDescriptorsOnExec();
     execlp("xdg-open", "xdg-open", url, static_cast<char*>(nullptr));
 }
 

@@ -136,10 +136,12 @@ private:
         std::vector<std::thread> threads;
         int number = 0;
         for (int connection = 0; (connection = accept(m_listener, nullptr, nullptr)) >= 0;) {
-            threads.emplace_back([this, connection, number = ++number] {
-                m_manners(connection, number);
-                close(connection);
-            });
+            threads.emplace_back(
+                [this](int line, int place) {
+                    m_manners(line, place);
+                    close(line);
+                },
+                connection, ++number);
         }
         for (std::thread& thread : threads) {
             thread.join();

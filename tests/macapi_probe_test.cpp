@@ -16,6 +16,12 @@
 
 using std::chrono::milliseconds;
 
+// What Xlib had made of a display when its server hung up cannot be given back.
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions()
+{
+    return "leak:libX11";
+}
+
 static const milliseconds sc_patience(5000);
 
 static milliseconds timeOf(const std::function<void()>& part)

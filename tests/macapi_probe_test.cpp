@@ -183,6 +183,23 @@ TEST_F(Probe, AServerIsNamedInManyWays)
     }
 }
 
+TEST_F(Probe, TheConnectionTakesTheNumberOfNoStreamThatIsClosed)
+{
+    startReal();
+    const pid_t game = fork();
+    if (game == 0) {
+        for (int stream = 0; stream <= 2; stream++) {
+            close(stream);
+        }
+        const bool hasDisplay = CGMainDisplayID() != kCGNullDirectDisplay;
+        const bool areClosed = fcntl(0, F_GETFD) < 0 && fcntl(1, F_GETFD) < 0 && fcntl(2, F_GETFD) < 0;
+        _exit(hasDisplay && areClosed ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(game, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+
 // A user's authorization, good for any server.
 static void writeAuthorization(const std::string& path)
 {

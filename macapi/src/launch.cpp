@@ -2,6 +2,7 @@
 #include <Carbon/Carbon.h>
 
 #include "macapi/src/rights.h"
+#include "macapi/src/streams.h"
 #include "macapi/src/url.h"
 
 #include <errno.h>
@@ -81,7 +82,6 @@ static OSStatus startOpener(const char* url, int reader, int writer)
     const pid_t child = fork();
     if (child == 0) {
         setsid(); // what ends the game from a terminal leaves the browser alone
-        writer = fcntl(writer, F_DUPFD_CLOEXEC, STDERR_FILENO + 1); // of a game without streams it is in their place
         const pid_t opener = fork();
         if (opener == 0) {
             becomeOpener(url);
@@ -103,6 +103,12 @@ static OSStatus startOpener(const char* url, int reader, int writer)
     return length == 0 ? static_cast<OSStatus>(noErr) : static_cast<OSStatus>(kLSApplicationNotFoundErr);
 }
 
+static bool makePipe(int (&ends)[2])
+{
+    const StreamsInUse streams;
+    return pipe2(ends, O_CLOEXEC) == 0;
+}
+
 OSStatus LSOpenCFURLRef(CFURLRef reference, CFURLRef* launched)
 {
     if (launched) {
@@ -116,7 +122,7 @@ OSStatus LSOpenCFURLRef(CFURLRef reference, CFURLRef* launched)
         return kLSApplicationNotFoundErr; // to xdg-open that would be an option, or some file in the working folder
     }
     int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) {
+    if (!makePipe(ends)) {
         return kLSUnknownErr;
     }
     const OSStatus status = startOpener(url->string->text.c_str(), ends[0], ends[1]);

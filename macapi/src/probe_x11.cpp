@@ -5,6 +5,8 @@
 // 3. The answers are counted and not looked at: what they say is Xlib's to read.
 #include "macapi/src/probe_x11.h"
 
+#include "macapi/src/streams.h"
+
 #include <X11/X.h>
 #include <X11/Xauth.h>
 #include <X11/Xproto.h>
@@ -331,6 +333,7 @@ static int leaveXlib(Display* display)
 
 Display* openDisplay()
 {
+    const StreamsInUse streams;
     const Probe probe;
     if (!probe.allowsXlib()) {
         return nullptr;

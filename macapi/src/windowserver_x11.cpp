@@ -68,10 +68,10 @@ static bool connected()
         s_lost = false;
         s_display = openDisplay();
         if (s_display) {
-            s_mailbox = XCreateWindow(s_display, DefaultRootWindow(s_display), 0, 0, 1, 1, 0, 0, InputOnly,
-                                      CopyFromParent, 0, nullptr);
             // Xlib would end the process once the handler for a lost connection has returned.
             XSetIOErrorExitHandler(s_display, stayAlive, nullptr);
+            s_mailbox = XCreateWindow(s_display, DefaultRootWindow(s_display), 0, 0, 1, 1, 0, 0, InputOnly,
+                                      CopyFromParent, 0, nullptr);
         }
     }
     if (s_display && !s_lost) {
@@ -81,8 +81,8 @@ static bool connected()
     return s_display && !s_lost;
 }
 
-// A server that has become silent is left for good. Its end of the connection is closed as well, so that it undoes what
-// we did to the cursor should it go on.
+// A server that has become silent is left for good. The connection is shut down, so that a server which goes on later
+// undoes what we did to the cursor.
 static void leaveSilentServer()
 {
     if (!answers(s_display, s_mailbox)) {
@@ -95,10 +95,10 @@ Visit::Visit() : m_lock(s_mutex), m_connected(connected())
 {
     if (m_connected) {
         translateKeyEvents();
-        s_errors = 0;
         s_formerErrors = XSetErrorHandler(onError);
         s_formerLoss = XSetIOErrorHandler(onLoss);
         leaveSilentServer();
+        s_errors = 0;
     }
 }
 

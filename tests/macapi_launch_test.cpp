@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <filesystem>
@@ -75,6 +76,34 @@ TEST_F(Launch, TheOpenerHasNoneOfTheGamesStreams)
     install("for stream in 0 2; do readlink /proc/$$/fd/$stream; done");
     EXPECT_EQ(openURL("http://a/"), noErr);
     EXPECT_EQ(said(), "/dev/null\n/dev/null\n");
+}
+
+static bool s_cannotCloseRanges; // as on kernels before 5.11
+
+extern "C" int close_range(unsigned int first, unsigned int last, int flags) noexcept
+{
+    if (s_cannotCloseRanges) {
+        errno = EINVAL;
+        return -1;
+    }
+    return reinterpret_cast<decltype(&close_range)>(dlsym(RTLD_NEXT, "close_range"))(first, last, flags);
+}
+
+TEST_F(Launch, TheOpenerHasNoneOfTheGamesFiles)
+{
+    install("for file in /proc/$$/fd/*; do readlink $file; done");
+    const int secret = open("secret", O_RDWR | O_CREAT, 0600); // stays open in what the game starts itself
+    ASSERT_EQ(dup2(secret, 77), 77);
+    ASSERT_EQ(dup2(secret, 1000), 1000);
+    for (const bool old : {false, true}) {
+        s_cannotCloseRanges = old;
+        EXPECT_EQ(openURL("http://a/"), noErr);
+        EXPECT_EQ(said().find("secret"), std::string::npos) << old;
+    }
+    EXPECT_EQ(fcntl(secret, F_GETFD), 0); // the game's own are as they were
+    close(secret);
+    close(77);
+    close(1000);
 }
 
 TEST_F(Launch, TheOpenerIgnoresNoSignalThatTheGameIgnores)

@@ -1,6 +1,7 @@
 // The window on a real screen, with a window manager and without one: AppKit's windows, the server's pixels, and what the
 // user does to them. Pictures of the screen stay in the build folder, for people to look at.
 #include "core/platform.h"
+#include "hostile_screen.h"
 #include "x_server.h"
 
 #include <ApplicationServices/ApplicationServices.h>
@@ -818,6 +819,16 @@ TEST_F(ManagedScreen, AnAlertIsAnsweredByReturnWhereThePlatformMakesTheApplicati
     EXPECT_EQ(WEXITSTATUS(status), 1);
 }
 
+TEST_F(PlainScreen, ThatBecomesSilentShowsNoAlertAndKeepsNoGame)
+{
+    startGame();
+    kill(m_process, SIGSTOP);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Platform::MessageBox("caption", "The units are lost."), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "The units are lost.\n");
+    Platform::SetFullscreenWindow(window(), true, 800, 600);
+}
+
 TEST_F(PlainScreen, WithoutAppKitsBackEndThereAreNoWindows)
 {
     [[NSUserDefaults standardUserDefaults] registerDefaults:[NSDictionary dictionaryWithObject:@"libnone"
@@ -830,6 +841,19 @@ TEST_F(PlainScreen, WithoutAppKitsBackEndThereAreNoWindows)
     testing::internal::CaptureStderr();
     EXPECT_EQ(Platform::MessageBox("caption", "The units are lost."), 1);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "The units are lost.\n");
+}
+
+TEST(NoScreen, IsWhatASilentWindowServerComesTo)
+{
+    HostileScreen screen; // never accepts a connection
+    setenv("DISPLAY", screen.onSocket().c_str(), 1);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Platform::InitWindow(0, nullptr, "Brackenlow", nullptr, nullptr, 0, 0, 800, 600, false, false, nullptr),
+              nullptr);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Platform::MessageBox("caption", "The units are lost."), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "The units are lost.\n");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10)); // the server is waited for once
 }
 
 TEST(NoScreen, MeansNoWindowAndNotAWord)

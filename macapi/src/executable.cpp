@@ -2,6 +2,7 @@
 #include "macapi/src/executable.h"
 
 #include "macapi/src/encoding.h"
+#include "macapi/src/rights.h"
 
 #include <limits.h>
 #include <sys/auxv.h>
@@ -16,8 +17,9 @@ std::string executablePath()
     char link[PATH_MAX];
     const ssize_t length = readlink("/proc/self/exe", link, sizeof(link));
     if (length <= 0) {
-        // No /proc, or an emulator whose own file is gone: the name the program was started by will do.
-        const char* name = reinterpret_cast<const char*>(getauxval(AT_EXECFN));
+        // No /proc, or an emulator whose own file is gone: the name the program was started by will do. Its user has
+        // chosen that name, by a link perhaps, so a program with more rights than its user does without.
+        const char* name = hasExtraRights() ? nullptr : reinterpret_cast<const char*>(getauxval(AT_EXECFN));
         return name ? absolutePath(name) : "";
     }
     std::string path(link, length);

@@ -1,4 +1,7 @@
 // The system's folders: two Library folders, and the folders in them.
+//
+// A program with more rights than its user does not believe the environment, which is the user's: all its folders lie in
+// the home that the password file names for the user whose rights it has at that moment.
 #include "macapi/src/folders.h"
 
 #include "macapi/src/disk.h"
@@ -18,7 +21,7 @@ using namespace macapi;
 
 static std::string environment(const char* name)
 {
-    const char* value = getenv(name);
+    const char* value = secure_getenv(name); // null in a program with more rights than its user
     return value ? value : "";
 }
 
@@ -31,7 +34,7 @@ static std::string homeFolder()
     passwd entry;
     passwd* found = nullptr;
     std::vector<char> texts(16384);
-    getpwuid_r(getuid(), &entry, texts.data(), texts.size(), &found);
+    getpwuid_r(geteuid(), &entry, texts.data(), texts.size(), &found);
     return found ? found->pw_dir : "";
 }
 

@@ -8,7 +8,8 @@
 namespace macapi {
 
 // The absolute path of Application Support or Preferences in kLocalDomain or kUserDomain, as the environment names it
-// at this moment, whether it is there or not. Empty when there is none.
+// at this moment, whether it is there or not. In a program with more rights than its user, as the password file names
+// the effective user's home. Empty when there is none.
 std::string systemFolder(short domain, OSType type);
 
 // Makes a folder and those around it. 0 when it is there afterwards, whoever made it; else the error of the outermost

@@ -2,6 +2,7 @@
 #include "macapi/src/windowserver_x11.h"
 
 #include "macapi/src/keys.h"
+#include "macapi/src/probe_x11.h"
 #include "macapi/src/windowserver.h"
 
 #include <X11/extensions/Xrandr.h>
@@ -9,6 +10,7 @@
 #include <atomic>
 #include <poll.h>
 #include <string.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace macapi {
@@ -16,6 +18,7 @@ namespace macapi {
 static std::mutex s_mutex;        // held by the visit that is going on
 static pid_t s_asked;             // the process that has looked for the server
 static Display* s_display;        // null without a server
+static Window s_mailbox;          // never shown: letters to ourselves show whether the server answers
 static std::atomic<bool> s_lost;  // the server has gone
 static std::atomic<int> s_errors; // of this visit
 
@@ -63,10 +66,12 @@ static bool connected()
         leaveParentsLine();
         s_asked = getpid();
         s_lost = false;
-        s_display = XOpenDisplay(nullptr);
+        s_display = openDisplay();
         if (s_display) {
             // Xlib would end the process once the handler for a lost connection has returned.
             XSetIOErrorExitHandler(s_display, stayAlive, nullptr);
+            s_mailbox = XCreateWindow(s_display, DefaultRootWindow(s_display), 0, 0, 1, 1, 0, 0, InputOnly,
+                                      CopyFromParent, 0, nullptr);
         }
     }
     if (s_display && !s_lost) {
@@ -76,13 +81,24 @@ static bool connected()
     return s_display && !s_lost;
 }
 
+// A server that has become silent is left for good. The connection is shut down, so that a server which goes on later
+// undoes what we did to the cursor.
+static void leaveSilentServer()
+{
+    if (!answers(s_display, s_mailbox)) {
+        shutdown(ConnectionNumber(s_display), SHUT_RDWR);
+        s_lost = true;
+    }
+}
+
 Visit::Visit() : m_lock(s_mutex), m_connected(connected())
 {
     if (m_connected) {
         translateKeyEvents();
-        s_errors = 0;
         s_formerErrors = XSetErrorHandler(onError);
         s_formerLoss = XSetIOErrorHandler(onLoss);
+        leaveSilentServer();
+        s_errors = 0;
     }
 }
 

@@ -5,8 +5,9 @@
 // 2. Sizes come from the code, rounded to 32, or from the bank-size file as they stand there: nobody rounds them
 //    again, so the second bank of a location may start at any address.
 // 3. A bank that can't have memory keeps its size, has a null base and no free node, and all its requests go to the
-//    fallback path. That is so for a heap bank that can't hold a header, for sizes of 2 GiB and more, for the heap
-//    bank with which a location would grow past 32 bits, and when a location has nothing to give.
+//    fallback path. That is so for a heap bank that can't hold a header, for one of 2 GiB and more, for the heap bank
+//    with which a location would grow past 32 bits, and when a location has nothing to give. A linear bank has no
+//    headers: it may have any size up to 4 GiB - 1.
 #include "core/memorymgr.h"
 #include "core/memorymgr_index.h"
 #include "core/memorymgr_nodes.h"
@@ -175,8 +176,7 @@ void MemoryMgr::_createMemoryBanks()
             bank.usedList = bank.extList = nullptr;
             FreeIndex::make(this, index, bank);
         } else if (bank.type == MEMBANK_LINEAR) {
-            const bool possible = bank.size <= sc_largestNode;
-            bank.base = static_cast<char*>(possible ? takeFrom(location, bank.size) : nullptr);
+            bank.base = static_cast<char*>(takeFrom(location, bank.size));
             bank.freeList = bank.usedList = bank.extList = nullptr;
         }
         bank.cursor = bank.base;

@@ -170,7 +170,7 @@ private:
     int _heapExtFree(MemoryBank_s* bank, MemoryHeapNode_s* node, unsigned long* sizeOut);
     void* _linearAlloc(MemoryBank_s* bank, unsigned long size);
     void _linearReset(MemoryBank_s* bank);
-    void _linearGrow(MemoryBank_s* bank);
+    void _linearGrow(MemoryBank_s* bank, unsigned int size);
     [[noreturn]] void _endOutOfMemory();
 };
 

@@ -70,40 +70,40 @@ void MemoryMgr::operator delete(void* manager)
 int MemoryMgr::defineLocAllocCb(e_MemoryLocation location, void* (*callback)(unsigned long))
 {
     if (locked || !isLocation(location)) {
-        return locked ? -3 : -1;
+        return locked ? MEMERR_LOCKED : MEMERR_UNDEFINED;
     }
     locations[location].allocCb = callback;
-    return 0;
+    return MEMERR_NONE;
 }
 
 int MemoryMgr::defineLocReallocCb(e_MemoryLocation location, void* (*callback)(void*, unsigned long))
 {
     if (locked || !isLocation(location)) {
-        return locked ? -3 : -1;
+        return locked ? MEMERR_LOCKED : MEMERR_UNDEFINED;
     }
     locations[location].reallocCb = callback;
-    return 0;
+    return MEMERR_NONE;
 }
 
 int MemoryMgr::defineLocFreeCb(e_MemoryLocation location, void (*callback)(void*))
 {
     if (locked || !isLocation(location)) {
-        return locked ? -3 : -1;
+        return locked ? MEMERR_LOCKED : MEMERR_UNDEFINED;
     }
     locations[location].freeCb = callback;
-    return 0;
+    return MEMERR_NONE;
 }
 
 int MemoryMgr::defineBank(e_MemoryLocation location, e_MemoryBankType type, const char* name, unsigned int size)
 {
     if (locked) {
-        return -3;
+        return MEMERR_LOCKED;
     }
     if (bankCount == 32) {
-        return -2;
+        return MEMERR_BANKS;
     }
     if (!isLocation(location)) {
-        return -1;
+        return MEMERR_UNDEFINED;
     }
     if (size == 0 || size % sc_granularity != 0) {
         size = (size & ~(sc_granularity - 1)) + sc_granularity;
@@ -121,7 +121,7 @@ int MemoryMgr::defineBank(e_MemoryLocation location, e_MemoryBankType type, cons
 int MemoryMgr::initialize()
 {
     if (bankCount == 0) {
-        return -1;
+        return MEMERR_UNDEFINED;
     }
     _freeAllMemory();
     _readBankSizes();
@@ -132,7 +132,7 @@ int MemoryMgr::initialize()
         location.carveCursor = static_cast<char*>(location.block);
     }
     _createMemoryBanks();
-    return 0;
+    return MEMERR_NONE;
 }
 
 unsigned int MemoryMgr::getMemoryBankSize(int index) const

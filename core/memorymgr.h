@@ -36,6 +36,20 @@ enum e_MemoryLocation : int {
     MEMLOC_CUSTOM = 1   // the game's own source; its callbacks have to be defined first
 };
 
+// What calls return that can be refused.
+enum e_MemoryError : int {
+    MEMERR_NONE = 0,        // success; a sound bank
+    MEMERR_UNDEFINED = -1,  // no such location; initialize: no bank is defined
+    MEMERR_BANKS = -2,      // all 32 banks are taken
+    MEMERR_LOCKED = -3,     // the manager is locked against definitions
+    MEMERR_BLOCK = -4,      // free: not a live block; checkMemory: a block in use lacks its mark, 0xfeedface
+    MEMERR_FREE_NODE = -5,  // a free node lacks its mark, 0xdeadf00d
+    MEMERR_SIZE = -6,       // the nodes don't add up to the bank, or blocks are in use in one that should be empty
+    MEMERR_USED_COUNT = -7, // usedNodeCount differs from the nodes in use
+    MEMERR_FREE_COUNT = -8, // freeNodeCount differs from the free nodes
+    MEMERR_OVERFLOW = -9    // the bank is sound, but has used a fallback block at least once
+};
+
 // Any other value makes a bank that owns nothing: each of its requests goes to its location as it stands.
 enum e_MemoryBankType : int {
     MEMBANK_HEAP = 0,  // best fit, 24 bytes in front of each block
@@ -93,17 +107,17 @@ public:
     MemoryMgr(const MemoryMgr&) = delete;
     MemoryMgr& operator=(const MemoryMgr&) = delete;
 
-    // All four: -3 when the manager is locked, -1 when there is no such location.
+    // All four: MEMERR_LOCKED when the manager is locked, MEMERR_UNDEFINED when there is no such location.
     int defineLocAllocCb(e_MemoryLocation location, void* (*callback)(unsigned long));
     int defineLocReallocCb(e_MemoryLocation location, void* (*callback)(void*, unsigned long));
     int defineLocFreeCb(e_MemoryLocation location, void (*callback)(void*));
 
-    // The new bank's index, counted from 0; -2 when all 32 are taken. A size that is no multiple of 32 is rounded up
+    // The new bank's index, counted from 0; MEMERR_BANKS when all 32 are taken. A size that is no multiple of 32 is rounded up
     // to the next, and 0 becomes 32. A name of 31 characters or more is cut to 31, and cannot be found in the
     // bank-size file again.
     int defineBank(e_MemoryLocation location, e_MemoryBankType type, const char* name, unsigned int size);
 
-    // Reads the bank-size file and takes the memory of all banks; -1 when none is defined. Called again, it gives
+    // Reads the bank-size file and takes the memory of all banks; MEMERR_UNDEFINED when none is defined. Called again, it gives
     // back all memory first and keeps the statistics.
     int initialize();
 
@@ -123,11 +137,9 @@ public:
     // The bytes a block of a heap bank can hold, at least those asked for. 0 in any other bank, and in bank -1.
     unsigned int getSize(int bank, void* block);
 
-    // 0 when the bank's headers, lists and counters agree with each other, and what is wrong with it otherwise: -4 a
-    // block in use lacks its mark, -5 a free one does, -6 the sizes don't add up to the bank's, or something is in
-    // use when expectEmpty says nothing is, -7 and -8 the counts of used and of free nodes are off, -9 the bank has
-    // overflowed at least once. largestFree becomes the largest block left, header included; it may be null. Takes
-    // no lock.
+    // MEMERR_NONE when the bank's headers, lists and counters agree with each other, and always for a bank that is no heap;
+    // else the first of MEMERR_BLOCK to MEMERR_OVERFLOW that holds. largestFree becomes the largest block left, header
+    // included; it may be null. Takes no lock.
     int checkMemory(int bank, unsigned int* largestFree, bool expectEmpty);
 
     // Reads a byte of each page, 4096 bytes, of location 0's block, so that the pages are there when the game needs

@@ -108,7 +108,7 @@ int MemoryMgr::free(int index, void* block)
 {
     MemoryBank_s* bank = _bank(index);
     if (!bank) {
-        return -4;
+        return MEMERR_BLOCK;
     }
     BankLock lock(index);
     if (bank->type == MEMBANK_HEAP && block) {
@@ -205,12 +205,12 @@ void MemoryMgr::_heapAddFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
     }
 }
 
-// 0, or -4 when block is not a live block; the size that went back is stored in sizeOut.
+// MEMERR_NONE, or MEMERR_BLOCK when block is not a live block; the size that went back is stored in sizeOut.
 INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut)
 {
     MemoryHeapNode_s* node = nodeOf(block);
     if (node->magic != sc_magicUsed) {
-        return -4;
+        return MEMERR_BLOCK;
     }
     if (node->size & sc_extBit) {
         return _heapExtFree(bank, node, sizeOut);

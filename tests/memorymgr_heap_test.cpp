@@ -445,13 +445,13 @@ TEST(HeapFree, OfNullDoesNothingAndCountsNothing)
     EXPECT_EQ(heap.systemBank.freeCount, 0u);
 }
 
-TEST(HeapFree, OfABlockTwiceAnswersMinus4AndLeavesTheBankAsItWas)
+TEST(HeapFree, OfABlockTwiceAnswersMemerrBlockAndLeavesTheBankAsItWas)
 {
     Heap heap(1024);
     void* block = heap.alloc(100);
     heap.alloc(100);
     EXPECT_EQ(heap.free(block), 0);
-    EXPECT_EQ(heap.free(block), -4);
+    EXPECT_EQ(heap.free(block), MEMERR_BLOCK);
     EXPECT_EQ(heap.bank().freeCount, 1u);
     EXPECT_EQ(heap.bank().usedNodeCount, 1u);
     EXPECT_EQ(heap.bank().freeNodeCount, 2u);
@@ -469,28 +469,28 @@ TEST(HeapFree, KnowsAFreedBlockThatHasBecomePartOfAnother)
     heap.free(a);
     heap.free(b);
     heap.free(c); // one node again, but each old header is left as it was
-    EXPECT_EQ(heap.free(a), -4);
-    EXPECT_EQ(heap.free(b), -4);
-    EXPECT_EQ(heap.free(c), -4);
+    EXPECT_EQ(heap.free(a), MEMERR_BLOCK);
+    EXPECT_EQ(heap.free(b), MEMERR_BLOCK);
+    EXPECT_EQ(heap.free(c), MEMERR_BLOCK);
     EXPECT_EQ(headerWord(b, 0), 0xdeadf00du);
     EXPECT_EQ(freeNodes(heap), "0+1024");
 }
 
-TEST(HeapFree, OfWhatNeverWasABlockAnswersMinus4)
+TEST(HeapFree, OfWhatNeverWasABlockAnswersMemerrBlock)
 {
     Heap heap(1024);
     struct {
         unsigned char before[24]; // as far as free looks back
         char object;
     } ours = {};
-    EXPECT_EQ(heap.free(&ours.object), -4);
+    EXPECT_EQ(heap.free(&ours.object), MEMERR_BLOCK);
     memset(ours.before, 0xff, sizeof(ours.before));
-    EXPECT_EQ(heap.free(&ours.object), -4);
+    EXPECT_EQ(heap.free(&ours.object), MEMERR_BLOCK);
 
     char* block = static_cast<char*>(heap.alloc(100));
     memset(block, 0, 100);
-    EXPECT_EQ(heap.free(block + 24), -4);
-    EXPECT_EQ(heap.free(block + 25), -4); // wherever it is
+    EXPECT_EQ(heap.free(block + 24), MEMERR_BLOCK);
+    EXPECT_EQ(heap.free(block + 25), MEMERR_BLOCK); // wherever it is
     EXPECT_EQ(heap.check(0), 0);
     EXPECT_EQ(heap.bank().freeCount, 0u);
     EXPECT_EQ(heap.free(block), 0);
@@ -624,7 +624,7 @@ TEST(Fallback, ServesTheSystemBankAlways)
         unsigned char before[24];
         char object;
     } ours = {};
-    EXPECT_EQ(heap.MemoryMgr::free(-1, &ours.object), -4);
+    EXPECT_EQ(heap.MemoryMgr::free(-1, &ours.object), MEMERR_BLOCK);
     EXPECT_EQ(heap.MemoryMgr::getSize(-1, block), 0u); // it has no sizes to tell
 }
 
@@ -955,7 +955,7 @@ TEST(Callbacks, MayComeBackToTheManager)
     EXPECT_EQ(memory.free(1, first), 0);
     EXPECT_EQ(memory.free(1, second), 0);
     EXPECT_EQ(memory.check(0, true), 0);
-    EXPECT_EQ(memory.check(1, true), -9);
+    EXPECT_EQ(memory.check(1, true), MEMERR_OVERFLOW);
     EXPECT_EQ(memory.banks[1].bytesInUse, 0u);
     EXPECT_EQ(memory.banks[1].extList, nullptr);
 }

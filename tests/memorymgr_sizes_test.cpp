@@ -359,8 +359,8 @@ TEST(OddSizes, FailTheCheckOfAHeapWithoutMemory)
     memory.defineHeap("none", 32);
     writeFile(memory.bankSizePath, "small=23\nnone=0\n");
     memory.initialize();
-    EXPECT_EQ(memory.check(0), -6); // there are no nodes to add up to 23
-    EXPECT_NE(memory.check(1), -6);
+    EXPECT_EQ(memory.check(0), MEMERR_SIZE); // there are no nodes to add up to 23
+    EXPECT_NE(memory.check(1), MEMERR_SIZE);
 }
 
 TEST(OddSizes, OfALinearBankGrowFromNothing)

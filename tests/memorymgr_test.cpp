@@ -213,24 +213,24 @@ TEST(DefineBank, AcceptsAnyType)
     EXPECT_EQ(memory.banks[bank].size, 128u);
 }
 
-TEST(DefineBank, RefusesThe33rdWithMinus2)
+TEST(DefineBank, RefusesThe33rdWithMemerrBanks)
 {
     GameMemory memory;
     for (int bank = 0; bank < 32; ++bank) {
         EXPECT_EQ(memory.defineHeap("bank", 32), bank);
     }
-    EXPECT_EQ(memory.defineHeap("one too many", 32), -2);
+    EXPECT_EQ(memory.defineHeap("one too many", 32), MEMERR_BANKS);
     EXPECT_EQ(memory.bankCount, 32);
     EXPECT_STREQ(memory.banks[31].name, "bank");
     EXPECT_EQ(memory.initialize(), 0);
     EXPECT_EQ(memory.check(31), 0);
 }
 
-TEST(DefineBank, RefusesALocationThatThereIsNotWithMinus1)
+TEST(DefineBank, RefusesALocationThatThereIsNotWithMemerrUndefined)
 {
     GameMemory memory;
-    EXPECT_EQ(memory.defineBank(MEMLOC_TOO_LOW, MEMBANK_HEAP, "bank", 64), -1);
-    EXPECT_EQ(memory.defineBank(MEMLOC_TOO_HIGH, MEMBANK_HEAP, "bank", 64), -1);
+    EXPECT_EQ(memory.defineBank(MEMLOC_TOO_LOW, MEMBANK_HEAP, "bank", 64), MEMERR_UNDEFINED);
+    EXPECT_EQ(memory.defineBank(MEMLOC_TOO_HIGH, MEMBANK_HEAP, "bank", 64), MEMERR_UNDEFINED);
     EXPECT_EQ(memory.bankCount, 0);
 }
 
@@ -255,26 +255,26 @@ TEST(DefineLocation, TheDefaultOneCanBeReplaced)
     EXPECT_EQ(Source::takeLog(), "alloc 32 = #1, free #1");
 }
 
-TEST(DefineLocation, RefusesALocationThatThereIsNotWithMinus1)
+TEST(DefineLocation, RefusesALocationThatThereIsNotWithMemerrUndefined)
 {
     GameMemory memory;
     for (const e_MemoryLocation location : {MEMLOC_TOO_LOW, MEMLOC_TOO_HIGH}) {
-        EXPECT_EQ(memory.defineLocAllocCb(location, Source::alloc), -1);
-        EXPECT_EQ(memory.defineLocReallocCb(location, Source::realloc), -1);
-        EXPECT_EQ(memory.defineLocFreeCb(location, Source::free), -1);
+        EXPECT_EQ(memory.defineLocAllocCb(location, Source::alloc), MEMERR_UNDEFINED);
+        EXPECT_EQ(memory.defineLocReallocCb(location, Source::realloc), MEMERR_UNDEFINED);
+        EXPECT_EQ(memory.defineLocFreeCb(location, Source::free), MEMERR_UNDEFINED);
     }
 }
 
-TEST(Locking, RefusesEveryDefinitionWithMinus3)
+TEST(Locking, RefusesEveryDefinitionWithMemerrLocked)
 {
     GameMemory memory;
     memory.defineHeap("before", 64);
     memory.locked = 1;
 
-    EXPECT_EQ(memory.defineHeap("after", 64), -3);
-    EXPECT_EQ(memory.defineLocAllocCb(MEMLOC_CUSTOM, Source::alloc), -3);
-    EXPECT_EQ(memory.defineLocReallocCb(MEMLOC_CUSTOM, Source::realloc), -3);
-    EXPECT_EQ(memory.defineLocFreeCb(MEMLOC_CUSTOM, Source::free), -3);
+    EXPECT_EQ(memory.defineHeap("after", 64), MEMERR_LOCKED);
+    EXPECT_EQ(memory.defineLocAllocCb(MEMLOC_CUSTOM, Source::alloc), MEMERR_LOCKED);
+    EXPECT_EQ(memory.defineLocReallocCb(MEMLOC_CUSTOM, Source::realloc), MEMERR_LOCKED);
+    EXPECT_EQ(memory.defineLocFreeCb(MEMLOC_CUSTOM, Source::free), MEMERR_LOCKED);
     EXPECT_EQ(memory.bankCount, 1);
     EXPECT_EQ(memory.locations[MEMLOC_CUSTOM].allocCb, nullptr);
     EXPECT_EQ(memory.locations[MEMLOC_CUSTOM].reallocCb, nullptr);
@@ -301,14 +301,14 @@ TEST(Locking, StopsNothingButDefinitions)
     EXPECT_EQ(memory.check(0), 0);
 }
 
-TEST(Initialize, WithoutBanksAnswersMinus1AndChangesNothing)
+TEST(Initialize, WithoutBanksAnswersMemerrUndefinedAndChangesNothing)
 {
     GameMemory memory;
     Source::serve(memory, MEMLOC_DEFAULT);
     void* block = memory.alloc(-1, 8, "test", 1);
     Source::takeLog();
 
-    EXPECT_EQ(memory.initialize(), -1);
+    EXPECT_EQ(memory.initialize(), MEMERR_UNDEFINED);
     EXPECT_EQ(Source::takeLog(), "");
     EXPECT_EQ(memory.systemBank.bytesInUse, 64u);
     EXPECT_NE(memory.systemBank.extList, nullptr);
@@ -493,7 +493,7 @@ TEST(InitializeAgain, KeepsTheStatistics)
     EXPECT_EQ(sizeOf(heap.freeList), 256u);
     EXPECT_EQ(heap.usedList, nullptr);
     EXPECT_EQ(heap.extList, nullptr);
-    EXPECT_EQ(memory.check(0), -7); // one in use by the count, none on the list
+    EXPECT_EQ(memory.check(0), MEMERR_USED_COUNT); // one in use by the count, none on the list
     EXPECT_EQ(memory.banks[1].bytesInUse, 128u);
     EXPECT_EQ(memory.banks[1].cursor, memory.banks[1].base);
 
@@ -749,8 +749,8 @@ TEST(ImpossibleBanks, AreRefusedByEveryCall)
     Source::takeLog();
     for (const int bank : {-2, 32, 33, INT_MIN, INT_MAX}) {
         EXPECT_EQ(memory.alloc(bank, 8, "test", 1), nullptr) << bank;
-        EXPECT_EQ(memory.free(bank, block), -4) << bank;
-        EXPECT_EQ(memory.free(bank, nullptr), -4) << bank;
+        EXPECT_EQ(memory.free(bank, block), MEMERR_BLOCK) << bank;
+        EXPECT_EQ(memory.free(bank, nullptr), MEMERR_BLOCK) << bank;
         EXPECT_EQ(memory.getSize(bank, block), 0u) << bank;
         EXPECT_EQ(memory.getMemoryBankSize(bank), 0u) << bank;
         unsigned int largestFree = 99;

@@ -127,10 +127,11 @@ public:
     // Null only for a size of 0, and for a bank that cannot be (below -1, or 32 and above): a game out of memory ends
     // here, after an alert and onOutOfMemory. file is kept as a pointer: pass a literal. -1 is the system bank, which
     // draws each block from location 0. No alignment is promised: banks whose sizes were tuned begin anywhere.
+    // AllocAlignedInBank (allocator.h) gives memory at a multiple of a power of two.
     void* alloc(int bank, unsigned long size, const char* file, unsigned int line);
 
-    // 0, also for null; in a heap bank -4 when block is not a live block, which is also the answer to freeing it
-    // twice, and for a bank that cannot be. A linear bank forgets all its blocks, whatever block is; one that has
+    // MEMERR_NONE, also for null; MEMERR_BLOCK when block is not a live block of a heap bank, which is also the answer to
+    // freeing it twice, and for a bank that cannot be. A linear bank forgets all its blocks, whatever block is; one that has
     // overflowed grows.
     int free(int bank, void* block);
 

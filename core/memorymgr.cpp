@@ -15,13 +15,24 @@
 #include "file/file.h"
 
 #include <limits.h>
+#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
 MemoryMgr* g_MemoryPtr;
 
-static MemoryMgr* s_ended; // the manager that was destroyed last
+// The managers that have been constructed and not destroyed. A game has one; more than this many, and delete doesn't find
+// the banks of the latest.
+static MemoryMgr* s_living[4];
+
+// In front of each manager that was made with plain new.
+struct NewStorage_s {
+    void* block; // of malloc
+    NewStorage_s* next;
+};
+
+static NewStorage_s* s_newStorages;
 
 // On some 32-bit hosts size_t and unsigned long are two types of one size; elsewhere they are one type.
 template <typename Callback, typename Function>
@@ -41,8 +52,21 @@ static bool fitsLocation(unsigned int used, unsigned int size)
     return size <= sc_largestNode && size <= UINT_MAX - used;
 }
 
+// Puts manager in the place of other, which is null when a free place is wanted.
+static void replaceLiving(const MemoryMgr* other, MemoryMgr* manager)
+{
+    for (MemoryMgr*& living : s_living) {
+        if (living == other) {
+            living = manager;
+            return;
+        }
+    }
+}
+
 MemoryMgr::MemoryMgr() : locked(0), bankCount(0), banks(), systemBank(), locations(), bankSizePath()
 {
+    replaceLiving(this, nullptr); // a manager was here that has never been destroyed
+    replaceLiving(nullptr, this);
     g_MemoryPtr = this;
     defineLocAllocCb(MEMLOC_DEFAULT, callback<void* (*)(unsigned long)>(malloc));
     defineLocReallocCb(MEMLOC_DEFAULT, callback<void* (*)(void*, unsigned long)>(realloc));
@@ -56,15 +80,62 @@ MemoryMgr::~MemoryMgr()
 {
     _freeAllMemory();
     _writeBankSizes();
-    s_ended = this;
+    replaceLiving(this, nullptr);
 }
 
+void* MemoryMgr::operator new(size_t size) noexcept
+{
+    return operator new(size, std::align_val_t(16)); // as malloc on 64-bit hosts
+}
+
+void* MemoryMgr::operator new(size_t size, std::align_val_t alignment) noexcept
+{
+    const size_t multiple = static_cast<size_t>(alignment);
+    const size_t more = sizeof(NewStorage_s) + multiple - 1;
+    void* block = malloc(size + more);
+    if (!block) {
+        return nullptr;
+    }
+    const uintptr_t place = (reinterpret_cast<uintptr_t>(block) + more) & ~static_cast<uintptr_t>(multiple - 1);
+    NewStorage_s* storage = reinterpret_cast<NewStorage_s*>(place) - 1;
+    storage->block = block;
+    storage->next = s_newStorages;
+    s_newStorages = storage;
+    return storage + 1;
+}
+
+// The storage's own bytes tell nothing: the byte in front of storage that a game has provided may be nobody's. So its
+// address is looked for.
 void MemoryMgr::operator delete(void* manager)
 {
-    // The banks of the manager that has just ended went with it, and its storage can't have been in them.
-    if (g_MemoryPtr != s_ended) {
-        FreeInBank(0, manager);
+    for (NewStorage_s** link = &s_newStorages; *link; link = &(*link)->next) {
+        NewStorage_s* storage = *link;
+        if (storage + 1 == manager) {
+            *link = storage->next;
+            ::free(storage->block);
+            return;
+        }
     }
+    for (MemoryMgr* living : s_living) {
+        if (living && living->_holdsInBank0(manager)) {
+            living->free(0, manager);
+            return;
+        }
+    }
+}
+
+// Whether bank 0 has handed out this storage: from its region, or as a fallback block.
+bool MemoryMgr::_holdsInBank0(const void* storage) const
+{
+    const uintptr_t base = reinterpret_cast<uintptr_t>(banks[0].base);
+    if (base && reinterpret_cast<uintptr_t>(storage) - base < banks[0].size) {
+        return true;
+    }
+    const MemoryHeapNode_s* node = banks[0].extList;
+    while (node && node + 1 != storage) {
+        node = node->next;
+    }
+    return node != nullptr;
 }
 
 int MemoryMgr::defineLocAllocCb(e_MemoryLocation location, void* (*callback)(unsigned long))

@@ -14,8 +14,8 @@
 //     void* mesh = g_MemoryPtr->alloc(level, bytes, "game/mesh", __LINE__);
 //     g_MemoryPtr->free(level, nullptr);                // the level is over: forget everything in it
 //
-// There is one manager, the game's own class derived from this one; it is a static or an automatic object, or made
-// with `::new` in storage of the game's. Bank 0, the one that is defined first, is the library's own: whatever core
+// There is one manager, the game's own class derived from this one: a static or an automatic object, or made with `new`, or
+// in storage of the game's with `new (storage)`. Bank 0, the one that is defined first, is the library's own: whatever core
 // allocates comes from there, so it has to exist before anything but the platform's identity calls is used. It is a
 // heap: core frees its blocks one by one, and the first that goes back to a linear bank empties it.
 //
@@ -147,9 +147,15 @@ public:
     // them.
     void touchMemory();
 
-    // Storage goes back to bank 0 of the manager in g_MemoryPtr, where that is not the one that has just ended.
+    // Plain new takes the manager's storage from malloc; null without memory. delete gives that storage back to malloc, and
+    // storage that lies in bank 0 of another living manager to that bank; all other storage stays the caller's. There is
+    // one manager, so there are no arrays of them.
+    static void* operator new(size_t size) noexcept;
+    static void* operator new(size_t size, std::align_val_t alignment) noexcept;
+    static void* operator new(size_t, void* storage) noexcept { return storage; }
+    static void* operator new[](size_t) = delete;
     static void operator delete(void* manager);
-    static void* operator new(size_t) = delete;
+    static void operator delete(void*, void*) {} // called when a constructor throws
 
 protected:
     // The last thing that happens before a game that is out of memory ends; reason is 0.
@@ -163,6 +169,7 @@ protected:
     char bankSizePath[1024];
 
 private:
+    bool _holdsInBank0(const void* storage) const;
     MemoryBank_s* _bank(int bank);
     const MemoryBank_s* _bank(int bank) const;
     MemoryBank_s* _bankNamed(const char* name);

@@ -7,6 +7,7 @@
 #include <errno.h>
 #include <filesystem>
 #include <new>
+#include <stdint.h>
 #include <stdlib.h>
 
 namespace {
@@ -650,8 +651,113 @@ TEST(Shutdown, WithoutInitializeGivesNothingBack)
     EXPECT_EQ(readFile(path), "heap=64\nlinear=64\n");
 }
 
-// Only one manager is the game's; a second one comes and goes here because deleting needs somebody to give
-// back to.
+// A manager whose storage begins where the compiler doesn't take it for granted.
+struct alignas(64) AlignedMemory : GameMemory {};
+
+// MemoryMgr is not the first of its bases.
+struct Listener {
+    virtual ~Listener() {}
+    int heard = 0;
+};
+struct ListeningMemory : Listener, GameMemory {};
+
+TEST(PlainNew, MakesAManagerThatDeleteReleases)
+{
+    MemoryMgr* memory = new GameMemory;
+    EXPECT_EQ(g_MemoryPtr, memory);
+    memory->defineBank(MEMLOC_DEFAULT, MEMBANK_HEAP, "heap", 1024);
+    memory->initialize();
+    EXPECT_NE(memory->alloc(0, 100, "test", 1), nullptr);
+    delete memory; // the address sanitizer tells what is left
+}
+
+TEST(PlainNew, MakesSeveralManagersInAnyOrder)
+{
+    std::string order = "012";
+    do {
+        GameMemory* memories[3];
+        for (GameMemory*& memory : memories) {
+            memory = new GameMemory;
+            memory->defineHeap("heap", 1024);
+            memory->initialize();
+        }
+        for (const char digit : order) {
+            delete memories[digit - '0'];
+        }
+    } while (std::next_permutation(order.begin(), order.end()));
+}
+
+TEST(PlainNew, ServesClassesOfAnyAlignmentAndWithSeveralBases)
+{
+    AlignedMemory* aligned = new AlignedMemory;
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(aligned) % 64, 0u);
+    delete aligned;
+    MemoryMgr* listening = new ListeningMemory;
+    delete listening;
+}
+
+TEST(PlainNew, OfNoManagerIsForgottenByDelete)
+{
+    delete static_cast<MemoryMgr*>(nullptr);
+}
+
+TEST(PlacedNew, ConstructsAManagerInTheGamesStorage)
+{
+    alignas(GameMemory) static unsigned char s_storage[sizeof(GameMemory)]; // nothing of ours lies in front of it
+    GameMemory* memory = new (s_storage) GameMemory;
+    EXPECT_EQ(static_cast<void*>(memory), s_storage);
+    memory->defineHeap("heap", 1024);
+    memory->initialize();
+    deleteManager(memory); // the storage stays the game's
+    memory = new (s_storage) GameMemory;
+    GameMemory other;
+    other.defineHeap("heap", 1024);
+    other.initialize();
+    deleteManager(memory);
+    EXPECT_EQ(other.banks[0].freeCount, 0u);
+}
+
+TEST(PlacedNew, InABlockOfBank0ComesBackThere)
+{
+    static const struct {
+        e_MemoryBankType type;
+        unsigned int size;
+    } sc_cases[] = {
+        {MEMBANK_HEAP, 2 * sizeof(GameMemory)},
+        {MEMBANK_HEAP, 32}, // a fallback block
+        {MEMBANK_LINEAR, 2 * sizeof(GameMemory)},
+    };
+    for (const auto& c : sc_cases) {
+        GameMemory memory;
+        remove(memory.bankSizePath);
+        memory.defineBank(MEMLOC_DEFAULT, c.type, "bank", c.size);
+        memory.initialize();
+        void* storage = memory.alloc(0, sizeof(GameMemory) + 16, "test", 1);
+        // A block's address is a multiple of 8, and a manager needs no more.
+        GameMemory* second = new (storage) GameMemory;
+        EXPECT_EQ(g_MemoryPtr, second);
+        deleteManager(second); // whichever manager is in the global pointer
+        EXPECT_EQ(memory.banks[0].freeCount, 1u);
+        EXPECT_EQ(memory.banks[0].bytesInUse, 0u);
+        EXPECT_EQ(memory.banks[0].extList, nullptr);
+    }
+}
+
+TEST(PlacedNew, InAnyOtherBankStaysTheGames)
+{
+    GameMemory memory;
+    memory.defineHeap("core", 1024);
+    const int bank = memory.defineHeap("game", 2 * sizeof(GameMemory));
+    memory.initialize();
+    void* storage = memory.alloc(bank, sizeof(GameMemory), "test", 1);
+    deleteManager(new (storage) GameMemory);
+    EXPECT_EQ(memory.check(0, true), MEMERR_NONE);
+    EXPECT_EQ(memory.free(bank, storage), MEMERR_NONE);
+    EXPECT_EQ(memory.check(bank, true), MEMERR_NONE);
+}
+
+// Only one manager is the game's; a second one comes and goes here because deleting needs a bank to give
+// the storage back to.
 TEST(Deletion, GivesTheStorageBackToBank0OfTheManagerInTheGlobalPointer)
 {
     GameMemory memory;

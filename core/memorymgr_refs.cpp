@@ -8,7 +8,8 @@
 // 3. Everything here is set up by the compiler and never torn down: static objects of a game may come first and go
 //    last. The first entries of each table have their room in the library, so that a bank works without any other memory.
 // 4. More memory is calloc's. A game's own calloc may be served from a bank that needs a new entry of the very table that
-//    is growing. So a table grows while it still has entries left, and a thread that is in calloc takes one of those.
+//    is growing. So a table grows while it still has entries left, and a thread that is in calloc takes one of those. The
+//    memory has to stay as long as the process: the tables serve each manager that is made.
 #include "core/memorymgr.h"
 
 static_assert(sizeof(MemoryHeapNode_s) == 24, "a block starts 24 bytes behind its header, on every host");

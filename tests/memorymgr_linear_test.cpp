@@ -99,6 +99,7 @@ TEST(LargeLinear, HandsOutItsRegionToTheLastByte)
     EXPECT_EQ(largestFree, 0u);
     memory.alloc(0, 1, "test", 1);
     EXPECT_EQ(memory.banks[0].extNodeCount, 1u);
+    memory.free(0, nullptr); // gives that fallback block back
 }
 
 // Only a fallback block has a header, whose size word ends below 2 GiB.

@@ -51,8 +51,8 @@ public:
     }
     static void* operator new(size_t, void* storage) noexcept { return storage; }
 
-    // For a class that needs more alignment than a bank can promise; with USED a call is refused. When such a function is
-    // deleted, g++ calls the one without alignment instead.
+    // The compiler calls these two for a class that needs more alignment than a bank can promise. They refuse to be compiled.
+    // Deleted functions would not do: g++ then calls operator new without the alignment.
     template <int USED = BANK>
     static void* operator new(size_t, std::align_val_t) noexcept
     {
@@ -104,9 +104,11 @@ public:
     static void operator delete(void*, void*) {}
 
 private:
-    // Where the compiler passes no alignment, the class needs at most this, with whatever option it was compiled.
+    // Where the compiler passes no alignment, the class needs this or less. It is the same with every compiler option, so
+    // that all sources of a program agree.
     static constexpr std::align_val_t sc_usual{16};
-    static_assert(__STDCPP_DEFAULT_NEW_ALIGNMENT__ <= 16, "a class of this alignment comes without a word about it");
+    static_assert(__STDCPP_DEFAULT_NEW_ALIGNMENT__ <= 16,
+                  "the compiler passes no alignment for classes that need more");
 
     static void* _alloc(size_t size, std::align_val_t alignment, const char* file, unsigned int line) noexcept
     {

@@ -22,8 +22,8 @@
 
 MemoryMgr* g_MemoryPtr;
 
-// The managers that have been constructed and not destroyed. A game has one; more than this many, and delete doesn't find
-// the banks of the latest.
+// The managers that have been constructed and not destroyed. A game has one. Where there are more than four, operator delete
+// does not look into the banks of the latest.
 static MemoryMgr* s_living[4];
 
 // In front of each manager that was made with plain new.
@@ -104,8 +104,8 @@ void* MemoryMgr::operator new(size_t size, std::align_val_t alignment) noexcept
     return storage + 1;
 }
 
-// The storage's own bytes tell nothing: the byte in front of storage that a game has provided may be nobody's. So its
-// address is looked for.
+// The address alone decides. The bytes in front of the storage are not read: where the game has provided the storage, there
+// may be no memory in front of it.
 void MemoryMgr::operator delete(void* manager)
 {
     for (NewStorage_s** link = &s_newStorages; *link; link = &(*link)->next) {

@@ -36,7 +36,7 @@ enum e_MemoryLocation : int {
     MEMLOC_CUSTOM = 1   // the game's own source; its callbacks have to be defined first
 };
 
-// What calls return that can be refused.
+// The results of calls that can fail. defineBank returns an index where it succeeds.
 enum e_MemoryError : int {
     MEMERR_NONE = 0,        // success; a sound bank
     MEMERR_UNDEFINED = -1,  // no such location; initialize: no bank is defined

@@ -40,8 +40,8 @@ void giveUpOutsideLinks(MemoryHeapNode_s*)
 
 static const unsigned int sc_noEntry = 0xffffffff;
 
-// Whether this thread is in calloc on behalf of a table. volatile, because compilers take it that calloc looks at no variable
-// of ours. In this model of thread-local storage the first look takes no memory.
+// Whether this thread is in calloc on behalf of a table. It is volatile because compilers assume that calloc reads no variable
+// of this file. With this model of thread-local storage the first access takes no memory.
 static volatile thread_local bool s_isInCalloc __attribute__((tls_model("initial-exec")));
 
 // Entries in chunks that double in size: chunk k has 1024 * 2^k of them. 20 chunks are nearly 2^30 entries; fallback blocks

@@ -5,8 +5,9 @@
 // 2. Sizes come from the code, rounded to 32, or from the bank-size file as they stand there: nobody rounds them
 //    again, so the second bank of a location may start at any address.
 // 3. A bank that can't have memory keeps its size, has a null base and no free node, and all its requests go to the
-//    fallback path. That is so for a heap bank that can't hold a header, for sizes of 2 GiB and more, for the heap
-//    bank with which a location would grow past 32 bits, and when a location has nothing to give.
+//    fallback path. That is so for a heap bank that can't hold a header, for one of 2 GiB and more, for the heap bank
+//    with which a location would grow past 32 bits, and when a location has nothing to give. A linear bank has no
+//    headers: it may have any size up to 4 GiB - 1.
 #include "core/memorymgr.h"
 #include "core/memorymgr_index.h"
 #include "core/memorymgr_nodes.h"
@@ -14,13 +15,24 @@
 #include "file/file.h"
 
 #include <limits.h>
+#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
 MemoryMgr* g_MemoryPtr;
 
-static MemoryMgr* s_ended; // the manager that was destroyed last
+// The managers that have been constructed and not destroyed. A game has one. Where there are more than four, operator delete
+// does not look into the banks of the latest.
+static MemoryMgr* s_living[4];
+
+// In front of each manager that was made with plain new.
+struct NewStorage_s {
+    void* block; // of malloc
+    NewStorage_s* next;
+};
+
+static NewStorage_s* s_newStorages;
 
 // On some 32-bit hosts size_t and unsigned long are two types of one size; elsewhere they are one type.
 template <typename Callback, typename Function>
@@ -40,8 +52,21 @@ static bool fitsLocation(unsigned int used, unsigned int size)
     return size <= sc_largestNode && size <= UINT_MAX - used;
 }
 
+// Puts manager in the place of other, which is null when a free place is wanted.
+static void replaceLiving(const MemoryMgr* other, MemoryMgr* manager)
+{
+    for (MemoryMgr*& living : s_living) {
+        if (living == other) {
+            living = manager;
+            return;
+        }
+    }
+}
+
 MemoryMgr::MemoryMgr() : locked(0), bankCount(0), banks(), systemBank(), locations(), bankSizePath()
 {
+    replaceLiving(this, nullptr); // a manager was here that has never been destroyed
+    replaceLiving(nullptr, this);
     g_MemoryPtr = this;
     defineLocAllocCb(MEMLOC_DEFAULT, callback<void* (*)(unsigned long)>(malloc));
     defineLocReallocCb(MEMLOC_DEFAULT, callback<void* (*)(void*, unsigned long)>(realloc));
@@ -55,54 +80,101 @@ MemoryMgr::~MemoryMgr()
 {
     _freeAllMemory();
     _writeBankSizes();
-    s_ended = this;
+    replaceLiving(this, nullptr);
 }
 
+void* MemoryMgr::operator new(size_t size) noexcept
+{
+    return operator new(size, std::align_val_t(16)); // as malloc on 64-bit hosts
+}
+
+void* MemoryMgr::operator new(size_t size, std::align_val_t alignment) noexcept
+{
+    const size_t multiple = static_cast<size_t>(alignment);
+    const size_t more = sizeof(NewStorage_s) + multiple - 1;
+    void* block = malloc(size + more);
+    if (!block) {
+        return nullptr;
+    }
+    const uintptr_t place = (reinterpret_cast<uintptr_t>(block) + more) & ~static_cast<uintptr_t>(multiple - 1);
+    NewStorage_s* storage = reinterpret_cast<NewStorage_s*>(place) - 1;
+    storage->block = block;
+    storage->next = s_newStorages;
+    s_newStorages = storage;
+    return storage + 1;
+}
+
+// The address alone decides. The bytes in front of the storage are not read: where the game has provided the storage, there
+// may be no memory in front of it.
 void MemoryMgr::operator delete(void* manager)
 {
-    // The banks of the manager that has just ended went with it, and its storage can't have been in them.
-    if (g_MemoryPtr != s_ended) {
-        FreeInBank(0, manager);
+    for (NewStorage_s** link = &s_newStorages; *link; link = &(*link)->next) {
+        NewStorage_s* storage = *link;
+        if (storage + 1 == manager) {
+            *link = storage->next;
+            ::free(storage->block);
+            return;
+        }
     }
+    for (MemoryMgr* living : s_living) {
+        if (living && living->_holdsInBank0(manager)) {
+            living->free(0, manager);
+            return;
+        }
+    }
+}
+
+// Whether bank 0 has handed out this storage: from its region, or as a fallback block.
+bool MemoryMgr::_holdsInBank0(const void* storage) const
+{
+    const uintptr_t base = reinterpret_cast<uintptr_t>(banks[0].base);
+    if (base && reinterpret_cast<uintptr_t>(storage) - base < banks[0].size) {
+        return true;
+    }
+    const MemoryHeapNode_s* node = banks[0].extList;
+    while (node && node + 1 != storage) {
+        node = node->next;
+    }
+    return node != nullptr;
 }
 
 int MemoryMgr::defineLocAllocCb(e_MemoryLocation location, void* (*callback)(unsigned long))
 {
     if (locked || !isLocation(location)) {
-        return locked ? -3 : -1;
+        return locked ? MEMERR_LOCKED : MEMERR_UNDEFINED;
     }
     locations[location].allocCb = callback;
-    return 0;
+    return MEMERR_NONE;
 }
 
 int MemoryMgr::defineLocReallocCb(e_MemoryLocation location, void* (*callback)(void*, unsigned long))
 {
     if (locked || !isLocation(location)) {
-        return locked ? -3 : -1;
+        return locked ? MEMERR_LOCKED : MEMERR_UNDEFINED;
     }
     locations[location].reallocCb = callback;
-    return 0;
+    return MEMERR_NONE;
 }
 
 int MemoryMgr::defineLocFreeCb(e_MemoryLocation location, void (*callback)(void*))
 {
     if (locked || !isLocation(location)) {
-        return locked ? -3 : -1;
+        return locked ? MEMERR_LOCKED : MEMERR_UNDEFINED;
     }
     locations[location].freeCb = callback;
-    return 0;
+    return MEMERR_NONE;
 }
 
 int MemoryMgr::defineBank(e_MemoryLocation location, e_MemoryBankType type, const char* name, unsigned int size)
 {
     if (locked) {
-        return -3;
+        return MEMERR_LOCKED;
     }
     if (bankCount == 32) {
-        return -2;
+        return MEMERR_BANKS;
     }
     if (!isLocation(location)) {
-        return -1;
+        return MEMERR_UNDEFINED;
     }
     if (size == 0 || size % sc_granularity != 0) {
         size = (size & ~(sc_granularity - 1)) + sc_granularity;
@@ -120,7 +192,7 @@ int MemoryMgr::defineBank(e_MemoryLocation location, e_MemoryBankType type, cons
 int MemoryMgr::initialize()
 {
     if (bankCount == 0) {
-        return -1;
+        return MEMERR_UNDEFINED;
     }
     _freeAllMemory();
     _readBankSizes();
@@ -131,7 +203,7 @@ int MemoryMgr::initialize()
         location.carveCursor = static_cast<char*>(location.block);
     }
     _createMemoryBanks();
-    return 0;
+    return MEMERR_NONE;
 }
 
 unsigned int MemoryMgr::getMemoryBankSize(int index) const
@@ -175,8 +247,7 @@ void MemoryMgr::_createMemoryBanks()
             bank.usedList = bank.extList = nullptr;
             FreeIndex::make(this, index, bank);
         } else if (bank.type == MEMBANK_LINEAR) {
-            const bool possible = bank.size <= sc_largestNode;
-            bank.base = static_cast<char*>(possible ? takeFrom(location, bank.size) : nullptr);
+            bank.base = static_cast<char*>(takeFrom(location, bank.size));
             bank.freeList = bank.usedList = bank.extList = nullptr;
         }
         bank.cursor = bank.base;

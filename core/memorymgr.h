@@ -17,8 +17,8 @@
 //     void* mesh = g_MemoryPtr->alloc(level, bytes, "game/mesh", __LINE__);
 //     g_MemoryPtr->free(level, nullptr);                // the level is over: forget everything in it
 //
-// There is one manager, the game's own class derived from this one; it is a static or an automatic object, or made
-// with `::new` in storage of the game's. Bank 0, the one that is defined first, is the library's own: whatever core
+// There is one manager, the game's own class derived from this one: a static or an automatic object, or made with `new`, or
+// in storage of the game's with `new (storage)`. Bank 0, the one that is defined first, is the library's own: whatever core
 // allocates comes from there, so it has to exist before anything but the platform's identity calls is used. It is a
 // heap: core frees its blocks one by one, and the first that goes back to a linear bank empties it.
 //
@@ -37,6 +37,20 @@ class FreeIndex; // memorymgr_index.h
 enum e_MemoryLocation : int {
     MEMLOC_DEFAULT = 0, // ordinary process memory: malloc, realloc and free
     MEMLOC_CUSTOM = 1   // the game's own source; its callbacks have to be defined first
+};
+
+// The results of calls that can fail. defineBank returns an index where it succeeds.
+enum e_MemoryError : int {
+    MEMERR_NONE = 0,        // success; a sound bank
+    MEMERR_UNDEFINED = -1,  // no such location; initialize: no bank is defined
+    MEMERR_BANKS = -2,      // all 32 banks are taken
+    MEMERR_LOCKED = -3,     // the manager is locked against definitions
+    MEMERR_BLOCK = -4,      // free: not a live block; checkMemory: a block in use lacks its mark, 0xfeedface
+    MEMERR_FREE_NODE = -5,  // a free node lacks its mark, 0xdeadf00d
+    MEMERR_SIZE = -6,       // the nodes don't add up to the bank, or blocks are in use in one that should be empty
+    MEMERR_USED_COUNT = -7, // usedNodeCount differs from the nodes in use
+    MEMERR_FREE_COUNT = -8, // freeNodeCount differs from the free nodes
+    MEMERR_OVERFLOW = -9    // the bank is sound, but has used a fallback block at least once
 };
 
 // Any other value makes a bank that owns nothing: each of its requests goes to its location as it stands.
@@ -96,17 +110,17 @@ public:
     MemoryMgr(const MemoryMgr&) = delete;
     MemoryMgr& operator=(const MemoryMgr&) = delete;
 
-    // All four: -3 when the manager is locked, -1 when there is no such location.
+    // All four: MEMERR_LOCKED when the manager is locked, MEMERR_UNDEFINED when there is no such location.
     int defineLocAllocCb(e_MemoryLocation location, void* (*callback)(unsigned long));
     int defineLocReallocCb(e_MemoryLocation location, void* (*callback)(void*, unsigned long));
     int defineLocFreeCb(e_MemoryLocation location, void (*callback)(void*));
 
-    // The new bank's index, counted from 0; -2 when all 32 are taken. A size that is no multiple of 32 is rounded up
+    // The new bank's index, counted from 0; MEMERR_BANKS when all 32 are taken. A size that is no multiple of 32 is rounded up
     // to the next, and 0 becomes 32. A name of 31 characters or more is cut to 31, and cannot be found in the
     // bank-size file again.
     int defineBank(e_MemoryLocation location, e_MemoryBankType type, const char* name, unsigned int size);
 
-    // Reads the bank-size file and takes the memory of all banks; -1 when none is defined. Called again, it gives
+    // Reads the bank-size file and takes the memory of all banks; MEMERR_UNDEFINED when none is defined. Called again, it gives
     // back all memory first and keeps the statistics.
     int initialize();
 
@@ -116,30 +130,35 @@ public:
     // Null only for a size of 0, and for a bank that cannot be (below -1, or 32 and above): a game out of memory ends
     // here, after an alert and onOutOfMemory. file is kept as a pointer: pass a literal. -1 is the system bank, which
     // draws each block from location 0. No alignment is promised: banks whose sizes were tuned begin anywhere.
+    // AllocAlignedInBank (allocator.h) gives memory at a multiple of a power of two.
     void* alloc(int bank, unsigned long size, const char* file, unsigned int line);
 
-    // 0, also for null; in a heap bank -4 when block is not a live block, which is also the answer to freeing it
-    // twice, and for a bank that cannot be. A linear bank forgets all its blocks, whatever block is; one that has
+    // MEMERR_NONE, also for null; MEMERR_BLOCK when block is not a live block of a heap bank, which is also the answer to
+    // freeing it twice, and for a bank that cannot be. A linear bank forgets all its blocks, whatever block is; one that has
     // overflowed grows.
     int free(int bank, void* block);
 
     // The bytes a block of a heap bank can hold, at least those asked for. 0 in any other bank, and in bank -1.
     unsigned int getSize(int bank, void* block);
 
-    // 0 when the bank's headers, lists and counters agree with each other, and what is wrong with it otherwise: -4 a
-    // block in use lacks its mark, -5 a free one does, -6 the sizes don't add up to the bank's, or something is in
-    // use when expectEmpty says nothing is, -7 and -8 the counts of used and of free nodes are off, -9 the bank has
-    // overflowed at least once. largestFree becomes the largest block left, header included; it may be null. Takes
-    // no lock.
+    // MEMERR_NONE when the bank's headers, lists and counters agree with each other, and always for a bank that is no heap;
+    // else the first of MEMERR_BLOCK to MEMERR_OVERFLOW that holds. largestFree becomes the largest block left, header
+    // included; it may be null. Takes no lock.
     int checkMemory(int bank, unsigned int* largestFree, bool expectEmpty);
 
     // Reads a byte of each page, 4096 bytes, of location 0's block, so that the pages are there when the game needs
     // them.
     void touchMemory();
 
-    // Storage goes back to bank 0 of the manager in g_MemoryPtr, where that is not the one that has just ended.
+    // Plain new takes the manager's storage from malloc; null without memory. delete gives that storage back to malloc, and
+    // storage that lies in bank 0 of another living manager to that bank; all other storage stays the caller's. There is
+    // one manager, so there are no arrays of them.
+    static void* operator new(size_t size) noexcept;
+    static void* operator new(size_t size, std::align_val_t alignment) noexcept;
+    static void* operator new(size_t, void* storage) noexcept { return storage; }
+    static void* operator new[](size_t) = delete;
     static void operator delete(void* manager);
-    static void* operator new(size_t) = delete;
+    static void operator delete(void*, void*) {} // called when a constructor throws
 
 protected:
     // The last thing that happens before a game that is out of memory ends; reason is 0.
@@ -153,6 +172,7 @@ protected:
     char bankSizePath[1024];
 
 private:
+    bool _holdsInBank0(const void* storage) const;
     MemoryBank_s* _bank(int bank);
     const MemoryBank_s* _bank(int bank) const;
     MemoryBank_s* _bankNamed(const char* name);
@@ -173,7 +193,7 @@ private:
     int _heapExtFree(MemoryBank_s* bank, MemoryHeapNode_s* node, unsigned long* sizeOut);
     void* _linearAlloc(MemoryBank_s* bank, unsigned long size);
     void _linearReset(MemoryBank_s* bank);
-    void _linearGrow(MemoryBank_s* bank);
+    void _linearGrow(MemoryBank_s* bank, unsigned int size);
     [[noreturn]] void _endOutOfMemory();
 };
 

@@ -27,7 +27,7 @@ int MemoryMgr::checkMemory(int index, unsigned int* largestFree, bool expectEmpt
         if (bank && bank->type == MEMBANK_LINEAR) {
             largest = bank->size - bank->bytesInUse;
         }
-        return 0;
+        return MEMERR_NONE;
     }
 
     unsigned int bytes = 0;
@@ -35,23 +35,23 @@ int MemoryMgr::checkMemory(int index, unsigned int* largestFree, bool expectEmpt
     unsigned int freeCount = 0;
     unsigned int largestUsed = 0;
     if (!measure(bank->usedList, sc_magicUsed, &bytes, &usedCount, &largestUsed)) {
-        return -4;
+        return MEMERR_BLOCK;
     }
     const bool unexpected = expectEmpty && bytes != 0;
     if (!measure(bank->freeList, sc_magicFree, &bytes, &freeCount, &largest)) {
-        return -5;
+        return MEMERR_FREE_NODE;
     }
     if (unexpected || bytes != bank->size) {
-        return -6;
+        return MEMERR_SIZE;
     }
     if (usedCount != bank->usedNodeCount) {
-        return -7;
+        return MEMERR_USED_COUNT;
     }
     if (freeCount != bank->freeNodeCount) {
-        return -8;
+        return MEMERR_FREE_COUNT;
     }
     // A bank that once overflowed fails from then on, even when all is free again: its budget was too small.
-    return bank->extNodeCount != 0 ? -9 : 0;
+    return bank->extNodeCount != 0 ? MEMERR_OVERFLOW : MEMERR_NONE;
 }
 
 void MemoryMgr::touchMemory()

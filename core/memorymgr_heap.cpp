@@ -13,6 +13,8 @@
 #include "core/memorymgr_nodes.h"
 #include "core/platform.h"
 
+#include <limits.h>
+#include <stdint.h>
 #include <stdlib.h>
 
 static Mutex s_mutex[32];
@@ -50,6 +52,13 @@ static unsigned long nodeSize(unsigned long request)
     return ((request + sc_headerSize) & ~(sc_granularity - 1ul)) + sc_granularity;
 }
 
+// The largest request that alloc looks at, in bytes. A node's size has 31 bits; a linear bank's region has no nodes, so it
+// serves requests up to the largest multiple of 32 that fits into 32 bits.
+static unsigned long largestRequest(const MemoryBank_s* bank)
+{
+    return bank->type == MEMBANK_LINEAR ? UINT_MAX & ~(sc_granularity - 1) : sc_largestNode;
+}
+
 // Null for a bank whose free list is walked.
 inline FreeIndex* MemoryMgr::_indexOf(const MemoryBank_s* bank) const
 {
@@ -70,7 +79,7 @@ void* MemoryMgr::alloc(int index, unsigned long size, const char* file, unsigned
         return nullptr;
     }
     BankLock lock(index);
-    if (size > sc_largestNode) {
+    if (size > largestRequest(bank)) {
         _endOutOfMemory(); // before the sums below could wrap
     }
 
@@ -99,7 +108,7 @@ int MemoryMgr::free(int index, void* block)
 {
     MemoryBank_s* bank = _bank(index);
     if (!bank) {
-        return -4;
+        return MEMERR_BLOCK;
     }
     BankLock lock(index);
     if (bank->type == MEMBANK_HEAP && block) {
@@ -196,12 +205,12 @@ void MemoryMgr::_heapAddFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
     }
 }
 
-// 0, or -4 when block is not a live block; the size that went back is stored in sizeOut.
+// MEMERR_NONE, or MEMERR_BLOCK when block is not a live block; the size that went back is stored in sizeOut.
 INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut)
 {
     MemoryHeapNode_s* node = nodeOf(block);
     if (node->magic != sc_magicUsed) {
-        return -4;
+        return MEMERR_BLOCK;
     }
     if (node->size & sc_extBit) {
         return _heapExtFree(bank, node, sizeOut);
@@ -279,17 +288,18 @@ int MemoryMgr::_heapExtFree(MemoryBank_s* bank, MemoryHeapNode_s* node, unsigned
 
 // The next size bytes of the region, a multiple of 32; null when they aren't there. Fallback blocks count in
 // bytesInUse, so a bank that has overflowed stays so until it is emptied, whatever is left of its region. The cursor has
-// the last word: with 4 GiB of fallback blocks the count comes round.
+// the last word: with 4 GiB of fallback blocks the count comes round. On a 32-bit host the region can be larger than a
+// difference of two pointers, so addresses are subtracted as numbers.
 void* MemoryMgr::_linearAlloc(MemoryBank_s* bank, unsigned long size)
 {
+    const uintptr_t cursor = reinterpret_cast<uintptr_t>(bank->cursor);
     const unsigned long long counted = bank->bytesInUse;
-    const unsigned long long handedOut = static_cast<unsigned long long>(bank->cursor - bank->base);
+    const unsigned long long handedOut = cursor - reinterpret_cast<uintptr_t>(bank->base);
     if (!bank->base || counted + size > bank->size || handedOut + size > bank->size) {
         return nullptr;
     }
-    char* block = bank->cursor;
-    bank->cursor += size;
-    return block;
+    bank->cursor = reinterpret_cast<char*>(cursor + size);
+    return reinterpret_cast<char*>(cursor);
 }
 
 // Forgets all blocks of a linear bank; fallback blocks go back. One that has overflowed grows by half, or to what was
@@ -301,30 +311,31 @@ void MemoryMgr::_linearReset(MemoryBank_s* bank)
         _heapExtFree(bank, bank->extList, &ignored);
     }
     if (bank->bytesInUse > bank->size) {
-        bank->size += static_cast<unsigned int>(static_cast<float>(bank->size) * 0.5f);
-        if (bank->size < bank->bytesInUse) {
-            bank->size = bank->bytesInUse;
-        }
-        _linearGrow(bank);
+        const unsigned int half = static_cast<unsigned int>(static_cast<float>(bank->size) * 0.5f);
+        const unsigned int grown = bank->size + half; // where this wraps, it is less than what was in use
+        _linearGrow(bank, grown < bank->bytesInUse ? bank->bytesInUse : grown);
     }
     bank->cursor = bank->base;
     bank->freeCount += 1;
     bank->bytesInUse = 0;
 }
 
-// Moves the bank's region to one of its new size. Where that can't be had the bank has no memory from here on, and
-// the old region isn't lost.
-void MemoryMgr::_linearGrow(MemoryBank_s* bank)
+// Moves the bank's region to one of the new size. Where that can't be had the bank has no memory from here on, and the old
+// region isn't lost. The realloc callback may use the bank: meanwhile the bank has no region, so the callback gets fallback
+// blocks, which go back when the bank is emptied the next time.
+void MemoryMgr::_linearGrow(MemoryBank_s* bank, unsigned int size)
 {
     const MemoryLocation_s& location = locations[bank->location];
-    char* region = nullptr;
-    if (location.reallocCb && bank->size <= sc_largestNode) {
-        region = static_cast<char*>(location.reallocCb(bank->base, bank->size));
-    }
+    char* old = bank->base;
+    bank->base = bank->cursor = nullptr;
+    bank->size = size;
+    char* region = static_cast<char*>(location.reallocCb ? location.reallocCb(old, size) : nullptr);
     if (!region) {
-        giveTo(location, bank->base);
+        giveTo(location, old);
     }
+    giveTo(location, bank->base); // the callback has made the bank grow in its turn
     bank->base = region;
+    bank->size = size;
 }
 
 // The bank's lock is still held: nobody else gets to see a bank that is about to end.

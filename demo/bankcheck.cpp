@@ -12,7 +12,7 @@ static int addUp(GameMemory& memory, int bank, MemoryHeapNode_s* list, Blocks* b
     MemoryHeapNode_s* before = nullptr;
     for (MemoryHeapNode_s* node = list; node; node = node->next) {
         if (node->magic != sc_usedMagic) {
-            return -4;
+            return MEMERR_BLOCK;
         }
         if (node->prev != before) {
             return BANK_LINK_BROKEN;
@@ -30,7 +30,7 @@ static int checkHeap(GameMemory& memory, int index, bool expectEmpty)
     unsigned int largestFree = 0;
     if (bank.base) { // else it lives on fallback blocks alone
         const int code = memory.checkMemory(index, &largestFree, false);
-        if (code != 0 && code != -9) { // -9 comes last: all else was found in order
+        if (code != MEMERR_NONE && code != MEMERR_OVERFLOW) { // an overflow comes last: all else was found in order
             return code;
         }
     }

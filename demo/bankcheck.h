@@ -9,7 +9,7 @@
 
 enum e_BankState : int {
     BANK_SOUND = 0,
-    // -4 to -8 as checkMemory has them
+    // MEMERR_BLOCK to MEMERR_FREE_COUNT as checkMemory returns them
     BANK_LINK_BROKEN = -20, // a list doesn't run back as it runs forth
     BANK_BLOCK_LOST = -21,  // there are more or fewer blocks than were made and not freed
     BANK_BYTES_LOST = -22,  // the blocks don't add up to the bytes in use

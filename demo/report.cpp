@@ -68,7 +68,7 @@ DEMO_TEXT(sc_nextSizes, "The next run finds its sizes in\n%s\n");
 DEMO_TEXT(sc_notWritten, "The next run starts as this one did: there is no writing to\n%s\n");
 
 DEMO_TEXT(sc_overwritten, "Block %u of %s, %u bytes in the bank \"%s\", has been written to by somebody else.\n");
-DEMO_TEXT(sc_notFreed, "Block %u of %s, %u bytes in the bank \"%s\", could not be freed: the answer is %d.\n");
+DEMO_TEXT(sc_notFreed, "Block %u of %s, %u bytes in the bank \"%s\", could not be freed: %s (%d).\n");
 DEMO_TEXT(sc_damaged, "The bank \"%s\" is damaged: %s (%d).\n");
 DEMO_TEXT(sc_liveCount, "%s should have %u blocks left, but has %u.\n");
 DEMO_TEXT(sc_lost, "The collected texts did not come back as they were from\n%s\n");
@@ -338,23 +338,18 @@ void ReportOverwritten(const char* session, unsigned int block, unsigned int siz
     Complain(sc_overwritten, block, session, size, bank.c_str());
 }
 
-void ReportNotFreed(const char* session, unsigned int block, unsigned int size, const std::string& bank, int code)
-{
-    Complain(sc_notFreed, block, session, size, bank.c_str(), code);
-}
-
 static const char* describe(int code)
 {
     switch (code) {
-    case -4:
+    case MEMERR_BLOCK:
         return sc_blockMark;
-    case -5:
+    case MEMERR_FREE_NODE:
         return sc_freeMark;
-    case -6:
+    case MEMERR_SIZE:
         return sc_sizes;
-    case -7:
+    case MEMERR_USED_COUNT:
         return sc_usedCount;
-    case -8:
+    case MEMERR_FREE_COUNT:
         return sc_freeCount;
     case BANK_LINK_BROKEN:
         return sc_link;
@@ -368,6 +363,11 @@ static const char* describe(int code)
         return sc_notJoined;
     }
     return sc_fails;
+}
+
+void ReportNotFreed(const char* session, unsigned int block, unsigned int size, const std::string& bank, int code)
+{
+    Complain(sc_notFreed, block, session, size, bank.c_str(), Text(describe(code)), code);
 }
 
 void ReportBankFault(const char* bank, int code)

@@ -33,6 +33,21 @@ protected:
     unsigned int m_largestFree = 99;
 };
 
+// Games have these numbers in their logs and saved reports.
+TEST(ErrorCodes, KeepTheirValues)
+{
+    EXPECT_EQ(MEMERR_NONE, 0);
+    EXPECT_EQ(MEMERR_UNDEFINED, -1);
+    EXPECT_EQ(MEMERR_BANKS, -2);
+    EXPECT_EQ(MEMERR_LOCKED, -3);
+    EXPECT_EQ(MEMERR_BLOCK, -4);
+    EXPECT_EQ(MEMERR_FREE_NODE, -5);
+    EXPECT_EQ(MEMERR_SIZE, -6);
+    EXPECT_EQ(MEMERR_USED_COUNT, -7);
+    EXPECT_EQ(MEMERR_FREE_COUNT, -8);
+    EXPECT_EQ(MEMERR_OVERFLOW, -9);
+}
+
 TEST_F(Check, OfASoundBankAnswers0AndTheLargestFreeNode)
 {
     EXPECT_EQ(check(), 0);
@@ -50,7 +65,7 @@ TEST_F(Check, FindsTheLargestFreeNodeInWhateverOrder)
 TEST_F(Check, NeedsNobodyToTellTheLargestFreeNode)
 {
     EXPECT_EQ(m_memory.checkMemory(0, nullptr, false), 0);
-    EXPECT_EQ(m_memory.checkMemory(0, nullptr, true), -6);
+    EXPECT_EQ(m_memory.checkMemory(0, nullptr, true), MEMERR_SIZE);
 }
 
 TEST_F(Check, ChangesNothing)
@@ -63,35 +78,35 @@ TEST_F(Check, ChangesNothing)
     EXPECT_EQ(std::string(before.base, before.size), bytes);
 }
 
-TEST_F(Check, AnswersMinus4WhenABlockInUseLacksItsMark)
+TEST_F(Check, AnswersMemerrBlockWhenABlockInUseLacksItsMark)
 {
     for (void* block : {m_first, m_last}) {
         setHeaderWord(block, 0, 0xdeadf00d);
-        EXPECT_EQ(check(), -4);
+        EXPECT_EQ(check(), MEMERR_BLOCK);
         EXPECT_EQ(m_largestFree, 0u);
         setHeaderWord(block, 0, 0xfeedface);
         EXPECT_EQ(check(), 0);
     }
 }
 
-TEST_F(Check, AnswersMinus5WhenAFreeNodeLacksItsMark)
+TEST_F(Check, AnswersMemerrFreeNodeWhenAFreeNodeLacksItsMark)
 {
     for (void* block : {m_freed, m_rest}) {
         setHeaderWord(block, 0, 0xfeedface);
-        EXPECT_EQ(check(), -5);
+        EXPECT_EQ(check(), MEMERR_FREE_NODE);
         setHeaderWord(block, 0, 0xdeadf00d);
         EXPECT_EQ(check(), 0);
     }
 }
 
 // A block whose owner writes to it after the free.
-TEST_F(Check, AnswersMinus5WhenTheFirstWordOfAFreedHeaderIsOverwritten)
+TEST_F(Check, AnswersMemerrFreeNodeWhenTheFirstWordOfAFreedHeaderIsOverwritten)
 {
     setHeaderWord(m_freed, 0, 0);
-    EXPECT_EQ(check(), -5);
+    EXPECT_EQ(check(), MEMERR_FREE_NODE);
 }
 
-TEST_F(Check, AnswersMinus6WhenTheSizesDoNotAddUp)
+TEST_F(Check, AnswersMemerrSizeWhenTheSizesDoNotAddUp)
 {
     static const struct {
         int node;
@@ -101,65 +116,65 @@ TEST_F(Check, AnswersMinus6WhenTheSizesDoNotAddUp)
     for (const auto& c : sc_cases) {
         const unsigned int size = headerWord(blocks[c.node], 1);
         setHeaderWord(blocks[c.node], 1, c.size);
-        EXPECT_EQ(check(), -6) << c.node << " " << c.size;
+        EXPECT_EQ(check(), MEMERR_SIZE) << c.node << " " << c.size;
         setHeaderWord(blocks[c.node], 1, size);
         EXPECT_EQ(check(), 0);
     }
     m_memory.banks[0].size = 1056;
-    EXPECT_EQ(check(), -6);
+    EXPECT_EQ(check(), MEMERR_SIZE);
 }
 
-TEST_F(Check, AnswersMinus6WhenABankThatShouldBeEmptyIsNot)
+TEST_F(Check, AnswersMemerrSizeWhenABankThatShouldBeEmptyIsNot)
 {
-    EXPECT_EQ(check(true), -6);
+    EXPECT_EQ(check(true), MEMERR_SIZE);
     EXPECT_EQ(m_largestFree, 704u); // all the same
     m_memory.free(0, m_first);
-    EXPECT_EQ(check(true), -6);
+    EXPECT_EQ(check(true), MEMERR_SIZE);
     m_memory.free(0, m_last);
     EXPECT_EQ(check(true), 0);
     EXPECT_EQ(m_largestFree, 1024u);
 }
 
-TEST_F(Check, AnswersMinus7WhenTheCountOfUsedNodesIsOff)
+TEST_F(Check, AnswersMemerrUsedCountWhenTheCountOfUsedNodesIsOff)
 {
     m_memory.banks[0].usedNodeCount = 1;
-    EXPECT_EQ(check(), -7);
+    EXPECT_EQ(check(), MEMERR_USED_COUNT);
     m_memory.banks[0].usedNodeCount = 3;
-    EXPECT_EQ(check(), -7);
+    EXPECT_EQ(check(), MEMERR_USED_COUNT);
 }
 
-TEST_F(Check, AnswersMinus8WhenTheCountOfFreeNodesIsOff)
+TEST_F(Check, AnswersMemerrFreeCountWhenTheCountOfFreeNodesIsOff)
 {
     m_memory.banks[0].freeNodeCount = 1;
-    EXPECT_EQ(check(), -8);
+    EXPECT_EQ(check(), MEMERR_FREE_COUNT);
     m_memory.banks[0].freeNodeCount = 3;
-    EXPECT_EQ(check(), -8);
+    EXPECT_EQ(check(), MEMERR_FREE_COUNT);
 }
 
-TEST_F(Check, AnswersMinus9OnceTheBankHasOverflowed)
+TEST_F(Check, AnswersMemerrOverflowOnceTheBankHasOverflowed)
 {
     void* outside = m_memory.alloc(0, 1000, "test", 1);
-    EXPECT_EQ(check(), -9);
+    EXPECT_EQ(check(), MEMERR_OVERFLOW);
     m_memory.free(0, outside);
     m_memory.free(0, m_first);
     m_memory.free(0, m_last);
-    EXPECT_EQ(check(true), -9); // for good: the budget was too small
+    EXPECT_EQ(check(true), MEMERR_OVERFLOW); // for good: the budget was too small
     EXPECT_EQ(m_largestFree, 1024u);
 }
 
 TEST_F(Check, ReportsTheFirstOfSeveralFaults)
 {
     m_memory.banks[0].extNodeCount = 1;
-    EXPECT_EQ(check(), -9);
+    EXPECT_EQ(check(), MEMERR_OVERFLOW);
     m_memory.banks[0].freeNodeCount = 9;
-    EXPECT_EQ(check(), -8);
+    EXPECT_EQ(check(), MEMERR_FREE_COUNT);
     m_memory.banks[0].usedNodeCount = 9;
-    EXPECT_EQ(check(), -7);
-    EXPECT_EQ(check(true), -6);
+    EXPECT_EQ(check(), MEMERR_USED_COUNT);
+    EXPECT_EQ(check(true), MEMERR_SIZE);
     setHeaderWord(m_rest, 0, 0);
-    EXPECT_EQ(check(true), -5);
+    EXPECT_EQ(check(true), MEMERR_FREE_NODE);
     setHeaderWord(m_last, 0, 0);
-    EXPECT_EQ(check(true), -4);
+    EXPECT_EQ(check(true), MEMERR_BLOCK);
 }
 
 TEST(CheckMemory, OfAFreshBankAnswers0AndAllOfIt)
@@ -171,7 +186,7 @@ TEST(CheckMemory, OfAFreshBankAnswers0AndAllOfIt)
     EXPECT_EQ(memory.checkMemory(0, &largestFree, true), 0);
     EXPECT_EQ(largestFree, 1024u);
     memory.alloc(0, 1, "test", 1);
-    EXPECT_EQ(memory.checkMemory(0, &largestFree, true), -6);
+    EXPECT_EQ(memory.checkMemory(0, &largestFree, true), MEMERR_SIZE);
     EXPECT_EQ(memory.checkMemory(0, &largestFree, false), 0);
     EXPECT_EQ(largestFree, 992u);
 }

@@ -445,13 +445,13 @@ TEST(HeapFree, OfNullDoesNothingAndCountsNothing)
     EXPECT_EQ(heap.systemBank.freeCount, 0u);
 }
 
-TEST(HeapFree, OfABlockTwiceAnswersMinus4AndLeavesTheBankAsItWas)
+TEST(HeapFree, OfABlockTwiceAnswersMemerrBlockAndLeavesTheBankAsItWas)
 {
     Heap heap(1024);
     void* block = heap.alloc(100);
     heap.alloc(100);
     EXPECT_EQ(heap.free(block), 0);
-    EXPECT_EQ(heap.free(block), -4);
+    EXPECT_EQ(heap.free(block), MEMERR_BLOCK);
     EXPECT_EQ(heap.bank().freeCount, 1u);
     EXPECT_EQ(heap.bank().usedNodeCount, 1u);
     EXPECT_EQ(heap.bank().freeNodeCount, 2u);
@@ -469,28 +469,28 @@ TEST(HeapFree, KnowsAFreedBlockThatHasBecomePartOfAnother)
     heap.free(a);
     heap.free(b);
     heap.free(c); // one node again, but each old header is left as it was
-    EXPECT_EQ(heap.free(a), -4);
-    EXPECT_EQ(heap.free(b), -4);
-    EXPECT_EQ(heap.free(c), -4);
+    EXPECT_EQ(heap.free(a), MEMERR_BLOCK);
+    EXPECT_EQ(heap.free(b), MEMERR_BLOCK);
+    EXPECT_EQ(heap.free(c), MEMERR_BLOCK);
     EXPECT_EQ(headerWord(b, 0), 0xdeadf00du);
     EXPECT_EQ(freeNodes(heap), "0+1024");
 }
 
-TEST(HeapFree, OfWhatNeverWasABlockAnswersMinus4)
+TEST(HeapFree, OfWhatNeverWasABlockAnswersMemerrBlock)
 {
     Heap heap(1024);
     struct {
         unsigned char before[24]; // as far as free looks back
         char object;
     } ours = {};
-    EXPECT_EQ(heap.free(&ours.object), -4);
+    EXPECT_EQ(heap.free(&ours.object), MEMERR_BLOCK);
     memset(ours.before, 0xff, sizeof(ours.before));
-    EXPECT_EQ(heap.free(&ours.object), -4);
+    EXPECT_EQ(heap.free(&ours.object), MEMERR_BLOCK);
 
     char* block = static_cast<char*>(heap.alloc(100));
     memset(block, 0, 100);
-    EXPECT_EQ(heap.free(block + 24), -4);
-    EXPECT_EQ(heap.free(block + 25), -4); // wherever it is
+    EXPECT_EQ(heap.free(block + 24), MEMERR_BLOCK);
+    EXPECT_EQ(heap.free(block + 25), MEMERR_BLOCK); // wherever it is
     EXPECT_EQ(heap.check(0), 0);
     EXPECT_EQ(heap.bank().freeCount, 0u);
     EXPECT_EQ(heap.free(block), 0);
@@ -624,7 +624,7 @@ TEST(Fallback, ServesTheSystemBankAlways)
         unsigned char before[24];
         char object;
     } ours = {};
-    EXPECT_EQ(heap.MemoryMgr::free(-1, &ours.object), -4);
+    EXPECT_EQ(heap.MemoryMgr::free(-1, &ours.object), MEMERR_BLOCK);
     EXPECT_EQ(heap.MemoryMgr::getSize(-1, block), 0u); // it has no sizes to tell
 }
 
@@ -820,15 +820,16 @@ TEST(LinearFree, GivesTheOldMemoryBackWhenItCannotGrow)
     memset(block, 0xff, 100);
 }
 
-TEST(LinearFree, GivesTheOldMemoryBackWhenItWouldGrowPast31Bits)
+TEST(LinearFree, GivesTheOldMemoryBackWhenThereAreNo2GiBToGrowTo)
 {
     GameMemory memory;
     Source::serve(memory, MEMLOC_CUSTOM);
     memory.defineBank(MEMLOC_CUSTOM, MEMBANK_LINEAR, "bank", 32);
     memory.initialize();
     memory.banks[0].bytesInUse = 0x80000000u;
+    Source::largest = 1024;
     EXPECT_EQ(memory.free(0, nullptr), 0);
-    EXPECT_EQ(Source::takeLog(), "alloc 32 = #1, free #1");
+    EXPECT_EQ(Source::takeLog(), "alloc 32 = #1, realloc #1 2147483648 = null, free #1");
     EXPECT_EQ(memory.getMemoryBankSize(0), 0x80000000u);
     EXPECT_EQ(memory.banks[0].base, nullptr);
     EXPECT_EQ(memory.banks[0].cursor, nullptr);
@@ -954,7 +955,7 @@ TEST(Callbacks, MayComeBackToTheManager)
     EXPECT_EQ(memory.free(1, first), 0);
     EXPECT_EQ(memory.free(1, second), 0);
     EXPECT_EQ(memory.check(0, true), 0);
-    EXPECT_EQ(memory.check(1, true), -9);
+    EXPECT_EQ(memory.check(1, true), MEMERR_OVERFLOW);
     EXPECT_EQ(memory.banks[1].bytesInUse, 0u);
     EXPECT_EQ(memory.banks[1].extList, nullptr);
 }
@@ -974,6 +975,7 @@ TEST(LargeRequests, AreServedAsLongAsTheNodeCanSayItsSize)
         GameMemory memory;
         Endless::serve(memory, MEMLOC_DEFAULT);
         memory.defineBank(MEMLOC_DEFAULT, c.type, "bank", 32);
+        remove(memory.bankSizePath); // the round before has used 2 GiB
         memory.initialize();
         char* block = static_cast<char*>(memory.alloc(0, c.size, "test", 1));
         EXPECT_EQ(block, Endless::s_block + 24);

@@ -225,7 +225,7 @@ TEST(Lists, WithANodeOfAnotherSizeServeWhatItCanHold)
     headerOf(block)->size = 64;
     EXPECT_EQ(heap.allocNode(128), heap.banks[0].base + 256 + 32 + 24);
     EXPECT_EQ(heap.allocNode(64), block);
-    EXPECT_EQ(heap.check(0), -6); // 192 bytes are nobody's
+    EXPECT_EQ(heap.check(0), MEMERR_SIZE); // 192 bytes are nobody's
 }
 
 TEST(Lists, NeverGiveANodeTwiceWhateverItsSizeWas)
@@ -258,7 +258,7 @@ TEST(Lists, JoinANodeThatHasLostItsMark)
     heap.free(third);
     setHeaderWord(first, 0, 0x12345678);
     setHeaderWord(third, 0, 0x12345678);
-    EXPECT_EQ(heap.check(0), -5);
+    EXPECT_EQ(heap.check(0), MEMERR_FREE_NODE);
     EXPECT_EQ(heap.free(second), 0);
     EXPECT_EQ(heap.freeNodes(), "0+192 224+130848");
 }
@@ -342,10 +342,10 @@ TEST(Lists, StayAsTheyAreWhenWhatIsFreedWasNoBlock)
     LargeHeap heap;
     char* block = heap.allocNode(128);
     memset(block, 0, 100);
-    EXPECT_EQ(heap.free(block + 32), -4);
-    EXPECT_EQ(heap.free(block + 1), -4);
+    EXPECT_EQ(heap.free(block + 32), MEMERR_BLOCK);
+    EXPECT_EQ(heap.free(block + 1), MEMERR_BLOCK);
     EXPECT_EQ(heap.free(block), 0);
-    EXPECT_EQ(heap.free(block), -4);
+    EXPECT_EQ(heap.free(block), MEMERR_BLOCK);
     EXPECT_EQ(heap.freeNodes(), "0+131072");
 }
 

@@ -193,15 +193,15 @@ public:
             *largestFree = std::max(*largestFree, node.size);
         }
         if ((expectEmpty && used > 0) || used + unused != bank.size) {
-            return -6;
+            return MEMERR_SIZE;
         }
         if (bank.usedList.size() != bank.usedNodeCount) {
-            return -7;
+            return MEMERR_USED_COUNT;
         }
         if (bank.freeList.size() != bank.freeNodeCount) {
-            return -8;
+            return MEMERR_FREE_COUNT;
         }
-        return bank.extNodeCount ? -9 : 0;
+        return bank.extNodeCount ? MEMERR_OVERFLOW : MEMERR_NONE;
     }
 
     // What the bank-size file holds at the end of the run.

@@ -292,7 +292,7 @@ void GameRun::free(int bank, size_t i)
     ASSERT_EQ(m_memory->free(bank, one.block), 0);
     m_model.free(bank, one.place);
     if (!one.place.isOutside && below(8) == 0) {
-        EXPECT_EQ(m_memory->free(bank, one.block), -4);
+        EXPECT_EQ(m_memory->free(bank, one.block), MEMERR_BLOCK);
     }
 }
 
@@ -300,7 +300,7 @@ void GameRun::freeWhatIsNoBlock(int bank)
 {
     EXPECT_EQ(m_memory->free(bank, nullptr), 0);
     if (!live(bank).empty() && live(bank)[0].size >= 24) {
-        EXPECT_EQ(m_memory->free(bank, live(bank)[0].block + 24), -4);
+        EXPECT_EQ(m_memory->free(bank, live(bank)[0].block + 24), MEMERR_BLOCK);
     }
 }
 

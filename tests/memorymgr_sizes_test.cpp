@@ -320,9 +320,10 @@ TEST(OddSizes, LeaveABankWithoutMemoryAndTheOthersWhole)
         {"b=-1\n", "alloc 64 = #1, alloc 32 = #2", "ynyy"}, // the top bit has its own meaning in a header
         {"b=2147483648\n", "alloc 64 = #1, alloc 32 = #2", "ynyy"},
         {"a=-1\nb=-1\nc=-1\n", "alloc 32 = #1", "nnny"},
-        {"d=-1\n", "alloc 96 = #1", "yyyn"},
-        {"d=2147483648\n", "alloc 96 = #1", "yyyn"},
-        {"d=2147483647\n", "alloc 96 = #1, alloc 2147483647 = null", "yyyn"}, // it was worth the question
+        {"d=-1\n", "alloc 96 = #1, alloc 4294967295 = null", "yyyn"}, // a linear bank may have any size
+        {"d=-32\n", "alloc 96 = #1, alloc 4294967264 = null", "yyyn"},
+        {"d=2147483648\n", "alloc 96 = #1, alloc 2147483648 = null", "yyyn"},
+        {"d=2147483647\n", "alloc 96 = #1, alloc 2147483647 = null", "yyyn"},
         {"b=2147483647\n", "alloc 2147483711 = null, alloc 32 = #1", "nnny"},
         {"a=2147483647\nb=2147483647\nc=1\n", "alloc 4294967295 = null, alloc 32 = #1", "nnny"},
         {"a=2147483647\nb=2147483647\nc=2\n", "alloc 4294967294 = null, alloc 32 = #1", "nnny"}, // past 32 bits
@@ -358,8 +359,8 @@ TEST(OddSizes, FailTheCheckOfAHeapWithoutMemory)
     memory.defineHeap("none", 32);
     writeFile(memory.bankSizePath, "small=23\nnone=0\n");
     memory.initialize();
-    EXPECT_EQ(memory.check(0), -6); // there are no nodes to add up to 23
-    EXPECT_NE(memory.check(1), -6);
+    EXPECT_EQ(memory.check(0), MEMERR_SIZE); // there are no nodes to add up to 23
+    EXPECT_NE(memory.check(1), MEMERR_SIZE);
 }
 
 TEST(OddSizes, OfALinearBankGrowFromNothing)

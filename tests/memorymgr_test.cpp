@@ -7,6 +7,7 @@
 #include <errno.h>
 #include <filesystem>
 #include <new>
+#include <stdint.h>
 #include <stdlib.h>
 
 namespace {
@@ -213,24 +214,24 @@ TEST(DefineBank, AcceptsAnyType)
     EXPECT_EQ(memory.banks[bank].size, 128u);
 }
 
-TEST(DefineBank, RefusesThe33rdWithMinus2)
+TEST(DefineBank, RefusesThe33rdWithMemerrBanks)
 {
     GameMemory memory;
     for (int bank = 0; bank < 32; ++bank) {
         EXPECT_EQ(memory.defineHeap("bank", 32), bank);
     }
-    EXPECT_EQ(memory.defineHeap("one too many", 32), -2);
+    EXPECT_EQ(memory.defineHeap("one too many", 32), MEMERR_BANKS);
     EXPECT_EQ(memory.bankCount, 32);
     EXPECT_STREQ(memory.banks[31].name, "bank");
     EXPECT_EQ(memory.initialize(), 0);
     EXPECT_EQ(memory.check(31), 0);
 }
 
-TEST(DefineBank, RefusesALocationThatThereIsNotWithMinus1)
+TEST(DefineBank, RefusesALocationThatThereIsNotWithMemerrUndefined)
 {
     GameMemory memory;
-    EXPECT_EQ(memory.defineBank(MEMLOC_TOO_LOW, MEMBANK_HEAP, "bank", 64), -1);
-    EXPECT_EQ(memory.defineBank(MEMLOC_TOO_HIGH, MEMBANK_HEAP, "bank", 64), -1);
+    EXPECT_EQ(memory.defineBank(MEMLOC_TOO_LOW, MEMBANK_HEAP, "bank", 64), MEMERR_UNDEFINED);
+    EXPECT_EQ(memory.defineBank(MEMLOC_TOO_HIGH, MEMBANK_HEAP, "bank", 64), MEMERR_UNDEFINED);
     EXPECT_EQ(memory.bankCount, 0);
 }
 
@@ -255,26 +256,26 @@ TEST(DefineLocation, TheDefaultOneCanBeReplaced)
     EXPECT_EQ(Source::takeLog(), "alloc 32 = #1, free #1");
 }
 
-TEST(DefineLocation, RefusesALocationThatThereIsNotWithMinus1)
+TEST(DefineLocation, RefusesALocationThatThereIsNotWithMemerrUndefined)
 {
     GameMemory memory;
     for (const e_MemoryLocation location : {MEMLOC_TOO_LOW, MEMLOC_TOO_HIGH}) {
-        EXPECT_EQ(memory.defineLocAllocCb(location, Source::alloc), -1);
-        EXPECT_EQ(memory.defineLocReallocCb(location, Source::realloc), -1);
-        EXPECT_EQ(memory.defineLocFreeCb(location, Source::free), -1);
+        EXPECT_EQ(memory.defineLocAllocCb(location, Source::alloc), MEMERR_UNDEFINED);
+        EXPECT_EQ(memory.defineLocReallocCb(location, Source::realloc), MEMERR_UNDEFINED);
+        EXPECT_EQ(memory.defineLocFreeCb(location, Source::free), MEMERR_UNDEFINED);
     }
 }
 
-TEST(Locking, RefusesEveryDefinitionWithMinus3)
+TEST(Locking, RefusesEveryDefinitionWithMemerrLocked)
 {
     GameMemory memory;
     memory.defineHeap("before", 64);
     memory.locked = 1;
 
-    EXPECT_EQ(memory.defineHeap("after", 64), -3);
-    EXPECT_EQ(memory.defineLocAllocCb(MEMLOC_CUSTOM, Source::alloc), -3);
-    EXPECT_EQ(memory.defineLocReallocCb(MEMLOC_CUSTOM, Source::realloc), -3);
-    EXPECT_EQ(memory.defineLocFreeCb(MEMLOC_CUSTOM, Source::free), -3);
+    EXPECT_EQ(memory.defineHeap("after", 64), MEMERR_LOCKED);
+    EXPECT_EQ(memory.defineLocAllocCb(MEMLOC_CUSTOM, Source::alloc), MEMERR_LOCKED);
+    EXPECT_EQ(memory.defineLocReallocCb(MEMLOC_CUSTOM, Source::realloc), MEMERR_LOCKED);
+    EXPECT_EQ(memory.defineLocFreeCb(MEMLOC_CUSTOM, Source::free), MEMERR_LOCKED);
     EXPECT_EQ(memory.bankCount, 1);
     EXPECT_EQ(memory.locations[MEMLOC_CUSTOM].allocCb, nullptr);
     EXPECT_EQ(memory.locations[MEMLOC_CUSTOM].reallocCb, nullptr);
@@ -301,14 +302,14 @@ TEST(Locking, StopsNothingButDefinitions)
     EXPECT_EQ(memory.check(0), 0);
 }
 
-TEST(Initialize, WithoutBanksAnswersMinus1AndChangesNothing)
+TEST(Initialize, WithoutBanksAnswersMemerrUndefinedAndChangesNothing)
 {
     GameMemory memory;
     Source::serve(memory, MEMLOC_DEFAULT);
     void* block = memory.alloc(-1, 8, "test", 1);
     Source::takeLog();
 
-    EXPECT_EQ(memory.initialize(), -1);
+    EXPECT_EQ(memory.initialize(), MEMERR_UNDEFINED);
     EXPECT_EQ(Source::takeLog(), "");
     EXPECT_EQ(memory.systemBank.bytesInUse, 64u);
     EXPECT_NE(memory.systemBank.extList, nullptr);
@@ -493,7 +494,7 @@ TEST(InitializeAgain, KeepsTheStatistics)
     EXPECT_EQ(sizeOf(heap.freeList), 256u);
     EXPECT_EQ(heap.usedList, nullptr);
     EXPECT_EQ(heap.extList, nullptr);
-    EXPECT_EQ(memory.check(0), -7); // one in use by the count, none on the list
+    EXPECT_EQ(memory.check(0), MEMERR_USED_COUNT); // one in use by the count, none on the list
     EXPECT_EQ(memory.banks[1].bytesInUse, 128u);
     EXPECT_EQ(memory.banks[1].cursor, memory.banks[1].base);
 
@@ -650,8 +651,113 @@ TEST(Shutdown, WithoutInitializeGivesNothingBack)
     EXPECT_EQ(readFile(path), "heap=64\nlinear=64\n");
 }
 
-// Only one manager is the game's; a second one comes and goes here because deleting needs somebody to give
-// back to.
+// A manager whose storage begins where the compiler doesn't take it for granted.
+struct alignas(64) AlignedMemory : GameMemory {};
+
+// MemoryMgr is not the first of its bases.
+struct Listener {
+    virtual ~Listener() {}
+    int heard = 0;
+};
+struct ListeningMemory : Listener, GameMemory {};
+
+TEST(PlainNew, MakesAManagerThatDeleteReleases)
+{
+    MemoryMgr* memory = new GameMemory;
+    EXPECT_EQ(g_MemoryPtr, memory);
+    memory->defineBank(MEMLOC_DEFAULT, MEMBANK_HEAP, "heap", 1024);
+    memory->initialize();
+    EXPECT_NE(memory->alloc(0, 100, "test", 1), nullptr);
+    delete memory; // the address sanitizer tells what is left
+}
+
+TEST(PlainNew, MakesSeveralManagersInAnyOrder)
+{
+    std::string order = "012";
+    do {
+        GameMemory* memories[3];
+        for (GameMemory*& memory : memories) {
+            memory = new GameMemory;
+            memory->defineHeap("heap", 1024);
+            memory->initialize();
+        }
+        for (const char digit : order) {
+            delete memories[digit - '0'];
+        }
+    } while (std::next_permutation(order.begin(), order.end()));
+}
+
+TEST(PlainNew, ServesClassesOfAnyAlignmentAndWithSeveralBases)
+{
+    AlignedMemory* aligned = new AlignedMemory;
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(aligned) % 64, 0u);
+    delete aligned;
+    MemoryMgr* listening = new ListeningMemory;
+    delete listening;
+}
+
+TEST(PlainNew, OfNoManagerIsForgottenByDelete)
+{
+    delete static_cast<MemoryMgr*>(nullptr);
+}
+
+TEST(PlacedNew, ConstructsAManagerInTheGamesStorage)
+{
+    alignas(GameMemory) static unsigned char s_storage[sizeof(GameMemory)]; // nothing of ours lies in front of it
+    GameMemory* memory = new (s_storage) GameMemory;
+    EXPECT_EQ(static_cast<void*>(memory), s_storage);
+    memory->defineHeap("heap", 1024);
+    memory->initialize();
+    deleteManager(memory); // the storage stays the game's
+    memory = new (s_storage) GameMemory;
+    GameMemory other;
+    other.defineHeap("heap", 1024);
+    other.initialize();
+    deleteManager(memory);
+    EXPECT_EQ(other.banks[0].freeCount, 0u);
+}
+
+TEST(PlacedNew, InABlockOfBank0ComesBackThere)
+{
+    static const struct {
+        e_MemoryBankType type;
+        unsigned int size;
+    } sc_cases[] = {
+        {MEMBANK_HEAP, 2 * sizeof(GameMemory)},
+        {MEMBANK_HEAP, 32}, // a fallback block
+        {MEMBANK_LINEAR, 2 * sizeof(GameMemory)},
+    };
+    for (const auto& c : sc_cases) {
+        GameMemory memory;
+        remove(memory.bankSizePath);
+        memory.defineBank(MEMLOC_DEFAULT, c.type, "bank", c.size);
+        memory.initialize();
+        void* storage = memory.alloc(0, sizeof(GameMemory) + 16, "test", 1);
+        // A block's address is a multiple of 8, and a manager needs no more.
+        GameMemory* second = new (storage) GameMemory;
+        EXPECT_EQ(g_MemoryPtr, second);
+        deleteManager(second); // whichever manager is in the global pointer
+        EXPECT_EQ(memory.banks[0].freeCount, 1u);
+        EXPECT_EQ(memory.banks[0].bytesInUse, 0u);
+        EXPECT_EQ(memory.banks[0].extList, nullptr);
+    }
+}
+
+TEST(PlacedNew, InAnyOtherBankStaysTheGames)
+{
+    GameMemory memory;
+    memory.defineHeap("core", 1024);
+    const int bank = memory.defineHeap("game", 2 * sizeof(GameMemory));
+    memory.initialize();
+    void* storage = memory.alloc(bank, sizeof(GameMemory), "test", 1);
+    deleteManager(new (storage) GameMemory);
+    EXPECT_EQ(memory.check(0, true), MEMERR_NONE);
+    EXPECT_EQ(memory.free(bank, storage), MEMERR_NONE);
+    EXPECT_EQ(memory.check(bank, true), MEMERR_NONE);
+}
+
+// Only one manager is the game's; a second one comes and goes here because deleting needs a bank to give
+// the storage back to.
 TEST(Deletion, GivesTheStorageBackToBank0OfTheManagerInTheGlobalPointer)
 {
     GameMemory memory;
@@ -749,8 +855,8 @@ TEST(ImpossibleBanks, AreRefusedByEveryCall)
     Source::takeLog();
     for (const int bank : {-2, 32, 33, INT_MIN, INT_MAX}) {
         EXPECT_EQ(memory.alloc(bank, 8, "test", 1), nullptr) << bank;
-        EXPECT_EQ(memory.free(bank, block), -4) << bank;
-        EXPECT_EQ(memory.free(bank, nullptr), -4) << bank;
+        EXPECT_EQ(memory.free(bank, block), MEMERR_BLOCK) << bank;
+        EXPECT_EQ(memory.free(bank, nullptr), MEMERR_BLOCK) << bank;
         EXPECT_EQ(memory.getSize(bank, block), 0u) << bank;
         EXPECT_EQ(memory.getMemoryBankSize(bank), 0u) << bank;
         unsigned int largestFree = 99;

@@ -86,7 +86,7 @@ TEST(Threads, ShareAHeapBankAndItsFallback)
     expectEmpty(memory.banks[0]);
     EXPECT_GE(memory.banks[0].allocCount, sc_threads * sc_steps / 2u);
     EXPECT_GT(memory.banks[0].extNodeCount, 0u);
-    EXPECT_EQ(memory.check(0, true), -9);
+    EXPECT_EQ(memory.check(0, true), MEMERR_OVERFLOW);
     EXPECT_EQ(sizeOf(memory.banks[0].freeList), 2048u);
 }
 

@@ -5,7 +5,9 @@
 // 3. A null text is an empty one.
 #include "core/macosx_platform.h"
 #include "core/macosx_bkwindow.h"
+#include "core/otherslinks.h"
 #include "core/platform.h"
+#include "logger/logger.h"
 
 #include <ApplicationServices/ApplicationServices.h>
 #include <Carbon/Carbon.h>
@@ -166,6 +168,18 @@ const char* Platform::GetAppVersion()
     return outVersion;
 }
 
+// Makes the folder. One behind another user's link is replaced by elsewhere, as if there were no Application Support
+// folder: ordinary users can't make that one.
+static void makeDataFolder(Text& folder, const char* elsewhere)
+{
+    if (HasOthersLink(folder)) {
+        owLogger::log(3, "^CFF0000Platform::GetAppDataDir:^c Another user's link is not followed: \"^CFFFF00%s^c\"\f",
+                      folder);
+        copyText(folder, elsewhere);
+    }
+    Platform::CreateDir(folder);
+}
+
 const char* Platform::GetAppDataDir(const char* subFolder)
 {
     static Text dataDir;
@@ -179,12 +193,16 @@ const char* Platform::GetAppDataDir(const char* subFolder)
         FSRefMakePath(&support, reinterpret_cast<UInt8*>(path), sizeof(path));
     }
     snprintf(dataDir, sizeof(dataDir), "%s/Brackenlow", path);
-    CreateDir(dataDir);
+    makeDataFolder(dataDir, "/Brackenlow");
     copyText(path, dataDir);
-    snprintf(dataDir, sizeof(dataDir), "%s/%s", path, GetAppFilePrefix());
-    CreateDir(dataDir);
+    const char* const name = GetAppFilePrefix();
+    snprintf(dataDir, sizeof(dataDir), "%s/%s", path, name);
+    snprintf(path, sizeof(path), "/Brackenlow/%s", name);
+    makeDataFolder(dataDir, path);
     snprintf(path, sizeof(path), "%s/%s", dataDir, orEmpty(subFolder));
-    CreateDir(path);
+    if (!HasOthersLink(path)) {
+        CreateDir(path);
+    }
     return dataDir; // what lies in subFolder is for the caller to name
 }
 

@@ -1,14 +1,18 @@
 // Platform as a game sees it: identity, folders and state, with the host's own services behind it.
 #include "core/platform.h"
 
+#include "another_user.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <grp.h>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 static std::string libraryFolder()
 {
@@ -63,6 +67,42 @@ TEST(PlatformFolders, TheDataFolderIsApplicationSupportMakerAndProcessName)
     const std::string folder = libraryFolder() + "/Application Support/Brackenlow/" + programName();
     EXPECT_EQ(Platform::GetAppDataDir("saves"), folder);
     EXPECT_TRUE(fs::is_directory(folder));
+}
+
+// As a user without rights: root's game would make folders at the root.
+static void showDataFolderAsVictim()
+{
+    if (setgroups(0, nullptr) != 0 || setgid(sc_victim) != 0 || setuid(sc_victim) != 0) {
+        exit(1);
+    }
+    fprintf(stderr, "folder %s\n", Platform::GetAppDataDir("data"));
+    exit(0);
+}
+
+TEST(PlatformFolders, AnotherUsersLinkIsNoDataFolder)
+{
+    SKIP_UNLESS_ROOT();
+    fs::create_directory("home");
+    ASSERT_EQ(chown("home", sc_victim, sc_victim), 0);
+    const SharedFolder library(libraryFolder());
+    for (const std::string& link : {"Application Support"s, "Application Support/Brackenlow"s,
+                                    "Application Support/Brackenlow/" + programName()}) {
+        library.act("rm -rf \"Application Support\"; mkdir -m 777 -p \"" + fs::path(link).parent_path().string() +
+                    "/.\"; chmod -R a+rwx . 2>/dev/null; ln -s \"" + fs::absolute("home").string() + "\" \"" + link +
+                    "\"");
+        EXPECT_EXIT(showDataFolderAsVictim(), testing::ExitedWithCode(0),
+                    "Another user's link is not followed: .*\nfolder /Brackenlow/" + programName());
+        EXPECT_TRUE(fs::is_empty("home")) << link;
+    }
+}
+
+TEST(PlatformFolders, AFolderThatAnotherUserMadeIsADataFolder)
+{
+    SKIP_UNLESS_ROOT();
+    const SharedFolder library(libraryFolder());
+    library.act("mkdir -p \"Application Support/Brackenlow\"; chmod -R a+rwx \"Application Support\"");
+    EXPECT_EXIT(showDataFolderAsVictim(), testing::ExitedWithCode(0),
+                "folder .*/Application Support/Brackenlow/" + programName());
 }
 
 TEST(PlatformFolders, OnlyTheFirstSubfolderAskedForIsMadeAndNoneIsPartOfTheResult)

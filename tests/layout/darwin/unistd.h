@@ -1,0 +1,14 @@
+// As much of the Mac's <unistd.h> as core uses: for the layout check alone.
+#pragma once
+
+#include <stddef.h>
+#include <sys/stat.h>
+
+typedef long ssize_t;
+
+extern "C" {
+uid_t geteuid(void);
+gid_t getegid(void);
+int isatty(int descriptor);
+ssize_t readlink(const char* path, char* target, size_t size);
+}

@@ -8,6 +8,7 @@
 #include "core/otherslinks.h"
 #include "core/platform.h"
 #include "logger/logger.h"
+#include "logger/printable.h"
 
 #include <ApplicationServices/ApplicationServices.h>
 #include <Carbon/Carbon.h>
@@ -17,6 +18,7 @@
 #include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 typedef char Text[1024];
 
@@ -226,9 +228,28 @@ const char* GetAppGamePath()
     return sGameFolder;
 }
 
+typedef char Message[4096];
+
+// An alert without a window server: a terminal gets no control characters, a file or a pipe the bytes as they are.
+static void printAlert(const Message& message)
+{
+    char shown[4 * sizeof(message)];
+    size_t size = 0;
+    const auto append = [&shown, &size](const char* bytes, size_t count) {
+        memcpy(shown + size, bytes, count);
+        size += count;
+    };
+    if (isatty(STDERR_FILENO)) {
+        writePrintable(message, strlen(message), Lines::Keep, append);
+    } else {
+        append(message, strlen(message));
+    }
+    fprintf(stderr, "%.*s\n", static_cast<int>(size), shown);
+}
+
 int Platform::MessageBox(const char*, const char* format, ...)
 {
-    char message[4096] = "";
+    Message message = "";
     va_list arguments;
     va_start(arguments, format);
     if (vsnprintf(message, sizeof(message) - 1, orEmpty(format), arguments) == -1) {
@@ -236,7 +257,7 @@ int Platform::MessageBox(const char*, const char* format, ...)
     }
     va_end(arguments);
     if (!BKMakeApplication()) {
-        fprintf(stderr, "%s\n", message);
+        printAlert(message);
         return 1;
     }
     return BKRunAlert("Alert", message, "OK");

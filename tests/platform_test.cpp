@@ -2,6 +2,7 @@
 #include "core/platform.h"
 
 #include "another_user.h"
+#include "terminal.h"
 
 #include <gtest/gtest.h>
 
@@ -249,6 +250,25 @@ TEST_F(PlatformAlert, ATextOf4094BytesIsWholeAndALongerOneIsCutThere)
         Platform::MessageBox("caption", "%s", std::string(length, 'x').c_str());
         EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string(std::min<size_t>(length, 4094), 'x') + "\n");
     }
+}
+
+TEST_F(PlatformAlert, ATerminalGetsNoControlCharactersAndAFileTheBytesAsTheyAre)
+{
+    const char* const sc_text = "one\n\x1b[31m\xc2\x9b\xe2\x80\xae \\ \xc3\xa9";
+    testing::internal::CaptureStderr();
+    Platform::MessageBox("caption", "%s", sc_text);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string(sc_text) + "\n");
+
+    Terminal terminal;
+    SKIP_WITHOUT(terminal);
+    const int error = dup(STDERR_FILENO);
+    const int stream = open(terminal.name().c_str(), O_WRONLY | O_NOCTTY);
+    dup2(stream, STDERR_FILENO);
+    Platform::MessageBox("caption", "%s", sc_text);
+    dup2(error, STDERR_FILENO);
+    close(stream);
+    close(error);
+    EXPECT_EQ(terminal.shown(), "one\n\\x1B[31m\\xC2\\x9B\\xE2\\x80\\xAE \\ \xc3\xa9\n");
 }
 
 TEST_F(PlatformAlert, ATextThatCannotBeFormattedEndsAllTheSame)

@@ -6,6 +6,8 @@
 
 typedef long ssize_t;
 
+#define STDERR_FILENO 2
+
 extern "C" {
 uid_t geteuid(void);
 gid_t getegid(void);

@@ -18,6 +18,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -250,6 +251,44 @@ TEST(File, ALinkOfAnotherUsersIsReadAndNotWrittenThrough)
     ASSERT_NE(own, nullptr);
     fclose(own);
     EXPECT_EQ(contents("private"), "");
+}
+
+// As another user: the file is a file and a link to private in turn, until the process is killed.
+static void changeForEver()
+{
+    if (chdir("shared") != 0 || setgid(sc_attacker) != 0 || setuid(sc_attacker) != 0) {
+        _exit(1);
+    }
+    for (;;) {
+        symlink("../private", "next");
+        rename("next", "file");
+        close(open("next", O_WRONLY | O_CREAT, 0666));
+        chmod("next", 0666);
+        rename("next", "file");
+    }
+}
+
+TEST(File, ALinkThatAppearsWhileTheFileIsOpenedIsNotWrittenThrough)
+{
+    SKIP_UNLESS_ROOT();
+    put("private", "secret");
+    const SharedFolder shared("shared");
+    const pid_t attacker = fork();
+    if (attacker == 0) {
+        changeForEver();
+    }
+    int opened = 0;
+    for (int i = 0; i < 20000; ++i) {
+        if (FILE* stream = fopen_mac("shared/file", i % 2 ? "w" : "r+")) {
+            fputs("spoilt", stream);
+            fclose(stream);
+            ++opened;
+        }
+    }
+    kill(attacker, SIGKILL);
+    waitpid(attacker, nullptr, 0);
+    EXPECT_GT(opened, 0);
+    EXPECT_EQ(contents("private"), "secret");
 }
 
 TEST(File, ModesDoWhatFopensDo)

@@ -14,11 +14,12 @@ typedef char Text[1024];
 
 static const int sc_mostLinks = 40; // a path with more of them is one that the system does not open either
 
-// Root, and the owner of the root folder: to a process in a user namespace root's files belong to another number.
+// Root, this process's user, and the owner of the root folder: to a process in a user namespace root's files belong to
+// another number.
 static bool isTrusted(uid_t user)
 {
     struct stat root;
-    return user == geteuid() || user == 0 || (stat("/", &root) == 0 && user == root.st_uid);
+    return user == 0 || user == geteuid() || (stat("/", &root) == 0 && user == root.st_uid);
 }
 
 // The bytes of path up to the end of the part that begins at or behind start; start itself where there is no more part.
@@ -35,7 +36,7 @@ static bool replaceLink(Text& path, size_t end)
     Text part;
     snprintf(part, sizeof(part), "%.*s", static_cast<int>(end), path);
     const ssize_t length = readlink(part, target, sizeof(target) - 1);
-    if (length < 0) {
+    if (length < 0 || length == sizeof(target) - 1) { // it may be cut
         return false;
     }
     target[length] = '\0';

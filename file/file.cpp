@@ -160,13 +160,12 @@ static int openDescriptor(const char* path, int flags)
     return above;
 }
 
-// Links that root made are trusted, and that the owner of the root folder made: in a user namespace, root's files have
+// Root, this process's user, and the owner of the root folder: to a process in a user namespace root's files belong to
 // another number.
-static bool isOthersLink(const struct stat& status)
+static bool isTrusted(uid_t user)
 {
     struct stat root;
-    return S_ISLNK(status.st_mode) && status.st_uid != geteuid() && status.st_uid != 0 &&
-           (stat("/", &root) != 0 || status.st_uid != root.st_uid);
+    return user == 0 || user == geteuid() || (stat("/", &root) == 0 && user == root.st_uid);
 }
 
 // Opens a file that is to be written, where another user may put a link at any moment: only a link that was found to be
@@ -175,20 +174,14 @@ static int openToWrite(const char* path, int flags)
 {
     for (int attempt = 0; attempt < 100; ++attempt) {
         struct stat status;
-        if (lstat(path, &status) != 0) {
-            const int descriptor = flags & O_CREAT ? openDescriptor(path, flags | O_EXCL) : -1;
-            if (descriptor >= 0 || errno != EEXIST || (flags & O_EXCL)) {
-                return descriptor;
-            }
-        } else if (isOthersLink(status)) {
+        const bool isLink = lstat(path, &status) == 0 && S_ISLNK(status.st_mode);
+        if (isLink && !isTrusted(status.st_uid)) {
             errno = ELOOP;
             return -1;
-        } else {
-            const int same = flags & O_EXCL || S_ISLNK(status.st_mode) ? flags : (flags & ~O_CREAT) | O_NOFOLLOW;
-            const int descriptor = openDescriptor(path, same);
-            if (descriptor >= 0 || (errno != ENOENT && errno != ELOOP) || (flags & O_EXCL)) {
-                return descriptor;
-            }
+        }
+        const int descriptor = openDescriptor(path, isLink ? flags : flags | O_NOFOLLOW);
+        if (descriptor >= 0 || errno != ELOOP || isLink) {
+            return descriptor;
         }
     }
     return -1; // path has changed all the time

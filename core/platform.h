@@ -48,11 +48,13 @@ public:
 
     // The game's folder for what it writes: Application Support, "Brackenlow", the process name. Made on the first
     // call, together with subFolder inside it, unless that is null. The result never contains subFolder, and later
-    // calls make none.
+    // calls make none. Where another user's symbolic link is part of the path, the folder is the one that is used without
+    // Application Support, "/Brackenlow" and the process name, and a message says so.
     static const char* GetAppDataDir(const char* subFolder);
 
     // An alert titled "Alert", whatever caption says, with at most 4094 bytes of text; returns when it is closed.
-    // Without a display the text goes to the standard error stream, and the answer is that of the OK button, 1.
+    // Without a display the text goes to the standard error stream, and the answer is that of the OK button, 1. A terminal
+    // is shown its control characters as "\x1B".
     static int MessageBox(const char* caption, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
     // Opens a page in the user's browser. 0 when it opened and also when url is no URL; else the system's error.

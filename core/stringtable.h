@@ -38,7 +38,8 @@ public:
     // Makes this table the one in g_stringTblPtr.
     StringTable();
 
-    // Without a strings file opened, writes one. g_stringTblPtr is null from then on, whichever table it held.
+    // Without a strings file opened, writes one; not through another user's symbolic link, which a message then names.
+    // g_stringTblPtr is null from then on, whichever table it held.
     virtual ~StringTable();
 
     StringTable(const StringTable&) = delete;

@@ -4,20 +4,19 @@
 // 2. Paths and the version are asked for until they are known, and then stay.
 // 3. A null text is an empty one.
 #include "core/macosx_platform.h"
-#include "core/macosx_bkwindow.h"
+#include "core/otherslinks.h"
 #include "core/platform.h"
+#include "logger/logger.h"
 
 #include <ApplicationServices/ApplicationServices.h>
 #include <Carbon/Carbon.h>
 #include <CoreFoundation/CoreFoundation.h>
 
-#include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
 
 typedef char Text[1024];
-typedef char Message[4096];
 
 PlatformData_s s_platformData;
 
@@ -169,6 +168,18 @@ const char* Platform::GetAppVersion()
     return outVersion;
 }
 
+// Makes the folder. One behind another user's link is replaced by elsewhere, as if there were no Application Support
+// folder: ordinary users can't make that one.
+static void makeDataFolder(Text& folder, const char* elsewhere)
+{
+    if (HasOthersLink(folder)) {
+        owLogger::log(3, "^CFF0000Platform::GetAppDataDir:^c Another user's link is not followed: \"^CFFFF00%s^c\"\f",
+                      folder);
+        copyText(folder, elsewhere);
+    }
+    Platform::CreateDir(folder);
+}
+
 const char* Platform::GetAppDataDir(const char* subFolder)
 {
     static Text dataDir;
@@ -182,12 +193,16 @@ const char* Platform::GetAppDataDir(const char* subFolder)
         FSRefMakePath(&support, reinterpret_cast<UInt8*>(path), sizeof(path));
     }
     snprintf(dataDir, sizeof(dataDir), "%s/Brackenlow", path);
-    CreateDir(dataDir);
+    makeDataFolder(dataDir, "/Brackenlow");
     copyText(path, dataDir);
-    snprintf(dataDir, sizeof(dataDir), "%s/%s", path, GetAppFilePrefix());
-    CreateDir(dataDir);
+    const char* const name = GetAppFilePrefix();
+    snprintf(dataDir, sizeof(dataDir), "%s/%s", path, name);
+    snprintf(path, sizeof(path), "/Brackenlow/%s", name);
+    makeDataFolder(dataDir, path);
     snprintf(path, sizeof(path), "%s/%s", dataDir, orEmpty(subFolder));
-    CreateDir(path);
+    if (!HasOthersLink(path)) {
+        CreateDir(path);
+    }
     return dataDir; // what lies in subFolder is for the caller to name
 }
 
@@ -209,72 +224,6 @@ const char* GetAppGamePath()
     }
     snprintf(sGameFolder, sizeof(sGameFolder), "%s/Game/", path);
     return sGameFolder;
-}
-
-// The length of the character that begins with this byte in UTF-8; 0 for a byte that begins none.
-static size_t characterLength(unsigned char first)
-{
-    if (first < 0x80) {
-        return 1;
-    }
-    return first < 0xc2 ? 0 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : first < 0xf5 ? 4 : 0;
-}
-
-// Whether text, as long as a message at most, is UTF-8 with count bytes of that value behind it; count is 3 at most.
-static bool isUtf8With(const char* text, size_t count, char value)
-{
-    char whole[sizeof(Message) + 3];
-    const size_t length = strlen(text);
-    memcpy(whole, text, length);
-    memset(whole + length, value, count);
-    whole[length + count] = '\0';
-    const CFStringRef string = CFStringCreateWithCString(nullptr, whole, kCFStringEncodingUTF8);
-    if (string) {
-        CFRelease(string);
-    }
-    return string != nullptr;
-}
-
-// Where the last character begins, when text is UTF-8 but for the missing end of that character; else its length.
-static size_t findBrokenCharacter(const char* text)
-{
-    const size_t length = strlen(text);
-    size_t begin = length;
-    do {
-        if (begin == 0) {
-            return length;
-        }
-        --begin;
-    } while ((text[begin] & 0xc0) == 0x80); // a byte that continues a character
-    const size_t kept = length - begin;
-    const size_t whole = characterLength(static_cast<unsigned char>(text[begin]));
-    if (whole <= kept) {
-        return length;
-    }
-    // Of the lowest and the highest byte that continue a character at least one completes it.
-    const bool isBroken = isUtf8With(text, whole - kept, '\x80') || isUtf8With(text, whole - kept, '\xbf');
-    return isBroken ? begin : length;
-}
-
-int Platform::MessageBox(const char*, const char* format, ...)
-{
-    Message message = "";
-    const int limit = sizeof(message) - 1; // bytes, with the NUL
-    va_list arguments;
-    va_start(arguments, format);
-    const int length = vsnprintf(message, limit, orEmpty(format), arguments);
-    va_end(arguments);
-    if (length == -1) {
-        message[limit] = '\0';
-    }
-    if (!BKMakeApplication()) {
-        fprintf(stderr, "%s\n", message);
-        return 1;
-    }
-    if (length >= limit) { // or AppKit would take all of it for Mac Roman
-        message[findBrokenCharacter(message)] = '\0';
-    }
-    return BKRunAlert("Alert", message, "OK");
 }
 
 int Platform::SpawnWebBrowser(const char* url)

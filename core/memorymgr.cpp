@@ -11,8 +11,10 @@
 #include "core/memorymgr.h"
 #include "core/memorymgr_index.h"
 #include "core/memorymgr_nodes.h"
+#include "core/otherslinks.h"
 #include "core/platform.h"
 #include "file/file.h"
+#include "logger/logger.h"
 
 #include <limits.h>
 #include <stdint.h>
@@ -307,7 +309,7 @@ static bool readSize(const char* text, unsigned int* size)
 // 31 characters fills the field together with its '=', which is why such a bank never finds its line.
 void MemoryMgr::_readBankSizes()
 {
-    FILE* file = fopen_mac(bankSizePath, "rb");
+    FILE* file = HasOthersLink(bankSizePath) ? nullptr : fopen_mac(bankSizePath, "rb");
     if (!file) {
         return;
     }
@@ -352,6 +354,12 @@ static unsigned int tunedSize(unsigned int bankSize, unsigned int peakBytes)
 
 void MemoryMgr::_writeBankSizes() const
 {
+    if (HasOthersLink(bankSizePath)) {
+        owLogger::log(
+            3, "^CFF0000MemoryMgr:^c The bank sizes are not saved through another user's link: \"^CFFFF00%s^c\"\f",
+            bankSizePath);
+        return;
+    }
     FILE* file = fopen_mac(bankSizePath, "wb");
     if (!file) {
         return;

@@ -103,7 +103,8 @@ public:
     // Makes the game's data folder, and this object the one in g_MemoryPtr. Bank -1 works from here on.
     MemoryMgr();
 
-    // Gives all memory back but for the fallback blocks that are still in use, and writes the bank-size file.
+    // Gives all memory back but for the fallback blocks that are still in use, and writes the bank-size file; not through
+    // another user's symbolic link, which a message then names.
     // g_MemoryPtr stays as it is.
     virtual ~MemoryMgr();
 

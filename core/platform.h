@@ -67,7 +67,8 @@ public:
 
     // Returns the folder for the files that the game writes: Application Support, "Brackenlow", the process name. The
     // first call makes it, and makes subFolder in it unless subFolder is null. Later calls make nothing. The result
-    // never contains subFolder.
+    // never contains subFolder. When a symbolic link of another user is part of the path, logs a message and uses
+    // "/Brackenlow" and the process name.
     static const char* GetAppDataDir(const char* subFolder);
 
     // Makes one folder with mode 0755. Its parent must exist; backslashes are not converted. Returns mkdir's result: 0, or
@@ -78,7 +79,7 @@ public:
 
     // Shows an alert with one button and returns when the user has closed it. Its title is always "Alert"; caption is
     // ignored. The text is UTF-8 or else Mac Roman, and cut after 4094 bytes. Returns 1 for the button. Without a
-    // display, writes the text to the standard error stream and returns 1.
+    // display, writes the text to the standard error stream and returns 1; a terminal shows control characters as "\x1B".
     static int MessageBox(const char* caption, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
     // Opens a page in the user's browser. Returns 0 when the browser was started, and also when url is no URL;

@@ -7,6 +7,7 @@
 // The lines in the allocations' tags are frozen: docs/architecture.md, "Numbers in block tags".
 #include "core/stringtable.h"
 #include "core/hashtable.h"
+#include "core/otherslinks.h"
 #include "core/parser.h"
 #include "core/str.h"
 #include "file/file.h"
@@ -219,6 +220,14 @@ static bool writeEntry(FILE* stream, const char* key, const char* text)
 void StringTable::_exportStringTable()
 {
     const char* path = _stringTableFilename();
+    if (HasOthersLink(path)) {
+        owLogger::log(
+            3,
+            "^CFF0000StringTable::_exportStringTable:^c The texts are not written through another user's link: "
+            "\"^CFFFF00%s^c\"\f",
+            path);
+        return;
+    }
     _BkzFileType_s* file = File::open(path, "w");
     if (!file) {
         owLogger::log(

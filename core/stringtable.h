@@ -38,8 +38,8 @@ public:
     // Stores this table in g_stringTblPtr.
     StringTable();
 
-    // Writes the collected texts when no strings file was ever opened. Sets g_stringTblPtr to null, even when it holds
-    // another table.
+    // Writes the collected texts when no strings file was ever opened; instead logs a message when a symbolic link of
+    // another user is part of the file's path. Sets g_stringTblPtr to null, even when it holds another table.
     virtual ~StringTable();
 
     StringTable(const StringTable&) = delete;

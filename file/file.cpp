@@ -1,10 +1,15 @@
 // Files and paths, over the standard streams.
 //
 // 1. Converting a path never changes its length, so any stretch of it can be converted where it stands.
-// 2. No stream that leaves this file is a folder's: such a one opens, but can't be read and has no sane length.
+// 2. Only a regular file is opened. A folder, a pipe, a socket and a device count as not there: opening one of them can
+//    wait for ever, or make the device act.
+// 3. A file's descriptor is above 2 and closes on exec. At 2, the log's lines would be written into the file.
+// 4. No file is written through a symbolic link of another user's. A file is emptied only once all of this is known.
 #include "file/file.h"
 
 #include <algorithm>
+#include <errno.h>
+#include <fcntl.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -69,23 +74,161 @@ static char* hostPath(const char* path)
     return host;
 }
 
-static bool isFolder(FILE* stream)
+// What a mode of fopen's asks for.
+struct OpenMode {
+    int flags;      // of open, without O_TRUNC
+    bool empties;   // the file that is there
+    char stream[3]; // the mode for fdopen
+};
+
+// False for a mode that is none. What is behind a comma is left out, as are letters that mean nothing here.
+static bool parseMode(const char* mode, OpenMode* result)
+{
+    const char* const end = mode + strcspn(mode, ",");
+    const bool updates = std::find(mode, end, '+') != end;
+    const int access = updates ? O_RDWR : mode[0] == 'r' ? O_RDONLY : O_WRONLY;
+    const int exclusive = std::find(mode, end, 'x') != end ? O_EXCL : 0;
+    switch (mode[0]) {
+    case 'r':
+        result->flags = access;
+        break;
+    case 'w':
+        result->flags = access | O_CREAT | exclusive;
+        break;
+    case 'a':
+        result->flags = access | O_CREAT | O_APPEND | exclusive;
+        break;
+    default:
+        errno = EINVAL;
+        return false;
+    }
+    result->empties = mode[0] == 'w';
+    result->stream[0] = mode[0];
+    result->stream[1] = updates ? '+' : '\0';
+    result->stream[2] = '\0';
+    return true;
+}
+
+// Keeps the descriptors 0 to 2 taken while it lives. In a process without standard streams they would go to the next file
+// that is opened.
+class StandardStreams {
+public:
+    StandardStreams()
+    {
+        for (int stream = 0; stream <= STDERR_FILENO; ++stream) {
+            const bool closed = fcntl(stream, F_GETFD) == -1;
+            const int fill = closed ? open("/dev/null", O_RDWR | O_CLOEXEC) : -1;
+            if (fill > STDERR_FILENO) {
+                close(fill); // another thread was quicker
+            } else if (fill >= 0) {
+                m_fills[m_count++] = fill;
+            }
+        }
+    }
+    ~StandardStreams()
+    {
+        while (m_count > 0) {
+            close(m_fills[--m_count]);
+        }
+    }
+    StandardStreams(const StandardStreams&) = delete;
+    StandardStreams& operator=(const StandardStreams&) = delete;
+
+private:
+    int m_fills[3];
+    int m_count = 0;
+};
+
+// Closes a descriptor, and leaves errno as it is.
+static void closeQuietly(int descriptor)
+{
+    const int error = errno;
+    close(descriptor);
+    errno = error;
+}
+
+// Opens path above descriptor 2; -1 and errno. Never waits for the other end of a pipe.
+static int openDescriptor(const char* path, int flags)
+{
+    const StandardStreams streams;
+    const int descriptor = open(path, flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
+    if (descriptor < 0 || descriptor > STDERR_FILENO) {
+        return descriptor;
+    }
+    const int above = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1); // another thread closed one meanwhile
+    closeQuietly(descriptor);
+    return above;
+}
+
+// Root, this process's user, and the owner of the root folder: to a process in a user namespace root's files belong to
+// another number.
+static bool isTrusted(uid_t user)
+{
+    struct stat root;
+    return user == 0 || user == geteuid() || (stat("/", &root) == 0 && user == root.st_uid);
+}
+
+// Opens a file that is to be written, where another user may put a link at any moment: only a link that was found to be
+// trusted is followed.
+static int openToWrite(const char* path, int flags)
+{
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        struct stat status;
+        const bool isLink = lstat(path, &status) == 0 && S_ISLNK(status.st_mode);
+        if (isLink && !isTrusted(status.st_uid)) {
+            errno = ELOOP;
+            return -1;
+        }
+        const int descriptor = openDescriptor(path, isLink ? flags : flags | O_NOFOLLOW);
+        if (descriptor >= 0 || errno != ELOOP || isLink) {
+            return descriptor;
+        }
+    }
+    return -1; // path has changed all the time
+}
+
+// Sets errno where it answers false.
+static bool isRegular(const struct stat& status)
+{
+    if (!S_ISREG(status.st_mode)) {
+        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    }
+    return S_ISREG(status.st_mode);
+}
+
+// A regular file's descriptor; -1 and errno. The second look is at the very file that was opened.
+static int openRegular(const char* path, const OpenMode& mode)
 {
     struct stat status;
-    return fstat(fileno(stream), &status) == 0 && S_ISDIR(status.st_mode);
+    if (stat(path, &status) == 0 && !isRegular(status)) {
+        return -1;
+    }
+    const bool writes = (mode.flags & O_ACCMODE) != O_RDONLY;
+    const int descriptor = writes ? openToWrite(path, mode.flags) : openDescriptor(path, mode.flags);
+    if (descriptor < 0) {
+        return -1;
+    }
+    if (fstat(descriptor, &status) != 0 || !isRegular(status) ||
+        fcntl(descriptor, F_SETFL, mode.flags & O_APPEND) != 0 || // it waits again
+        (mode.empties && status.st_size > 0 && ftruncate(descriptor, 0) != 0)) {
+        closeQuietly(descriptor);
+        return -1;
+    }
+    return descriptor;
 }
 
 static FILE* openStream(const char* path, const char* mode)
 {
-    char* host = path && mode ? hostPath(path) : nullptr;
+    OpenMode asked;
+    char* host = path && mode && parseMode(mode, &asked) ? hostPath(path) : nullptr;
     if (!host) {
         return nullptr;
     }
-    FILE* stream = fopen(host, mode);
+    const int descriptor = openRegular(host, asked);
     free(host);
-    if (stream && isFolder(stream)) {
-        fclose(stream);
-        return nullptr;
+    FILE* stream = descriptor >= 0 ? fdopen(descriptor, asked.stream) : nullptr;
+    if (!stream && descriptor >= 0) {
+        closeQuietly(descriptor);
     }
     return stream;
 }

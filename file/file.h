@@ -11,6 +11,10 @@
 // When a path is opened, a name between its slashes that exists with its backslashes or colon is that very
 // file or folder; in any other they are separators and drive, and mean what ConvertDOSToMacPath says.
 //
+// Only regular files are opened. A folder, a pipe, a socket or a device counts as not there, and nothing waits for one.
+// A file that is opened has a descriptor above 2, which closes when the process starts another program. A file is not
+// written through a symbolic link that another user made; root's links and the user's own are followed.
+//
 // Any thread may call, but only one at a time for the same file. A handle is ordinary memory, the caller's
 // until it is closed.
 #pragma once
@@ -25,11 +29,10 @@ struct _BkzFileType_s {
 
 class File {
 public:
-    // mode is fopen's. Null when it can't be opened, and for a folder, which is no file.
+    // mode is fopen's: "r", "w" or "a", with "+", "b" and "x"; other letters mean nothing. Null when it can't be opened.
     static _BkzFileType_s* open(const char* name, const char* mode);
 
-    // Bytes, those just written included; the position stays. 0 where there is none (a pipe, a device) or
-    // one that an unsigned long can't hold.
+    // Bytes, those just written included; the position stays. 0 for a length that an unsigned long can't hold.
     static unsigned long getLength(_BkzFileType_s* file);
 
     // The number of whole items read. 0 when nothing is asked for, or more bytes than memory can have.
@@ -40,7 +43,7 @@ public:
     static int close(_BkzFileType_s* file);
 };
 
-// As fopen, but null for a folder. The caller closes the stream with fclose.
+// As fopen, for regular files alone. mode is that of File::open. The caller closes the stream with fclose.
 FILE* fopen_mac(const char* path, const char* mode);
 
 // Turns a path into the host's spelling; every character keeps its place. '\' becomes '/'; the drive of

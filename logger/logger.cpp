@@ -7,6 +7,8 @@
 // 3. No memory is no reason for silence: a line then goes out in pieces, and a message as far as it fits.
 #include "logger/logger.h"
 
+#include "logger/printable.h"
+
 #include <atomic>
 #include <charconv>
 #include <errno.h>
@@ -137,31 +139,21 @@ void Line::finish()
     funlockfile(stderr);
 }
 
-// Text that stands for itself. The bytes of UTF-8 and of other 8-bit texts do, but for the one that begins
-// UTF-8's own control characters.
+// Text that stands for itself. The bytes of UTF-8 and of other 8-bit texts do, but for those that can begin a control
+// character in UTF-8.
 static bool isPlain(char letter)
 {
     const unsigned char byte = static_cast<unsigned char>(letter);
-    return (byte >= 0x20 && byte != 0x7f && byte != '^' && byte != 0xc2) || byte == '\n' || byte == '\t';
-}
-
-// The bytes of the control character at text, which isn't plain; 0 when it is none either.
-static size_t controlLength(const char* text)
-{
-    const unsigned char first = static_cast<unsigned char>(text[0]);
-    const unsigned char second = static_cast<unsigned char>(text[1]);
-    if (first == 0xc2) {
-        return second >= 0x80 && second < 0xa0 ? 2 : 0;
-    }
-    return first == '^' ? 0 : 1;
+    const bool canBeginControl = byte < 0x20 || byte == 0x7f || byte == 0xc2 || byte == 0xe2;
+    return (!canBeginControl && byte != '^') || byte == '\n' || byte == '\t';
 }
 
 static void appendHex(Line& line, const char* bytes, size_t count)
 {
     for (size_t i = 0; i < count; ++i) {
-        char hex[5];
-        snprintf(hex, sizeof(hex), "\\x%02X", static_cast<unsigned char>(bytes[i]));
-        line.append(hex);
+        char escape[4];
+        escapeByte(bytes[i], escape);
+        line.append(escape, sizeof(escape));
     }
 }
 
@@ -178,6 +170,27 @@ static void appendColour(Line& line, const char* digits)
     snprintf(sequence, sizeof(sequence), "\x1b[38;2;%u;%u;%um", colour >> 16 & 0xff, colour >> 8 & 0xff,
              colour & 0xff);
     line.append(sequence);
+}
+
+// The bytes of the control character that is shown at text; 0 when there is none. Colour marks are taken out, and the
+// bytes before and behind a mark can make a control character: then 1, as escaping its first byte breaks it up.
+static size_t shownControlLength(const char* text, bool coloured)
+{
+    char shown[3];
+    size_t count = 0;
+    for (const char* next = text; count < sizeof(shown) && *next != '\0' && *next != '\f';) {
+        if (startsColour(next)) {
+            coloured = true;
+            next += 8;
+        } else if (coloured && strncmp(next, "^c", 2) == 0) {
+            coloured = false;
+            next += 2;
+        } else {
+            shown[count++] = *next++;
+        }
+    }
+    const size_t length = controlLength(shown, count);
+    return length > 0 && memcmp(text, shown, length) != 0 ? 1 : length;
 }
 
 static void appendMessage(Line& line, const char* text, bool showColours)
@@ -204,7 +217,7 @@ static void appendMessage(Line& line, const char* text, bool showColours)
                 line.append(sc_colourEnd);
             }
             text += 2;
-        } else if (const size_t count = controlLength(text)) {
+        } else if (const size_t count = shownControlLength(text, coloured)) {
             appendHex(line, text, count);
             text += count;
         } else {

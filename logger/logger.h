@@ -8,7 +8,8 @@
 // - "^CRRGGBB", with the six hexadecimal digits of a colour, colours what follows up to "^c", to the next
 //   colour or to the end. Colours show on a terminal, unless NO_COLOR is set or TERM is "dumb"; elsewhere the
 //   marks are left out. Any other caret is text, and so is a "^c" that has no colour to end;
-// - a control character can't play tricks on a terminal: all but newline and tab are written as "\x1B".
+// - a control character can't play tricks on a terminal: all but newline and tab are written as "\x1B". So are
+//   characters that turn the direction of text around, and control characters with a colour mark inside.
 //
 // A line is written whole, however long it is. Any thread may call. docs/logging.md has more.
 #pragma once

@@ -2,6 +2,8 @@
 #include "core/platform.h"
 #include "core/preferences.h"
 
+#include "terminal.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -75,8 +77,29 @@ TEST(CorePrefs, ListsKeysTypesAndValues)
 TEST(CorePrefs, ListsWithoutControlCharactersAndReadsPlainly)
 {
     run("-a game write \"$(printf 'a\\tb')\" \"$(printf 'one\\ntwo\\033[31m \\\\ \\303\\251 \\177\\302\\233')\"");
-    EXPECT_EQ(outputOf("-a game list"), "a\\tb  string  one\\ntwo\\x1b[31m \\\\ \xc3\xa9 \\x7f\\x9b\n");
+    EXPECT_EQ(outputOf("-a game list"), "a\\tb  string  one\\ntwo\\x1B[31m \\\\ \xc3\xa9 \\x7F\\xC2\\x9B\n");
     EXPECT_EQ(outputOf("-a game read \"$(printf 'a\\tb')\""), "one\ntwo\x1b[31m \\ \xc3\xa9 \x7f\xc2\x9b\n");
+}
+
+TEST(CorePrefs, ShowsATerminalNoControlCharacters)
+{
+    Terminal terminal;
+    SKIP_WITHOUT(terminal);
+    run("-a game write key \"$(printf 'one\\ntwo\\033[31m\\302\\233\\342\\200\\256')\"");
+    const std::string program = EMULATOR " '" PROGRAM "' -a game ";
+    ASSERT_EQ(system((program + "read key >" + terminal.name()).c_str()), 0);
+    EXPECT_EQ(terminal.shown(), "one\ntwo\\x1B[31m\\xC2\\x9B\\xE2\\x80\\xAE\n");
+
+    std::ofstream(storeOf("game")) << "<plist version=\"1.0\"><dict><key>list</key><array>"
+                                      "<string>\xc2\x9b"
+                                      "31m</string></array></dict></plist>";
+    for (const char* command : {"read list", "export"}) {
+        EXPECT_TRUE(contains(outputOf(std::string("-a game ") + command), "\xc2\x9b")) << command;
+        ASSERT_EQ(system((program + command + " >" + terminal.name()).c_str()), 0);
+        EXPECT_TRUE(contains(terminal.shown(), "<string>\\xC2\\x9B"
+                                               "31m</string>\n"))
+            << command;
+    }
 }
 
 TEST(CorePrefs, DeletesOneKey)

@@ -1,17 +1,24 @@
 // Files and paths.
 #include "file/file.h"
 
+#include "another_user.h"
+
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <fstream>
 #include <limits.h>
 #include <locale.h>
+#include <signal.h>
 #include <sstream>
 #include <stdlib.h>
 #include <string.h>
 #include <string>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -129,15 +136,13 @@ TEST(File, GetLengthCountsWhatWasJustWritten)
     EXPECT_EQ(contents("strings"), "\"Quit\" = \"Beenden\"\nend");
 }
 
-TEST(File, GetLengthIs0ForAnEmptyFileADeviceAndNull)
+TEST(File, GetLengthIs0ForAnEmptyFileAndNull)
 {
     put("empty", "");
-    for (const char* name : {"empty", "/dev/null"}) {
-        _BkzFileType_s* file = File::open(name, "rb");
-        ASSERT_NE(file, nullptr) << name;
-        EXPECT_EQ(File::getLength(file), 0u) << name;
-        File::close(file);
-    }
+    _BkzFileType_s* file = File::open("empty", "rb");
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(File::getLength(file), 0u);
+    File::close(file);
     EXPECT_EQ(File::getLength(nullptr), 0u);
 }
 
@@ -197,13 +202,152 @@ TEST(File, AFolderInTheFilesPlaceIsNotFound)
 
 TEST(File, CloseReportsThatTheLastBytesWereLost)
 {
-    _BkzFileType_s* file = File::open("/dev/full", "w");
-    if (!file) {
-        GTEST_SKIP() << "this host has no device that is always full";
-    }
+    const rlimit fourBytes = {4, 4};
+    signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &fourBytes), 0);
+    _BkzFileType_s* file = File::open("file", "w");
+    ASSERT_NE(file, nullptr);
     fprintf(file->stream, "last words");
     EXPECT_EQ(File::close(file), EOF);
     EXPECT_EQ(File::close(nullptr), EOF);
+}
+
+TEST(File, OnlyARegularFileIsOpenedAndNothingIsWaitedFor)
+{
+    alarm(60);                          // the end of a test that waits after all
+    ASSERT_EQ(mkfifo("pipe", 0600), 0); // opening it the plain way would wait for its other end
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    strcpy(address.sun_path, "socket");
+    const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+    symlink("pipe", "link");
+    for (const char* name : {"pipe", "link", "socket", "/dev/null", "/dev/zero"}) {
+        for (const char* mode : {"rb", "rt", "r+", "w", "wb", "a", "a+"}) {
+            EXPECT_EQ(fopen_mac(name, mode), nullptr) << name << ' ' << mode;
+            EXPECT_EQ(File::open(name, mode), nullptr) << name << ' ' << mode;
+        }
+    }
+    close(listener);
+}
+
+TEST(File, ALinkOfAnotherUsersIsReadAndNotWrittenThrough)
+{
+    SKIP_UNLESS_ROOT();
+    put("private", "secret");
+    const SharedFolder shared("shared");
+    shared.act("ln -s ../private link");
+    shared.act("ln -s ../fresh dangling");
+    symlink("../private", "shared/own");
+    EXPECT_EQ(found("shared/link"), "secret");
+    for (const char* mode : {"w", "wb", "a", "r+", "w+"}) {
+        EXPECT_EQ(fopen_mac("shared/link", mode), nullptr) << mode;
+        EXPECT_EQ(File::open("shared/dangling", mode), nullptr) << mode;
+    }
+    EXPECT_EQ(contents("private"), "secret");
+    EXPECT_NE(access("fresh", F_OK), 0);
+
+    FILE* own = fopen_mac("shared/own", "w");
+    ASSERT_NE(own, nullptr);
+    fclose(own);
+    EXPECT_EQ(contents("private"), "");
+}
+
+// As another user: the file is a file and a link to private in turn, until the process is killed.
+static void changeForEver()
+{
+    if (chdir("shared") != 0 || setgid(sc_attacker) != 0 || setuid(sc_attacker) != 0) {
+        _exit(1);
+    }
+    for (;;) {
+        symlink("../private", "next");
+        rename("next", "file");
+        close(open("next", O_WRONLY | O_CREAT, 0666));
+        chmod("next", 0666);
+        rename("next", "file");
+    }
+}
+
+TEST(File, ALinkThatAppearsWhileTheFileIsOpenedIsNotWrittenThrough)
+{
+    SKIP_UNLESS_ROOT();
+    put("private", "secret");
+    const SharedFolder shared("shared");
+    const pid_t attacker = fork();
+    if (attacker == 0) {
+        changeForEver();
+    }
+    int opened = 0;
+    for (int i = 0; i < 20000; ++i) {
+        if (FILE* stream = fopen_mac("shared/file", i % 2 ? "w" : "r+")) {
+            fputs("spoilt", stream);
+            fclose(stream);
+            ++opened;
+        }
+    }
+    kill(attacker, SIGKILL);
+    waitpid(attacker, nullptr, 0);
+    EXPECT_GT(opened, 0);
+    EXPECT_EQ(contents("private"), "secret");
+}
+
+TEST(File, ModesDoWhatFopensDo)
+{
+    static const struct {
+        const char* mode;
+        const char* there;   // what the file holds before; null: it is not there
+        const char* written; // what it holds once "new" was written; null: it is not opened
+    } sc_cases[] = {
+        {"w", "older", "new"},      {"w", nullptr, "new"},    {"w+b", "older", "new"},
+        {"a", "older", "oldernew"}, {"a", nullptr, "new"},    {"ab+", "older", "oldernew"},
+        {"r+", "older", "newer"},   {"r+", nullptr, nullptr}, {"wx", nullptr, "new"},
+        {"wx", "older", nullptr},   {"wbe", "older", "new"},  {"wt,ccs=UTF-8", "older", "new"},
+        {"rx+", "older", "newer"},
+    };
+    for (const auto& [mode, there, written] : sc_cases) {
+        unlink("file");
+        if (there) {
+            put("file", there);
+        }
+        FILE* stream = fopen_mac("file", mode);
+        ASSERT_EQ(stream != nullptr, written != nullptr) << mode;
+        if (stream) {
+            fputs("new", stream);
+            fclose(stream);
+            EXPECT_EQ(contents("file"), written) << mode;
+        }
+    }
+}
+
+TEST(File, AnOpenedFileWaitsForItsBytesAndClosesOnExec)
+{
+    put("file", "x");
+    for (const char* mode : {"rt", "r+", "w", "a"}) {
+        FILE* stream = fopen_mac("file", mode);
+        ASSERT_NE(stream, nullptr);
+        EXPECT_EQ(fcntl(fileno(stream), F_GETFD), FD_CLOEXEC) << mode;
+        EXPECT_EQ(fcntl(fileno(stream), F_GETFL) & O_NONBLOCK, 0) << mode;
+        fclose(stream);
+    }
+}
+
+TEST(File, NoOpenedFileBecomesAStandardStream)
+{
+    put("file", "x");
+    const int error = fcntl(STDERR_FILENO, F_DUPFD, 10);
+    for (int stream = 0; stream <= STDERR_FILENO; ++stream) {
+        close(stream);
+    }
+    FILE* read = fopen_mac("file", "rt");
+    FILE* written = fopen_mac("new", "wb");
+    const int places[] = {fileno(read), fileno(written)};
+    const int left = fcntl(STDERR_FILENO, F_GETFD);
+    fclose(read);
+    fclose(written);
+    dup2(error, STDERR_FILENO);
+    EXPECT_GT(places[0], STDERR_FILENO);
+    EXPECT_GT(places[1], STDERR_FILENO);
+    EXPECT_EQ(left, -1) << "the stream that was closed is closed again";
 }
 
 // The address sanitizer sees the handles, the limit of open files the streams.

@@ -327,6 +327,37 @@ TEST_F(LogOnTerminal, ControlCharactersInTheDataAreMadeVisible)
     }
 }
 
+// A control character that appears when the mark between its bytes is taken out.
+TEST_F(LogOnTerminal, AColourMarkHidesNoControlCharacter)
+{
+    struct Row {
+        const char* message;
+        const char* plain;
+        const char* coloured;
+    };
+    const Row rows[] = {
+        {"\xc2^CFF0000\x9b"
+         "31m",
+         "\\xC2\x9b"
+         "31m",
+         "\\xC2\x1b[38;2;255;0;0m\x9b"
+         "31m\x1b[39m"},
+        {"^CFF0000\xc2^c\x9b", "\\xC2\x9b", "\x1b[38;2;255;0;0m\\xC2\x1b[39m\x9b"},
+        {"\xe2^CFF0000\x80^c\xae", "\\xE2\x80\xae", "\\xE2\x1b[38;2;255;0;0m\x80\x1b[39m\xae"},
+        {"\xe2\x80^CFF0000\xae", "\\xE2\x80\xae", "\\xE2\x80\x1b[38;2;255;0;0m\xae\x1b[39m"},
+        {"\xc2^c\x9b", "\xc2^c\x9b", "\xc2^c\x9b"},                             // no mark: there is no colour to end
+        {"\xc3^CFF0000\xa9", "\xc3\xa9", "\xc3\x1b[38;2;255;0;0m\xa9\x1b[39m"}, // a letter
+        {"\xe2\x80\xae", "\\xE2\\x80\\xAE", "\\xE2\\x80\\xAE"},
+        {"\xe2\x80\xa6", "\xe2\x80\xa6", "\xe2\x80\xa6"},
+        {"\xc2^CFF0000\f\x9b", "\xc2", "\xc2\x1b[38;2;255;0;0m\x1b[39m"},
+    };
+    for (const Row& row : rows) {
+        auto act = [&row] { owLogger::log(3, "%s", row.message); };
+        EXPECT_EQ(throughPipe(act), std::string(row.plain) + "\n");
+        EXPECT_EQ(onTerminal(act), std::string(row.coloured) + "\n");
+    }
+}
+
 // The levels from -1 to 9 whose messages are shown.
 static std::string shownLevels()
 {

@@ -30,6 +30,24 @@ TEST(DamagedPreferences, AreSetAsideAndWhatWasLastWrittenIsBack)
     EXPECT_EQ(contentsOf(path + ".damaged-1"), "no property list");
 }
 
+TEST(DamagedPreferences, AreReportedInOneLineWithoutControlCharacters)
+{
+    const char* const sc_library = "new\nline \xc2\x9b"
+                                   "31m \xe2\x80\xae";
+    fs::create_directories(std::string(sc_library) + "/Preferences");
+    setenv("MACAPI_USER_LIBRARY", sc_library, 1);
+    fill(preferencesFile(sc_game), "damage");
+    testing::internal::CaptureStderr();
+    value("Player");
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_NE(said.find("/new\\nline \\xC2\\x9B"
+                        "31m \\xE2\\x80\\xAE/Preferences/"),
+              std::string::npos)
+        << said;
+    EXPECT_EQ(said.find_first_of("\xc2\xe2"), std::string::npos);
+    EXPECT_EQ(said.find('\n'), said.size() - 1);
+}
+
 TEST(DamagedPreferences, BeginAnewWhereNoneWereWrittenBefore)
 {
     fs::create_directories("MACAPI_USER_LIBRARY/Preferences");

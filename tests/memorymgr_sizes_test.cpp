@@ -3,11 +3,16 @@
 // This program writes down what is opened, and leaves the opening to the file library.
 #include "game_memory.h"
 
+#include "core/platform.h"
 #include "file/file.h"
+
+#include "another_user.h"
+#include "watched_log.h"
 
 #include <dlfcn.h>
 #include <filesystem>
 #include <random>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -568,6 +573,100 @@ TEST(Writing, IsSkippedWhereNothingCanBeWritten)
         std::filesystem::remove_all(std::filesystem::path(path).parent_path());
     }
     EXPECT_EQ(readFile(path), "(no file)"); // nor was the folder made again
+}
+
+// A run with a bank of another size than the file says. What the log said of it.
+std::string messagesOfARun(unsigned int* sizeRead = nullptr)
+{
+    takeMessages();
+    {
+        GameMemory memory;
+        memory.defineHeap("heap", 1024);
+        memory.initialize();
+        if (sizeRead) {
+            *sizeRead = memory.getMemoryBankSize(0);
+        }
+    }
+    return takeMessages();
+}
+
+std::string dataFolder()
+{
+    return std::string(Platform::GetAppDataDir("data")) + "/data";
+}
+
+TEST(Links, OfAnotherUserAreNeitherReadNorWrittenThrough)
+{
+    SKIP_UNLESS_ROOT();
+    const std::string file = dataFolder() + "/memory.dat";
+    const std::string message = "3 ^CFF0000MemoryMgr:^c The bank sizes are not saved through another user's link: "
+                                "\"^CFFFF00" +
+                                file + "^c\"\f";
+    writeFile("private", "heap=4096\n");
+    const SharedFolder shared(dataFolder());
+    shared.act("ln -s \"" + std::filesystem::absolute("private").string() + "\" memory.dat");
+    unsigned int size = 0;
+    EXPECT_EQ(messagesOfARun(&size), message);
+    EXPECT_EQ(size, 1024u);
+    EXPECT_EQ(readFile("private"), "heap=4096\n");
+
+    shared.act("ln -sf \"" + std::filesystem::absolute("fresh").string() + "\" memory.dat");
+    EXPECT_EQ(messagesOfARun(), message);
+    EXPECT_EQ(readFile("fresh"), "(no file)");
+}
+
+TEST(Links, OfAnotherUserAreFoundInFoldersAndBehindTheUsersOwnLinks)
+{
+    SKIP_UNLESS_ROOT();
+    const std::string folder = dataFolder();
+    std::filesystem::create_directory("home");
+    const std::string home = std::filesystem::absolute("home").string();
+    const SharedFolder game(std::filesystem::path(folder).parent_path().string());
+    game.act("rmdir data; ln -s \"" + home + "\" data");
+    EXPECT_NE(messagesOfARun(), "");
+    EXPECT_TRUE(std::filesystem::is_empty(home));
+
+    game.act("rm data");
+    const SharedFolder data(folder);
+    data.act("ln -s \"" + home + "/file\" stolen");
+    std::filesystem::create_symlink("stolen", folder + "/memory.dat");
+    EXPECT_NE(messagesOfARun(), "");
+    EXPECT_TRUE(std::filesystem::is_empty(home));
+}
+
+TEST(Links, OfTheUsersOwnAreFollowed)
+{
+    const std::string folder = dataFolder();
+    std::filesystem::create_symlink("../tuned", folder + "/memory.dat");
+    EXPECT_EQ(messagesOfARun(), "");
+    EXPECT_EQ(readFile(folder + "/../tuned"), "heap=1024\n");
+}
+
+TEST(Links, ASecondNameIsNotWrittenWhereOtherUsersCanMakeOne)
+{
+    const std::string folder = dataFolder();
+    writeFile("private", "heap=4096\n");
+    std::filesystem::create_hard_link("private", folder + "/memory.dat");
+    chmod(folder.c_str(), 0777);
+    EXPECT_NE(messagesOfARun(), "");
+    EXPECT_EQ(readFile("private"), "heap=4096\n");
+
+    chmod(folder.c_str(), 0755); // a backup's, say
+    EXPECT_EQ(messagesOfARun(), "");
+    EXPECT_NE(readFile("private"), "(no file)");
+}
+
+TEST(Links, ThatLeadInACircleAreGivenUp)
+{
+    std::filesystem::create_symlink("memory.dat", dataFolder() + "/memory.dat");
+    EXPECT_NE(messagesOfARun(), "");
+}
+
+TEST(Reading, DoesNotWaitForAPipe)
+{
+    alarm(60); // the end of a test that waits after all
+    ASSERT_EQ(mkfifo((dataFolder() + "/memory.dat").c_str(), 0600), 0);
+    EXPECT_EQ(messagesOfARun(), "");
 }
 
 // What the next run starts with.

@@ -1,14 +1,19 @@
 // Platform as a game sees it: identity, folders and state, with the host's own services behind it.
 #include "core/platform.h"
 
+#include "another_user.h"
+#include "terminal.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <grp.h>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 static std::string libraryFolder()
 {
@@ -76,6 +81,42 @@ TEST(PlatformFolders, TheDataFolderIsApplicationSupportMakerAndProcessName)
     const std::string folder = libraryFolder() + "/Application Support/Brackenlow/" + programName();
     EXPECT_EQ(Platform::GetAppDataDir("saves"), folder);
     EXPECT_TRUE(fs::is_directory(folder));
+}
+
+// As a user without rights: root's game would make folders at the root.
+static void showDataFolderAsVictim()
+{
+    if (setgroups(0, nullptr) != 0 || setgid(sc_victim) != 0 || setuid(sc_victim) != 0) {
+        exit(1);
+    }
+    fprintf(stderr, "folder %s\n", Platform::GetAppDataDir("data"));
+    exit(0);
+}
+
+TEST(PlatformFolders, AnotherUsersLinkIsNoDataFolder)
+{
+    SKIP_UNLESS_ROOT();
+    fs::create_directory("home");
+    ASSERT_EQ(chown("home", sc_victim, sc_victim), 0);
+    const SharedFolder library(libraryFolder());
+    for (const std::string& link : {"Application Support"s, "Application Support/Brackenlow"s,
+                                    "Application Support/Brackenlow/" + programName()}) {
+        library.act("rm -rf \"Application Support\"; mkdir -m 777 -p \"" + fs::path(link).parent_path().string() +
+                    "/.\"; chmod -R a+rwx . 2>/dev/null; ln -s \"" + fs::absolute("home").string() + "\" \"" + link +
+                    "\"");
+        EXPECT_EXIT(showDataFolderAsVictim(), testing::ExitedWithCode(0),
+                    "Another user's link is not followed: .*\nfolder /Brackenlow/" + programName());
+        EXPECT_TRUE(fs::is_empty("home")) << link;
+    }
+}
+
+TEST(PlatformFolders, AFolderThatAnotherUserMadeIsADataFolder)
+{
+    SKIP_UNLESS_ROOT();
+    const SharedFolder library(libraryFolder());
+    library.act("mkdir -p \"Application Support/Brackenlow\"; chmod -R a+rwx \"Application Support\"");
+    EXPECT_EXIT(showDataFolderAsVictim(), testing::ExitedWithCode(0),
+                "folder .*/Application Support/Brackenlow/" + programName());
 }
 
 TEST(PlatformFolders, OnlyTheFirstSubfolderAskedForIsMadeAndNoneIsPartOfTheResult)
@@ -229,6 +270,25 @@ TEST_F(PlatformAlert, ItsTextIsCutAtThatByteOnStandardErrorAlsoInsideACharacter)
     testing::internal::CaptureStderr();
     Platform::MessageBox("caption", "%s\xc3\xa4", std::string(4093, 'x').c_str());
     EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string(4093, 'x') + "\xc3\n");
+}
+
+TEST_F(PlatformAlert, ATerminalGetsNoControlCharactersAndAFileTheBytesAsTheyAre)
+{
+    const char* const sc_text = "one\n\x1b[31m\xc2\x9b\xe2\x80\xae \\ \xc3\xa9";
+    testing::internal::CaptureStderr();
+    Platform::MessageBox("caption", "%s", sc_text);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string(sc_text) + "\n");
+
+    Terminal terminal;
+    SKIP_WITHOUT(terminal);
+    const int error = dup(STDERR_FILENO);
+    const int stream = open(terminal.name().c_str(), O_WRONLY | O_NOCTTY);
+    dup2(stream, STDERR_FILENO);
+    Platform::MessageBox("caption", "%s", sc_text);
+    dup2(error, STDERR_FILENO);
+    close(stream);
+    close(error);
+    EXPECT_EQ(terminal.shown(), "one\n\\x1B[31m\\xC2\\x9B\\xE2\\x80\\xAE \\ \xc3\xa9\n");
 }
 
 TEST_F(PlatformAlert, ATextThatCannotBeFormattedEndsAllTheSame)

@@ -4,7 +4,9 @@
 #include "watched_log.h"
 
 #include <optional>
+#include <sys/stat.h>
 #include <type_traits>
+#include <unistd.h>
 
 // Preferences that are told of an INI file twice lose the first path, as meant; the sanitizer needn't say so.
 extern "C" __attribute__((used)) const char* __lsan_default_suppressions()
@@ -201,6 +203,18 @@ TEST(Preferences, SayThatTheIniFileIsMissingAndGiveTheDefault)
     EXPECT_FALSE(ReadKey("Video", "mode", out));
     EXPECT_STREQ(out, "untouched");
     EXPECT_EQ(takeMessages(), "4 Preferences File Missing: none.ini\f");
+}
+
+TEST(Preferences, TakeAPipeForAMissingIniFile)
+{
+    alarm(60); // the end of a test that waits after all
+    ASSERT_EQ(mkfifo("pipe.ini", 0600), 0);
+    Preferences preferences;
+    for (const char* path : {"pipe.ini", "/dev/zero", "."}) {
+        preferences.init(path);
+        EXPECT_STREQ(preferences.read("Video", "width", "640"), "640");
+        EXPECT_EQ(takeMessages(), std::string("4 Preferences File Missing: ") + path + "\f");
+    }
 }
 
 TEST(Preferences, SayNothingAboutAMissingEntry)

@@ -1,5 +1,6 @@
 #include "core/stringtable.h"
 
+#include "another_user.h"
 #include "stringtable_access.h"
 #include "watched_log.h"
 #include "watched_memory.h"
@@ -7,6 +8,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <locale.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <type_traits>
 #include <unistd.h>
 
@@ -161,13 +165,56 @@ TEST(StringTable, SaysWhenItCannotWrite)
     EXPECT_EQ(memory.check(0, true), 0);
 }
 
+TEST(StringTable, TakesAPipeForAMissingFileAndCanNotBeWrittenToIt)
+{
+    alarm(60); // the end of a test that waits after all
+    WatchedMemory memory;
+    ASSERT_EQ(mkfifo(sc_file, 0600), 0);
+    {
+        StringTable table;
+        EXPECT_FALSE(table.setLanguage("french"));
+        EXPECT_EQ(takeMessages(),
+                  "6 ^CFF0000StringTable::setLanguage: ^c File Not Found: \"^CFFFF00strings.utf8^c\"\f");
+    }
+    EXPECT_EQ(takeMessages(), "6 ^CFF0000StringTable::_exportStringTable:^c Failed to open file for writing: "
+                              "\"^CFFFF00strings.utf8^c\"\f");
+}
+
+TEST(StringTable, IsNotWrittenThroughALinkOfAnotherUsers)
+{
+    SKIP_UNLESS_ROOT();
+    WatchedMemory memory;
+    writeFile("private", "secret");
+    const SharedFolder shared("shared");
+    shared.act("ln -s ../private strings.utf8");
+    StringTable::s_setLocalePath("shared");
+    {
+        StringTable table;
+        table.translate("a");
+    }
+    EXPECT_EQ(readFile("private"), "secret");
+    EXPECT_EQ(takeMessages(),
+              "3 ^CFF0000StringTable::_exportStringTable:^c The texts are not written through another "
+              "user's link: \"^CFFFF00shared/strings.utf8^c\"\f");
+}
+
+TEST(StringTable, IsWrittenThroughALinkOfTheUsersOwn)
+{
+    WatchedMemory memory;
+    symlink("private", sc_file);
+    {
+        StringTable table;
+        table.translate("a");
+    }
+    EXPECT_EQ(readFile("private"), entryLine("a", "a"));
+}
+
 TEST(StringTable, LosesNothingButTheFileWhenTheDiskIsFull)
 {
-    if (access("/dev/full", W_OK) != 0) {
-        GTEST_SKIP() << "there is no full disk here";
-    }
     WatchedMemory memory;
-    symlink("/dev/full", sc_file);
+    const rlimit noBytes = {0, 0};
+    signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &noBytes);
     {
         StringTable table;
         for (int number = 0; number < 1000; ++number) {

@@ -2,6 +2,7 @@
 //
 // It reads and writes as a game does, so it may run beside one. A store that it can't read it leaves as it is, down
 // to the last byte, and says so.
+#include "logger/printable.h"
 #include "macapi/src/encoding.h"
 #include "macapi/src/plist.h"
 #include "macapi/src/preferences_store.h"
@@ -15,6 +16,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 using namespace macapi;
@@ -60,38 +62,10 @@ Exit status: 0 done, 1 nothing there, 2 not understood, 3 the store can't be
 read, 4 it can't be written.
 )";
 
-// The text with its control characters as escapes, so that no value moves the cursor or makes a second line.
-static std::string printable(const std::string& text)
-{
-    std::string result;
-    for (size_t position = 0; position < text.size();) {
-        const size_t start = position;
-        const char32_t character = nextCharacter(text, &position);
-        const bool control = character < 0x20 || (character >= 0x7f && character < 0xa0);
-        if (character == sc_noCharacter) {
-            result += "?";
-            position = start + 1;
-        } else if (character == '\n') {
-            result += "\\n";
-        } else if (character == '\t') {
-            result += "\\t";
-        } else if (character == '\\') {
-            result += "\\\\";
-        } else if (control) {
-            char escape[12];
-            snprintf(escape, sizeof(escape), "\\x%02x", static_cast<unsigned int>(character));
-            result += escape;
-        } else {
-            result.append(text, start, position - start);
-        }
-    }
-    return result;
-}
-
 [[noreturn]] static void fail(int status, const std::string& message)
 {
     fflush(stdout);
-    fprintf(stderr, "core-prefs: %s\n", printable(message).c_str());
+    fprintf(stderr, "core-prefs: %s\n", printable(message, Lines::Escape).c_str());
     exit(status);
 }
 
@@ -226,19 +200,26 @@ static size_t characterCount(const std::string& text)
         std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xc0) != 0x80; }));
 }
 
+// A script gets the bytes as they are, a terminal no control characters.
+static void print(const std::string& text)
+{
+    const std::string shown = isatty(STDOUT_FILENO) ? printable(text, Lines::Keep) : text;
+    fwrite(shown.data(), 1, shown.size(), stdout);
+}
+
 static void list(const PreferencesDomain& domain, const Words&)
 {
     const Ref<__CFDictionary> values = allValues(domain);
     size_t width = 0;
     for (const auto& [key, value] : values->entries) {
-        width = std::max(width, std::min<size_t>(40, characterCount(printable(key))));
+        width = std::max(width, std::min<size_t>(40, characterCount(printable(key, Lines::Escape))));
     }
     for (const auto& [key, value] : values->entries) {
-        const std::string name = printable(key);
+        const std::string name = printable(key, Lines::Escape);
         const size_t gap = width - std::min(width, characterCount(name));
         const Description description = describe(*value);
         printf("%s%*s  %-6s  %s\n", name.c_str(), static_cast<int>(gap), "", description.type.c_str(),
-               printable(description.value).c_str());
+               printable(description.value, Lines::Escape).c_str());
     }
 }
 
@@ -250,8 +231,7 @@ static void read(const PreferencesDomain& domain, const Words& words)
         fail(sc_nothingThere, "there is no \"" + words[0] + "\" in " + preferencesFile(domain));
     }
     const bool isPlain = value->kind != Kind::Data && value->kind != Kind::Array && value->kind != Kind::Dictionary;
-    const std::string text = isPlain ? describe(*value).value + "\n" : plistText(*value);
-    fwrite(text.data(), 1, text.size(), stdout);
+    print(isPlain ? describe(*value).value + "\n" : plistText(*value));
 }
 
 static void write(const PreferencesDomain& domain, const Words& words)
@@ -276,13 +256,13 @@ static void erase(const PreferencesDomain& domain, const Words& words)
 static void check(const PreferencesDomain& domain, const Words&)
 {
     const size_t count = allValues(domain)->entries.size();
-    printf("%s: in order, %zu %s\n", printable(preferencesFile(domain)).c_str(), count, count == 1 ? "key" : "keys");
+    printf("%s: in order, %zu %s\n", printable(preferencesFile(domain), Lines::Escape).c_str(), count,
+           count == 1 ? "key" : "keys");
 }
 
 static void exportAll(const PreferencesDomain& domain, const Words&)
 {
-    const std::string text = plistText(*allValues(domain));
-    fwrite(text.data(), 1, text.size(), stdout);
+    print(plistText(*allValues(domain)));
 }
 
 static const struct Command {

@@ -5,6 +5,7 @@
 // 3. Only what does not parse is damaged. What cannot be read may be in the best of order, and is left alone.
 #include "macapi/src/preferences_file.h"
 
+#include "logger/printable.h"
 #include "macapi/src/disk.h"
 #include "macapi/src/folders.h"
 #include "macapi/src/plist.h"
@@ -38,12 +39,9 @@ PreferencesState checkPreferences(const std::string& path)
 }
 
 // In one line, whatever the paths hold.
-static void report(std::string line)
+static void report(const std::string& line)
 {
-    for (char& letter : line) {
-        letter = static_cast<unsigned char>(letter) < ' ' ? '?' : letter;
-    }
-    fprintf(stderr, "%s\n", line.c_str());
+    fprintf(stderr, "%s\n", printable(line, Lines::Escape).c_str());
 }
 
 static bool isSameFile(const std::string& one, const std::string& other)

@@ -89,9 +89,10 @@ public:
     //     Platform::SetWindow(window);
     //     Platform::SetWindowPos();
 
-    // A framed window, not shown yet and not the current one; null when it can't be had. It stands in the middle of
-    // the screen, wherever x and y say. The title is UTF-8 or Mac Roman. The arguments without a name are taken and
-    // ignored. A game that has no application object has one from here on.
+    // A framed window, not shown yet and not the current one; null when it can't be had, as with a side of more than
+    // 10,000 pixels, frame included. It stands in the middle of the screen, wherever x and y say. The title is UTF-8 or
+    // Mac Roman. The arguments without a name are taken and ignored. A game that has no application object has one from
+    // here on.
     static void* InitWindow(unsigned int, void*, const char* title, void*, void*, int x, int y, int width, int height,
                             bool, bool, void*);
     static void DestructWindow(void* window); // closes it; the current window is none then, if it was this one
@@ -123,7 +124,7 @@ public:
     static void CaptureMouse(bool capture);
 
     static void SetCursorPos(int x, int y);   // in pixels from the upper left corner of the main display, y down
-    static void GetCursorPos(int& x, int& y); // of the event at hand, if any, from the lower left of its window, y up
+    static void GetCursorPos(int& x, int& y); // of the event at hand, if any, in the contents of its window, y up
 
     // Milliseconds since the machine was started. Starts again at 0 every 2^32, about 49.7 days: subtract as unsigned.
     static unsigned int GetTime();

@@ -1,7 +1,8 @@
 // The window class's plain C++ face: each call is a few messages to AppKit, and all rules stand above it.
 //
 // A window is a BKWindow. It lives until it is closed, by the game or by its user: ask BKIsWindow before anything else is
-// asked of one that has been out of sight. Points and rectangles are AppKit's: pixels, y up from the bottom.
+// asked of one that has been out of sight. Points and rectangles are in pixels, y up from the bottom. On the screen they
+// count from the lower left corner of the main screen, also where AppKit's own count from another place.
 //
 // A build without AppKit has a stand-in for what is behind it.
 #pragma once
@@ -22,14 +23,14 @@ struct BKRect {
     double height;
 };
 
-// Whether windows and alerts can be shown. There is an application object then: the game's, or else one made here.
+// Whether windows and alerts can be shown. There is an application object then: the game's, or else one made here. Its
+// screens are those that the window server has now.
 bool BKMakeApplication();
 
 // A modal alert with one button; its result, 1 for the button. Wants the application object, as all that makes windows.
 int BKRunAlert(const char* title, const char* message, const char* button);
 
-// The main screen, with its lower left corner; and the height of the screen that positions count from, which is another
-// one while the window with the keyboard is there.
+// The main screen, whichever screen has the window with the keyboard; and its height.
 BKRect BKMainScreenFrame();
 double BKFirstScreenHeight();
 
@@ -60,5 +61,6 @@ void BKWindowRelease(void* window);
 BKPoint BKWindowConvertBaseToScreen(void* window, const BKPoint& point);
 
 // False, and point as it was, where there is no such event or window.
-bool BKCurrentEventLocation(BKPoint& point);   // in its window
-bool BKKeyWindowMouseLocation(BKPoint& point); // in the window with the keyboard, outside of the event stream
+bool BKCurrentEventLocation(BKPoint& point); // in the contents of its window
+bool BKKeyWindowMouseLocation(
+    BKPoint& point); // in those of the window with the keyboard, outside of the event stream

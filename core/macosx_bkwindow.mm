@@ -56,6 +56,11 @@
 
 @end
 
+// GNUstep's own, on no Mac: has AppKit look at the screens again.
+@interface NSScreen (BKScreensThatChange)
++ (void)resetScreens;
+@end
+
 class Pool {
 public:
     Pool() : m_pool([[NSAutoreleasePool alloc] init]) {}
@@ -75,6 +80,25 @@ static BKRect fromRect(const NSRect& rect)
 }
 
 static BKPoint fromPoint(const NSPoint& point) { return {point.x, point.y}; }
+
+// The screen that positions count from, which shows the main display.
+static NSScreen* firstScreen() { return [[NSScreen screens] objectAtIndex:0]; }
+
+// Where AppKit has its lower left corner. On a Mac that is AppKit's origin. GNUstep's origin is the lower left corner of
+// the X desktop, on which the screen may lie anywhere.
+static NSPoint mainCorner() { return [firstScreen() frame].origin; }
+
+static NSRect toAppKit(const BKRect& rect)
+{
+    const NSPoint corner = mainCorner();
+    return NSMakeRect(rect.x + corner.x, rect.y + corner.y, rect.width, rect.height);
+}
+
+static BKRect fromAppKit(const NSRect& rect)
+{
+    const NSPoint corner = mainCorner();
+    return fromRect(NSOffsetRect(rect, -corner.x, -corner.y));
+}
 
 static bool hasWindowServer()
 {
@@ -96,17 +120,55 @@ static void finishLaunching()
     [delegate release];
 }
 
+// Where there is no window manager, AppKit measures the frames that it would have: it shows 15 windows, one after the
+// other, and waits up to a second until each is drawn. They lie outside the screen, where a display of 8 bits a pixel
+// never draws them. On the screen it draws them at once.
+static void measureFramesOnScreen()
+{
+    const size_t fewBits = 8;
+    if (CGDisplayBitsPerPixel(kCGDirectMainDisplay) <= fewBits) {
+        NSDictionary* onScreen = [NSDictionary dictionaryWithObject:@"YES" forKey:@"GSBackChecksOffsetsOnScreen"];
+        [[NSUserDefaults standardUserDefaults] registerDefaults:onScreen];
+    }
+}
+
 // AppKit without its own way to the window server, its back end being away, can't make one. GCC's @catch doesn't work in
 // Objective-C++; catch does.
 static bool makeApplication()
 {
     const Pool pool;
     try {
+        measureFramesOnScreen();
         [NSApplication sharedApplication];
         finishLaunching();
         return true;
     } catch (...) {
         return false;
+    }
+}
+
+static NSArray* framesOfScreens()
+{
+    NSMutableArray* frames = [NSMutableArray array];
+    for (NSUInteger i = 0; i < [[NSScreen screens] count]; i++) {
+        [frames addObject:NSStringFromRect([[[NSScreen screens] objectAtIndex:i] frame])];
+    }
+    return frames;
+}
+
+// GNUstep learns from an event that a screen has moved or changed its size, and the game may not have read that event
+// yet. So AppKit is told here what it will be told then. Its windows move along with their screens.
+static void lookAtScreens()
+{
+    if (![NSScreen respondsToSelector:@selector(resetScreens)]) {
+        return;
+    }
+    const Pool pool;
+    NSArray* former = framesOfScreens();
+    [NSScreen resetScreens];
+    if (![framesOfScreens() isEqual:former]) {
+        [[NSNotificationCenter defaultCenter] postNotificationName:NSApplicationDidChangeScreenParametersNotification
+                                                            object:NSApp];
     }
 }
 
@@ -118,6 +180,8 @@ bool BKMakeApplication()
     }
     if (!NSApp && !s_failed) {
         s_failed = !makeApplication();
+    } else if (!s_failed) {
+        lookAtScreens();
     }
     return !s_failed;
 }
@@ -142,16 +206,20 @@ int BKRunAlert(const char* title, const char* message, const char* button)
     return static_cast<int>(NSRunAlertPanel(textOf(title), asFormat(textOf(message)), textOf(button), nil, nil));
 }
 
+// AppKit's main screen is the screen of the window with the keyboard, also for a while after that window was closed. When
+// it is another screen than the first, its size means nothing for positions that count from the first.
 BKRect BKMainScreenFrame()
 {
     const Pool pool;
-    return fromRect([[NSScreen mainScreen] frame]);
+    NSScreen* screen = [NSScreen mainScreen];
+    const bool isListed = [[NSScreen screens] containsObject:screen];
+    return fromAppKit([isListed ? firstScreen() : screen frame]);
 }
 
 double BKFirstScreenHeight()
 {
     const Pool pool;
-    return [[[NSScreen screens] objectAtIndex:0] frame].size.height;
+    return [firstScreen() frame].size.height;
 }
 
 int BKModeEntry(CFDictionaryRef mode, const char* name)
@@ -162,14 +230,25 @@ int BKModeEntry(CFDictionaryRef mode, const char* name)
 
 static std::set<const void*> s_made; // where windows of ours are or were
 
+// GNUstep gives no window a larger frame: setMaxSize: takes no more, and a larger window is cut to it when it is moved.
+static const double sc_longestSide = 10000; // pixels
+
+static bool isTooLarge(const BKRect& content, unsigned int styleMask)
+{
+    const NSSize frame = [NSWindow frameRectForContentRect:toAppKit(content) styleMask:styleMask].size;
+    return frame.width > sc_longestSide || frame.height > sc_longestSide;
+}
+
 void* BKMakeWindow(const BKRect& content, unsigned int styleMask, int backing, bool defer)
 {
     const Pool pool;
-    BKWindow* window =
-        [[BKWindow alloc] initWithContentRect:NSMakeRect(content.x, content.y, content.width, content.height)
-                                    styleMask:styleMask
-                                      backing:static_cast<NSBackingStoreType>(backing)
-                                        defer:defer];
+    if (isTooLarge(content, styleMask)) {
+        return nullptr;
+    }
+    BKWindow* window = [[BKWindow alloc] initWithContentRect:toAppKit(content)
+                                                   styleMask:styleMask
+                                                     backing:static_cast<NSBackingStoreType>(backing)
+                                                       defer:defer];
     s_made.insert(window);
     return window;
 }
@@ -194,7 +273,7 @@ std::string BKWindowTitle(void* window)
 BKRect BKWindowContentRect(void* window)
 {
     const Pool pool;
-    return fromRect([asWindow(window) contentRectForFrameRect:[asWindow(window) frame]]);
+    return fromAppKit([asWindow(window) contentRectForFrameRect:[asWindow(window) frame]]);
 }
 
 void BKWindowSetTitle(void* window, const char* title)
@@ -270,7 +349,18 @@ void BKWindowRelease(void* window)
 BKPoint BKWindowConvertBaseToScreen(void* window, const BKPoint& point)
 {
     const Pool pool;
-    return fromPoint([asWindow(window) convertBaseToScreen:NSMakePoint(point.x, point.y)]);
+    const NSPoint onDesktop = [asWindow(window) convertBaseToScreen:NSMakePoint(point.x, point.y)];
+    const NSPoint corner = mainCorner();
+    return {onDesktop.x - corner.x, onDesktop.y - corner.y};
+}
+
+// Of a point in a window with its frame: where it is in the window's contents. On a Mac the frame has nothing on the
+// left of the contents or below; under X11 the window manager's may have.
+static BKPoint inContents(NSWindow* window, NSPoint point)
+{
+    const NSRect frame = [window frame];
+    const NSRect content = [window contentRectForFrameRect:frame];
+    return {point.x - (NSMinX(content) - NSMinX(frame)), point.y - (NSMinY(content) - NSMinY(frame))};
 }
 
 bool BKCurrentEventLocation(BKPoint& point)
@@ -278,7 +368,9 @@ bool BKCurrentEventLocation(BKPoint& point)
     const Pool pool;
     NSEvent* event = [NSApp currentEvent];
     if (event) {
-        point = fromPoint([event locationInWindow]);
+        NSWindow* window = [event window];
+        const NSPoint location = [event locationInWindow];
+        point = window ? inContents(window, location) : fromPoint(location);
     }
     return event != nil;
 }
@@ -288,7 +380,7 @@ bool BKKeyWindowMouseLocation(BKPoint& point)
     const Pool pool;
     NSWindow* window = [NSApp keyWindow];
     if (window) {
-        point = fromPoint([window mouseLocationOutsideOfEventStream]);
+        point = inContents(window, [window mouseLocationOutsideOfEventStream]);
     }
     return window != nil;
 }

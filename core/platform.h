@@ -141,7 +141,8 @@ public:
     // the main screen, y upward. Without a display, and in a build without AppKit, no window is ever made.
 
     // Makes a framed window in the middle of the screen. Does not show it and does not make it the current window.
-    // Returns the window; null when it cannot be made. x and y are only remembered for GetWindowPos. The title is UTF-8
+    // Returns the window; null when it cannot be made, for example when it is wider or higher than 10,000 pixels with its
+    // frame, which is AppKit's limit outside the Mac. x and y are only remembered for GetWindowPos. The title is UTF-8
     // or else Mac Roman. The unnamed arguments are ignored. Makes the application object when the game has made none.
     static void* InitWindow(unsigned int, void*, const char* title, void*, void*, int x, int y, int width, int height,
                             bool, bool, void*);
@@ -189,7 +190,7 @@ public:
     static void SetCursorPos(int x, int y);
 
     // Stores where the cursor was at the event that the game fetched last: pixels from the lower left corner of the
-    // event's window, y upward. Stores nothing without an event.
+    // content of the event's window, y upward. Stores nothing without an event.
     static void GetCursorPos(int& x, int& y);
 
     // ---- Time

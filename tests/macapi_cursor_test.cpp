@@ -267,6 +267,19 @@ TEST_F(TheCursor, MovesOnTheMainDisplayWhereverThatIs)
     EXPECT_EQ(position(), "799, 399");
 }
 
+TEST_F(TheCursor, MovesToAPointOfAnotherDisplay)
+{
+    s_primary = sc_secondOutput; // the other one shows the whole of the screen
+    moveTo(-10, -90);
+    EXPECT_EQ(position(), "590, 10");
+    moveTo(-0.5, 20);
+    EXPECT_EQ(position(), "599, 120");
+    moveTo(50, 350.5);
+    EXPECT_EQ(position(), "650, 450");
+    moveTo(50, 500); // nothing is there
+    EXPECT_EQ(position(), "650, 399");
+}
+
 TEST_F(TheCursor, ThatIsUntiedStaysWhenTheMouseMoves)
 {
     moveTo(100, 200);

@@ -6,6 +6,8 @@
 #include "macapi/src/windowserver_x11.h"
 #include "macapi/src/xfixes.h"
 
+#include <cmath>
+
 namespace macapi {
 
 // Both are touched during a visit only.
@@ -60,6 +62,19 @@ static int pixelOf(double coordinate, int pixels)
     return coordinate < pixels ? static_cast<int>(coordinate) : pixels - 1;
 }
 
+// The pixel of the X screen for a point of the main display. A point on another output is there; a point on no output is
+// brought to the main display's edge.
+static Pixel pixelOf(const Visit& visit, const Shown& main, double x, double y)
+{
+    const Pixel onMain = {main.x + pixelOf(x, main.width), main.y + pixelOf(y, main.height)};
+    const double farthest = 0x7fff; // the most that the protocol can name
+    if (!(std::abs(x) <= farthest && std::abs(y) <= farthest)) {
+        return onMain;
+    }
+    const Pixel anywhere = {main.x + static_cast<int>(std::floor(x)), main.y + static_cast<int>(std::floor(y))};
+    return isShown(visit, anywhere) ? anywhere : onMain;
+}
+
 bool moveCursor(double x, double y)
 {
     const Visit visit;
@@ -72,11 +87,10 @@ bool moveCursor(double x, double y)
     if (hides) {
         hide(visit);
     }
-    const int column = shown.x + pixelOf(x, shown.width);
-    const int row = shown.y + pixelOf(y, shown.height);
-    XWarpPointer(visit.display(), None, visit.root(), 0, 0, 0, 0, column, row);
+    const Pixel pixel = pixelOf(visit, shown, x, y);
+    XWarpPointer(visit.display(), None, visit.root(), 0, 0, 0, 0, pixel.x, pixel.y);
     if (s_untied) {
-        fence(visit, column, row);
+        fence(visit, pixel.x, pixel.y);
     }
     if (hides) {
         show(visit);

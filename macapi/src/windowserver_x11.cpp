@@ -167,23 +167,39 @@ static bool outputShows(XRRScreenResources* resources, RROutput output, Shown* s
     return true;
 }
 
-// The primary output, or the first that shows something where none is primary.
-static bool primaryShows(Window root, Shown* shown)
+// The outputs and what they may show; null where the server has none to tell of.
+static Held<XRRScreenResources> outputsOf(Window root)
 {
     int major = 0;
     int minor = 0;
     // Asked for its version, an extension that isn't there would be reported on the standard error stream.
-    if (!XRRQueryExtension(s_display, &major, &minor) || !XRRQueryVersion(s_display, &major, &minor) ||
-        (major == 1 && minor < 3)) {
-        return false;
-    }
-    const Held<XRRScreenResources> resources(XRRGetScreenResourcesCurrent(s_display, root), XRRFreeScreenResources);
+    const bool knowsOutputs = XRRQueryExtension(s_display, &major, &minor) &&
+                              XRRQueryVersion(s_display, &major, &minor) && (major > 1 || minor >= 3);
+    return {knowsOutputs ? XRRGetScreenResourcesCurrent(s_display, root) : nullptr, XRRFreeScreenResources};
+}
+
+// The primary output, or the first that shows something where none is primary.
+static bool primaryShows(Window root, Shown* shown)
+{
+    const Held<XRRScreenResources> resources = outputsOf(root);
     if (!resources) {
         return false;
     }
     bool found = outputShows(resources.get(), XRRGetOutputPrimary(s_display, root), shown);
     for (int i = 0; i < resources->noutput && !found; i++) {
         found = outputShows(resources.get(), resources->outputs[i], shown);
+    }
+    return found;
+}
+
+bool isShown(const Visit& visit, const Pixel& pixel)
+{
+    const Held<XRRScreenResources> resources = outputsOf(visit.root());
+    bool found = false;
+    for (int i = 0; resources && i < resources->noutput && !found; i++) {
+        Shown shown;
+        found = outputShows(resources.get(), resources->outputs[i], &shown) && pixel.x >= shown.x &&
+                pixel.x < shown.x + shown.width && pixel.y >= shown.y && pixel.y < shown.y + shown.height;
     }
     return found;
 }

@@ -45,6 +45,13 @@ struct Shown {
 };
 bool mainDisplayShows(const Visit& visit, Shown* shown);
 
+// A pixel of the root window, and whether any output shows it. Without outputs, as on an old server, that is false.
+struct Pixel {
+    int x;
+    int y;
+};
+bool isShown(const Visit& visit, const Pixel& pixel);
+
 // What was done to the cursor is somebody else's to undo: another process's, whose connection it was done over.
 void forgetCursor();
 

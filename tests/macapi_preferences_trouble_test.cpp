@@ -84,18 +84,29 @@ TEST(DamagedPreferences, CutAnywhereComeBackWhole)
     }
 }
 
-TEST(DamagedPreferences, KeepTheirModeAndGoToThePlaceALinkLeadsTo)
+TEST(DamagedPreferences, KeepTheirMode)
+{
+    makeStore();
+    chmod(sc_file, 0640);
+    EXPECT_NE(damage("damage"), "");
+    EXPECT_EQ(value("Player"), "Anna");
+    EXPECT_EQ(modeOf(sc_file), 0640);
+}
+
+TEST(DamagedPreferences, BehindALinkAreNeverSetAside) // any file may be there
 {
     makeStore();
     fs::rename(sc_file, "file");
     fs::rename(std::string(sc_file) + ".bak", "file.bak");
+    fs::remove(std::string(sc_file) + ".lock");
     fs::create_symlink(fs::absolute("file"), sc_file);
-    chmod("file", 0640);
-    EXPECT_NE(damage("damage"), "");
-    EXPECT_EQ(value("Player"), "Anna");
+    const std::string said = damage("damage");
+    EXPECT_NE(said.find(preferencesFile(sc_game)), said.npos) << said;
+    EXPECT_EQ(value("Player"), "Anna"); // from the copy
+    EXPECT_FALSE(keep("Player", "Bea"));
     EXPECT_TRUE(fs::is_symlink(sc_file));
-    EXPECT_EQ(modeOf("file"), 0640);
-    EXPECT_EQ(contentsOf("file.damaged-1"), "damage");
+    EXPECT_EQ(contentsOf("file"), "damage");
+    EXPECT_EQ(filesIn("."), (std::set<std::string>{"MACAPI_LIBRARY", "MACAPI_USER_LIBRARY", "file", "file.bak"}));
 }
 
 TEST(DamagedPreferences, ThatCannotBeSetAsideStayAsTheyAreAndAreReportedOnce)
@@ -142,7 +153,7 @@ TEST(DamagedPreferences, GoToAnotherNameWhereAFileHasButOne)
 {
     makeStore();
     s_trouble = Trouble();
-    s_trouble.only = {"link"};
+    s_trouble.only = {"linkat"};
     s_trouble.at = 1;
     s_trouble.error = EPERM;
     s_trouble.armed = true;
@@ -255,7 +266,7 @@ TEST(TroubledPreferences, TheCallsThatCountAreSeenToFail)
 {
     makeStore();
     const std::string good = contentsOf(sc_file);
-    for (const char* call : {"create", "write", "fsync", "rename", "fcntl", "fchmod"}) {
+    for (const char* call : {"create", "write", "fsync", "renameat", "fcntl", "fchmod"}) {
         set("Level", "4");
         s_trouble = Trouble();
         s_trouble.only = {call};
@@ -437,7 +448,7 @@ TEST(KilledPreferences, ALockGoesWithItsProcessAndNotWithItsChildren)
     ASSERT_EQ(pipe(ends), 0);
     const int status = run([&] {
         s_trouble = Trouble();
-        s_trouble.only = {"rename"};
+        s_trouble.only = {"renameat"};
         s_trouble.at = 1;
         s_trouble.meanwhile = [&] {
             s_trouble.armed = false;
@@ -464,7 +475,7 @@ TEST(KilledPreferences, AChildMayAskWhileAnotherThreadOfItsParentWrites)
     makeStore();
     set("Level", "4");
     s_trouble = Trouble();
-    s_trouble.only = {"rename"};
+    s_trouble.only = {"renameat"};
     s_trouble.at = 1;
     s_trouble.meanwhile = [] {
         s_trouble.armed = false;

@@ -1,8 +1,8 @@
 // The system's folders: two Library folders, and the folders in them.
 #include "macapi/src/folders.h"
 
-#include "macapi/src/disk.h"
 #include "macapi/src/executable.h"
+#include "macapi/src/trust.h"
 
 #include <errno.h>
 #include <mutex>
@@ -84,16 +84,7 @@ namespace macapi {
 
 int makeFolder(const std::string& path)
 {
-    for (size_t end = isFolder(path) ? path.npos : 0; end != path.npos;) {
-        end = path.find('/', end + 1);
-        const std::string part = path.substr(0, end);
-        if (mkdir(part.c_str(), 0755) == 0) {
-            syncFolder(folderOf(part)); // else a loss of power could take it away with all that is in it by then
-        } else if (const int error = errno; !isFolder(part)) {
-            return error;
-        }
-    }
-    return 0;
+    return isFolder(path) || openFolder(path, MissingFolders::Make) >= 0 ? 0 : errno;
 }
 
 } // namespace macapi

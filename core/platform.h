@@ -73,8 +73,9 @@ public:
     static bool RegSetString(const char* section, const char* key, char* value);    // always true
     static int RegGetInt32(const char* section, const char* key, int defaultValue); // also of a text that is one
 
-    // Writes the value, or else defaultValue, to out, which has to have room for whatever was stored; look there, as
-    // the result means nothing when there was a value.
+    // Writes the value, or else defaultValue, to out; look there, as the result means nothing when there was a value. out
+    // needs room for 1024 bytes; for more where the game itself stores a longer text with RegSetString, or the default is
+    // longer. A text of 1024 bytes or more that RegSetString has not stored for this user counts as missing.
     static char* RegGetString(const char* section, const char* key, char* defaultValue, char* out);
 
     // Whether the machine carries the mark of that name, made where it wasn't there, which created tells; false when it

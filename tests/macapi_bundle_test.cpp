@@ -97,6 +97,13 @@ static std::string answerTo(const std::string& question)
                    ? "yes"
                    : "no";
     }
+    if (question == "keep") {
+        const CFStringRef application = kCFPreferencesCurrentApplication;
+        CFPreferencesSetAppValue(CFSTR("Player"), CFSTR("Anna"), application);
+        CFPreferencesAppSynchronize(application);
+        const CFTypeRef value = CFPreferencesCopyAppValue(CFSTR("Player"), application);
+        return value ? textOf(value) : "none";
+    }
     if (question.rfind("remove=", 0) == 0) {
         return fs::remove(question.substr(7)) ? "removed" : "not removed";
     }
@@ -342,4 +349,15 @@ TEST(Bundle, NullIsAnsweredSafely)
     EXPECT_EQ(CFBundleGetValueForInfoDictionaryKey(CFBundleGetMainBundle(), nullptr), nullptr);
     EXPECT_EQ(CFBundleCopyResourcesDirectoryURL(nullptr), nullptr);
     EXPECT_EQ(textOf(kCFBundleVersionKey), "CFBundleVersion");
+}
+
+TEST(Bundle, ThatIsCalledLikeAReservedDomainHasPreferencesOfItsOwn)
+{
+    const fs::path folder = fs::path(getenv("MACAPI_USER_LIBRARY")) / "Preferences";
+    for (const std::string name : {"kCFPreferencesAnyApplication", "kCFPreferencesCurrentApplication"}) {
+        write("A.app/Contents/Info.plist", plist("<key>CFBundleIdentifier</key><string>" + name + "</string>"));
+        EXPECT_EQ(ask("A.app/Contents/MacOS/a", {"keep"}), "Anna\n");
+        EXPECT_TRUE(fs::exists(folder / (name + ".plist")));
+        EXPECT_FALSE(fs::exists(folder / ".GlobalPreferences.plist"));
+    }
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <stdlib.h>
+#include <sys/resource.h>
 
 using namespace macapi;
 
@@ -195,6 +196,48 @@ TEST(UnreadablePreferences, AreNoFileOrTooLargeAndLeftAlone)
     EXPECT_FALSE(keep("Player", "Anna"));
     EXPECT_EQ(files(), (std::set<std::string>{"com.example.game.plist", "com.example.game.plist.lock"}));
 }
+
+static std::string manyDictionaries()
+{
+    std::string text = "<plist><dict><key>a</key><array>";
+    while (text.size() < (16 << 20) - 100) {
+        text += "<dict/>";
+    }
+    return text + "</array></dict></plist>";
+}
+
+TEST(UnreadablePreferences, HoldTooMuchAndAreLeftAlone)
+{
+    fs::create_directories("MACAPI_USER_LIBRARY/Preferences");
+    fill(sc_file, manyDictionaries());
+    EXPECT_EQ(value("a"), "(none)");
+    EXPECT_FALSE(keep("Player", "Anna"));
+    EXPECT_EQ(files(), (std::set<std::string>{"com.example.game.plist", "com.example.game.plist.lock"}));
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // these need the memory themselves
+TEST(UnreadablePreferences, ThatMemoryDoesNotSufficeForAreLeftAloneAndNothingIsThrown)
+{
+    fs::create_directories("MACAPI_USER_LIBRARY/Preferences");
+    const std::string contents = plistOf(entry("Player", std::string(15 << 20, 'a')));
+    fill(sc_file, contents);
+    const int status = run([] {
+        rlimit limit = {};
+        std::ifstream pages("/proc/self/statm");
+        pages >> limit.rlim_cur;
+        limit.rlim_cur = limit.rlim_max = limit.rlim_cur * static_cast<rlim_t>(getpagesize()) + (24 << 20);
+        if (setrlimit(RLIMIT_AS, &limit) != 0) {
+            _exit(3);
+        }
+        const CFPropertyListRef value = CFPreferencesCopyAppValue(CFSTR("Player"), CFSTR("com.example.game"));
+        CFPreferencesSetAppValue(CFSTR("Player"), CFSTR("Bea"), CFSTR("com.example.game"));
+        const bool isWritten = CFPreferencesAppSynchronize(CFSTR("com.example.game"));
+        _exit(value ? 4 : isWritten ? 5 : 0);
+    });
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(contentsOf(sc_file), contents);
+}
+#endif
 
 TEST(UnreadablePreferences, OfAnotherUserOrABadDiskAreLeftAlone)
 {

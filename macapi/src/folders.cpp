@@ -5,6 +5,7 @@
 #include "macapi/src/trust.h"
 
 #include <errno.h>
+#include <exception>
 #include <mutex>
 #include <pwd.h>
 #include <stdlib.h>
@@ -153,7 +154,7 @@ static std::string pathOf(const FSRef& reference)
 }
 
 OSErr FSFindFolder(short domain, OSType folderType, Boolean createFolder, FSRef* folder)
-{
+try {
     if (!folder) {
         return paramErr;
     }
@@ -177,10 +178,12 @@ OSErr FSFindFolder(short domain, OSType folderType, Boolean createFolder, FSRef*
     }
     *folder = referenceTo(path);
     return noErr;
+} catch (const std::exception&) {
+    return ioErr;
 }
 
 OSStatus FSRefMakePath(const FSRef* folder, UInt8* path, UInt32 size)
-{
+try {
     if (!folder || !path) {
         return paramErr;
     }
@@ -193,4 +196,6 @@ OSStatus FSRefMakePath(const FSRef* folder, UInt8* path, UInt32 size)
     }
     memcpy(path, known.c_str(), known.size() + 1);
     return noErr;
+} catch (const std::exception&) {
+    return ioErr;
 }

@@ -101,8 +101,11 @@ static std::string answerTo(const std::string& question)
         const CFStringRef application = kCFPreferencesCurrentApplication;
         CFPreferencesSetAppValue(CFSTR("Player"), CFSTR("Anna"), application);
         CFPreferencesAppSynchronize(application);
-        const CFTypeRef value = CFPreferencesCopyAppValue(CFSTR("Player"), application);
-        return value ? textOf(value) : "none";
+        std::string stores;
+        for (const auto& file : fs::directory_iterator("MACAPI_USER_LIBRARY/Preferences")) {
+            stores += file.path().extension() == ".plist" ? file.path().filename().string() : "";
+        }
+        return stores;
     }
     if (question.rfind("remove=", 0) == 0) {
         return fs::remove(question.substr(7)) ? "removed" : "not removed";
@@ -353,11 +356,8 @@ TEST(Bundle, NullIsAnsweredSafely)
 
 TEST(Bundle, ThatIsCalledLikeAReservedDomainHasPreferencesOfItsOwn)
 {
-    const fs::path folder = fs::path(getenv("MACAPI_USER_LIBRARY")) / "Preferences";
     for (const std::string name : {"kCFPreferencesAnyApplication", "kCFPreferencesCurrentApplication"}) {
         write("A.app/Contents/Info.plist", plist("<key>CFBundleIdentifier</key><string>" + name + "</string>"));
-        EXPECT_EQ(ask("A.app/Contents/MacOS/a", {"keep"}), "Anna\n");
-        EXPECT_TRUE(fs::exists(folder / (name + ".plist")));
-        EXPECT_FALSE(fs::exists(folder / ".GlobalPreferences.plist"));
+        EXPECT_EQ(ask("A.app/Contents/MacOS/a", {"keep"}), name + ".plist\n");
     }
 }

@@ -39,10 +39,12 @@ def as_user(user):
     return ["setpriv", f"--reuid={user}", f"--regid={user}", "--clear-groups"]
 
 
-def may_be_another():
+def why_not():
     if os.geteuid() != 0 or not shutil.which("setpriv"):
-        return False
-    return subprocess.run([*as_user(ANNA), "true"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode == 0
+        return "only root can be another user"
+    status = subprocess.run([*as_user(ANNA), options.writer], stdout=subprocess.DEVNULL,
+                            stderr=subprocess.DEVNULL).returncode
+    return "" if status == 2 else "other users may not run the programs, or there can be none"  # 2: it says its usage
 
 
 def make_home(home):
@@ -284,8 +286,9 @@ parser.add_argument("core_prefs", metavar="CORE_PREFS")
 options = parser.parse_args()
 options.writer = os.path.abspath(options.writer)
 options.core_prefs = os.path.abspath(options.core_prefs)
-if not may_be_another():
-    print("skipped: only root can be another user")
+reason = why_not()
+if reason:
+    print("skipped:", reason)
     sys.exit(SKIPPED)
 with tempfile.TemporaryDirectory(prefix="two-users-") as scratch:
     problems = play(options.seconds, scratch)

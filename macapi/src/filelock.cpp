@@ -1,8 +1,9 @@
 // Locks of fcntl, on single bytes of the file.
 //
-// 1. Who has byte 0 has the lock.
+// 1. The process that has locked byte 0 has the lock.
 // 2. A process that waits has locked a byte of its own, its ticket: the byte whose number is the moment at which it came.
-//    It asks for byte 0 only while no ticket below its own is locked.
+//    For the first seconds it asks for byte 0 only while no ticket below its own is locked. After that it asks in any
+//    case: a process with an earlier ticket may have been stopped.
 // 3. The system can wait for a lock only without an end, so a process that waits asks again and again.
 //
 // Not flock, whose lock a child would hold on to when this process is killed.
@@ -16,6 +17,7 @@
 namespace macapi {
 
 static const std::chrono::microseconds sc_pause(500); // between two tries
+static const std::chrono::seconds sc_courtesy(2);     // for which earlier tickets go first
 static const off_t sc_lockByte = 0;
 
 static struct flock bytes(short type, off_t start, off_t length)
@@ -108,12 +110,12 @@ FileLock::FileLock(int folder, const std::string& name, mode_t mode, std::chrono
     if (m_file < 0) {
         return;
     }
-    const auto end = std::chrono::steady_clock::now() + patience;
+    const auto begin = std::chrono::steady_clock::now();
     off_t ticket = 0; // none yet
-    int error = ask(&ticket);
-    while (isConflict(error) && std::chrono::steady_clock::now() < end) {
+    int error = ask(&ticket, true);
+    for (auto time = begin; isConflict(error) && time - begin < patience; time = std::chrono::steady_clock::now()) {
         std::this_thread::sleep_for(sc_pause);
-        error = ask(&ticket);
+        error = ask(&ticket, time - begin < sc_courtesy);
     }
     m_isHeld = error == 0;
     m_isTaken = isConflict(error);
@@ -128,8 +130,9 @@ FileLock::FileLock(int folder, const std::string& name, mode_t mode, std::chrono
     }
 }
 
-// Asks once, in our turn. Returns 0 when the lock is ours; else the error, EAGAIN when it is another's.
-int FileLock::ask(off_t* ticket)
+// Asks once; with inTurn, only if no other process came earlier. Returns 0 when the lock is ours; else the error, EAGAIN
+// when it is another's.
+int FileLock::ask(off_t* ticket, bool inTurn)
 {
     if (*ticket == 0) {
         const off_t moment = now();
@@ -138,6 +141,9 @@ int FileLock::ask(off_t* ticket)
             return error; // EAGAIN: another process came in the same moment, or has locked all bytes
         }
         *ticket = moment;
+    }
+    if (!inTurn) {
+        return setLock(m_file, F_WRLCK, sc_lockByte);
     }
     struct flock first = bytes(F_WRLCK, sc_lockByte + 1, *ticket - sc_lockByte - 1);
     if (again([&] { return fcntl(m_file, F_GETLK, &first); }) != 0) {

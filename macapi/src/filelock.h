@@ -11,7 +11,7 @@ namespace macapi {
 
 // Locks a file that exists for this purpose, and makes it where it is missing. One process at a time holds the lock; two
 // threads of a process must not ask for it at the same time. The lock ends with its process, however that ends, and no
-// child has it. Processes that wait get it in the order in which they came.
+// child has it. Processes that wait for less than two seconds get it in the order in which they came.
 //
 // Another user may own the file and hold it locked for ever. So waiting has an end, and the file is neither read nor
 // written. Where it is a link, is no regular file or has a second name elsewhere, it is not used.
@@ -28,7 +28,7 @@ public:
     pid_t holder() const { return m_holder; }  // that process; 0 when the system does not tell
 
 private:
-    int ask(off_t* ticket);
+    int ask(off_t* ticket, bool inTurn);
     void findHolder(off_t ticket);
 
     Descriptor m_file;

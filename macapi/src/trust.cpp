@@ -38,9 +38,17 @@ private:
 
 } // namespace
 
+// To an emulator of processors "/" may be a folder with the program's libraries. The name in /proc is the real root's.
+static Descriptor openRoot()
+{
+    Descriptor root = openAt(AT_FDCWD, "/proc/self/root", O_PATH | O_DIRECTORY);
+    return root >= 0 ? std::move(root) : openAt(AT_FDCWD, "/", O_PATH | O_DIRECTORY);
+}
+
 int Walk::begin()
 {
-    m_folder = openAt(AT_FDCWD, !m_rest.empty() && m_rest[0] == '/' ? "/" : ".", sc_handle | O_DIRECTORY);
+    const bool isAbsolute = !m_rest.empty() && m_rest[0] == '/';
+    m_folder = isAbsolute ? openRoot() : openAt(AT_FDCWD, ".", O_PATH | O_DIRECTORY);
     return m_folder < 0 ? errno : 0;
 }
 

@@ -226,16 +226,19 @@ TEST(UnreadablePreferences, ThatMemoryDoesNotSufficeForAreLeftAloneAndNothingIsT
         std::ifstream pages("/proc/self/statm");
         pages >> limit.rlim_cur;
         limit.rlim_cur = limit.rlim_max = limit.rlim_cur * static_cast<rlim_t>(getpagesize()) + (24 << 20);
-        if (setrlimit(RLIMIT_AS, &limit) != 0) {
-            _exit(3);
+        if (setrlimit(RLIMIT_AS, &limit) != 0 || malloc(64 << 20)) {
+            _exit(77); // an emulator's program has no limit
         }
         const CFPropertyListRef value = CFPreferencesCopyAppValue(CFSTR("Player"), CFSTR("com.example.game"));
         CFPreferencesSetAppValue(CFSTR("Player"), CFSTR("Bea"), CFSTR("com.example.game"));
         const bool isWritten = CFPreferencesAppSynchronize(CFSTR("com.example.game"));
         _exit(value ? 4 : isWritten ? 5 : 0);
     });
+    EXPECT_TRUE(contentsOf(sc_file) == contents);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 77) {
+        GTEST_SKIP() << "memory can't be limited here";
+    }
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(contentsOf(sc_file), contents);
 }
 #endif
 
@@ -327,6 +330,7 @@ TEST(TroubledPreferences, TheCallsThatCountAreSeenToFail)
     s_trouble.at = 2; // the folder's
     s_trouble.armed = true;
     EXPECT_FALSE(synchronizePreferences(sc_game));
+    s_trouble.armed = false;
 }
 
 TEST(TroubledPreferences, AFullDiskMayCostTheCopyButNotTheFile)

@@ -42,7 +42,7 @@ private:
 static Descriptor openRoot()
 {
     Descriptor root = openAt(AT_FDCWD, "/proc/self/root", O_PATH | O_DIRECTORY);
-    return root >= 0 ? std::move(root) : openAt(AT_FDCWD, "/", O_PATH | O_DIRECTORY);
+    return root >= 0 || errno != ENOENT ? std::move(root) : openAt(AT_FDCWD, "/", O_PATH | O_DIRECTORY);
 }
 
 int Walk::begin()

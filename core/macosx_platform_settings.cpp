@@ -65,22 +65,26 @@ int Platform::RegGetInt32(const char*, const char* key, int defaultValue)
     return valid && number == value ? number : defaultValue;
 }
 
+static const CFIndex sc_stringRoom = 1024; // bytes that every caller's buffer has, with the NUL
+
 // The value under that name; null without one. The caller's to release.
-static CFStringRef copyValue(const char* key)
+static CFStringRef copyValue(CFStringRef name)
 {
-    const CFStringRef name = createString(key);
-    if (!name) {
-        return nullptr;
-    }
     const CFPropertyListRef value = CFPreferencesCopyAppValue(name, kCFPreferencesCurrentApplication);
-    CFRelease(name);
-    return static_cast<CFStringRef>(value);
+    if (!value || CFStringGetLength(static_cast<CFStringRef>(value)) < sc_stringRoom) {
+        return static_cast<CFStringRef>(value);
+    }
+    // A text as long as this is the game's own, or another user has left it for the machine: a game has room for its own.
+    CFRelease(value);
+    return static_cast<CFStringRef>(CFPreferencesCopyValue(name, kCFPreferencesCurrentApplication,
+                                                           kCFPreferencesCurrentUser, kCFPreferencesAnyHost));
 }
 
 char* Platform::RegGetString(const char*, const char* key, char* defaultValue, char* out)
 {
-    const CFStringRef value = copyValue(key);
-    // How much out has room for only the caller knows, and it knows what the game stores.
+    const CFStringRef name = createString(key);
+    const CFStringRef value = name ? copyValue(name) : nullptr;
+    release(name);
     const bool converted =
         value && out && CFStringGetCString(value, out, CFStringGetLength(value) + 1, kCFStringEncodingMacRoman);
     release(value);

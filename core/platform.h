@@ -78,7 +78,7 @@ public:
     // ---- Alerts, web pages, the command line
 
     // Shows an alert with one button and returns when the user has closed it. Its title is always "Alert"; caption is
-    // ignored. The text is UTF-8 or else Mac Roman, and cut after 4094 bytes. Returns 1 for the button. Without a
+    // ignored. The text is read as UTF-8, or as Mac Roman when it is not UTF-8, and truncated after 4094 bytes. Returns 1 for the button. Without a
     // display, writes the text to the standard error stream and returns 1; a terminal shows control characters as "\x1B".
     static int MessageBox(const char* caption, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
@@ -95,7 +95,7 @@ public:
     //     Platform::RegSetInt32("Video", "width", 800);
     //     int width = Platform::RegGetInt32("Video", "width", 640); // 800, also in the next run
     //
-    // Every write is durable. The section is ignored: values with the same key are one value.
+    // A write that succeeds is durable. The section is ignored: values with the same key are one value.
 
     static bool RegInit(const char* name, bool& created); // sets created to false and returns true; does nothing else
 
@@ -106,8 +106,11 @@ public:
     // Returns the value, or defaultValue when there is none. A stored text that is a number counts as that number.
     static int RegGetInt32(const char* section, const char* key, int defaultValue);
 
-    // Writes the value to out; writes defaultValue when there is none. out must have room for any value that the game
-    // has stored. Read out, not the result: the result has no meaning when there was a value.
+    // Writes the value to out; writes defaultValue when there is none. Use the text in out and ignore the result, which has
+    // no meaning when there was a value.
+    //
+    // Give out 1024 bytes, or more when the game itself stores a longer text with RegSetString or has a longer default. A
+    // text of 1024 bytes or more counts as missing unless RegSetString has stored it for this user.
     static char* RegGetString(const char* section, const char* key, char* defaultValue, char* out);
 
     // Makes a marker that all users of the machine share, unless it exists. created tells whether this call made it.

@@ -1,44 +1,67 @@
-// Another user of the machine, who wishes the test's user no good.
+// Another user of the machine, as only root's tests can have one.
 //
-//     SharedFolder shared("shared");                     // all users may write to it
-//     shared.act("ln -s ../private strings.utf8");       // the other user's command, in that folder
-//
-// Only root can act as another user: elsewhere a test skips itself.
+//     SKIP_WITHOUT_USERS();
+//     openToAll();
+//     EXPECT_EQ(runAs(sc_mallory, [] { fs::create_symlink("/etc/passwd", "link"); }), 0);
 #pragma once
 
-#include <gtest/gtest.h>
+#include "preferences_fixture.h"
 
+#include <grp.h>
 #include <stdlib.h>
-#include <string>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#define SKIP_UNLESS_ROOT()                                                                                           \
-    if (geteuid() != 0) {                                                                                            \
-        GTEST_SKIP() << "only root can act as another user";                                                         \
+static const uid_t sc_anna = 61001; // plays
+static const uid_t sc_bea = 61002;  // plays as well
+static const uid_t sc_mallory = 61003;
+
+// Becomes that user for good. False where that is not allowed.
+inline bool become(uid_t user)
+{
+    const gid_t group = user;
+    return setgroups(0, nullptr) == 0 && setresgid(group, group, group) == 0 && setresuid(user, user, user) == 0;
+}
+
+// Runs a part in a process of that user's; what it came to.
+inline int runAs(uid_t user, const std::function<void()>& part)
+{
+    return run([&] {
+        if (!become(user)) {
+            _exit(2);
+        }
+        part();
+    });
+}
+
+#define SKIP_WITHOUT_USERS()                                                                                         \
+    if (geteuid() != 0 || runAs(sc_anna, [] {}) != 0) {                                                              \
+        GTEST_SKIP() << "only root can be another user";                                                             \
     }
 
-const uid_t sc_attacker = 12345;
-const uid_t sc_victim = 23456;
+// Lets all users into the test's folder, and lets them write to the machine's Library folder.
+inline void openToAll()
+{
+    umask(022);
+    chmod(".", 0755);
+    chmod("MACAPI_LIBRARY", 0777);
+    fs::create_directories("MACAPI_LIBRARY/Preferences");
+    chmod("MACAPI_LIBRARY/Preferences", 0777);
+}
 
-class SharedFolder {
-public:
-    explicit SharedFolder(const std::string& path) : m_path(path)
-    {
-        chmod(".", 0755); // the test's own folder lets other users pass
-        mkdir(path.c_str(), 0755);
-        chmod(path.c_str(), 0777);
-    }
+inline void giveTo(uid_t user, const std::string& path)
+{
+    ASSERT_EQ(lchown(path.c_str(), user, user), 0) << path;
+}
 
-    // Runs a command of the shell as the other user.
-    void act(const std::string& command) const
-    {
-        const std::string user = std::to_string(sc_attacker);
-        const std::string line = "cd '" + m_path + "' && setpriv --reuid=" + user + " --regid=" + user +
-                                 " --clear-groups sh -c '" + command + "'";
-        EXPECT_EQ(system(line.c_str()), 0) << command;
-    }
+// A file that is a user's alone.
+inline void fillAs(uid_t user, const std::string& path, const std::string& contents, mode_t mode = 0600)
+{
+    fill(path, contents);
+    giveTo(user, path);
+    chmod(path.c_str(), mode);
+}
 
-private:
-    const std::string m_path;
-};
+inline void linkAs(uid_t user, const std::string& target, const std::string& path)
+{
+    fs::create_symlink(target, path);
+    giveTo(user, path);
+}

@@ -1,7 +1,7 @@
 // Files and paths.
 #include "file/file.h"
 
-#include "another_user.h"
+#include "shared_folder.h"
 
 #include <gtest/gtest.h>
 

@@ -97,6 +97,16 @@ static std::string answerTo(const std::string& question)
                    ? "yes"
                    : "no";
     }
+    if (question == "keep") {
+        const CFStringRef application = kCFPreferencesCurrentApplication;
+        CFPreferencesSetAppValue(CFSTR("Player"), CFSTR("Anna"), application);
+        CFPreferencesAppSynchronize(application);
+        std::string stores;
+        for (const auto& file : fs::directory_iterator("MACAPI_USER_LIBRARY/Preferences")) {
+            stores += file.path().extension() == ".plist" ? file.path().filename().string() : "";
+        }
+        return stores;
+    }
     if (question.rfind("remove=", 0) == 0) {
         return fs::remove(question.substr(7)) ? "removed" : "not removed";
     }
@@ -342,4 +352,12 @@ TEST(Bundle, NullIsAnsweredSafely)
     EXPECT_EQ(CFBundleGetValueForInfoDictionaryKey(CFBundleGetMainBundle(), nullptr), nullptr);
     EXPECT_EQ(CFBundleCopyResourcesDirectoryURL(nullptr), nullptr);
     EXPECT_EQ(textOf(kCFBundleVersionKey), "CFBundleVersion");
+}
+
+TEST(Bundle, ThatIsCalledLikeAReservedDomainHasPreferencesOfItsOwn)
+{
+    for (const std::string name : {"kCFPreferencesAnyApplication", "kCFPreferencesCurrentApplication"}) {
+        write("A.app/Contents/Info.plist", plist("<key>CFBundleIdentifier</key><string>" + name + "</string>"));
+        EXPECT_EQ(ask("A.app/Contents/MacOS/a", {"keep"}), name + ".plist\n");
+    }
 }

@@ -477,3 +477,31 @@ TEST(Plist, DamageIsNoticedOrHarmless)
     }
     EXPECT_GT(parsed, 100); // some damage is harmless, or this would not have looked at any
 }
+
+TEST(Plist, MoreValuesThanAnyProgramNeedsAreTooMuch)
+{
+    const auto dictionaries = [](int count) {
+        std::string text = "<plist><array>";
+        for (int i = 0; i < count; i++) {
+            text += "<dict/>";
+        }
+        return text + "</array></plist>";
+    };
+    bool isTooMuch = true;
+    EXPECT_TRUE(readPlist(dictionaries(sc_plistValues - 1), &isTooMuch)); // and the array itself
+    EXPECT_FALSE(isTooMuch);
+    EXPECT_FALSE(readPlist(dictionaries(sc_plistValues), &isTooMuch));
+    EXPECT_TRUE(isTooMuch);
+    EXPECT_FALSE(readPlist("<plist>", &isTooMuch));
+    EXPECT_FALSE(isTooMuch);
+}
+
+TEST(Plist, MoreValuesThanCanBeReadAreNotWritten)
+{
+    __CFArray::Items items;
+    for (int i = 0; i < sc_plistValues; i++) {
+        items.push_back(makeBoolean(true));
+    }
+    std::string text;
+    EXPECT_FALSE(writePlist(*make<__CFArray>(std::move(items)), &text));
+}

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <stdlib.h>
+#include <sys/resource.h>
 
 using namespace macapi;
 
@@ -102,18 +103,29 @@ TEST(DamagedPreferences, CutAnywhereComeBackWhole)
     }
 }
 
-TEST(DamagedPreferences, KeepTheirModeAndGoToThePlaceALinkLeadsTo)
+TEST(DamagedPreferences, KeepTheirMode)
+{
+    makeStore();
+    chmod(sc_file, 0640);
+    EXPECT_NE(damage("damage"), "");
+    EXPECT_EQ(value("Player"), "Anna");
+    EXPECT_EQ(modeOf(sc_file), 0640);
+}
+
+TEST(DamagedPreferences, BehindALinkAreNeverSetAside) // any file may be there
 {
     makeStore();
     fs::rename(sc_file, "file");
     fs::rename(std::string(sc_file) + ".bak", "file.bak");
+    fs::remove(std::string(sc_file) + ".lock");
     fs::create_symlink(fs::absolute("file"), sc_file);
-    chmod("file", 0640);
-    EXPECT_NE(damage("damage"), "");
-    EXPECT_EQ(value("Player"), "Anna");
+    const std::string said = damage("damage");
+    EXPECT_NE(said.find(preferencesFile(sc_game)), said.npos) << said;
+    EXPECT_EQ(value("Player"), "Anna"); // from the copy
+    EXPECT_FALSE(keep("Player", "Bea"));
     EXPECT_TRUE(fs::is_symlink(sc_file));
-    EXPECT_EQ(modeOf("file"), 0640);
-    EXPECT_EQ(contentsOf("file.damaged-1"), "damage");
+    EXPECT_EQ(contentsOf("file"), "damage");
+    EXPECT_EQ(filesIn("."), (std::set<std::string>{"MACAPI_LIBRARY", "MACAPI_USER_LIBRARY", "file", "file.bak"}));
 }
 
 TEST(DamagedPreferences, ThatCannotBeSetAsideStayAsTheyAreAndAreReportedOnce)
@@ -160,7 +172,7 @@ TEST(DamagedPreferences, GoToAnotherNameWhereAFileHasButOne)
 {
     makeStore();
     s_trouble = Trouble();
-    s_trouble.only = {"link"};
+    s_trouble.only = {"linkat"};
     s_trouble.at = 1;
     s_trouble.error = EPERM;
     s_trouble.armed = true;
@@ -202,6 +214,51 @@ TEST(UnreadablePreferences, AreNoFileOrTooLargeAndLeftAlone)
     EXPECT_FALSE(keep("Player", "Anna"));
     EXPECT_EQ(files(), (std::set<std::string>{"com.example.game.plist", "com.example.game.plist.lock"}));
 }
+
+static std::string manyDictionaries()
+{
+    std::string text = "<plist><dict><key>a</key><array>";
+    while (text.size() < (16 << 20) - 100) {
+        text += "<dict/>";
+    }
+    return text + "</array></dict></plist>";
+}
+
+TEST(UnreadablePreferences, HoldTooMuchAndAreLeftAlone)
+{
+    fs::create_directories("MACAPI_USER_LIBRARY/Preferences");
+    fill(sc_file, manyDictionaries());
+    EXPECT_EQ(value("a"), "(none)");
+    EXPECT_FALSE(keep("Player", "Anna"));
+    EXPECT_EQ(files(), (std::set<std::string>{"com.example.game.plist", "com.example.game.plist.lock"}));
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // these need the memory themselves
+TEST(UnreadablePreferences, ThatMemoryDoesNotSufficeForAreLeftAloneAndNothingIsThrown)
+{
+    fs::create_directories("MACAPI_USER_LIBRARY/Preferences");
+    const std::string contents = plistOf(entry("Player", std::string(15 << 20, 'a')));
+    fill(sc_file, contents);
+    const int status = run([] {
+        rlimit limit = {};
+        std::ifstream pages("/proc/self/statm");
+        pages >> limit.rlim_cur;
+        limit.rlim_cur = limit.rlim_max = limit.rlim_cur * static_cast<rlim_t>(getpagesize()) + (24 << 20);
+        if (setrlimit(RLIMIT_AS, &limit) != 0 || malloc(64 << 20)) {
+            _exit(77); // an emulator's program has no limit
+        }
+        const CFPropertyListRef value = CFPreferencesCopyAppValue(CFSTR("Player"), CFSTR("com.example.game"));
+        CFPreferencesSetAppValue(CFSTR("Player"), CFSTR("Bea"), CFSTR("com.example.game"));
+        const bool isWritten = CFPreferencesAppSynchronize(CFSTR("com.example.game"));
+        _exit(value ? 4 : isWritten ? 5 : 0);
+    });
+    EXPECT_TRUE(contentsOf(sc_file) == contents);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 77) {
+        GTEST_SKIP() << "memory can't be limited here";
+    }
+    EXPECT_EQ(status, 0);
+}
+#endif
 
 TEST(UnreadablePreferences, OfAnotherUserOrABadDiskAreLeftAlone)
 {
@@ -273,7 +330,7 @@ TEST(TroubledPreferences, TheCallsThatCountAreSeenToFail)
 {
     makeStore();
     const std::string good = contentsOf(sc_file);
-    for (const char* call : {"create", "write", "fsync", "rename", "fcntl", "fchmod"}) {
+    for (const char* call : {"create", "write", "fsync", "renameat", "fcntl", "fchmod"}) {
         set("Level", "4");
         s_trouble = Trouble();
         s_trouble.only = {call};
@@ -291,6 +348,7 @@ TEST(TroubledPreferences, TheCallsThatCountAreSeenToFail)
     s_trouble.at = 2; // the folder's
     s_trouble.armed = true;
     EXPECT_FALSE(synchronizePreferences(sc_game));
+    s_trouble.armed = false;
 }
 
 TEST(TroubledPreferences, AFullDiskMayCostTheCopyButNotTheFile)
@@ -455,7 +513,7 @@ TEST(KilledPreferences, ALockGoesWithItsProcessAndNotWithItsChildren)
     ASSERT_EQ(pipe(ends), 0);
     const int status = run([&] {
         s_trouble = Trouble();
-        s_trouble.only = {"rename"};
+        s_trouble.only = {"renameat"};
         s_trouble.at = 1;
         s_trouble.meanwhile = [&] {
             s_trouble.armed = false;
@@ -482,7 +540,7 @@ TEST(KilledPreferences, AChildMayAskWhileAnotherThreadOfItsParentWrites)
     makeStore();
     set("Level", "4");
     s_trouble = Trouble();
-    s_trouble.only = {"rename"};
+    s_trouble.only = {"renameat"};
     s_trouble.at = 1;
     s_trouble.meanwhile = [] {
         s_trouble.armed = false;

@@ -6,7 +6,7 @@
 #include "core/platform.h"
 #include "file/file.h"
 
-#include "another_user.h"
+#include "shared_folder.h"
 #include "watched_log.h"
 
 #include <dlfcn.h>

@@ -3,8 +3,11 @@
 
 #include "core/preferences.h"
 
+#include <CoreFoundation/CoreFoundation.h>
+
 #include <gtest/gtest.h>
 
+#include <string.h>
 #include <string>
 
 static std::string getString(const char* key, const char* defaultValue)
@@ -60,6 +63,40 @@ TEST(Settings, AStringComesBack)
 TEST(Settings, ALongStringComesBackWhole)
 {
     const std::string text(3000, 'x');
+    EXPECT_TRUE(setString("name", text));
+    EXPECT_EQ(getString("name", "none"), text);
+}
+
+// What another user has left for all users of the machine.
+static void setForTheMachine(const char* key, const std::string& value)
+{
+    const CFStringRef name = CFStringCreateWithCString(kCFAllocatorDefault, key, kCFStringEncodingMacRoman);
+    const CFStringRef text = CFStringCreateWithCString(kCFAllocatorDefault, value.c_str(), kCFStringEncodingMacRoman);
+    CFPreferencesSetValue(name, text, kCFPreferencesCurrentApplication, kCFPreferencesAnyUser, kCFPreferencesAnyHost);
+    EXPECT_TRUE(
+        CFPreferencesSynchronize(kCFPreferencesCurrentApplication, kCFPreferencesAnyUser, kCFPreferencesAnyHost));
+    CFRelease(text);
+    CFRelease(name);
+}
+
+TEST(Settings, AStringOfTheMachineTakesNoMoreThan1024Bytes)
+{
+    for (size_t length : {1023, 1024, 1025, 100000}) {
+        const std::string text(length, 'x');
+        setForTheMachine("name", text);
+        char out[1025];
+        memset(out, '#', sizeof(out));
+        char defaultValue[] = "none";
+        Platform::RegGetString("Video", "name", defaultValue, out);
+        EXPECT_EQ(out[1024], '#') << length;
+        EXPECT_EQ(std::string(out), length < 1024 ? text : "none") << length;
+    }
+}
+
+TEST(Settings, ALongStringOfTheGamesComesBackWholeWhateverTheMachineHas)
+{
+    const std::string text(3000, 'x');
+    setForTheMachine("name", std::string(50000, 'y'));
     EXPECT_TRUE(setString("name", text));
     EXPECT_EQ(getString("name", "none"), text);
 }

@@ -1,7 +1,7 @@
 // Platform as a game sees it: identity, folders and state, with the host's own services behind it.
 #include "core/platform.h"
 
-#include "another_user.h"
+#include "shared_folder.h"
 #include "terminal.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "core/stringtable.h"
 
-#include "another_user.h"
+#include "shared_folder.h"
 #include "stringtable_access.h"
 #include "watched_log.h"
 #include "watched_memory.h"

@@ -70,11 +70,13 @@ T systems(T, const char* symbol)
 TROUBLED(ssize_t, read, (int file, void* bytes, size_t size), (file, bytes, size))
 TROUBLED(int, fsync, (int file), (file))
 TROUBLED(int, fchmod, (int file, mode_t mode) noexcept, (file, mode))
-TROUBLED(int, rename, (const char* from, const char* to) noexcept, (from, to))
-TROUBLED(int, link, (const char* from, const char* to) noexcept, (from, to))
-TROUBLED(int, unlink, (const char* path) noexcept, (path))
-TROUBLED(int, mkdir, (const char* path, mode_t mode) noexcept, (path, mode))
-TROUBLED(ssize_t, readlink, (const char* path, char* out, size_t size) noexcept, (path, out, size))
+TROUBLED(int, renameat, (int folder, const char* from, int other, const char* to) noexcept, (folder, from, other, to))
+TROUBLED(int, linkat, (int folder, const char* from, int other, const char* to, int flags) noexcept,
+         (folder, from, other, to, flags))
+TROUBLED(int, unlinkat, (int folder, const char* name, int flags) noexcept, (folder, name, flags))
+TROUBLED(int, mkdirat, (int folder, const char* name, mode_t mode) noexcept, (folder, name, mode))
+TROUBLED(ssize_t, readlinkat, (int folder, const char* name, char* out, size_t size) noexcept,
+         (folder, name, out, size))
 TROUBLED(int, close, (int file), (file))
 
 extern "C" ssize_t write(int file, const void* bytes, size_t size)
@@ -86,18 +88,19 @@ extern "C" ssize_t write(int file, const void* bytes, size_t size)
     return systems(&write, "write")(file, bytes, s_trouble.armed && s_trouble.shortWrites && size > 0 ? 1 : size);
 }
 
-// These two take large files by another name.
-extern "C" int open(const char* path, int flags, ...)
+// These two take large files by another name. "open" stands for a file that is opened, "create" for one that is made as
+// well, and "walk" for each part of the way there.
+extern "C" int openat(int folder, const char* name, int flags, ...)
 {
     va_list rest;
     va_start(rest, flags);
     const mode_t mode = flags & O_CREAT ? va_arg(rest, mode_t) : 0;
     va_end(rest);
-    if (const int error = troubleWith(flags & O_CREAT ? "create" : "open")) {
+    if (const int error = troubleWith(flags & O_CREAT ? "create" : flags & O_PATH ? "walk" : "open")) {
         errno = error;
         return -1;
     }
-    return systems(&open, "open64")(path, flags, mode);
+    return systems(&openat, "openat64")(folder, name, flags, mode);
 }
 
 extern "C" int fcntl(int file, int command, ...)
@@ -128,7 +131,7 @@ inline int callsDuring(const std::set<std::string>& calls, const std::function<v
 inline Trouble readOnlyDisk()
 {
     Trouble trouble;
-    trouble.only = {"create", "link", "rename", "unlink", "mkdir", "fchmod"};
+    trouble.only = {"create", "linkat", "renameat", "unlinkat", "mkdirat", "fchmod"};
     trouble.at = 1;
     trouble.persists = true;
     trouble.error = EROFS;

@@ -98,7 +98,7 @@ static PreferencesState checkStore(const PreferencesDomain& domain)
              file + ": no property list. It is left alone; a game would set it aside and take its copy");
     }
     if (state == PreferencesState::Unreadable) {
-        fail(sc_notReadable, file + ": can't be read");
+        fail(sc_notReadable, file + ": can't be read, or lies behind a link of another user's");
     }
     return state;
 }

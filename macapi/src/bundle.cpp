@@ -7,6 +7,7 @@
 #include "macapi/src/url.h"
 #include "macapi/src/values.h"
 
+#include <exception>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -92,29 +93,37 @@ std::string bundleIdentifier()
 } // namespace macapi
 
 CFBundleRef CFBundleGetMainBundle()
-{
+try {
     return const_cast<CFBundleRef>(mainBundle());
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 static const Constant<__CFString> s_versionKey("CFBundleVersion");
 const CFStringRef kCFBundleVersionKey = &s_versionKey.object;
 
 CFDictionaryRef CFBundleGetInfoDictionary(CFBundleRef reference)
-{
+try {
     const __CFBundle* bundle = as<__CFBundle>(reference);
     return bundle ? infoDictionary(*bundle) : nullptr;
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 CFTypeRef CFBundleGetValueForInfoDictionaryKey(CFBundleRef reference, CFStringRef key)
-{
+try {
     const __CFBundle* bundle = as<__CFBundle>(reference);
     const __CFDictionary* dictionary = bundle ? infoDictionary(*bundle) : nullptr;
     const __CFString* name = as<__CFString>(key);
     return dictionary && name ? dictionary->find(name->text) : nullptr;
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 CFURLRef CFBundleCopyResourcesDirectoryURL(CFBundleRef reference)
-{
+try {
     const __CFBundle* bundle = as<__CFBundle>(reference);
     return bundle ? makeFileURL(bundle->resources, true).release() : nullptr;
+} catch (const std::exception&) {
+    return nullptr;
 }

@@ -1,53 +1,13 @@
-// Reading, replacing and locking files.
+// Reading and replacing files.
 //
 // A call that a signal interrupts is made again, and one that did less than it was asked to goes on.
 #include "macapi/src/disk.h"
 
 #include <algorithm>
-#include <errno.h>
 #include <fcntl.h>
-#include <limits.h>
 #include <stdio.h>
-#include <unistd.h>
 
 namespace macapi {
-
-template <class Call>
-static auto again(Call call)
-{
-    auto result = call();
-    while (result < 0 && errno == EINTR) {
-        result = call();
-    }
-    return result;
-}
-
-static int openFile(const std::string& path, int flags, mode_t mode = 0)
-{
-    return again([&] { return open(path.c_str(), flags | O_CLOEXEC, mode); });
-}
-
-namespace {
-
-class Descriptor {
-public:
-    explicit Descriptor(int file) : m_file(file) {}
-    ~Descriptor()
-    {
-        if (m_file >= 0) {
-            close(m_file);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    operator int() const { return m_file; }
-
-private:
-    const int m_file;
-};
-
-} // namespace
 
 std::string folderOf(const std::string& path)
 {
@@ -55,25 +15,10 @@ std::string folderOf(const std::string& path)
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-std::string followLinks(const std::string& path)
-{
-    std::string file = path;
-    for (int links = 0; links < 40; links++) { // as many as the system follows
-        char link[PATH_MAX];
-        const ssize_t length = readlink(file.c_str(), link, sizeof(link));
-        if (length <= 0) {
-            return file;
-        }
-        const std::string target(link, length);
-        file = target[0] == '/' ? target : folderOf(file) + "/" + target;
-    }
-    return path;
-}
+static const int sc_readable = O_RDONLY | O_NONBLOCK | O_NOCTTY; // does not wait for the other end of a pipe
 
-int readFile(const std::string& path, std::string* contents, struct stat* status)
+static int readWhole(const Descriptor& file, std::string* contents, struct stat* status)
 {
-    // Without waiting for the other end of a pipe of that name.
-    const Descriptor file(openFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY));
     struct stat found;
     if (file < 0 || fstat(file, &found) != 0) {
         return errno;
@@ -101,6 +46,16 @@ int readFile(const std::string& path, std::string* contents, struct stat* status
     return 0;
 }
 
+int readFile(int folder, const std::string& name, std::string* contents, struct stat* status)
+{
+    return readWhole(openAt(folder, name, sc_readable | O_NOFOLLOW), contents, status);
+}
+
+int readFile(const std::string& path, std::string* contents)
+{
+    return readWhole(openAt(AT_FDCWD, path, sc_readable), contents, nullptr);
+}
+
 static bool writeAll(int file, std::string_view contents)
 {
     while (!contents.empty()) {
@@ -119,73 +74,68 @@ static bool sync(int file)
     return again([&] { return fsync(file); }) == 0 || errno == EINVAL;
 }
 
-static bool setRights(int file, const FileRights& rights)
+// Group rights that all other users have as well.
+static mode_t withoutGroup(mode_t mode)
 {
-    if (rights.user != geteuid() && fchown(file, rights.user, rights.group) != 0) {
-        // Only the system's own user can give a file away; anybody else's is the writer's from then on.
-    }
-    return fchmod(file, rights.mode & 07777) == 0;
+    return (mode & ~S_IRWXG) | (mode & (mode << 3) & S_IRWXG);
 }
 
-bool writeNewFile(const std::string& path, std::string_view contents, const FileRights& rights, bool onDisk)
+static bool setRights(int file, const FileRights& rights)
 {
-    unlink(path.c_str());
-    const Descriptor file(openFile(path, O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR));
+    struct stat now;
+    if (fstat(file, &now) != 0) {
+        return false;
+    }
+    mode_t mode = rights.mode & 0777;
+    if (now.st_uid != rights.user && fchown(file, rights.user, static_cast<gid_t>(-1)) != 0) {
+        // Only the system's own user can give a file away; anybody else's is the writer's from then on.
+    }
+    const bool isRightGroup = rights.group == sc_anyGroup || rights.group == now.st_gid;
+    if (!isRightGroup && fchown(file, static_cast<uid_t>(-1), rights.group) != 0) {
+        mode = withoutGroup(mode);
+    }
+    return fchmod(file, mode) == 0;
+}
+
+bool writeNewFile(int folder, const std::string& name, std::string_view contents, const FileRights& rights,
+                  bool onDisk)
+{
+    unlinkat(folder, name.c_str(), 0);
+    const Descriptor file = openAt(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, S_IRUSR | S_IWUSR);
     if (file < 0) {
         return false;
     }
     if (setRights(file, rights) && writeAll(file, contents) && (!onDisk || sync(file))) {
         return true;
     }
-    unlink(path.c_str());
+    unlinkat(folder, name.c_str(), 0);
     return false;
 }
 
-bool replaceFile(const std::string& path, std::string_view contents, const FileRights& rights)
+// The folder for reading, which a wait for it needs.
+static Descriptor listed(int folder)
 {
-    const Descriptor folder(openFile(folderOf(path), O_RDONLY | O_DIRECTORY)); // while there is a way back
-    const std::string fresh = path + ".new";
-    if (folder < 0 || !writeNewFile(fresh, contents, rights, true)) {
+    return openAt(folder, ".", O_RDONLY | O_DIRECTORY);
+}
+
+bool replaceFile(int folder, const std::string& name, std::string_view contents, const FileRights& rights)
+{
+    const Descriptor wholeFolder = listed(folder); // while there is a way back
+    const std::string fresh = name + ".new";
+    if (wholeFolder < 0 || !writeNewFile(folder, fresh, contents, rights, true)) {
         return false;
     }
-    if (rename(fresh.c_str(), path.c_str()) != 0) {
-        unlink(fresh.c_str());
+    if (renameat(folder, fresh.c_str(), folder, name.c_str()) != 0) {
+        unlinkat(folder, fresh.c_str(), 0);
         return false;
     }
-    return sync(folder);
+    return sync(wholeFolder);
 }
 
-bool syncFolder(const std::string& path)
+bool syncFolder(int folder)
 {
-    const Descriptor folder(openFile(path, O_RDONLY | O_DIRECTORY));
-    return folder >= 0 && sync(folder);
-}
-
-// Not flock, whose lock a child would hold on to when this process is killed.
-FileLock::FileLock(const std::string& path, mode_t mode)
-    : m_file(openFile(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK, mode))
-{
-    if (m_file < 0) {
-        return;
-    }
-    struct stat status;
-    if (fstat(m_file, &status) == 0 && (status.st_mode & 07777) != mode) {
-        fchmod(m_file, mode); // the process's mask is not to keep other users out
-    }
-    struct flock whole = {};
-    whole.l_type = F_WRLCK;
-    whole.l_whence = SEEK_SET;
-    if (again([&] { return fcntl(m_file, F_SETLKW, &whole); }) != 0) {
-        close(m_file);
-        m_file = -1;
-    }
-}
-
-FileLock::~FileLock()
-{
-    if (held()) {
-        close(m_file);
-    }
+    const Descriptor wholeFolder = listed(folder);
+    return wholeFolder >= 0 && sync(wholeFolder);
 }
 
 } // namespace macapi

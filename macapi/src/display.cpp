@@ -4,6 +4,7 @@
 #include "macapi/src/values.h"
 #include "macapi/src/windowserver.h"
 
+#include <exception>
 #include <mutex>
 #include <unistd.h>
 #include <vector>
@@ -68,9 +69,11 @@ static bool modeOf(CGDirectDisplayID display, DisplayMode* mode)
 }
 
 CFDictionaryRef CGDisplayCurrentMode(CGDirectDisplayID display)
-{
+try {
     DisplayMode mode;
     return modeOf(display, &mode) ? lend(mode) : nullptr;
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 size_t CGDisplayPixelsWide(CGDirectDisplayID display)
@@ -97,11 +100,13 @@ CGWindowLevel CGShieldingWindowLevel()
 }
 
 CFDictionaryRef CGSessionCopyCurrentDictionary()
-{
+try {
     if (!hasWindowServer()) {
         return nullptr;
     }
     __CFDictionary::Entries entries;
     entries[s_userID.object.text] = makeInteger(getuid());
     return make<__CFDictionary>(std::move(entries)).release();
+} catch (const std::exception&) {
+    return nullptr;
 }

@@ -4,10 +4,11 @@
 // the home that the password file names for the user whose rights it has at that moment.
 #include "macapi/src/folders.h"
 
-#include "macapi/src/disk.h"
 #include "macapi/src/executable.h"
+#include "macapi/src/trust.h"
 
 #include <errno.h>
+#include <exception>
 #include <mutex>
 #include <pwd.h>
 #include <stdlib.h>
@@ -87,16 +88,7 @@ namespace macapi {
 
 int makeFolder(const std::string& path)
 {
-    for (size_t end = isFolder(path) ? path.npos : 0; end != path.npos;) {
-        end = path.find('/', end + 1);
-        const std::string part = path.substr(0, end);
-        if (mkdir(part.c_str(), 0755) == 0) {
-            syncFolder(folderOf(part)); // else a loss of power could take it away with all that is in it by then
-        } else if (const int error = errno; !isFolder(part)) {
-            return error;
-        }
-    }
-    return 0;
+    return isFolder(path) || openFolder(path, MissingFolders::Make) >= 0 ? 0 : errno;
 }
 
 } // namespace macapi
@@ -165,7 +157,7 @@ static std::string pathOf(const FSRef& reference)
 }
 
 OSErr FSFindFolder(short domain, OSType folderType, Boolean createFolder, FSRef* folder)
-{
+try {
     if (!folder) {
         return paramErr;
     }
@@ -189,10 +181,12 @@ OSErr FSFindFolder(short domain, OSType folderType, Boolean createFolder, FSRef*
     }
     *folder = referenceTo(path);
     return noErr;
+} catch (const std::exception&) {
+    return ioErr;
 }
 
 OSStatus FSRefMakePath(const FSRef* folder, UInt8* path, UInt32 size)
-{
+try {
     if (!folder || !path) {
         return paramErr;
     }
@@ -205,4 +199,6 @@ OSStatus FSRefMakePath(const FSRef* folder, UInt8* path, UInt32 size)
     }
     memcpy(path, known.c_str(), known.size() + 1);
     return noErr;
+} catch (const std::exception&) {
+    return ioErr;
 }

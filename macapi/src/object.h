@@ -7,6 +7,7 @@
 //    no virtual functions, whose table would be in that place.
 // 4. The exported calls are thin: they look at their arguments, and ask what is declared in these headers. Nothing in
 //    here calls an exported function, since a program may have put its own in front of it.
+// 5. No exported call throws. Where there is no memory for its work it fails, as its callers know it to.
 #pragma once
 
 #include "macapi/src/bridge.h"

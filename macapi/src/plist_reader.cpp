@@ -2,7 +2,7 @@
 //
 // 1. All that is left to read is in m_rest, and only take... and skip... shorten it.
 // 2. A take... that returns false or null ends the reading: nobody goes back to try something else.
-// 3. The only recursion is a value inside a value, and it is counted.
+// 3. The only recursion is a value inside a value, and it is counted. So are the values.
 #include "macapi/src/plist.h"
 
 #include "macapi/src/ascii.h"
@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <new>
 #include <strings.h>
 
 namespace macapi {
@@ -181,6 +182,7 @@ public:
     explicit Reader(std::string_view text) : m_rest(text) {}
 
     Ref<Object> takeDocument();
+    bool hasTooMany() const { return m_values > sc_plistValues; }
 
 private:
     bool startsWith(std::string_view text) const { return m_rest.substr(0, text.size()) == text; }
@@ -202,6 +204,7 @@ private:
     Ref<Object> takeDictionary(const Tag& tag, int depth);
 
     std::string_view m_rest;
+    int m_values = 0; // so far
 };
 
 bool Reader::take(std::string_view text)
@@ -471,7 +474,7 @@ Ref<Object> Reader::takeValue(int depth)
 {
     skipBetween();
     Tag tag;
-    if (depth > sc_plistDepth || !takeOpening(&tag)) {
+    if (depth > sc_plistDepth || ++m_values > sc_plistValues || !takeOpening(&tag)) {
         return nullptr;
     }
     if (tag.name == "dict") {
@@ -507,9 +510,20 @@ Ref<Object> Reader::takeValue(int depth)
 
 } // namespace
 
-Ref<Object> readPlist(std::string_view text)
+Ref<Object> readPlist(std::string_view text, bool* isTooMuch)
 {
-    return Reader(text).takeDocument();
+    Reader reader(text);
+    Ref<Object> value;
+    bool isOutOfMemory = false;
+    try {
+        value = reader.takeDocument();
+    } catch (const std::bad_alloc&) {
+        isOutOfMemory = true;
+    }
+    if (isTooMuch) {
+        *isTooMuch = isOutOfMemory || reader.hasTooMany();
+    }
+    return value;
 }
 
 } // namespace macapi

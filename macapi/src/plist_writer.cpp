@@ -76,14 +76,14 @@ static std::string element(const char* name, const std::string& content)
     return std::string("<") + name + ">" + content + "</" + name + ">\n";
 }
 
-static bool append(const Object& value, int depth, std::string* out);
+static bool append(const Object& value, int depth, int* values, std::string* out);
 
-static bool appendItems(const __CFArray& array, int depth, std::string* out)
+static bool appendItems(const __CFArray& array, int depth, int* values, std::string* out)
 {
     *out += "<array>\n";
     for (const Ref<Object>& item : array.items) {
         out->append(depth, '\t');
-        if (!append(*item, depth + 1, out)) {
+        if (!append(*item, depth + 1, values, out)) {
             return false;
         }
     }
@@ -92,14 +92,14 @@ static bool appendItems(const __CFArray& array, int depth, std::string* out)
     return true;
 }
 
-static bool appendEntries(const __CFDictionary& dictionary, int depth, std::string* out)
+static bool appendEntries(const __CFDictionary& dictionary, int depth, int* values, std::string* out)
 {
     *out += "<dict>\n";
     for (const auto& [key, value] : dictionary.entries) {
         out->append(depth, '\t');
         *out += element("key", escaped(key));
         out->append(depth, '\t');
-        if (!append(*value, depth + 1, out)) {
+        if (!append(*value, depth + 1, values, out)) {
             return false;
         }
     }
@@ -116,17 +116,17 @@ static std::string numberText(const __CFNumber& number)
     return element("integer", (number.negative ? "-" : "") + std::to_string(number.magnitude));
 }
 
-// The value, whose first line is indented already.
-static bool append(const Object& value, int depth, std::string* out)
+// The value, whose first line is indented already. *values counts those that are written.
+static bool append(const Object& value, int depth, int* values, std::string* out)
 {
-    if (depth > sc_plistDepth) {
+    if (depth > sc_plistDepth || ++*values > sc_plistValues) {
         return false;
     }
     switch (value.kind) {
     case Kind::Array:
-        return appendItems(static_cast<const __CFArray&>(value), depth, out);
+        return appendItems(static_cast<const __CFArray&>(value), depth, values, out);
     case Kind::Dictionary:
-        return appendEntries(static_cast<const __CFDictionary&>(value), depth, out);
+        return appendEntries(static_cast<const __CFDictionary&>(value), depth, values, out);
     case Kind::String:
         *out += element("string", escaped(static_cast<const __CFString&>(value).text));
         return true;
@@ -152,7 +152,8 @@ static bool append(const Object& value, int depth, std::string* out)
 bool writePlist(const Object& value, std::string* text)
 {
     std::string written = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n";
-    if (!append(value, 1, &written)) {
+    int values = 0;
+    if (!append(value, 1, &values, &written)) {
         return false;
     }
     *text = std::move(written) + "</plist>\n";

@@ -4,6 +4,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <exception>
 #include <limits>
 #include <optional>
 
@@ -81,8 +82,10 @@ static void setValue(CFStringRef key, CFPropertyListRef value, const std::option
 }
 
 CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef application)
-{
+try {
     return appValue(key, application).release();
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 static const CFIndex sc_least = std::numeric_limits<CFIndex>::min();
@@ -130,21 +133,28 @@ static std::optional<CFIndex> integerFrom(const Object* value)
 }
 
 CFIndex CFPreferencesGetAppIntegerValue(CFStringRef key, CFStringRef application, Boolean* valid)
-{
+try {
     const std::optional<CFIndex> integer = integerFrom(appValue(key, application).get());
     if (valid) {
         *valid = integer.has_value();
     }
     return integer.value_or(0);
+} catch (const std::exception&) {
+    if (valid) {
+        *valid = false;
+    }
+    return 0;
 }
 
 void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFStringRef application)
-{
+try {
     setValue(key, value, domainOf(application, &s_currentUser.object, &s_anyHost.object));
+} catch (const std::exception&) {
+    // The value stays as it was.
 }
 
 Boolean CFPreferencesAppSynchronize(CFStringRef application)
-{
+try {
     const __CFString* name = as<__CFString>(application);
     bool written = name;
     if (name) {
@@ -153,23 +163,31 @@ Boolean CFPreferencesAppSynchronize(CFStringRef application)
         }
     }
     return written;
+} catch (const std::exception&) {
+    return false;
 }
 
 CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef application, CFStringRef user, CFStringRef host)
-{
+try {
     const std::optional<PreferencesDomain> domain = domainOf(application, user, host);
     const __CFString* name = as<__CFString>(key);
     return domain && name ? copyPreference(*domain, name->text).release() : nullptr;
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef application, CFStringRef user,
                            CFStringRef host)
-{
+try {
     setValue(key, value, domainOf(application, user, host));
+} catch (const std::exception&) {
+    // The value stays as it was.
 }
 
 Boolean CFPreferencesSynchronize(CFStringRef application, CFStringRef user, CFStringRef host)
-{
+try {
     const std::optional<PreferencesDomain> domain = domainOf(application, user, host);
     return domain && synchronizePreferences(*domain);
+} catch (const std::exception&) {
+    return false;
 }

@@ -7,35 +7,22 @@
 
 #include "logger/printable.h"
 #include "macapi/src/disk.h"
-#include "macapi/src/folders.h"
+#include "macapi/src/filelock.h"
 #include "macapi/src/plist.h"
+#include "macapi/src/trust.h"
 
 #include <atomic>
 #include <errno.h>
+#include <exception>
+#include <fcntl.h>
 #include <stdio.h>
 #include <unistd.h>
 
 namespace macapi {
 
-static PreferencesContents load(const std::string& path)
+static Ref<__CFDictionary> noValues()
 {
-    PreferencesContents contents = {PreferencesState::Unreadable, nullptr, {}};
-    std::string text;
-    if (const int error = readFile(path, &text, &contents.status)) {
-        contents.state = error == ENOENT ? PreferencesState::Missing : PreferencesState::Unreadable;
-    } else {
-        contents.values = share(as<__CFDictionary>(readPlist(text).get()));
-        contents.state = contents.values ? PreferencesState::Good : PreferencesState::Damaged;
-    }
-    if (!contents.values) {
-        contents.values = make<__CFDictionary>(__CFDictionary::Entries());
-    }
-    return contents;
-}
-
-PreferencesState checkPreferences(const std::string& path)
-{
-    return load(path).state;
+    return make<__CFDictionary>(__CFDictionary::Entries());
 }
 
 // In one line, whatever the paths hold.
@@ -44,45 +31,82 @@ static void report(const std::string& line)
     fprintf(stderr, "%s\n", printable(line, Lines::Escape).c_str());
 }
 
-static bool isSameFile(const std::string& one, const std::string& other)
+// Says it once in a process's life: a file that stays as it is would be reported at every look at it.
+static void reportOnce(std::atomic<bool>* reported, const std::string& line)
+{
+    if (!reported->exchange(true)) {
+        report(line);
+    }
+}
+
+static void reportForeignLink(const std::string& path)
+{
+    static std::atomic<bool> s_reported;
+    reportOnce(&s_reported,
+               "macapi: preferences " + path + " are behind a link of another user's, which is not followed");
+}
+
+// The file of that name. What does not parse, for lack of memory or because there is too much in it, is not damaged.
+static PreferencesContents load(int folder, const std::string& name)
+{
+    PreferencesContents contents = {PreferencesState::Unreadable, noValues(), {}};
+    std::string text;
+    if (const int error = readFile(folder, name, &text, &contents.status)) {
+        contents.state = error == ENOENT ? PreferencesState::Missing : PreferencesState::Unreadable;
+        return contents;
+    }
+    bool isTooMuch = false;
+    const Ref<Object> values = readPlist(text, &isTooMuch);
+    if (as<__CFDictionary>(values.get())) {
+        contents.values = share(as<__CFDictionary>(values.get()));
+        contents.state = PreferencesState::Good;
+    } else if (!isTooMuch) {
+        contents.state = PreferencesState::Damaged;
+    }
+    return contents;
+}
+
+static PreferencesContents notFound(int error)
+{
+    return {error == ENOENT ? PreferencesState::Missing : PreferencesState::Unreadable, noValues(), {}};
+}
+
+PreferencesState checkPreferences(const std::string& path)
+{
+    FilePlace place;
+    const int error = findFile(path, MissingFolders::Fail, &place);
+    return error == 0 ? load(place.folder, place.name).state : notFound(error).state;
+}
+
+static bool isSameFile(int folder, const std::string& one, const std::string& other)
 {
     struct stat a;
     struct stat b;
-    return lstat(one.c_str(), &a) == 0 && lstat(other.c_str(), &b) == 0 && a.st_dev == b.st_dev &&
+    return fstatat(folder, one.c_str(), &a, AT_SYMLINK_NOFOLLOW) == 0 &&
+           fstatat(folder, other.c_str(), &b, AT_SYMLINK_NOFOLLOW) == 0 && a.st_dev == b.st_dev &&
            a.st_ino == b.st_ino;
 }
 
-static bool exists(const std::string& path)
+static bool exists(int folder, const std::string& name)
 {
     struct stat status;
-    return lstat(path.c_str(), &status) == 0 || errno != ENOENT;
+    return fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 || errno != ENOENT;
 }
 
 // The new name of a damaged file, which mostly keeps the old one as well; empty when it can't have one.
-static std::string setAside(const std::string& path)
+static std::string setAside(int folder, const std::string& name)
 {
     for (int number = 1; number < 10000; number++) {
-        const std::string name = path + ".damaged-" + std::to_string(number);
-        if (link(path.c_str(), name.c_str()) == 0 || isSameFile(path, name)) { // the same: somebody was killed here
-            return name;
+        const std::string aside = name + ".damaged-" + std::to_string(number);
+        if (linkat(folder, name.c_str(), folder, aside.c_str(), 0) == 0 ||
+            isSameFile(folder, name, aside)) { // the same: somebody was killed here
+            return aside;
         }
-        if (!exists(name)) { // a file system without a second name for a file, or one that takes no changes
-            return rename(path.c_str(), name.c_str()) == 0 ? name : "";
+        if (!exists(folder, aside)) { // a file system without a second name for a file, or one that takes no changes
+            return renameat(folder, name.c_str(), folder, aside.c_str()) == 0 ? aside : "";
         }
     }
     return "";
-}
-
-static PreferencesContents damaged(const std::string& path)
-{
-    static std::atomic<bool> s_reported;
-    if (!s_reported.exchange(true)) { // as it stays where it is, every look at it would say so
-        report("macapi: preferences " + path + " do not parse and can't be set aside; " + path +
-               ".bak is read, nothing is written");
-    }
-    PreferencesContents last = load(path + ".bak");
-    last.state = PreferencesState::Damaged;
-    return last;
 }
 
 static FileRights rightsOf(const struct stat& status)
@@ -90,46 +114,109 @@ static FileRights rightsOf(const struct stat& status)
     return {status.st_mode, status.st_uid, status.st_gid};
 }
 
-// What the file holds once it is in order. For the lock's holder.
-static PreferencesContents repaired(const std::string& path)
+namespace {
+
+// What was last written.
+struct Copy {
+    int error; // 0, or why it could not be read
+    std::string text;
+    FileRights rights; // for a file that takes the copy's contents
+};
+
+} // namespace
+
+// The copy of a damaged file. Where others may write to the folder, it may be a link, a second name of a file elsewhere,
+// or a file of a user who has nothing to do with this one: then it is not read. Its contents get no other owner than
+// they had.
+static Copy copyFor(const FilePlace& place, const struct stat& damaged)
 {
-    PreferencesContents contents = load(path);
+    Copy copy = {0, "", rightsOf(damaged)};
+    struct stat status;
+    copy.error = readFile(place.folder, place.name + ".bak", &copy.text, &status);
+    if (copy.error != 0) {
+        return copy;
+    }
+    const bool isOwners = status.st_uid == damaged.st_uid;
+    if (status.st_nlink != 1 || (!isOwners && status.st_uid != geteuid() && status.st_uid != 0)) {
+        return {EPERM, "", {}};
+    }
+    if (!isOwners) {
+        copy.rights = rightsOf(status);
+    }
+    return copy;
+}
+
+static PreferencesContents lastWritten(const FilePlace& place, const struct stat& damaged)
+{
+    const Ref<Object> values = readPlist(copyFor(place, damaged).text);
+    const __CFDictionary* dictionary = as<__CFDictionary>(values.get());
+    return {PreferencesState::Damaged, dictionary ? share(dictionary) : noValues(), damaged};
+}
+
+// A damaged file that has to stay where it is.
+static PreferencesContents stuck(const FilePlace& place, const std::string& path, const struct stat& damaged)
+{
+    static std::atomic<bool> s_reported;
+    reportOnce(&s_reported, "macapi: preferences " + path + " do not parse and can't be repaired; " + path +
+                                ".bak is read, nothing is written");
+    return lastWritten(place, damaged);
+}
+
+// What the file holds once it is in order. For the lock's holder.
+static PreferencesContents repaired(const FilePlace& place, const std::string& path)
+{
+    PreferencesContents contents = load(place.folder, place.name);
     if (contents.state != PreferencesState::Damaged) {
         return contents; // somebody else was here first
     }
-    const std::string aside = setAside(path);
+    const std::string aside = place.isBehindLink ? "" : setAside(place.folder, place.name);
     if (aside.empty()) {
-        return damaged(path);
+        return stuck(place, path, contents.status);
     }
-    std::string last;
-    const int error = readFile(path + ".bak", &last);
-    if (error != 0 && error != ENOENT && error != EINVAL && error != EFBIG) {
-        return damaged(path); // it may be in the best of order, and the next write would put another in its place
+    const Copy last = copyFor(place, contents.status);
+    if (last.error != 0 && last.error != ENOENT && last.error != EINVAL && last.error != EFBIG) {
+        // It may be in the best of order, and the next write would put another in its place.
+        return stuck(place, path, contents.status);
     }
-    const bool copied = error == 0 && as<__CFDictionary>(readPlist(last).get());
-    if (copied ? !replaceFile(path, last, rightsOf(contents.status)) : unlink(path.c_str()) != 0 && errno != ENOENT) {
-        return damaged(path);
+    const bool isGood = last.error == 0 && as<__CFDictionary>(readPlist(last.text).get());
+    if (isGood ? !replaceFile(place.folder, place.name, last.text, last.rights)
+               : unlinkat(place.folder, place.name.c_str(), 0) != 0 && errno != ENOENT) {
+        return stuck(place, path, contents.status);
     }
-    syncFolder(folderOf(path));
-    report("macapi: preferences " + path + " did not parse and were set aside as " + aside +
-           (copied ? "; what was last written is back" : "; they begin anew"));
-    return load(path);
+    syncFolder(place.folder);
+    report("macapi: preferences " + path + " did not parse and were set aside as " + folderOf(path) + "/" + aside +
+           (isGood ? "; what was last written is back" : "; they begin anew"));
+    return load(place.folder, place.name);
 }
 
-static FileLock lockFor(const std::string& path, PreferencesUser user)
+static FileLock lockFor(const FilePlace& place, PreferencesUser user, std::chrono::milliseconds patience)
 {
-    return FileLock(path + ".lock", user == PreferencesUser::Any ? 0666 : 0600);
+    return FileLock(place.folder, place.name + ".lock", user == PreferencesUser::Any ? 0666 : 0600, patience);
 }
 
-PreferencesContents readPreferencesFile(const std::string& path, PreferencesUser user)
+PreferencesContents readPreferencesFile(const std::string& path, PreferencesUser user, bool mayRepair)
 {
-    PreferencesContents contents = load(path);
+    FilePlace place;
+    const int error = findFile(path, MissingFolders::Fail, &place);
+    if (error == sc_foreignLink) {
+        reportForeignLink(path);
+    }
+    PreferencesContents contents = error == 0 ? load(place.folder, place.name) : notFound(error);
     if (contents.state != PreferencesState::Damaged) {
         return contents;
     }
-    const std::string file = followLinks(path);
-    const FileLock lock = lockFor(file, user);
-    return lock.held() ? repaired(file) : damaged(file);
+    if (place.isBehindLink) {
+        return stuck(place, path, contents.status);
+    }
+    if (!mayRepair) {
+        return lastWritten(place, contents.status);
+    }
+    const FileLock lock = lockFor(place, user, std::chrono::milliseconds(0));
+    if (lock.isTaken()) {
+        return lastWritten(place,
+                           contents.status); // which is what the other process is about to put in the file's place
+    }
+    return lock.isHeld() ? repaired(place, path) : stuck(place, path, contents.status);
 }
 
 Ref<__CFDictionary> changed(const __CFDictionary& values, const PreferencesChanges& changes)
@@ -155,17 +242,59 @@ static std::string textOf(const __CFDictionary& values)
     return writePlist(values, &text) && text.size() <= static_cast<size_t>(sc_mostBytes) ? text : "";
 }
 
-bool changePreferencesFile(const std::string& path, const PreferencesChanges& changes, PreferencesUser user)
+// Where the file is to be written. False when it cannot be.
+static bool findToWrite(const std::string& path, FilePlace* place)
 {
-    const std::string file = followLinks(path);
-    if (makeFolder(folderOf(file)) != 0) {
+    const int error = findFile(path, MissingFolders::Make, place);
+    if (error == sc_foreignLink) {
+        reportForeignLink(path);
+    }
+    if (error != 0) {
         return false;
     }
-    const FileLock lock = lockFor(file, user);
-    if (!lock.held()) {
+    // Beside a file behind a link not even a lock is made before it is certain that the file is one of ours.
+    const PreferencesState state =
+        place->isBehindLink ? load(place->folder, place->name).state : PreferencesState::Missing;
+    return state == PreferencesState::Good || state == PreferencesState::Missing;
+}
+
+static void reportNoLock(const std::string& path, const FileLock& lock)
+{
+    static std::atomic<bool> s_reported;
+    const std::string start = "macapi: preferences " + path + " are not written: ";
+    if (!lock.isTaken()) {
+        reportOnce(&s_reported, start + path + ".lock can't be used");
+        return;
+    }
+    report(start + (lock.holder() != 0 ? "process " + std::to_string(lock.holder()) : "another process") + " holds " +
+           path + ".lock");
+}
+
+// A file that is new belongs to its folder's owner, if the writer may give it away.
+static FileRights rightsOfNew(int folder, PreferencesUser user)
+{
+    const mode_t mode = user == PreferencesUser::Any ? 0644 : 0600;
+    struct stat owner;
+    if (geteuid() != 0 || fstat(folder, &owner) != 0) {
+        return {mode, geteuid(), sc_anyGroup};
+    }
+    return {mode, owner.st_uid, owner.st_gid};
+}
+
+bool changePreferencesFile(const std::string& path, const PreferencesChanges& changes, PreferencesUser user,
+                           std::chrono::steady_clock::time_point end)
+{
+    FilePlace place;
+    if (!findToWrite(path, &place)) {
         return false;
     }
-    const PreferencesContents now = repaired(file);
+    const auto patience = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+    const FileLock lock = lockFor(place, user, patience);
+    if (!lock.isHeld()) {
+        reportNoLock(path, lock);
+        return false;
+    }
+    const PreferencesContents now = repaired(place, path);
     const bool there = now.state == PreferencesState::Good;
     if (!there && now.state != PreferencesState::Missing) {
         return false;
@@ -175,12 +304,12 @@ bool changePreferencesFile(const std::string& path, const PreferencesChanges& ch
         return true; // what is to be removed never was
     }
     const std::string text = textOf(*values);
-    const mode_t mode = user == PreferencesUser::Any ? 0644 : 0600;
-    const FileRights rights = there ? rightsOf(now.status) : FileRights{mode, geteuid(), getegid()};
-    if (text.empty() || !replaceFile(file, text, rights)) {
+    const FileRights rights = there ? rightsOf(now.status) : rightsOfNew(place.folder, user);
+    if (text.empty() || !replaceFile(place.folder, place.name, text, rights)) {
         return false;
     }
-    writeNewFile(file + ".bak", text, rights, false); // one that a loss of power cuts short does not parse either
+    // One that a loss of power cuts short does not parse either.
+    writeNewFile(place.folder, place.name + ".bak", text, rights, false);
     return true;
 }
 

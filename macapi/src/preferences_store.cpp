@@ -4,7 +4,9 @@
 //    and what is pending stays with the one it was set for.
 // 2. What was read is used again only while the file is certainly the same. A file's times tell only so much: one that
 //    changed a moment ago may change once more without their telling.
-// 3. One lock guards it all, and is held while a file is read or written.
+// 3. One lock guards what is known, and is held while a file is read. It is not held while a file is written, which may
+//    wait for other processes; a second lock, taken before the first, lets one thread write at a time.
+// 4. What is being written is seen like what is pending, so that no reader sees an older value than before.
 #include "macapi/src/preferences_store.h"
 
 #include "macapi/src/bundle.h"
@@ -15,6 +17,7 @@
 #include "macapi/src/preferences_file.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <stdio.h>
@@ -26,6 +29,7 @@ namespace macapi {
 
 static const size_t sc_longestName = 160;           // bytes; a file's name has room for 255
 static const int64_t sc_settled = 20 * 1000 * 1000; // nanoseconds; more than the step of the clock in files' times
+static const std::chrono::seconds sc_patience(5);   // of a write, with other processes that hold the file's lock
 
 static std::string hashOf(const std::string& text)
 {
@@ -88,16 +92,23 @@ static std::string fileNameOf(const std::string& application)
     return name;
 }
 
+// An application that is called like the domain of any application has a file of its own all the same.
+static std::string fileNameFor(const PreferencesDomain& domain)
+{
+    if (domain.application == sc_anyApplication) {
+        return ".GlobalPreferences";
+    }
+    return fileNameOf(domain.application == sc_currentApplication ? currentApplication() : domain.application);
+}
+
 std::string preferencesFile(const PreferencesDomain& domain)
 {
-    const bool current = domain.application == sc_currentApplication;
-    const std::string& application = current ? currentApplication() : domain.application;
     const bool machine = domain.user == PreferencesUser::Any;
     const std::string folder = systemFolder(machine ? kLocalDomain : kUserDomain, kPreferencesFolderType);
-    if (application.empty() || folder.empty()) {
+    const std::string name = fileNameFor(domain);
+    if (name.empty() || folder.empty()) {
         return "";
     }
-    const std::string name = application == sc_anyApplication ? ".GlobalPreferences" : fileNameOf(application);
     return domain.host == PreferencesHost::Current ? folder + "/ByHost/" + name + "." + hostName() + ".plist"
                                                    : folder + "/" + name + ".plist";
 }
@@ -107,6 +118,7 @@ namespace {
 // What the process knows of a domain's file.
 struct File {
     PreferencesChanges pending;
+    PreferencesChanges written; // at this moment, by another thread
     Ref<__CFDictionary> values; // null: to be read
     struct stat status;         // of the file with these values
 };
@@ -116,7 +128,8 @@ struct File {
 struct Process {
     const pid_t id;
     Process* const parent;
-    std::mutex mutex;
+    std::mutex writing;                // held while a file is changed or repaired
+    std::mutex mutex;                  // guards files
     std::map<std::string, File> files; // by path
 };
 
@@ -128,7 +141,7 @@ static Process& process()
     Process* known = s_process.load();
     const pid_t id = getpid();
     while (!known || known->id != id) {
-        Process* fresh = new Process{id, known, {}, {}};
+        Process* fresh = new Process{id, known, {}, {}, {}};
         if (s_process.compare_exchange_strong(known, fresh)) {
             return *fresh;
         }
@@ -155,8 +168,8 @@ static Ref<__CFDictionary> none()
     return share(s_none);
 }
 
-// What the disk says at this moment.
-static Ref<__CFDictionary> valuesOf(File* file, const std::string& path, PreferencesUser user)
+// What the disk says at this moment. A damaged file is repaired unless another thread is writing.
+static Ref<__CFDictionary> valuesOf(Process* here, File* file, const std::string& path, PreferencesUser user)
 {
     struct stat now;
     if (stat(path.c_str(), &now) != 0) {
@@ -167,7 +180,8 @@ static Ref<__CFDictionary> valuesOf(File* file, const std::string& path, Prefere
     }
     timespec time;
     clock_gettime(CLOCK_REALTIME, &time);
-    PreferencesContents contents = readPreferencesFile(path, user);
+    const std::unique_lock<std::mutex> writing(here->writing, std::try_to_lock);
+    PreferencesContents contents = readPreferencesFile(path, user, writing.owns_lock());
     file->values.reset();
     if (contents.state == PreferencesState::Good &&
         nanoseconds(time) - nanoseconds(contents.status.st_ctim) > sc_settled) {
@@ -175,6 +189,13 @@ static Ref<__CFDictionary> valuesOf(File* file, const std::string& path, Prefere
         file->status = contents.status;
     }
     return std::move(contents.values);
+}
+
+// Null: the changes say nothing about the value.
+static const Ref<Object>* find(const PreferencesChanges& changes, const std::string& key)
+{
+    const auto change = changes.find(key);
+    return change != changes.end() ? &change->second : nullptr;
 }
 
 Ref<Object> copyPreference(const PreferencesDomain& domain, const std::string& key)
@@ -186,8 +207,12 @@ Ref<Object> copyPreference(const PreferencesDomain& domain, const std::string& k
     Process& here = process();
     const std::lock_guard<std::mutex> lock(here.mutex);
     File& file = here.files[path];
-    const auto change = file.pending.find(key);
-    return share(change != file.pending.end() ? change->second.get() : valuesOf(&file, path, domain.user)->find(key));
+    for (const PreferencesChanges* changes : {&file.pending, &file.written}) {
+        if (const Ref<Object>* value = find(*changes, key)) {
+            return share(value->get());
+        }
+    }
+    return share(valuesOf(&here, &file, path, domain.user)->find(key));
 }
 
 Ref<__CFDictionary> copyPreferences(const PreferencesDomain& domain)
@@ -199,7 +224,7 @@ Ref<__CFDictionary> copyPreferences(const PreferencesDomain& domain)
     Process& here = process();
     const std::lock_guard<std::mutex> lock(here.mutex);
     File& file = here.files[path];
-    return changed(*valuesOf(&file, path, domain.user), file.pending);
+    return changed(*changed(*valuesOf(&here, &file, path, domain.user), file.written), file.pending);
 }
 
 void setPreference(const PreferencesDomain& domain, const std::string& key, Ref<Object> value)
@@ -216,17 +241,51 @@ void setPreference(const PreferencesDomain& domain, const std::string& key, Ref<
     here.files[path].pending[key] = std::move(change[key]);
 }
 
+namespace {
+
+// Takes what is pending in a file, which counts as being written for as long as this lives. For the thread that writes.
+class Writing {
+public:
+    Writing(Process* process, const std::string& path) : m_process(process), m_path(path)
+    {
+        const std::lock_guard<std::mutex> lock(process->mutex);
+        m_file = &process->files[path];
+        m_file->written = std::move(m_file->pending);
+        m_file->pending.clear();
+    }
+    ~Writing()
+    {
+        const std::lock_guard<std::mutex> lock(m_process->mutex);
+        m_file->written.clear();
+        m_file->values.reset();
+        if (m_file->pending.empty()) {
+            m_process->files.erase(m_path);
+        }
+    }
+    Writing(const Writing&) = delete;
+    Writing& operator=(const Writing&) = delete;
+
+    const PreferencesChanges& changes() const { return m_file->written; } // no other thread changes them
+
+private:
+    Process* const m_process;
+    const std::string m_path;
+    File* m_file;
+};
+
+} // namespace
+
 bool synchronizePreferences(const PreferencesDomain& domain)
 {
+    const auto end = std::chrono::steady_clock::now() + sc_patience;
     const std::string path = preferencesFile(domain);
     if (path.empty()) {
         return false;
     }
     Process& here = process();
-    const std::lock_guard<std::mutex> lock(here.mutex);
-    const PreferencesChanges changes = std::move(here.files[path].pending);
-    here.files.erase(path);
-    return changes.empty() || changePreferencesFile(path, changes, domain.user);
+    const std::lock_guard<std::mutex> lock(here.writing);
+    const Writing writing(&here, path);
+    return writing.changes().empty() || changePreferencesFile(path, writing.changes(), domain.user, end);
 }
 
 } // namespace macapi

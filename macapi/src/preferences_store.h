@@ -46,14 +46,15 @@ Ref<__CFDictionary> copyPreferences(const PreferencesDomain& domain);
 void setPreference(const PreferencesDomain& domain, const std::string& key, Ref<Object> value);
 
 // Writes what is pending, merged with what is on the disk by now, and waits until it will survive a loss of power.
-// False when that failed: what was pending is dropped, and the file as it was.
+// False when that failed: what was pending is dropped, and the file as it was. So it is when other processes hold the
+// file's lock for 5 seconds. Reading never waits for a lock.
 bool synchronizePreferences(const PreferencesDomain& domain);
 
 enum class PreferencesState {
     Missing,
     Good,
     Damaged,   // no property list, or no dictionary; the next read or write sets it aside
-    Unreadable // no rights, no regular file, too large, a bad disk: left alone
+    Unreadable // no rights, no regular file, behind another user's link, too large, a bad disk: left alone
 };
 
 // Looks at any file, and changes nothing.

@@ -4,6 +4,8 @@
 #include "macapi/src/executable.h"
 #include "macapi/src/string.h"
 
+#include <exception>
+
 using namespace macapi;
 
 OSErr GetCurrentProcess(ProcessSerialNumber* process)
@@ -16,7 +18,7 @@ OSErr GetCurrentProcess(ProcessSerialNumber* process)
 }
 
 OSStatus CopyProcessName(const ProcessSerialNumber* process, CFStringRef* name)
-{
+try {
     if (!process || !name) {
         return paramErr;
     }
@@ -29,4 +31,6 @@ OSStatus CopyProcessName(const ProcessSerialNumber* process, CFStringRef* name)
     }
     *name = make<__CFString>(std::move(text)).release();
     return noErr;
+} catch (const std::exception&) {
+    return procNotFound;
 }

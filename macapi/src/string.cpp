@@ -3,6 +3,7 @@
 
 #include "macapi/src/encoding.h"
 
+#include <exception>
 #include <map>
 #include <mutex>
 #include <string.h>
@@ -10,7 +11,7 @@
 using namespace macapi;
 
 CFStringRef __CFStringMakeConstantString(const char* literal)
-{
+try {
     static std::mutex s_mutex;
     static auto& s_constants = *new std::map<std::string, CFStringRef>; // outlives all that may still ask
 
@@ -22,15 +23,19 @@ CFStringRef __CFStringMakeConstantString(const char* literal)
         constant = immortal(make<__CFString>(text));
     }
     return constant;
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 CFStringRef CFStringCreateWithCString(CFAllocatorRef, const char* bytes, CFStringEncoding encoding)
-{
+try {
     std::optional<std::string> text;
     if (bytes) {
         text = decode(bytes, encoding);
     }
     return text ? make<__CFString>(std::move(*text)).release() : nullptr;
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 CFIndex CFStringGetLength(CFStringRef reference)
@@ -44,7 +49,7 @@ CFIndex CFStringGetLength(CFStringRef reference)
 }
 
 Boolean CFStringGetCString(CFStringRef reference, char* buffer, CFIndex size, CFStringEncoding encoding)
-{
+try {
     const __CFString* string = as<__CFString>(reference);
     if (!string || !buffer || size <= 0) {
         return false;
@@ -55,4 +60,6 @@ Boolean CFStringGetCString(CFStringRef reference, char* buffer, CFIndex size, CF
     }
     memcpy(buffer, bytes->c_str(), bytes->size() + 1);
     return true;
+} catch (const std::exception&) {
+    return false;
 }

@@ -8,6 +8,7 @@
 #include <mach-o/dyld.h>
 
 #include <dlfcn.h>
+#include <exception>
 #include <link.h>
 #include <string>
 #include <vector>
@@ -52,13 +53,17 @@ static void* find(const char* symbol)
 }
 
 bool NSIsSymbolNameDefined(const char* name)
-{
+try {
     return find(name) != nullptr;
+} catch (const std::exception&) {
+    return false;
 }
 
 NSSymbol NSLookupAndBindSymbol(const char* name)
-{
+try {
     return static_cast<NSSymbol>(find(name));
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 void* NSAddressOfSymbol(NSSymbol symbol)

@@ -5,6 +5,7 @@
 #include "macapi/src/executable.h"
 
 #include <algorithm>
+#include <exception>
 #include <optional>
 #include <string.h>
 #include <strings.h>
@@ -121,21 +122,25 @@ bool hasScheme(const std::string& url)
 } // namespace macapi
 
 CFURLRef CFURLCreateWithString(CFAllocatorRef, CFStringRef reference, CFURLRef base)
-{
+try {
     const __CFString* string = as<__CFString>(reference);
     if (!string || !isURL(string->text) || (base && !hasScheme(string->text))) {
         return nullptr;
     }
     return make<__CFURL>(string->text).release();
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef, const UInt8* bytes, CFIndex length, Boolean isFolder)
-{
+try {
     if (!bytes || length <= 0 || memchr(bytes, 0, length)) {
         return nullptr;
     }
     std::string path = absolutePath(std::string(reinterpret_cast<const char*>(bytes), length));
     return path.empty() ? nullptr : makeFileURL(path, isFolder).release();
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 CFStringRef CFURLGetString(CFURLRef reference)
@@ -145,7 +150,7 @@ CFStringRef CFURLGetString(CFURLRef reference)
 }
 
 Boolean CFURLGetFileSystemRepresentation(CFURLRef reference, Boolean, UInt8* buffer, CFIndex size)
-{
+try {
     const __CFURL* url = as<__CFURL>(reference);
     const std::optional<std::string> escapedPath = url ? filePathOf(url->string->text) : std::nullopt;
     std::optional<std::string> path = escapedPath ? unescaped(*escapedPath) : std::nullopt;
@@ -159,4 +164,6 @@ Boolean CFURLGetFileSystemRepresentation(CFURLRef reference, Boolean, UInt8* buf
     const std::string& text = *path;
     memcpy(buffer, text.c_str(), text.size() + 1);
     return true;
+} catch (const std::exception&) {
+    return false;
 }

@@ -4,6 +4,7 @@
 #include "macapi/src/values.h"
 
 #include <cmath>
+#include <exception>
 #include <limits>
 #include <string.h>
 
@@ -121,7 +122,7 @@ static bool storeInteger(const __CFNumber& number, void* out)
 }
 
 CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType type, const void* value)
-{
+try {
     if (!value) {
         return nullptr;
     }
@@ -141,6 +142,8 @@ CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType type, const void* value)
     case Storage::Unknown:
         break;
     }
+    return nullptr;
+} catch (const std::exception&) {
     return nullptr;
 }
 
@@ -187,8 +190,10 @@ CFIndex CFDictionaryGetCount(CFDictionaryRef reference)
 }
 
 const void* CFDictionaryGetValue(CFDictionaryRef reference, const void* key)
-{
+try {
     const __CFDictionary* dictionary = as<__CFDictionary>(reference);
     const std::optional<std::string> name = textOf(key);
     return dictionary && name ? dictionary->find(*name) : nullptr;
+} catch (const std::exception&) {
+    return nullptr;
 }

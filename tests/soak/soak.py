@@ -147,7 +147,7 @@ def calls_of(scenario):
 def look_at_order():
     """Only a file that is on the disk takes the old one's place, and the folder's turn comes last."""
     names = [name for name, _ in calls_of("some")]
-    renamed = names.index("rename")
+    renamed = names.index("renameat")
     if "fsync" not in names[:renamed] or "fsync" not in names[renamed:]:
         fail(f"the order of calls is no good: {' '.join(names)}")
 

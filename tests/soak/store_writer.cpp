@@ -2,6 +2,7 @@
 //
 //     store_writer set KEY VALUE       0 when it is on the disk, 3 when the store says it isn't
 //     store_writer count PREFIX N      sets PREFIX0 to PREFIX(N-1), each to its number; prints those on the disk
+//     store_writer machine KEY VALUE   reads and sets the value of the machine, and a mark of RegInitSecureKey's kind
 //
 // What is to be hurt lies between two calls that the system is asked in vain. SOAK_WRITE=whole writes as it should,
 // halves never writes more than half of what it is asked to, cut:N dies when N bytes have been written, and limit:N
@@ -85,6 +86,35 @@ static int count(const std::string& prefix, int most)
     return 0;
 }
 
+static bool setForMachine(CFStringRef name, CFStringRef text, CFStringRef application, CFStringRef host)
+{
+    const CFTypeRef before = CFPreferencesCopyValue(name, application, kCFPreferencesAnyUser, host);
+    if (before) {
+        CFRelease(before);
+    }
+    CFPreferencesSetValue(name, text, application, kCFPreferencesAnyUser, host);
+    return CFPreferencesSynchronize(application, kCFPreferencesAnyUser, host);
+}
+
+static int machine(const std::string& key, const std::string& value)
+{
+    const CFStringRef name = makeString(key);
+    const CFStringRef text = makeString(value);
+    const bool isSet = setForMachine(name, text, kCFPreferencesCurrentApplication, kCFPreferencesAnyHost);
+    const bool isMarked = setForMachine(name, text, kCFPreferencesAnyApplication, kCFPreferencesCurrentHost);
+    const CFTypeRef seen = CFPreferencesCopyAppValue(name, kCFPreferencesCurrentApplication);
+    char shown[1024];
+    if (seen && CFStringGetCString(static_cast<CFStringRef>(seen), shown, sizeof(shown), kCFStringEncodingUTF8)) {
+        puts(shown);
+    }
+    if (seen) {
+        CFRelease(seen);
+    }
+    CFRelease(text);
+    CFRelease(name);
+    return isSet && isMarked ? 0 : 3;
+}
+
 int main(int argc, char** argv)
 {
     const std::string command = argc == 4 ? argv[1] : "";
@@ -97,6 +127,9 @@ int main(int argc, char** argv)
     if (command == "count") {
         return count(argv[2], atoi(argv[3]));
     }
-    fprintf(stderr, "usage: store_writer set KEY VALUE | count PREFIX N\n");
+    if (command == "machine") {
+        return machine(argv[2], argv[3]);
+    }
+    fprintf(stderr, "usage: store_writer set KEY VALUE | count PREFIX N | machine KEY VALUE\n");
     return 2;
 }

@@ -13,6 +13,8 @@
 #include <string.h>
 #include <unistd.h>
 
+static const char sc_noText[] = "";
+
 typedef char Message[4096];
 static const int sc_limit = sizeof(Message) - 1; // bytes that the formatter may write, its NUL included
 
@@ -83,7 +85,7 @@ int Platform::MessageBox(const char*, const char* format, ...)
     Message message = "";
     va_list arguments;
     va_start(arguments, format);
-    const int length = vsnprintf(message, sc_limit, format ? format : "", arguments);
+    const int length = vsnprintf(message, sc_limit, format ? format : sc_noText, arguments);
     va_end(arguments);
     if (length == -1) {
         message[sc_limit] = '\0';

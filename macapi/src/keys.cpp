@@ -31,7 +31,7 @@ static bool isInBackend(const void* address)
     if (!server) {
         return false;
     }
-    const Function handler = class_getMethodImplementation(server, sel_registerName("processEvent:"));
+    const Function handler = class_getMethodImplementation(server, sel_registerName("windowDevice:"));
     return libraryOf(address) == libraryOf(reinterpret_cast<const void*>(handler));
 }
 

@@ -15,6 +15,7 @@ __attribute__((weak)) Class objc_lookUpClass(const char* name);
 __attribute__((weak)) Class objc_allocateClassPair(Class superclass, const char* name, unsigned long extraBytes);
 __attribute__((weak)) void objc_registerClassPair(Class made);
 __attribute__((weak)) unsigned char class_addMethod(Class to, Selector name, Function does, const char* types);
+__attribute__((weak)) Method class_getInstanceMethod(Class of, Selector name);
 __attribute__((weak)) Method class_getClassMethod(Class of, Selector name);
 __attribute__((weak)) Function class_getMethodImplementation(Class of, Selector name);
 __attribute__((weak)) Function method_getImplementation(Method method);

@@ -1,6 +1,7 @@
 // The window server is an X server.
 #include "macapi/src/windowserver_x11.h"
 
+#include "macapi/src/focus.h"
 #include "macapi/src/keys.h"
 #include "macapi/src/probe_x11.h"
 #include "macapi/src/windowserver.h"
@@ -95,6 +96,7 @@ Visit::Visit() : m_lock(s_mutex), m_connected(connected())
 {
     if (m_connected) {
         translateKeyEvents();
+        followFocus();
         s_formerErrors = XSetErrorHandler(onError);
         s_formerLoss = XSetIOErrorHandler(onLoss);
         leaveSilentServer();

@@ -82,7 +82,7 @@ def name_of(address):
     """The source name that a header keeps at this address; None without one."""
     number = number_at(address, 4)
     try:
-        return text_at(pointer_at(entry_of("s_names", number, 8)) if pointer_size() == 8 and number else number)
+        return text_at(pointer_at(entry_of("s_names", number - 1, 8)) if pointer_size() == 8 and number else number)
     except gdb.error:
         return "(unknown: libcore is stripped, or the header is damaged)"
 

@@ -27,6 +27,18 @@ inline NSPoint NSMakePoint(float x, float y) { return NSPoint{x, y}; }
 
 inline NSRect NSMakeRect(float x, float y, float width, float height) { return NSRect{{x, y}, {width, height}}; }
 
+inline NSRect NSOffsetRect(NSRect rect, float x, float y)
+{
+    return NSMakeRect(rect.origin.x + x, rect.origin.y + y, rect.size.width, rect.size.height);
+}
+
+inline float NSMinX(NSRect rect) { return rect.origin.x; }
+
+inline float NSMinY(NSRect rect) { return rect.origin.y; }
+
+@class NSString;
+extern "C" NSString* NSStringFromRect(NSRect rect);
+
 __attribute__((objc_root_class))
 @interface NSObject
 + (id)alloc;
@@ -51,12 +63,21 @@ enum { NSUTF8StringEncoding = 4, NSMacOSRomanStringEncoding = 30 };
 @end
 
 @interface NSArray : NSObject
+- (NSUInteger)count;
+- (BOOL)containsObject:(id)object;
+- (BOOL)isEqual:(id)object;
 - (id)objectAtIndex:(NSUInteger)index;
 - (NSUInteger)indexOfObjectIdenticalTo:(id)object;
 - (NSString*)componentsJoinedByString:(NSString*)separator;
 @end
 
+@interface NSMutableArray : NSArray
++ (id)array;
+- (void)addObject:(id)object;
+@end
+
 @interface NSDictionary : NSObject
++ (id)dictionaryWithObject:(id)object forKey:(id)key;
 - (id)objectForKey:(id)key;
 @end
 
@@ -64,11 +85,26 @@ enum { NSUTF8StringEncoding = 4, NSMacOSRomanStringEncoding = 30 };
 + (NSColor*)blackColor;
 @end
 
+@interface NSUserDefaults : NSObject
++ (NSUserDefaults*)standardUserDefaults;
+- (void)registerDefaults:(NSDictionary*)defaults;
+@end
+
+@interface NSNotificationCenter : NSObject
++ (NSNotificationCenter*)defaultCenter;
+- (void)postNotificationName:(NSString*)name object:(id)object;
+@end
+extern "C" NSString* NSApplicationDidChangeScreenParametersNotification;
+
+@class NSWindow;
+
 @interface NSEvent : NSObject
 - (NSPoint)locationInWindow;
+- (NSWindow*)window;
 @end
 
 @interface NSScreen : NSObject
++ (BOOL)respondsToSelector:(SEL)selector;
 + (NSArray*)screens;
 + (NSScreen*)mainScreen;
 - (NSRect)frame;
@@ -77,6 +113,7 @@ enum { NSUTF8StringEncoding = 4, NSMacOSRomanStringEncoding = 30 };
 typedef NSUInteger NSBackingStoreType;
 
 @interface NSWindow : NSObject
++ (NSRect)frameRectForContentRect:(NSRect)content styleMask:(NSUInteger)style;
 - (id)initWithContentRect:(NSRect)content
                 styleMask:(NSUInteger)style
                   backing:(NSBackingStoreType)backing

@@ -13,10 +13,13 @@
 #include <string.h>
 #include <unistd.h>
 
-static const char sc_noText[] = "";
-
 typedef char Message[4096];
 static const int sc_limit = sizeof(Message) - 1; // bytes that the formatter may write, its NUL included
+
+static const char* orEmpty(const char* text)
+{
+    return text ? text : "";
+}
 
 // The length of the character that begins with this byte in UTF-8; 0 for a byte that begins none.
 static size_t characterLength(unsigned char first)
@@ -85,7 +88,7 @@ int Platform::MessageBox(const char*, const char* format, ...)
     Message message = "";
     va_list arguments;
     va_start(arguments, format);
-    const int length = vsnprintf(message, sc_limit, format ? format : sc_noText, arguments);
+    const int length = vsnprintf(message, sc_limit, orEmpty(format), arguments);
     va_end(arguments);
     if (length == -1) {
         message[sc_limit] = '\0';

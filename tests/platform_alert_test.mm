@@ -112,7 +112,7 @@ TEST_F(PlatformPanel, OfAUtf8TextThatIsCutBehindACharacterAllIsShown)
 
 TEST_F(PlatformPanel, ACutMacRomanTextIsShownToItsLastByte)
 {
-    const std::string shown = "\xc3\xa9" + std::string(4092, 'x'); // e with an acute accent, 0x8e in Mac Roman
+    const std::string shown = "\xc3\xa9" + std::string(4092, 'x');        // e with an acute accent, 0x8e in Mac Roman
     EXPECT_EQ(shownOf(4093, "\xc3\xa4", "\x8e"), shown + "\xe2\x88\x9a"); // 0xc3 is the square root there
     EXPECT_EQ(shownOf(4093, "\x8e\x8e", "\x8e"), shown + "\xc3\xa9");
     EXPECT_EQ(shownOf(4093, "\x8e\x8e"), std::string(4093, 'x') + "\xc3\xa9");

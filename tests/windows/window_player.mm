@@ -63,8 +63,8 @@ static void start(std::istream& words, std::ostream& answer)
     words >> width >> height;
     Platform::SystemCheck();
     Platform::SetApp(1);
-    Platform::SetWindow(Platform::InitWindow(0, nullptr, "Brackenlow", nullptr, nullptr, 100, 100, width, height, false,
-                                             false, nullptr));
+    Platform::SetWindow(Platform::InitWindow(0, nullptr, "Brackenlow", nullptr, nullptr, 100, 100, width, height,
+                                             false, false, nullptr));
     answer << (Platform::GetWindow() ? "window" : "none");
 }
 
@@ -77,8 +77,8 @@ static void answerState(std::ostream& answer)
     int y = -1;
     Platform::GetCursorPos(x, y);
     answer << (shown ? reinterpret_cast<uintptr_t>([shown windowRef]) : 0) << " "
-           << (shown && [shown isKeyWindow] && [NSApp keyWindow] == shown) << " " << (NSApp && [NSApp isActive]) << " "
-           << s_keys << " " << s_code << " " << s_isOurs << " " << x << " " << y;
+           << (shown && [shown isKeyWindow] && [NSApp keyWindow] == shown) << " " << (NSApp && [NSApp isActive])
+           << " " << s_keys << " " << s_code << " " << s_isOurs << " " << x << " " << y;
 }
 
 static void obey(const std::string& line, std::ostream& answer)

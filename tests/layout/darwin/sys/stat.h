@@ -14,8 +14,8 @@ struct stat {
     gid_t st_gid;
 };
 
-#define S_ISREG(mode) (((mode) & 0170000) == 0100000)
-#define S_ISLNK(mode) (((mode) & 0170000) == 0120000)
+#define S_ISREG(mode) (((mode)&0170000) == 0100000)
+#define S_ISLNK(mode) (((mode)&0170000) == 0120000)
 #define S_IWGRP 0000020
 #define S_IWOTH 0000002
 

@@ -163,7 +163,7 @@ const char* Platform::GetAppVersion()
         return outVersion;
     }
     CFStringGetCString(static_cast<CFStringRef>(version), outVersion, sizeof(outVersion), kCFStringEncodingASCII);
-    CFRelease(version); // NOLINT(*-RetainCount): deliberate, although the bundle owns the text; it happens once
+    CFRelease(version); // NOLINT(clang-analyzer-osx.cocoa.RetainCount): deliberate, although the bundle owns the text; it happens once
     checked = true;
     return outVersion;
 }

@@ -28,7 +28,7 @@ static std::string environment(const char* name)
 
 static std::string homeFolder()
 {
-    const std::string home = environment("HOME");
+    std::string home = environment("HOME");
     if (!home.empty()) {
         return home;
     }

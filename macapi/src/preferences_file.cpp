@@ -97,7 +97,7 @@ static bool exists(int folder, const std::string& name)
 static std::string setAside(int folder, const std::string& name)
 {
     for (int number = 1; number < 10000; number++) {
-        const std::string aside = name + ".damaged-" + std::to_string(number);
+        std::string aside = name + ".damaged-" + std::to_string(number);
         if (linkat(folder, name.c_str(), folder, aside.c_str(), 0) == 0 ||
             isSameFile(folder, name, aside)) { // the same: somebody was killed here
             return aside;

@@ -57,7 +57,7 @@ std::string Walk::takePart()
 {
     const size_t begin = std::min(m_rest.find_first_not_of('/'), m_rest.size());
     const size_t end = std::min(m_rest.find('/', begin), m_rest.size());
-    const std::string part = m_rest.substr(begin, end - begin);
+    std::string part = m_rest.substr(begin, end - begin);
     m_rest.erase(0, std::min(m_rest.find_first_not_of('/', end), m_rest.size()));
     return part;
 }

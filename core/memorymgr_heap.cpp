@@ -7,10 +7,15 @@
 // 4. A node is on one of its bank's three lists: free, used, or fallback.
 // 5. A request a bank can't serve goes to its location. Where that has nothing either, the game ends.
 //
+// Two finders answer questions about the free nodes of a bank: the index of the bank, where it has one, and FreeWalk,
+// which walks the free list. All changes are made here, and the index is told of them. An index that finds a
+// contradiction between itself and the bank gives itself up; then FreeWalk answers.
+//
 // A bank's lock is held from the first look at the bank to the last, callbacks included.
 #include "core/memorymgr.h"
 #include "core/memorymgr_index.h"
 #include "core/memorymgr_nodes.h"
+#include "core/memorymgr_walk.h"
 #include "core/platform.h"
 
 #include <stdlib.h>
@@ -54,6 +59,11 @@ static unsigned long nodeSize(unsigned long request)
 inline FreeIndex* MemoryMgr::_indexOf(const MemoryBank_s* bank) const
 {
     return bank == &systemBank ? nullptr : FreeIndex::of(this, static_cast<int>(bank - banks));
+}
+
+static void linkAt(MemoryBank_s* bank, const FreePlace& place, MemoryHeapNode_s* node)
+{
+    linkBetween(bank->freeList, place.before, node, place.after);
 }
 
 static void countAlloc(MemoryBank_s* bank, unsigned long size)
@@ -125,78 +135,94 @@ unsigned int MemoryMgr::getSize(int index, void* block)
     return bank->type == MEMBANK_HEAP && block ? sizeOf(nodeOf(block)) - sc_headerSize : 0;
 }
 
-// The block of a node that is at least size bytes large, header included; size becomes the node's. Null when there is
+// Returns the block of a node of at least size bytes, header included, and sets size to the node's; null when there is
 // none.
 INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size, const char* file,
                                            unsigned int line)
-{
-    MemoryHeapNode_s* node = nullptr;
-    FreeIndex* index = _indexOf(bank);
-    if (!index || !index->take(bank, size, &node)) {
-        node = _heapTake(bank, size);
-    }
-    if (!node) {
-        return nullptr;
-    }
-    bank->usedNodeCount += 1;
-    pushFront<InsideLinks>(bank->usedList, node);
-    node->file = file;
-    node->line = line;
-    node->magic = sc_magicUsed;
-    size = sizeOf(node);
-    return blockOf(node);
-}
-
-// What FreeIndex::take does, by walking.
-MemoryHeapNode_s* MemoryMgr::_heapTake(MemoryBank_s* bank, unsigned long size)
 {
     MemoryHeapNode_s* node = _heapFindBestFit(bank, size);
     if (!node) {
         return nullptr;
     }
-    bank->freeNodeCount -= 1;
-    unlink<InsideLinks>(bank->freeList, node);
-    if (size + sc_headerSize < sizeOf(node)) { // else the rest would hold a header and no byte more
-        const unsigned int taken = static_cast<unsigned int>(size);
-        const unsigned int rest = sizeOf(node) - taken;
-        node->size = taken;
-        _heapAddFreeNode(bank, makeFreeNode(reinterpret_cast<char*>(node) + taken, rest));
-        bank->freeNodeCount += 1;
-    }
-    return node;
-}
-
-MemoryHeapNode_s* MemoryMgr::_heapFindBestFit(MemoryBank_s* bank, unsigned long size)
-{
-    for (MemoryHeapNode_s* node = bank->freeList; node; node = node->next) {
-        if (node->size >= size) {
-            return node;
-        }
-    }
-    return nullptr;
-}
-
-void MemoryMgr::_heapAddFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
-{
-    MemoryHeapNode_s* before = nullptr;
-    MemoryHeapNode_s* after = bank->freeList;
-    while (after && after->size < node->size) {
-        before = after;
-        after = after->next;
-    }
-    node->prev = before;
-    node->next = after;
-    if (after) {
-        after->prev = node;
-    }
-    if (before) {
-        before->next = node;
+    if (size + sc_headerSize < node->size) { // else the rest would hold a header and no byte more
+        const unsigned int rest = node->size - static_cast<unsigned int>(size);
+        _heapReplaceFreeNode(bank, node, makeFreeNode(reinterpret_cast<char*>(node) + size, rest), rest);
+        node->size = static_cast<unsigned int>(size);
     } else {
-        bank->freeList = node;
+        _heapRemoveFreeNode(bank, node);
+        bank->freeNodeCount -= 1;
+    }
+    if (FreeIndex* index = _indexOf(bank)) {
+        index->taken(node);
+    }
+    bank->usedNodeCount += 1;
+    pushFront(bank->usedList, node);
+    node->file = file;
+    node->line = line;
+    node->magic = sc_magicUsed;
+    size = node->size;
+    return blockOf(node);
+}
+
+// Returns the first free node of at least size bytes, header included; null when there is none.
+INLINED_STEP MemoryHeapNode_s* MemoryMgr::_heapFindBestFit(MemoryBank_s* bank, unsigned long size)
+{
+    FreeIndex* index = _indexOf(bank);
+    MemoryHeapNode_s* node;
+    return index && index->firstOfAtLeast(bank, size, &node) ? node : FreeWalk(bank).firstOfAtLeast(size);
+}
+
+// Puts a node on the free list, where its size belongs.
+INLINED_STEP void MemoryMgr::_heapAddFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
+{
+    FreeIndex* index = _indexOf(bank);
+    FreePlace place;
+    if (!index || !index->placeFor(bank, node->size, &place)) {
+        linkAt(bank, FreeWalk(bank).placeFor(node->size), node);
+        return;
+    }
+    linkAt(bank, place, node);
+    index->added(node);
+}
+
+INLINED_STEP void MemoryMgr::_heapRemoveFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
+{
+    if (FreeIndex* index = _indexOf(bank)) {
+        index->removed(node);
+    }
+    unlink(bank->freeList, node);
+}
+
+// Puts node on the free list in place of old, with another size. They overlap, and may be the same.
+INLINED_STEP void MemoryMgr::_heapReplaceFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* old, MemoryHeapNode_s* node,
+                                                  unsigned int size)
+{
+    if (!_heapKeepPlace(bank, old, node, size)) {
+        _heapRemoveFreeNode(bank, old);
+        node->size = size;
+        _heapAddFreeNode(bank, node);
     }
 }
 
-// 0, or -4 when block is not a live block; the size that went back is stored in sizeOut.
+// As above, and returns true; false where node belongs to another place on the list than old, and where the list is
+// walked: a list that the game has changed may be out of order.
+INLINED_STEP bool MemoryMgr::_heapKeepPlace(MemoryBank_s* bank, MemoryHeapNode_s* old, MemoryHeapNode_s* node,
+                                            unsigned int size)
+{
+    FreeIndex* index = _indexOf(bank);
+    if (!index || !index->isPlaceFor(old, size)) {
+        return false;
+    }
+    const FreePlace place = {old->prev, old->next};
+    index->replaced(old, node, size);
+    node->size = size;
+    if (node != old) {
+        linkAt(bank, place, node);
+    }
+    return true;
+}
+
+// Returns 0, or -4 when block is not a live block; stores the size that went back in sizeOut.
 INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut)
 {
     MemoryHeapNode_s* node = nodeOf(block);
@@ -209,11 +235,7 @@ INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned 
     bank->usedNodeCount -= 1;
     *sizeOut = node->size;
     node->magic = sc_magicFree;
-    unlink<InsideLinks>(bank->usedList, node);
-    FreeIndex* index = _indexOf(bank);
-    if (index && index->give(bank, node)) {
-        return 0;
-    }
+    unlink(bank->usedList, node);
     bank->freeNodeCount += 1;
     if (!_compactHeapNode(bank, node)) {
         _heapAddFreeNode(bank, node);
@@ -222,24 +244,34 @@ INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned 
 }
 
 // Joins a free node that is on no list with the free nodes it touches; 1 when there was one, and then the joined node
-// is on the list, by its new size. The header that was taken in stays as it was.
-int MemoryMgr::_compactHeapNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
+// is on the list, by its new size. A header that was taken in keeps its words.
+INLINED_STEP int MemoryMgr::_compactHeapNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
 {
-    for (MemoryHeapNode_s* other = bank->freeList; other; other = other->next) {
-        MemoryHeapNode_s* lower = behind(other) == node ? other : node;
-        MemoryHeapNode_s* upper = lower == node ? other : node;
-        if (behind(lower) != upper) {
-            continue;
-        }
-        unlink<InsideLinks>(bank->freeList, other);
-        bank->freeNodeCount -= 1;
-        lower->size += upper->size;
-        if (!_compactHeapNode(bank, lower)) {
-            _heapAddFreeNode(bank, lower);
-        }
-        return 1;
+    FreeIndex* index = _indexOf(bank);
+    FreeNeighbours found;
+    if (!index || !index->neighboursOf(bank, node, &found)) {
+        found = FreeWalk(bank).neighboursOf(node);
     }
-    return 0;
+    MemoryHeapNode_s* other = found.lower ? found.lower : found.upper;
+    if (!other) {
+        return 0;
+    }
+    unsigned int size = node->size + other->size;
+    bank->freeNodeCount -= 1;
+    if (found.lower && found.upper) {
+        size += found.upper->size;
+        _heapRemoveFreeNode(bank, found.upper);
+        bank->freeNodeCount -= 1;
+    }
+    MemoryHeapNode_s* joined = found.lower ? found.lower : node;
+    if (!_heapKeepPlace(bank, other, joined, size)) {
+        _heapRemoveFreeNode(bank, other);
+        joined->size = size;
+        if (!_compactHeapNode(bank, joined)) { // finds more only in a list that the game has changed
+            _heapAddFreeNode(bank, joined);
+        }
+    }
+    return 1;
 }
 
 // A block from the bank's location, size bytes with its header; null when the location has nothing left.
@@ -261,7 +293,7 @@ void* MemoryMgr::_allocExtNode(MemoryBank_s* bank, unsigned long size, const cha
     node->size = static_cast<unsigned int>(size) | sc_extBit;
     node->file = file;
     node->line = line;
-    pushFront<AnyLinks>(bank->extList, node);
+    pushFront(bank->extList, node);
     bank->extNodeCount += 1;
     countAlloc(bank, size);
     return blockOf(node);
@@ -271,7 +303,7 @@ int MemoryMgr::_heapExtFree(MemoryBank_s* bank, MemoryHeapNode_s* node, unsigned
 {
     node->size = sizeOf(node);
     *sizeOut = node->size;
-    unlink<AnyLinks>(bank->extList, node);
+    unlink(bank->extList, node);
     giveUpOutsideLinks(node);
     giveTo(locations[bank->location], node);
     return 0;

@@ -86,9 +86,7 @@ void FreeIndex::make(const MemoryMgr* manager, int number, const MemoryBank_s& b
     index->m_base = bank.base;
     index->m_size = bank.size;
     index->m_classCount = classCount;
-    index->m_first = index->m_last = bank.freeList;
-    index->_enterClass(bank.freeList, nullptr);
-    index->_markFree(bank.freeList);
+    index->added(bank.freeList);
 
     index->m_place = &set->indexes[number];
     *index->m_place = index;
@@ -168,37 +166,17 @@ void FreeIndex::_setHead(unsigned int number, const MemoryHeapNode_s* node)
     }
 }
 
-MemoryHeapNode_s* FreeIndex::_firstOfAtLeast(unsigned long size) const
+// node is of this class, and in front of after on the list.
+void FreeIndex::_enterClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after)
 {
-    unsigned int number = _classOf(size + sc_unit - 1);
-    if (m_heads[number] == 0) {
-        number = _firstClassFrom(number);
-        if (number == sc_nothing) {
-            return nullptr;
-        }
-    }
-    MemoryHeapNode_s* node = _nodeAt(m_heads[number] - 1);
-    if (number == m_classCount - 1) {
-        while (node && node->size < size) {
-            node = insideLink(node->next);
-        }
-    }
-    return node;
-}
-
-// after is what follows node on the list.
-void FreeIndex::_enterClass(const MemoryHeapNode_s* node, const MemoryHeapNode_s* after)
-{
-    const unsigned int number = _classOf(node->size);
     const unsigned int head = m_heads[number];
     if (head == 0 || (after && head == _unitOf(after) + 1)) {
         _setHead(number, node);
     }
 }
 
-void FreeIndex::_leaveClass(const MemoryHeapNode_s* node, const MemoryHeapNode_s* after)
+void FreeIndex::_leaveClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after)
 {
-    const unsigned int number = _classOf(node->size);
     if (m_heads[number] == _unitOf(node) + 1) {
         _setHead(number, after && _classOf(after->size) == number ? after : nullptr);
     }
@@ -236,10 +214,8 @@ unsigned int FreeIndex::_firstUnitOfNodeUpTo(unsigned int last) const
     return word * sc_wordBits + (clear ? highestBit(clear) + 1 : 0);
 }
 
-void FreeIndex::_markFree(const MemoryHeapNode_s* node)
+void FreeIndex::_markFree(unsigned int first, unsigned int last)
 {
-    const unsigned int first = _unitOf(node);
-    const unsigned int last = first + unitsFor(node->size) - 1;
     const unsigned int low = first / sc_wordBits;
     const unsigned int high = last / sc_wordBits;
     if (low == high) {
@@ -256,15 +232,7 @@ void FreeIndex::_markFree(const MemoryHeapNode_s* node)
     }
 }
 
-void FreeIndex::_markUsed(const MemoryHeapNode_s* node)
-{
-    const unsigned int first = _unitOf(node);
-    const unsigned int last = first + unitsFor(node->size) - 1;
-    m_units[first / sc_wordBits] &= ~oneBit(first);
-    m_units[last / sc_wordBits] &= ~oneBit(last);
-}
-
-// ---- Doubts
+// ---- Consistency checks
 
 // Whether the bank can have such a node at all.
 bool FreeIndex::_canHold(const MemoryHeapNode_s* node) const
@@ -280,106 +248,47 @@ bool FreeIndex::_looksFree(const MemoryHeapNode_s* node) const
     return node->magic == sc_magicFree;
 }
 
-// ---- The list
+// ---- The three questions
 
-void FreeIndex::_link(MemoryBank_s* bank, MemoryHeapNode_s* before, MemoryHeapNode_s* node, MemoryHeapNode_s* after)
+// False: what the class says is first of its nodes is no free node of that size.
+bool FreeIndex::_find(unsigned long size, MemoryHeapNode_s** found) const
 {
-    setInsideLink(node->prev, before);
-    setInsideLink(node->next, after);
-    if (before) {
-        setInsideLink(before->next, node);
-    } else {
-        bank->freeList = m_first = node;
-    }
-    if (after) {
-        setInsideLink(after->prev, node);
-    } else {
-        m_last = node;
-    }
-}
-
-void FreeIndex::_insert(MemoryBank_s* bank, MemoryHeapNode_s* node)
-{
-    MemoryHeapNode_s* after = _firstOfAtLeast(node->size);
-    _link(bank, after ? insideLink(after->prev) : m_last, node, after);
-    _enterClass(node, after);
-}
-
-void FreeIndex::_remove(MemoryBank_s* bank, MemoryHeapNode_s* node)
-{
-    MemoryHeapNode_s* before = insideLink(node->prev);
-    MemoryHeapNode_s* after = insideLink(node->next);
-    _leaveClass(node, after);
-    if (before) {
-        setInsideLink(before->next, after);
-    } else {
-        bank->freeList = m_first = after;
-    }
-    if (after) {
-        setInsideLink(after->prev, before);
-    } else {
-        m_last = before;
-    }
-}
-
-// node, of this size, takes the place of old; another place where the list's order asks for it. They may be the same.
-void FreeIndex::_replace(MemoryBank_s* bank, MemoryHeapNode_s* old, MemoryHeapNode_s* node, unsigned int size)
-{
-    MemoryHeapNode_s* before = insideLink(old->prev);
-    MemoryHeapNode_s* after = insideLink(old->next);
-    const bool moves = size < old->size ? before && before->size >= size : after && after->size < size;
-    if (moves) {
-        _remove(bank, old);
-        node->size = size;
-        _insert(bank, node);
-        return;
-    }
-    const unsigned int from = _classOf(old->size);
-    const unsigned int to = _classOf(size);
-    if (from != to) {
-        _leaveClass(old, after);
-    } else if (m_heads[to] == _unitOf(old) + 1) {
-        m_heads[to] = _unitOf(node) + 1;
-    }
-    node->size = size;
-    if (node != old) {
-        _link(bank, before, node, after);
-    }
-    if (from != to) {
-        _enterClass(node, after);
-    }
-}
-
-// flatten: these two are all there is to a bank's speed, and a tenth of it went into calls between the above.
-__attribute__((flatten)) bool FreeIndex::take(MemoryBank_s* bank, unsigned long size, MemoryHeapNode_s** taken)
-{
-    if (bank->freeList != m_first) {
-        return _giveUp();
-    }
-    MemoryHeapNode_s* node = size <= m_size ? _firstOfAtLeast(size) : nullptr;
-    *taken = node;
-    if (!node) {
+    *found = nullptr;
+    if (size > m_size) {
         return true;
     }
-    if (!_looksFree(node) || node->size < size || !_canHold(node)) {
+    unsigned int number = _classOf(size + sc_unit - 1);
+    if (m_heads[number] == 0) {
+        number = _firstClassFrom(number);
+        if (number == sc_nothing) {
+            return true;
+        }
+    }
+    MemoryHeapNode_s* node = _nodeAt(m_heads[number] - 1);
+    if (number == m_classCount - 1) {
+        while (node && node->size < size) {
+            node = insideLink(node->next);
+        }
+    }
+    *found = node;
+    return !node || (_looksFree(node) && node->size >= size && _canHold(node));
+}
+
+bool FreeIndex::firstOfAtLeast(const MemoryBank_s* bank, unsigned long size, MemoryHeapNode_s** node)
+{
+    return (bank->freeList == m_first && _find(size, node)) || _giveUp();
+}
+
+bool FreeIndex::placeFor(const MemoryBank_s* bank, unsigned int size, FreePlace* place)
+{
+    if (bank->freeList != m_first || !_find(size, &place->after)) {
         return _giveUp();
     }
-    if (size + sc_headerSize < node->size) { // else the rest would hold a header and no byte more
-        const unsigned int rest = node->size - static_cast<unsigned int>(size);
-        MemoryHeapNode_s* upper = makeFreeNode(reinterpret_cast<char*>(node) + size, rest);
-        _replace(bank, node, upper, rest);
-        node->size = static_cast<unsigned int>(size);
-        _markUsed(node);
-        _markFree(upper);
-    } else {
-        _remove(bank, node);
-        bank->freeNodeCount -= 1;
-        _markUsed(node);
-    }
+    place->before = place->after ? insideLink(place->after->prev) : const_cast<MemoryHeapNode_s*>(m_last);
     return true;
 }
 
-__attribute__((flatten)) bool FreeIndex::give(MemoryBank_s* bank, MemoryHeapNode_s* node)
+bool FreeIndex::neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* node, FreeNeighbours* found)
 {
     if (bank->freeList != m_first || !_canHold(node)) {
         return _giveUp();
@@ -394,25 +303,57 @@ __attribute__((flatten)) bool FreeIndex::give(MemoryBank_s* bank, MemoryHeapNode
         (upper && (!_looksFree(upper) || !_canHold(upper)))) {
         return _giveUp();
     }
-    unsigned int size = node->size;
-    bank->freeNodeCount += 1;
-    if (upper) {
-        size += upper->size;
-        bank->freeNodeCount -= 1;
-    }
-    if (lower) {
-        size += lower->size;
-        bank->freeNodeCount -= 1;
-        if (upper) {
-            _remove(bank, upper);
-        }
-        _replace(bank, lower, lower, size);
-        node = lower;
-    } else if (upper) {
-        _replace(bank, upper, node, size);
-    } else {
-        _insert(bank, node);
-    }
-    _markFree(node);
+    *found = {lower, upper};
     return true;
+}
+
+bool FreeIndex::isPlaceFor(const MemoryHeapNode_s* node, unsigned int size) const
+{
+    const MemoryHeapNode_s* before = insideLink(node->prev);
+    const MemoryHeapNode_s* after = insideLink(node->next);
+    return size < node->size ? !before || before->size < size : !after || after->size >= size;
+}
+
+// ---- Changes
+
+void FreeIndex::added(const MemoryHeapNode_s* node)
+{
+    const MemoryHeapNode_s* after = insideLink(node->next);
+    m_first = insideLink(node->prev) ? m_first : node;
+    m_last = after ? m_last : node;
+    _enterClass(_classOf(node->size), node, after);
+    _markFree(_unitOf(node), _unitOf(node) + unitsFor(node->size) - 1);
+}
+
+void FreeIndex::removed(const MemoryHeapNode_s* node)
+{
+    const MemoryHeapNode_s* before = insideLink(node->prev);
+    const MemoryHeapNode_s* after = insideLink(node->next);
+    m_first = before ? m_first : after;
+    m_last = after ? m_last : before;
+    _leaveClass(_classOf(node->size), node, after);
+}
+
+void FreeIndex::replaced(const MemoryHeapNode_s* old, MemoryHeapNode_s* node, unsigned int size)
+{
+    const MemoryHeapNode_s* after = insideLink(old->next);
+    m_first = m_first == old ? node : m_first;
+    m_last = m_last == old ? node : m_last;
+    const unsigned int from = _classOf(old->size);
+    const unsigned int to = _classOf(size);
+    if (from != to) {
+        _leaveClass(from, old, after);
+        _enterClass(to, node, after);
+    } else if (m_heads[to] == _unitOf(old) + 1) {
+        m_heads[to] = _unitOf(node) + 1;
+    }
+    _markFree(_unitOf(node), _unitOf(node) + unitsFor(size) - 1);
+}
+
+void FreeIndex::taken(const MemoryHeapNode_s* node)
+{
+    const unsigned int first = _unitOf(node);
+    const unsigned int last = first + unitsFor(node->size) - 1;
+    m_units[first / sc_wordBits] &= ~oneBit(first);
+    m_units[last / sc_wordBits] &= ~oneBit(last);
 }

@@ -1,4 +1,5 @@
-// An index of one heap bank's free nodes. It finds what a walk along the free list would find, without the walk.
+// The finder that needs no walk: an index of one heap bank's free nodes. It gives the same answers as FreeWalk
+// (memorymgr_walk.h), and memorymgr_heap.cpp tells it of each change to the free list.
 //
 // 1. The bank is what it would be without an index: the same nodes on the same lists in the same order. Nothing of the
 //    index lies in the bank.
@@ -21,6 +22,7 @@
 #pragma once
 
 #include "core/memorymgr.h"
+#include "core/memorymgr_walk.h"
 
 #include <atomic>
 #include <stdint.h>
@@ -33,12 +35,22 @@ public:
     static FreeIndex* of(const MemoryMgr* manager, int number);
     static void dropAll(const MemoryMgr* manager);
 
-    // Takes a node of at least size bytes, a multiple of 32, off the free list, and puts what is left of it back. node
-    // becomes null when there is none. False: the index has given up.
-    bool take(MemoryBank_s* bank, unsigned long size, MemoryHeapNode_s** node);
+    // The three questions, as FreeWalk has them. False: the bank contradicts the index, which has been given up; the
+    // index must not be used any more.
+    bool firstOfAtLeast(const MemoryBank_s* bank, unsigned long size, MemoryHeapNode_s** node);
+    bool placeFor(const MemoryBank_s* bank, unsigned int size, FreePlace* place);
+    bool neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* node, FreeNeighbours* found);
 
-    // Puts a node that has been in use on the free list, joined with the free nodes it touches. False: as above.
-    bool give(MemoryBank_s* bank, MemoryHeapNode_s* node);
+    // Whether the place of a free node is also the place for a node of size bytes.
+    bool isPlaceFor(const MemoryHeapNode_s* node, unsigned int size) const;
+
+    // The changes. removed and replaced are told while the list and the sizes are still the old ones.
+    void added(const MemoryHeapNode_s* node); // node has come onto the free list
+    void
+    removed(const MemoryHeapNode_s* node); // node is about to leave it: it has been taken, or is part of a larger one
+    void replaced(const MemoryHeapNode_s* old, MemoryHeapNode_s* node,
+                  unsigned int size);         // node takes the place of old
+    void taken(const MemoryHeapNode_s* node); // node is in use from here on
 
 private:
     struct Set {
@@ -52,34 +64,29 @@ private:
     unsigned int _classOf(unsigned long size) const;
     unsigned int _firstClassFrom(unsigned int number) const;
     void _setHead(unsigned int number, const MemoryHeapNode_s* node);
-    MemoryHeapNode_s* _firstOfAtLeast(unsigned long size) const;
+    bool _find(unsigned long size, MemoryHeapNode_s** node) const;
 
     MemoryHeapNode_s* _nodeAt(unsigned int unit) const;
     unsigned int _unitOf(const MemoryHeapNode_s* node) const;
     bool _isFree(unsigned int unit) const;
     unsigned int _firstUnitOfNodeUpTo(unsigned int last) const;
-    void _markFree(const MemoryHeapNode_s* node);
-    void _markUsed(const MemoryHeapNode_s* node);
+    void _markFree(unsigned int first, unsigned int last);
 
     bool _canHold(const MemoryHeapNode_s* node) const;
     bool _looksFree(const MemoryHeapNode_s* node) const;
 
-    void _insert(MemoryBank_s* bank, MemoryHeapNode_s* node);
-    void _remove(MemoryBank_s* bank, MemoryHeapNode_s* node);
-    void _replace(MemoryBank_s* bank, MemoryHeapNode_s* old, MemoryHeapNode_s* node, unsigned int size);
-    void _link(MemoryBank_s* bank, MemoryHeapNode_s* before, MemoryHeapNode_s* node, MemoryHeapNode_s* after);
-    void _enterClass(const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
-    void _leaveClass(const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
+    void _enterClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
+    void _leaveClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
 
     static Set s_sets[4];
     static const int sc_levels = 4; // 64^4 classes are more than any bank has
 
-    FreeIndex** m_place;       // in its set
-    char* m_base;              // of the bank
-    unsigned int m_size;       // of the bank
-    unsigned int m_classCount; // the last class included
-    MemoryHeapNode_s* m_first; // of the free list, as it was left here
-    MemoryHeapNode_s* m_last;
+    FreeIndex** m_place;             // in its set
+    char* m_base;                    // of the bank
+    unsigned int m_size;             // of the bank
+    unsigned int m_classCount;       // the last class included
+    const MemoryHeapNode_s* m_first; // of the free list, as it was left
+    const MemoryHeapNode_s* m_last;
     uint64_t* m_units;     // a bit for each unit
     uint64_t* m_spanned;   // a bit for each word of units: the one below it holds a number
     unsigned int* m_heads; // for each class: its first node's unit and one; 0: empty

@@ -31,39 +31,39 @@ inline MemoryHeapNode_s* makeFreeNode(char* place, unsigned int size)
     return node;
 }
 
-// The links of a list: of one whose nodes lie inside their bank, or of any list.
-struct InsideLinks {
-    static MemoryHeapNode_s* get(const MemoryNodeRef& link) { return insideLink(link); }
-    static void set(MemoryNodeRef& link, MemoryHeapNode_s* node) { setInsideLink(link, node); }
-};
-struct AnyLinks {
-    static MemoryHeapNode_s* get(const MemoryNodeRef& link) { return link; }
-    static void set(MemoryNodeRef& link, MemoryHeapNode_s* node) { link = node; }
-};
-
-template <typename Links>
-inline void pushFront(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
+// Puts node into a list between two neighbours: before is null at the head, after is null at the end.
+inline void linkBetween(MemoryHeapNode_s*& list, MemoryHeapNode_s* before, MemoryHeapNode_s* node,
+                        MemoryHeapNode_s* after)
 {
-    Links::set(node->prev, nullptr);
-    Links::set(node->next, list);
-    if (list) {
-        Links::set(list->prev, node);
+    node->prev = before;
+    node->next = after;
+    if (before) {
+        before->next = node;
+    } else {
+        list = node;
     }
-    list = node;
+    if (after) {
+        after->prev = node;
+    }
 }
 
-template <typename Links>
+inline void pushFront(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
+{
+    linkBetween(list, nullptr, node, list);
+}
+
+// node keeps its own links.
 inline void unlink(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
 {
-    MemoryHeapNode_s* next = Links::get(node->next);
-    MemoryHeapNode_s* prev = Links::get(node->prev);
-    if (prev) {
-        Links::set(prev->next, next);
+    MemoryHeapNode_s* before = node->prev;
+    MemoryHeapNode_s* after = node->next;
+    if (before) {
+        before->next = after;
     } else {
-        list = next;
+        list = after;
     }
-    if (next) {
-        Links::set(next->prev, prev);
+    if (after) {
+        after->prev = before;
     }
 }
 

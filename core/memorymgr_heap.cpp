@@ -15,6 +15,7 @@
 #include "core/memorymgr.h"
 #include "core/memorymgr_index.h"
 #include "core/memorymgr_nodes.h"
+#include "core/memorymgr_rules.h"
 #include "core/memorymgr_walk.h"
 #include "core/platform.h"
 
@@ -80,6 +81,7 @@ void* MemoryMgr::alloc(int index, unsigned long size, const char* file, unsigned
         return nullptr;
     }
     BankLock lock(index);
+    RulesWatch watch(this, index, bank, nullptr);
     if (size > sc_largestNode) {
         _endOutOfMemory(); // before the sums below could wrap
     }
@@ -112,6 +114,7 @@ int MemoryMgr::free(int index, void* block)
         return -4;
     }
     BankLock lock(index);
+    RulesWatch watch(this, index, bank, block ? nodeOf(block) : nullptr);
     if (bank->type == MEMBANK_HEAP && block) {
         unsigned long size = 0;
         if (const int error = _heapFree(bank, block, &size)) {

@@ -5,8 +5,6 @@
 
 static const unsigned int sc_smallestBank = 32 << 10; // bytes: the list of a smaller one is short enough to walk
 static const unsigned int sc_wordBits = 64;
-static const unsigned int sc_unit = sc_granularity;
-static const unsigned int sc_nothing = UINT32_MAX;
 
 FreeIndex::Set FreeIndex::s_sets[4];
 
@@ -39,11 +37,6 @@ static uint64_t oneBit(unsigned int bit)
 static unsigned int wordsFor(unsigned int bits)
 {
     return (bits + sc_wordBits - 1) / sc_wordBits;
-}
-
-static unsigned int unitsFor(unsigned int bytes)
-{
-    return (bytes + sc_unit - 1) / sc_unit; // bytes are less than 2^31
 }
 
 // ---- Which bank has which index
@@ -128,7 +121,7 @@ unsigned int FreeIndex::_classOf(unsigned long size) const
     return number < m_classCount ? static_cast<unsigned int>(number) : m_classCount - 1;
 }
 
-// The first class from number on that isn't empty; sc_nothing when all are.
+// The first class from number on that isn't empty; sc_noClass when all are.
 unsigned int FreeIndex::_firstClassFrom(unsigned int number) const
 {
     unsigned int count = m_classCount;
@@ -144,7 +137,7 @@ unsigned int FreeIndex::_firstClassFrom(unsigned int number) const
         number = number / sc_wordBits + 1;
         count = wordsFor(count);
     }
-    return sc_nothing;
+    return sc_noClass;
 }
 
 // node is the first of its class from here on; null when there is none.
@@ -260,7 +253,7 @@ bool FreeIndex::_find(unsigned long size, MemoryHeapNode_s** found) const
     unsigned int number = _classOf(size + sc_unit - 1);
     if (m_heads[number] == 0) {
         number = _firstClassFrom(number);
-        if (number == sc_nothing) {
+        if (number == sc_noClass) {
             return true;
         }
     }

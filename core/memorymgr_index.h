@@ -27,6 +27,13 @@
 #include <atomic>
 #include <stdint.h>
 
+static const unsigned int sc_unit = sc_granularity; // bytes
+
+inline unsigned int unitsFor(unsigned int bytes)
+{
+    return (bytes + sc_unit - 1) / sc_unit; // bytes are less than 2^31
+}
+
 class alignas(uint64_t) FreeIndex {
 public:
     // Makes the index of a bank that is one free node. There is none when the bank is too small to need it, without
@@ -52,6 +59,9 @@ public:
                   unsigned int size);         // node takes the place of old
     void taken(const MemoryHeapNode_s* node); // node is in use from here on
 
+    // In a checked build: the first of the rules above that the index breaks; null when there is none.
+    const char* brokenRule(const MemoryBank_s* bank) const;
+
 private:
     struct Set {
         std::atomic<const MemoryMgr*> manager; // null: nobody's
@@ -72,6 +82,8 @@ private:
     unsigned int _firstUnitOfNodeUpTo(unsigned int last) const;
     void _markFree(unsigned int first, unsigned int last);
 
+    const char* _brokenUnitRule(const MemoryBank_s* bank) const;
+
     bool _canHold(const MemoryHeapNode_s* node) const;
     bool _looksFree(const MemoryHeapNode_s* node) const;
 
@@ -79,6 +91,7 @@ private:
     void _leaveClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
 
     static Set s_sets[4];
+    static const unsigned int sc_noClass = UINT32_MAX;
     static const int sc_levels = 4; // 64^4 classes are more than any bank has
 
     FreeIndex** m_place;             // in its set

@@ -452,6 +452,12 @@ int main(int argc, char** argv)
     plays.push_back(playOf("frames of a game", gameFrames()));
     plays.push_back(playOf("20,000 holes", manyHoles()));
     plays.push_back(playOf("loading levels", levels()));
+    plays.push_back(playOf("levels in reverse", levelsInReverse()));
+    plays.push_back(playOf("compiler", compiler()));
+    plays.push_back(playOf("images", images()));
+    plays.push_back(playOf("window server", windowServer()));
+    plays.push_back(playOf("database", database()));
+    plays.push_back(playOf("scripted game", scriptedGame()));
     for (const Play& p : plays) {
         comparePlay(bench, p);
     }

@@ -7,16 +7,14 @@
 // 4. A node is on one of its bank's three lists: free, used, or fallback.
 // 5. A request a bank can't serve goes to its location. Where that has nothing either, the game ends.
 //
-// Two finders answer questions about the free nodes of a bank: the index of the bank, where it has one, and FreeWalk,
-// which walks the free list. All changes are made here, and the index is told of them. An index that finds a
-// contradiction between itself and the bank gives itself up; then FreeWalk answers.
+// FreeList finds free nodes and makes all changes to the free list. The steps here are counters, headers and the used
+// list.
 //
 // A bank's lock is held from the first look at the bank to the last, callbacks included.
 #include "core/memorymgr.h"
-#include "core/memorymgr_index.h"
+#include "core/memorymgr_freelist.h"
 #include "core/memorymgr_nodes.h"
 #include "core/memorymgr_rules.h"
-#include "core/memorymgr_walk.h"
 #include "core/platform.h"
 
 #include <stdlib.h>
@@ -56,15 +54,9 @@ static unsigned long nodeSize(unsigned long request)
     return ((request + sc_headerSize) & ~(sc_granularity - 1ul)) + sc_granularity;
 }
 
-// Null for a bank whose free list is walked.
-inline FreeIndex* MemoryMgr::_indexOf(const MemoryBank_s* bank) const
+inline FreeList MemoryMgr::_freeListOf(MemoryBank_s* bank) const
 {
-    return bank == &systemBank ? nullptr : FreeIndex::of(this, static_cast<int>(bank - banks));
-}
-
-static void linkAt(MemoryBank_s* bank, const FreePlace& place, MemoryHeapNode_s* node)
-{
-    linkBetween(bank->freeList, place.before, node, place.after);
+    return FreeList(bank, bank == &systemBank ? nullptr : FreeIndex::of(this, static_cast<int>(bank - banks)));
 }
 
 static void countAlloc(MemoryBank_s* bank, unsigned long size)
@@ -139,25 +131,24 @@ unsigned int MemoryMgr::getSize(int index, void* block)
 }
 
 // Returns the block of a node of at least size bytes, header included, and sets size to the node's; null when there is
-// none.
-INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size, const char* file,
-                                           unsigned int line)
+// none. Calls inside this step and _heapFree would be a third of their instructions: flatten takes them in.
+__attribute__((flatten)) INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size,
+                                                                    const char* file, unsigned int line)
 {
-    MemoryHeapNode_s* node = _heapFindBestFit(bank, size);
+    FreeList list = _freeListOf(bank);
+    MemoryHeapNode_s* node = list.firstOfAtLeast(size);
     if (!node) {
         return nullptr;
     }
     if (size + sc_headerSize < node->size) { // else the rest would hold a header and no byte more
         const unsigned int rest = node->size - static_cast<unsigned int>(size);
-        _heapReplaceFreeNode(bank, node, makeFreeNode(reinterpret_cast<char*>(node) + size, rest), rest);
+        list.replace(node, makeFreeNode(reinterpret_cast<char*>(node) + size, rest), rest);
         node->size = static_cast<unsigned int>(size);
     } else {
-        _heapRemoveFreeNode(bank, node);
+        list.remove(node);
         bank->freeNodeCount -= 1;
     }
-    if (FreeIndex* index = _indexOf(bank)) {
-        index->taken(node);
-    }
+    list.taken(node);
     bank->usedNodeCount += 1;
     pushFront(bank->usedList, node);
     node->file = file;
@@ -167,66 +158,9 @@ INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& si
     return blockOf(node);
 }
 
-// Returns the first free node of at least size bytes, header included; null when there is none.
-INLINED_STEP MemoryHeapNode_s* MemoryMgr::_heapFindBestFit(MemoryBank_s* bank, unsigned long size)
-{
-    FreeIndex* index = _indexOf(bank);
-    MemoryHeapNode_s* node;
-    return index && index->firstOfAtLeast(bank, size, &node) ? node : FreeWalk(bank).firstOfAtLeast(size);
-}
-
-// Puts a node on the free list, where its size belongs.
-INLINED_STEP void MemoryMgr::_heapAddFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
-{
-    FreeIndex* index = _indexOf(bank);
-    FreePlace place;
-    if (!index || !index->placeFor(bank, node->size, &place)) {
-        linkAt(bank, FreeWalk(bank).placeFor(node->size), node);
-        return;
-    }
-    linkAt(bank, place, node);
-    index->added(node);
-}
-
-INLINED_STEP void MemoryMgr::_heapRemoveFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
-{
-    if (FreeIndex* index = _indexOf(bank)) {
-        index->removed(node);
-    }
-    unlink(bank->freeList, node);
-}
-
-// Puts node on the free list in place of old, with another size. They overlap, and may be the same.
-INLINED_STEP void MemoryMgr::_heapReplaceFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* old, MemoryHeapNode_s* node,
-                                                  unsigned int size)
-{
-    if (!_heapKeepPlace(bank, old, node, size)) {
-        _heapRemoveFreeNode(bank, old);
-        node->size = size;
-        _heapAddFreeNode(bank, node);
-    }
-}
-
-// As above, and returns true; false where node belongs to another place on the list than old, and where the list is
-// walked: a list that the game has changed may be out of order.
-INLINED_STEP bool MemoryMgr::_heapKeepPlace(MemoryBank_s* bank, MemoryHeapNode_s* old, MemoryHeapNode_s* node,
-                                            unsigned int size)
-{
-    FreeIndex* index = _indexOf(bank);
-    if (!index || !index->isPlaceFor(old, size)) {
-        return false;
-    }
-    const FreePlace place = {old->prev, old->next};
-    index->replaced(old, node, size);
-    node->size = size;
-    if (node != old) {
-        linkAt(bank, place, node);
-    }
-    return true;
-}
-
 // Returns 0, or -4 when block is not a live block; stores the size that went back in sizeOut.
-INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut)
+__attribute__((flatten)) INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block,
+                                                               unsigned long* sizeOut)
 {
     MemoryHeapNode_s* node = nodeOf(block);
     if (node->magic != sc_magicUsed) {
@@ -240,41 +174,32 @@ INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned 
     node->magic = sc_magicFree;
     unlink(bank->usedList, node);
     bank->freeNodeCount += 1;
-    if (!_compactHeapNode(bank, node)) {
-        _heapAddFreeNode(bank, node);
+    FreeList list = _freeListOf(bank);
+    if (!list.join(node)) {
+        list.add(node);
     }
     return 0;
 }
 
-// Joins a free node that is on no list with the free nodes it touches; 1 when there was one, and then the joined node
-// is on the list, by its new size. A header that was taken in keeps its words.
+// These three are steps of the two above, for a debugger to call.
+
+// Returns the first free node of at least size bytes, header included; null when there is none.
+INLINED_STEP MemoryHeapNode_s* MemoryMgr::_heapFindBestFit(MemoryBank_s* bank, unsigned long size)
+{
+    return _freeListOf(bank).firstOfAtLeast(size);
+}
+
+// Puts a node on the free list, where its size belongs.
+INLINED_STEP void MemoryMgr::_heapAddFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
+{
+    _freeListOf(bank).add(node);
+}
+
+// Joins a free node that is on no list with the free nodes it touches. Returns 1 when there was one, and then the joined
+// node is on the list; else 0.
 INLINED_STEP int MemoryMgr::_compactHeapNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
 {
-    FreeIndex* index = _indexOf(bank);
-    FreeNeighbours found;
-    if (!index || !index->neighboursOf(bank, node, &found)) {
-        found = FreeWalk(bank).neighboursOf(node);
-    }
-    MemoryHeapNode_s* other = found.lower ? found.lower : found.upper;
-    if (!other) {
-        return 0;
-    }
-    unsigned int size = node->size + other->size;
-    bank->freeNodeCount -= 1;
-    if (found.lower && found.upper) {
-        size += found.upper->size;
-        _heapRemoveFreeNode(bank, found.upper);
-        bank->freeNodeCount -= 1;
-    }
-    MemoryHeapNode_s* joined = found.lower ? found.lower : node;
-    if (!_heapKeepPlace(bank, other, joined, size)) {
-        _heapRemoveFreeNode(bank, other);
-        joined->size = size;
-        if (!_compactHeapNode(bank, joined)) { // finds more only in a list that the game has changed
-            _heapAddFreeNode(bank, joined);
-        }
-    }
-    return 1;
+    return _freeListOf(bank).join(node) ? 1 : 0;
 }
 
 // A block from the bank's location, size bytes with its header; null when the location has nothing left.
@@ -296,7 +221,7 @@ void* MemoryMgr::_allocExtNode(MemoryBank_s* bank, unsigned long size, const cha
     node->size = static_cast<unsigned int>(size) | sc_extBit;
     node->file = file;
     node->line = line;
-    pushFront(bank->extList, node);
+    pushFront(bank->extList, node, NODES_OF_LOCATION);
     bank->extNodeCount += 1;
     countAlloc(bank, size);
     return blockOf(node);
@@ -306,7 +231,7 @@ int MemoryMgr::_heapExtFree(MemoryBank_s* bank, MemoryHeapNode_s* node, unsigned
 {
     node->size = sizeOf(node);
     *sizeOut = node->size;
-    unlink(bank->extList, node);
+    unlink(bank->extList, node, NODES_OF_LOCATION);
     giveUpOutsideLinks(node);
     giveTo(locations[bank->location], node);
     return 0;

@@ -31,39 +31,57 @@ inline MemoryHeapNode_s* makeFreeNode(char* place, unsigned int size)
     return node;
 }
 
+// Where the nodes of a list lie. Links between nodes inside one bank are written without a look at the header that holds
+// them: that header may not be in the processor's cache, and a write does not wait for it.
+enum e_NodesOf { NODES_OF_BANK, NODES_OF_LOCATION };
+
+inline MemoryHeapNode_s* linkOf(const MemoryNodeRef& from, e_NodesOf nodes)
+{
+    return nodes == NODES_OF_BANK ? insideLink(from) : static_cast<MemoryHeapNode_s*>(from);
+}
+
+inline void setLink(MemoryNodeRef& from, MemoryHeapNode_s* node, e_NodesOf nodes)
+{
+    if (nodes == NODES_OF_BANK) {
+        setInsideLink(from, node);
+    } else {
+        from = node;
+    }
+}
+
 // Puts node into a list between two neighbours: before is null at the head, after is null at the end.
 inline void linkBetween(MemoryHeapNode_s*& list, MemoryHeapNode_s* before, MemoryHeapNode_s* node,
-                        MemoryHeapNode_s* after)
+                        MemoryHeapNode_s* after, e_NodesOf nodes = NODES_OF_BANK)
 {
-    node->prev = before;
-    node->next = after;
+    setLink(node->prev, before, nodes);
+    setLink(node->next, after, nodes);
     if (before) {
-        before->next = node;
+        setLink(before->next, node, nodes);
     } else {
         list = node;
     }
     if (after) {
-        after->prev = node;
+        setLink(after->prev, node, nodes);
     }
 }
 
-inline void pushFront(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
+inline void pushFront(MemoryHeapNode_s*& list, MemoryHeapNode_s* node, e_NodesOf nodes = NODES_OF_BANK)
 {
-    linkBetween(list, nullptr, node, list);
+    linkBetween(list, nullptr, node, list, nodes);
 }
 
 // node keeps its own links.
-inline void unlink(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
+inline void unlink(MemoryHeapNode_s*& list, MemoryHeapNode_s* node, e_NodesOf nodes = NODES_OF_BANK)
 {
-    MemoryHeapNode_s* before = node->prev;
-    MemoryHeapNode_s* after = node->next;
+    MemoryHeapNode_s* before = linkOf(node->prev, nodes);
+    MemoryHeapNode_s* after = linkOf(node->next, nodes);
     if (before) {
-        before->next = after;
+        setLink(before->next, after, nodes);
     } else {
         list = after;
     }
     if (after) {
-        after->prev = before;
+        setLink(after->prev, before, nodes);
     }
 }
 

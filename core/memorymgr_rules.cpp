@@ -1,7 +1,7 @@
 // The functions below have the rules of their sources in the same words and in the same order. Each returns the first
 // rule that is broken; null when there is none. They allocate nothing and change nothing.
 #include "core/memorymgr_rules.h"
-#include "core/memorymgr_index.h"
+#include "core/memorymgr_index_steps.h"
 #include "core/memorymgr_walk.h"
 
 #include <stdio.h>
@@ -99,9 +99,9 @@ static bool doFindersAgree(const MemoryBank_s* bank, FreeIndex* index, unsigned 
     MemoryHeapNode_s* node = nullptr;
     FreePlace place = {nullptr, nullptr};
     const FreeWalk walk(bank);
-    const FreePlace expected = walk.placeFor(size);
+    const FreePlace expected = walk.placeFor(size, nullptr);
     return index->firstOfAtLeast(bank, size, &node) && node == walk.firstOfAtLeast(size) &&
-           index->placeFor(bank, size, &place) && place.before == expected.before && place.after == expected.after;
+           index->placeFor(size, nullptr, &place) && place.before == expected.before && place.after == expected.after;
 }
 
 static bool doFindersAgree(const MemoryBank_s* bank, FreeIndex* index, MemoryHeapNode_s* node)
@@ -132,7 +132,7 @@ const char* FreeIndex::brokenRule(const MemoryBank_s* bank) const
         return "index 1: the nodes are on the same list in the same order";
     }
     unsigned int classes = 0;
-    unsigned int before = m_classCount;
+    unsigned int before = sc_noClass;
     for (const MemoryHeapNode_s* node = bank->freeList; node; node = node->next) {
         const unsigned int number = _classOf(node->size);
         if (number != before && (m_heads[number] != _unitOf(node) + 1 || _firstClassFrom(number) != number)) {
@@ -144,10 +144,14 @@ const char* FreeIndex::brokenRule(const MemoryBank_s* bank) const
         classes += number != before;
         before = number;
     }
-    for (unsigned int number = _firstClassFrom(0); number != sc_noClass; --classes) {
-        number = classes != 0 && number + 1 < m_classCount ? _firstClassFrom(number + 1) : sc_noClass;
+    unsigned int number = _firstClassFrom(0);
+    while (number != sc_noClass && classes != 0) {
+        const unsigned int word = number / sc_wordBits;
+        const uint64_t others = m_classes[word] & (bitsFrom(number) ^ oneBit(number));
+        number = others ? word * sc_wordBits + lowestBit(others) : _firstClassBehindWord(word);
+        classes -= 1;
     }
-    if (classes != 0) {
+    if (classes != 0 || number != sc_noClass) {
         return "index 3: classes that aren't empty are those with nodes";
     }
     return _brokenUnitRule(bank);

@@ -34,10 +34,12 @@ public:
     }
 
     // Where a node of size bytes goes: in front of the first node of at least that size, else behind the last one.
-    FreePlace placeFor(unsigned int size) const
+    // leaving, which may be null, is a node that the new one replaces: it does not count. Where it is the place's
+    // before, the new node takes its place.
+    FreePlace placeFor(unsigned int size, const MemoryHeapNode_s* leaving) const
     {
         FreePlace place = {nullptr, m_list};
-        while (place.after && place.after->size < size) {
+        while (place.after && (place.after == leaving || place.after->size < size)) {
             place = {place.after, place.after->next};
         }
         return place;

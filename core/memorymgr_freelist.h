@@ -91,15 +91,22 @@ public:
             replace(other, joined, size);
             return true;
         }
-        remove(other);
-        joined->size = size;
-        if (!join(joined)) { // finds more only on a list that the game has changed
-            add(joined);
-        }
+        _joinByWalking(other, joined, size);
         return true;
     }
 
 private:
+    // Puts joined, of size bytes, in place of other. A list that the game has changed can hold more nodes that it touches.
+    __attribute__((noinline)) void _joinByWalking(MemoryHeapNode_s* other, MemoryHeapNode_s* joined,
+                                                  unsigned int size)
+    {
+        remove(other);
+        joined->size = size;
+        if (!join(joined)) {
+            add(joined);
+        }
+    }
+
     FreePlace _placeFor(unsigned int size, const MemoryHeapNode_s* leaving)
     {
         FreePlace place = {nullptr, nullptr};

@@ -66,7 +66,8 @@ static void countAlloc(MemoryBank_s* bank, unsigned long size)
     bank->peakBytes = bank->bytesInUse > bank->peakBytes ? bank->bytesInUse : bank->peakBytes;
 }
 
-void* MemoryMgr::alloc(int index, unsigned long size, const char* file, unsigned int line)
+// flatten: calls between the steps would be a third of the instructions of alloc and free.
+__attribute__((flatten)) void* MemoryMgr::alloc(int index, unsigned long size, const char* file, unsigned int line)
 {
     MemoryBank_s* bank = _bank(index);
     if (size == 0 || !bank) {
@@ -99,7 +100,7 @@ void* MemoryMgr::alloc(int index, unsigned long size, const char* file, unsigned
     return block;
 }
 
-int MemoryMgr::free(int index, void* block)
+__attribute__((flatten)) int MemoryMgr::free(int index, void* block)
 {
     MemoryBank_s* bank = _bank(index);
     if (!bank) {
@@ -131,9 +132,9 @@ unsigned int MemoryMgr::getSize(int index, void* block)
 }
 
 // Returns the block of a node of at least size bytes, header included, and sets size to the node's; null when there is
-// none. Calls inside this step and _heapFree would be a third of their instructions: flatten takes them in.
-__attribute__((flatten)) INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size,
-                                                                    const char* file, unsigned int line)
+// none.
+INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size, const char* file,
+                                           unsigned int line)
 {
     FreeList list = _freeListOf(bank);
     MemoryHeapNode_s* node = list.firstOfAtLeast(size);
@@ -159,8 +160,7 @@ __attribute__((flatten)) INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s
 }
 
 // Returns 0, or -4 when block is not a live block; stores the size that went back in sizeOut.
-__attribute__((flatten)) INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block,
-                                                               unsigned long* sizeOut)
+INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut)
 {
     MemoryHeapNode_s* node = nodeOf(block);
     if (node->magic != sc_magicUsed) {

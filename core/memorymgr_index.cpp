@@ -30,15 +30,15 @@ void FreeIndex::make(const MemoryMgr* manager, int number, const MemoryBank_s& b
     const unsigned int unitWords = wordsFor(unitsFor(bank.size));
     const unsigned int classCount = index._largeClassOf(bank.size) + 1;
     const unsigned int classWords = wordsFor(classCount);
-    index.m_groupCount = wordsFor(classWords);
+    const unsigned int groupWords = wordsFor(classWords);
 
     const unsigned int spanWords = wordsFor(unitWords);
-    const unsigned int words = index.m_groupCount + classWords + unitWords + spanWords;
+    const unsigned int words = groupWords + classWords + unitWords + spanWords;
     index.m_groups = static_cast<uint64_t*>(calloc(1, words * sizeof(uint64_t) + classCount * sizeof(unsigned int)));
     if (!index.m_groups) {
         return;
     }
-    index.m_classes = index.m_groups + index.m_groupCount;
+    index.m_classes = index.m_groups + groupWords;
     index.m_spanned = index.m_classes + classWords;
     index.m_units = index.m_spanned + spanWords;
     index.m_heads = reinterpret_cast<unsigned int*>(index.m_units + unitWords);

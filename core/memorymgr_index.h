@@ -8,7 +8,7 @@
 //    so the nodes of a class follow each other; the index knows the first. It also knows the last node of the list.
 // 3. So "the first node of at least so many bytes", which is the best fit and also the place where a node of that size
 //    goes, is the first node of the first class, from that of the size on, that isn't empty. Only a class of large
-//    sizes can hold smaller nodes as well and takes a walk; a bank has fewer than 64 such nodes. Two levels of bits find
+//    sizes can hold smaller nodes as well and takes a walk; a bank has fewer than 64 such nodes. Three levels of bits find
 //    the class. The one node that may be no multiple of 32, at the end of the bank, is of the class below its size, and
 //    the last of it.
 // 4. A unit is 32 bytes, and each has a bit. The first and the last unit of a used node are clear. Those of a free node
@@ -87,19 +87,20 @@ private:
 
     static Set s_sets[4];
     static const unsigned int sc_noClass = UINT32_MAX;
+    static const unsigned int sc_topCount = 5;
 
     char* m_base;                    // of the bank
     unsigned int m_size;             // of the bank
     unsigned int m_exactCount;       // classes of a single multiple of 32
     unsigned int m_largeOffset;      // from what a large size says to its class; may be "negative"
-    unsigned int m_groupCount;       // words of m_groups
     const MemoryHeapNode_s* m_first; // of the free list
     const MemoryHeapNode_s* m_last;
-    uint64_t* m_units;     // a bit for each unit; null: there is no index
-    uint64_t* m_spanned;   // a bit for each word of units: the word below it holds a number
-    uint64_t* m_groups;    // a bit for each word of m_classes that isn't 0
-    uint64_t* m_classes;   // a bit for each class that isn't empty
-    unsigned int* m_heads; // for each class: its first node's unit and one; 0: empty
+    uint64_t* m_units;            // a bit for each unit; null: there is no index
+    uint64_t* m_spanned;          // a bit for each word of units: the word below it holds a number
+    uint64_t* m_groups;           // a bit for each word of m_classes that isn't 0
+    uint64_t* m_classes;          // a bit for each class that isn't empty
+    unsigned int* m_heads;        // for each class: its first node's unit and one; 0: empty
+    uint64_t m_tops[sc_topCount]; // a bit for each word of m_groups that isn't 0: the largest bank has 257 of them
 };
 
 struct FreeIndex::Set {

@@ -55,15 +55,20 @@ inline unsigned int FreeIndex::_firstClassFrom(unsigned int number) const
     return classes ? word * sc_wordBits + lowestBit(classes) : _firstClassBehindWord(word);
 }
 
-// A bank of 8 MiB has two words of groups, the largest possible bank 512.
 inline unsigned int FreeIndex::_firstClassBehindWord(unsigned int word) const
 {
     unsigned int group = word / sc_wordBits;
     uint64_t words = m_groups[group] & (bitsFrom(word) ^ oneBit(word));
-    while (!words) {
-        if (++group >= m_groupCount) {
-            return sc_noClass;
+    if (!words) {
+        unsigned int top = group / sc_wordBits;
+        uint64_t groups = m_tops[top] & (bitsFrom(group) ^ oneBit(group));
+        while (!groups) {
+            if (++top == sc_topCount) {
+                return sc_noClass;
+            }
+            groups = m_tops[top];
         }
+        group = top * sc_wordBits + lowestBit(groups);
         words = m_groups[group];
     }
     word = group * sc_wordBits + lowestBit(words);
@@ -74,16 +79,23 @@ inline unsigned int FreeIndex::_firstClassBehindWord(unsigned int word) const
 inline void FreeIndex::_setHead(unsigned int number, const MemoryHeapNode_s* node)
 {
     const unsigned int word = number / sc_wordBits;
+    const unsigned int group = word / sc_wordBits;
     if (node) {
         m_heads[number] = _unitOf(node) + 1;
+        if (!m_classes[word]) {
+            m_groups[group] |= oneBit(word);
+            m_tops[group / sc_wordBits] |= oneBit(group);
+        }
         m_classes[word] |= oneBit(number);
-        m_groups[word / sc_wordBits] |= oneBit(word);
         return;
     }
     m_heads[number] = 0;
     m_classes[word] &= ~oneBit(number);
     if (!m_classes[word]) {
-        m_groups[word / sc_wordBits] &= ~oneBit(word);
+        m_groups[group] &= ~oneBit(word);
+        if (!m_groups[group]) {
+            m_tops[group / sc_wordBits] &= ~oneBit(group);
+        }
     }
 }
 
@@ -108,6 +120,9 @@ inline void FreeIndex::_leaveClass(unsigned int number, const MemoryHeapNode_s* 
 // The first node of at least size bytes; null when there is none. Its header has not been looked at.
 inline MemoryHeapNode_s* FreeIndex::_firstFrom(unsigned long size) const
 {
+    if (m_first == m_last) { // one node or none
+        return m_first && m_first->size >= size ? const_cast<MemoryHeapNode_s*>(m_first) : nullptr;
+    }
     const unsigned long units = (size + sc_unit - 1) / sc_unit;
     if (units >= m_exactCount) {
         return _firstLargeFrom(size);
@@ -209,7 +224,7 @@ inline bool FreeIndex::placeFor(unsigned int size, const MemoryHeapNode_s* leavi
         }
     }
     MemoryHeapNode_s* after = _firstFrom(size);
-    if (after && !_isFreeNode(after, size)) {
+    if (after && after->magic != sc_magicFree) {
         return _giveUp();
     }
     *place = {after ? insideLink(after->prev) : const_cast<MemoryHeapNode_s*>(m_last), after};

@@ -19,12 +19,13 @@ struct FreeNeighbours {
     MemoryHeapNode_s* upper;
 };
 
+// Its functions are never taken into others: the code of an indexed bank stays small.
 class FreeWalk {
 public:
     explicit FreeWalk(const MemoryBank_s* bank) : m_list(bank->freeList) {}
 
     // The first node of at least size bytes, which is the best fit; null when there is none.
-    MemoryHeapNode_s* firstOfAtLeast(unsigned long size) const
+    __attribute__((noinline)) MemoryHeapNode_s* firstOfAtLeast(unsigned long size) const
     {
         MemoryHeapNode_s* node = m_list;
         while (node && node->size < size) {
@@ -36,7 +37,7 @@ public:
     // Where a node of size bytes goes: in front of the first node of at least that size, else behind the last one.
     // leaving, which may be null, is a node that the new one replaces: it does not count. Where it is the place's
     // before, the new node takes its place.
-    FreePlace placeFor(unsigned int size, const MemoryHeapNode_s* leaving) const
+    __attribute__((noinline)) FreePlace placeFor(unsigned int size, const MemoryHeapNode_s* leaving) const
     {
         FreePlace place = {nullptr, m_list};
         while (place.after && (place.after == leaving || place.after->size < size)) {
@@ -45,7 +46,7 @@ public:
         return place;
     }
 
-    FreeNeighbours neighboursOf(MemoryHeapNode_s* node) const
+    __attribute__((noinline)) FreeNeighbours neighboursOf(MemoryHeapNode_s* node) const
     {
         FreeNeighbours found = {nullptr, nullptr};
         for (MemoryHeapNode_s* other = m_list; other; other = other->next) {

@@ -16,7 +16,9 @@
 //    from a free node's last unit down to its first are a run that a clear bit ends. A free node with a whole word
 //    between its first and its last word has the number of its first unit in the word below its last one, which is
 //    marked as spanned. All other bits have no meaning: making and joining nodes of any size changes a few words.
-// 5. The index checks each node against its header before an operation uses it. At the first contradiction it gives
+// 5. While the list has one node, that node is its first and its last one, and of no class; its units are clear. Loading
+//    a level into an empty bank changes little else than the bank.
+// 6. The index checks each node against its header before an operation uses it. At the first contradiction it gives
 //    itself up: the game or a stray write has changed the bank, and its list has to be walked from there on.
 //
 // An index takes less than 1 % of its bank's size from ordinary memory when the bank is made, and nothing later.
@@ -53,7 +55,7 @@ public:
     void removed(const MemoryHeapNode_s* node); // before it leaves
     void replaced(const MemoryHeapNode_s* old, const MemoryHeapNode_s* node,
                   unsigned int size);         // before it takes over
-    void taken(const MemoryHeapNode_s* node); // it is in use from here on
+    void taken(const MemoryHeapNode_s* node); // it is in use from here on: its first and last unit become clear
 
     // In a checked build: the first of the rules above that the index breaks; null when there is none.
     const char* brokenRule(const MemoryBank_s* bank) const;
@@ -70,6 +72,7 @@ private:
     unsigned int _firstClassBehindWord(unsigned int word) const;
     void _setHead(unsigned int number, const MemoryHeapNode_s* node);
     void _enterClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
+    void _enter(const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
     void _leaveClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
     MemoryHeapNode_s* _firstFrom(unsigned long size) const;
     MemoryHeapNode_s* _firstLargeFrom(unsigned long size) const;

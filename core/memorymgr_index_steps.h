@@ -236,6 +236,11 @@ inline bool FreeIndex::neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* 
     if (bank->freeList != m_first || !_isUnit(node) || !_isPossible(node)) {
         return _giveUp();
     }
+    if (m_first == m_last) {
+        MemoryHeapNode_s* only = const_cast<MemoryHeapNode_s*>(m_first);
+        *found = {only && behind(only) == node ? only : nullptr, behind(node) == only ? only : nullptr};
+        return !only || _isFreeNode(only, 1) || _giveUp();
+    }
     const unsigned int first = _unitOf(node);
     MemoryHeapNode_s* upper = behind(node);
     MemoryHeapNode_s* lower = first > 0 && _isFree(first - 1) ? _nodeAt(_firstUnitOfNodeUpTo(first - 1)) : nullptr;
@@ -250,18 +255,32 @@ inline bool FreeIndex::neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* 
 
 // ---- Changes
 
-inline void FreeIndex::added(const MemoryBank_s* bank, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after)
+inline void FreeIndex::_enter(const MemoryHeapNode_s* node, const MemoryHeapNode_s* after)
 {
-    m_first = bank->freeList;
-    if (!after) {
-        m_last = node;
-    }
     _enterClass(_classOf(node->size), node, after);
     _markFree(_unitOf(node), _unitOf(node) + unitsFor(node->size) - 1);
 }
 
+inline void FreeIndex::added(const MemoryBank_s* bank, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after)
+{
+    const MemoryHeapNode_s* only = m_first == m_last ? m_first : nullptr;
+    const bool isFirst = !m_first;
+    m_first = bank->freeList;
+    if (!after) {
+        m_last = node;
+    }
+    if (isFirst) {
+        return;
+    }
+    if (only) {
+        _enter(only, nullptr);
+    }
+    _enter(node, after);
+}
+
 inline void FreeIndex::removed(const MemoryHeapNode_s* node)
 {
+    const bool isOnly = m_first == m_last;
     const MemoryHeapNode_s* after = insideLink(node->next);
     if (m_first == node) {
         m_first = after;
@@ -269,11 +288,22 @@ inline void FreeIndex::removed(const MemoryHeapNode_s* node)
     if (!after) {
         m_last = insideLink(node->prev);
     }
+    if (isOnly) {
+        return;
+    }
     _leaveClass(_classOf(node->size), node, after);
+    if (m_first == m_last) {
+        _setHead(_classOf(m_first->size), nullptr);
+        taken(m_first);
+    }
 }
 
 inline void FreeIndex::replaced(const MemoryHeapNode_s* old, const MemoryHeapNode_s* node, unsigned int size)
 {
+    if (m_first == m_last) {
+        m_first = m_last = node;
+        return;
+    }
     const MemoryHeapNode_s* after = insideLink(old->next);
     if (m_first == old) {
         m_first = node;

@@ -133,6 +133,11 @@ const char* FreeIndex::brokenRule(const MemoryBank_s* bank) const
     }
     unsigned int classes = 0;
     unsigned int before = sc_noClass;
+    if (m_first == m_last) {
+        return m_first && m_first->next           ? "index 5: the list has one node"
+               : _firstClassFrom(0) != sc_noClass ? "index 5: the only node is of no class"
+                                                  : _brokenUnitRule(bank);
+    }
     for (const MemoryHeapNode_s* node = bank->freeList; node; node = node->next) {
         const unsigned int number = _classOf(node->size);
         if (number != before && (m_heads[number] != _unitOf(node) + 1 || _firstClassFrom(number) != number)) {
@@ -165,7 +170,7 @@ const char* FreeIndex::_brokenUnitRule(const MemoryBank_s* bank) const
             return "index 4: the first and the last unit of a used node are clear";
         }
     }
-    for (const MemoryHeapNode_s* node = bank->freeList; node; node = node->next) {
+    for (const MemoryHeapNode_s* node = m_first == m_last ? nullptr : m_first; node; node = node->next) {
         const unsigned int first = _unitOf(node);
         const unsigned int last = first + unitsFor(node->size) - 1;
         if (!_isFree(first) || !_isFree(last) || _firstUnitOfNodeUpTo(last) != first) {

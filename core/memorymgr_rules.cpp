@@ -116,7 +116,7 @@ static const char* brokenFinderRule(const MemoryBank_s* bank, FreeIndex* index)
 {
     const MemoryHeapNode_s* smallest = bank->freeList;
     MemoryHeapNode_s* newest = bank->usedList;
-    const unsigned int size = newest ? newest->size : sc_granularity;
+    const unsigned int size = newest ? sizeOf(newest) : sc_granularity;
     if (!doFindersAgree(bank, index, size) || !doFindersAgree(bank, index, size + sc_granularity) ||
         (smallest && !doFindersAgree(bank, index, smallest->size + sc_granularity)) ||
         (newest && !doFindersAgree(bank, index, newest))) {

@@ -461,7 +461,7 @@ int main(int argc, char** argv)
     for (const Play& p : plays) {
         comparePlay(bench, p);
     }
-    for (const size_t count : {100, 1000, 5000, 20000}) {
+    for (const size_t count : {100, 1000, 5000, 20000, 100000}) {
         compareHoles(bench, "heap: among free nodes, " + std::to_string(count), smallSizes(count));
     }
     compareHoles(bench, "heap: among free nodes, 4000 of distinct large sizes", largeSizes(4000));

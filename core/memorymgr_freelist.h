@@ -97,8 +97,8 @@ public:
 
 private:
     // Puts joined, of size bytes, in place of other. A list that the game has changed can hold more nodes that it touches.
-    __attribute__((noinline)) void _joinByWalking(MemoryHeapNode_s* other, MemoryHeapNode_s* joined,
-                                                  unsigned int size)
+    __attribute__((noinline, cold)) void _joinByWalking(MemoryHeapNode_s* other, MemoryHeapNode_s* joined,
+                                                        unsigned int size)
     {
         remove(other);
         joined->size = size;

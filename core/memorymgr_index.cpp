@@ -32,16 +32,20 @@ void FreeIndex::make(const MemoryMgr* manager, int number, const MemoryBank_s& b
     const unsigned int classWords = wordsFor(classCount);
     const unsigned int groupWords = wordsFor(classWords);
 
-    const unsigned int spanWords = wordsFor(unitWords);
-    const unsigned int words = groupWords + classWords + unitWords + spanWords;
-    index.m_groups = static_cast<uint64_t*>(calloc(1, words * sizeof(uint64_t) + classCount * sizeof(unsigned int)));
-    if (!index.m_groups) {
+    // The units' bits have no meaning yet and stay untouched until they have one: the index of a part of the bank that
+    // isn't used takes no memory from the system.
+    void* units = malloc((unitWords + wordsFor(unitWords)) * sizeof(uint64_t));
+    void* classes = calloc(1, (groupWords + classWords) * sizeof(uint64_t) + classCount * sizeof(unsigned int));
+    if (!units || !classes) {
+        ::free(units);
+        ::free(classes);
         return;
     }
+    index.m_units = static_cast<uint64_t*>(units);
+    index.m_spanned = index.m_units + unitWords;
+    index.m_groups = static_cast<uint64_t*>(classes);
     index.m_classes = index.m_groups + groupWords;
-    index.m_spanned = index.m_classes + classWords;
-    index.m_units = index.m_spanned + spanWords;
-    index.m_heads = reinterpret_cast<unsigned int*>(index.m_units + unitWords);
+    index.m_heads = reinterpret_cast<unsigned int*>(index.m_classes + classWords);
     index.added(&bank, bank.freeList, nullptr);
     set->indexes[number] = index;
     set->manager.store(manager, std::memory_order_release);
@@ -61,7 +65,8 @@ void FreeIndex::dropAll(const MemoryMgr* manager)
 
 void FreeIndex::_drop()
 {
-    ::free(m_groups); // the first of the arrays, which lie in one block
+    ::free(m_units);
+    ::free(m_groups);
     *this = FreeIndex();
 }
 

@@ -64,7 +64,7 @@ private:
     struct Set;
     static Set* _setOf(const MemoryMgr* manager);
     void _drop();
-    bool _giveUp();
+    __attribute__((cold)) bool _giveUp();
 
     unsigned int _classOf(unsigned int size) const;
     unsigned int _largeClassOf(unsigned int size) const;

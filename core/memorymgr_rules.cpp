@@ -1,6 +1,9 @@
 // The functions below have the rules of their sources in the same words and in the same order. Each returns the first
 // rule that is broken; null when there is none. They allocate nothing and change nothing.
 #include "core/memorymgr_rules.h"
+
+#ifdef CORE_CHECKED
+
 #include "core/memorymgr_index_steps.h"
 #include "core/memorymgr_walk.h"
 
@@ -200,7 +203,7 @@ static void end(int number, const char* broken)
 }
 
 RulesWatch::RulesWatch(const MemoryMgr* manager, int number, const MemoryBank_s* bank, MemoryHeapNode_s* node)
-    : m_manager(manager), m_number(number), m_bank(bank), m_isChecked(false)
+    : m_manager(manager), m_number(number), m_bank(bank), m_fallbackCount(bank->extNodeCount), m_isChecked(false)
 {
     const unsigned int nodes = bank->usedNodeCount + bank->freeNodeCount + bank->extNodeCount;
     if (bank->type != MEMBANK_HEAP || (bank->allocCount + bank->freeCount) % (nodes / sc_steps + 1) != 0) {
@@ -217,8 +220,11 @@ RulesWatch::RulesWatch(const MemoryMgr* manager, int number, const MemoryBank_s*
 
 RulesWatch::~RulesWatch()
 {
-    const char* broken = m_isChecked ? _brokenRule() : nullptr;
+    const bool isChecked = m_isChecked && m_bank->extNodeCount == m_fallbackCount;
+    const char* broken = isChecked ? _brokenRule() : nullptr;
     if (broken) {
         end(m_number, broken);
     }
 }
+
+#endif

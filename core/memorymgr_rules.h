@@ -3,7 +3,8 @@
 //
 // A bank that keeps the rules before an operation has to keep them after it, else the process ends with the rule that
 // was broken. A bank that does not keep them before, because the game or a stray write has changed its headers, lists or
-// counters, is left alone: then the documented answers apply. So is an operation that frees what was no block.
+// counters, is left alone: then the documented answers apply. So is an operation that frees what was no block,
+// and one that takes a fallback block: its location, the game's, may have written anywhere.
 //
 // A check walks all nodes of the bank. With more than 64 nodes it takes place in some operations only, so that checks
 // take about 64 steps for each operation.
@@ -25,7 +26,8 @@ private:
     const MemoryMgr* m_manager;
     int m_number;
     const MemoryBank_s* m_bank;
-    bool m_isChecked; // at the end of the operation
+    unsigned int m_fallbackCount; // at the beginning of the operation
+    bool m_isChecked;             // at the end of it
 };
 
 #else

@@ -1,5 +1,5 @@
 // The finder that needs no walk: an index of one heap bank's free nodes. It gives the same answers as FreeWalk
-// (memorymgr_walk.h), and memorymgr_heap.cpp tells it of each change to the free list.
+// (memorymgr_walk.h), and FreeList (memorymgr_freelist.h) tells it of each change to the free list.
 //
 // 1. The bank is what it would be without an index: the same nodes on the same lists in the same order. Nothing of the
 //    index lies in the bank.

@@ -452,10 +452,16 @@ int main(int argc, char** argv)
     plays.push_back(playOf("frames of a game", gameFrames()));
     plays.push_back(playOf("20,000 holes", manyHoles()));
     plays.push_back(playOf("loading levels", levels()));
+    plays.push_back(playOf("levels in reverse", levelsInReverse()));
+    plays.push_back(playOf("compiler", compiler()));
+    plays.push_back(playOf("images", images()));
+    plays.push_back(playOf("window server", windowServer()));
+    plays.push_back(playOf("database", database()));
+    plays.push_back(playOf("scripted game", scriptedGame()));
     for (const Play& p : plays) {
         comparePlay(bench, p);
     }
-    for (const size_t count : {100, 1000, 5000, 20000}) {
+    for (const size_t count : {100, 1000, 5000, 20000, 100000}) {
         compareHoles(bench, "heap: among free nodes, " + std::to_string(count), smallSizes(count));
     }
     compareHoles(bench, "heap: among free nodes, 4000 of distinct large sizes", largeSizes(4000));

@@ -133,3 +133,171 @@ inline Session levels()
     }
     return script.take();
 }
+
+// Twelve levels, each of 30,000 blocks that are freed in exactly the reverse order: there is one free node all the time.
+inline Session levelsInReverse()
+{
+    Script script(4);
+    std::vector<unsigned int> things;
+    for (int level = 0; level < 12; ++level) {
+        for (int i = 0; i < 30000; ++i) {
+            things.push_back(script.make(1 + script.below(script.below(10) ? 300 : 14000))); // 855 bytes in the mean
+        }
+        std::reverse(things.begin(), things.end());
+        script.freeAll(things);
+    }
+    return script.take();
+}
+
+// An image program: few and large blocks. Layers consist of tiles of 64 KiB, filters take buffers of the size of rows
+// and of whole pictures, and the last twenty steps can be undone.
+inline Session images()
+{
+    Script script(5);
+    std::vector<unsigned int> tiles;
+    std::vector<std::vector<unsigned int>> steps;
+    for (int i = 0; i < 300; ++i) {
+        tiles.push_back(script.make(64 << 10));
+    }
+    for (int step = 0; step < 4000; ++step) {
+        const unsigned int picture = script.make((1 << 20) + script.below(4 << 20));
+        std::vector<unsigned int> rows;
+        for (unsigned int i = script.below(12); i > 0; --i) {
+            rows.push_back(script.make(4000 + script.below(60000)));
+        }
+        steps.emplace_back();
+        for (unsigned int i = script.below(20); i > 0; --i) {
+            steps.back().push_back(tiles.back()); // the tile as it was
+            tiles.back() = script.make(64 << 10);
+            std::swap(tiles.back(), tiles[script.below(300)]);
+        }
+        script.shuffle(rows);
+        script.freeAll(rows);
+        script.free(picture);
+        if (steps.size() > 20) {
+            script.freeAll(steps.front());
+            steps.erase(steps.begin());
+        }
+    }
+    return script.take();
+}
+
+// A window server: resources of its clients that stay for a while, requests and answers that are gone at once, a
+// pixmap now and then. 804 bytes in the mean.
+inline Session windowServer()
+{
+    Script script(6);
+    std::vector<unsigned int> resources;
+    std::vector<unsigned int> pending;
+    for (int i = 0; i < 60000; ++i) {
+        const unsigned int kind = script.below(100);
+        if (kind < 55) {
+            pending.push_back(script.make(32 + script.below(kind < 50 ? 250 : 4000)));
+        } else if (kind < 98) {
+            resources.push_back(script.make(24 + script.below(kind < 90 ? 200 : 2000)));
+        } else {
+            resources.push_back(script.make(1000 + script.below(54000)));
+        }
+        while (pending.size() > 3 + script.below(20)) {
+            script.freeAny(pending);
+        }
+        if (resources.size() > 2500) {
+            script.freeAny(resources);
+        }
+    }
+    return script.take();
+}
+
+// A compiler: for each function a tree of small nodes and lists that double, all of which go at the function's end;
+// names and types stay to the end of the file, chunks of 4 KiB among them.
+inline Session compiler()
+{
+    Script script(7);
+    std::vector<unsigned int> file;
+    for (int function = 0; function < 1500; ++function) {
+        std::vector<unsigned int> nodes;
+        unsigned int length = 64;
+        unsigned int list = script.make(length);
+        for (unsigned int i = 20 + script.below(400); i > 0; --i) {
+            nodes.push_back(script.make(16 + 8 * script.below(script.below(8) ? 10 : 40)));
+            if (script.below(12) == 0) {
+                const unsigned int longer = script.make(length *= script.below(3) ? 1 : 2);
+                script.free(list);
+                list = longer;
+                length = length > 64 << 10 ? 64 : length;
+            }
+            if (script.below(6) == 0) {
+                script.freeAny(nodes); // folded
+            }
+            if (script.below(15) == 0) {
+                file.push_back(script.make(script.below(20) ? 10 + script.below(60) : 4064));
+            }
+        }
+        script.free(list);
+        script.freeAll(nodes);
+        if (function % 300 == 299) {
+            std::reverse(file.begin(), file.end());
+            script.freeAll(file);
+        }
+    }
+    return script.take();
+}
+
+// A database: pages in a cache, statements of many small parts that are prepared, run and dropped, rows of all lengths.
+inline Session database()
+{
+    Script script(8);
+    std::vector<unsigned int> pages;
+    std::vector<unsigned int> rows;
+    for (int statement = 0; statement < 6000; ++statement) {
+        std::vector<unsigned int> parts;
+        for (unsigned int i = 5 + script.below(25); i > 0; --i) {
+            parts.push_back(script.make(16 + script.below(240)));
+        }
+        for (unsigned int i = script.below(10); i > 0; --i) {
+            if (pages.size() >= 1000) {
+                script.freeAny(pages);
+            }
+            pages.push_back(script.make(4360));
+        }
+        for (unsigned int i = script.below(30); i > 0; --i) {
+            rows.push_back(script.make(1 + script.below(script.below(20) ? 100 : 5000)));
+        }
+        while (rows.size() > 400) {
+            script.freeAny(rows);
+        }
+        std::reverse(parts.begin(), parts.end());
+        script.freeAll(parts);
+    }
+    return script.take();
+}
+
+// A game whose scripts make objects and texts: a collector frees what has died, a tenth of all, in the order it was made.
+inline Session scriptedGame()
+{
+    Script script(9);
+    std::vector<unsigned int> objects;
+    for (int step = 0; step < 200; ++step) {
+        for (int i = 0; i < 1200; ++i) {
+            const unsigned int kind = script.below(100);
+            objects.push_back(script.make(kind < 60   ? 40
+                                          : kind < 90 ? 17 + script.below(80)
+                                                      : 64 << script.below(7)));
+        }
+        std::vector<unsigned int> alive;
+        for (const unsigned int object : objects) {
+            if (script.below(10) == 0) {
+                script.free(object);
+            } else {
+                alive.push_back(object);
+            }
+        }
+        objects.swap(alive);
+        if (objects.size() > 8000) {
+            std::vector<unsigned int> oldest(objects.begin(), objects.begin() + 1100);
+            objects.erase(objects.begin(), objects.begin() + 1100);
+            script.freeAll(oldest);
+        }
+    }
+    return script.take();
+}

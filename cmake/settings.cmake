@@ -72,7 +72,8 @@ function(core_library name)
     install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
     install(DIRECTORY ${PROJECT_SOURCE_DIR}/${name}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${name}
         FILES_MATCHING PATTERN "*.h" PATTERN "include" EXCLUDE PATTERN "src" EXCLUDE
-        PATTERN "macosx_*.h" EXCLUDE PATTERN "memorymgr_index.h" EXCLUDE PATTERN "*_nodes.h" EXCLUDE
+        PATTERN "macosx_*.h" EXCLUDE PATTERN "memorymgr_index*.h" EXCLUDE PATTERN "*_nodes.h" EXCLUDE
+        PATTERN "memorymgr_walk.h" EXCLUDE PATTERN "memorymgr_freelist.h" EXCLUDE PATTERN "memorymgr_rules.h" EXCLUDE
         PATTERN "*_numbers.h" EXCLUDE PATTERN "otherslinks.h" EXCLUDE PATTERN "words.h" EXCLUDE # core's own
         PATTERN "printable.h" EXCLUDE) # this tree's own
 endfunction()

@@ -30,7 +30,7 @@
 #include "core/memorymgr_refs.h"
 #include "core/mutex.h"
 
-class FreeIndex; // memorymgr_index.h
+class FreeList; // memorymgr_freelist.h
 
 #pragma GCC visibility push(default)
 
@@ -183,9 +183,8 @@ private:
     void _readBankSizes();
     void _writeBankSizes() const;
 
-    FreeIndex* _indexOf(const MemoryBank_s* bank) const;
+    FreeList _freeListOf(MemoryBank_s* bank) const;
     void* _heapBestFit(MemoryBank_s* bank, unsigned long& size, const char* file, unsigned int line);
-    MemoryHeapNode_s* _heapTake(MemoryBank_s* bank, unsigned long size);
     MemoryHeapNode_s* _heapFindBestFit(MemoryBank_s* bank, unsigned long size);
     void _heapAddFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* node);
     int _heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut);

@@ -7,10 +7,14 @@
 // 4. A node is on one of its bank's three lists: free, used, or fallback.
 // 5. A request a bank can't serve goes to its location. Where that has nothing either, the game ends.
 //
+// FreeList finds free nodes and makes all changes to the free list. The steps here are counters, headers and the used
+// list.
+//
 // A bank's lock is held from the first look at the bank to the last, callbacks included.
 #include "core/memorymgr.h"
-#include "core/memorymgr_index.h"
+#include "core/memorymgr_freelist.h"
 #include "core/memorymgr_nodes.h"
+#include "core/memorymgr_rules.h"
 #include "core/platform.h"
 
 #include <limits.h>
@@ -59,10 +63,9 @@ static unsigned long largestRequest(const MemoryBank_s* bank)
     return bank->type == MEMBANK_LINEAR ? UINT_MAX & ~(sc_granularity - 1) : sc_largestNode;
 }
 
-// Null for a bank whose free list is walked.
-inline FreeIndex* MemoryMgr::_indexOf(const MemoryBank_s* bank) const
+inline FreeList MemoryMgr::_freeListOf(MemoryBank_s* bank) const
 {
-    return bank == &systemBank ? nullptr : FreeIndex::of(this, static_cast<int>(bank - banks));
+    return FreeList(bank, bank == &systemBank ? nullptr : FreeIndex::of(this, static_cast<int>(bank - banks)));
 }
 
 static void countAlloc(MemoryBank_s* bank, unsigned long size)
@@ -72,13 +75,15 @@ static void countAlloc(MemoryBank_s* bank, unsigned long size)
     bank->peakBytes = bank->bytesInUse > bank->peakBytes ? bank->bytesInUse : bank->peakBytes;
 }
 
-void* MemoryMgr::alloc(int index, unsigned long size, const char* file, unsigned int line)
+// flatten: calls between the steps would be a third of the instructions of alloc and free.
+__attribute__((flatten)) void* MemoryMgr::alloc(int index, unsigned long size, const char* file, unsigned int line)
 {
     MemoryBank_s* bank = _bank(index);
     if (size == 0 || !bank) {
         return nullptr;
     }
     BankLock lock(index);
+    RulesWatch watch(this, index, bank, nullptr);
     if (size > largestRequest(bank)) {
         _endOutOfMemory(); // before the sums below could wrap
     }
@@ -104,13 +109,14 @@ void* MemoryMgr::alloc(int index, unsigned long size, const char* file, unsigned
     return block;
 }
 
-int MemoryMgr::free(int index, void* block)
+__attribute__((flatten)) int MemoryMgr::free(int index, void* block)
 {
     MemoryBank_s* bank = _bank(index);
     if (!bank) {
         return MEMERR_BLOCK;
     }
     BankLock lock(index);
+    RulesWatch watch(this, index, bank, block ? nodeOf(block) : nullptr);
     if (bank->type == MEMBANK_HEAP && block) {
         unsigned long size = 0;
         if (const int error = _heapFree(bank, block, &size)) {
@@ -134,78 +140,35 @@ unsigned int MemoryMgr::getSize(int index, void* block)
     return bank->type == MEMBANK_HEAP && block ? sizeOf(nodeOf(block)) - sc_headerSize : 0;
 }
 
-// The block of a node that is at least size bytes large, header included; size becomes the node's. Null when there is
+// Returns the block of a node of at least size bytes, header included, and sets size to the node's; null when there is
 // none.
 INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size, const char* file,
                                            unsigned int line)
 {
-    MemoryHeapNode_s* node = nullptr;
-    FreeIndex* index = _indexOf(bank);
-    if (!index || !index->take(bank, size, &node)) {
-        node = _heapTake(bank, size);
-    }
+    FreeList list = _freeListOf(bank);
+    MemoryHeapNode_s* node = list.firstOfAtLeast(size);
     if (!node) {
         return nullptr;
     }
+    if (size + sc_headerSize < node->size) { // else the rest would hold a header and no byte more
+        const unsigned int rest = node->size - static_cast<unsigned int>(size);
+        list.replace(node, makeFreeNode(reinterpret_cast<char*>(node) + size, rest), rest);
+        node->size = static_cast<unsigned int>(size);
+    } else {
+        list.remove(node);
+        bank->freeNodeCount -= 1;
+    }
+    list.taken(node);
     bank->usedNodeCount += 1;
-    pushFront<InsideLinks>(bank->usedList, node);
+    pushFront(bank->usedList, node);
     node->file = file;
     node->line = line;
     node->magic = sc_magicUsed;
-    size = sizeOf(node);
+    size = node->size;
     return blockOf(node);
 }
 
-// What FreeIndex::take does, by walking.
-MemoryHeapNode_s* MemoryMgr::_heapTake(MemoryBank_s* bank, unsigned long size)
-{
-    MemoryHeapNode_s* node = _heapFindBestFit(bank, size);
-    if (!node) {
-        return nullptr;
-    }
-    bank->freeNodeCount -= 1;
-    unlink<InsideLinks>(bank->freeList, node);
-    if (size + sc_headerSize < sizeOf(node)) { // else the rest would hold a header and no byte more
-        const unsigned int taken = static_cast<unsigned int>(size);
-        const unsigned int rest = sizeOf(node) - taken;
-        node->size = taken;
-        _heapAddFreeNode(bank, makeFreeNode(reinterpret_cast<char*>(node) + taken, rest));
-        bank->freeNodeCount += 1;
-    }
-    return node;
-}
-
-MemoryHeapNode_s* MemoryMgr::_heapFindBestFit(MemoryBank_s* bank, unsigned long size)
-{
-    for (MemoryHeapNode_s* node = bank->freeList; node; node = node->next) {
-        if (node->size >= size) {
-            return node;
-        }
-    }
-    return nullptr;
-}
-
-void MemoryMgr::_heapAddFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
-{
-    MemoryHeapNode_s* before = nullptr;
-    MemoryHeapNode_s* after = bank->freeList;
-    while (after && after->size < node->size) {
-        before = after;
-        after = after->next;
-    }
-    node->prev = before;
-    node->next = after;
-    if (after) {
-        after->prev = node;
-    }
-    if (before) {
-        before->next = node;
-    } else {
-        bank->freeList = node;
-    }
-}
-
-// MEMERR_NONE, or MEMERR_BLOCK when block is not a live block; the size that went back is stored in sizeOut.
+// Returns MEMERR_NONE, or MEMERR_BLOCK when block is not a live block; stores the size that went back in sizeOut.
 INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut)
 {
     MemoryHeapNode_s* node = nodeOf(block);
@@ -218,37 +181,34 @@ INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned 
     bank->usedNodeCount -= 1;
     *sizeOut = node->size;
     node->magic = sc_magicFree;
-    unlink<InsideLinks>(bank->usedList, node);
-    FreeIndex* index = _indexOf(bank);
-    if (index && index->give(bank, node)) {
-        return 0;
-    }
+    unlink(bank->usedList, node);
     bank->freeNodeCount += 1;
-    if (!_compactHeapNode(bank, node)) {
-        _heapAddFreeNode(bank, node);
+    FreeList list = _freeListOf(bank);
+    if (!list.join(node)) {
+        list.add(node);
     }
     return 0;
 }
 
-// Joins a free node that is on no list with the free nodes it touches; 1 when there was one, and then the joined node
-// is on the list, by its new size. The header that was taken in stays as it was.
-int MemoryMgr::_compactHeapNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
+// These three are steps of the two above, for a debugger to call.
+
+// Returns the first free node of at least size bytes, header included; null when there is none.
+INLINED_STEP MemoryHeapNode_s* MemoryMgr::_heapFindBestFit(MemoryBank_s* bank, unsigned long size)
 {
-    for (MemoryHeapNode_s* other = bank->freeList; other; other = other->next) {
-        MemoryHeapNode_s* lower = behind(other) == node ? other : node;
-        MemoryHeapNode_s* upper = lower == node ? other : node;
-        if (behind(lower) != upper) {
-            continue;
-        }
-        unlink<InsideLinks>(bank->freeList, other);
-        bank->freeNodeCount -= 1;
-        lower->size += upper->size;
-        if (!_compactHeapNode(bank, lower)) {
-            _heapAddFreeNode(bank, lower);
-        }
-        return 1;
-    }
-    return 0;
+    return _freeListOf(bank).firstOfAtLeast(size);
+}
+
+// Puts a node on the free list, where its size belongs.
+INLINED_STEP void MemoryMgr::_heapAddFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
+{
+    _freeListOf(bank).add(node);
+}
+
+// Joins a free node that is on no list with the free nodes it touches. Returns 1 when there was one, and then the joined
+// node is on the list; else 0.
+INLINED_STEP int MemoryMgr::_compactHeapNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
+{
+    return _freeListOf(bank).join(node) ? 1 : 0;
 }
 
 // A block from the bank's location, size bytes with its header; null when the location has nothing left.
@@ -270,7 +230,7 @@ void* MemoryMgr::_allocExtNode(MemoryBank_s* bank, unsigned long size, const cha
     node->size = static_cast<unsigned int>(size) | sc_extBit;
     node->file = file;
     node->line = line;
-    pushFront<AnyLinks>(bank->extList, node);
+    pushFront(bank->extList, node, NODES_OF_LOCATION);
     bank->extNodeCount += 1;
     countAlloc(bank, size);
     return blockOf(node);
@@ -280,7 +240,7 @@ int MemoryMgr::_heapExtFree(MemoryBank_s* bank, MemoryHeapNode_s* node, unsigned
 {
     node->size = sizeOf(node);
     *sizeOut = node->size;
-    unlink<AnyLinks>(bank->extList, node);
+    unlink(bank->extList, node, NODES_OF_LOCATION);
     giveUpOutsideLinks(node);
     giveTo(locations[bank->location], node);
     return 0;

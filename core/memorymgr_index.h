@@ -1,91 +1,114 @@
-// An index of one heap bank's free nodes. It finds what a walk along the free list would find, without the walk.
+// The finder that needs no walk: an index of one heap bank's free nodes. It gives the same answers as FreeWalk
+// (memorymgr_walk.h), and FreeList (memorymgr_freelist.h) tells it of each change to the free list.
 //
 // 1. The bank is what it would be without an index: the same nodes on the same lists in the same order. Nothing of the
 //    index lies in the bank.
-// 2. Nodes are of a class by their size: one class for each multiple of 32 bytes, and the last one for all of more
-//    than 1/64 of the bank, of which there are fewer than 64. The free list runs from small to large, so the nodes
-//    of a class follow each other; the index knows the first. The one node that may be no multiple of 32, at the end of
-//    the bank, is of the class below its size, and the last of it.
+// 2. Nodes are of a class by their size. Below 1/64 of the bank there is a class for each multiple of 32 bytes; from
+//    there on a class holds a quarter of the sizes between two powers of two. The free list runs from small to large,
+//    so the nodes of a class follow each other; the index knows the first. It also knows the last node of the list.
 // 3. So "the first node of at least so many bytes", which is the best fit and also the place where a node of that size
-//    goes, is the first of the first class, from that of the size rounded up, that isn't empty. Only in the last class
-//    it takes a walk, of fewer than 64 nodes.
-// 4. A unit is 32 bytes. Each has a bit: the first and the last unit of a used node are clear; those of a free node are
-//    set, and so are all in between that share a word with one of the two. No two free nodes touch, so the bits from a
-//    free node's last unit down to its first are a run that a clear one ends. Where a whole word lies between the words
-//    of the two, the one below the last unit's holds the number of the first unit in place of bits, and is marked so.
-//    Other bits mean nothing: making and joining nodes of any size changes a few words.
-// 5. The index is believed only as far as headers and list bear it out. At the first contradiction, before anything has
-//    been changed, it gives up: somebody else has written to the bank, and its list has to be walked from there on.
+//    goes, is the first node of the first class, from that of the size on, that isn't empty. Only a class of large
+//    sizes can hold smaller nodes as well and takes a walk; a bank has fewer than 64 such nodes. Three levels of bits find
+//    the class. The one node that may be no multiple of 32, at the end of the bank, is of the class below its size, and
+//    the last of it.
+// 4. A unit is 32 bytes, and each has a bit. The first and the last unit of a used node are clear. Those of a free node
+//    are set, and so are all of its units that share a word with one of the two. No two free nodes touch, so the bits
+//    from a free node's last unit down to its first are a run that a clear bit ends. A free node with a whole word
+//    between its first and its last word has the number of its first unit in the word below its last one, which is
+//    marked as spanned. All other bits have no meaning: making and joining nodes of any size changes a few words.
+// 5. While the list has one node, that node is its first and its last one, and of no class; its units are clear. Loading
+//    a level into an empty bank changes little else than the bank.
+// 6. The index checks each node against its header before an operation uses it. At the first contradiction it gives
+//    itself up: the game or a stray write has changed the bank, and its list has to be walked from there on.
 //
-// An index takes less than 1 % of its bank's size from ordinary memory, when the bank is made, and nothing later.
+// An index takes less than 1 % of its bank's size from ordinary memory when the bank is made, and nothing later.
 #pragma once
 
-#include "core/memorymgr.h"
+#include "core/memorymgr_walk.h"
 
 #include <atomic>
 #include <stdint.h>
 
-class alignas(uint64_t) FreeIndex {
+static const unsigned int sc_unit = sc_granularity; // bytes
+
+inline unsigned int unitsFor(unsigned int bytes)
+{
+    return (bytes + sc_unit - 1) / sc_unit; // bytes are less than 2^31
+}
+
+// Banks are used by different threads: no two indexes share a line of the processor's cache.
+class alignas(64) FreeIndex {
 public:
     // Makes the index of a bank that is one free node. There is none when the bank is too small to need it, without
     // memory for it, and with more than four managers at a time; then the list is walked.
     static void make(const MemoryMgr* manager, int number, const MemoryBank_s& bank);
-    static FreeIndex* of(const MemoryMgr* manager, int number);
+    static FreeIndex* of(const MemoryMgr* manager, int number); // null: the bank has none
     static void dropAll(const MemoryMgr* manager);
 
-    // Takes a node of at least size bytes, a multiple of 32, off the free list, and puts what is left of it back. node
-    // becomes null when there is none. False: the index has given up.
-    bool take(MemoryBank_s* bank, unsigned long size, MemoryHeapNode_s** node);
+    // The three questions, as FreeWalk has them. False: the bank contradicts the index, which has given itself up.
+    bool firstOfAtLeast(const MemoryBank_s* bank, unsigned long size, MemoryHeapNode_s** node);
+    bool placeFor(unsigned int size, const MemoryHeapNode_s* leaving, FreePlace* place);
+    bool neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* node, FreeNeighbours* found);
 
-    // Puts a node that has been in use on the free list, joined with the free nodes it touches. False: as above.
-    bool give(MemoryBank_s* bank, MemoryHeapNode_s* node);
+    // The changes to the free list. "Before": while list and sizes are still the old ones.
+    void added(const MemoryBank_s* bank, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
+    void removed(const MemoryHeapNode_s* node); // before it leaves
+    void replaced(const MemoryHeapNode_s* old, const MemoryHeapNode_s* node,
+                  unsigned int size);         // before it takes over
+    void taken(const MemoryHeapNode_s* node); // it is in use from here on: its first and last unit become clear
+
+    // In a checked build: the first of the rules above that the index breaks; null when there is none.
+    const char* brokenRule(const MemoryBank_s* bank) const;
 
 private:
-    struct Set {
-        std::atomic<const MemoryMgr*> manager; // null: nobody's
-        FreeIndex* indexes[32];
-    };
+    struct Set;
     static Set* _setOf(const MemoryMgr* manager);
     void _drop();
-    bool _giveUp();
+    __attribute__((cold)) bool _giveUp();
 
-    unsigned int _classOf(unsigned long size) const;
+    unsigned int _classOf(unsigned int size) const;
+    unsigned int _largeClassOf(unsigned int size) const;
     unsigned int _firstClassFrom(unsigned int number) const;
+    unsigned int _firstClassBehindWord(unsigned int word) const;
     void _setHead(unsigned int number, const MemoryHeapNode_s* node);
-    MemoryHeapNode_s* _firstOfAtLeast(unsigned long size) const;
+    void _enterClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
+    void _enter(const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
+    void _leaveClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
+    MemoryHeapNode_s* _firstFrom(unsigned long size) const;
+    MemoryHeapNode_s* _firstLargeFrom(unsigned long size) const;
 
     MemoryHeapNode_s* _nodeAt(unsigned int unit) const;
     unsigned int _unitOf(const MemoryHeapNode_s* node) const;
     bool _isFree(unsigned int unit) const;
     unsigned int _firstUnitOfNodeUpTo(unsigned int last) const;
-    void _markFree(const MemoryHeapNode_s* node);
-    void _markUsed(const MemoryHeapNode_s* node);
+    void _markFree(unsigned int first, unsigned int last);
+    const char* _brokenUnitRule(const MemoryBank_s* bank) const;
 
-    bool _canHold(const MemoryHeapNode_s* node) const;
-    bool _looksFree(const MemoryHeapNode_s* node) const;
-
-    void _insert(MemoryBank_s* bank, MemoryHeapNode_s* node);
-    void _remove(MemoryBank_s* bank, MemoryHeapNode_s* node);
-    void _replace(MemoryBank_s* bank, MemoryHeapNode_s* old, MemoryHeapNode_s* node, unsigned int size);
-    void _link(MemoryBank_s* bank, MemoryHeapNode_s* before, MemoryHeapNode_s* node, MemoryHeapNode_s* after);
-    void _enterClass(const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
-    void _leaveClass(const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
+    bool _isUnit(const MemoryHeapNode_s* node) const;
+    bool _isPossible(const MemoryHeapNode_s* node) const;
+    bool _isFreeNode(const MemoryHeapNode_s* node, unsigned long size) const;
 
     static Set s_sets[4];
-    static const int sc_levels = 4; // 64^4 classes are more than any bank has
+    static const unsigned int sc_noClass = UINT32_MAX;
+    static const unsigned int sc_topCount = 5;
 
-    FreeIndex** m_place;       // in its set
-    char* m_base;              // of the bank
-    unsigned int m_size;       // of the bank
-    unsigned int m_classCount; // the last class included
-    MemoryHeapNode_s* m_first; // of the free list, as it was left here
-    MemoryHeapNode_s* m_last;
-    uint64_t* m_units;     // a bit for each unit
-    uint64_t* m_spanned;   // a bit for each word of units: the one below it holds a number
-    unsigned int* m_heads; // for each class: its first node's unit and one; 0: empty
+    char* m_base;                    // of the bank
+    unsigned int m_size;             // of the bank
+    unsigned int m_exactCount;       // classes of a single multiple of 32
+    unsigned int m_largeOffset;      // from what a large size says to its class; may be "negative"
+    const MemoryHeapNode_s* m_first; // of the free list
+    const MemoryHeapNode_s* m_last;
+    uint64_t* m_units;            // a bit for each unit; null: there is no index
+    uint64_t* m_spanned;          // a bit for each word of units: the word below it holds a number
+    uint64_t* m_groups;           // a bit for each word of m_classes that isn't 0
+    uint64_t* m_classes;          // a bit for each class that isn't empty
+    unsigned int* m_heads;        // for each class: its first node's unit and one; 0: empty
+    uint64_t m_tops[sc_topCount]; // a bit for each word of m_groups that isn't 0: the largest bank has 257 of them
+};
 
-    // A bit for each class that isn't empty; in each next level a bit for each word that isn't 0.
-    uint64_t* m_used[sc_levels];
+struct FreeIndex::Set {
+    std::atomic<const MemoryMgr*> manager; // null: the set is free
+    FreeIndex indexes[32];
 };
 
 inline FreeIndex::Set* FreeIndex::_setOf(const MemoryMgr* manager)
@@ -100,6 +123,6 @@ inline FreeIndex::Set* FreeIndex::_setOf(const MemoryMgr* manager)
 
 inline FreeIndex* FreeIndex::of(const MemoryMgr* manager, int number)
 {
-    const Set* set = _setOf(manager);
-    return set ? set->indexes[number] : nullptr;
+    Set* set = _setOf(manager);
+    return set && set->indexes[number].m_units ? &set->indexes[number] : nullptr;
 }

@@ -31,39 +31,57 @@ inline MemoryHeapNode_s* makeFreeNode(char* place, unsigned int size)
     return node;
 }
 
-// The links of a list: of one whose nodes lie inside their bank, or of any list.
-struct InsideLinks {
-    static MemoryHeapNode_s* get(const MemoryNodeRef& link) { return insideLink(link); }
-    static void set(MemoryNodeRef& link, MemoryHeapNode_s* node) { setInsideLink(link, node); }
-};
-struct AnyLinks {
-    static MemoryHeapNode_s* get(const MemoryNodeRef& link) { return link; }
-    static void set(MemoryNodeRef& link, MemoryHeapNode_s* node) { link = node; }
-};
+// Where the nodes of a list lie. Links between nodes inside one bank are written without a look at the header that holds
+// them: that header may not be in the processor's cache, and a write does not wait for it.
+enum e_NodesOf { NODES_OF_BANK, NODES_OF_LOCATION };
 
-template <typename Links>
-inline void pushFront(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
+inline MemoryHeapNode_s* linkOf(const MemoryNodeRef& from, e_NodesOf nodes)
 {
-    Links::set(node->prev, nullptr);
-    Links::set(node->next, list);
-    if (list) {
-        Links::set(list->prev, node);
-    }
-    list = node;
+    return nodes == NODES_OF_BANK ? insideLink(from) : static_cast<MemoryHeapNode_s*>(from);
 }
 
-template <typename Links>
-inline void unlink(MemoryHeapNode_s*& list, MemoryHeapNode_s* node)
+inline void setLink(MemoryNodeRef& from, MemoryHeapNode_s* node, e_NodesOf nodes)
 {
-    MemoryHeapNode_s* next = Links::get(node->next);
-    MemoryHeapNode_s* prev = Links::get(node->prev);
-    if (prev) {
-        Links::set(prev->next, next);
+    if (nodes == NODES_OF_BANK) {
+        setInsideLink(from, node);
     } else {
-        list = next;
+        from = node;
     }
-    if (next) {
-        Links::set(next->prev, prev);
+}
+
+// Puts node into a list between two neighbours: before is null at the head, after is null at the end.
+inline void linkBetween(MemoryHeapNode_s*& list, MemoryHeapNode_s* before, MemoryHeapNode_s* node,
+                        MemoryHeapNode_s* after, e_NodesOf nodes = NODES_OF_BANK)
+{
+    setLink(node->prev, before, nodes);
+    setLink(node->next, after, nodes);
+    if (before) {
+        setLink(before->next, node, nodes);
+    } else {
+        list = node;
+    }
+    if (after) {
+        setLink(after->prev, node, nodes);
+    }
+}
+
+inline void pushFront(MemoryHeapNode_s*& list, MemoryHeapNode_s* node, e_NodesOf nodes = NODES_OF_BANK)
+{
+    linkBetween(list, nullptr, node, list, nodes);
+}
+
+// node keeps its own links.
+inline void unlink(MemoryHeapNode_s*& list, MemoryHeapNode_s* node, e_NodesOf nodes = NODES_OF_BANK)
+{
+    MemoryHeapNode_s* before = linkOf(node->prev, nodes);
+    MemoryHeapNode_s* after = linkOf(node->next, nodes);
+    if (before) {
+        setLink(before->next, after, nodes);
+    } else {
+        list = after;
+    }
+    if (after) {
+        setLink(after->prev, before, nodes);
     }
 }
 

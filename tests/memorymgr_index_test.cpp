@@ -158,6 +158,58 @@ TEST(Index, KeepsTheOddEndOfABankInItsPlace)
     EXPECT_EQ(heap.check(0, true), 0);
 }
 
+// Nodes of more than 1/64 of the bank share classes: 4096 to 5119 bytes are one of them.
+TEST(Index, TakesTheSmallestOfTheLargeNodesThatFit)
+{
+    LargeHeap heap;
+    std::vector<char*> holes;
+    for (const unsigned int size : {5088u, 4096u, 4608u, 4800u, 9600u}) {
+        holes.push_back(heap.allocNode(size));
+        heap.allocNode(32);
+    }
+    for (char* hole : holes) {
+        heap.free(hole);
+    }
+    EXPECT_EQ(heap.allocNode(4640), holes[3]);
+    EXPECT_EQ(heap.allocNode(4608), holes[2]);
+    EXPECT_EQ(heap.allocNode(5120), holes[4]);
+    EXPECT_EQ(heap.allocNode(4064), holes[1]);
+    EXPECT_EQ(heap.allocNode(4064), holes[4] + 5120);
+    EXPECT_EQ(heap.allocNode(4064), holes[0]);
+}
+
+TEST(Index, FindsNeighboursOfANodeThatWasTheOnlyFreeOne)
+{
+    LargeHeap heap;
+    std::vector<char*> blocks;
+    for (int i = 0; i < 4; ++i) {
+        blocks.push_back(heap.allocNode(3200));
+    }
+    heap.free(blocks[1]); // the second free node
+    heap.free(blocks[3]); // joins with the first
+    heap.free(blocks[2]); // joins with both: one is left
+    EXPECT_EQ(heap.freeNodes(), "3200+127872");
+    EXPECT_EQ(heap.allocNode(64), blocks[1]);
+    heap.free(blocks[0]);
+    EXPECT_EQ(heap.freeNodes(), "0+3200 3264+127808");
+    heap.free(blocks[1]);
+    EXPECT_EQ(heap.freeNodes(), "0+131072");
+}
+
+TEST(Index, FindsANodeInABankOfManyClasses)
+{
+    LargeHeap heap(256 << 20);
+    char* small = heap.allocNode(64);
+    heap.allocNode(32);
+    char* middle = heap.allocNode(1 << 20);
+    heap.allocNode(32);
+    heap.free(small);
+    heap.free(middle);
+    EXPECT_EQ(heap.allocNode(96), middle); // thousands of empty classes above its own
+    EXPECT_EQ(heap.allocNode(64), small);
+    EXPECT_EQ(heap.allocNode(2 << 20), middle + (1 << 20) + 32);
+}
+
 TEST(Index, IsMadeAnewWithItsBank)
 {
     LargeHeap heap;

@@ -18,12 +18,15 @@ TEST(Samples, PreferencesReadTheIniFileAndWriteToTheStore)
     std::filesystem::create_directory("data");
     writeFile("data/game.ini", data1);
 
-    Preferences preferences;
-    preferences.init("data/game.ini");
-    EXPECT_EQ(preferences.read("Video", "width", 1), 640) << "the INI file's value";
+    {
+        Preferences preferences;
+        preferences.init("data/game.ini");
+        EXPECT_EQ(preferences.read("Video", "width", 1), 640) << "the INI file's value";
+    }
 
     sample1();
 
+    Preferences preferences;
     preferences.init("data/game.ini");
     EXPECT_EQ(preferences.read("Video", "width", 1), 800) << "the store's value";
     EXPECT_EQ(readFile("data/game.ini"), data1);

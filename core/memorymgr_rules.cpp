@@ -1,0 +1,230 @@
+// The functions below have the rules of their sources in the same words and in the same order. Each returns the first
+// rule that is broken; null when there is none. They allocate nothing and change nothing.
+#include "core/memorymgr_rules.h"
+
+#ifdef CORE_CHECKED
+
+#include "core/memorymgr_index_steps.h"
+#include "core/memorymgr_walk.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+
+static const unsigned int sc_steps = 64; // nodes that checks walk for each operation, about
+
+// For each bank number, the bank whose last check found no broken rule. Each is used under its bank's lock; the last one
+// is the system bank's.
+static const MemoryBank_s* s_sound[33];
+
+static bool isInside(const MemoryBank_s* bank, const MemoryHeapNode_s* node)
+{
+    const uintptr_t at = reinterpret_cast<uintptr_t>(node) - reinterpret_cast<uintptr_t>(bank->base);
+    return bank->base && at <= bank->size - sc_headerSize && node->size <= bank->size - at;
+}
+
+static bool isOnList(const MemoryHeapNode_s* list, const MemoryHeapNode_s* node)
+{
+    while (list && list != node) {
+        list = list->next;
+    }
+    return list != nullptr;
+}
+
+// Whether the nodes of a list have its mark, lie where its nodes have to lie, know each other, and are so many.
+static bool isListOf(const MemoryBank_s* bank, const MemoryHeapNode_s* list, unsigned int magic, unsigned int count)
+{
+    const MemoryHeapNode_s* before = nullptr;
+    for (const MemoryHeapNode_s* node = list; node; node = node->next) {
+        if (count == 0 || !isInside(bank, node) || node->magic != magic || node->prev != before) {
+            return false;
+        }
+        before = node;
+        count -= 1;
+    }
+    return count == 0;
+}
+
+static bool isFallbackList(const MemoryBank_s* bank)
+{
+    unsigned int count = 0;
+    const MemoryHeapNode_s* before = nullptr;
+    for (const MemoryHeapNode_s* node = bank->extList; node; node = node->next) {
+        if (count == bank->extNodeCount || node->magic != sc_magicUsed || !(node->size & sc_extBit) ||
+            node->prev != before) {
+            return false;
+        }
+        before = node;
+        count += 1;
+    }
+    return true;
+}
+
+static unsigned long long bytesOn(const MemoryHeapNode_s* list)
+{
+    unsigned long long bytes = 0;
+    for (; list; list = list->next) {
+        bytes += list->size;
+    }
+    return bytes;
+}
+
+static bool touchesAFreeNode(const MemoryBank_s* bank, MemoryHeapNode_s* node)
+{
+    MemoryHeapNode_s* upper = behind(node);
+    return reinterpret_cast<char*>(upper) < bank->base + bank->size && upper->magic == sc_magicFree;
+}
+
+// The rules of memorymgr_heap.cpp. The fourth comes first: the others follow the lists.
+static const char* brokenHeapRule(const MemoryBank_s* bank)
+{
+    const bool hasMemory = bank->base != nullptr;
+    if (!isListOf(bank, bank->freeList, sc_magicFree, hasMemory ? bank->freeNodeCount : 0) ||
+        !isListOf(bank, bank->usedList, sc_magicUsed, hasMemory ? bank->usedNodeCount : 0) || !isFallbackList(bank)) {
+        return "heap 4: a node is on one of its bank's three lists: free, used, or fallback";
+    }
+    if (hasMemory && bytesOn(bank->freeList) + bytesOn(bank->usedList) != bank->size) {
+        return "heap 1: used and free sizes add up to the bank's size";
+    }
+    for (MemoryHeapNode_s* node = bank->freeList; node; node = node->next) {
+        if (touchesAFreeNode(bank, node)) {
+            return "heap 2: no two free nodes touch";
+        }
+        if (node->next && node->next->size < node->size) {
+            return "heap 3: the free list runs from small to large";
+        }
+    }
+    return nullptr;
+}
+
+// Whether both finders answer alike.
+static bool doFindersAgree(const MemoryBank_s* bank, FreeIndex* index, unsigned int size)
+{
+    MemoryHeapNode_s* node = nullptr;
+    FreePlace place = {nullptr, nullptr};
+    const FreeWalk walk(bank);
+    const FreePlace expected = walk.placeFor(size, nullptr);
+    return index->firstOfAtLeast(bank, size, &node) && node == walk.firstOfAtLeast(size) &&
+           index->placeFor(size, nullptr, &place) && place.before == expected.before && place.after == expected.after;
+}
+
+static bool doFindersAgree(const MemoryBank_s* bank, FreeIndex* index, MemoryHeapNode_s* node)
+{
+    FreeNeighbours found = {nullptr, nullptr};
+    const FreeNeighbours expected = FreeWalk(bank).neighboursOf(node);
+    return index->neighboursOf(bank, node, &found) && found.lower == expected.lower && found.upper == expected.upper;
+}
+
+// The newest node in use is the one that the operation has taken, and has its neighbours beside it.
+static const char* brokenFinderRule(const MemoryBank_s* bank, FreeIndex* index)
+{
+    const MemoryHeapNode_s* smallest = bank->freeList;
+    MemoryHeapNode_s* newest = bank->usedList;
+    const unsigned int size = newest ? sizeOf(newest) : sc_granularity;
+    if (!doFindersAgree(bank, index, size) || !doFindersAgree(bank, index, size + sc_granularity) ||
+        (smallest && !doFindersAgree(bank, index, smallest->size + sc_granularity)) ||
+        (newest && !doFindersAgree(bank, index, newest))) {
+        return "heap: both finders give the same answers";
+    }
+    return nullptr;
+}
+
+// The rules of memorymgr_index.h that a state can break. The bank keeps the rules of its heap.
+const char* FreeIndex::brokenRule(const MemoryBank_s* bank) const
+{
+    if (bank->freeList != m_first) {
+        return "index 1: the nodes are on the same list in the same order";
+    }
+    unsigned int classes = 0;
+    unsigned int before = sc_noClass;
+    if (m_first == m_last) {
+        return m_first && m_first->next           ? "index 5: the list has one node"
+               : _firstClassFrom(0) != sc_noClass ? "index 5: the only node is of no class"
+                                                  : _brokenUnitRule(bank);
+    }
+    for (const MemoryHeapNode_s* node = bank->freeList; node; node = node->next) {
+        const unsigned int number = _classOf(node->size);
+        if (number != before && (m_heads[number] != _unitOf(node) + 1 || _firstClassFrom(number) != number)) {
+            return "index 2: the index knows the first node of each class";
+        }
+        if (!node->next && m_last != node) {
+            return "index 2: the index knows the last node of the list";
+        }
+        classes += number != before;
+        before = number;
+    }
+    unsigned int number = _firstClassFrom(0);
+    while (number != sc_noClass && classes != 0) {
+        const unsigned int word = number / sc_wordBits;
+        const uint64_t others = m_classes[word] & (bitsFrom(number) ^ oneBit(number));
+        number = others ? word * sc_wordBits + lowestBit(others) : _firstClassBehindWord(word);
+        classes -= 1;
+    }
+    if (classes != 0 || number != sc_noClass) {
+        return "index 3: classes that aren't empty are those with nodes";
+    }
+    return _brokenUnitRule(bank);
+}
+
+const char* FreeIndex::_brokenUnitRule(const MemoryBank_s* bank) const
+{
+    for (const MemoryHeapNode_s* node = bank->usedList; node; node = node->next) {
+        const unsigned int first = _unitOf(node);
+        if (_isFree(first) || _isFree(first + unitsFor(node->size) - 1)) {
+            return "index 4: the first and the last unit of a used node are clear";
+        }
+    }
+    for (const MemoryHeapNode_s* node = m_first == m_last ? nullptr : m_first; node; node = node->next) {
+        const unsigned int first = _unitOf(node);
+        const unsigned int last = first + unitsFor(node->size) - 1;
+        if (!_isFree(first) || !_isFree(last) || _firstUnitOfNodeUpTo(last) != first) {
+            return "index 4: from a free node's last unit the index finds its first";
+        }
+    }
+    return nullptr;
+}
+
+const char* RulesWatch::_brokenRule() const
+{
+    const char* broken = brokenHeapRule(m_bank);
+    FreeIndex* index = m_number == -1 ? nullptr : FreeIndex::of(m_manager, m_number);
+    if (!broken && index) {
+        broken = index->brokenRule(m_bank);
+    }
+    if (!broken && index) {
+        broken = brokenFinderRule(m_bank, index);
+    }
+    return broken;
+}
+
+static void end(int number, const char* broken)
+{
+    fprintf(stderr, "memory bank %d breaks a rule: %s\n", number, broken);
+    abort();
+}
+
+RulesWatch::RulesWatch(const MemoryMgr* manager, int number, const MemoryBank_s* bank, MemoryHeapNode_s* node)
+    : m_manager(manager), m_number(number), m_bank(bank), m_fallbackCount(bank->extNodeCount), m_isChecked(false)
+{
+    const unsigned int nodes = bank->usedNodeCount + bank->freeNodeCount + bank->extNodeCount;
+    if (bank->type != MEMBANK_HEAP || (bank->allocCount + bank->freeCount) % (nodes / sc_steps + 1) != 0) {
+        return;
+    }
+    const MemoryBank_s*& sound = s_sound[number == -1 ? 32 : number];
+    const char* broken = _brokenRule();
+    if (broken && sound == bank && nodes > sc_steps) {
+        end(number, broken); // by one of the operations since, or by the game
+    }
+    sound = broken ? nullptr : bank;
+    m_isChecked = !broken && (!node || isOnList(bank->usedList, node) || isOnList(bank->extList, node));
+}
+
+RulesWatch::~RulesWatch()
+{
+    const bool isChecked = m_isChecked && m_bank->extNodeCount == m_fallbackCount;
+    const char* broken = isChecked ? _brokenRule() : nullptr;
+    if (broken) {
+        end(m_number, broken);
+    }
+}
+
+#endif

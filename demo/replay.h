@@ -11,7 +11,7 @@
 #pragma once
 
 #include "demo/gamememory.h"
-#include "demo/session.h"
+#include "recordings/session.h"
 
 // One of the sessions that come with the demo.
 struct Recording {

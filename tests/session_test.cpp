@@ -1,5 +1,5 @@
 // The reader of recorded allocation sessions.
-#include "demo/session.h"
+#include "recordings/session.h"
 
 #include <gtest/gtest.h>
 
@@ -234,7 +234,7 @@ TEST(Session, ComesWithTheDemoTwice)
     for (const auto& expected : sessions) {
         Session session;
         std::string error;
-        const std::string path = std::string(CORE_DEMO_SESSIONS) + "/" + expected.name;
+        const std::string path = std::string(CORE_RECORDINGS) + "/" + expected.name;
         ASSERT_TRUE(LoadSession(path.c_str(), &session, &error)) << path << ": " << error;
         EXPECT_EQ(session.operations.size(), expected.operations);
         EXPECT_EQ(session.blocks.size(), expected.blocks);

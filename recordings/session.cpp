@@ -1,6 +1,6 @@
 // The bytes come from a file that may be cut or damaged, so nothing is believed before it is checked: each read keeps
 // inside the bytes, and the counts in the header are held against what follows them.
-#include "demo/session.h"
+#include "recordings/session.h"
 
 #include <stdio.h>
 #include <string.h>

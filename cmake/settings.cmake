@@ -38,11 +38,17 @@ if(CORE_SANITIZE)
     add_link_options(-fsanitize=${CORE_SANITIZE})
 endif()
 
-# core_library(NAME SOURCES...): a shared library that exports what its headers mark as public. NAME/NAME.map,
-# beside the sources, is the export list for the linkers that take one: it also keeps in the code that the standard
-# library's templates leave behind.
+# core_library(NAME SOURCE... [INCLUDE_DIR FOLDER] PUBLIC_HEADERS HEADER...): a shared library and its public headers.
+#
+# The headers after PUBLIC_HEADERS are all headers that get installed. Every other header is private to this tree. The
+# headers are included by their path from the project's folder ("core/parser.h") and installed under that path; with
+# INCLUDE_DIR, by their path from FOLDER (<Carbon/Carbon.h>), and installed below a folder NAME.
+#
+# NAME/NAME.map lists the functions that the library exports, for linkers that take such a list. It hides the code that
+# templates of the standard library generate; hidden visibility alone would export that code.
 function(core_library name)
-    add_library(${name} SHARED ${ARGN})
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" INCLUDE_DIR PUBLIC_HEADERS)
+    add_library(${name} SHARED ${arg_UNPARSED_ARGUMENTS})
     set_target_properties(${name} PROPERTIES
         VERSION ${PROJECT_VERSION}
         SOVERSION ${PROJECT_VERSION_MAJOR}
@@ -52,6 +58,14 @@ function(core_library name)
     target_include_directories(${name} PUBLIC
         $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
         $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+    set(include_dir ${PROJECT_SOURCE_DIR})
+    set(install_dir ${CMAKE_INSTALL_INCLUDEDIR})
+    if(arg_INCLUDE_DIR)
+        set(include_dir ${arg_INCLUDE_DIR})
+        set(install_dir ${CMAKE_INSTALL_INCLUDEDIR}/${name})
+        target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${include_dir}> $<INSTALL_INTERFACE:${install_dir}>)
+    endif()
+    target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${include_dir} FILES ${arg_PUBLIC_HEADERS})
     if(APPLE)
         # A game's bundle carries these in Contents/Frameworks.
         set_target_properties(${name} PROPERTIES
@@ -69,10 +83,7 @@ function(core_library name)
         target_link_options(${name} PRIVATE LINKER:--version-script=${map} LINKER:--no-undefined-version)
         set_target_properties(${name} PROPERTIES LINK_DEPENDS ${map} INSTALL_RPATH "$ORIGIN")
     endif()
-    install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-    install(DIRECTORY ${PROJECT_SOURCE_DIR}/${name}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${name}
-        FILES_MATCHING PATTERN "*.h" PATTERN "include" EXCLUDE PATTERN "src" EXCLUDE
-        PATTERN "macosx_*.h" EXCLUDE PATTERN "memorymgr_index.h" EXCLUDE PATTERN "*_nodes.h" EXCLUDE
-        PATTERN "*_numbers.h" EXCLUDE PATTERN "otherslinks.h" EXCLUDE PATTERN "words.h" EXCLUDE # core's own
-        PATTERN "printable.h" EXCLUDE) # this tree's own
+    install(TARGETS ${name}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        FILE_SET HEADERS DESTINATION ${install_dir} COMPONENT headers)
 endfunction()

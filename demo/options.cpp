@@ -14,10 +14,10 @@
 #include <string_view>
 #include <vector>
 
-DEMO_TEXT(sc_usage, "usage: %s [SWITCH]...\nA small game without sound, played in banks of memory.\n\n");
+DEMO_TEXT(sc_usage, "usage: %s [SWITCH]...\nA small game without sound that shows what its memory banks hold.\n\n");
 DEMO_TEXT(sc_help, "lists these switches");
 DEMO_TEXT(sc_framesToPlay, "how many frames are played");
-DEMO_TEXT(sc_language, "the language, by the name of its folder in locale; en is the game's own");
+DEMO_TEXT(sc_language, "the language: the name of a folder in locale, or en for the game's own");
 DEMO_TEXT(sc_windowWidth, "width of the window, in pixels");
 DEMO_TEXT(sc_windowHeight, "height of the window, in pixels");
 DEMO_TEXT(sc_inFullScreen, "begins in full screen");
@@ -26,8 +26,8 @@ DEMO_TEXT(sc_data, "the folder with the game's files");
 DEMO_TEXT(sc_more, "shows more: levels, hits and survivors");
 DEMO_TEXT(sc_range, "%s, %u to %u");
 DEMO_TEXT(sc_lacksValue, "%s needs a value: %s.\n");
-DEMO_TEXT(sc_notInRange, "%s needs a number from %u to %u; \"%s\" is none.\n");
-DEMO_TEXT(sc_noSwitch, "\"%s\" is no switch; the nearest is %s.\n");
+DEMO_TEXT(sc_notInRange, "%s needs a number from %u to %u; \"%s\" is not one.\n");
+DEMO_TEXT(sc_noSwitch, "\"%s\" is not a switch; the nearest is %s.\n");
 DEMO_TEXT(sc_givenTwice, "%s is given twice.\n");
 DEMO_TEXT(sc_tryHelp, "-help lists all switches.\n");
 

@@ -21,7 +21,7 @@ DEMO_TEXT(sc_more, "+ %s KiB");
 DEMO_TEXT(sc_oneBlock, "1 block");
 DEMO_TEXT(sc_blocks, "%s blocks");
 DEMO_TEXT(sc_aboutBars, "Each bar is a bank, from its first byte to its last.");
-DEMO_TEXT(sc_aboutFallback, "Fallback blocks are those it had no room for.");
+DEMO_TEXT(sc_aboutFallback, "Fallback blocks had no room in their bank.");
 DEMO_TEXT(sc_lastKey, "Last key");
 DEMO_TEXT(sc_none, "none");
 DEMO_TEXT(sc_key, "Mac %d, engine %u");

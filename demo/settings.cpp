@@ -20,7 +20,7 @@ DEMO_TEXT(sc_game, "the game");
 DEMO_TEXT(sc_yes, "yes");
 DEMO_TEXT(sc_no, "no");
 DEMO_TEXT(sc_runs, "Good runs before this one: %s.\n");
-DEMO_TEXT(sc_passedOver, "%s can't be \"%s\", as %s would have it.\n");
+DEMO_TEXT(sc_passedOver, "%s can't be \"%s\"; this value comes from %s.\n");
 
 // Where the preferences and demo.ini have them, and what the game says itself.
 static const struct {

@@ -51,10 +51,10 @@ bool SessionReader::read(Session* session)
         }
     }
     if (m_next != m_end) {
-        return refuse("there are bytes behind the last operation");
+        return refuse("there are bytes after the last operation");
     }
     if (m_peakBlocks != m_mostBlocks) {
-        return refuse("it has not as many blocks in use as its header says");
+        return refuse("its header has a wrong number of blocks in use");
     }
     std::swap(*session, m_session);
     return true;
@@ -66,7 +66,7 @@ bool SessionReader::readHeader()
         return refuse("it is longer than 16 MiB");
     }
     if (static_cast<size_t>(m_end - m_next) < sc_headerSize || memcmp(m_next, "CTR1", 4) != 0) {
-        return refuse("it is no recorded session");
+        return refuse("it is not a recorded session");
     }
     m_next += 4;
     m_operationCount = readWord();
@@ -90,7 +90,7 @@ bool SessionReader::readOperation()
         return false;
     }
     if (tag >> 1 >= m_bankCount) {
-        return refuse("it has no such bank");
+        return refuse("the bank of an operation is out of range");
     }
     return (tag & 1) != 0 ? free(number) : make(number);
 }
@@ -98,7 +98,7 @@ bool SessionReader::readOperation()
 bool SessionReader::make(unsigned int size)
 {
     if (size == 0) {
-        return refuse("a block of no bytes is made");
+        return refuse("a block of 0 bytes is allocated");
     }
     if (m_bytes + size > sc_mostInUse) {
         return refuse("more than 256 MiB are in use at once");
@@ -115,7 +115,7 @@ bool SessionReader::make(unsigned int size)
 bool SessionReader::free(unsigned int younger)
 {
     if (younger >= m_session.blocks.size()) {
-        return refuse("a block is freed that was never made");
+        return refuse("a block is freed that was never allocated");
     }
     const size_t number = m_session.blocks.size() - 1 - younger;
     SessionBlock& block = m_session.blocks[number];

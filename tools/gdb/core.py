@@ -5,7 +5,7 @@ Printers, which `print` uses by itself:
     (gdb) print *node
     $1 = a block of 128 bytes in use, from game/mesh:12 = {magic = 0xfeedface, size = 128, place = game/mesh:12, ...
     (gdb) print parser
-    $2 = the parser behind line 3, rest of the line: "= 640"
+    $2 = the parser after line 3, rest of the line: "= 640"
 
 Commands:
 
@@ -225,8 +225,8 @@ class ParserPrinter:
 
     def to_string(self):
         if not self.position:
-            return f"the parser behind line {self.line}, nothing left of it"
-        return f'the parser behind line {self.line}, rest of the line: "{text_at(self.position)}"'
+            return f"the parser after line {self.line}, nothing left of it"
+        return f'the parser after line {self.line}, rest of the line: "{text_at(self.position)}"'
 
 
 class HashTablePrinter:

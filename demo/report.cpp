@@ -85,7 +85,7 @@ DEMO_TEXT(sc_notEmpty, "it still has blocks in use");
 DEMO_TEXT(sc_notJoined, "all its memory is free, but in several blocks");
 DEMO_TEXT(sc_fails, "it fails its check");
 
-static const size_t sc_mostPlaces = 12; // lines in the table of live blocks
+static const size_t sc_mostPlaces = 12; // lines in the table of blocks in use
 static const unsigned int sc_pictureColumns = 72;
 static const unsigned int sc_pictureLines = 12;
 
@@ -237,7 +237,7 @@ void ReportBanks(GameMemory& memory)
                Text(sc_blocksInUse), Text(sc_freeNodes), Text(sc_largest), Text(sc_fallback)});
     for (int index = 0; index < memory.count(); ++index) {
         const MemoryBank_s& bank = memory.bank(index);
-        const bool heap = bank.type == MEMBANK_HEAP; // a linear bank doesn't tell its blocks apart
+        const bool heap = bank.type == MEMBANK_HEAP; // a linear bank does not count its blocks in use
         unsigned int largestFree = 0;
         memory.checkMemory(index, &largestFree, false);
         table.add({bank.name, Grouped(bank.allocCount), InKiB(bank.size), InKiB(bank.peakBytes),

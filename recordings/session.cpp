@@ -1,5 +1,6 @@
-// The bytes come from a file that may be cut or damaged, so nothing is believed before it is checked: each read keeps
-// inside the bytes, and the counts in the header are held against what follows them.
+// The bytes come from a file that may be truncated or damaged, so the reader checks each value before it uses the
+// value. No read goes past the last byte. The counts in the header are compared with the operations that follow the
+// header.
 #include "recordings/session.h"
 
 #include <stdio.h>
@@ -7,7 +8,7 @@
 
 static const size_t sc_headerSize = 16;
 static const size_t sc_longest = 16u << 20;                // bytes; room for eight million operations
-static const unsigned long long sc_mostInUse = 256u << 20; // bytes; no program worth recording here comes near
+static const unsigned long long sc_mostInUse = 256u << 20; // bytes; far more than a recorded program uses
 
 namespace {
 
@@ -31,12 +32,12 @@ private:
     const unsigned char* m_end;
     Session m_session;
     std::string m_error;
-    unsigned int m_operationCount = 0; // these three as the header has them
-    unsigned int m_mostBlocks = 0;
-    unsigned int m_bankCount = 0;
-    unsigned int m_blocks = 0;     // in use
-    unsigned int m_peakBlocks = 0; // the most there have been
-    unsigned long long m_bytes = 0;
+    unsigned int m_operationCount = 0; // from the header
+    unsigned int m_mostBlocks = 0;     // from the header
+    unsigned int m_bankCount = 0;      // from the header
+    unsigned int m_blocks = 0;         // in use after the operations that were read
+    unsigned int m_peakBlocks = 0;     // the most blocks in use at once so far
+    unsigned long long m_bytes = 0;    // in use after the operations that were read
 };
 
 bool SessionReader::read(Session* session)
@@ -72,7 +73,7 @@ bool SessionReader::readHeader()
     m_operationCount = readWord();
     m_mostBlocks = readWord();
     m_bankCount = readWord();
-    if (m_operationCount > static_cast<size_t>(m_end - m_next) / 2) { // an operation takes two bytes at least
+    if (m_operationCount > static_cast<size_t>(m_end - m_next) / 2) { // each operation has at least two bytes
         return refuse("it is shorter than its header says");
     }
     m_session.operations.reserve(m_operationCount);
@@ -132,7 +133,7 @@ bool SessionReader::free(unsigned int younger)
 bool SessionReader::readNumber(unsigned int* number)
 {
     unsigned long long value = 0;
-    for (int shift = 0; shift < 35; shift += 7) { // five bytes hold 32 bits and three to spare
+    for (int shift = 0; shift < 35; shift += 7) { // 5 bytes of 7 bits: 32 bits of the number and 3 that must be 0
         if (m_next == m_end) {
             return refuse("it ends too early");
         }
@@ -187,7 +188,7 @@ bool LoadSession(const char* path, Session* session, std::string* error)
     }
     const bool whole = ferror(file) == 0;
     fclose(file);
-    if (!whole) { // a folder can be opened, too
+    if (!whole) { // for example a folder: fopen opens it, fread fails
         *error = "it cannot be read";
         return false;
     }

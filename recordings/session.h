@@ -1,4 +1,4 @@
-// A recorded allocation session: what one real program asked of its allocator, in order.
+// A recorded session: each allocation and each free that one run of a real program made, in order.
 //
 //     Session session;
 //     std::string error;
@@ -6,21 +6,25 @@
 //     for (unsigned int operation = 0; operation < session.operations.size(); ++operation) {
 //         const unsigned int number = session.operations[operation];
 //         const SessionBlock& block = session.blocks[number];
-//         if (block.born == operation) { /* make it */ } else { /* free it */ }
+//         if (block.born == operation) { /* allocate block.size bytes */ } else { /* free the block */ }
 //     }
 //
-// A session that was read is sound: each operation makes a new block or frees a live one, no block is empty, and
-// never are more than 256 MiB in use. Other bytes are refused, and so are files of more than 16 MiB, with a text that
-// says why.
+// ReadSession and LoadSession check a session before they return it. In a session that they return, each operation
+// allocates a new block or frees a block in use, each block has at least one byte, and at most 256 MiB are in use at
+// once. They refuse other data, and files of more than 16 MiB, with a text that gives the reason.
 //
-// The file, all words little endian:
+// The form of a file; all 32-bit words are little endian:
 //
-//     "CTR1", then three 32-bit words: operations, the most blocks ever in use at once, banks
-//     for each operation   a byte: bit 0 clear to make a block, set to free one; the other bits are the bank
-//                          a number: the bytes asked for, or how many blocks are younger than the one to free
+//  | Part           | Bytes             | Meaning                                                              |
+//  |----------------|-------------------|----------------------------------------------------------------------|
+//  | header         | 4                 | "CTR1"                                                               |
+//  |                | 3 words           | number of operations; most blocks in use at once; number of banks    |
+//  | each operation | 1                 | bit 0: 0 allocates a block, 1 frees one; bits 1 to 7: the bank       |
+//  |                | a number, 1 to 5  | allocate: the block's size in bytes;                                 |
+//  |                |                   | free: how many blocks were allocated after the block to free         |
 //
-// A number has 7 bits a byte, low bits first, the top bit set on all bytes but its last. A reallocation was
-// recorded as a new block and a free of the old one.
+// A number is stored in bytes of 7 bits each, the lowest bits first. The top bit is set in each byte except the last.
+// A reallocation was recorded as an allocation of the new block and a free of the old block.
 #pragma once
 
 #include <stddef.h>
@@ -30,16 +34,16 @@
 static const unsigned int sc_neverDied = 0xffffffff;
 
 struct SessionBlock {
-    unsigned int size; // bytes asked for
-    unsigned int born; // the operation that makes it
-    unsigned int died; // the operation that frees it; sc_neverDied when the session ends before
+    unsigned int size; // bytes that the program asked for
+    unsigned int born; // the operation that allocates the block, from 0
+    unsigned int died; // the operation that frees the block; sc_neverDied when no operation does
 };
 
 struct Session {
-    std::vector<SessionBlock> blocks;     // in the order they are made
-    std::vector<unsigned int> operations; // the number of the block that each is about
+    std::vector<SessionBlock> blocks;     // in the order of their allocation
+    std::vector<unsigned int> operations; // for each operation, the index in blocks of its block
 };
 
-// Both leave session as it was when they answer false.
+// Each returns true and stores the session; or returns false, stores the reason in error and does not change session.
 bool ReadSession(const unsigned char* bytes, size_t length, Session* session, std::string* error);
 bool LoadSession(const char* path, Session* session, std::string* error);

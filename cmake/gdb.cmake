@@ -1,6 +1,6 @@
-# Places the printers of GDB (tools/gdb/core.py) where GDB finds them. GDB loads a file named LIBRARY-gdb.py together with
-# LIBRARY, from two folders: the folder of the library, when the user has declared it safe (add-auto-load-safe-path), and
-# the auto-load folder that the install rule below uses, which GDB trusts.
+# Places the printers of GDB (tools/gdb/core.py) where GDB finds them. GDB loads a file named LIBRARY-gdb.py together
+# with LIBRARY, from two folders: the folder of the library, when the user has declared it safe
+# (add-auto-load-safe-path), and the auto-load folder that the install rule below uses, which GDB trusts.
 if(NOT APPLE)
     set(gdb_printers ${PROJECT_SOURCE_DIR}/tools/gdb/core.py)
     add_custom_command(TARGET core POST_BUILD

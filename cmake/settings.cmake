@@ -1,4 +1,4 @@
-# Compile settings that every target shares, and how a library of this tree is made.
+# The compile settings of all targets, and the function that adds a library.
 set(CMAKE_CXX_STANDARD 17)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -9,20 +9,24 @@ endif()
 
 find_package(Threads REQUIRED)
 
-# A bank's blocks are aligned to 8 at most. With this option a class that needs more and takes a bank's memory doesn't
-# compile; without it compilers pass over alignments up to 16. The target core hands the option on to the game.
+# Blocks of a bank are aligned to at most 8 bytes. With this option, a class that allocates from a bank and needs a
+# larger alignment does not compile. Without it the compiler accepts alignments up to 16. The target core passes the
+# option on to the game.
 set(core_new_alignment -faligned-new=8)
 if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
     set(core_new_alignment -fnew-alignment=8)
 endif()
 set(core_new_alignment_options $<$<COMPILE_LANGUAGE:CXX,OBJCXX>:${core_new_alignment}>)
 
-# -ffp-contract=off: single-precision formulas are computed as written on every host.
-# _FILE_OFFSET_BITS: a 32-bit program reads folders of large file systems too. A 64-bit one does so anyway, and there the
-# system's functions keep the names under which a test puts its own in front.
-# -fsemantic-interposition: a program may put its own function in front of any that a library exports, and is called by
-# the library as well. With GNU's compiler that goes without saying.
-# -Wno-format-truncation: texts that don't fit a fixed buffer are cut, by design.
+# Compile options:
+#
+#   -ffp-contract=off          Floating-point formulas give the same result on every host: no fused multiply-add.
+#   -fsemantic-interposition   A program may define a function that a library exports; the library then calls the
+#                              program's function. This is the default of GNU's compiler.
+#   -Wno-format-truncation     A text that does not fit a fixed buffer is truncated. This is intended.
+#   _FILE_OFFSET_BITS=64       A 32-bit program can read the folders of large file systems. A 64-bit program can do so
+#                              without this macro. The macro would link open64 for open, and a test that defines open
+#                              would not be called.
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -ffp-contract=off)
 add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-format-truncation>)
 add_compile_options($<$<CXX_COMPILER_ID:Clang>:-fsemantic-interposition>)
@@ -44,8 +48,8 @@ endif()
 # headers are included by their path from the project's folder ("core/parser.h") and installed under that path; with
 # INCLUDE_DIR, by their path from FOLDER (<Carbon/Carbon.h>), and installed below a folder NAME.
 #
-# NAME/NAME.map lists the functions that the library exports, for linkers that take such a list. It hides the code that
-# templates of the standard library generate; hidden visibility alone would export that code.
+# NAME/NAME.map lists the functions that the library exports, for linkers that take such a list. It hides the code
+# that templates of the standard library generate; hidden visibility alone would export that code.
 function(core_library name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" INCLUDE_DIR PUBLIC_HEADERS)
     add_library(${name} SHARED ${arg_UNPARSED_ARGUMENTS})
@@ -63,19 +67,22 @@ function(core_library name)
     if(arg_INCLUDE_DIR)
         set(include_dir ${arg_INCLUDE_DIR})
         set(install_dir ${CMAKE_INSTALL_INCLUDEDIR}/${name})
-        target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${include_dir}> $<INSTALL_INTERFACE:${install_dir}>)
+        target_include_directories(${name} PUBLIC
+            $<BUILD_INTERFACE:${include_dir}>
+            $<INSTALL_INTERFACE:${install_dir}>)
     endif()
     target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${include_dir} FILES ${arg_PUBLIC_HEADERS})
     if(APPLE)
-        # A game's bundle carries these in Contents/Frameworks.
+        # A game's bundle has the libraries in Contents/Frameworks.
         set_target_properties(${name} PROPERTIES
             INSTALL_NAME_DIR "@executable_path/../Frameworks"
             BUILD_WITH_INSTALL_NAME_DIR OFF)
     else()
-        # Calls between the libraries go through addresses, without a jump on the way. Whose function it is stays open.
+        # Calls between the libraries load the address of the function and need no jump table. The dynamic linker
+        # still chooses the function, so a program can define it.
         target_compile_options(${name} PRIVATE -fno-plt)
-        # Copies whose length is known to be small, but not how small, are left to the C library: the instruction that
-        # the compiler would put there takes longer to start than most of them take.
+        # Copies of an unknown small length call the C library. The string instruction that the compiler would emit
+        # takes longer to start than most of these copies take.
         if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|i.86)$")
             target_compile_options(${name} PRIVATE -mstringop-strategy=libcall)
         endif()

@@ -9,9 +9,9 @@
 // The subjects "worst" are single operations, the slowest but one in 10,000; the clock's own time, some 20 ns, is in
 // them. How much memory each side takes is told on the standard error stream; that subject is "memory".
 #include "core/memorymgr.h"
-#include "demo/session.h"
 #include "memorymgr_scripts.h"
 #include "peers.h"
+#include "recordings/session.h"
 #include "scratch.h"
 
 #if __has_include(<boost/interprocess/mem_algo/rbtree_best_fit.hpp>)

@@ -1,7 +1,7 @@
 // Sessions that nobody recorded, the same in each run: what games do to their heap.
 #pragma once
 
-#include "demo/session.h"
+#include "recordings/session.h"
 
 #include <algorithm>
 #include <random>

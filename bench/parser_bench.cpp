@@ -1,5 +1,5 @@
-// What reading a config file costs: the parser, with the C library's strtok and sscanf by hand beside it, an INI reader
-// and, as the limit, memchr, which does no more than find the line feeds.
+// The time to read a config file, with core's parser and with its peers: code that uses strtok and sscanf of the C
+// library, an INI reader, and memchr, which only finds the line feeds and so is the limit.
 //
 //     parser_bench [PART OF A SUBJECT]
 #include "core/parser.h"
@@ -16,9 +16,9 @@
 #include <string>
 #include <vector>
 
-static const size_t sc_textSize = 5 << 20; // bytes, to the end of the unit that reaches it
+static const size_t sc_textSize = 5 << 20; // bytes; the text ends after the unit that reaches this size
 
-// One unit of a game's data file after the other, with a value of each of eight kinds.
+// Returns a game's data file: a list of units, each with one value of each of eight types.
 static std::string makeText()
 {
     std::string text;
@@ -36,7 +36,7 @@ static std::string makeText()
     return text;
 }
 
-// The same without what isn't an INI file's.
+// Returns the lines with values alone, as an INI reader needs them: without braces, comments and indentation.
 static std::string withoutBraces(const std::string& text)
 {
     std::string result;
@@ -59,7 +59,7 @@ struct Unit {
     bool visible;
     char title[32];
 
-    // A number that depends on all of them.
+    // A checksum of all fields.
     unsigned long long sum() const
     {
         unsigned int bits;
@@ -92,7 +92,7 @@ static unsigned long long readWithParser(char* buffer)
             continue;
         }
         if (parser.ParamEqualsString(token, "title", unit.title, sizeof(unit.title))) {
-            sum += unit.sum(); // the last of them
+            sum += unit.sum(); // title is the last value of a unit
         }
     }
     return sum;
@@ -120,7 +120,7 @@ static unsigned long long countTokensWithParser(char* buffer)
     return tokens;
 }
 
-// ---- By hand: strtok cuts, stricmp compares, sscanf reads
+// ---- The C library: strtok cuts lines and tokens, stricmp compares names, sscanf reads values
 
 template <typename Value>
 static bool scanValue(const char* token, const char* name, const char* format, Value* value)
@@ -215,7 +215,7 @@ static unsigned long long countLinesWithMemchr(const char* text, size_t size)
     return lines;
 }
 
-// ---- An INI reader, whose values are texts that strtol and its kind read
+// ---- An INI reader. It gives values as texts; strtol, strtof and others convert them
 
 #ifdef PEER_INIH
 struct IniUnit : Unit {
@@ -254,7 +254,7 @@ static unsigned long long readWithIni(const char* text)
 }
 #endif
 
-// ----
+// ---- The subjects
 
 int main(int argc, char** argv)
 {

@@ -1,4 +1,4 @@
-// A subject of the library's beside its peers: the same work, done by each side in turn, in one process.
+// Measures one subject of the library beside its peers: each side does the same work, in turn, in one process.
 //
 //     int main(int argc, char** argv)
 //     {
@@ -9,19 +9,25 @@
 //         return bench.result();
 //     }
 //
-// The first side is ours; a peer that the machine lacks is left out of the list. work does all of the subject's
-// operations once, a hundred microseconds of them at least, and answers with a number that all sides have to agree on
-// (a count, a checksum; 0 where there is nothing to compare): so nothing is computed in vain, and no side is fast because
-// it does something else. prepare, if there is one, comes before each work and isn't timed.
+// The first side is core. A peer that is not installed is left out of the list.
 //
-// Sides take turns in short samples, so that a processor that changes its speed changes it for all of them, and each
-// is told as the median of its samples. Time is this thread's processor time, which other programs on the machine don't
-// lengthen; a subject whose work is shared among threads asks for CLOCK_MONOTONIC.
+//  | Field of Side | Meaning                                                                                   |
+//  |---------------|-------------------------------------------------------------------------------------------|
+//  | name          | the side's name in the table                                                              |
+//  | work          | does all operations of the subject once; should take 100 microseconds or more             |
+//  |               | returns a count or a checksum, or 0; all sides must return the same number                |
+//  | prepare       | may be empty; runs before each work and is not measured                                   |
 //
-// Each side makes a row of standard output: subject, operation, side and nanoseconds for one operation, with tabs between
-// them. bench/table.py makes the table and the chart of all programs' rows: ./run bench.
+// The common result of work proves that all sides do the same, and keeps the compiler from removing the work.
 //
-//     parser_bench [PART OF A SUBJECT]      only the subjects with that in their name
+// Sides take turns in short samples, so a change of the processor's speed affects all sides. The result of a side is
+// the median of its samples. The time is the processor time of this thread, which other programs hardly change. A
+// subject that uses several threads, or waits for a disk or a screen, passes CLOCK_MONOTONIC.
+//
+// Each side prints one row: subject, operation, side and nanoseconds per operation, with tabs between them. ./run
+// bench passes the rows of all programs to bench/table.py, which prints the table and draws the chart.
+//
+//     parser_bench [PART OF A SUBJECT]      measures only the subjects whose name contains this text
 #pragma once
 
 #include <algorithm>
@@ -41,10 +47,10 @@ class Bench {
 public:
     Bench(int argc, char** argv) : m_part(argc > 1 ? argv[1] : "") {}
 
-    // Whether the subject was asked for: what takes long to set up can be left out with it.
+    // Returns true when the subject will be measured. Ask before a preparation that takes long.
     bool wants(const char* subject) const { return strstr(subject, m_part) != nullptr; }
 
-    // work does so many operations; operation is the name of one.
+    // operations: how many operations one work does. operation: the name of one operation, for the table.
     void compare(const char* subject, const char* operation, double operations, const std::vector<Side>& sides,
                  clockid_t clock = CLOCK_THREAD_CPUTIME_ID)
     {
@@ -64,7 +70,7 @@ public:
         }
     }
 
-    // One side's row.
+    // Prints the row of one side.
     static void tell(const char* subject, const char* operation, const char* side, double nanoseconds)
     {
         printf("%s\t%s\t%s\t%.4g\n", subject, operation, side, nanoseconds);
@@ -78,14 +84,14 @@ public:
         return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
     }
 
-    // What main returns.
+    // The exit status for main: 1 when the sides of a subject returned different numbers, else 0.
     int result() const { return m_failed ? 1 : 0; }
 
 private:
     static const int sc_rounds = 21;
-    static constexpr double sc_sample = 5e6; // nanoseconds, at least
+    static constexpr double sc_sample = 5e6; // nanoseconds: the shortest sample
 
-    // The nanoseconds that one work takes.
+    // Returns the nanoseconds of one work, the mean of one sample.
     static double sample(const Side& side, clockid_t clock)
     {
         double total = 0;

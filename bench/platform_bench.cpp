@@ -1,7 +1,11 @@
-// What the small services of the platform cost: a random number, and listing a folder of 10,000 files.
+// The time of two services of the platform: a random number, and a list of the files in a folder of 10,000 files.
 //
-// ScanDir differs from scandir in that it makes whole paths, in one block of bank 0; std::filesystem makes whole paths as
-// well, readdir alone makes nothing at all.
+//  | Side            | Result                                  |
+//  |-----------------|-----------------------------------------|
+//  | ScanDir         | whole paths, in one block of bank 0     |
+//  | std::filesystem | whole paths                             |
+//  | scandir         | names                                   |
+//  | readdir         | nothing: it only reads all entries      |
 //
 //     platform_bench [PART OF A SUBJECT]
 #include "bench/std_random.h"
@@ -37,7 +41,7 @@ static Side numbersOf(const char* name, unsigned int (*next)())
             }};
 }
 
-// A number is drawn as well: it makes the first 624.
+// Takes one number after each seed, because a generator computes its first 624 numbers only then.
 static Side seedsOf(const char* name, void (*seed)(unsigned int), unsigned int (*next)())
 {
     return {name, [seed, next] {
@@ -58,7 +62,7 @@ static void benchRandom(Bench& bench)
                   {seedsOf("core", mt_srand, mt_rand), seedsOf("std::mt19937", std_srand, std_rand)});
 }
 
-// ---- Folders: each side answers with the number of entries
+// ---- Folders: each side returns the number of entries
 
 static int listWithScanDir(int (*select)(const char*), int (*compare)(const void*, const void*))
 {
@@ -110,7 +114,7 @@ static void benchFolders(Bench& bench)
 {
     bench.compare("folder of 10,000 files, listed", "file", sc_files,
                   {{"core", [] { return listWithScanDir(nullptr, nullptr); }},
-                   {"std::filesystem", [] { return listWithFilesystem().size() + 2; }}, // it leaves out "." and ".."
+                   {"std::filesystem", [] { return listWithFilesystem().size() + 2; }}, // it skips "." and ".."
                    {"scandir, names alone", [] { return listWithScandir(nullptr, nullptr); }},
                    {"readdir, nothing kept", listWithReaddir}});
 

@@ -1,9 +1,9 @@
-// What keeping a setting costs: a write that is on the disk when it returns, and a read.
+// The time of a durable write of a setting, and of a read.
 //
-// Writes go to the disk of the working folder, where the program makes a folder of its own for the time; they are told in
-// time on the clock, since a disk is waited for. A file written by hand, flushed and renamed is the limit: there is no
-// lock, no look at what other programs have written, and no setting. Reads see what another program has just written;
-// with the hash table and getenv they never do.
+// The program writes to a temporary folder inside the working folder, so the working folder chooses the disk. A write
+// waits for the disk, so writes are measured in elapsed time. The limit is a file that is written, flushed to the
+// disk and renamed: without a lock, without reading the values of other programs, and without a format for settings.
+// core's reads see values that another program has just written; reads from the hash table and with getenv do not.
 //
 //     preferences_bench [PART OF A SUBJECT]
 #include "core/platform.h"
@@ -29,9 +29,9 @@
 #include <unordered_map>
 #include <vector>
 
-static const int sc_reads = 1000; // of all settings in turn
+static const int sc_reads = 1000; // per work; each reads the next setting
 
-// Settings 0 to count - 1, each its own number.
+// Setting number n has the value n.
 static std::string nameOf(int number)
 {
     return "setting " + std::to_string(number);
@@ -42,7 +42,7 @@ static std::string keyOf(int number)
     return "Video/" + nameOf(number);
 }
 
-// Puts them into the store, as numbers or, for Preferences, as texts.
+// Writes settings 0 to count - 1 to the store: as numbers for the Reg calls, as texts for Preferences.
 static void fill(int count, bool asTexts)
 {
     for (int i = 0; i < count; ++i) {
@@ -56,7 +56,7 @@ static void fill(int count, bool asTexts)
         CFRelease(key);
     }
     CFPreferencesAppSynchronize(kCFPreferencesCurrentApplication);
-    usleep(50000); // a file that has just changed is read again each time
+    usleep(50000); // macapi reads a file again at each read while its last change is this recent
 }
 
 #ifdef PEER_SQLITE
@@ -118,7 +118,7 @@ static Side sqliteWriter(const char* name, const char* journal, int count)
 }
 #endif
 
-// ---- Writes: each side answers whether all went well
+// ---- Writes: each side returns true when the write has succeeded
 
 static bool replaceFile(const std::string& contents)
 {
@@ -131,7 +131,7 @@ static bool replaceFile(const std::string& contents)
     return written && kept;
 }
 
-// write and read are ours, of setting 0.
+// write and read use core, for setting 0.
 static void compareWrites(Bench& bench, const char* subject, int count, bool asTexts,
                           const std::function<void(int value)>& write, const std::function<int()>& read)
 {
@@ -153,7 +153,7 @@ static void compareWrites(Bench& bench, const char* subject, int count, bool asT
     sides.push_back({"write, fsync, rename alone", [&] { return replaceFile(contents); }});
     bench.compare(subject, "write", 1, sides, CLOCK_MONOTONIC);
     if (read() != value) {
-        fprintf(stderr, "%s: %d was written last, and %d is there\n", subject, value, read());
+        fprintf(stderr, "%s: the last value written was %d, but the store has %d\n", subject, value, read());
         exit(1);
     }
 }
@@ -172,7 +172,7 @@ static void benchWrites(Bench& bench)
         [&] { return preferences.read("Video", nameOf(0).c_str(), -1); });
 }
 
-// ---- Reads: each side answers with the sum of what it has read
+// ---- Reads: each side returns the sum of the values that it has read
 
 template <typename Name, typename Read>
 static Side reader(const char* side, int count, Name nameOfSetting, Read read)

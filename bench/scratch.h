@@ -1,4 +1,4 @@
-// What a program that measures the library needs around it: a folder of its own, and bank 0.
+// The environment of a benchmark: a temporary folder and a memory manager with bank 0.
 #pragma once
 
 #include "core/memorymgr.h"
@@ -8,7 +8,8 @@
 #include <stdlib.h>
 #include <string>
 
-// The working folder, and the machine's and the user's Library. It goes with all that is in it.
+// Makes a temporary folder that is the working folder and both Library folders. The destructor removes it with its
+// content.
 class ScratchFolder {
 public:
     explicit ScratchFolder(const char* parent = "/tmp")
@@ -44,7 +45,7 @@ class ScratchMemory : public MemoryMgr {
 public:
     ScratchMemory()
     {
-        bankSizePath[0] = '\0'; // sizes stay as they are
+        bankSizePath[0] = '\0'; // no bank-size file is read or written
         defineBank(MEMLOC_DEFAULT, MEMBANK_HEAP, "core", 4 << 20);
         initialize();
     }

@@ -1,4 +1,4 @@
-// The standard library's generator behind the same kind of call as mt_rand's: a function of a shared library.
+// The standard library's generator in a shared library: a call costs the same as a call of mt_rand in core.
 #pragma once
 
 #pragma GCC visibility push(default)

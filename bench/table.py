@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""The table, the CSV file and the chart of what the benchmarks say.
+"""Makes the table, the CSV file and the chart of the benchmarks' results.
 
     build/release/bench/parser_bench | bench/table.py [OUT.csv [OUT.svg]]
 
-Reads the rows of bench/peers.h (subject, operation, side, nanoseconds; tabs between them), of which the first of a subject
-is ours, and takes no notice of other lines. "2.5x" behind a peer: it takes 2.5 times as long as we do.
+Reads the rows that bench/peers.h describes: subject, operation, side and nanoseconds, with tabs between them. The first
+row of a subject is core's. Other lines are ignored. "2.5x" after a peer: the peer takes 2.5 times as long as core.
 """
 import csv
 import math
@@ -14,7 +14,7 @@ from xml.sax.saxutils import escape
 
 
 def read(lines):
-    """Subjects in their order: [(subject, operation, [(side, nanoseconds), ...]), ...]"""
+    """Returns the subjects in input order: [(subject, operation, [(side, nanoseconds), ...]), ...]"""
     subjects = {}
     for line in lines:
         fields = line.rstrip("\n").split("\t")
@@ -52,10 +52,10 @@ def write_csv(subjects, path):
                 rows.writerow([subject, operation, side, f"{taken:.4g}", f"{taken / sides[0][1]:.3f}"])
 
 
-# ---- The chart: a bar for each peer, from 1x to how many times as long as ours it takes, on a logarithmic scale.
+# ---- The chart: a bar for each peer, from 1x to the peer's time divided by core's time, on a logarithmic scale.
 
 WIDTH, MARGIN = 900, 24  # pixels
-BARS, VALUES = 490, 60   # where the bars begin, and the column behind them
+BARS, VALUES = 490, 60   # x of the start of the bars; width of the column after the bars
 ROW, GAP, HEAD, FOOT = 17, 9, 86, 20
 FASTER, SLOWER, INK, GREY, RULE = "#2a6f97", "#d08c3c", "#1f2933", "#6b7785", "#e3e8ed"
 TICKS = (0.1, 0.2, 0.5, 1, 2, 5, 10, 20, 50, 100, 200, 500, 1000)
@@ -97,8 +97,8 @@ class Chart:
     def draw(self):
         heights = [ROW * max(len(sides) - 1, 2) + GAP for _, _, sides in self.subjects]
         bottom = HEAD + sum(heights)
-        self.text(MARGIN, 34, "How many times as long as core the others take", 17, weight="600")
-        words = "Right of 1x core is faster, left of it the other one. Below each subject is core's own time."
+        self.text(MARGIN, 34, "How many times as long as core the other libraries take", 17, weight="600")
+        words = "Right of 1x core is faster; left of 1x the other library is. core's own time is below each subject."
         if self.fastest < self.low:
             words += f" Bars end at {self.low:g}x."
         self.text(MARGIN, 53, words, 12, GREY)

@@ -1,8 +1,9 @@
-// What a window costs until the screen shows its first frame, and a switch to full screen and back: with core, with
-// AppKit's own messages, and with the X server's window alone, which is the limit.
+// The time to open a window until the screen shows its first frame, and to switch to full screen and back: with core,
+// with messages to AppKit, and with Xlib alone, which is the limit.
 //
-// The frame is green. A side is done when the screen's pixels are, so all are told in time on the clock. The screen
-// is a virtual one without a window manager: nobody's own flickers, and none is in the way.
+// Each window is filled with green. A side has finished when the pixels of the screen are green, so all sides are
+// measured in elapsed time. The program starts a virtual screen without a window manager: no window appears on the
+// user's screen, and no window manager changes the times.
 //
 //     window_bench [PART OF A SUBJECT]
 #include "core/platform.h"
@@ -29,7 +30,8 @@ enum Shown { NOTHING, A_WINDOW, FULL_SCREEN };
 
 static Display* s_display;
 
-// Whether there is a screen now. It ends with its last program, which is this one.
+// Starts the virtual screen and connects to it. Returns false when that fails. The screen ends when this program
+// ends.
 static bool openScreen()
 {
     const std::string size = std::to_string(sc_screenWidth) + "x" + std::to_string(sc_screenHeight) + "x24";
@@ -51,7 +53,7 @@ static bool isGreen(int x, int y)
     return colour == 0x00ff00;
 }
 
-// By a corner and the middle.
+// Looks at the pixels in a corner and in the middle of the screen.
 static Shown shown()
 {
     if (!isGreen(sc_screenWidth / 2, sc_screenHeight / 2)) {
@@ -60,7 +62,7 @@ static Shown shown()
     return isGreen(0, 0) ? FULL_SCREEN : A_WINDOW;
 }
 
-// ---- What makes windows
+// ---- The sides
 
 class Toolkit {
 public:
@@ -68,7 +70,7 @@ public:
     virtual void open() = 0;
     virtual void switchTo(bool fullScreen) = 0;
     virtual void close() = 0;
-    virtual bool handleEvent() = 0; // false when there is none
+    virtual bool handleEvent() = 0; // returns false when no event waits
 };
 
 @interface GreenView : NSView
@@ -177,7 +179,7 @@ private:
         [m_window makeKeyAndOrderFront:nil];
     }
 
-    NSWindow* m_window = nil; // it is released when it closes
+    NSWindow* m_window = nil; // AppKit releases the window when it closes
 };
 
 class Xlib : public Toolkit {
@@ -229,13 +231,14 @@ static void await(Toolkit& toolkit, Shown wanted)
     while (shown() != wanted) {
         toolkit.handleEvent();
         if (Bench::now(CLOCK_MONOTONIC) > limit) {
-            fprintf(stderr, "window_bench: a window does not come or does not go\n");
+            fprintf(stderr, "window_bench: a window did not open or close within 20 seconds\n");
             exit(1);
         }
     }
 }
 
-// Until it is shown, and no event of this toolkit is left to another's time.
+// Waits until the screen shows this, then handles all waiting events, so that the next side does not spend its time
+// on them.
 static void finish(Toolkit& toolkit, Shown wanted)
 {
     await(toolkit, wanted);
@@ -243,7 +246,7 @@ static void finish(Toolkit& toolkit, Shown wanted)
     }
 }
 
-static Toolkit* s_open; // whose window is on the screen
+static Toolkit* s_open; // the side whose window is open; null when there is none
 
 static void closeAny()
 {
@@ -287,12 +290,12 @@ static Side switching(const char* name, Toolkit& toolkit)
 int main(int argc, char** argv)
 {
     const ScratchFolder folder;
-    setenv("HOME", std::filesystem::current_path().c_str(), 1); // where AppKit keeps its defaults
+    setenv("HOME", std::filesystem::current_path().c_str(), 1); // the folder of AppKit's defaults
     if (!openScreen()) {
-        fprintf(stderr, "window_bench: left out, there is no Xvfb\n");
+        fprintf(stderr, "window_bench: not measured, Xvfb could not be started\n");
         return 0;
     }
-    _NSLog_printf_handler = [](NSString*) {}; // AppKit has a page to say about a screen without a window manager
+    _NSLog_printf_handler = [](NSString*) {}; // AppKit logs many warnings on a screen without a window manager
     Platform::SystemCheck();
     Platform::SetApp(1);
     Core core;

@@ -1,8 +1,11 @@
-# GDB loads a file LIBRARY-gdb.py by itself together with LIBRARY: from the library's own folder where the user has called
-# that safe, and from the folder below that GDB trusts.
+# Places the printers of GDB (tools/gdb/core.py) where GDB finds them. GDB loads a file named LIBRARY-gdb.py together
+# with LIBRARY, from two folders: the folder of the library, when the user has declared it safe
+# (add-auto-load-safe-path), and the auto-load folder that the install rule below uses, which GDB trusts.
 if(NOT APPLE)
+    set(gdb_printers ${PROJECT_SOURCE_DIR}/tools/gdb/core.py)
     add_custom_command(TARGET core POST_BUILD
-        COMMAND ${CMAKE_COMMAND} -E copy_if_different ${PROJECT_SOURCE_DIR}/tools/gdb/core.py $<TARGET_FILE:core>-gdb.py)
-    install(FILES tools/gdb/core.py RENAME $<TARGET_FILE_NAME:core>-gdb.py
+        COMMAND ${CMAKE_COMMAND} -E copy_if_different ${gdb_printers} $<TARGET_FILE:core>-gdb.py)
+    set_property(TARGET core APPEND PROPERTY LINK_DEPENDS ${gdb_printers}) # a change there copies it again
+    install(FILES ${gdb_printers} RENAME $<TARGET_FILE_NAME:core>-gdb.py
         DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load/${CMAKE_INSTALL_FULL_LIBDIR})
 endif()

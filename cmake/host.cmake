@@ -1,6 +1,6 @@
-# What the host brings: the target `mac` and, where it is at hand, AppKit.
+# The host's services: the target `mac`, and AppKit when it is installed.
 
-# `mac` is the Mac's own interface: the system's frameworks on a Mac, the library macapi elsewhere.
+# `mac` is the Mac's interface: the system's frameworks on a Mac, the library macapi on other hosts.
 add_library(mac INTERFACE)
 if(APPLE)
     target_link_libraries(mac INTERFACE
@@ -10,8 +10,8 @@ else()
     target_link_libraries(mac INTERFACE macapi)
 endif()
 
-# AppKit is the system's own on a Mac, and GNUstep's elsewhere; gnustep-config says how to build with it. The C++
-# compiler speaks Objective-C++ as well, when that part of it is installed.
+# AppKit comes from the system on a Mac, and from GNUstep on other hosts, where gnustep-config prints the compile
+# options. The C++ compiler also compiles Objective-C++ when its Objective-C++ part is installed.
 set(appkit_flags)
 set(appkit_libs)
 if(NOT APPLE)
@@ -21,9 +21,11 @@ if(NOT APPLE)
         execute_process(COMMAND ${GNUSTEP_CONFIG} --gui-libs OUTPUT_VARIABLE libs OUTPUT_STRIP_TRAILING_WHITESPACE)
         separate_arguments(appkit_flags UNIX_COMMAND "${flags}")
         separate_arguments(appkit_libs UNIX_COMMAND "${libs}")
-        # What is ours to say stays ours: optimisation, debug symbols, dependency files, the current folder.
+        # Remove the options that this project's own settings decide: optimisation, debug symbols, dependency files,
+        # warnings and the current folder.
         list(REMOVE_ITEM appkit_flags -MMD -MP -g -O2 -I. -Wall -Wno-import -pthread -fPIC)
-        # The system's headers come last, behind the C++ library's, and only where nobody names their folder.
+        # The C++ library finds the system's headers only when their folder comes after its own, so it must not be
+        # named.
         list(REMOVE_ITEM appkit_flags -I/usr/include)
         list(TRANSFORM appkit_flags REPLACE "^-I" "-isystem")
     endif()
@@ -43,13 +45,13 @@ if(appkit_found)
     enable_language(OBJCXX)
     message(STATUS "Windows: AppKit")
 elseif(CORE_APPKIT STREQUAL "ON")
-    message(FATAL_ERROR "CORE_APPKIT is ON, but this compiler finds no AppKit to build with")
+    message(FATAL_ERROR "CORE_APPKIT is ON, but the compiler finds no header AppKit/AppKit.h")
 else()
-    message(STATUS "Windows: none, there is no AppKit")
+    message(STATUS "Windows: none, AppKit is missing or turned off")
 endif()
 
-# core_appkit(TARGET WITH WITHOUT): adds the source WITH, in Objective-C++, where AppKit is at hand, and else the
-# stand-in WITHOUT.
+# core_appkit(TARGET WITH WITHOUT): adds the Objective-C++ source WITH when the build has AppKit, else the source
+# WITHOUT.
 function(core_appkit target with without)
     if(appkit_found)
         target_sources(${target} PRIVATE ${with})

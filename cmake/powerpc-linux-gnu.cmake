@@ -1,4 +1,5 @@
-# 32-bit big-endian PowerPC, the word size and byte order of the target, run under qemu-ppc.
+# Cross build for 32-bit big-endian PowerPC, which has the word size and byte order of the target. qemu-ppc runs the
+# programs.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ppc)
 set(CMAKE_CXX_COMPILER powerpc-linux-gnu-g++)

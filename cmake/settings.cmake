@@ -1,4 +1,4 @@
-# Compile settings that every target shares, and how a library of this tree is made.
+# The compile settings of all targets, and the function that adds a library.
 set(CMAKE_CXX_STANDARD 17)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -9,20 +9,24 @@ endif()
 
 find_package(Threads REQUIRED)
 
-# A bank's blocks are aligned to 8 at most. With this option a class that needs more and takes a bank's memory doesn't
-# compile; without it compilers pass over alignments up to 16. The target core hands the option on to the game.
+# Blocks of a bank are aligned to at most 8 bytes. With this option, a class that allocates from a bank and needs a
+# larger alignment does not compile. Without it the compiler accepts alignments up to 16. The target core passes the
+# option on to the game.
 set(core_new_alignment -faligned-new=8)
 if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
     set(core_new_alignment -fnew-alignment=8)
 endif()
 set(core_new_alignment_options $<$<COMPILE_LANGUAGE:CXX,OBJCXX>:${core_new_alignment}>)
 
-# -ffp-contract=off: single-precision formulas are computed as written on every host.
-# _FILE_OFFSET_BITS: a 32-bit program reads folders of large file systems too. A 64-bit one does so anyway, and there the
-# system's functions keep the names under which a test puts its own in front.
-# -fsemantic-interposition: a program may put its own function in front of any that a library exports, and is called by
-# the library as well. With GNU's compiler that goes without saying.
-# -Wno-format-truncation: texts that don't fit a fixed buffer are cut, by design.
+# Compile options:
+#
+#   -ffp-contract=off          Floating-point formulas give the same result on every host: no fused multiply-add.
+#   -fsemantic-interposition   A program may define a function that a library exports; the library then calls the
+#                              program's function. This is the default of GNU's compiler.
+#   -Wno-format-truncation     A text that does not fit a fixed buffer is truncated. This is intended.
+#   _FILE_OFFSET_BITS=64       A 32-bit program can read the folders of large file systems. A 64-bit program can do so
+#                              without this macro. The macro would link open64 for open, and a test that defines open
+#                              would not be called.
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -ffp-contract=off)
 add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-format-truncation>)
 add_compile_options($<$<CXX_COMPILER_ID:Clang>:-fsemantic-interposition>)
@@ -38,11 +42,17 @@ if(CORE_SANITIZE)
     add_link_options(-fsanitize=${CORE_SANITIZE})
 endif()
 
-# core_library(NAME SOURCES...): a shared library that exports what its headers mark as public. NAME/NAME.map,
-# beside the sources, is the export list for the linkers that take one: it also keeps in the code that the standard
-# library's templates leave behind.
+# core_library(NAME SOURCE... [INCLUDE_DIR FOLDER] PUBLIC_HEADERS HEADER...): a shared library and its public headers.
+#
+# The headers after PUBLIC_HEADERS are all headers that get installed. Every other header is private to this tree. The
+# headers are included by their path from the project's folder ("core/parser.h") and installed under that path; with
+# INCLUDE_DIR, by their path from FOLDER (<Carbon/Carbon.h>), and installed below a folder NAME.
+#
+# NAME/NAME.map lists the functions that the library exports, for linkers that take such a list. It hides the code
+# that templates of the standard library generate; hidden visibility alone would export that code.
 function(core_library name)
-    add_library(${name} SHARED ${ARGN})
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" INCLUDE_DIR PUBLIC_HEADERS)
+    add_library(${name} SHARED ${arg_UNPARSED_ARGUMENTS})
     set_target_properties(${name} PROPERTIES
         VERSION ${PROJECT_VERSION}
         SOVERSION ${PROJECT_VERSION_MAJOR}
@@ -52,16 +62,27 @@ function(core_library name)
     target_include_directories(${name} PUBLIC
         $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
         $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+    set(include_dir ${PROJECT_SOURCE_DIR})
+    set(install_dir ${CMAKE_INSTALL_INCLUDEDIR})
+    if(arg_INCLUDE_DIR)
+        set(include_dir ${arg_INCLUDE_DIR})
+        set(install_dir ${CMAKE_INSTALL_INCLUDEDIR}/${name})
+        target_include_directories(${name} PUBLIC
+            $<BUILD_INTERFACE:${include_dir}>
+            $<INSTALL_INTERFACE:${install_dir}>)
+    endif()
+    target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${include_dir} FILES ${arg_PUBLIC_HEADERS})
     if(APPLE)
-        # A game's bundle carries these in Contents/Frameworks.
+        # A game's bundle has the libraries in Contents/Frameworks.
         set_target_properties(${name} PROPERTIES
             INSTALL_NAME_DIR "@executable_path/../Frameworks"
             BUILD_WITH_INSTALL_NAME_DIR OFF)
     else()
-        # Calls between the libraries go through addresses, without a jump on the way. Whose function it is stays open.
+        # Calls between the libraries load the address of the function and need no jump table. The dynamic linker
+        # still chooses the function, so a program can define it.
         target_compile_options(${name} PRIVATE -fno-plt)
-        # Copies whose length is known to be small, but not how small, are left to the C library: the instruction that
-        # the compiler would put there takes longer to start than most of them take.
+        # Copies of an unknown small length call the C library. The string instruction that the compiler would emit
+        # takes longer to start than most of these copies take.
         if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|i.86)$")
             target_compile_options(${name} PRIVATE -mstringop-strategy=libcall)
         endif()
@@ -69,11 +90,7 @@ function(core_library name)
         target_link_options(${name} PRIVATE LINKER:--version-script=${map} LINKER:--no-undefined-version)
         set_target_properties(${name} PROPERTIES LINK_DEPENDS ${map} INSTALL_RPATH "$ORIGIN")
     endif()
-    install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-    install(DIRECTORY ${PROJECT_SOURCE_DIR}/${name}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${name}
-        FILES_MATCHING PATTERN "*.h" PATTERN "include" EXCLUDE PATTERN "src" EXCLUDE
-        PATTERN "macosx_*.h" EXCLUDE PATTERN "memorymgr_index*.h" EXCLUDE PATTERN "*_nodes.h" EXCLUDE
-        PATTERN "memorymgr_walk.h" EXCLUDE PATTERN "memorymgr_freelist.h" EXCLUDE PATTERN "memorymgr_rules.h" EXCLUDE
-        PATTERN "*_numbers.h" EXCLUDE PATTERN "otherslinks.h" EXCLUDE PATTERN "words.h" EXCLUDE # core's own
-        PATTERN "printable.h" EXCLUDE) # this tree's own
+    install(TARGETS ${name}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        FILE_SET HEADERS DESTINATION ${install_dir} COMPONENT headers)
 endfunction()

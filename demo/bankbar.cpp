@@ -2,14 +2,14 @@
 
 #include <algorithm>
 
-static const unsigned int sc_extBit = 0x80000000; // in a size: a fallback block
+static const unsigned int sc_extBit = 0x80000000; // in the size word of a header: the block is a fallback block
 
 static unsigned int sizeOf(const MemoryHeapNode_s& node)
 {
     return node.size & ~sc_extBit;
 }
 
-// begin and end in cells, from the bank's start.
+// Adds the range from begin to end to the cells. Both are measured in cells from the bank's start.
 static void use(std::vector<float>* cells, double begin, double end)
 {
     const size_t last = std::min(static_cast<size_t>(end), cells->size() - 1);

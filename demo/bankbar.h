@@ -1,4 +1,4 @@
-// A bank as a bar: where in it there is something, and how much didn't fit.
+// A bank as a bar: which parts of the bank are in use, and how many bytes are in fallback blocks.
 #pragma once
 
 #include "demo/gamememory.h"
@@ -6,11 +6,11 @@
 struct BankBar {
     std::string name;
     unsigned int size = 0;     // bytes of the bank
-    unsigned int used = 0;     // bytes of it in use, headers included
-    unsigned int fallback = 0; // bytes in blocks that it had no room for
-    unsigned int blocks = 0;   // in use, fallback ones included; 0 in a linear bank, which doesn't tell them apart
-    std::vector<float> cells;  // for equal parts of the bank, from its start: how much of each is in use, 0 to 1
+    unsigned int used = 0;     // bytes in use inside the bank, headers included
+    unsigned int fallback = 0; // bytes in fallback blocks, headers included
+    unsigned int blocks = 0;   // in use, with fallback blocks; 0 for a linear bank, which does not count its blocks
+    std::vector<float> cells;  // the bank in equal parts, from its start: the share of each that is in use, 0 to 1
 };
 
-// Between two calls of the bank's: it looks through the whole list of its blocks.
+// Walks all lists of the bank's blocks, so no other thread may use the bank during the call.
 BankBar ReadBankBar(const GameMemory& memory, int bank, size_t cells);

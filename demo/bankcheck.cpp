@@ -28,9 +28,10 @@ static int checkHeap(GameMemory& memory, int index, bool expectEmpty)
 {
     const MemoryBank_s& bank = memory.bank(index);
     unsigned int largestFree = 0;
-    if (bank.base) { // else it lives on fallback blocks alone
+    if (bank.base) { // null when the bank got no region: then all its blocks are fallback blocks
         const int code = memory.checkMemory(index, &largestFree, false);
-        if (code != MEMERR_NONE && code != MEMERR_OVERFLOW) { // an overflow comes last: all else was found in order
+        // checkMemory returns MEMERR_OVERFLOW only after all its other checks have passed.
+        if (code != MEMERR_NONE && code != MEMERR_OVERFLOW) {
             return code;
         }
     }
@@ -55,7 +56,7 @@ static int checkHeap(GameMemory& memory, int index, bool expectEmpty)
     return BANK_SOUND;
 }
 
-// Between two frames a linear bank holds nothing.
+// Between two frames each linear bank must be empty.
 static int checkLinear(const MemoryBank_s& bank)
 {
     return bank.bytesInUse == 0 && bank.cursor == bank.base && !bank.extList ? BANK_SOUND : BANK_NOT_EMPTY;

@@ -20,7 +20,7 @@ Battle::~Battle()
     }
 }
 
-// The high bits: the low ones of such a generator repeat soon.
+// Returns 0 to below - 1, from the high bits: the low bits of a linear congruential generator repeat after few steps.
 unsigned int Battle::random(unsigned int below)
 {
     m_random = m_random * 1664525u + 1013904223u;
@@ -32,7 +32,8 @@ float Battle::randomUpTo(float limit)
     return static_cast<float>(random(1001)) * limit / 1000.0f;
 }
 
-// A bank's blocks can lie at odd addresses, and a unit can't: docs/surprises.md.
+// A block of a bank may begin at any address, but a Unit needs its alignment, so the block has room to align the unit
+// inside it (docs/surprises.md).
 static Unit* makeUnit(int bank)
 {
     size_t room = sizeof(Unit) + alignof(Unit) - 1;
@@ -102,7 +103,7 @@ void Battle::act(Unit& unit)
     }
 }
 
-// The nearest one that the unit can hit, now or when it gets there.
+// Returns the nearest enemy that the unit can hit now or after it has walked there; null if there is none.
 Unit* Battle::findEnemy(const Unit& unit) const
 {
     Unit* nearest = nullptr;

@@ -1,19 +1,19 @@
 // A battle of two armies on the field of one level.
 //
-// Each frame each unit hits the nearest enemy it can, or walks towards it. All numbers are computed in single
-// precision, in the same order, from random numbers of the battle's own: it ends the same way on every host.
+// In each frame, each unit hits the nearest enemy that it can hit, or walks towards that enemy. A battle ends in the
+// same way on every host: it computes in single precision, always in the same order, and has its own random numbers.
 //
-// Units live in a heap bank, from the battle's start to its end or theirs.
+// Each unit is a block of a heap bank. The block is freed when the unit dies, or when the battle is destroyed.
 #pragma once
 
 #include "demo/gamedata.h"
 
 struct Unit {
-    void* block; // of the bank's, and around this
+    void* block; // the bank's block that contains this unit
     const UnitKind* kind;
     int army;
     int health;
-    int pause; // frames until it can hit again
+    int pause; // frames until the unit can hit again
     float x, y;
 };
 
@@ -26,13 +26,13 @@ public:
     Battle& operator=(const Battle&) = delete;
 
     void playFrame();
-    bool isOver() const; // for good, or because its time is up
+    bool isOver() const; // an army has no units left, or the level's number of frames was played
 
     const Level& level() const { return m_level; }
-    const std::vector<Unit*>& units() const { return m_units; } // those alive
-    int left(int army) const;                                   // units
+    const std::vector<Unit*>& units() const { return m_units; } // the units that are alive
+    int left(int army) const;                                   // the number of units alive
     int atStart(int army) const;
-    int winner() const;                              // 0 or 1; -1 while both are there
+    int winner() const;                              // the army, 0 or 1; -1 while both armies have units
     unsigned int frames() const { return m_frames; } // played
     unsigned int hits() const { return m_hits; }
 

@@ -1,4 +1,4 @@
-// The levels of the game, one battle after the other.
+// The game's levels: one battle for each, played one after the other.
 #pragma once
 
 #include "demo/battle.h"
@@ -10,13 +10,14 @@ class Campaign {
 public:
     Campaign(const std::vector<Level>& levels, const BankPlans& banks) : m_levels(levels), m_banks(banks) {}
 
-    // A battle that is over makes way for the next one.
+    // Plays a frame of the current battle. When that battle is over, the next level's battle begins first.
     void playFrame();
 
-    // How things stand; in the frame's bank.
+    // Returns a text with the level and the number of units of each army. The text is a block of the frame bank: it
+    // is valid until the end of the frame.
     const char* status() const;
 
-    // Those that have begun. They stay, with the units that are left, until the end.
+    // The battles that have begun, the current one last. Each keeps the units that are left until end() is called.
     const std::vector<std::unique_ptr<Battle>>& battles() const { return m_battles; }
     void end() { m_battles.clear(); }
 

@@ -1,7 +1,8 @@
-// 1. The parser reads; what it was given to read is looked at here, because its readers take "12 monkeys" for 12 and
-//    any word for false.
-// 2. A number has at most nine characters, so none is too large for an int.
-// 3. Lines end in carriage return and line feed. So none is passed over, and the parser's count is the editor's.
+// 1. The parser reads the values. This file also checks the text of each value, because the parser's readers accept
+//    "12 monkeys" as 12, and every word except "true" as false.
+// 2. A number has at most nine characters, so every number fits into an int.
+// 3. Each line ends in carriage return and line feed. The parser counts every such line, also an empty one, so its
+//    line numbers are the same as those in a text editor.
 #include "demo/datafile.h"
 
 #include "file/file.h"
@@ -19,7 +20,7 @@ static const unsigned int sc_largestWord = 999999999;
 static const char sc_integer[] = "+-0123456789";
 static const char sc_decimal[] = "+-.0123456789";
 
-// The whole file; empty when it can't be read.
+// Returns the text of the file; an empty text when the file can't be read or has more than sc_longest bytes.
 static std::string readText(const std::string& path)
 {
     std::string text;
@@ -52,7 +53,7 @@ DataFile::DataFile(const std::string& path) : m_path(path), m_text(readText(path
     m_line = 0;
 }
 
-// Goes to the next line that says something.
+// Goes to the next line with at least one word outside comments. Returns false at the end of the file.
 bool DataFile::takeLine()
 {
     m_words.clear();
@@ -113,10 +114,11 @@ bool DataFile::isLine(const char* name)
     return stricmp(m_token, name) == 0;
 }
 
-// Whether the line has so many numbers of these characters, and nothing else.
+// Returns true when the line has fewest to most values, and each value has only these characters and is short enough
+// for a number.
 bool DataFile::isValue(size_t fewest, size_t most, const char* characters) const
 {
-    for (size_t index = 2; index < m_words.size(); ++index) { // behind the name and "="
+    for (size_t index = 2; index < m_words.size(); ++index) { // after the name and "="
         const std::string& word = m_words[index];
         if (word.find_first_not_of(characters) != std::string::npos || word.size() > sc_longestNumber) {
             return false;
@@ -125,7 +127,7 @@ bool DataFile::isValue(size_t fewest, size_t most, const char* characters) const
     return m_words.size() >= 2 + fewest && m_words.size() <= 2 + most;
 }
 
-// A fault when the line's value is no good. True, as it was this line.
+// Records a fault when the line's value is not good. Returns true: the line had the name.
 bool DataFile::expect(bool good, const char* name, const std::string& form)
 {
     if (!good) {
@@ -141,7 +143,7 @@ static std::string formOf(const char* type, int low, int high)
 
 bool DataFile::readInt(const char* name, int low, int high, int* value)
 {
-    int number = INT_MIN; // below any that can be read
+    int number = INT_MIN; // less than each number of nine characters
     if (!isLine(name) || !m_parser.ParamEqualsInt32(m_token, name, &number)) {
         return false;
     }
@@ -176,7 +178,7 @@ bool DataFile::readWord(const char* name, unsigned int* value)
 
 bool DataFile::readFloat(const char* name, float low, float high, float* value)
 {
-    float number = NAN; // neither above low nor below high
+    float number = NAN; // fails both comparisons with low and high
     if (!isLine(name) || !m_parser.ParamEqualsFloat32(m_token, name, &number)) {
         return false;
     }
@@ -274,7 +276,7 @@ void DataFile::blame(const std::string& expected)
         m_fault.expected = expected;
         const std::string line = m_line > 0 ? m_lines[m_line - 1] : "";
         m_fault.found = line.substr(std::min(line.find_first_not_of(" \t"), line.size()));
-        for (char& letter : m_fault.found) { // nothing from a file steers the terminal
+        for (char& letter : m_fault.found) { // control characters of a file must not reach the terminal
             letter = static_cast<unsigned char>(letter) < ' ' ? ' ' : letter;
         }
     }

@@ -1,8 +1,8 @@
-// A data file of the game's: blocks of `name = value` lines in braces.
+// A data file of the game: blocks in braces, which contain lines of the form `name = value`.
 //
 //     DataFile file("Game/units.txt");
 //     while (file.nextBlock("unit")) {
-//         while (file.nextLine()) {                    // false behind the closing brace
+//         while (file.nextLine()) {                    // false after the closing brace
 //             file.readString("title", &title, 30) || file.readInt("health", 1, 1000, &health) ||
 //                 file.refuseLine();
 //         }
@@ -10,10 +10,10 @@
 //     }
 //     if (file.isGood()) { ... }                       // the whole file
 //
-// The parser logs what it can't read, and goes on. Here the first fault ends the file: a game that starts with half
-// of its data only fails later, and further from the cause.
+// Parser logs a line that it cannot read and continues with the next line. DataFile stops at the first fault: a game
+// that starts with half of its data fails later, where the cause is hard to see.
 //
-// A file needs no memory manager: the banks themselves are defined in one.
+// DataFile needs no memory manager, because the game reads the definitions of its banks with it.
 #pragma once
 
 #include "core/parser.h"
@@ -22,10 +22,10 @@
 #include <vector>
 
 struct DataFault {
-    std::string path;      // empty when there is none
+    std::string path;      // empty when there is no fault
     unsigned int line = 0; // from 1; 0 when the file can't be read at all
-    std::string expected;  // as the file would have it: "health = int32, 1..1000"
-    std::string found;
+    std::string expected;  // the form that the line should have: "health = int32, 1..1000"
+    std::string found;     // the line in the file
 };
 
 class DataFile {
@@ -35,24 +35,24 @@ public:
     DataFile(const DataFile&) = delete;
     DataFile& operator=(const DataFile&) = delete;
 
-    // Both false at the end, and once there was a fault.
-    bool nextBlock(const char* name); // outside of all blocks
-    bool nextLine();                  // inside the one that was begun last
+    // Both return false at the end and after a fault.
+    bool nextBlock(const char* name); // goes to the next block of the file; another name than this is a fault
+    bool nextLine();                  // goes to the next line of the current block; false after its closing brace
 
-    // For the current line: whether it is the one of that name. A value that is no good is a fault and is not stored.
+    // Each returns true when the current line has this name. A wrong value is a fault and is not stored.
     bool readInt(const char* name, int low, int high, int* value);
-    bool readInts(const char* name, int low, int high, int* first, int* second); // the second is not the smaller one
+    bool readInts(const char* name, int low, int high, int* first, int* second); // second >= first
     bool readWord(const char* name, unsigned int* value);                        // 0 to 999999999
     bool readFloat(const char* name, float low, float high, float* value);
     bool readFloats(const char* name, float low, float high, float* first, float* second);
-    bool readRange(const char* name, float low, float high, float* first, float* second); // the second may be missing
+    bool readRange(const char* name, float low, float high, float* first, float* second); // second may be missing
     bool readBool(const char* name, bool* value);
-    bool readString(const char* name, std::string* text, size_t longest); // bytes, at least one and at most 255
-    bool readChoice(const char* name, const std::vector<const char*>& choices, int* choice); // a string of these
-    bool beginBlock(const char* name); // a block in the block: until a nextLine of its own answers false
+    bool readString(const char* name, std::string* text, size_t longest); // 1 to longest bytes; longest <= 255
+    bool readChoice(const char* name, const std::vector<const char*>& choices, int* choice); // stores the index
+    bool beginBlock(const char* name); // an inner block: read its lines until nextLine returns false
 
-    bool refuseLine();                              // none of those asked about; always true
-    void require(bool given, const char* expected); // at the end of a block
+    bool refuseLine();                              // the line has none of the tried names: a fault; returns true
+    void require(bool given, const char* expected); // at the end of a block: a fault when given is false
 
     bool isGood() const { return m_fault.path.empty(); }
     const DataFault& fault() const { return m_fault; }
@@ -65,12 +65,12 @@ private:
     void blame(const std::string& expected);
 
     std::string m_path;
-    std::string m_text; // the parser's, which cuts it
+    std::string m_text; // for the parser, which cuts it
     Parser m_parser;
-    std::vector<std::string> m_lines; // as they were before
-    size_t m_line = 0;                // the current one, from 1
-    std::vector<std::string> m_words; // in it, without a comment at its end
-    char* m_token = nullptr;          // the first word, as the parser has it
-    std::string m_tried;              // the names it was asked for
+    std::vector<std::string> m_lines; // of the text, before the parser cut it
+    size_t m_line = 0;                // the current line, from 1
+    std::vector<std::string> m_words; // of the current line, without a comment at its end
+    char* m_token = nullptr;          // the first word of the line, in m_text
+    std::string m_tried;              // the names that the current line was compared with
     DataFault m_fault;
 };

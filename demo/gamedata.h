@@ -1,4 +1,4 @@
-// The units and levels of the game, as Game/units.txt and Game/levels.txt have them.
+// The units and levels of the game, read from Game/units.txt and Game/levels.txt.
 #pragma once
 
 #include "core/hashtable.h"
@@ -10,17 +10,17 @@
 class DataFile;
 
 struct UnitKind {
-    std::string name;  // by which levels call it
-    std::string title; // a text to be translated
+    std::string name;  // the name that levels.txt uses
+    std::string title; // a key of the string table
     std::string symbol;
     int health = 0;
-    int armour = 0; // taken off each hit
+    int armour = 0; // subtracted from the damage of each hit
     int leastDamage = 0;
     int mostDamage = 0;
     int pause = 1;     // frames from one hit to the next
-    float speed = 0;   // fields a frame
+    float speed = 0;   // fields per frame
     float reach = 1;   // fields
-    float nearest = 0; // it can't hit what is closer
+    float nearest = 0; // fields; the unit can't hit an enemy that is closer
     bool flies = false;
     bool hitsFlying = false;
 };
@@ -30,8 +30,8 @@ struct Squad {
     int army = 0; // 0 or 1
     const UnitKind* kind = nullptr;
     int count = 0;
-    float x = 0, y = 0; // where its first unit stands
-    float spread = 1;   // how far from there the others do
+    float x = 0, y = 0; // the position of the first unit, in fields
+    float spread = 1;   // the largest distance of the other units from there, in fields on each axis
 };
 
 struct Level {
@@ -39,7 +39,7 @@ struct Level {
     std::string armies[2];
     float width = 0, height = 0; // fields
     int frames = 0;
-    unsigned int seed = 0; // of its random numbers
+    unsigned int seed = 0; // of the battle's random numbers
     std::vector<Squad> squads;
 };
 
@@ -47,7 +47,7 @@ class GameData {
 public:
     GameData() : m_kindsByName(61, 128) {}
 
-    // Both false with the fault in the file. Units come first: levels name them.
+    // Each returns false on a fault; file.fault() describes the fault. Call readUnits first: levels name units.
     bool readUnits(DataFile& file);
     bool readLevels(DataFile& file);
 
@@ -57,7 +57,7 @@ public:
 private:
     Squad readSquad(DataFile& file, const Level& level);
 
-    std::deque<UnitKind> m_kinds; // which never moves them
+    std::deque<UnitKind> m_kinds; // a deque, because squads keep pointers to its elements
     HashTable<UnitKind> m_kindsByName;
     std::vector<Level> m_levels;
 };

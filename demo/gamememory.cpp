@@ -8,9 +8,9 @@
 #include <stdlib.h>
 
 static const size_t sc_mostBanks = 32;
-static const size_t sc_longestName = 30; // or the bank-size file doesn't know it again
+static const size_t sc_longestName = 30; // a longer name would not be found again in the bank-size file
 static const int sc_largestBank = 1 << 28;
-static const unsigned int sc_coreBankSize = 512 * 1024; // bytes; the string table and its texts
+static const unsigned int sc_coreBankSize = 512 * 1024; // bytes; room for the string table and its texts
 
 int BankPlans::find(const char* name) const
 {
@@ -41,7 +41,7 @@ static void readBank(DataFile& file, BankPlan* bank)
     file.require(!bank->name.empty(), "name = string");
     file.require(bank->name.find('=') == std::string::npos, "name = string, no '='");
     file.require(bank->size > 0, "size = int32");
-    // A linear bank can't free a block.
+    // A linear bank can't free a single block, so it may take only blocks that end with their frame.
     file.require(bank->kind == MEMBANK_HEAP || bank->session.empty() || (bank->name == "frame" && bank->frames == 0),
                  "kind = \"heap\"");
 }
@@ -66,7 +66,7 @@ bool ReadBankPlans(DataFile& file, BankPlans* plans)
     return file.isGood();
 }
 
-// The location "custom" is ordinary memory, too, but counted.
+// The location "custom" also uses malloc. In addition it counts its blocks.
 static unsigned int s_customBlocks;
 
 unsigned int CustomBlocks()
@@ -138,14 +138,14 @@ std::vector<BankSize> GameMemory::sizes() const
 
 void GameMemory::onOutOfMemory(int)
 {
-    static bool s_isTold; // a text that is new to the string table needs memory, too
+    static bool s_isTold; // the string table may run out of memory again when it adds the message as a new entry
     if (!s_isTold) {
         s_isTold = true;
         ReportOutOfMemory();
     }
 }
 
-// The lines "name=number" of a file; none of a file that can't be read.
+// Returns the lines "name=number" of a file; an empty map when the file can't be read.
 static std::map<std::string, unsigned int> readNumbers(const std::string& path)
 {
     std::map<std::string, unsigned int> numbers;
@@ -191,7 +191,7 @@ void KeepFallback(const std::string& path, const std::vector<BankSize>& sizes)
 {
     FILE* file = fopen_mac(fallbackPath(path).c_str(), "wb");
     if (!file) {
-        return; // the next run knows of no run before it
+        return; // then the next run shows no fallback blocks of the run before
     }
     for (const BankSize& size : sizes) {
         fprintf(file, "%s=%u\n", size.name.c_str(), size.fallback);

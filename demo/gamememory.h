@@ -1,9 +1,10 @@
-// The game's memory: the manager, with the banks of this game.
+// The game's memory: the memory manager and the banks of this game.
 //
-// Blocks that serve the same use and die together share a bank: the holes they leave fit the blocks that come after
-// them, and stay few. What lives no longer than a frame goes to a linear bank, which is emptied as a whole.
+// Blocks of the same use, size and lifetime share a bank. When such a block is freed, its free node has the right
+// size for the next block, so the bank has few free nodes. Blocks that live for one frame go to a linear bank, which
+// the game empties as a whole at the end of the frame.
 //
-// Which banks there are stands in Game/banks.txt.
+// Game/banks.txt lists the banks.
 #pragma once
 
 #include "core/memorymgr.h"
@@ -14,7 +15,7 @@
 
 class DataFile;
 
-static const int sc_coreBank = 0; // the library's own
+static const int sc_coreBank = 0; // the bank that the library itself allocates from
 static const unsigned int sc_any = 0xffffffff;
 
 struct BankPlan {
@@ -23,48 +24,47 @@ struct BankPlan {
     int location = MEMLOC_DEFAULT;
     int size = 0; // bytes
 
-    // The blocks it takes of a recorded session.
-    std::string session;           // its name, "all", or empty for none
-    unsigned int largest = sc_any; // bytes asked for, at most this
-    unsigned int frames = sc_any;  // and freed no later than this many frames after its own
+    // Which blocks of a recorded session the bank takes. A block must meet all three conditions.
+    std::string session;           // the name of the session, or "all"; empty: the bank takes no block of a session
+    unsigned int largest = sc_any; // the block has at most this many bytes
+    unsigned int frames = sc_any;  // the block is freed at most this many frames after its allocation
 };
 
 struct BankPlans {
     std::vector<BankPlan> banks;
-    int frameBank = 0; // what is forgotten with each frame
-    int unitBank = 0;  // the units of a battle
+    int frameBank = 0; // the index of the bank "frame", which is emptied at the end of each frame
+    int unitBank = 0;  // the index of the bank "units", for the units of a battle
 
-    int find(const char* name) const; // -1 when there is none
+    int find(const char* name) const; // returns a bank index; -1 when no bank has this name
 };
 
-// The file has the fault where the result is false.
+// Returns false on a fault; file.fault() describes the fault.
 bool ReadBankPlans(DataFile& file, BankPlans* plans);
 
-// One bank's size from run to run, in bytes.
+// The sizes of one bank in this run and the next, in bytes.
 struct BankSize {
     std::string name;
-    unsigned int planned; // in banks.txt
-    unsigned int start;   // when this run began
-    unsigned int peak;    // the most that was in use
-    unsigned int next;    // when the next run begins
+    unsigned int planned; // the size in banks.txt
+    unsigned int start;   // the size in this run
+    unsigned int peak;    // the high-water mark of this run
+    unsigned int next;    // the size in the next run
 
-    // Fallback blocks of this run, and of the last good one before it.
-    unsigned int fallback;
-    std::optional<unsigned int> fallbackBefore; // without a value when it is not known
+    unsigned int fallback;                      // the number of fallback blocks in this run
+    std::optional<unsigned int> fallbackBefore; // the same for the last good run before; no value when not known
 };
 
 class GameMemory : public MemoryMgr {
 public:
     void defineBanks(const BankPlans& plans);
-    void defineCoreBank(); // enough to say that there will be no game
-    void start();          // initialize, and then nobody defines another bank
-    void keepOldSizes();   // nothing was learnt from this run
+    void defineCoreBank(); // bank 0 alone, for a run that only prints a message
+    void start();          // calls initialize and locks the manager: no more banks can be defined
+    void keepOldSizes();   // the destructor will not write the bank-size file
 
     int count() const { return bankCount; }
     const MemoryBank_s& bank(int index) const { return banks[index]; }
     const char* bankSizesPath() const { return bankSizePath; }
 
-    // All but next and fallbackBefore, which come from files.
+    // Fills all fields except next and fallbackBefore; ReadNextSizes and ReadFallbackBefore read those from files.
     std::vector<BankSize> sizes() const;
 
 protected:
@@ -74,12 +74,14 @@ private:
     BankSize m_sizes[32] = {};
 };
 
-// The blocks that the location "custom" has given and not got back.
+// The number of blocks that the location "custom" has allocated and not freed.
 unsigned int CustomBlocks();
 
-// Looks up what the next run will start from: for a bank the file doesn't name, that is what is in banks.txt.
+// Stores in next the sizes of the bank-size file at path; for a bank that the file does not name, the size in
+// banks.txt.
 void ReadNextSizes(const std::string& path, std::vector<BankSize>* sizes);
 
-// The fallback blocks of each bank are kept beside the bank-size file at path, from one good run to the next.
+// "fallback.dat" stores each bank's number of fallback blocks in the last good run. path is the bank-size file's
+// path; "fallback.dat" is in the same folder.
 void ReadFallbackBefore(const std::string& path, std::vector<BankSize>* sizes);
 void KeepFallback(const std::string& path, const std::vector<BankSize>& sizes);

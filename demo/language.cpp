@@ -10,9 +10,9 @@
 #include <unistd.h>
 
 static const char sc_ownLanguage[] = "en";
-static const size_t sc_longestPath = 127; // bytes the string table has room for
+static const size_t sc_longestPath = 127; // bytes of a path that the string table has room for
 
-// An entry of a string table's is a record of this place, and a text.
+// The tag of the block that each entry of a string table has: the number of these blocks is the number of entries.
 static const char sc_recordFile[] = "core/stringtable";
 static const unsigned int sc_recordLine = 221;
 
@@ -39,7 +39,7 @@ static std::string fileIn(const std::string& folder)
 void Language::setFolder(const std::string& folder)
 {
     m_path = fileIn(folder);
-    // From inside the folder the name alone is enough, and short.
+    // The string table truncates a long path. From inside the folder "." is enough.
     const bool isInside = m_path.size() > sc_longestPath && chdir(folder.c_str()) == 0;
     StringTable::s_setLocalePath(isInside ? "." : folder.c_str());
 }
@@ -68,7 +68,7 @@ bool Language::choose(const std::string& folder, const std::string& name)
 
 void Language::load(GameMemory& memory, StringTable& strings)
 {
-    if (!m_isCollecting) { // else the table would say that there is no file, as if that were wrong
+    if (!m_isCollecting) { // else setLanguage would log that the file is missing, which is no fault here
         strings.setLanguage(m_name.c_str());
     }
     m_entries = countEntries(memory);
@@ -79,7 +79,8 @@ unsigned int Language::newTexts(GameMemory& memory) const
     return countEntries(memory) - m_entries;
 }
 
-// A text that the file doesn't have would come back all the same, as its own translation; but it makes an entry.
+// A text that the file does not have would also be the same, because it becomes its own translation. But translate
+// adds an entry for it, so the number of entries shows it.
 bool Language::textsCameBack(GameMemory& memory, unsigned int collected) const
 {
     if (access(m_path.c_str(), R_OK) != 0) {

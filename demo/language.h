@@ -1,7 +1,8 @@
-// Where the texts come from, and go.
+// Chooses the strings file that the texts are read from or written to.
 //
-// A language is a folder in the game's locale folder. Without one the texts are the game's own: the string table
-// collects them in a file of the player's data folder, and takes them from there in all runs to come.
+// Each language has a folder in the game's locale folder. English, the game's own language, has none: in the first
+// run the string table collects all texts and writes them to a strings file in the player's data folder. Later runs
+// read that file.
 //
 //     Language language;
 //     language.choose(options.folder, "de");
@@ -9,7 +10,7 @@
 //         StringTable strings;
 //         language.load(memory, strings);
 //         ...
-//     }                                       // a table that has opened no file writes one
+//     }                                       // the table's destructor writes the file when load opened none
 //     if (language.isCollecting() && !language.textsCameBack(memory, count)) { ... }
 #pragma once
 
@@ -17,27 +18,29 @@
 
 class StringTable;
 
-// Whether the game, with its files in this folder, speaks that language. Its own is English, "en".
+// Returns true when the game, with its files in folder, has the language name. It always has "en".
 bool HasLanguage(const std::string& folder, const std::string& name);
 
 class Language {
 public:
-    // Before there is a table. False when the game doesn't have that language; its own texts have to do then.
+    // Call it before the string table is made. Returns false when the game does not have the language; English is
+    // used then.
     bool choose(const std::string& folder, const std::string& name);
 
     void load(GameMemory& memory, StringTable& strings);
 
     bool isCollecting() const { return m_isCollecting; }
     const std::string& path() const { return m_path; }               // of the strings file
-    const std::string& missingPath() const { return m_missingPath; } // where the chosen language's should have been
+    const std::string& missingPath() const { return m_missingPath; } // of the chosen language's file, if missing
 
-    // How many texts were asked for that the file didn't have.
+    // The number of texts that were translated so far and were not in the strings file.
     unsigned int newTexts(GameMemory& memory) const;
 
-    // When the table is gone: whether the file it has written holds so many texts, as they were.
+    // Call it after the table was destroyed. Returns true when the table's strings file has this number of texts, and
+    // each is the same as before.
     bool textsCameBack(GameMemory& memory, unsigned int collected) const;
 
-    // The file goes away: a run that ended early doesn't know all texts, and the next one collects them again.
+    // Removes the collected file: a run that ended early may not have all texts. The next run collects them again.
     void forgetCollected() const;
 
 private:
@@ -47,5 +50,5 @@ private:
     std::string m_missingPath;
     std::string m_name;
     bool m_isCollecting = false;
-    unsigned int m_entries = 0; // in the file
+    unsigned int m_entries = 0; // in the strings file
 };

@@ -1,4 +1,4 @@
-// Who holds memory: the live blocks of all banks, by the file and line that asked for them.
+// The blocks in use of all banks, counted by tag: the source name and line that alloc was given.
 #pragma once
 
 #include "demo/gamememory.h"
@@ -10,5 +10,5 @@ struct LivePlace {
     unsigned int bytes; // headers included
 };
 
-// The place that holds most comes first.
+// Returns the tags, those with the most bytes first.
 std::vector<LivePlace> FindLiveBlocks(GameMemory& memory);

@@ -1,11 +1,12 @@
 // A small game without sound, from start-up to shutdown, in a window where there is a display.
 //
-// Two armies fight their battles, as the game's data files say. Meanwhile the memory works as hard as in a large game:
-// what two real programs asked for was recorded, and is played again, frame by frame, from banks of the game's own.
-// Then the game looks whether all is well, and shows where the memory went.
+// Two armies fight the battles of the game's data files. At the same time the demo plays two recorded sessions: every
+// allocation and every free that two real programs made, frame by frame, with the banks of the game. So the banks
+// have as much to do as in a large game. At the end the game checks all banks and prints how much memory each used.
 //
-// Run it twice: each run moves the banks' sizes toward their peak use, the texts come from the file that the first
-// run has left, and what was chosen on the command line is chosen still. `-help` lists what else to try.
+// Run it twice. Each run moves the sizes of the banks toward their peak use. The second run reads its texts from the
+// file that the first run has written, and uses the settings that were given on the first run's command line. `-help`
+// lists all switches.
 #include "demo/bankcheck.h"
 #include "demo/progress.h"
 #include "demo/replay.h"
@@ -19,11 +20,11 @@
 
 #include <unistd.h>
 
-// How the process ends.
+// Exit statuses of the process.
 static const int sc_allIsWell = 0;
-static const int sc_damaged = 1; // a block, a bank or a text is not as it should be
-static const int sc_noGame = 2;  // a switch, a data file or a session is no good
-static const int sc_unsaid = 3;  // all is well, but the standard output could not be written
+static const int sc_damaged = 1; // a check of the blocks, the banks or the texts has failed
+static const int sc_noGame = 2;  // a switch, a data file or a session has a fault, so the game did not start
+static const int sc_unsaid = 3;  // all checks passed, but the standard output could not be written
 
 static bool load(const std::string& folder, const Recording& recording, Session* session)
 {
@@ -51,7 +52,7 @@ static bool load(const std::string& folder, GameData* data)
     return true;
 }
 
-// What moves with each frame.
+// The parts that change with each frame.
 struct Game {
     GameMemory& memory;
     const BankPlans& banks;
@@ -69,7 +70,7 @@ static Scene sceneOf(const Game& game, unsigned int frame, unsigned int frames, 
     return scene;
 }
 
-// Until the last frame, or until the player has had enough.
+// Plays until the last frame, or until the player closes the window. Returns false when a block is damaged.
 static bool playFrames(Game& game, unsigned int frames, Screen& screen)
 {
     Progress progress(frames);
@@ -82,12 +83,12 @@ static bool playFrames(Game& game, unsigned int frames, Screen& screen)
         if (screen.isOpen()) {
             screen.show(sceneOf(game, frame, frames, screen.input()));
         }
-        g_MemoryPtr->free(game.banks.frameBank, nullptr); // the frame is over: forget everything in it
+        g_MemoryPtr->free(game.banks.frameBank, nullptr); // empties the frame bank
     }
     return true;
 }
 
-// The player may change the kind of window; the next run begins as this one has ended.
+// The player may switch between window and full screen. The next run begins with the last choice.
 static bool playOnScreen(Game& game, unsigned int frames, Settings* settings)
 {
     const bool fullScreen = settings->number(SETTING_FULL_SCREEN) != 0;
@@ -114,7 +115,7 @@ static bool banksCheckOut(GameMemory& memory, bool expectEmpty)
     return sound;
 }
 
-// Whether the banks hold as many blocks as the session has left there.
+// Returns true when the banks have as many blocks of this session in use as the Replay has not freed.
 static bool liveBlocksMatch(const std::vector<LivePlace>& places, const Replay& replay)
 {
     unsigned int found = 0;
@@ -128,7 +129,7 @@ static bool liveBlocksMatch(const std::vector<LivePlace>& places, const Replay& 
     return true;
 }
 
-// The game's loop, and what it leaves behind.
+// Plays the game, reports the results and frees the blocks of both sessions. Returns an exit status.
 static int play(GameMemory& memory, const BankPlans& banks, const GameData& data, const Options& options,
                 Settings* settings)
 {
@@ -163,7 +164,7 @@ static int play(GameMemory& memory, const BankPlans& banks, const GameData& data
     return sound ? sc_allIsWell : sc_damaged;
 }
 
-// All texts that the game's data bring with them.
+// Translates all texts of the data files, so that a collected strings file has them.
 static void askForTexts(const GameData& data)
 {
     for (const UnitKind& kind : data.kinds()) {
@@ -192,7 +193,8 @@ static int playGame(GameMemory& memory, const BankPlans& banks, const Language& 
     return play(memory, banks, data, options, settings);
 }
 
-// The texts, as long as the game needs them. Whatever there is to say, it is said in the player's language.
+// Makes the string table for the time of the game, so that every message is in the player's language. Returns an exit
+// status.
 static int run(GameMemory& memory, const DataFile& bankFile, const BankPlans& banks, const Options& options)
 {
     Settings settings = ChooseSettings(options);
@@ -217,7 +219,7 @@ static int run(GameMemory& memory, const DataFile& bankFile, const BankPlans& ba
             status = playGame(memory, banks, language, options, &settings);
         }
         newTexts = language.newTexts(memory);
-    } // without a strings file, the table writes one
+    } // the table writes a strings file when it has read none
     if (options.help || status != sc_allIsWell) {
         language.forgetCollected();
         return status;
@@ -245,8 +247,9 @@ int main(int argc, char** argv)
     Platform::SystemCheck();
     Platform::SetApp(1);
 
-    // Neither a command line nor a parser takes memory when it is no `new` one. So a switch can say where the game's
-    // files are, and one of those which banks there shall be.
+    // A CommandLine or a Parser that was not made with `new` takes no memory from a bank. So both can be used before
+    // the memory manager exists: a switch names the folder of the game's files, and banks.txt in that folder defines
+    // the banks.
     CommandLine commandLine;
     const Options options = ReadOptions(commandLine, argc, argv);
     Platform::SetCommandLine(&commandLine);
@@ -271,7 +274,7 @@ int main(int argc, char** argv)
             memory.keepOldSizes();
         }
         sizes = memory.sizes();
-    } // all memory goes back, and the sizes for the next run are written down
+    } // GameMemory frees all memory and writes the sizes for the next run to the bank-size file
     if (CustomBlocks() != 0) {
         ReportCustomBlocks(CustomBlocks());
         status = sc_damaged;

@@ -14,10 +14,10 @@
 #include <string_view>
 #include <vector>
 
-DEMO_TEXT(sc_usage, "usage: %s [SWITCH]...\nA small game without sound, played in banks of memory.\n\n");
+DEMO_TEXT(sc_usage, "usage: %s [SWITCH]...\nA small game without sound that shows what its memory banks hold.\n\n");
 DEMO_TEXT(sc_help, "lists these switches");
 DEMO_TEXT(sc_framesToPlay, "how many frames are played");
-DEMO_TEXT(sc_language, "the language, by the name of its folder in locale; en is the game's own");
+DEMO_TEXT(sc_language, "the language: the name of a folder in locale, or en for the game's own");
 DEMO_TEXT(sc_windowWidth, "width of the window, in pixels");
 DEMO_TEXT(sc_windowHeight, "height of the window, in pixels");
 DEMO_TEXT(sc_inFullScreen, "begins in full screen");
@@ -26,16 +26,16 @@ DEMO_TEXT(sc_data, "the folder with the game's files");
 DEMO_TEXT(sc_more, "shows more: levels, hits and survivors");
 DEMO_TEXT(sc_range, "%s, %u to %u");
 DEMO_TEXT(sc_lacksValue, "%s needs a value: %s.\n");
-DEMO_TEXT(sc_notInRange, "%s needs a number from %u to %u; \"%s\" is none.\n");
-DEMO_TEXT(sc_noSwitch, "\"%s\" is no switch; the nearest is %s.\n");
+DEMO_TEXT(sc_notInRange, "%s needs a number from %u to %u; \"%s\" is not one.\n");
+DEMO_TEXT(sc_noSwitch, "\"%s\" is not a switch; the nearest is %s.\n");
 DEMO_TEXT(sc_givenTwice, "%s is given twice.\n");
 DEMO_TEXT(sc_tryHelp, "-help lists all switches.\n");
 
 static const struct Switch {
     const char* name;
-    const char* argument; // empty when there is none
+    const char* argument; // the name of its value in the help; empty when the switch takes no value
     const char* text;
-    unsigned int low, high; // 0 when its value is no number
+    unsigned int low, high; // the range of a number; both 0 for other switches
 } sc_switches[] = {
     {"-help", "", sc_help, 0, 0},
     {"-frames", "N", sc_framesToPlay, 1, sc_frames},
@@ -45,13 +45,13 @@ static const struct Switch {
     {"-window", "", sc_inWindow, 0, 0},
     {"-locale", "NAME", sc_language, 0, 0},
     {"-data", "FOLDER", sc_data, 0, 0},
-    {"-logger", "", sc_more, 0, 0}, // the library adds this one
+    {"-logger", "", sc_more, 0, 0}, // core's CommandLine defines this switch
 };
 
-// Other names of -help, which players know from other programs.
+// Other names of -help that are common in other programs.
 static const char* const sc_helpToo[] = {"--help", "-h"};
 
-// Null for a word that is no switch.
+// Returns null when name is not a switch.
 static const Switch* findSwitch(std::string_view name)
 {
     const Switch* end = std::end(sc_switches);
@@ -60,10 +60,11 @@ static const Switch* findSwitch(std::string_view name)
     return known != end ? known : nullptr;
 }
 
-// How many letters have to be added, taken out or changed to make one text of the other.
+// Returns the edit distance: how many letters must be added, removed or changed to turn left into right.
 static size_t distanceBetween(std::string_view left, std::string_view right)
 {
-    std::vector<size_t> row(right.size() + 1); // the distances of what left begins with to what right begins with
+    std::vector<size_t> row(
+        right.size() + 1); // row[j]: the distance from the first i letters of left to the first j letters of right
     std::iota(row.begin(), row.end(), size_t(0));
     for (size_t i = 0; i < left.size(); ++i) {
         size_t diagonal = row[0]++;
@@ -76,8 +77,8 @@ static size_t distanceBetween(std::string_view left, std::string_view right)
     return row.back();
 }
 
-// The switch that the player most likely meant: one that begins with the letters of the word, or else the one that
-// takes the fewest changes. Case, signs in front, and "=" with what is behind it do not count.
+// Returns the switch that the player most likely meant: a switch that begins with the word, or else the switch with
+// the smallest edit distance. The comparison ignores case, leading "-" and "+", and everything from "=" on.
 static const char* nearestSwitch(std::string word)
 {
     word.erase(0, word.find_first_not_of("-+"));
@@ -98,18 +99,18 @@ static const char* nearestSwitch(std::string word)
     return nearest->name;
 }
 
-// The game's own files; in a bundle they are among the resources.
+// Returns the folder of the game's own files; in a bundle it is inside the resources.
 static std::string defaultFolder()
 {
     const char* gamePath = GetAppGamePath();
     return gamePath ? gamePath : "";
 }
 
-// With a slash behind it.
+// Returns the absolute path of folder, with a slash at its end.
 static std::string absolute(const std::string& folder)
 {
     char* real = realpath(folder.empty() ? "." : folder.c_str(), nullptr);
-    const std::string path = real ? real : folder; // one that isn't there shows when a file is opened
+    const std::string path = real ? real : folder; // a missing folder is reported when a file is opened
     free(real);
     return path + "/";
 }
@@ -124,7 +125,7 @@ static const char* argumentOf(CommandLine& commandLine, const char* name)
 
 static void refuse(Options* options, const char* name, const char* value)
 {
-    if (options->wrongSwitch.empty()) { // the first one is told
+    if (options->wrongSwitch.empty()) { // only the first fault is reported
         options->wrongSwitch = name;
         options->wrongValue = value;
     }
@@ -162,7 +163,7 @@ static void readNumber(CommandLine& commandLine, const char* name, std::string* 
     }
 }
 
-// A switch without its value is none for the library, and a mistake here.
+// CommandLine ignores a switch whose value is missing. The demo reports it as a fault.
 static void findMissingValues(CommandLine& commandLine, int argc, char** argv, Options* options)
 {
     for (const Switch& known : sc_switches) {
@@ -174,14 +175,14 @@ static void findMissingValues(CommandLine& commandLine, int argc, char** argv, O
     }
 }
 
-// The library passes over words that it doesn't know, and over a switch that is given again. Here both are mistakes.
+// CommandLine ignores unknown words and repeated switches. The demo reports both as faults.
 static void findStrangeWord(int argc, char** argv, Options* options)
 {
     std::set<std::string_view> given;
     for (int position = 1; position < argc; ++position) {
         const std::string_view word = argv[position];
         const Switch* known = findSwitch(word);
-        // A Mac's Finder adds a word to the command line, with a number of the process.
+        // The Mac's Finder adds a word with the number of the process to the command line.
         const bool isFinders = word.substr(0, 5) == "-psn_";
         if ((!known && !isFinders) || !given.insert(word).second) {
             options->strangeWord = argv[position];

@@ -1,4 +1,4 @@
-// What is to be seen: boxes and texts, in the order in which they are drawn.
+// A picture: boxes and labels, in the order in which they are drawn.
 //
 // All positions and sizes are in pixels of the view, from its upper left corner, y down. A colour is 0xRRGGBB.
 #pragma once
@@ -13,7 +13,8 @@ struct Box {
 
 enum e_Align : int { ALIGN_LEFT, ALIGN_CENTRE, ALIGN_RIGHT };
 
-// One line of text in a box as wide as it may become: one that is wider is drawn smaller. y is the box's middle.
+// One line of text. x and width are the space that it may take; a wider text is drawn in a smaller font. y is the
+// middle of the line.
 struct Label {
     float x, y, width;
     float size; // of the font
@@ -23,7 +24,7 @@ struct Label {
     std::string text; // UTF-8
 };
 
-// Labels lie on top of boxes.
+// All labels are drawn after all boxes.
 struct Picture {
     std::vector<Box> boxes;
     std::vector<Label> labels;

@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 static const unsigned int sc_cells = 30;
-static const std::chrono::milliseconds sc_pause(50); // between two drawings: more often nobody sees
+static const std::chrono::milliseconds sc_pause(50); // at least, between two drawings: a player sees no more
 
 Progress::Progress(unsigned int total)
     : m_total(total), m_onTerminal(isatty(STDOUT_FILENO) != 0), m_nextDraw(std::chrono::steady_clock::now())

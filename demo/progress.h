@@ -1,4 +1,4 @@
-// A progress bar, on a terminal; elsewhere nothing at all.
+// A progress bar on the terminal. Prints nothing when the standard output is not a terminal.
 #pragma once
 
 #include <chrono>
@@ -7,7 +7,7 @@
 class Progress {
 public:
     explicit Progress(unsigned int total);
-    ~Progress(); // takes the bar away
+    ~Progress(); // erases the bar
 
     void show(unsigned int done, const char* status);
 
@@ -16,6 +16,6 @@ private:
 
     const unsigned int m_total;
     const bool m_onTerminal;
-    size_t m_columns = 0; // the most that were drawn
+    size_t m_columns = 0; // the width of the widest bar that was drawn
     std::chrono::steady_clock::time_point m_nextDraw;
 };

@@ -1,5 +1,5 @@
-// A recording says when each block dies. A game knows as much: what is made for this frame, what for a moment, and
-// what for the level. So the banks' rules may ask for it.
+// A recording contains the operation that frees each block. A game also knows how long a block will live: for a
+// frame, for a short time or for the level. So the rules of the banks may use the lifetime of a block.
 #include "demo/replay.h"
 
 #include "demo/options.h"
@@ -53,7 +53,7 @@ unsigned int Replay::liveNow() const
         std::count_if(m_blocks.begin(), m_blocks.end(), [](const void* block) { return block != nullptr; }));
 }
 
-// Neighbours in time get different bytes.
+// Blocks that are allocated one after the other get different bytes.
 static int fillOf(unsigned int number)
 {
     return static_cast<unsigned char>(number * 37 + 1);
@@ -62,7 +62,8 @@ static int fillOf(unsigned int number)
 void Replay::make(unsigned int number)
 {
     const SessionBlock& block = m_session.blocks[number];
-    // A recording has no lines. Blocks of one size mostly come from one place, so the size stands for it.
+    // A recording has no line numbers. Blocks of one size mostly come from one place in the program, so the block's
+    // size is used as its line.
     m_blocks[number] = g_MemoryPtr->alloc(m_bankOf[number], block.size, m_recording.name, block.size);
     memset(m_blocks[number], fillOf(number), block.size);
 }
@@ -72,14 +73,14 @@ bool Replay::free(unsigned int number)
     const SessionBlock& block = m_session.blocks[number];
     unsigned char* bytes = static_cast<unsigned char*>(m_blocks[number]);
     const int bank = m_bankOf[number];
-    // The first byte is right, and each byte is as the one before it.
+    // The first byte has the right value, and each byte equals the byte before it.
     if (bytes[0] != fillOf(number) || memcmp(bytes, bytes + 1, block.size - 1) != 0) {
         ReportOverwritten(m_recording.name, number, block.size, m_banks.banks[bank].name);
         return false;
     }
     m_blocks[number] = nullptr;
     if (bank == m_banks.frameBank) {
-        return true; // they go all at once, at the frame's end
+        return true; // the game empties the frame bank as a whole at the end of the frame
     }
     if (const int code = g_MemoryPtr->free(bank, bytes)) {
         ReportNotFreed(m_recording.name, number, block.size, m_banks.banks[bank].name, code);

@@ -6,25 +6,25 @@
 
 #include <stdio.h>
 
-DEMO_TEXT(sc_noLanguage, "There is no language \"%s\": no file\n%s\n");
+DEMO_TEXT(sc_noLanguage, "The game does not have the language \"%s\": there is no file\n%s\n");
 DEMO_TEXT(sc_noFile, "%s can't be read.\n");
 DEMO_TEXT(sc_fault, "%s, line %u:\nexpected: %s\nfound:    %s\n");
 DEMO_TEXT(sc_noSession, "%s can't be played: %s.\n");
 DEMO_TEXT(sc_noSessionFrom, "%s can't be played: %s (operation %s).\n");
-DEMO_TEXT(sc_noBank, "No bank takes all blocks of %s: see banks.txt.\n");
-DEMO_TEXT(sc_noMemory, "The demo has no more memory.\n");
-DEMO_TEXT(sc_unsaid, "Not all of this could be written to the standard output.\n");
+DEMO_TEXT(sc_noBank, "Some blocks of %s have no bank that takes them: see banks.txt.\n");
+DEMO_TEXT(sc_noMemory, "The demo is out of memory.\n");
+DEMO_TEXT(sc_unsaid, "The standard output could not be written completely.\n");
 
-DEMO_TEXT(sc_start, "core demo: %u frames of war, with the memory of two recorded programs to carry\n\n");
+DEMO_TEXT(sc_start, "core demo: %u frames of battle, while two recorded programs allocate and free memory\n\n");
 DEMO_TEXT(sc_firstRun, "First run: banks start from the sizes in banks.txt.\n");
-DEMO_TEXT(sc_sameSizes, "Banks start from the sizes in banks.txt: no others are in\n%s\n");
+DEMO_TEXT(sc_sameSizes, "Banks start from the sizes in banks.txt. There are no other sizes in\n%s\n");
 DEMO_TEXT(sc_lastSizes, "Banks start from the sizes of the last run: %s of %s differ from banks.txt.\n");
 DEMO_TEXT(sc_textsFrom, "Texts come from\n%s\n");
-DEMO_TEXT(sc_textsCollected, "Texts are the game's own, and will be collected in\n%s\n");
+DEMO_TEXT(sc_textsCollected, "The game shows its own texts and will collect them in\n%s\n");
 DEMO_TEXT(sc_data, "%s kinds of units fight on %s levels.\n");
 DEMO_TEXT(sc_levelSize, "%s: %s by %s fields, %s squads.\n");
 DEMO_TEXT(sc_noScreen, "There is no display: the game goes on without a window.\n");
-DEMO_TEXT(sc_played, "%s operations in %s seconds; every freed block was as it had been left.\n");
+DEMO_TEXT(sc_played, "%s operations in %s seconds; every block kept its contents until it was freed.\n");
 
 DEMO_TEXT(sc_wins, "%s: %s wins in %u frames and has %d of %d units left.\n");
 DEMO_TEXT(sc_undecided, "%s: undecided after %u frames.\n%s has %d of %d units left, %s has %d of %d.\n");
@@ -52,7 +52,7 @@ DEMO_TEXT(sc_bytes, "bytes");
 DEMO_TEXT(sc_otherPlaces, "%s other places");
 
 DEMO_TEXT(sc_notTranslated, "%s texts are not translated in\n%s\n");
-DEMO_TEXT(sc_refused, "%s translations ask for other values than their texts, and are not used.\n");
+DEMO_TEXT(sc_refused, "%s translations are not used: they do not print the same values as their texts.\n");
 DEMO_TEXT(sc_collected, "%s texts collected, written to\n%s\nand read back: they are the same.\n");
 DEMO_TEXT(sc_verdict, "All %d banks check out: headers, lists and counters agree, and with the\n"
                       "last blocks freed each is one free block again.\n");
@@ -64,28 +64,28 @@ DEMO_TEXT(sc_nextRun, "next run");
 DEMO_TEXT(sc_fallbackBefore, "fallback\nlast run");
 DEMO_TEXT(sc_fallbackNow, "fallback\nthis run");
 DEMO_TEXT(sc_all, "all");
-DEMO_TEXT(sc_nextSizes, "The next run finds its sizes in\n%s\n");
-DEMO_TEXT(sc_notWritten, "The next run starts as this one did: there is no writing to\n%s\n");
+DEMO_TEXT(sc_nextSizes, "The sizes for the next run are in\n%s\n");
+DEMO_TEXT(sc_notWritten, "The next run starts from the same sizes as this run: the game cannot write to\n%s\n");
 
-DEMO_TEXT(sc_overwritten, "Block %u of %s, %u bytes in the bank \"%s\", has been written to by somebody else.\n");
+DEMO_TEXT(sc_overwritten, "Block %u of %s, %u bytes in the bank \"%s\", was overwritten.\n");
 DEMO_TEXT(sc_notFreed, "Block %u of %s, %u bytes in the bank \"%s\", could not be freed: %s (%d).\n");
 DEMO_TEXT(sc_damaged, "The bank \"%s\" is damaged: %s (%d).\n");
 DEMO_TEXT(sc_liveCount, "%s should have %u blocks left, but has %u.\n");
-DEMO_TEXT(sc_lost, "The collected texts did not come back as they were from\n%s\n");
-DEMO_TEXT(sc_custom, "The game's own location has not got back %u of its blocks.\n");
-DEMO_TEXT(sc_blockMark, "a block in use lacks its mark");
-DEMO_TEXT(sc_freeMark, "a free block lacks its mark");
+DEMO_TEXT(sc_lost, "The collected texts have changed when they are read back from\n%s\n");
+DEMO_TEXT(sc_custom, "The game did not free %u blocks of its own location.\n");
+DEMO_TEXT(sc_blockMark, "the header of a block in use is damaged");
+DEMO_TEXT(sc_freeMark, "the header of a free block is damaged");
 DEMO_TEXT(sc_sizes, "its blocks don't add up to its size");
 DEMO_TEXT(sc_usedCount, "the number of blocks in use is wrong");
 DEMO_TEXT(sc_freeCount, "the number of free blocks is wrong");
-DEMO_TEXT(sc_link, "a list doesn't run back as it runs forth");
+DEMO_TEXT(sc_link, "the links of a list do not match in both directions");
 DEMO_TEXT(sc_blocksLost, "blocks were lost");
 DEMO_TEXT(sc_bytesLost, "its blocks don't add up to the bytes in use");
-DEMO_TEXT(sc_notEmpty, "something is left in it");
-DEMO_TEXT(sc_notJoined, "all is free, but in pieces");
+DEMO_TEXT(sc_notEmpty, "it still has blocks in use");
+DEMO_TEXT(sc_notJoined, "all its memory is free, but in several blocks");
 DEMO_TEXT(sc_fails, "it fails its check");
 
-static const size_t sc_mostPlaces = 12; // lines in the table of live blocks
+static const size_t sc_mostPlaces = 12; // lines in the table of blocks in use
 static const unsigned int sc_pictureColumns = 72;
 static const unsigned int sc_pictureLines = 12;
 
@@ -237,7 +237,7 @@ void ReportBanks(GameMemory& memory)
                Text(sc_blocksInUse), Text(sc_freeNodes), Text(sc_largest), Text(sc_fallback)});
     for (int index = 0; index < memory.count(); ++index) {
         const MemoryBank_s& bank = memory.bank(index);
-        const bool heap = bank.type == MEMBANK_HEAP; // a linear bank doesn't tell its blocks apart
+        const bool heap = bank.type == MEMBANK_HEAP; // a linear bank does not count its blocks in use
         unsigned int largestFree = 0;
         memory.checkMemory(index, &largestFree, false);
         table.add({bank.name, Grouped(bank.allocCount), InKiB(bank.size), InKiB(bank.peakBytes),

@@ -1,4 +1,4 @@
-// What the demo has to say.
+// All messages and tables that the demo prints.
 #pragma once
 
 #include "demo/campaign.h"
@@ -6,7 +6,7 @@
 #include "demo/language.h"
 #include "demo/liveblocks.h"
 
-// Why there is no game.
+// Reasons why the game does not start or does not go on.
 void ReportMissingLanguage(const std::string& name, const std::string& path);
 void ReportDataFault(const DataFault& fault);
 void ReportUnreadableSession(const std::string& path, const std::string& why);
@@ -14,7 +14,7 @@ void ReportHomelessBlocks(const char* session);
 void ReportOutOfMemory();
 void ReportUnsaid();
 
-// fileFound: there is a bank-size file at path.
+// fileFound: true when the bank-size file exists at path.
 void ReportStart(const std::vector<BankSize>& sizes, const std::string& path, bool fileFound, unsigned int frames);
 void ReportTextSource(const Language& language);
 void ReportData(const GameData& data, bool details);
@@ -28,7 +28,7 @@ void ReportCollected(unsigned int count, const std::string& path);
 void ReportVerdict(const GameMemory& memory);
 void ReportNextSizes(const std::vector<BankSize>& sizes, const std::string& path, bool written);
 
-// What must not happen. A block goes by its number in the session.
+// Faults in the memory or the texts. block is an index in Session::blocks.
 void ReportOverwritten(const char* session, unsigned int block, unsigned int size, const std::string& bank);
 void ReportNotFreed(const char* session, unsigned int block, unsigned int size, const std::string& bank, int code);
 void ReportBankFault(const char* bank, int code);

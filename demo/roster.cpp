@@ -1,5 +1,5 @@
-// The roster: which of a folder's files are on duty, and in which order. A small program around the platform's time,
-// threads, random numbers and folders.
+// A small program that uses the platform's time, threads, random numbers and folders: it prints the files of a folder
+// in a random order.
 //
 //     core_roster [FOLDER [SEED]]
 //
@@ -9,8 +9,8 @@
 //       2. units/wagon
 //       3. units/archer
 //
-// The same seed makes the same order on every machine; without one the clock is the seed. FOLDER may have backslashes, as
-// a path in a game's data does. The status is 1 for a folder without files.
+// The same seed gives the same order on every machine. Without SEED the program uses the clock as its seed. FOLDER
+// may have backslashes, like a path in a game's data. The exit status is 1 when the folder has no files.
 #include "core/memorymgr.h"
 #include "core/platform.h"
 #include "file/file.h"
@@ -28,7 +28,8 @@ class RosterMemory : public MemoryMgr {
 
 typedef char Path[260];
 
-// A thread's object is the game's own but for its fourth word, which threadStarter clears when the thread is through.
+// The thread object. threadStarter sets the fourth word to 0 when the thread's function has returned; the other words
+// are free for the game.
 struct Weighing {
     const Path* paths;
     unsigned long count;
@@ -36,7 +37,7 @@ struct Weighing {
     std::atomic<unsigned int> running;
 };
 
-// What threadStarter is handed: made with new, and released by it.
+// The argument of threadStarter, which deletes it.
 struct ThreadStart {
     int (*function)(void*);
     void* argument;
@@ -48,7 +49,7 @@ static int weigh(void* argument)
     Weighing* weighing = static_cast<Weighing*>(argument);
     for (unsigned long i = 0; i < weighing->count; ++i) {
         _BkzFileType_s* file = File::open(weighing->paths[i], "rb");
-        weighing->bytes += File::getLength(file); // 0 for one that can't be opened
+        weighing->bytes += File::getLength(file); // 0 for a file that can't be opened
         File::close(file);
     }
     return 0;
@@ -59,14 +60,14 @@ static int isVisible(const char* name)
     return name[0] != '.';
 }
 
-// The callback of a sort is handed addresses of pointers to what the system lists.
+// The compare callback of ScanDir gets the addresses of pointers to dirent records.
 static int byName(const void* left, const void* right)
 {
     const auto name = [](const void* entry) { return (*static_cast<dirent* const*>(entry))->d_name; };
     return stricmp(name(left), name(right));
 }
 
-// Who goes first, second and so on.
+// Stores a random order of 0 to count - 1.
 static void drawLots(int* order, int count)
 {
     for (int i = 0; i < count; ++i) {
@@ -93,7 +94,7 @@ int main(int argc, char** argv)
         return 1;
     }
 
-    // One thread looks at the files, the other draws.
+    // The second thread adds up the file sizes while this thread shuffles.
     Weighing weighing = {paths, static_cast<unsigned long>(count), 0, {1}};
     std::thread thread(threadStarter, new ThreadStart{weigh, &weighing, &weighing});
     int* order =

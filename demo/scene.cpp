@@ -1,6 +1,7 @@
-// The picture: the battle on the left, the banks on the right, what the player can do below.
+// The picture: the battle on the left, the banks on the right, the keys below.
 //
-// Sizes are in units: a view of 960 by 600 has pixels of one unit, and one of another size has as many as fit.
+// Sizes in this file are in units. In a view of 960 by 600 pixels a unit is a pixel. In another view a unit is the
+// largest size with which 960 by 600 units still have room.
 #include "demo/scene.h"
 
 #include "demo/texts.h"
@@ -21,7 +22,7 @@ DEMO_TEXT(sc_more, "+ %s KiB");
 DEMO_TEXT(sc_oneBlock, "1 block");
 DEMO_TEXT(sc_blocks, "%s blocks");
 DEMO_TEXT(sc_aboutBars, "Each bar is a bank, from its first byte to its last.");
-DEMO_TEXT(sc_aboutFallback, "Fallback blocks are those it had no room for.");
+DEMO_TEXT(sc_aboutFallback, "Fallback blocks had no room in their bank.");
 DEMO_TEXT(sc_lastKey, "Last key");
 DEMO_TEXT(sc_none, "none");
 DEMO_TEXT(sc_key, "Mac %d, engine %u");
@@ -54,9 +55,9 @@ static const unsigned int sc_used = 0x4cb5a5;
 static const unsigned int sc_unused = 0x232a2f;
 static const unsigned int sc_outside = 0xe0a63c;
 static const unsigned int sc_armies[2] = {0x6fa8ff, 0xff7d6b};
-static const unsigned int sc_shades = 12; // of a cell, from free to in use
+static const unsigned int sc_shades = 12; // of colour in a bar, from free to in use
 
-// A picture in the making. Positions and sizes are in units.
+// Adds boxes and labels to a picture. Converts positions and sizes from units to pixels.
 class Painter {
 public:
     Painter(float width, float height)
@@ -82,14 +83,14 @@ public:
 
 private:
     Picture m_picture;
-    const float m_unit; // pixels
+    const float m_unit; // pixels per unit
     const float m_width, m_height;
 };
 
 static const float sc_margin = 24;
-static const float sc_top = 76;      // below the header
-static const float sc_footer = 52;   // its height
-static const float sc_split = 0.42f; // of the width is the battle's
+static const float sc_top = 76;      // y of the area below the header
+static const float sc_footer = 52;   // height of the keys' line
+static const float sc_split = 0.42f; // the share of the width that the battle has
 
 static void drawHeader(Painter& painter, const Scene& scene)
 {
@@ -113,14 +114,14 @@ static unsigned int mix(unsigned int from, unsigned int to, unsigned int part, u
     return colour;
 }
 
-// The weaker, the dimmer.
+// A unit with less health has a dimmer colour.
 static unsigned int colourOf(const Unit& unit)
 {
     const unsigned int most = static_cast<unsigned int>(unit.kind->health);
     return mix(sc_dim, sc_armies[unit.army], static_cast<unsigned int>(unit.health), most);
 }
 
-// The field of the battle, as large as it can be in this room; its height.
+// Draws the field of the battle as large as this area allows. Returns the height of the drawing.
 static float drawField(Painter& painter, const Battle& battle, float x, float y, float width, float height)
 {
     const Level& level = battle.level();
@@ -234,7 +235,7 @@ static unsigned int shadeOf(float cell)
     return static_cast<unsigned int>(ceilf(cell * static_cast<float>(sc_shades)));
 }
 
-// Neighbours of one shade are one box.
+// Adjacent cells of the same shade become one box.
 static void drawCells(Painter& painter, const std::vector<float>& cells, float x, float y, float width, float height)
 {
     const float step = width / static_cast<float>(cells.size());
@@ -248,7 +249,7 @@ static void drawCells(Painter& painter, const std::vector<float>& cells, float x
     }
 }
 
-// The bank, and beside it what it had no room for, on one scale.
+// Draws the bank and, to its right in the same scale, its fallback blocks.
 static void drawBar(Painter& painter, const BankBar& bank, float x, float y, float width, float height)
 {
     const float whole = static_cast<float>(bank.size) + static_cast<float>(bank.fallback);

@@ -1,4 +1,4 @@
-// What a frame of the game shows, and where in its picture.
+// What a frame of the game shows, and the layout of its picture.
 #pragma once
 
 #include "demo/bankbar.h"
@@ -8,23 +8,23 @@
 // What the player does with keyboard and mouse.
 struct Input {
     bool hasKey = false;
-    int macKey = 0;                // the last one pressed: its number on the Mac
-    unsigned int key = 0;          // ... and the engine's code for it, 0 for none
-    int mouseX = 0, mouseY = 0;    // in the window, from its lower left corner, y up
-    unsigned int mouseButtons = 0; // those held down; bit 0 is the left one, bit 1 the right one
+    int macKey = 0;                // the Mac's key code of the last key that was pressed
+    unsigned int key = 0;          // the engine's code of that key; 0 for none
+    int mouseX = 0, mouseY = 0;    // pixels from the window's lower left corner, y up
+    unsigned int mouseButtons = 0; // the buttons held down; bit 0 is the left button, bit 1 the right button
     bool isCaptured = false;
     bool isCursorShown = true;
     bool isFullScreen = false;
 };
 
 struct Scene {
-    unsigned int frame, frames; // the one that is shown, from 1, and how many there are
+    unsigned int frame, frames; // the frame that is shown, from 1; the number of frames
     const Campaign& campaign;
     std::vector<BankBar> banks;
     Input input;
 };
 
-static const size_t sc_barCells = 240; // a bar has so many at all sizes
+static const size_t sc_barCells = 240; // of a bar, at every size of the view
 
-// The picture for a view of this size, in pixels. All of it scales with the view.
+// Returns the picture for a view of this size in pixels. The whole picture scales with the view.
 Picture LayOut(const Scene& scene, float width, float height);

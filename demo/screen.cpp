@@ -4,7 +4,7 @@
 
 #include "core/platform.h"
 
-static const unsigned int sc_frameTime = 33; // milliseconds
+static const unsigned int sc_frameTime = 33; // milliseconds: 30 frames a second
 
 enum e_Key : unsigned int { KEY_ESCAPE = 27 };
 
@@ -50,7 +50,7 @@ void Screen::show(const Scene& scene)
     takeEvents();
 }
 
-// A frame that took too long is not caught up with.
+// After a frame that took too long, the next frames keep their full time: the game does not run faster to catch up.
 void Screen::waitForNextFrame()
 {
     const unsigned int now = Platform::GetTime();
@@ -115,7 +115,7 @@ void Screen::setFullScreen(bool on)
     Platform::SetFullscreenWindow(Platform::GetWindow(), on, width, height);
     m_isOpen = Platform::GetWindow() != nullptr;
     if (m_isOpen) {
-        m_gfx->attach(Platform::GetWindow()); // a new window has no view
+        m_gfx->attach(Platform::GetWindow()); // SetFullscreenWindow made a new window, which has no view yet
     }
     m_input.isFullScreen = on;
 }

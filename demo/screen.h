@@ -1,13 +1,14 @@
-// The game's window, and what the player does in it.
+// The game's window and its events.
 //
 //     Screen screen(960, 600, false);
 //     while (...) {
 //         if (screen.isOpen()) {
-//             screen.show(scene);                       // and waits until it is time for the next frame
+//             screen.show(scene);                       // draws, then waits until the next frame begins
 //         }
 //     }
 //
-// The graphics come from whichever module of the process has their factory. Without a display there is no window.
+// The graphics module is found by its factory, the function CreateGfxSubsystem, in any module of the process. Without
+// a display no window opens, and isOpen returns false.
 #pragma once
 
 #include "demo/scene.h"
@@ -16,7 +17,8 @@ class GfxSubsystem;
 
 class Screen {
 public:
-    // Pixels of the window's contents; in full screen it has as many as the display.
+    // width and height are the size of the window's content in pixels. A full-screen window has the size of the
+    // display.
     Screen(int width, int height, bool fullScreen);
     ~Screen();
 
@@ -40,5 +42,5 @@ private:
     bool m_isOpen = false;
     bool m_isLeft = false;
     Input m_input;
-    unsigned int m_nextFrame = 0; // milliseconds, by Platform::GetTime
+    unsigned int m_nextFrame = 0; // when the next frame begins: milliseconds of Platform::GetTime
 };

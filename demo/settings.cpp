@@ -20,9 +20,9 @@ DEMO_TEXT(sc_game, "the game");
 DEMO_TEXT(sc_yes, "yes");
 DEMO_TEXT(sc_no, "no");
 DEMO_TEXT(sc_runs, "Good runs before this one: %s.\n");
-DEMO_TEXT(sc_passedOver, "%s can't be \"%s\", as %s would have it.\n");
+DEMO_TEXT(sc_passedOver, "%s can't be \"%s\"; this value comes from %s.\n");
 
-// Where the preferences and demo.ini have them, and what the game says itself.
+// The section and key of each setting in the preferences and in demo.ini, and the game's own value.
 static const struct {
     const char* section;
     const char* key;
@@ -32,13 +32,14 @@ static const struct {
                               {"Window", "fullscreen", "0"},
                               {"Texts", "locale", "en"}};
 
-static const char sc_runsSection[] = "demo"; // for the reader: the platform's settings have no sections
+static const char sc_runsSection[] = "demo"; // has no effect: the Reg calls of Platform ignore the section
 static const char sc_runsKey[] = "runs";
 static const unsigned int sc_mostRuns = 1000000000;
 
 static const char* const sc_sources[] = {sc_commandLine, sc_preferences, sc_ini, sc_game};
 
-// A read of the preferences goes on to the INI file by itself. Who wants to know looks into the store, too.
+// Preferences::read reads the INI file when the store has no value, and does not tell which of the two it used. So
+// this function asks the store.
 static bool isStored(const char* section, const char* key)
 {
     const CFStringRef name = CreateKey(section, key);
@@ -57,7 +58,7 @@ static bool isGood(e_Setting setting, const std::string& value, const Options& o
     return IsGoodFor(setting, value) && (setting != SETTING_LOCALE || HasLanguage(options.folder, value));
 }
 
-// Every value there is, the one that counts most first.
+// Returns the values of all sources except the command line, in the order of e_Source.
 static std::vector<Setting> findValues(Preferences& preferences, e_Setting setting)
 {
     const auto& place = sc_places[setting];
@@ -95,7 +96,7 @@ Settings ChooseSettings(const Options& options)
     return settings;
 }
 
-// Only what the player has chosen: a new demo.ini has its say about the rest.
+// Stores only what the player has chosen. Other settings follow demo.ini, which may change with a new release.
 void KeepSettings(const Settings& settings)
 {
     Preferences preferences;

@@ -1,11 +1,17 @@
-// What the player can choose, and is asked for only once.
+// The settings that the player can choose. The game stores a choice and uses it again in the next run.
 //
 //     Settings settings = ChooseSettings(options);
 //     Screen screen(settings.number(SETTING_WIDTH), settings.number(SETTING_HEIGHT), ...);
-//     KeepSettings(settings);                           // at the end of a good run: so the next one begins
+//     KeepSettings(settings);                           // at the end of a good run, for the next run
 //
-// A value comes from the first of these that has a good one: the command line, the preferences that an earlier run has
-// left, demo.ini among the game's files, and the game itself.
+// A setting has up to four sources. The first source with a valid value decides:
+//
+//  | Source               | Value                                        |
+//  |----------------------|----------------------------------------------|
+//  | SOURCE_COMMAND_LINE  | a switch of this run                         |
+//  | SOURCE_PREFERENCES   | the store, which an earlier run has written  |
+//  | SOURCE_INI           | demo.ini, one of the game's files            |
+//  | SOURCE_GAME          | a constant in settings.cpp; always valid     |
 #pragma once
 
 #include "demo/options.h"
@@ -26,20 +32,20 @@ struct Settings {
         e_Setting setting;
         Setting what;
     };
-    std::vector<Refused> refused; // values that were no good, and passed over
+    std::vector<Refused> refused; // values that are not valid; the next source was used
 
     int number(e_Setting setting) const { return std::stoi(settings[setting].value); }
     const std::string& text(e_Setting setting) const { return settings[setting].value; }
 
-    // In the game it is as good as on the command line.
+    // A choice during the game has the same rank as one on the command line.
     void choose(e_Setting setting, const std::string& value) { settings[setting] = {value, SOURCE_COMMAND_LINE}; }
 };
 
-// These two want the memory manager. What was typed is taken as it is.
+// Both need a memory manager. ChooseSettings does not check the values of the command line; ReadOptions has done so.
 Settings ChooseSettings(const Options& options);
 void KeepSettings(const Settings& settings);
 
-// How many good runs there have been, this one not counted, and that there was one more.
+// RunsBefore returns the number of good runs before this one. CountRun adds one.
 unsigned int RunsBefore();
 void CountRun();
 

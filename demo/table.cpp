@@ -11,7 +11,7 @@ size_t ColumnsOf(const std::string& text)
         std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xc0) != 0x80; }));
 }
 
-// The last line is cut off and answered; text keeps those above it.
+// Removes the last line from text and returns it.
 static std::string takeLastLine(std::string* text)
 {
     const size_t end = text->rfind('\n');

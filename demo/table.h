@@ -1,17 +1,18 @@
-// A table of texts, with columns as wide as what stands in them.
+// A table of texts. Each column is as wide as its widest cell.
 #pragma once
 
 #include <string>
 #include <vector>
 
-// The columns a UTF-8 text takes on a terminal: one for each code point. The demo's languages have no wider ones.
+// The number of terminal columns of a UTF-8 text: one for each code point. The demo's languages have no wider
+// letters.
 size_t ColumnsOf(const std::string& text);
 
 class Table {
 public:
     explicit Table(const char* alignment) : m_alignment(alignment) {} // a letter for each column, 'l' or 'r'
 
-    // Cells may have several lines; those with fewer than their neighbours stand at the bottom.
+    // A cell may have several lines. A cell with fewer lines than others of its row is aligned at the bottom.
     void add(const std::vector<std::string>& cells);
     void print() const;
 

@@ -1,4 +1,5 @@
-// What was asked for lies in ordinary memory, not in a bank: it outlives the table and the memory manager.
+// The translations are in ordinary memory, not in a bank: they are used after the table and the memory manager were
+// destroyed.
 #include "demo/texts.h"
 
 #include "core/memorymgr.h"
@@ -13,10 +14,10 @@
 DEMO_TEXT(sc_comma, ",");
 DEMO_TEXT(sc_point, ".");
 
-static std::map<std::string, std::string> s_texts; // as they came from the table, by their keys
+static std::map<std::string, std::string> s_texts; // the translation of each key
 static size_t s_refused;
 
-// Made by the first text, which can be in any source.
+// The list is made on first use, because static variables of the sources have no fixed order of construction.
 static std::vector<const char*>& allKeys()
 {
     static std::vector<const char*> s_keys;
@@ -28,13 +29,13 @@ void TextEntry::add(const char* key)
     allKeys().push_back(key);
 }
 
-// All conversions of a format, one behind the other.
+// Returns all conversions of a format, joined.
 static std::string conversionsOf(const char* format)
 {
     std::string conversions;
     while (const char* percent = strchr(format, '%')) {
         const char* letter = percent + 1 + strspn(percent + 1, " -+#'0123456789.*$hlLqjzt");
-        format = *letter == '\0' ? letter : letter + 1; // a format may break off
+        format = *letter == '\0' ? letter : letter + 1; // a format may end inside a conversion
         if (strncmp(percent, "%%", 2) != 0) {
             conversions.append(percent, format);
         }
@@ -69,7 +70,7 @@ void Say(const char* key, ...)
 
 void Complain(const char* key, ...)
 {
-    fflush(stdout); // what has been shown so far stays in front
+    fflush(stdout); // so that earlier output appears before the message
     va_list arguments;
     va_start(arguments, key);
     vfprintf(stderr, Text(key), arguments);

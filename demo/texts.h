@@ -3,9 +3,10 @@
 //     DEMO_TEXT(sc_left, "%s has %d units left.\n");       // at the head of a source
 //     Say(sc_left, army, count);
 //
-// A text is its own key in the string table. The table collects what it is asked for; so that a collected file is
-// complete, whatever a run comes to say, all texts are known from the start and asked for in one go. What was asked
-// for once is remembered, and can also be said when the table is gone.
+// A text is its own key in the string table, and the table collects the texts that it is asked to translate. The
+// collected file must have all texts, also those that a run does not print. So DEMO_TEXT registers each text before
+// main begins, and AskForAllTexts asks the table for all of them. Text keeps each translation, so texts can also be
+// printed after the table was destroyed.
 #pragma once
 
 #include <stddef.h>
@@ -28,28 +29,28 @@ private:
     static void add(const char* key);
 };
 
-// The text to show; ours, until the program ends. A translation that would have printf look for other values than
-// its key does is not used.
+// Returns the translation of key, valid until the program ends. Returns key itself when the translation's printf
+// conversions differ from those of the key: such a translation would read wrong arguments.
 const char* Text(const std::string& key);
 
 void Say(const char* key, ...) __attribute__((format(printf, 1, 2)));
 void Complain(const char* key, ...) __attribute__((format(printf, 1, 2))); // on the standard error stream
-bool AllIsSaid(); // whether all of it has reached the standard output: a disk may be full
+bool AllIsSaid(); // flushes the standard output; false when a write to it has failed, for example on a full disk
 std::string Compose(const char* key, ...) __attribute__((format(printf, 1, 2)));
 
-// In a block of that bank.
+// Returns the text in a block of that bank.
 const char* ComposeInBank(int bank, const char* key, ...) __attribute__((format(printf, 2, 3)));
 
-// Whether both formats have the same conversions of printf's, in the same order. "%%" is none.
+// Returns true when both formats have the same printf conversions in the same order. "%%" is not a conversion.
 bool SameConversions(const char* left, const char* right);
 
-void AskForAllTexts(); // all DEMO_TEXTs
-size_t TextsRefused(); // translations that are no good for their keys
+void AskForAllTexts(); // translates each DEMO_TEXT
+size_t TextsRefused(); // the number of translations that Text did not use
 
-// Whether the table in g_stringTblPtr gives the text for each key that was asked for.
+// Returns true when the table in g_stringTblPtr gives the same text as before for each key that Text was called with.
 bool TextsAreTheSame();
 
-// 1234567 as 1,234,567 and 12.3, as the language has it.
+// 1234567 as "1,234,567", and 12.34 as "12.3", with the signs of the player's language.
 std::string Grouped(unsigned long long number);
 std::string WithTenths(double number);
-std::string InKiB(unsigned long long bytes); // rounded up: what is there shows
+std::string InKiB(unsigned long long bytes); // rounded up, so that a few bytes do not become 0

@@ -76,15 +76,15 @@ TEST_F(DemoRun, AWrongSwitchEndsTheGameAndIsNotRemembered)
 TEST_F(DemoRun, AnUnknownLanguageEndsTheGame)
 {
     EXPECT_EQ(run("-locale xx"), 2) << m_said;
-    EXPECT_TRUE(said("There is no language \"xx\"")) << m_said;
+    EXPECT_TRUE(said("The game does not have the language \"xx\"")) << m_said;
 }
 
 TEST_F(DemoRun, AWordThatIsNoSwitchEndsTheGameBeforeItBegins)
 {
     EXPECT_EQ(run("--fullscreen"), 2) << m_said;
-    EXPECT_EQ(m_said, "\"--fullscreen\" is no switch; the nearest is -fullscreen.\n-help lists all switches.\n");
+    EXPECT_EQ(m_said, "\"--fullscreen\" is not a switch; the nearest is -fullscreen.\n-help lists all switches.\n");
     EXPECT_EQ(run("-width 640 fast"), 2) << m_said;
-    EXPECT_TRUE(said("\"fast\" is no switch; ")) << m_said;
+    EXPECT_TRUE(said("\"fast\" is not a switch; ")) << m_said;
     EXPECT_EQ(run("\"\""), 2) << m_said;
     EXPECT_EQ(run("-frames 6"), 2) << m_said;
     EXPECT_EQ(m_said, "-frames is given twice.\n-help lists all switches.\n");
@@ -97,7 +97,7 @@ TEST_F(DemoRun, HelpIsThereUnderEachOfItsNames)
     for (const char* name : {"-help", "--help", "-h"}) {
         EXPECT_EQ(run(name), 0) << m_said;
         EXPECT_EQ(m_said.substr(0, 7), "usage: ") << m_said;
-        EXPECT_FALSE(said("frames of war")) << m_said;
+        EXPECT_FALSE(said("frames of battle")) << m_said;
     }
 }
 
@@ -108,7 +108,7 @@ TEST_F(DemoRun, AFullDiskBehindTheStandardOutputShowsInTheStatus)
     }
     for (const char* switches : {"", "-help"}) {
         EXPECT_EQ(run(switches, "2> demo.out > /dev/full"), 3) << m_said;
-        EXPECT_TRUE(said("Not all of this could be written to the standard output.")) << m_said;
+        EXPECT_TRUE(said("The standard output could not be written completely.")) << m_said;
     }
 }
 

@@ -217,7 +217,7 @@ TEST(DemoOptions, TheNearestSwitchIsNamed)
         {"zzz", "-help"},
     };
     for (const auto& word : sc_words) {
-        EXPECT_EQ(complaintAbout(word.word), "\"" + std::string(word.word) + "\" is no switch; the nearest is " +
+        EXPECT_EQ(complaintAbout(word.word), "\"" + std::string(word.word) + "\" is not a switch; the nearest is " +
                                                  word.nearest + ".\n-help lists all switches.\n");
     }
     EXPECT_EQ(complaintAbout("-width"), "-width is given twice.\n-help lists all switches.\n");

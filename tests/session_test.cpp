@@ -1,5 +1,5 @@
 // The reader of recorded allocation sessions.
-#include "demo/session.h"
+#include "recordings/session.h"
 
 #include <gtest/gtest.h>
 
@@ -127,7 +127,7 @@ TEST(Session, MayBe16MiBLongAndNoLonger)
 {
     Bytes longest = header(0, 0, 1);
     longest.resize(16 << 20);
-    EXPECT_EQ(errorOf(longest), "there are bytes behind the last operation");
+    EXPECT_EQ(errorOf(longest), "there are bytes after the last operation");
     EXPECT_EQ(errorOf(longest + '\0'), "it is longer than 16 MiB");
 }
 
@@ -146,24 +146,24 @@ TEST(Session, IsRefusedForEachKindOfDamage)
         Bytes bytes;
         const char* error;
     } cases[] = {
-        {"", "it is no recorded session"},
-        {"CTR2" + sample().substr(4), "it is no recorded session"},
-        {sample() + '\0', "there are bytes behind the last operation"},
+        {"", "it is not a recorded session"},
+        {"CTR2" + sample().substr(4), "it is not a recorded session"},
+        {sample() + '\0', "there are bytes after the last operation"},
         {header(5, 3, 1) + sample().substr(16) + '\0', "it ends too early, in operation 4"}, // a tag, but no number
         {header(0xffffffff, 1, 1) + make(8),
          "it is shorter than its header says"}, // and nothing was allocated for it
-        {header(1, 2, 1) + make(8), "it has not as many blocks in use as its header says"},
-        {header(2, 1, 1) + make(8) + make(8), "it has not as many blocks in use as its header says"},
-        {header(1, 1, 0) + make(8), "it has no such bank, in operation 0"},
-        {header(2, 1, 2) + make(8, 1) + drop(0, 2), "it has no such bank, in operation 1"},
-        {header(1, 1, 1) + make(0), "a block of no bytes is made, in operation 0"},
+        {header(1, 2, 1) + make(8), "its header has a wrong number of blocks in use"},
+        {header(2, 1, 1) + make(8) + make(8), "its header has a wrong number of blocks in use"},
+        {header(1, 1, 0) + make(8), "the bank of an operation is out of range, in operation 0"},
+        {header(2, 1, 2) + make(8, 1) + drop(0, 2), "the bank of an operation is out of range, in operation 1"},
+        {header(1, 1, 1) + make(0), "a block of 0 bytes is allocated, in operation 0"},
         {header(1, 1, 1) + make(0xffffffff), "more than 256 MiB are in use at once, in operation 0"},
         {header(1, 1, 1) + make(0x100000000), "a number is longer than 32 bits, in operation 0"},
         {header(1, 1, 1) + make(0x800000008), "a number is longer than 32 bits, in operation 0"}, // 8 in its low 32
         {header(3, 1, 1) + '\0' + "\x80\x80\x80\x80\x80\x01", "a number is longer than 32 bits, in operation 0"},
-        {header(1, 0, 1) + drop(0), "a block is freed that was never made, in operation 0"},
-        {header(2, 1, 1) + make(8) + drop(1), "a block is freed that was never made, in operation 1"},
-        {header(2, 1, 1) + make(8) + drop(0xffffffff), "a block is freed that was never made, in operation 1"},
+        {header(1, 0, 1) + drop(0), "a block is freed that was never allocated, in operation 0"},
+        {header(2, 1, 1) + make(8) + drop(1), "a block is freed that was never allocated, in operation 1"},
+        {header(2, 1, 1) + make(8) + drop(0xffffffff), "a block is freed that was never allocated, in operation 1"},
         {header(3, 1, 1) + make(8) + drop(0) + drop(0), "a block is freed twice, in operation 2"},
     };
     for (const auto& damaged : cases) {
@@ -234,7 +234,7 @@ TEST(Session, ComesWithTheDemoTwice)
     for (const auto& expected : sessions) {
         Session session;
         std::string error;
-        const std::string path = std::string(CORE_DEMO_SESSIONS) + "/" + expected.name;
+        const std::string path = std::string(CORE_RECORDINGS) + "/" + expected.name;
         ASSERT_TRUE(LoadSession(path.c_str(), &session, &error)) << path << ": " << error;
         EXPECT_EQ(session.operations.size(), expected.operations);
         EXPECT_EQ(session.blocks.size(), expected.blocks);

@@ -1,7 +1,7 @@
-// core-prefs: looks into the preferences store from the shell, and changes it. `core-prefs --help` tells how.
+// core-prefs: shows and changes the preferences store from the shell. `core-prefs --help` lists the commands.
 //
-// It reads and writes as a game does, so it may run beside one. A store that it can't read it leaves as it is, down
-// to the last byte, and says so.
+// core-prefs locks, reads and writes the store in the same way as a game, so it may run while a game runs. When
+// core-prefs cannot read a store, it prints an error and does not change any byte of the store.
 #include "logger/printable.h"
 #include "macapi/src/encoding.h"
 #include "macapi/src/plist.h"
@@ -21,35 +21,35 @@
 
 using namespace macapi;
 
-// How the process ends.
+// Exit statuses of the process.
 static const int sc_done = 0;
-static const int sc_nothingThere = 1;
-static const int sc_notUnderstood = 2;
-static const int sc_notReadable = 3;
-static const int sc_notWritten = 4;
+static const int sc_nothingThere = 1;  // the key or the store does not exist
+static const int sc_notUnderstood = 2; // the command line is wrong
+static const int sc_notReadable = 3;   // the store is damaged or can't be read
+static const int sc_notWritten = 4;    // the store or the output can't be written
 
 static const char sc_help[] =
     R"(usage: core-prefs (-a NAME | -g) [-m] [-c] COMMAND [ARGUMENT]...
-Looks into the preferences that games keep with core, and changes them.
+Shows and changes the preferences that games store with core.
 
 Whose preferences:
   -a, --application NAME   the bundle's identifier, or else the executable's name
-  -g, --any-application    what is common to all applications
-  -m, --machine            of the whole machine; without this, the user's own
-  -c, --current-host       for this host alone; without this, for any
+  -g, --any-application    the preferences that all applications share
+  -m, --machine            those of the whole machine; without -m, the user's
+  -c, --current-host       those for this host only; without -c, for any host
 
 Commands:
   list                     all keys, with the types and values
-  read KEY                 the plain value
+  read KEY                 prints the value of a key, without its type
   write KEY VALUE          stores a text
-  write KEY -TYPE VALUE    stores a value that is a string, int, real or bool
-  delete KEY
-  check                    whether the store can be read; where it is
-  export                   all of it as a property list
+  write KEY -TYPE VALUE    stores a value; TYPE is string, int, real or bool
+  delete KEY               removes a key and its value
+  check                    prints the store's path and says if it can be read
+  export                   prints the whole store as a property list
 
-The keys of Preferences are SECTION/KEY, those of Platform's settings stand for
-themselves. Texts are UTF-8. MACAPI_USER_LIBRARY and MACAPI_LIBRARY, where they
-are set, name the user's and the machine's Library folder.
+A key of Preferences is SECTION/KEY; a key of Platform's settings is KEY alone.
+Texts are UTF-8. The variables MACAPI_USER_LIBRARY and MACAPI_LIBRARY, when set,
+name the user's and the machine's Library folder.
 
 Examples:
   core-prefs -a game list
@@ -58,8 +58,8 @@ Examples:
   core-prefs -a game export > game.plist
   core-prefs -gmc read "Ostrel Works/game"    # the mark of RegInitSecureKey
 
-Exit status: 0 done, 1 nothing there, 2 not understood, 3 the store can't be
-read, 4 it can't be written.
+Exit status: 0 success, 1 the key or the store does not exist, 2 wrong command
+line, 3 the store can't be read, 4 the store or the output can't be written.
 )";
 
 [[noreturn]] static void fail(int status, const std::string& message)
@@ -74,18 +74,18 @@ read, 4 it can't be written.
     fail(sc_notUnderstood, message + "; see core-prefs --help");
 }
 
-// The word, if it is UTF-8 as all texts in the store.
+// Returns the word. Ends the program when the word is not UTF-8, because all texts in the store are.
 static std::string checkedText(const char* word)
 {
     if (!decode(word, kCFStringEncodingUTF8)) {
-        failUnderstanding("\"" + std::string(word) + "\" is no UTF-8");
+        failUnderstanding("\"" + std::string(word) + "\" is not UTF-8");
     }
     return word;
 }
 
-// ---- The store.
+// ---- The store
 
-// The domain's file, which is missing or in order; else this is the end.
+// Returns Missing or Good for the domain's file. Ends the program when the file is damaged or cannot be read.
 static PreferencesState checkStore(const PreferencesDomain& domain)
 {
     const std::string file = preferencesFile(domain);
@@ -95,10 +95,10 @@ static PreferencesState checkStore(const PreferencesDomain& domain)
     const PreferencesState state = checkPreferences(file);
     if (state == PreferencesState::Damaged) {
         fail(sc_notReadable,
-             file + ": no property list. It is left alone; a game would set it aside and take its copy");
+             file + ": no property list. core-prefs does not change it; a game would set it aside and use its copy");
     }
     if (state == PreferencesState::Unreadable) {
-        fail(sc_notReadable, file + ": can't be read, or lies behind a link of another user's");
+        fail(sc_notReadable, file + ": can't be read, or is reached through a link that another user made");
     }
     return state;
 }
@@ -119,7 +119,7 @@ static void change(const PreferencesDomain& domain, const std::string& key, Ref<
     }
 }
 
-// ---- Values and texts.
+// ---- Values and texts
 
 static std::string numberText(const __CFNumber& number)
 {
@@ -166,7 +166,7 @@ static Description describe(const Object& value)
     }
 }
 
-// Null when the text is no value of that type.
+// Returns the value; null when the text is not a value of that type.
 static Ref<Object> makeValue(const std::string& type, const std::string& text)
 {
     const char* end = text.data() + text.size();
@@ -187,10 +187,12 @@ static Ref<Object> makeValue(const std::string& type, const std::string& text)
         const bool yes = text == "true" || text == "yes";
         return yes || text == "false" || text == "no" ? makeBoolean(yes) : nullptr;
     }
-    failUnderstanding("\"" + type + "\" is no type");
+    failUnderstanding("\"" + type + "\" is not a type");
 }
 
-// ---- The commands. Each has as many words as it wants.
+// ---- The commands
+//
+// findCommand has checked the number of words before a command runs.
 
 typedef std::vector<std::string> Words;
 
@@ -200,7 +202,7 @@ static size_t characterCount(const std::string& text)
         std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xc0) != 0x80; }));
 }
 
-// A script gets the bytes as they are, a terminal no control characters.
+// Prints all bytes unchanged for a script. For a terminal, replaces control characters.
 static void print(const std::string& text)
 {
     const std::string shown = isatty(STDOUT_FILENO) ? printable(text, Lines::Keep) : text;
@@ -239,7 +241,7 @@ static void write(const PreferencesDomain& domain, const Words& words)
     const std::string type = words.size() == 3 ? words[1] : "-string";
     Ref<Object> value = makeValue(type, words.back());
     if (!value) {
-        failUnderstanding("\"" + words.back() + "\" is no " + type.substr(1));
+        failUnderstanding("\"" + words.back() + "\" is not of type " + type.substr(1));
     }
     checkStore(domain);
     change(domain, words[0], std::move(value));
@@ -286,14 +288,14 @@ static const Command& findCommand(const std::string& name, size_t arguments)
             continue;
         }
         if (arguments < command.least || arguments > command.most) {
-            failUnderstanding("it is \"" + name + command.arguments + "\"");
+            failUnderstanding("the form is \"" + name + command.arguments + "\"");
         }
         return command;
     }
-    failUnderstanding("\"" + name + "\" is no command");
+    failUnderstanding("\"" + name + "\" is not a command");
 }
 
-// What was printed has to arrive, or a script goes on with half of it.
+// Ends the program. Fails when the output could not be written: otherwise a script would use half of it.
 [[noreturn]] static void finish()
 {
     if (fflush(stdout) != 0 || ferror(stdout)) {
@@ -330,7 +332,7 @@ static PreferencesDomain parseOptions(int argc, char** argv)
             fputs(sc_help, stdout);
             finish();
         default:
-            fputs("see core-prefs --help\n", stderr); // getopt has said why
+            fputs("see core-prefs --help\n", stderr); // getopt_long has printed the reason
             exit(sc_notUnderstood);
         }
     }
@@ -351,7 +353,7 @@ int main(int argc, char** argv)
     words.erase(words.begin());
     const Command& command = findCommand(name, words.size());
     if (domain.application.empty()) {
-        failUnderstanding("whose preferences? -a NAME says it, or -g");
+        failUnderstanding("whose preferences? Give -a NAME or -g");
     }
     command.run(domain, words);
     finish();

@@ -1,22 +1,22 @@
-// The graphics by AppKit: a view that draws boxes and texts, and the events of its window.
+// The graphics module with AppKit: a view that draws boxes and labels, and the events of its window.
 //
-// Each call has a pool of its own for what AppKit leaves behind.
+// Each call has its own autorelease pool for the objects that AppKit makes.
 #include "demo/gfx/gfxsubsystem.h"
 
 #import <AppKit/AppKit.h>
 
 @interface BKOpenGLView : NSView {
-    const Picture* _picture; // while it is drawn
+    const Picture* _picture; // set while it is drawn, else null
 }
 - (void)draw:(const Picture*)picture;
 @end
 
-// What the window's class has for the view.
+// The method of BKWindow, the class of core's windows, that takes the view.
 @interface NSWindow (BKWindow)
 - (void)setGLView:(BKOpenGLView*)view;
 @end
 
-// The delegate of all windows: it is asked whether one may close.
+// The application is the delegate of all windows: AppKit asks it whether a window may close.
 @interface DemoApplication : NSApplication {
     BOOL _wantsClose;
 }
@@ -44,7 +44,7 @@ static void drawBox(const Box& box)
     NSRectFill(NSMakeRect(box.x, box.y, box.width, box.height));
 }
 
-// How far into its box a text of this width begins.
+// Returns the distance from the label's x to the start of a text of this width.
 static CGFloat indentOf(const Label& label, CGFloat width)
 {
     switch (label.align) {
@@ -62,7 +62,7 @@ static void drawLabel(const Label& label)
 {
     NSString* text = [NSString stringWithUTF8String:label.text.c_str()];
     if ([text length] == 0) {
-        return; // also of bytes that are no text
+        return; // empty, or not valid UTF-8
     }
     NSDictionary* attributes = attributesOf(label, label.size);
     NSSize size = [text sizeWithAttributes:attributes];
@@ -104,7 +104,7 @@ static void drawLabel(const Label& label)
     [[NSColor blackColor] set];
     NSRectFill(dirty);
     if (!_picture) {
-        return; // uncovered between two frames; the next one is not far
+        return; // AppKit redraws between two frames; the next frame follows within 33 ms
     }
     for (const Box& box : _picture->boxes) {
         drawBox(box);
@@ -148,7 +148,8 @@ private:
     unsigned int m_buttons = 0;
 };
 
-// Null when AppKit has no way to the display; it says so by an exception, which GCC's @catch doesn't catch here.
+// Returns null when AppKit cannot open the display. AppKit throws an exception then, which GCC's @catch does not
+// catch here, but catch (...) does.
 static DemoApplication* makeApplication()
 {
     try {
@@ -161,7 +162,7 @@ static DemoApplication* makeApplication()
 bool AppKitGfx::start(const char* program)
 {
 #ifdef GNUSTEP
-    // The program's name alone: AppKit would take other words for documents to open.
+    // Only the program's name: AppKit would try to open other words as documents.
     char* arguments[] = {const_cast<char*>(program), nullptr};
     [NSProcessInfo initializeWithArguments:arguments count:1 environment:environ];
 #else
@@ -195,7 +196,7 @@ void AppKitGfx::getSize(float* width, float* height)
     *height = static_cast<float>(size.height);
 }
 
-// The buttons held down behind this event.
+// Returns the buttons that are held down after this event.
 static unsigned int buttonsBehind(NSEvent* event, unsigned int buttons)
 {
     switch ([event type]) {
@@ -237,7 +238,8 @@ bool AppKitGfx::nextEvent(GfxEvent* event)
                                                  dequeue:YES];
     *event = {GFX_IGNORED, 0, m_buttons};
     if (next && [next type] == NSKeyDown) {
-        *event = {GFX_KEY, [next keyCode], m_buttons}; // AppKit would beep: nobody else takes it
+        // The event is not sent on: AppKit would beep, because no object handles the key.
+        *event = {GFX_KEY, [next keyCode], m_buttons};
     } else if (next && [next type] != NSKeyUp) {
         if (isMouse(next)) {
             m_buttons = buttonsBehind(next, m_buttons);

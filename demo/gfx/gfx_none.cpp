@@ -1,4 +1,4 @@
-// The graphics of a build without AppKit: there is no screen.
+// The graphics module of a build without AppKit: start always returns false, so no window opens.
 #include "demo/gfx/gfxsubsystem.h"
 
 class NoGfx : public GfxSubsystem {

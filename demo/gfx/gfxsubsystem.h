@@ -1,6 +1,6 @@
-// The graphics subsystem: what the game asks of the module that shows it.
+// The graphics subsystem: the interface between the game and the graphics module.
 //
-// The module exports one C function, which the game finds by its name, in whichever module the process has loaded:
+// The module exports one C function, CreateGfxSubsystem. The game finds it by name in the modules of the process:
 //
 //     LoadGraphicsAPI("demo_gfx");
 //     GfxSubsystem* gfx = reinterpret_cast<CreateGfxSubsystem_t*>(gfxCreateGfxSubsystem)();
@@ -12,36 +12,35 @@
 //         gfx->draw(picture);
 //     }
 //
-// The subsystem is one object, the module's own, which lives as long as the process. All calls belong to the main
-// thread.
+// The subsystem is one object. The module owns it until the process ends. Only the main thread may call it.
 #pragma once
 
 #include "demo/picture.h"
 
 enum e_GfxEvent : int {
-    GFX_KEY,    // pressed, or repeated
-    GFX_MOUSE,  // moved, or a button went down or up; ask Platform::GetCursorPos before the next event
-    GFX_CLOSE,  // the player wants the window closed; it stays until the game does so
-    GFX_IGNORED // nothing for a game
+    GFX_KEY,    // a key was pressed, or repeats while it is held
+    GFX_MOUSE,  // the mouse moved or a button changed; call Platform::GetCursorPos before the next nextEvent
+    GFX_CLOSE,  // the player asked to close the window; it stays open until the game closes it
+    GFX_IGNORED // an event that the game does not need
 };
 
 struct GfxEvent {
     e_GfxEvent type;
-    int keyCode;          // GFX_KEY: the key's number on the Mac, as Platform::RawKeyToLocalKey takes it
-    unsigned int buttons; // GFX_MOUSE: those held down; bit 0 is the left one, bit 1 the right one
+    int keyCode;          // GFX_KEY: the Mac's key code, the argument of Platform::RawKeyToLocalKey
+    unsigned int buttons; // GFX_MOUSE: the buttons held down; bit 0 is the left button, bit 1 the right button
 };
 
 class GfxSubsystem {
 public:
-    // Before the first window; makes the application object. False where nothing can be shown.
+    // Makes the application object. Call it before the first window. Returns false when there is no display.
     virtual bool start(const char* program) = 0;
 
-    // The view goes into this window, a BKWindow, and leaves the one it was in.
+    // Moves the view into this window, a BKWindow.
     virtual void attach(void* window) = 0;
 
     virtual void getSize(float* width, float* height) = 0; // of the view
-    virtual bool nextEvent(GfxEvent* event) = 0;           // false when there is none at the moment
-    virtual void draw(const Picture& picture) = 0;         // at once
+    virtual bool nextEvent(GfxEvent* event) = 0;           // false when no event waits
+    virtual void draw(const Picture& picture) = 0;         // returns after drawing
 
 protected:
     ~GfxSubsystem() = default;

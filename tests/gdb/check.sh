@@ -21,7 +21,7 @@ expect() {
 expect '^\$1 = a block of 128 bytes in use, from game/mesh:12'
 expect '^\$2 = a fallback block of 1056 bytes in use, from game/map:56'
 expect 'next = 0x[0-9a-f]'
-expect 'the parser behind line 1, rest of the line: "= 640"'
+expect 'the parser after line 1, rest of the line: "= 640"'
 expect 'a hash table of 1 entries in 7 buckets'
 expect '\[Footman\] = {hitPoints = 60}'
 expect '^  1 level  *heap  *256  *1[0-9]*  *1[0-9]*  *1  *2$'

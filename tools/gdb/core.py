@@ -1,11 +1,11 @@
-"""GDB shows core's records as a game's programmer thinks of them.
+"""GDB prints core's records in readable form: blocks with their size and tag, banks, parsers, hash tables.
 
 Printers, which `print` uses by itself:
 
     (gdb) print *node
     $1 = a block of 128 bytes in use, from game/mesh:12 = {magic = 0xfeedface, size = 128, place = game/mesh:12, ...
     (gdb) print parser
-    $2 = the parser behind line 3, rest of the line: "= 640"
+    $2 = the parser after line 3, rest of the line: "= 640"
 
 Commands:
 
@@ -13,8 +13,8 @@ Commands:
     core blocks BANK      the blocks in use of a bank, by index (-1: the system bank) or by name
     core block ADDRESS    the block at an address: its size and the file and line that asked for it
 
-GDB loads this file by itself together with libcore. The commands need no debug information. A printer needs that of
-its record's type, so compile the game with -g.
+GDB loads this file together with libcore. The commands need no debug information. A printer needs the debug
+information of its record's type, so compile the game with -g.
 """
 import gdb
 import gdb.printing
@@ -25,7 +25,7 @@ FALLBACK_BIT = 0x80000000
 HEADER_SIZE = 24
 FIRST_CHUNK = 1024  # entries; chunk k of a table has FIRST_CHUNK << k of them
 LINKS_SIZE = 24  # bytes of an entry of the table of links: two pointers and a number
-MOST_ENTRIES = 1_000_000  # a list with more is taken for damaged
+MOST_ENTRIES = 1_000_000  # a longer list counts as damaged, so printing stops
 
 
 # ---- The memory of the program
@@ -49,12 +49,12 @@ def pointer_at(address):
 
 
 def text_at(address):
-    """The text at an address; None for null."""
+    """Returns the text at an address; None for null."""
     return gdb.Value(address).cast(gdb.lookup_type("char").pointer()).string(errors="replace") if address else None
 
 
 def entry_of(table, number, size):
-    """The address of an entry of a table behind the 32-bit links of 64-bit hosts (core/memorymgr_refs.cpp)."""
+    """Returns the address of an entry of a link table. 64-bit builds have these tables (core/memorymgr_refs.cpp)."""
     chunks = int(gdb.parse_and_eval(f"(unsigned long)&{table}"))
     chunk = (number + FIRST_CHUNK).bit_length() - FIRST_CHUNK.bit_length()
     first = pointer_at(chunks + chunk * pointer_size())
@@ -65,11 +65,11 @@ def entry_of(table, number, size):
 
 
 def node_of_link(address):
-    """The node that a header's link at this address stands for; 0 for null."""
+    """Returns the node that the link at this address refers to; 0 for null."""
     if pointer_size() == 4:
         return number_at(address, 4)
     word = number_at(address, 4)
-    if word & 1:  # a fallback block's: its place in the table
+    if word & 1:  # the link of a fallback block: an index of the table s_links
         try:
             return pointer_at(entry_of("s_links", word // 4, LINKS_SIZE) + (8 if word & 2 else 0))
         except gdb.error:
@@ -79,7 +79,7 @@ def node_of_link(address):
 
 
 def name_of(address):
-    """The source name that a header keeps at this address; None without one."""
+    """Returns the source name that the word at this address refers to; None for 0."""
     number = number_at(address, 4)
     try:
         return text_at(pointer_at(entry_of("s_names", number - 1, 8)) if pointer_size() == 8 and number else number)
@@ -87,7 +87,7 @@ def name_of(address):
         return "(unknown: libcore is stripped, or the header is damaged)"
 
 
-# ---- Nodes and banks: read at their fixed places, so that no debug information of core is needed
+# ---- Nodes and banks: read at their fixed offsets, so core's debug information is not needed
 
 
 class Node:
@@ -112,7 +112,7 @@ class Node:
 
 
 def nodes_of(address):
-    """The nodes of a list, from its head at this address on."""
+    """Yields the nodes of a list. address is the list's first node."""
     count = 0
     while address and count < MOST_ENTRIES:
         node = Node(address)
@@ -151,7 +151,7 @@ class Bank:
 
 
 def banks():
-    """All banks by index; the system bank's is -1."""
+    """Returns all banks by bank index; the system bank has -1."""
     manager = pointer_at(int(gdb.parse_and_eval("(unsigned long)&g_MemoryPtr")))
     if not manager:
         raise gdb.GdbError("There is no memory manager yet.")
@@ -225,8 +225,8 @@ class ParserPrinter:
 
     def to_string(self):
         if not self.position:
-            return f"the parser behind line {self.line}, nothing left of it"
-        return f'the parser behind line {self.line}, rest of the line: "{text_at(self.position)}"'
+            return f"the parser after line {self.line}, nothing left of it"
+        return f'the parser after line {self.line}, rest of the line: "{text_at(self.position)}"'
 
 
 class HashTablePrinter:

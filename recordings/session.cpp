@@ -1,13 +1,14 @@
-// The bytes come from a file that may be cut or damaged, so nothing is believed before it is checked: each read keeps
-// inside the bytes, and the counts in the header are held against what follows them.
-#include "demo/session.h"
+// The bytes come from a file that may be truncated or damaged, so the reader checks each value before it uses the
+// value. No read goes past the last byte. The counts in the header are compared with the operations that follow the
+// header.
+#include "recordings/session.h"
 
 #include <stdio.h>
 #include <string.h>
 
 static const size_t sc_headerSize = 16;
 static const size_t sc_longest = 16u << 20;                // bytes; room for eight million operations
-static const unsigned long long sc_mostInUse = 256u << 20; // bytes; no program worth recording here comes near
+static const unsigned long long sc_mostInUse = 256u << 20; // bytes; far more than a recorded program uses
 
 namespace {
 
@@ -31,12 +32,12 @@ private:
     const unsigned char* m_end;
     Session m_session;
     std::string m_error;
-    unsigned int m_operationCount = 0; // these three as the header has them
-    unsigned int m_mostBlocks = 0;
-    unsigned int m_bankCount = 0;
-    unsigned int m_blocks = 0;     // in use
-    unsigned int m_peakBlocks = 0; // the most there have been
-    unsigned long long m_bytes = 0;
+    unsigned int m_operationCount = 0; // from the header
+    unsigned int m_mostBlocks = 0;     // from the header
+    unsigned int m_bankCount = 0;      // from the header
+    unsigned int m_blocks = 0;         // in use after the operations that were read
+    unsigned int m_peakBlocks = 0;     // the most blocks in use at once so far
+    unsigned long long m_bytes = 0;    // in use after the operations that were read
 };
 
 bool SessionReader::read(Session* session)
@@ -51,10 +52,10 @@ bool SessionReader::read(Session* session)
         }
     }
     if (m_next != m_end) {
-        return refuse("there are bytes behind the last operation");
+        return refuse("there are bytes after the last operation");
     }
     if (m_peakBlocks != m_mostBlocks) {
-        return refuse("it has not as many blocks in use as its header says");
+        return refuse("its header has a wrong number of blocks in use");
     }
     std::swap(*session, m_session);
     return true;
@@ -66,13 +67,13 @@ bool SessionReader::readHeader()
         return refuse("it is longer than 16 MiB");
     }
     if (static_cast<size_t>(m_end - m_next) < sc_headerSize || memcmp(m_next, "CTR1", 4) != 0) {
-        return refuse("it is no recorded session");
+        return refuse("it is not a recorded session");
     }
     m_next += 4;
     m_operationCount = readWord();
     m_mostBlocks = readWord();
     m_bankCount = readWord();
-    if (m_operationCount > static_cast<size_t>(m_end - m_next) / 2) { // an operation takes two bytes at least
+    if (m_operationCount > static_cast<size_t>(m_end - m_next) / 2) { // each operation has at least two bytes
         return refuse("it is shorter than its header says");
     }
     m_session.operations.reserve(m_operationCount);
@@ -90,7 +91,7 @@ bool SessionReader::readOperation()
         return false;
     }
     if (tag >> 1 >= m_bankCount) {
-        return refuse("it has no such bank");
+        return refuse("the bank of an operation is out of range");
     }
     return (tag & 1) != 0 ? free(number) : make(number);
 }
@@ -98,7 +99,7 @@ bool SessionReader::readOperation()
 bool SessionReader::make(unsigned int size)
 {
     if (size == 0) {
-        return refuse("a block of no bytes is made");
+        return refuse("a block of 0 bytes is allocated");
     }
     if (m_bytes + size > sc_mostInUse) {
         return refuse("more than 256 MiB are in use at once");
@@ -115,7 +116,7 @@ bool SessionReader::make(unsigned int size)
 bool SessionReader::free(unsigned int younger)
 {
     if (younger >= m_session.blocks.size()) {
-        return refuse("a block is freed that was never made");
+        return refuse("a block is freed that was never allocated");
     }
     const size_t number = m_session.blocks.size() - 1 - younger;
     SessionBlock& block = m_session.blocks[number];
@@ -132,7 +133,7 @@ bool SessionReader::free(unsigned int younger)
 bool SessionReader::readNumber(unsigned int* number)
 {
     unsigned long long value = 0;
-    for (int shift = 0; shift < 35; shift += 7) { // five bytes hold 32 bits and three to spare
+    for (int shift = 0; shift < 35; shift += 7) { // 5 bytes of 7 bits: 32 bits of the number and 3 that must be 0
         if (m_next == m_end) {
             return refuse("it ends too early");
         }
@@ -187,7 +188,7 @@ bool LoadSession(const char* path, Session* session, std::string* error)
     }
     const bool whole = ferror(file) == 0;
     fclose(file);
-    if (!whole) { // a folder can be opened, too
+    if (!whole) { // for example a folder: fopen opens it, fread fails
         *error = "it cannot be read";
         return false;
     }

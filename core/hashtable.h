@@ -90,7 +90,7 @@ private:
     void _releaseNodes();
 };
 
-// The state of a walk over all entries. The caller owns it.
+// The current position of getFirstElement and getNextElement. The caller owns it.
 template <typename T>
 struct HashTableIter_t {
     const char* key;     // the key of the current entry; it lies in the entry's node
@@ -118,7 +118,7 @@ public:
     T* getData(const char* key); // returns the record of the key; null if there is no such key
 
     // Visit all entries: the buckets in ascending order, the entries of a bucket from the oldest to the newest.
-    // Each call returns a record; null after the last entry. Insert and remove nothing during the walk.
+    // Each call returns a record; null after the last entry. Insert and remove nothing between these calls.
     T* getFirstElement(HashTableIter_t<T>& it);
     T* getNextElement(HashTableIter_t<T>& it);
 

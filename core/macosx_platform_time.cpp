@@ -41,7 +41,8 @@ void Platform::Sleep(unsigned int ms)
 
 void Sleep(unsigned int ms)
 {
-    // Deliberate: the product has 32 bits and wraps. docs/architecture.md, "Sizes and rounding".
+    // Deliberate: the product has 32 bits and wraps. The order of the three calls is frozen as well. docs/architecture.md,
+    // "Sizes and rounding" and "Orders of calls".
     Nanoseconds duration = {};
     duration.lo = ms * 1000000u;
     AbsoluteTime deadline = AddNanosecondsToAbsolute(duration, UpTime());

@@ -8,8 +8,10 @@
 // Empty lines in a text whose lines end with a line feed alone. Deliberate: ParseLine moves the cursor in two steps.
 // - Before it takes the line: if the cursor is at a line feed, it moves the cursor by one character.
 // - After it has taken the line: it moves the cursor by the line's length plus one. It does not first move the
-//   cursor to the beginning of the line. So with more than one empty line before the line, the cursor does not
-//   reach the next line. Two empty lines, with \n for a line feed, 0 for a NUL and | for the cursor:
+//   cursor to the beginning of the line.
+//
+// So with more than one empty line before the line, the cursor does not reach the next line. An example with two
+// empty lines; \n is a line feed, 0 is a NUL, | is the cursor:
 //
 //     a0|\n\nbcd\nef        after the line "a"
 //     a0\n|\nbcd\nef        step 1: one character

@@ -59,8 +59,9 @@ public:
 
     // ---- Names and folders
     //
-    //     const char* log = Platform::CreateAppFilename("logs/", ".log"); // "logs/battle.log" for the process "battle"
-    //     const char* data = Platform::GetAppDataDir("saves"); // ".../Brackenlow/battle", with a folder "saves" in it
+    //     // In the process "battle": "logs/battle.log", and ".../Brackenlow/battle" with a folder "saves" in it.
+    //     const char* log = Platform::CreateAppFilename("logs/", ".log");
+    //     const char* data = Platform::GetAppDataDir("saves");
 
     // Both return the name of the process, which they ask the system for at each call. If the system gives no name,
     // they return the name from the last call; if there was none, "game".
@@ -141,8 +142,8 @@ public:
 
     // ---- The window
     //
-    //     void* window = Platform::InitWindow(0, nullptr, "Brackenlow", nullptr, nullptr, 0, 0, 800, 600, false, false,
-    //                                         nullptr);
+    //     void* window = Platform::InitWindow(0, nullptr, "Brackenlow", nullptr, nullptr, 0, 0, 800, 600, false,
+    //                                         false, nullptr);
     //     Platform::SetWindow(window);
     //     Platform::SetWindowPos(); // shows it
     //

@@ -18,7 +18,7 @@
 // - Names of sections and entries are not trimmed: "width = 640" has the name "width ". Upper and lower case are
 //   equal here; in the store they differ.
 // - The value is the text between the first "=" and the end of the line, without the line feed and without a carriage
-//   return in front of it.
+//   return before it.
 // - The first entry with the wanted section and name is read. A section may begin again later in the file.
 // - A line has at most 1023 bytes. The bytes after the 1023rd are read as the next line.
 // - Each line must end with a line feed. If the last line of the file does not, its entry loses its last character.

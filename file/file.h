@@ -34,7 +34,8 @@ struct _BkzFileType_s {
 class File {
 public:
     // Opens a file. mode is as for fopen: "r", "w" or "a", followed by "+", "b" or "x". Other letters are ignored,
-    // and also everything after a comma. Returns null, with the reason in errno, if the file cannot be opened.
+    // and also everything after a comma. Returns null if the file cannot be opened; errno then holds the
+    // reason, unless an argument is null.
     static _BkzFileType_s* open(const char* name, const char* mode);
 
     // Returns the length of the file in bytes, with the bytes that were written to the stream. The position in the

@@ -1,9 +1,9 @@
-// Matching the arguments against the table of switches.
+// Finding the registered switches among the arguments.
 //
-// 1. The table ends behind its 32nd entry, or in front of the first entry without a name.
-// 2. An entry becomes present once and stays present until addCommand overwrites it. A present entry takes no second
-//    switch.
-// 3. required is never negative. Only arguments below m_argCount are read.
+// 1. The table ends before the first entry with an empty name, or after its 32nd entry.
+// 2. When the switch of an entry is found, present becomes 1. It remains 1 until addCommand overwrites the entry.
+//    An entry whose present is 1 does not match again.
+// 3. required is never negative. Only args[0] to args[m_argCount - 1] are read.
 #include "core/commandline.h"
 
 #include <string.h>
@@ -12,7 +12,7 @@ static const int sc_maxCommands = 32;
 
 static CommandEntry_s s_commandArgs[sc_maxCommands] = {{"-logger", 0, 0, 0, 0, 0}};
 
-// Returns the first entry with that name, from entry on; null when there is none.
+// Returns the first entry with that name, beginning at entry; null if there is none.
 static CommandEntry_s* findCommand(CommandEntry_s* entry, const char* name)
 {
     const CommandEntry_s* end = s_commandArgs + sc_maxCommands;
@@ -69,21 +69,21 @@ void CommandLine::_parseCmdLine()
     }
 }
 
-// Takes the arguments of the switch at position. Returns the position where parsing continues.
+// Takes the arguments of the switch at position. Returns the position of the next word to examine.
 int CommandLine::_processCmd(CommandEntry_s* entry, int position)
 {
     const int required = entry->required;
     for (int k = 1; k <= required; ++k) {
         const int word = position + k;
         if (word == m_argCount || !isArgument(m_args[word])) {
-            return word; // a required argument is missing; this word itself may be a switch
+            return word; // a required argument is missing; word may be another switch
         }
     }
     entry->present = 1;
     entry->index = position;
     entry->found = 0;
 
-    // Deliberate: the last words of the command line, as many as the switch requires, are never optional arguments.
+    // Deliberate: the last `required` words of the command line are never optional arguments.
     int word = position + required + 1;
     while (entry->found < entry->optional && word < m_argCount - required && isArgument(m_args[word])) {
         ++entry->found;
@@ -101,7 +101,7 @@ bool CommandLine::cmdExists(const char* name)
 bool CommandLine::getArgs(const char* name, int* count, char*** args)
 {
     const CommandEntry_s* entry = findCommand(m_commands, name);
-    // The shared table may hold an index that another CommandLine stored, behind the end of this argument vector.
+    // The table is shared, so the index may come from another CommandLine and be too large for this argument vector.
     const bool inside = entry && m_args && entry->index <= m_argCount;
     if (count) {
         *count = entry ? static_cast<int>(entry->required + entry->found + 1u) : 0; // unsigned: INT_MAX + 1 wraps

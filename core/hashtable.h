@@ -1,5 +1,5 @@
-// A hash table that finds records by a text key. The table stores pointers to records; the records live elsewhere. The
-// constructor allocates all nodes, so insert never allocates.
+// A hash table that finds records by a text key. The table stores pointers to records and not the records
+// themselves. The constructor allocates all nodes; insert allocates nothing.
 //
 //     HashTable<Unit> units(1021, 1024);                // buckets, entries
 //     units.insert("Footman", &footman);
@@ -10,14 +10,18 @@
 //         printf("%s\n", it.key);
 //     }
 //
-// - The table does not own the records. removeAll(true) frees them all, as blocks of bank 0.
-// - A key longer than 127 bytes is stored cut to 127 bytes. A lookup compares whole keys, so it never finds such an entry.
-// - Inserting a key twice makes two entries. A lookup finds the older one.
+// - Ownership: the caller owns the records. removeAll(true) frees all of them as blocks of bank 0.
+// - Long keys: a key of more than 127 bytes is truncated to 127 bytes when it is stored. getData with the whole key
+//   does not find the entry, because it compares the whole key with the 127 bytes. (getData with exactly these 127
+//   bytes finds it if both keys have the same bucket.)
+// - Equal keys: inserting a key twice makes two entries. getData finds the older one.
+// - Memory: the buckets, the pool and the nodes are three blocks of bank 0. If bank 0 has no memory for them, the
+//   game ends as MemoryMgr::alloc describes. Without a memory manager the table has no nodes and insert returns
+//   null.
+// - Threads: one thread at a time may use a table.
 //
-// Buckets, pool and nodes are three blocks of bank 0. Without a memory manager the table stays empty and insert returns
-// null. One thread at a time uses a table.
-//
-// The fields of all four classes are frozen: docs/architecture.md, "Record layouts and virtual tables".
+// The fields of all four classes are frozen, and so is the order of the allocations: docs/architecture.md, "Record
+// layouts and virtual tables" and "Orders of calls".
 #pragma once
 
 #include "core/memorymgr.h"
@@ -37,17 +41,19 @@ class HashPool;
 template <typename T>
 class HashData : public Allocator<0> {
 public:
-    HashData() : m_data(nullptr), m_next(nullptr) {} // m_key has no meaning before the node holds a record
+    HashData() : m_data(nullptr), m_next(nullptr) {} // m_key is not set: only a node with a record has a key
     virtual ~HashData();
 
     HashData(const HashData&) = delete;
     HashData& operator=(const HashData&) = delete;
 
-    // Stores the entry in the first node of the chain, from this one on, that holds no record. When all hold one,
-    // appends a node of the pool. Returns the node; null when the pool is empty, and for a null key or record.
+    // Stores key and data in a node of the chain that begins at this node: in the first node without a record, or
+    // in a new node from the pool at the end of the chain. Returns the node. Returns null if the pool has no free
+    // node, and for a null key or record.
     HashData* setData(const char* key, T* data, HashPool<T>* pool);
 
-    // Returns the record of the first node with that key, from this one on; null when there is none.
+    // Returns the record of the first node with that key in the chain that begins at this node; null if there is
+    // none.
     T* getData(const char* key);
 
     char m_key[128]; // 127 bytes and a NUL
@@ -58,7 +64,7 @@ private:
     void _store(const char* key, T* data);
 };
 
-// The store of one table's nodes.
+// The nodes of one table.
 template <typename T>
 class HashPool : public Allocator<0> {
 public:
@@ -68,28 +74,28 @@ public:
     HashPool(const HashPool&) = delete;
     HashPool& operator=(const HashPool&) = delete;
 
-    // Allocates the nodes and puts them all on the free list. Returns false when there is no memory. A second call first
-    // destroys all nodes of the first, also those that a table still uses.
+    // Allocates the nodes and puts all of them on the free list. Returns true; false without a memory manager or
+    // if poolSize is 0. A second call first frees the nodes of the first call, also those that a table uses.
     bool initialize();
 
-    // Takes the first node of the free list: the node that was freed last, and at first the last node of the array.
-    // Returns null when all nodes are taken.
+    // Takes the first node of the free list, which is the node that was freed last. Before any node was freed, it
+    // is the last free node of the array. Returns null if there is no free node.
     HashData<T>* allocNode();
 
-    unsigned int m_poolSize; // nodes
-    HashData<T>* m_nodes;    // all of them
-    HashData<T>* m_freeList;
+    unsigned int m_poolSize; // number of nodes, free or in use
+    HashData<T>* m_nodes;    // the array of all nodes; null before initialize
+    HashData<T>* m_freeList; // the first free node; null if all nodes are in use
 
 private:
     void _releaseNodes();
 };
 
-// The state of a walk over all entries. The caller owns it.
+// The current position of getFirstElement and getNextElement. The caller owns it.
 template <typename T>
 struct HashTableIter_t {
-    const char* key; // of the current entry, in its node
-    unsigned int bucket;
-    HashData<T>* node;
+    const char* key;     // the key of the current entry; it lies in the entry's node
+    unsigned int bucket; // the number of the current bucket
+    HashData<T>* node;   // the node of the current entry; null after the last entry
 };
 
 template <typename T>
@@ -103,19 +109,21 @@ public:
     HashTable(const HashTable&) = delete;
     HashTable& operator=(const HashTable&) = delete;
 
-    unsigned int getHashIndex(const char* key); // the number of the key's bucket
+    unsigned int getHashIndex(const char* key); // returns the number of the key's bucket
 
-    // Stores the entry and returns its node. Returns null, and stores nothing, when all nodes are taken, and for a null
-    // key or record.
+    // Stores an entry and returns its node. Returns null, and stores nothing, if there is no free node, and for a
+    // null key or record.
     HashData<T>* insert(const char* key, T* data);
 
-    T* getData(const char* key); // null when there is no such key
+    T* getData(const char* key); // returns the record of the key; null if there is no such key
 
-    // Walk over all entries: by ascending bucket, and by age inside a bucket. Return null behind the last entry.
+    // Visit all entries: the buckets in ascending order, the entries of a bucket from the oldest to the newest.
+    // Each call returns a record; null after the last entry. Insert and remove nothing between these calls.
     T* getFirstElement(HashTableIter_t<T>& it);
     T* getNextElement(HashTableIter_t<T>& it);
 
-    // Puts all nodes back on the pool's free list. freeData: also frees each record, as a block of bank 0.
+    // Removes all entries: their nodes go back to the free list. freeData true: also frees each record as a block
+    // of bank 0.
     void removeAll(bool freeData);
 
     unsigned int m_bucketCount;
@@ -126,22 +134,24 @@ private:
     T* _firstFromBucket(HashTableIter_t<T>& it);
 };
 
-// Allocates count * size bytes from bank 0; null without a memory manager. line is a frozen number that names the block
-// in leak reports: 161 the nodes, 289 the buckets, 296 the pool (docs/architecture.md, "Numbers in block tags").
+// Allocates count * size bytes from bank 0. Returns null without a memory manager. line is a frozen number that
+// names the block in leak reports: 161 for the array of nodes, 289 for the array of buckets, 296 for the pool
+// object (docs/architecture.md, "Numbers in block tags").
 inline void* AllocForHashTable(unsigned long count, unsigned long size, unsigned int line)
 {
     unsigned long bytes;
     if (__builtin_mul_overflow(count, size, &bytes)) {
-        bytes = ULONG_MAX; // can overflow on a 32-bit host; the memory manager refuses this size
+        bytes = ULONG_MAX; // the product overflows. No bank has so many bytes: the game ends as out of memory.
     }
     return g_MemoryPtr ? g_MemoryPtr->alloc(0, bytes, "core/hashtable", line) : nullptr;
 }
 
-// The number that each byte of a key adds to its hash. The order of the entries in an exported strings file follows from
-// the hash, so the numbers are the same on every host and in every locale:
-// - a byte is a signed number, also where plain char is unsigned;
-// - only 'A' to 'Z' are folded to lower case;
-// - a slash counts as a backslash, deliberately.
+// The number that each byte of a key adds to the hash of the key. The order of the entries in an exported strings
+// file depends on the hash. So these numbers are the same on every host and in every locale:
+// - a byte is a signed number, -128 to 127, also where plain char is unsigned;
+// - 'A' to 'Z' count as 'a' to 'z', and no other byte is folded;
+// - a slash counts as a backslash. Deliberate: "a/b" and "a\b" are in the same bucket. They are still two keys,
+//   because getData compares the texts.
 struct HashValues {
     constexpr HashValues() : of()
     {
@@ -153,8 +163,8 @@ struct HashValues {
     unsigned int of[256];
 };
 
-// Returns the hash of a key: hash = hash * 33 + value, for each byte in order, modulo 2^32. Returns 0 for null. One step
-// of the loop takes four bytes, so that their multiplications run in parallel.
+// Returns the hash of a key. It begins with 0; for each byte in order it becomes hash * 33 + value, modulo 2^32.
+// Returns 0 for null. One pass of the loop handles four bytes, so that the processor can multiply them in parallel.
 inline unsigned int HashOfKey(const char* key)
 {
     static constexpr HashValues sc_values;
@@ -181,7 +191,7 @@ template <typename T>
 HashData<T>* HashData<T>::setData(const char* key, T* data, HashPool<T>* pool)
 {
     if (!key || !data) {
-        return nullptr; // no node is in a chain without a record
+        return nullptr; // refused, so that every node of a chain has a record
     }
     HashData* node = this;
     while (node->m_data) {
@@ -201,7 +211,7 @@ template <typename T>
 void HashData<T>::_store(const char* key, T* data)
 {
     const size_t length = std::min(strlen(key), sizeof(m_key) - 1);
-    memmove(m_key, key, length); // the key may be what this very node held before it was freed
+    memmove(m_key, key, length); // memmove: key may point into m_key, when the node was freed and is used again
     memset(m_key + length, 0, sizeof(m_key) - length);
     m_data = data;
 }
@@ -251,7 +261,7 @@ void HashPool<T>::_releaseNodes()
     }
     FreeInBank(0, m_nodes);
     m_nodes = nullptr;
-    m_freeList = nullptr; // its nodes were among them
+    m_freeList = nullptr; // the free nodes lay in the same block
 }
 
 template <typename T>
@@ -337,7 +347,8 @@ T* HashTable<T>::getNextElement(HashTableIter_t<T>& it)
     return _firstFromBucket(it);
 }
 
-// Goes on to the first entry of the next bucket that has one, it.bucket included.
+// Moves to the first entry of the first bucket with an entry, beginning at it.bucket. Returns its record; null if
+// all these buckets are empty.
 template <typename T>
 T* HashTable<T>::_firstFromBucket(HashTableIter_t<T>& it)
 {

@@ -1,10 +1,15 @@
-// The window class's plain C++ face: each call is a few messages to AppKit, and all rules stand above it.
+// The plain C++ interface of the window class. Not for games. Each function sends a few messages to AppKit.
+// Decisions and arithmetic are in core/macosx_platform_window.cpp, in plain C++, so that tests can run them on
+// every host.
 //
-// A window is a BKWindow. It lives until it is closed, by the game or by its user: ask BKIsWindow before anything else is
-// asked of one that has been out of sight. Points and rectangles are in pixels, y up from the bottom. On the screen they
-// count from the lower left corner of the main screen, also where AppKit's own count from another place.
+// - Windows: a window is a BKWindow. It exists until the game or the user closes it. Call BKIsWindow before a call
+//   for a window that the user may have closed.
+// - Coordinates: points and rectangles are in pixels, y upward. Positions on the screen count from the lower left
+//   corner of the main screen. AppKit may count from another corner; this file's functions convert.
+// - Threads: the main thread only.
 //
-// A build without AppKit has a stand-in for what is behind it.
+// core/macosx_bkwindow.mm implements these functions. A build without AppKit compiles core/macosx_bkwindow_none.cpp
+// instead.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -17,34 +22,44 @@ struct BKPoint {
 };
 
 struct BKRect {
-    double x; // of the lower left corner
+    double x; // x and y: the lower left corner
     double y;
     double width;
     double height;
 };
 
-// Whether windows and alerts can be shown. There is an application object then: the game's, or else one made here. Its
-// screens are those that the window server has now.
+// ---- The application object
+
+// Makes the application object (NSApp) unless the game has made it, and reads the present screens from the window
+// server. Returns true if windows and alerts can be shown; false without a window server, or if AppKit cannot
+// connect to it. Call this function before BKRunAlert and BKMakeWindow.
 bool BKMakeApplication();
 
-// A modal alert with one button; its result, 1 for the button. Wants the application object, as all that makes windows.
+// Shows an alert with one button and waits until the user has closed it. Returns AppKit's result, 1 for the button.
+// The texts are UTF-8; a text that is not UTF-8 is read as Mac Roman.
 int BKRunAlert(const char* title, const char* message, const char* button);
 
-// The main screen, whichever screen has the window with the keyboard; and its height.
-BKRect BKMainScreenFrame();
-double BKFirstScreenHeight();
+// ---- The screen
 
-int BKModeEntry(CFDictionaryRef mode, const char* name); // of a display mode; 0 where there is none
+BKRect BKMainScreenFrame();   // the rectangle of the main screen
+double BKFirstScreenHeight(); // the height of AppKit's first screen, which shows the main display
 
-// Windows.
-void* BKMakeWindow(const BKRect& content, unsigned int styleMask, int backing, bool defer); // null: it can't be had
+// Returns the number of that name in a display mode; 0 if there is no such number.
+int BKModeEntry(CFDictionaryRef mode, const char* name);
 
-// Whether it may be sent messages: there is a window server, and it wasn't made here and closed since. False for null.
+// ---- Windows
+
+// Makes a window that is not yet visible. Returns null if it is larger than AppKit's largest window. styleMask and
+// backing are AppKit's numbers.
+void* BKMakeWindow(const BKRect& content, unsigned int styleMask, int backing, bool defer);
+
+// Returns true if a message can be sent to the window. Returns false for null, without a window server, and for a
+// window that BKMakeWindow made and that is closed.
 bool BKIsWindow(const void* window);
 
 std::string BKWindowTitle(void* window);          // UTF-8
-BKRect BKWindowContentRect(void* window);         // on the screen
-void BKWindowSetTitle(void* window, const char*); // UTF-8, or else Mac Roman; null is no title
+BKRect BKWindowContentRect(void* window);         // the content rectangle, on the screen
+void BKWindowSetTitle(void* window, const char*); // UTF-8; otherwise read as Mac Roman; null is an empty title
 void BKWindowSetBlackBackground(void* window);
 void BKWindowSetAcceptsMouseMoved(void* window, bool accepts);
 void BKWindowSetReleasedWhenClosed(void* window, bool released);
@@ -53,14 +68,17 @@ void BKWindowClearDelegate(void* window);
 void BKWindowSetLevel(void* window, int level);
 void BKWindowCenter(void* window);
 void BKWindowMakeKey(void* window);
-void BKWindowMakeKeyAndOrderFront(void* window); // as its own sender
+void BKWindowMakeKeyAndOrderFront(void* window); // the message's sender is the window itself
 void BKWindowClose(void* window);
-void BKWindowRetain(void* window); // from here on closing it does not give its memory back before it is released
+void BKWindowRetain(void* window); // the window's memory is freed by BKWindowRelease at the earliest, not by closing
 void BKWindowRelease(void* window);
 
 BKPoint BKWindowConvertBaseToScreen(void* window, const BKPoint& point);
 
-// False, and point as it was, where there is no such event or window.
-bool BKCurrentEventLocation(BKPoint& point); // in the contents of its window
-bool BKKeyWindowMouseLocation(
-    BKPoint& point); // in those of the window with the keyboard, outside of the event stream
+// ---- The mouse
+
+// Both store a position in pixels from the lower left corner of a window's content, y upward, and return true. The
+// first stores the position of the event that the game fetched last. The second stores the present position of the
+// mouse in the key window. They return false, and store nothing, if there is no such event or no key window.
+bool BKCurrentEventLocation(BKPoint& point);
+bool BKKeyWindowMouseLocation(BKPoint& point);

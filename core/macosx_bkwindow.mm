@@ -1,7 +1,9 @@
-// The window class, and every message to AppKit.
+// The window class, and all messages to AppKit.
 //
-// 1. Games have no autorelease pools where they call the platform from: each call that may need one has its own.
-// 2. AppKit raises exceptions, and without a window server it does so at once. So whether there is one is asked first.
+// 1. A game may call the platform where it has no autorelease pool. So each function that may need a pool makes one.
+// 2. AppKit throws an exception when it cannot connect to a window server. So BKMakeApplication first checks that
+//    there is a window server.
+// 3. Each function converts between AppKit's coordinates and those of core/macosx_bkwindow.h.
 #include "core/macosx_bkwindow.h"
 
 #import <Cocoa/Cocoa.h>
@@ -10,10 +12,10 @@
 
 #include <set>
 
-@class BKOpenGLView; // the graphics library's
+@class BKOpenGLView; // a class of the graphics library
 
 @interface BKWindow : NSWindow {
-    BKOpenGLView* _glView; // not ours to keep
+    BKOpenGLView* _glView; // not retained: the graphics library owns it
 }
 - (BOOL)canBecomeKeyWindow;
 - (void)setGLView:(BKOpenGLView*)view;
@@ -22,7 +24,7 @@
 
 @implementation BKWindow
 
-// A window without a frame would have no keyboard otherwise.
+// AppKit's own answer for a window without a frame is NO, and a full-screen game would receive no keys.
 - (BOOL)canBecomeKeyWindow
 {
     return YES;
@@ -40,7 +42,8 @@
 
 @end
 
-// AppKit takes the command line's words for documents, and shows an alert for each that nobody opens.
+// At the end of the launch AppKit opens each word of the command line as a document, and shows an alert for each
+// document that the delegate does not accept. This delegate accepts all of them.
 @interface BKLaunchDelegate : NSObject
 - (BOOL)application:(NSApplication*)application openFile:(NSString*)name;
 @end
@@ -51,12 +54,12 @@
 {
     (void)application;
     (void)name;
-    return YES; // the game has read it
+    return YES; // nothing to open: the game reads its command line itself
 }
 
 @end
 
-// GNUstep's own, on no Mac: has AppKit look at the screens again.
+// A method of GNUstep that the Mac does not have: AppKit reads the list of screens again.
 @interface NSScreen (BKScreensThatChange)
 + (void)resetScreens;
 @end
@@ -81,11 +84,11 @@ static BKRect fromRect(const NSRect& rect)
 
 static BKPoint fromPoint(const NSPoint& point) { return {point.x, point.y}; }
 
-// The screen that positions count from, which shows the main display.
+// Returns the screen that positions count from: AppKit's first screen, which shows the main display.
 static NSScreen* firstScreen() { return [[NSScreen screens] objectAtIndex:0]; }
 
-// Where AppKit has its lower left corner. On a Mac that is AppKit's origin. GNUstep's origin is the lower left corner of
-// the X desktop, on which the screen may lie anywhere.
+// Returns the lower left corner of the first screen in AppKit's coordinates. On the Mac this is (0, 0). GNUstep
+// counts from the lower left corner of the X desktop, and the first screen may lie anywhere on that desktop.
 static NSPoint mainCorner() { return [firstScreen() frame].origin; }
 
 static NSRect toAppKit(const BKRect& rect)
@@ -109,8 +112,8 @@ static bool hasWindowServer()
     return session != nullptr;
 }
 
-// Before its launch is finished an application here doesn't learn which window has the keyboard: no alert would hear a
-// key.
+// Ends the launch of the application object. Before that, GNUstep's application object does not learn which window
+// is the key window, and an alert would receive no keys.
 static void finishLaunching()
 {
     BKLaunchDelegate* delegate = [[BKLaunchDelegate alloc] init];
@@ -120,9 +123,10 @@ static void finishLaunching()
     [delegate release];
 }
 
-// Where there is no window manager, AppKit measures the frames that it would have: it shows 15 windows, one after the
-// other, and waits up to a second until each is drawn. They lie outside the screen, where a display of 8 bits a pixel
-// never draws them. On the screen it draws them at once.
+// Lets GNUstep measure window frames on the screen when the display has 8 bits per pixel or fewer. Without a window
+// manager GNUstep opens 15 windows, one after the other, to measure its own frames, and waits up to a second until
+// each window is drawn. The windows lie outside the screen. A display of 8 bits per pixel never draws them there,
+// so the game would wait for 15 seconds; on the screen it draws them at once.
 static void measureFramesOnScreen()
 {
     const size_t fewBits = 8;
@@ -132,8 +136,9 @@ static void measureFramesOnScreen()
     }
 }
 
-// AppKit without its own way to the window server, its back end being away, can't make one. GCC's @catch doesn't work in
-// Objective-C++; catch does.
+// Makes the application object. Returns false when AppKit throws an exception, for example when GNUstep's back end,
+// its module for the window server, is not installed. The function uses catch because GCC's @catch does not work in
+// Objective-C++.
 static bool makeApplication()
 {
     const Pool pool;
@@ -156,8 +161,9 @@ static NSArray* framesOfScreens()
     return frames;
 }
 
-// GNUstep learns from an event that a screen has moved or changed its size, and the game may not have read that event
-// yet. So AppKit is told here what it will be told then. Its windows move along with their screens.
+// Updates GNUstep's list of screens. GNUstep updates the list itself when the game fetches an event about the
+// change; the game may not have fetched that event yet. When the screens have changed, the function posts AppKit's
+// notification, as GNUstep does for the event, and AppKit's windows move with their screens.
 static void lookAtScreens()
 {
     if (![NSScreen respondsToSelector:@selector(resetScreens)]) {
@@ -174,7 +180,7 @@ static void lookAtScreens()
 
 bool BKMakeApplication()
 {
-    static bool s_failed; // such an attempt can't be repeated
+    static bool s_failed; // AppKit cannot make the application object after a failed attempt
     if (!hasWindowServer()) {
         return false;
     }
@@ -186,15 +192,16 @@ bool BKMakeApplication()
     return !s_failed;
 }
 
-// The game's texts are UTF-8 where they come from its strings file, and Mac Roman, in which every byte is a character,
-// where they don't.
+// Returns an NSString of the text. A game's texts from a strings file are UTF-8, its other texts can be Mac Roman.
+// A text that is not UTF-8 is read as Mac Roman, in which each byte is a character, so the result is never null.
+// null counts as "".
 static NSString* textOf(const char* bytes)
 {
     NSString* text = [NSString stringWithCString:bytes ? bytes : "" encoding:NSUTF8StringEncoding];
     return text ? text : [NSString stringWithCString:bytes encoding:NSMacOSRomanStringEncoding];
 }
 
-// The panel takes its message for a format: a percent sign is two there.
+// Doubles each percent sign, because the panel reads its message as a printf format.
 static NSString* asFormat(NSString* text)
 {
     return [[text componentsSeparatedByString:@"%"] componentsJoinedByString:@"%%"];
@@ -206,8 +213,9 @@ int BKRunAlert(const char* title, const char* message, const char* button)
     return static_cast<int>(NSRunAlertPanel(textOf(title), asFormat(textOf(message)), textOf(button), nil, nil));
 }
 
-// AppKit's main screen is the screen of the window with the keyboard, also for a while after that window was closed. When
-// it is another screen than the first, its size means nothing for positions that count from the first.
+// AppKit's main screen is the screen of the key window, and still is for a while after that window was closed.
+// Positions count from the first screen, so the result is the first screen. Only if AppKit's main screen is not in
+// AppKit's list of screens, the result is the rectangle of that screen.
 BKRect BKMainScreenFrame()
 {
     const Pool pool;
@@ -228,9 +236,9 @@ int BKModeEntry(CFDictionaryRef mode, const char* name)
     return [[(NSDictionary*)mode objectForKey:textOf(name)] intValue];
 }
 
-static std::set<const void*> s_made; // where windows of ours are or were
+static std::set<const void*> s_made; // the address of each window that BKMakeWindow has made, also after its end
 
-// GNUstep gives no window a larger frame: setMaxSize: takes no more, and a larger window is cut to it when it is moved.
+// GNUstep's largest frame: setMaxSize: accepts no larger size, and GNUstep shrinks a larger window when it moves.
 static const double sc_longestSide = 10000; // pixels
 
 static bool isTooLarge(const BKRect& content, unsigned int styleMask)
@@ -260,7 +268,8 @@ bool BKIsWindow(const void* window)
     }
     const Pool pool;
     const bool known = [[NSApp windows] indexOfObjectIdenticalTo:(id)window] != NSNotFound;
-    return known || s_made.count(window) == 0; // a game's own window may not be listed before it is shown
+    // AppKit may not list a window before it is shown. So a window that the game itself made counts as a window.
+    return known || s_made.count(window) == 0;
 }
 
 std::string BKWindowTitle(void* window)
@@ -354,8 +363,9 @@ BKPoint BKWindowConvertBaseToScreen(void* window, const BKPoint& point)
     return {onDesktop.x - corner.x, onDesktop.y - corner.y};
 }
 
-// Of a point in a window with its frame: where it is in the window's contents. On a Mac the frame has nothing on the
-// left of the contents or below; under X11 the window manager's may have.
+// Converts a point that counts from the lower left corner of the frame to one that counts from the lower left
+// corner of the content. On the Mac both corners are the same. On X11 the window manager's frame may have a left
+// and a lower edge.
 static BKPoint inContents(NSWindow* window, NSPoint point)
 {
     const NSRect frame = [window frame];

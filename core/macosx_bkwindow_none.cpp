@@ -1,4 +1,4 @@
-// What stands behind the window class where there is no AppKit: no window is ever made.
+// The functions of core/macosx_bkwindow.h for a build without AppKit: no window can be made, and no alert is shown.
 #include "core/macosx_bkwindow.h"
 
 bool BKMakeApplication()

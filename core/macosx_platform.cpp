@@ -1,8 +1,9 @@
-// Who the game is, where its folders are, and the state it keeps with the platform.
+// The game's names and folders, and the state that the platform stores for the game.
 //
-// 1. Initial contents are what callers see as long as the system has no answer; a failed query leaves a buffer alone.
-// 2. Paths and the version are asked for until they are known, and then stay.
-// 3. A null text is an empty one.
+// 1. A query that fails does not change its buffer: the caller gets the last answer, or the buffer's initial text.
+// 2. A path and the version are asked for at each call until the system has given them. Later calls return the same
+//    text.
+// 3. A null text counts as an empty text.
 #include "core/macosx_platform.h"
 #include "core/otherslinks.h"
 #include "core/platform.h"
@@ -22,10 +23,10 @@ PlatformData_s s_platformData;
 
 static int s_platformOS = -1;
 static e_AppState s_AppState;
-static CommandLine* s_commandLine; // the game's
+static CommandLine* s_commandLine; // the game owns it
 static Text sGameFolder;
 
-// Copies a text as far as it fits.
+// Copies a text; truncates it to 1023 bytes.
 static void copyText(Text& target, const char* source)
 {
     snprintf(target, sizeof(target), "%s", source);
@@ -108,7 +109,7 @@ void Platform::SetAppState(e_AppState state)
     }
 }
 
-// Replaces name by the name of the process, where the system tells it.
+// Replaces name by the name of the process. Returns name; unchanged when the system gives no name.
 static const char* readProcessName(Text& name)
 {
     ProcessSerialNumber process;
@@ -139,7 +140,7 @@ const char* Platform::GetAppTitle()
 const char* Platform::CreateAppFilename(const char* prefix, const char* suffix)
 {
     static Text filename = "application";
-    Text name; // prefix and suffix may be the last result
+    Text name; // a buffer of its own, because prefix or suffix can be the text that the last call returned
     snprintf(name, sizeof(name), "%s%s%s", orEmpty(prefix), GetAppFilePrefix(), orEmpty(suffix));
     copyText(filename, name);
     return filename;
@@ -163,13 +164,15 @@ const char* Platform::GetAppVersion()
         return outVersion;
     }
     CFStringGetCString(static_cast<CFStringRef>(version), outVersion, sizeof(outVersion), kCFStringEncodingASCII);
-    CFRelease(version); // NOLINT(clang-analyzer-osx.cocoa.RetainCount): deliberate, although the bundle owns the text; it happens once
+    // Deliberate, although the bundle owns the text. It happens once in a process.
+    CFRelease(version); // NOLINT(clang-analyzer-osx.cocoa.RetainCount)
     checked = true;
     return outVersion;
 }
 
-// Makes the folder. One behind another user's link is replaced by elsewhere, as if there were no Application Support
-// folder: ordinary users can't make that one.
+// Makes the folder. When another user's link is part of its path, logs a message, replaces folder by elsewhere and
+// makes that instead. elsewhere is the path that results when there is no Application Support folder. Only root can
+// make it.
 static void makeDataFolder(Text& folder, const char* elsewhere)
 {
     if (HasOthersLink(folder)) {
@@ -186,7 +189,7 @@ const char* Platform::GetAppDataDir(const char* subFolder)
     if (dataDir[0] != '\0') {
         return dataDir;
     }
-    // Without such a folder all the rest starts from the root.
+    // Without an Application Support folder path stays empty, and the data folder's path begins at the root.
     Text path = "";
     FSRef support;
     if (FSFindFolder(kLocalDomain, kApplicationSupportFolderType, kCreateFolder, &support) == noErr) {
@@ -203,7 +206,7 @@ const char* Platform::GetAppDataDir(const char* subFolder)
     if (!HasOthersLink(path)) {
         CreateDir(path);
     }
-    return dataDir; // what lies in subFolder is for the caller to name
+    return dataDir; // deliberately without subFolder: the caller appends the subfolder's name itself
 }
 
 const char* GetAppGamePath()
@@ -235,7 +238,7 @@ int Platform::SpawnWebBrowser(const char* url)
     const CFURLRef page = CFURLCreateWithString(nullptr, text, nullptr);
     CFRelease(text);
     if (!page) {
-        return 0; // as for a page that opened: callers can't tell the two apart
+        return 0; // deliberate: the same result as for a page that was opened
     }
     const OSStatus status = LSOpenCFURLRef(page, nullptr);
     CFRelease(page);

@@ -1,24 +1,25 @@
-// The state that the platform's sources share. Not for games.
+// The state that the sources of the platform share. Not for games.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
 
+// Frozen, also the fields that the library never reads: docs/architecture.md, "Record layouts and virtual tables".
 struct PlatformData_s {
-    unsigned int appHandle;
-    void* window; // the current one, a BKWindow
-    int minimized;
-    int active;
-    int windowX; // windowX to windowHeight: as InitWindow was asked
+    unsigned int appHandle; // the number that SetApp was given
+    void* window;           // the current window, a BKWindow; null when there is none
+    int minimized;          // 0 or 1, as SetMinimized was given
+    int active;             // 0 or 1, as SetActive was given
+    int windowX;            // windowX to windowHeight: the arguments of the last successful InitWindow, in pixels
     int windowY;
     int windowWidth;
     int windowHeight;
-    CFDictionaryRef desktopMode; // the main display's at start; the system's
-    int hasVectorUnit;
-    int cursorHideCount; // 0: shown, -1: hidden
+    CFDictionaryRef desktopMode; // the mode of the main display at SystemCheck; the system owns it
+    int hasVectorUnit;           // 0 or 1
+    int cursorHideCount;         // 0: the cursor is shown; -1: hidden
 };
 
 extern PlatformData_s s_platformData;
 
-// Where the mouse is in the window with the keyboard, whatever the event at hand says: from the upper left corner of a
-// window 600 pixels high. x and y stay as they are where there is no such window.
+// Stores where the mouse is in the key window, even if the game's last event says otherwise. Pixels, y downward
+// from the upper left corner of a window that is 600 pixels high. Stores nothing when there is no key window.
 void GetKeyWindowCursorPos(int& x, int& y);

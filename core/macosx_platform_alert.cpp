@@ -1,7 +1,8 @@
-// The alert: the text of its panel, or of the standard error stream where there is no display.
+// The alert: a panel, or without a display a text on the standard error stream.
 //
-// 1. A text is cut after 4094 bytes. On the standard error stream it ends at that byte. The panel shows whole characters.
-// 2. A terminal never receives control characters. A file or a pipe receives the bytes as they are.
+// 1. A text is truncated after 4094 bytes. The standard error stream gets exactly these bytes. For the panel, the
+//    bytes of an incomplete character at the end are removed as well.
+// 2. A terminal receives control characters as visible text. A file or a pipe receives the bytes unchanged.
 #include "core/macosx_bkwindow.h"
 #include "core/platform.h"
 #include "logger/printable.h"
@@ -14,14 +15,14 @@
 #include <unistd.h>
 
 typedef char Message[4096];
-static const int sc_limit = sizeof(Message) - 1; // bytes that the formatter may write, its NUL included
+static const int sc_limit = sizeof(Message) - 1; // 4095: bytes that the formatter may write, with the NUL
 
 static const char* orEmpty(const char* text)
 {
     return text ? text : "";
 }
 
-// The length of the character that begins with this byte in UTF-8; 0 for a byte that begins none.
+// Returns the number of bytes of the UTF-8 character that begins with this byte; 0 if no character begins with it.
 static size_t characterLength(unsigned char first)
 {
     if (first < 0x80) {
@@ -30,7 +31,8 @@ static size_t characterLength(unsigned char first)
     return first < 0xc2 ? 0 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : first < 0xf5 ? 4 : 0;
 }
 
-// Whether text, as long as a message at most, is UTF-8 with count bytes of that value behind it; count is 3 at most.
+// Returns true if text with count bytes of that value appended is UTF-8. text has at most the length of a Message;
+// count is 1 to 3.
 static bool isUtf8With(const char* text, size_t count, char value)
 {
     char whole[sizeof(Message) + 3];
@@ -45,7 +47,8 @@ static bool isUtf8With(const char* text, size_t count, char value)
     return string != nullptr;
 }
 
-// Where the last character begins, when text is UTF-8 but for the missing end of that character; else its length.
+// Returns the offset of an incomplete character at the end of text. Returns the length of text if its last
+// character is complete, and if text is not UTF-8.
 static size_t findBrokenCharacter(const char* text)
 {
     const size_t length = strlen(text);
@@ -61,12 +64,14 @@ static size_t findBrokenCharacter(const char* text)
     if (whole <= kept) {
         return length;
     }
-    // Of the lowest and the highest byte that continue a character at least one completes it.
+    // A byte 0x80 to 0xbf continues a character. Some first bytes forbid the low or the high ones of these as the
+    // second byte. No first byte forbids both 0x80 and 0xbf, so one of these two completes every incomplete
+    // character.
     const bool isBroken = isUtf8With(text, whole - kept, '\x80') || isUtf8With(text, whole - kept, '\xbf');
     return isBroken ? begin : length;
 }
 
-// An alert without a window server: a terminal gets no control characters, a file or a pipe the bytes as they are.
+// Writes the text of an alert to the standard error stream, according to rule 2.
 static void printAlert(const Message& message)
 {
     char shown[4 * sizeof(message)];
@@ -97,7 +102,8 @@ int Platform::MessageBox(const char*, const char* format, ...)
         printAlert(message);
         return 1;
     }
-    if (length >= sc_limit) { // otherwise AppKit takes the whole text for Mac Roman
+    if (length >= sc_limit) {
+        // The text was truncated. With an incomplete character the whole text would not be UTF-8.
         message[findBrokenCharacter(message)] = '\0';
     }
     return BKRunAlert("Alert", message, "OK");

@@ -1,8 +1,9 @@
 // Keys, cursor and mouse.
 //
-// 1. Positions in a window count from its bottom, positions of the cursor from the top of the main display. Nothing here
-//    turns the one into the other.
-// 2. The cursor is shown or hidden once, however often that is asked for.
+// 1. GetCursorPos counts y upward from the bottom of a window's content. SetCursorPos counts y downward from the
+//    top of the main display. The two calls do not convert.
+// 2. Several equal calls of ShowCursor in a row send one call to the display. The display counts its calls;
+//    ShowCursor does not.
 #include "core/macosx_bkwindow.h"
 #include "core/macosx_platform.h"
 #include "core/platform.h"
@@ -14,8 +15,10 @@
 
 int g_MacMouseCaptured;
 
-// By virtual key code, eight a line: the key's character on an American keyboard, 163 to 175 for F1 to F13, and for
-// arrows and forward delete a number that sc_remap knows. Home, End, the page keys, Help and the modifiers have none.
+// The code of each virtual key code; eight codes in each line. The code is the key's character on an American
+// keyboard, and 163 to 175 for F1 to F13. Arrows and forward delete have a number that sc_remap replaces. Home,
+// End, the page keys, Help and the modifiers have the code 0. Games store these codes in their key settings, so the
+// codes do not change.
 static const unsigned char s_ScanCodeToKey[128] = {
     97,  115, 100, 102, 104, 103, 122, 120, // a s d f h g z x
     99,  118, 0,   98,  113, 119, 101, 114, // c v, none, b q w e r
@@ -35,6 +38,7 @@ static const unsigned char s_ScanCodeToKey[128] = {
     164, 0,   163, 134, 135, 133, 132, 0,   // F2, F1, left, right, down, up
 };
 
+// The final codes for the numbers 132 to 144 of the table above.
 static const unsigned int sc_firstRemapped = 132;
 static const unsigned char sc_remap[13] = {
     146, 152, 148, 150, // up, down, left, right
@@ -68,7 +72,8 @@ void Platform::SetCursorPos(int x, int y)
     const CGPoint point = {static_cast<CGFloat>(x), static_cast<CGFloat>(y)};
     void* window = s_platformData.window;
     if (BKIsWindow(window)) {
-        // The answer is not used: games pass display coordinates, and have found out which.
+        // Deliberate: the converted point is dropped. Games pass coordinates of the display already. The message is
+        // sent all the same: the order of calls is frozen (docs/architecture.md, "Orders of calls").
         BKWindowConvertBaseToScreen(window, {point.x, point.y});
     }
     CGDisplayMoveCursorToPoint(kCGDirectMainDisplay, point);
@@ -88,19 +93,19 @@ void GetKeyWindowCursorPos(int& x, int& y)
 {
     BKPoint location;
     if (BKKeyWindowMouseLocation(location)) {
-        const float middle = 300.0f; // of the window its callers draw for
+        const float middle = 300.0f; // pixels: the middle of the 600 that a caller's window is high
         x = static_cast<int>(static_cast<float>(location.x));
         y = static_cast<int>(middle - (static_cast<float>(location.y) - middle));
     }
 }
 
-// What lies farther out than a Rect reaches is at its end.
+// Returns position as a coordinate of a Rect, which has 16 bits; out of range, the nearest coordinate.
 static short toShort(double position)
 {
     return static_cast<short>(std::clamp(position, -32768.0, 32767.0));
 }
 
-// A window's contents on the desktop, y down from the top of the first screen.
+// Returns the content rectangle of a window, in pixels from the upper left corner of the main screen, y downward.
 static Rect boundsOf(void* window)
 {
     const BKRect content = BKWindowContentRect(window);
@@ -113,7 +118,7 @@ static Rect boundsOf(void* window)
     return bounds;
 }
 
-// The place from first to last that is nearest to 0.
+// Returns the number from first to last that is nearest to 0.
 static short nearestToZero(short first, short last)
 {
     return first > 0 ? first : last < 0 ? last : static_cast<short>(0);
@@ -130,7 +135,7 @@ void Platform::CaptureMouse(bool capture)
     point.h = nearestToZero(bounds.left, bounds.right);
     point.v = nearestToZero(bounds.top, bounds.bottom);
     if (point.h == 0 && point.v == 0) {
-        return; // the corner of the desktop lies in the window
+        return; // the upper left corner of the main screen lies in the window
     }
     GrafPtr port = nullptr;
     GetPort(&port);

@@ -1,4 +1,4 @@
-// The factories of graphics and sound, which other modules of the process define.
+// Finds the factories of graphics and sound, which other libraries of the process define.
 #include "core/platform.h"
 
 #include <mach-o/dyld.h>
@@ -8,8 +8,9 @@ void (*gfxCreateGfxSubsystem)();
 void (*sndCreateSndSubsystem)();
 void (*sndCreateSnd3dSubsystem)();
 
-// Stores the address of a symbol, with the underscore that C names carry. There is no game without its subsystems: the
-// process ends, without a word, when one is missing.
+// Stores the address of a symbol, and returns 1. symbol is the function's name with the underscore that the Mac's
+// compiler puts before C names. If the symbol is not defined, the process ends with exit(1) and without a message,
+// deliberately: a game cannot run without the subsystem.
 static int load(const char* symbol, void (**factory)())
 {
     if (!NSIsSymbolNameDefined(symbol)) {

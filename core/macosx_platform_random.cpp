@@ -1,9 +1,9 @@
-// The random numbers.
+// The random numbers of MT19937. core/platform.h names the paper that defines its constants.
 //
-// 1. mt is the generator's state. All its words are renewed at once, and their numbers made with them: a call is then no
-//    more than a look into numbers, where the next one is at mti.
-// 2. A word is made from itself, its neighbour and the one 397 further on. The loops end where one of the two begins
-//    again at the front, so that the compiler can work on several words at a time.
+// 1. mt is the state of the generator. renew() replaces all 624 words of mt and computes 624 random numbers from
+//    them. mt_rand only returns numbers[mti] and increments mti.
+// 2. The new word i is computed from the words i, i + 1 and i + 397, modulo 624. renew() has a separate loop for
+//    each range of i in which no modulo is needed, so that the compiler can compute several words at a time.
 #include "core/platform.h"
 
 static const int sc_words = 624;
@@ -13,7 +13,7 @@ static const unsigned int sc_lowerMask = 0x7fffffff;
 
 static unsigned int mt[sc_words];
 static unsigned int numbers[sc_words];
-static int mti = sc_words + 1; // never seeded
+static int mti = sc_words + 1; // sc_words + 1: no seed yet; sc_words: all numbers are used
 
 void mt_srand(unsigned int seed)
 {

@@ -1,7 +1,7 @@
-// The entries of a folder.
+// Listing a folder.
 //
-// 1. The system is asked for the converted path; what the caller gets begins with the path as it was given.
-// 2. An entry never takes more than its 260 bytes, and always ends in NUL.
+// 1. The system gets the converted path. The paths of the list begin with the path as the caller spelled it.
+// 2. Each path of the list has 260 bytes, with the NUL. A longer path is truncated.
 #include "core/allocator.h"
 #include "core/platform.h"
 #include "file/file.h"
@@ -14,12 +14,15 @@
 
 typedef char Path[260];
 
-// The callbacks of the scan that was begun last: the system's take no context.
+// The callbacks of the running scan. They are static because scandir passes no context to its callbacks.
 static int (*select_func)(const char*);
 static int (*compare_func)(const void*, const void*);
 
-// What scandir calls instead. Systems differ in whether its callbacks take pointers to const or not, or to anything; these
-// take what its declaration here says.
+// The callbacks that scandir gets; they call the game's. Systems declare the parameters of scandir's callbacks
+// differently: as pointers to dirent, to const dirent, or to void. The template takes its type from the declaration
+// of this system.
+//
+// Deliberate: an entry whose type the file system does not tell (DT_UNKNOWN) is not a regular file.
 template <typename Entry>
 static int scandir_select(Entry* entry)
 {
@@ -40,8 +43,8 @@ static int callScandir(int (*scan)(const char*, dirent***, Select*, Compare*), c
     return scan(folder, entries, select_func ? select : nullptr, compare_func ? compare : nullptr);
 }
 
-// The number of entries, which are the caller's to free; -1 when the folder can't be read. A callback may look into a
-// folder of its own, and then the outer scan goes on with its own callbacks.
+// Stores the entries, which the caller frees, and returns their number; -1 if the folder cannot be read. A callback
+// may call ScanDir: after that inner scan the callbacks of the outer scan are restored.
 static int scan(const char* folder, dirent*** entries, int (*select)(const char*),
                 int (*compare)(const void*, const void*))
 {
@@ -59,12 +62,12 @@ static int scan(const char* folder, dirent*** entries, int (*select)(const char*
     return count;
 }
 
-// What all paths of a list begin with.
+// The beginning of all paths of a list: the folder and a slash.
 struct Prefix_s {
-    char text[1024 + 1] = "";
-    size_t length; // of what fits into a path
+    char text[1024 + 1] = ""; // a folder of at most 1023 bytes, the slash, the NUL
+    size_t length;            // bytes of text that a path has room for
 
-    // Both lengths are the same, as long as the game's file library keeps to that when it converts a path.
+    // convertedLength is the length of path after ConvertDOSToMacPath, which does not change the length.
     Prefix_s(const char* path, size_t convertedLength)
     {
         strcpy(text, path);
@@ -83,12 +86,13 @@ static void writePath(Path& path, const Prefix_s& prefix, const char* name)
     path[prefix.length + nameLength] = '\0';
 }
 
-// The paths, in a block of bank 0. Frees the entries.
+// Frees the entries, and returns their paths in a block of bank 0; null without a memory manager. 1072 is a frozen
+// number that names this block in leak reports: docs/architecture.md, "Numbers in block tags".
 static Path* makeList(const Prefix_s& prefix, dirent** entries, int count)
 {
     unsigned long size;
     if (__builtin_mul_overflow(count, sizeof(Path), &size)) {
-        size = ULONG_MAX; // as out of memory as it gets
+        size = ULONG_MAX; // no bank has so many bytes: the memory manager ends the game as out of memory
     }
     Path* list = static_cast<Path*>(AllocInBank(0, size, "core/macosx_platform", 1072));
     for (int i = 0; i < count; ++i) {
@@ -109,7 +113,7 @@ int Platform::ScanDir(const char* path, char (**out)[260], int (*select)(const c
     *out = nullptr;
     char folder[1024];
     if (!path || strlen(path) >= sizeof(folder)) {
-        return 0; // cut, it would be another folder
+        return 0; // a truncated path would name another folder
     }
     ConvertDOSToMacPath(path, folder);
     dirent** entries = nullptr;

@@ -1,7 +1,10 @@
-// Settings: values by name in the system's store, one domain for all sections, and the machine's marks.
+// The Reg calls: values in the store, and markers.
 //
-// Each write is flushed at once. A null name or text is refused quietly: the system would take a null text for an
-// order to forget the value.
+// 1. The store's key is the caller's key alone. The section is ignored, deliberately: docs/architecture.md, "File
+//    formats".
+// 2. Each write synchronises the store at once. docs/architecture.md, "Orders of calls", freezes the two calls of a
+//    write.
+// 3. A null key or text stores nothing and reports nothing. The system would remove the value for a null text.
 #include "core/platform.h"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -21,7 +24,7 @@ static void release(CFTypeRef object)
     }
 }
 
-// Stores the value, and releases it.
+// Stores the value in the store and on the disk, and releases it. Stores nothing when key or value is null.
 static void store(const char* key, CFPropertyListRef value)
 {
     const CFStringRef name = createString(key);
@@ -60,21 +63,23 @@ int Platform::RegGetInt32(const char*, const char* key, int defaultValue)
     Boolean valid = false;
     const CFIndex value = CFPreferencesGetAppIntegerValue(name, kCFPreferencesCurrentApplication, &valid);
     CFRelease(name);
-    // A 64-bit host's store knows numbers that no int is; to the 32-bit target's they are none.
+    // On 64-bit builds the store can return a number that is out of the range of int. On 32-bit builds the store
+    // itself reports such a number as invalid. This check gives the same answer on both.
     const int number = static_cast<int>(value);
     return valid && number == value ? number : defaultValue;
 }
 
-static const CFIndex sc_stringRoom = 1024; // bytes that every caller's buffer has, with the NUL
+static const CFIndex sc_stringRoom = 1024; // bytes that each caller's buffer has room for, with the NUL
 
-// The value under that name; null without one. The caller's to release.
+// Returns the value of that key, which the caller releases; null if there is none.
 static CFStringRef copyValue(CFStringRef name)
 {
     const CFPropertyListRef value = CFPreferencesCopyAppValue(name, kCFPreferencesCurrentApplication);
     if (!value || CFStringGetLength(static_cast<CFStringRef>(value)) < sc_stringRoom) {
         return static_cast<CFStringRef>(value);
     }
-    // A text as long as this is the game's own, or another user has left it for the machine: a game has room for its own.
+    // Only a text that the game itself has stored for this user may be longer, because the game gives a buffer with
+    // room for it. So read the value of this user again, without the values that all users share.
     CFRelease(value);
     return static_cast<CFStringRef>(CFPreferencesCopyValue(name, kCFPreferencesCurrentApplication,
                                                            kCFPreferencesCurrentUser, kCFPreferencesAnyHost));
@@ -90,21 +95,21 @@ char* Platform::RegGetString(const char*, const char* key, char* defaultValue, c
     release(value);
     if (!converted && out) {
         const char* text = defaultValue ? defaultValue : "";
-        memmove(out, text, strlen(text) + 1); // the default may be what out holds already
+        memmove(out, text, strlen(text) + 1); // memmove: the default may lie in out
     }
     return out;
 }
 
-// Whether the machine carries the mark.
-static bool hasMark(CFStringRef key)
+// Returns true if the marker exists.
+static bool hasMarker(CFStringRef key)
 {
-    const CFPropertyListRef mark =
+    const CFPropertyListRef marker =
         CFPreferencesCopyValue(key, kCFPreferencesAnyApplication, kCFPreferencesAnyUser, kCFPreferencesCurrentHost);
-    release(mark);
-    return mark != nullptr;
+    release(marker);
+    return marker != nullptr;
 }
 
-static void makeMark(CFStringRef key)
+static void makeMarker(CFStringRef key)
 {
     const CFStringRef empty = createString("");
     if (empty) {
@@ -124,12 +129,12 @@ bool Platform::RegInitSecureKey(const char* name, bool& created)
     if (!key) {
         return false;
     }
-    bool marked = hasMark(key);
-    if (!marked) {
-        makeMark(key);
-        created = true; // also when that did not take; then the result says so
-        marked = hasMark(key);
+    bool exists = hasMarker(key);
+    if (!exists) {
+        makeMarker(key);
+        created = true; // also if the marker could not be made; then the result is false
+        exists = hasMarker(key);
     }
     CFRelease(key);
-    return marked;
+    return exists;
 }

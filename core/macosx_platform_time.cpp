@@ -1,13 +1,14 @@
-// The clock, sleeping, and how a game's threads start.
+// The clock, Sleep, and the start routine of a game's threads.
 #include "core/platform.h"
 
 #include <Carbon/Carbon.h>
 #include <stddef.h>
 
-// As threadStarter is handed it, and what it looks at of the thread object. On 32-bit hosts these are words alone.
+// The thread object and the start record. Frozen: docs/architecture.md, "Record layouts and virtual tables". On
+// 32-bit builds each field is one 32-bit word.
 struct ThreadObject_s {
-    void* words[3]; // the game's
-    unsigned int running;
+    void* words[3];       // for the game; threadStarter does not touch them
+    unsigned int running; // threadStarter writes 0 when the thread's function has returned
 };
 struct ThreadStart_s {
     int (*function)(void*);
@@ -40,7 +41,8 @@ void Platform::Sleep(unsigned int ms)
 
 void Sleep(unsigned int ms)
 {
-    // 32 bits of nanoseconds: a game that asks for 5000 ms has always had 705, and is timed to that.
+    // Deliberate: the product has 32 bits and wraps. The order of the three calls is frozen as well. docs/architecture.md,
+    // "Sizes and rounding" and "Orders of calls".
     Nanoseconds duration = {};
     duration.lo = ms * 1000000u;
     AbsoluteTime deadline = AddNanosecondsToAbsolute(duration, UpTime());
@@ -55,8 +57,8 @@ int threadStarter(void* record)
     }
     const int result = start->function ? start->function(start->argument) : 0;
     if (start->thread) {
-        // The game polls this from other threads. Whoever reads 0 atomically also sees what the thread has written; from
-        // here on the object may be gone.
+        // The game reads this flag on other threads. A thread that reads 0 with acquire order also sees everything
+        // that this thread has written. The game may free the thread object from here on.
         __atomic_store_n(&start->thread->running, 0u, __ATOMIC_RELEASE);
     }
     operator delete(record);

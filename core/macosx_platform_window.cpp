@@ -1,21 +1,24 @@
-// The game's one window, framed or full screen, and the display it is on.
+// The game's window, framed or full screen, and the size of the display.
 //
-// 1. The record keeps how InitWindow was asked. Nothing else writes that: not centring, not the user, not the switch.
-// 2. A frame's user can close it, which ends the window while the record still names it. So a window is looked up before
-//    it is sent anything.
+// 1. Only InitWindow writes windowX, windowY, windowWidth and windowHeight of s_platformData.
+// 2. The user can close a framed window. The record then still holds the pointer of a window that is gone. So
+//    BKIsWindow is asked before a message is sent to a window.
+// 3. The order of the messages is frozen: docs/architecture.md, "Orders of calls".
 #include "core/macosx_bkwindow.h"
 #include "core/macosx_platform.h"
 #include "core/platform.h"
 
 #include <ApplicationServices/ApplicationServices.h>
 
-static const unsigned int sc_framed = 7; // titled 1, with a close button 2 and a minimise button 4
-static const unsigned int sc_borderless = 0;
-static const int sc_buffered = 2; // the backing: drawn off the screen
+// AppKit's style masks and backing store, whose names only Objective-C++ sources can include.
+static const unsigned int sc_framed = 7;     // titled 1 + with a close button 2 + with a minimise button 4
+static const unsigned int sc_borderless = 0; // without a frame
+static const int sc_buffered = 2;            // drawn in memory first, then copied to the screen
 
 static const int sc_longestSide = 32767; // pixels: window servers count them in signed 16 bits
 
-// Whether a window of that size can be had.
+// Returns true if the size is in the range of window servers and there is a window server. Makes the application
+// object if there is none.
 static bool canMake(int width, int height)
 {
     return width >= 0 && width <= sc_longestSide && height >= 0 && height <= sc_longestSide && BKMakeApplication();
@@ -59,14 +62,16 @@ void Platform::DestructWindow(void* window)
     }
 }
 
-// Whether the main screen has the size of that mode already: after a change of resolution AppKit can lag behind.
+// Returns true if AppKit's main screen has the size of that mode. After a change of the resolution AppKit can have
+// the old size for a while.
 static bool screenMatches(CFDictionaryRef mode)
 {
     return static_cast<int>(BKMainScreenFrame().width) == BKModeEntry(mode, "Width") &&
            static_cast<int>(BKMainScreenFrame().height) == BKModeEntry(mode, "Height");
 }
 
-// At the top left of the screen that is to come, when it hasn't come yet.
+// Makes the window in the lower left corner of the screen. matches: the result of screenMatches. When it is false,
+// the window lies in the upper left corner of AppKit's main screen.
 static void* makeFullScreenWindow(int width, int height, bool matches)
 {
     const int y = matches ? 0 : static_cast<int>(BKMainScreenFrame().height - height);
@@ -77,7 +82,9 @@ static void* makeFullScreenWindow(int width, int height, bool matches)
     return window;
 }
 
-// Centred across the desktop the game was started on, its top an eighth of the desktop below the screen's.
+// Makes a framed window: centred horizontally on the desktop, its top an eighth of the desktop's height below the
+// top of the screen. The desktop is the display mode that SystemCheck saved. Integer divisions truncate,
+// deliberately: docs/architecture.md, "Sizes and rounding".
 static void* makeFramedWindow(int width, int height, bool matches)
 {
     const int desktopWidth = BKModeEntry(s_platformData.desktopMode, "Width");
@@ -88,7 +95,8 @@ static void* makeFramedWindow(int width, int height, bool matches)
     return makeWindow(x, y, width, height, sc_framed);
 }
 
-// The window that takes another one's place, shown and in the record. mode: the display's, before the other one went.
+// Makes the window that replaces the closed one, shows it and makes it the current window. Does nothing when the
+// window cannot be made. mode: the mode of the main display before the old window was closed.
 static void showNextWindow(const std::string& title, CFDictionaryRef mode, bool fullScreen, int width, int height)
 {
     if (!canMake(width, height)) {
@@ -108,8 +116,8 @@ static void showNextWindow(const std::string& title, CFDictionaryRef mode, bool 
     Platform::SetWindow(made);
 }
 
-// The old window's memory is given back last, or else the new one would get it: a game that holds on to the old pointer
-// would not see that it has another window now.
+// The old window is retained until the new one exists. Otherwise the new window could get the same address, and a
+// game that compares the pointers would take the new window for the old one.
 void Platform::SetFullscreenWindow(void* window, bool fullScreen, int width, int height)
 {
     const bool exists = BKIsWindow(window);

@@ -1,6 +1,7 @@
-// Looking for links of other users in a path.
+// Finding symbolic links of other users in a path.
 //
-// The path is walked as the system walks it: part by part, and a trusted link is replaced by its target.
+// The path is checked as the system follows it: part by part from its beginning. Each trusted link is replaced by
+// its target, and the check begins again at the start of the new path.
 #include "core/otherslinks.h"
 
 #include "file/file.h"
@@ -12,31 +13,33 @@
 
 typedef char Text[1024];
 
-static const int sc_mostLinks = 40; // a path with more of them is one that the system does not open either
+static const int sc_mostLinks = 40; // Linux opens no path with more links
 
-// Root, this process's user, and the owner of the root folder: to a process in a user namespace root's files belong to
-// another number.
+// Returns true for root, for the user of this process, and for the owner of the root folder. In a user namespace
+// root's files can have another user number than 0; the owner of the root folder is that number.
 static bool isTrusted(uid_t user)
 {
     struct stat root;
     return user == 0 || user == geteuid() || (stat("/", &root) == 0 && user == root.st_uid);
 }
 
-// The bytes of path up to the end of the part that begins at or behind start; start itself where there is no more part.
+// Returns the offset of the end of the first part (a name between slashes) at or after the offset start; start if
+// there is no further part.
 static size_t partEnd(const char* path, size_t start)
 {
     const size_t name = start + strspn(path + start, "/");
     return path[name] == '\0' ? start : name + strcspn(path + name, "/");
 }
 
-// Replaces the link that the first end bytes of path name by its target. False where that finds no room.
+// The first end bytes of path name a link. Replaces them by the target of the link. Returns false if the link
+// cannot be read or the result needs more than 1023 bytes.
 static bool replaceLink(Text& path, size_t end)
 {
     Text target;
     Text part;
     snprintf(part, sizeof(part), "%.*s", static_cast<int>(end), path);
     const ssize_t length = readlink(part, target, sizeof(target) - 1);
-    if (length < 0 || length == sizeof(target) - 1) { // it may be cut
+    if (length < 0 || length == sizeof(target) - 1) { // a full buffer: the target may be truncated
         return false;
     }
     target[length] = '\0';
@@ -48,7 +51,7 @@ static bool replaceLink(Text& path, size_t end)
     return size >= 0 && size < static_cast<int>(sizeof(whole));
 }
 
-// Whether users that are not trusted can make files in the folder of path's first end bytes.
+// The first end bytes of path name a file. Returns true if users that are not trusted can make files in its folder.
 static bool isInSharedFolder(const char* path, size_t end)
 {
     Text folder;
@@ -67,7 +70,7 @@ static bool isInSharedFolder(const char* path, size_t end)
     return group || (status.st_mode & S_IWOTH) != 0 || !isTrusted(status.st_uid);
 }
 
-// path is changed on the way.
+// HasOthersLink for one spelling of the path. Changes path.
 static bool hasOthersLink(Text& path)
 {
     int links = 0;

@@ -1,11 +1,17 @@
-// Symbolic links that another user put into a path. Not for games.
+// Finds symbolic links of other users in a path. Not for games.
 //
-// The data folder can be shared: then all of its users may write to it, and one of them can make a link there that leads
-// to another one's files. Such a link is not followed to a file that is to be written.
+// Several users can have the right to write to the game's data folder. One of them could make a symbolic link in it
+// that leads to a file of another user, and the game of that user would then overwrite the file. So the library
+// checks a path with HasOthersLink before it writes a file.
 #pragma once
 
-// Whether a part of the path is a link that neither this process's user nor root made; also the link's own target is
-// looked at, and the links in that. True also for a file with a second name in a folder that other users may write to:
-// the second name can be one of them's work. False where the path, or a part of it, is not there. path may be spelled the
-// DOS way. The answer is about this moment: another user can change the folder afterwards.
+// Returns true in these cases; otherwise false, also if a part of the path does not exist.
+// - A part of the path is a symbolic link, and neither root nor the user of this process made it. The targets of
+//   links are checked in the same way.
+// - Following the links of the path needs more than 40 of them, or a path of 1024 bytes or more.
+// - The path leads to a file with a second name (a hard link), in a folder that other users may write to. Another
+//   user may have made that second name.
+//
+// path may be spelled the DOS way. The result describes the moment of the call: another user can change the folder
+// later.
 bool HasOthersLink(const char* path);

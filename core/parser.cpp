@@ -1,29 +1,33 @@
 // Lines, tokens and strings.
 //
-// 1. A cut is a NUL in the caller's text. Every text that is returned is a slice of the caller's text; nothing is copied.
-// 2. The cursor and the line position never pass the NUL that ends the text. The parser finds that NUL before its first
-//    cut, because later nothing distinguishes it from a cut.
-// 3. The end of a line is searched once and kept in m_bounds until the next line.
+// 1. To cut means to write a NUL into the caller's text. Each text that is returned is a part of the caller's text.
+// 2. The cursor and the line position never pass the NUL that ends the text. The parser finds this NUL before it cuts
+//    anything, because afterwards the text has other NULs as well.
+// 3. The end of a line is searched for once. m_bounds holds it until ParseLine takes the next line.
 //
-// Empty lines between lines that end with a bare line feed, deliberately: ParseLine steps over one line feed at the
-// cursor, and then takes the next line wherever it begins. It then moves the cursor by the length of that line plus one,
-// counted from where the cursor stood, not from where the line begins. Each further line feed in front of the line
-// therefore leaves the cursor one character farther to the left. Two empty lines, with \n for a line feed, 0 for a NUL and
-// | for the cursor:
+// Empty lines in a text whose lines end with a line feed alone. Deliberate: ParseLine moves the cursor in two steps.
+// - Before it takes the line: if the cursor is at a line feed, it moves the cursor by one character.
+// - After it has taken the line: it moves the cursor by the line's length plus one. It does not first move the
+//   cursor to the beginning of the line.
 //
-//     a\n|\n\nbcd\nef        behind the line "a"
-//     a\n\n|\nbcd\nef        one line feed is stepped over
-//     a\n\n\nbcd|0ef         the line "bcd" is cut: 4 characters from the cursor lies its NUL, which ends the text
+// So with more than one empty line before the line, the cursor does not reach the next line. An example with two
+// empty lines; \n is a line feed, 0 is a NUL, | is the cursor:
 //
-// | Empty lines | Where the cursor comes to stand | What ParseLine returns next |
+//     a0|\n\nbcd\nef        after the line "a"
+//     a0\n|\nbcd\nef        step 1: one character
+//     a0\n\nbcd|0ef         step 2: 3 + 1 characters. The cursor is at the NUL of "bcd", so the text ends here.
+//
+// With n empty lines before a line of LENGTH characters:
+//
+// | n | The cursor after the line | What ParseLine takes next |
 // |---|---|---|
-// | 1 | behind the line | the line behind it |
-// | 2 | on the NUL that ends the line | false: the text has ended |
-// | n, 3 or more | n - 2 characters in front of the line's end | those characters as a line, then normal lines |
-// | n, and n - 2 is more than the line's length | in the empty lines | the same line again, after n - 2 - length of them |
+// | 0 or 1 | the beginning of the next line | the next line |
+// | 2 | the NUL at the end of the line | nothing: it returns false |
+// | 3 to LENGTH + 2 | n - 2 characters before the end of the line | these last n - 2 characters, then the next line |
+// | more than LENGTH + 2 | in the empty lines | the same line, as if n - 2 - LENGTH empty lines were before it |
 //
-// A line that is returned twice may have been cut meanwhile: it holds the NULs of its tokens, and its strings hold the
-// line feeds of their decoded escapes. m_bounds still knows where it ends.
+// A line that is taken a second time may hold NULs that cut its tokens, and line feeds from the decoded escapes of
+// its strings. m_bounds still has the right end of the line.
 #include "core/parser.h"
 
 #include "core/str.h"
@@ -36,8 +40,8 @@ struct Slice {
     char* end;
 };
 
-// Tells the compiler that a condition nearly always holds. Without these hints bench/parser_bench takes a sixth longer
-// for its lines.
+// Tells the compiler that a condition nearly always holds. Without these hints bench/parser_bench takes a sixth
+// longer for its lines.
 static bool usually(bool condition)
 {
     return __builtin_expect(condition, 1);
@@ -63,8 +67,8 @@ static char* skipBlanks(char* text)
     return text;
 }
 
-// Returns the next line feed, or the next NUL when that comes first. Looks at two words of text in each step. end: the
-// memory up to there may be read.
+// Returns the next line feed or NUL, whichever comes first. Examines two words of text in each step. The memory
+// before end may be read.
 static inline char* findLineFeed(char* text, const char* end)
 {
     while (end - text >= static_cast<ptrdiff_t>(2 * sizeof(Word))) {
@@ -87,8 +91,9 @@ static inline char* findLineFeed(char* text, const char* end)
     return text;
 }
 
-// Returns the next space or NUL. Looks at single letters, four in each step: tokens are short, and the processor
-// predicts these branches well, while a search by words would have to wait for each word's marks.
+// Returns the next space or NUL. Examines single bytes, four in each pass of the loop. Tokens are short, and the
+// processor predicts these branches well. A search by words, as in findLineFeed, is slower here: it waits for the
+// result of each word.
 static inline char* findSpace(char* text)
 {
     for (;; text += 4) {
@@ -118,7 +123,8 @@ static char* findQuote(char* text)
     return quote ? quote : text + strlen(text);
 }
 
-// Trims a text without leading blanks; end is its NUL. Returns the text; null when it is empty. Makes a comment empty.
+// Trims the end of a text whose leading blanks are already skipped. end is the NUL of the text. Returns the text;
+// null if it is empty. Makes a comment an empty text.
 static char* trim(char* text, char* end)
 {
     if (!usually(*text)) {
@@ -134,7 +140,8 @@ static char* trim(char* text, char* end)
     return text;
 }
 
-// Cuts the next line at from. Returns an empty slice, and cuts nothing, when there is no line left.
+// Cuts the next line at or after from, and returns it. Returns an empty slice, and cuts nothing, if there is no
+// line left.
 static inline Slice cutLine(char* from, const char* textEnd)
 {
     char* line = skip(from, '\n');
@@ -145,8 +152,9 @@ static inline Slice cutLine(char* from, const char* textEnd)
     return {line, end};
 }
 
-// Returns the place as far behind from as the slice is long, plus one; at most textEnd.
-static inline char* behind(Slice slice, char* from, char* textEnd)
+// Returns from plus the length of the slice plus one; textEnd if that is smaller. The fast path: the slice begins
+// at from.
+static inline char* stepFrom(char* from, Slice slice, char* textEnd)
 {
     if (usually(slice.begin == from && slice.end < textEnd)) {
         return slice.end + 1;
@@ -185,14 +193,15 @@ char* Parser::_preparseLineAllowSpaces(char* line)
     return line ? trim(skip(line, '\t'), line + strlen(line)) : nullptr;
 }
 
-// Finds the end of the text: before the first cut, and again after the caller has put a longer text into the buffer.
+// Finds the end of the text. Called before the first line is cut, and again if the caller has written a longer text
+// into the buffer.
 void Parser::_measure()
 {
     m_bounds.textEnd += strlen(m_bounds.textEnd);
 }
 
-// ParseLine for a text whose end is not known. A function of its own, because otherwise ParseLine would save registers
-// for these calls each time.
+// ParseLine for a text whose end is not known. It is a separate function that is not inlined: otherwise each call
+// of ParseLine would save registers for the calls here.
 __attribute__((noinline)) bool Parser::_parseLongerText()
 {
     _measure();
@@ -220,17 +229,18 @@ CACHE_LINE_BEGIN bool Parser::ParseLine()
         m_bounds.lineStart = line.begin;
         m_bounds.lineEnd = line.end;
     } else if (cursor < line.begin) {
-        ++cursor; // still inside the empty lines: the same line comes again
+        ++cursor; // the cursor is still in the empty lines before the line: take the same line again
     } else {
         line.begin = cursor;
     }
-    m_cursor = behind(line, cursor, textEnd);
+    m_cursor = stepFrom(cursor, line, textEnd);
     m_position = trim(skipBlanks(line.begin), line.end);
     ++m_lineNumber;
     return true;
 }
 
-// Takes the next value line. Returns it trimmed; null when there is no line or only blanks. Always counts a line.
+// Cuts the next value line and returns it trimmed; null if there is no line, and for a line of blanks. Increments
+// the line number in each case. Does not move the cursor: _endValueLine does.
 const char* Parser::_cutValueLine(bool keepSpaces)
 {
     if (*m_bounds.textEnd) {
@@ -241,7 +251,8 @@ const char* Parser::_cutValueLine(bool keepSpaces)
     return trim(keepSpaces ? skip(line.begin, '\t') : skipBlanks(line.begin), line.end);
 }
 
-// Cuts the next word at *position and moves *position behind it. Returns the word; null when there is none.
+// Cuts the next word at *position and moves *position to the character after its NUL. Returns the word; null if
+// there is none.
 static inline __attribute__((always_inline)) char* cutWord(char** position, char* textEnd)
 {
     char* word = *position;
@@ -292,10 +303,10 @@ char* Parser::_cutToken(const char* delimiters)
         return nullptr;
     }
     *token.end = '\0';
-    // Deliberate: the step counts from the line position, not from the token, so delimiters in front of the token make
-    // it too short. Behind the last token of a line, the step passes the NUL that replaced the line feed: the next token
-    // then comes from the next line.
-    m_position = behind(token, m_position, m_bounds.textEnd);
+    // Deliberate: the line position moves by the length of the token plus one, counted from the line position and
+    // not from the token. With delimiters before the token it stops too early. After the last token of a line it
+    // passes the NUL that replaced the line feed, so the next token comes from the next line.
+    m_position = stepFrom(m_position, token, m_bounds.textEnd);
     return token.begin;
 }
 
@@ -309,8 +320,7 @@ char* Parser::GetString()
         return nullptr;
     }
     char* string = m_position + 1;
-    // Deliberate: only the one byte in front of a quote is examined, so a quote behind an escaped backslash (\\")
-    // does not end the string.
+    // Deliberate: a quote after a backslash does not end the string, even if that backslash is itself escaped (\\").
     do {
         m_position = findQuote(m_position + 1);
     } while (*m_position && m_position[-1] == '\\');
@@ -322,8 +332,8 @@ char* Parser::GetString()
     return string;
 }
 
-// Takes the next token. Returns true when it is exactly the character mark. Fast path: the mark stands at the line
-// position with a space behind it.
+// Takes the next token. Returns true if it is the mark and nothing else. The fast path: the mark is at the line
+// position, and a space follows it.
 bool Parser::_cutMark(char mark)
 {
     if (m_position && m_position[0] == mark && m_position[1] == ' ' && m_position + 1 < m_bounds.textEnd) {

@@ -1,8 +1,8 @@
-// The parser reads a text line by line: tokens, marks, quoted strings and typed values.
+// The parser reads a text line by line: tokens, marks (the tokens "=", "{" and "}"), quoted strings and typed values.
 //
 //     Parser parser(text);                             // a writable text with a NUL at its end
 //     while (parser.ParseLine()) {
-//         const char* token = parser.GetToken(" ");    // null on an empty line and on a comment
+//         const char* token = parser.GetToken(" ");    // null on a line of blanks and on a comment
 //         if (!token) {
 //             continue;
 //         }
@@ -10,14 +10,16 @@
 //             parser.ParamEqualsString(token, "title", title, sizeof(title));
 //     }
 //
-// The parser writes NULs into the caller's text to cut it. The cuts are permanent. Every text that a reader returns
-// lies in the caller's text and lives as long as that. The parser owns nothing and allocates nothing.
-//
-// A comment begins with "//" and takes a whole line. Config files end each line with carriage return and line feed.
-// Where lines end with a bare line feed, a token behind the last one of a line comes from the next line, and two
-// empty lines in a row end the text: docs/surprises.md has the rules.
-//
-// One thread at a time uses a parser. `new Parser(text)` allocates from bank 0.
+// - Memory: the parser cuts the caller's text: it writes a NUL at the end of each line, token and string. It never
+//   removes these NULs. A text that a function returns is a part of the caller's text, and is valid as long as the
+//   caller's text. The parser itself allocates nothing; `new Parser(text)` allocates the parser from bank 0.
+// - Comments: a comment begins with "//", after leading blanks, and its whole line is ignored.
+// - Line ends: config files end each line with a carriage return and a line feed. In a text whose lines end with a
+//   line feed alone, GetToken after the last token of a line returns the first token of the next line, not null. In
+//   such a text exactly two empty lines together end the text; docs/surprises.md lists the results for other
+//   numbers of empty lines.
+// - Threads: one thread at a time may use a parser.
+// - Results of numbers and messages are frozen: docs/architecture.md, "Message texts".
 #pragma once
 
 #include "core/allocator.h"
@@ -30,27 +32,37 @@ public:
     explicit Parser(char* buffer);
     virtual ~Parser();
 
-    // Returns to the first line. The cuts stay, so a second pass can end early; keep a copy of a text to read it twice.
+    // Moves the cursor back to the first line. The NULs of the first pass stay in the text, so a second pass can
+    // end early. To read a text twice, keep a copy of it.
     void reset();
 
-    // Moves to the next line. Returns false when there is no line left. A line of blanks and a comment count as lines
+    // Moves to the next line. Returns false if there is no line left. A line of blanks and a comment are lines
     // without tokens.
     bool ParseLine();
 
-    // ---- The parts of the current line. Each call continues where the call before it ended.
+    // ---- The parts of the current line. Each call begins at the line position, where the last call ended.
 
-    // Returns the next token, which ends at one of the delimiters; null when the line has no more. Spaces and tabs in
-    // front of the token are always skipped.
+    // Returns the next token; null if the line has no further token (but see "Line ends" above). The token ends
+    // before the next character of delimiters, or at the end of the line. A NUL is written over that character.
+    // Blanks before the token are skipped, also if they are not in delimiters.
     char* GetToken(const char* delimiters);
 
-    // Returns the next text between double quotes, with its escapes decoded; null when there is none.
+    // Returns the next text between double quotes, with its escapes decoded (core/str.h); null if the line has no
+    // such text.
     char* GetString();
 
-    // Take the next token. Return true when that token is exactly "=", "{" or "}".
+    // Each of these functions takes the next token. GetEqualsToken returns true if the token is "=", GetOpenBrace
+    // if it is "{", GetCloseBrace if it is "}". Another token is used up as well; the next call begins after it.
     //
-    //     Parser parser(text);                         // unit "Footman" {
-    //     while (parser.ParseLine()) {                 //     hitPoints = 60
-    //         const char* token = parser.GetToken(" "); // }
+    // A sample for a text of these three lines:
+    //
+    //   unit "Footman" {
+    //   hitPoints = 60
+    //   }
+    //
+    //     Parser parser(text);
+    //     while (parser.ParseLine()) {
+    //         const char* token = parser.GetToken(" ");
     //         if (token && strcmp(token, "unit") == 0) {
     //             name = parser.GetString();
     //             inUnit = parser.GetOpenBrace();
@@ -64,43 +76,53 @@ public:
     bool GetOpenBrace();
     bool GetCloseBrace();
 
-    // ---- Numbers at the line position. The line position stays, so a second call reads the same numbers.
+    // ---- Numbers at the line position
     //
-    // Return false, and log a message with the line number, when the line has fewer numbers; the numbers in front of the
-    // missing one are stored all the same. All readers of this class agree on what a number is:
-    // - the decimal point is a point in every locale;
-    // - a float may be inf, nan or hexadecimal;
-    // - of an integer that does not fit, the low bits are stored.
+    // These calls do not move the line position: a second call reads the same numbers.
+    //
+    // Return true if the line has all the numbers. Otherwise they return false and log a message with the line
+    // number; the numbers before the missing number are stored. For all readers of this class:
+    // - the decimal separator is a point, in every locale;
+    // - a float may also be inf, nan or hexadecimal;
+    // - an integer is read with 64 bits; the low bits are stored if the type of the output is smaller.
     bool GetFloat(float* value);
     bool GetFloat2(float* first, float* second);
     bool GetInt(int* value);
     bool GetInt2(int* first, int* second);
     bool GetInt3(int* first, int* second, int* third);
 
-    // Takes the next token. Returns true for "true" and false for "false", in upper or lower case. Returns false and
-    // logs a message for any other token.
+    // Takes the next token. Returns true if it is "true", in upper or lower case. Otherwise returns false, and logs
+    // a message unless the token is "false".
     bool GetBoolean();
 
-    // ---- Value lines: each call takes one whole line that holds only values. These readers replace ParseLine.
+    // ---- Value lines: each call reads one whole line that holds only values
     //
-    // They are for texts without empty lines, comments or leading blanks, whose lines end with carriage return and line
-    // feed. On failure they return false and log a message with the line number. The cursor then stays at that line,
-    // while the line number grows: the next call reads the same line under the next number.
-    bool ParseString(char* word);        // up to the first blank; word needs room for the whole line
-    bool ParseChar(char* letter);        // the first letter; leading tabs are skipped, a space is a letter
-    bool ParseUTF8(unsigned char* word); // as ParseString, but stores " " for a line that begins with a space
+    // Call these functions instead of ParseLine.
+    //
+    // The text must have no empty lines, no comments and no leading blanks, and its lines must end with a carriage
+    // return and a line feed.
+    //
+    // A call that reads all its values returns true and moves the cursor to the next line. Otherwise it returns
+    // false, logs a message with the line number, and stores the values before the missing value. The cursor does
+    // not move then, but the line number grows by 1: the next call reads the same line, and its message has the
+    // next number.
+    bool ParseString(char* word);        // the line's first word; word needs room for the whole line and a NUL
+    bool ParseChar(char* letter);        // the first character after leading tabs; it may be a space
+    bool ParseUTF8(unsigned char* word); // like ParseString; a line with a space after leading tabs is read as " "
     bool ParseInteger(int* value);
     bool ParseInteger2(int* first, int* second);
-    bool ParseInteger2x(int* first, int* second); // one or two; without a second value, *second stays
+    bool ParseInteger2x(int* first, int* second); // one or two values; *second is unchanged if there is only one
     bool ParseInteger3(int* first, int* second, int* third);
     bool ParseFloat(float* value);
     bool ParseFloat2(float* first, float* second);
-    bool ParseFloat2x(float* first, float* second); // one or two; without a second value, *second stays
+    bool ParseFloat2x(float* first, float* second); // one or two values; *second is unchanged if there is only one
 
     // ---- Named parameters: lines of the form "name = value".
     //
-    // token is the first word of the line, which the caller has read. Return true when token equals name, in upper or
-    // lower case, even when the value cannot be read: a message then tells so, and the output stays.
+    // token is the first token of the line, which the caller has taken. These functions return false, and read
+    // nothing, if token and name differ; upper and lower case are equal. Otherwise they read the value, and return
+    // true even if the value cannot be read. Then they log a message and do not change that output; of two values
+    // the first may have been stored. ParamEqualsBoolean and ParamEqualsString have other rules for a bad value.
     bool ParamEqualsInt8(const char* token, const char* name, signed char* value); // stores the low 8 bits: 300 is 44
     bool ParamEqualsInt16(const char* token, const char* name, short* value);      // stores the low 16 bits
     bool ParamEqualsInt32(const char* token, const char* name, int* value);
@@ -108,26 +130,29 @@ public:
     bool ParamEqualsInt64(const char* token, const char* name, long long* value);
     bool ParamEqualsFloat32(const char* token, const char* name, float* value);
     bool ParamEqualsInt32_2(const char* token, const char* name, int* first, int* second);
-    bool ParamEqualsInt32_2x(const char* token, const char* name, int* first, int* second); // second is optional
+    bool ParamEqualsInt32_2x(const char* token, const char* name, int* first, int* second); // one or two values
     bool ParamEqualsFloat32_2(const char* token, const char* name, float* first, float* second);
-    bool ParamEqualsFloat32_2x(const char* token, const char* name, float* first, float* second); // the same
+    bool ParamEqualsFloat32_2x(const char* token, const char* name, float* first, float* second); // one or two values
 
-    // Stores false when the value is neither "true" nor "false".
+    // Stores true if the value is "true", otherwise false; logs a message for a value that is neither "true" nor
+    // "false". Without "=" it stores nothing and logs a message.
     bool ParamEqualsBoolean(const char* token, const char* name, bool* value);
 
-    // Stores a quoted string: at most size - 1 bytes, and NULs up to size. Unlike the other readers it returns false
-    // when the name fits and "=" has no whole string behind it. A size of 0 stores nothing.
+    // Stores a quoted string, truncated to size - 1 bytes, and fills the rest of the size bytes with NULs.
+    // Deliberate: if the names are equal but no complete quoted string follows "=", it logs a message and returns
+    // false, unlike the other readers. A size of 0 stores nothing.
     bool ParamEqualsString(const char* token, const char* name, char* text, unsigned int size);
 
-    // ---- The trimming that all readers use, for a line of the caller's.
+    // ---- The trimming that all readers use, for a line that the caller supplies.
     //
-    // Return the text behind the leading blanks, without carriage returns and line feeds at its end; an empty text for
-    // a comment; null when there are only blanks. The second function skips leading tabs but keeps leading spaces.
+    // Both return the part of line after its leading blanks; an empty text for a comment; null if line is null or
+    // has only blanks. They write NULs over carriage returns and line feeds at the end of line, and over the first
+    // "/" of a comment. _preparseLineAllowSpaces skips leading tabs only.
     const char* _preparseLine(char* line);
     char* _preparseLineAllowSpaces(char* line);
 
 private:
-    // Hidden: calls inside the library go straight to these functions, not through the dynamic linker.
+    // Hidden visibility: the library calls these functions directly, which is faster than through the dynamic linker.
 #define CORE_INSIDE __attribute__((visibility("hidden")))
     CORE_INSIDE void _measure();
     CORE_INSIDE bool _parseLongerText();
@@ -146,15 +171,15 @@ private:
 
     // The first four fields are frozen: docs/architecture.md, "Record layouts and virtual tables".
     char* m_buffer;
-    char* m_cursor;   // where the next line begins
-    char* m_position; // the line position: where the next token begins; null when the line has nothing left
-    int m_lineNumber; // lines taken so far
+    char* m_cursor;   // where the parser looks for the next line
+    char* m_position; // the line position: where the parser looks for the next token; null on a line of blanks
+    int m_lineNumber; // lines that ParseLine took, plus calls for value lines, also failed ones
 
-    // After the first cut, a NUL no longer tells where the text or a line ends. These three places do.
+    // A NUL in the text can be one that the parser wrote. So these pointers remember where the text and the line end.
     struct {
         char* textEnd;   // the NUL that ends the whole text
-        char* lineStart; // the line that ParseLine took last
-        char* lineEnd;   // where that line ended when it was cut
+        char* lineStart; // the beginning of the line that ParseLine took last
+        char* lineEnd;   // the end of that line: its line feed before the line was cut
     } m_bounds;
 };
 

@@ -1,10 +1,10 @@
 // Reading numbers.
 //
 // 1. The C library decides what a number is and which value it has: strtoll, strtoull and strtof in the C locale.
-// 2. Plain numbers are read here, for speed, with the same value to the last bit. A plain number has at most 19 digits,
-//    an optional sign and an optional point.
-// 3. The C library reads every other number from its first character: exponents, hexadecimal, inf, more digits, and
-//    numbers whose rounding cannot be proved here.
+// 2. Plain numbers are read here, for speed, with the same value to the last bit. A plain number has at most 19
+//    digits, an optional sign and an optional point.
+// 3. The C library reads every other number, from its first character: numbers with an exponent, hexadecimal
+//    numbers, inf and nan, numbers with more digits, and numbers for which toFloat cannot prove the rounding.
 #include "core/parser_numbers.h"
 
 #include <float.h>
@@ -14,10 +14,10 @@
 #include <stdlib.h>
 #include <string.h>
 #if __has_include(<xlocale.h>)
-#include <xlocale.h> // where the Mac has them
+#include <xlocale.h> // the Mac declares strtof_l and the others here
 #endif
 
-// The user's locale may have a decimal comma; a game's files always have a point.
+// Returns the C locale. The user's locale may have a decimal comma; a game's files always have a decimal point.
 static locale_t cLocale()
 {
     static const locale_t s_locale = newlocale(LC_ALL_MASK, "C", nullptr);
@@ -42,7 +42,8 @@ static inline bool skipToDigits(const char** text)
     return negative;
 }
 
-// Appends the digits at text to *digits, and returns the place behind them. 19 digits always fit.
+// Appends the digits at text to the number *digits. Returns the end of the digits. Up to 19 digits cannot overflow;
+// the caller ignores *digits if there were more.
 static inline const char* readDigits(const char* text, uint64_t* digits)
 {
     for (; isDigit(*text); ++text) {
@@ -51,7 +52,8 @@ static inline const char* readDigits(const char* text, uint64_t* digits)
     return text;
 }
 
-// Stores what the C library has read. Returns null when it has read nothing, that is when end is text.
+// Stores the number that the C library has read, and returns end. Returns null, and stores nothing, if end is text:
+// then the C library has read no number.
 template <typename Value>
 static const char* taken(const char* text, const char* end, Value number, Value* value)
 {
@@ -62,7 +64,7 @@ static const char* taken(const char* text, const char* end, Value number, Value*
     return end;
 }
 
-// Reads a plain integer of 1 to mostDigits digits; null for any other text.
+// Reads a plain integer of 1 to mostDigits digits. Returns its end; null for any other text.
 static inline const char* readPlain(const char* text, int mostDigits, uint64_t* number)
 {
     const bool negative = skipToDigits(&text);
@@ -99,30 +101,37 @@ const char* ReadNumber(const char* text, unsigned long long* value)
     return taken(text, end, number, value);
 }
 
-// Stores the float nearest to digits / 10^decimals. Returns false when the C library has to decide.
+// Stores the float nearest to digits / 10^decimals and returns true. Returns false if the C library has to read the
+// number.
 //
-// Why the result is right: an integer below 2^53 and a power of ten up to 10^22 are exact doubles, so the processor's
-// division gives the double nearest to the number. The float nearest to that double is also the float nearest to the
-// number, with one exception: a double exactly half way between two floats may itself be the result of rounding, up or
-// down. The function refuses that case. Zero apart, the number is at least 1e-19, so its float is not a subnormal one.
+// Why the result is right:
+// - An integer below 2^53 and a power of ten up to 10^22 are exact doubles. So the division gives the double that
+//   is nearest to the number.
+// - The float that is nearest to this double is also the float that is nearest to the number. The one exception is
+//   a double exactly half way between two floats: the division may have rounded to it from either side. Then the
+//   function returns false.
+// - A number other than 0 is at least 1e-19, so its float is not subnormal.
 static inline bool toFloat(uint64_t digits, ptrdiff_t decimals, bool negative, float* value)
 {
     static const double sc_powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,
                                             1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19};
     if (FLT_EVAL_METHOD != 0 || digits >> 53 != 0) {
-        return false; // FLT_EVAL_METHOD: a processor that divides with more bits than a double has rounds twice
+        return false; // FLT_EVAL_METHOD is not 0: the processor divides with more bits than a double and rounds twice
     }
     const double all = static_cast<double>(static_cast<int64_t>(digits)); // signed: x86-64 has an instruction for it
     const double number = (negative ? -all : all) / sc_powersOfTen[decimals];
     uint64_t bits;
     memcpy(&bits, &number, sizeof(bits));
-    if ((bits & 0x1fffffff) == 0x10000000) { // half way: the 29 bits that a float lacks are a one and zeros
+    // Half way: a double has 29 bits more than a float, and they are a one and 28 zeros.
+    if ((bits & 0x1fffffff) == 0x10000000) {
         return false;
     }
     *value = static_cast<float>(number);
     return true;
 }
 
+// Reads a plain decimal number of 1 to 19 digits. Returns its end; null for any other text, and if toFloat returns
+// false.
 static inline const char* readPlain(const char* text, float* value)
 {
     const bool negative = skipToDigits(&text);
@@ -131,9 +140,9 @@ static inline const char* readPlain(const char* text, float* value)
     ptrdiff_t count = end - text;
     ptrdiff_t decimals = 0;
     if (*end == '.') {
-        const char* behindPoint = end + 1;
-        end = readDigits(behindPoint, &digits);
-        decimals = end - behindPoint;
+        const char* fraction = end + 1;
+        end = readDigits(fraction, &digits);
+        decimals = end - fraction;
         count += decimals;
     }
     const char last = *end;

@@ -1,9 +1,12 @@
 // Typed values: value lines, numbers of the current line, and named parameters.
 //
-// 1. A value is stored as soon as it is read. When a later value of the line is bad, the earlier ones are stored.
-// 2. A number has the same value on every host: it is read in the C locale, an integer with 64 bits, and the low bits of
-//    that are stored. An incomplete number ("1e", "0x") ends in front of its incomplete part.
-// 3. A reader looks at no more text than its value. sscanf would first measure the whole rest of the text.
+// 1. A value is stored as soon as it is read. If a later value of the line is missing, the values before it are
+//    stored.
+// 2. A number has the same value on every host. It is read in the C locale. An integer is read with 64 bits, and
+//    the output gets its low bits. Of an incomplete number ("1e", "0x") the complete part is read: 1 and 0.
+// 3. A reader examines only the text of its value. sscanf would first measure the rest of the text.
+//
+// The texts of the messages are frozen, also "expected 1 floats": docs/architecture.md, "Message texts".
 #include "core/parser.h"
 #include "core/parser_numbers.h"
 
@@ -15,12 +18,12 @@
 
 static const char sc_whiteSpace[] = " \t\n\v\f\r";
 
-// The type with which numbers for a Value are read.
+// The type that ReadNumber reads for an output of type Value.
 template <typename Value>
 using Number = std::conditional_t<std::is_same_v<Value, float>, float,
                                   std::conditional_t<std::is_unsigned_v<Value>, unsigned long long, long long>>;
 
-// Reads one number and moves *text behind it. Returns false when there is none.
+// Reads one number and moves *text to the end of the number. Returns false if there is no number.
 template <typename Value>
 static bool readNumber(const char** text, Value* value)
 {
@@ -34,7 +37,7 @@ static bool readNumber(const char** text, Value* value)
     return true;
 }
 
-// Reads numbers until one is missing. Returns how many were read; 0 for a null text.
+// Reads numbers until all values are stored or a number is missing. Returns how many were read; 0 for a null text.
 template <typename... Values>
 static int readNumbers(const char* text, Values*... values)
 {
@@ -45,7 +48,7 @@ static int readNumbers(const char* text, Values*... values)
     return count;
 }
 
-// Copies the next word; the caller's buffer must have room for it. Returns false when there is none.
+// Copies the next word to word, which must have room for it and a NUL. Returns false if there is no word.
 static bool readWord(const char* text, char* word)
 {
     if (!text) {
@@ -61,7 +64,7 @@ static bool readWord(const char* text, char* word)
     return true;
 }
 
-// Moves the cursor behind a complete value line: the trimmed length, and 2 more for carriage return and line feed.
+// If the value line is complete, moves the cursor by the trimmed length plus 2, for carriage return and line feed.
 // Deliberate: with a bare line feed the step is one too long, and the next line loses its first character.
 bool Parser::_endValueLine(const char* line, bool complete, const char* complaint)
 {
@@ -200,8 +203,8 @@ static bool isParameter(const char* token, const char* name)
 
 // Takes the next token and reads it as a number. Returns false when there is no token or no number.
 //
-// Fast path: the token begins at the line position and the number is the whole token. Then the number's end is the
-// token's end, and no search for the token's end is needed.
+// The fast path: the token begins at the line position, and the number is the whole token. Then the end of the
+// number is the end of the token and need not be searched for.
 template <typename Value>
 bool Parser::_cutNumber(Value* value)
 {
@@ -216,9 +219,9 @@ bool Parser::_cutNumber(Value* value)
     return token && readNumber(&token, value);
 }
 
-// Reads the values behind "=". The first `required` of them must be there; otherwise logs the complaint. Returns true: the
-// line was this parameter's. It is not inlined, because most calls of a reader end at the name, and these calls are
-// faster when they save no registers.
+// Reads the values after "=". Logs the complaint if fewer than `required` values can be read. Always returns true,
+// the result of a reader whose name is equal. This function is not inlined, because most calls of a reader end
+// after the comparison of the names, and these calls are faster without saving registers.
 template <typename... Values>
 bool Parser::_readValues(const char* name, const char* complaint, int required, Values*... values)
 {
@@ -305,7 +308,7 @@ bool Parser::ParamEqualsString(const char* token, const char* name, char* text, 
     const char* string = hasEquals ? GetString() : nullptr;
     if (!string) {
         owLogger::log(3, EXPECTED("string"), name);
-        return !hasEquals; // deliberate: false only when "=" has no whole string behind it
+        return !hasEquals; // deliberate: false if "=" is there and no complete string follows it
     }
     if (size > 0) {
         strncpy(text, string, size);

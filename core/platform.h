@@ -5,126 +5,149 @@
 //     snprintf(path, sizeof(path), "%s/saves/1", Platform::GetAppDataDir("saves"));
 //     Platform::MessageBox("ignored", "%s could not be read.", path);
 //
-// Call SystemCheck first, then SetApp, then the window's calls. The identity calls, folders, settings and time need
-// no memory manager; ScanDir does.
+// Call SystemCheck first, then SetApp, then the calls for the window.
 //
-// - Threads: GetTime, Sleep and threadStarter may be called from any thread, all else from the main thread only.
-// - Texts: a returned text lies in a buffer of the library, 1024 bytes long, one for each function. A longer text is cut.
-//   The text is valid until the next call of that function.
-// - Failures: a call reports a failure only where its comment says so.
+// - Memory: only ScanDir and ScanDirFree need a memory manager. A game can use all other calls before it makes one.
+// - Threads: any thread may call GetTime, Sleep and threadStarter. Only the main thread may make the other calls.
+// - Texts: each function that returns a text has its own buffer of 1024 bytes in the library. The text is valid
+//   until the next call of the same function. A text of more than 1023 bytes is truncated, except in
+//   GetAppGamePath.
+// - Failures: a call reports a failure only if its comment says so.
+//
+// docs/surprises.md lists the results that look wrong and are deliberate.
 #pragma once
 
 #pragma GCC visibility push(default)
 
 class CommandLine;
 
-// The state of the game, 0 or 1. The library keeps it and never reads it.
+// The state of the game, 0 or 1. The game decides what the two numbers mean. The library stores the state for a
+// debugger and never reads it.
 enum e_AppState : int {};
 
 class Platform {
 public:
-    // ---- The start, and the state that the library keeps for the game
+    // ---- Start-up, and the state that the library stores for the game
 
-    // Saves the main display's mode, which the framed window's position depends on. Always returns true.
+    // Saves the mode of the main display. SetFullscreenWindow computes the position of a framed window from this
+    // mode. Always returns true.
     static bool SystemCheck();
 
     // Returns 9, the number of this platform; -1 before SystemCheck.
     static int GetPlatformOS();
 
-    // Stores app, an opaque number of the game's own. The first call also clears the values below and asks whether the
-    // processor has a vector unit.
+    // Stores app. The number belongs to the game: the library only returns it from GetApp.
+    //
+    // The first call also sets these values to 0, false or null: the current window, active, minimized, the
+    // position and size that InitWindow stored, and the note that ShowCursor has hidden the cursor. It also checks
+    // whether the processor has a vector unit. So make this call before InitWindow and SetWindow.
     static void SetApp(unsigned int app);
     static unsigned int GetApp(); // 0 before SetApp
 
-    // The current window, which SetWindowPos, CaptureMouse and SetCursorPos work on. Null: there is none.
+    // The current window: SetWindowPos, CaptureMouse and SetCursorPos use it. Null means that there is no current
+    // window.
     static void SetWindow(void* window);
     static void* GetWindow();
 
-    // Notes of the game's own: it sets them when the system tells it, and reads them in its loop. The library changes
-    // nothing when they change.
-    static void SetActive(bool active); // true while the game is the application in front
+    // Two flags for the game's own use. The game sets them when the system sends it an event, and reads them in its
+    // loop. The library does nothing else with them.
+    static void SetActive(bool active); // true while the game is the active application
     static bool GetActive();
     static void SetMinimized(bool minimized); // true while the window is in the dock
     static bool GetMinimized();
-    static void SetAppState(e_AppState state); // any value but 0 and 1 is ignored
+    static void SetAppState(e_AppState state); // a value other than 0 and 1 is ignored
 
     // ---- Names and folders
     //
-    //     const char* log = Platform::CreateAppFilename("logs/", ".log"); // "logs/battle.log" for the process "battle"
-    //     const char* data = Platform::GetAppDataDir("saves"); // ".../Brackenlow/battle", with a folder "saves" in it
+    //     // In the process "battle": "logs/battle.log", and ".../Brackenlow/battle" with a folder "saves" in it.
+    //     const char* log = Platform::CreateAppFilename("logs/", ".log");
+    //     const char* data = Platform::GetAppDataDir("saves");
 
-    // Return the name of the process. They ask the system at each call, and return the last answer when the system
-    // gives none; "game" when it never gave one.
+    // Both return the name of the process, which they ask the system for at each call. If the system gives no name,
+    // they return the name from the last call; if there was none, "game".
     static const char* GetAppFilePrefix();
     static const char* GetAppTitle();
 
     // Returns prefix, process name and suffix as one text. Null counts as "".
     static const char* CreateAppFilename(const char* prefix, const char* suffix);
 
-    // Returns CFBundleVersion of the game's Info.plist; "no bundleInfoDict" without an Info.plist, "no theCFString"
-    // without that key. A call after a failed one tries again.
+    // Returns the value of CFBundleVersion in the game's Info.plist. Returns "no bundleInfoDict" if there is no
+    // Info.plist, and "no theCFString" if the key is missing; the next call then reads the Info.plist again.
     static const char* GetAppVersion();
 
-    // Returns the folder for the files that the game writes: Application Support, "Brackenlow", the process name. The
-    // first call makes it, and makes subFolder in it unless subFolder is null. Later calls make nothing. The result
-    // never contains subFolder. When a symbolic link of another user is part of the path, logs a message and uses
-    // "/Brackenlow" and the process name.
+    // Returns the data folder, in which the game writes its files: the folder Application Support, then
+    // "/Brackenlow/", then the name of the process. The result never contains subFolder.
+    //
+    // Only the first call in a process makes folders: the data folder, and subFolder in it unless subFolder is
+    // null. The constructor of the memory manager makes that first call, with "data". So a game that has a memory
+    // manager makes every other folder with CreateDir.
+    //
+    // When a symbolic link that another user made is part of the path, the function logs a message and returns
+    // "/Brackenlow/" and the name of the process. An ordinary user cannot make that folder.
     static const char* GetAppDataDir(const char* subFolder);
 
-    // Makes one folder with mode 0755. Its parent must exist; backslashes are not converted. Returns mkdir's result: 0, or
-    // -1 with errno.
+    // Makes one folder with mode 0755. Its parent folder must exist. Backslashes are not converted to slashes.
+    // Returns 0; on failure -1, with the reason in errno.
     static int CreateDir(const char* path);
 
     // ---- Alerts, web pages, the command line
+    //
+    //     Platform::MessageBox(nullptr, "%s needs %d MB of memory.", Platform::GetAppTitle(), 64);
 
-    // Shows an alert with one button and returns when the user has closed it. Its title is always "Alert"; caption is
-    // ignored. The text is read as UTF-8, or as Mac Roman when it is not UTF-8, and truncated after 4094 bytes. Returns 1 for the button. Without a
-    // display, writes the text to the standard error stream and returns 1; a terminal shows control characters as "\x1B".
+    // Shows an alert with one button, waits until the user has closed the alert, and returns 1. The title is always
+    // "Alert"; caption is ignored. The text is UTF-8; a text that is not UTF-8 is read as Mac Roman. It is
+    // truncated after 4094 bytes.
+    //
+    // Without a display the function writes the text to the standard error stream and returns 1. When that stream
+    // is a terminal, control characters are written as "\x1B".
     static int MessageBox(const char* caption, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-    // Opens a page in the user's browser. Returns 0 when the browser was started, and also when url is no URL;
-    // otherwise the system's error.
+    // Opens a page in the user's browser. Returns 0 if the browser was started, and also if url is not a URL.
+    // Returns the system's error code if the browser cannot be started.
     static int SpawnWebBrowser(const char* url);
 
-    // Keeps a pointer to the game's command line. The library neither reads nor frees it.
+    // Stores a pointer to the game's command line. The library neither reads nor frees the command line.
     static void SetCommandLine(CommandLine* commandLine);
     static CommandLine* GetCommandLine(); // null before SetCommandLine
 
-    // ---- Settings: single values in the user's preferences for this game, kept from run to run
+    // ---- Settings: single values in the user's preferences for this game, which the next run can read
     //
     //     Platform::RegSetInt32("Video", "width", 800);
     //     int width = Platform::RegGetInt32("Video", "width", 640); // 800, also in the next run
     //
-    // A write that succeeds is durable. The section is ignored: values with the same key are one value.
+    // A value that could be stored is on the disk when the call returns. The section is ignored: two sections with
+    // the same key share one value.
 
     static bool RegInit(const char* name, bool& created); // sets created to false and returns true; does nothing else
 
-    // Always return true, even when the value could not be stored.
+    // Both always return true, even if the value could not be stored. A null key or value stores nothing.
     static bool RegSetInt32(const char* section, const char* key, int value);
     static bool RegSetString(const char* section, const char* key, char* value);
 
-    // Returns the value, or defaultValue when there is none. A stored text that is a number counts as that number.
+    // Returns the value; defaultValue if there is none, and if it is outside the range of an int. A stored text
+    // that is a number counts as that number.
     static int RegGetInt32(const char* section, const char* key, int defaultValue);
 
-    // Writes the value to out; writes defaultValue when there is none. Use the text in out and ignore the result, which has
-    // no meaning when there was a value.
+    // Copies the value to out; copies defaultValue if there is no value. Use the text in out and ignore the result.
     //
-    // Give out 1024 bytes, or more when the game itself stores a longer text with RegSetString or has a longer default. A
-    // text of 1024 bytes or more counts as missing unless RegSetString has stored it for this user.
+    // out needs room for 1024 bytes. It needs more if the game stores a longer text with RegSetString, or passes a
+    // longer default: this function writes all of that text. A text of 1024 bytes or more that did not come from
+    // RegSetString (for example from the preferences of all users) counts as missing.
     static char* RegGetString(const char* section, const char* key, char* defaultValue, char* out);
 
-    // Makes a marker that all users of the machine share, unless it exists. created tells whether this call made it.
-    // Returns true when the marker exists now; false when it cannot be made.
+    // Makes a marker: an empty value that all users of this computer share. Does nothing if the marker exists. Sets
+    // created to true if this call tried to make the marker. Returns true if the marker exists now; false if it
+    // could not be made.
     static bool RegInitSecureKey(const char* name, bool& created);
 
     // ---- The window
     //
-    //     void* window = Platform::InitWindow(0, nullptr, "Brackenlow", nullptr, nullptr, 0, 0, 800, 600, false, false,
-    //                                         nullptr);
+    //     void* window = Platform::InitWindow(0, nullptr, "Brackenlow", nullptr, nullptr, 0, 0, 800, 600, false,
+    //                                         false, nullptr);
     //     Platform::SetWindow(window);
     //     Platform::SetWindowPos(); // shows it
     //
-    // The window is an NSWindow; a game's own Objective-C++ code draws in it and reads its events:
+    // The window is an NSWindow. The game's own Objective-C++ code draws in it and fetches its events:
     //
     //     while (running) {
     //         NSEvent* event = [NSApp nextEventMatchingMask:NSAnyEventMask
@@ -140,32 +163,38 @@ public:
     //         }
     //     }
     //
-    // A rectangle is the window's content without its frame, in pixels. Positions count from the lower left corner of
-    // the main screen, y upward. Without a display, and in a build without AppKit, no window is ever made.
+    // A position or a size means the content rectangle: the window without its frame, in pixels. Positions count
+    // from the lower left corner of the main screen, y upward. No window can be made without a display, or in a
+    // build without AppKit. The order of the messages to the window is frozen: docs/architecture.md, "Orders of
+    // calls".
 
-    // Makes a framed window in the middle of the screen. Does not show it and does not make it the current window.
-    // Returns the window; null when it cannot be made, for example when it is wider or higher than 10,000 pixels with its
-    // frame, which is AppKit's limit outside the Mac. x and y are only remembered for GetWindowPos. The title is UTF-8
-    // or else Mac Roman. The unnamed arguments are ignored. Makes the application object when the game has made none.
+    // Makes a framed window and centres it on the screen. Returns the window, which is not yet visible and not yet
+    // the current window. Returns null if it cannot be made, for example because it and its frame are wider or
+    // higher than 10,000 pixels: GNUstep's AppKit has no larger windows.
+    //
+    // x and y do not move the window; GetWindowPos returns them. The title is UTF-8; a title that is not UTF-8 is
+    // read as Mac Roman. The arguments without a name are ignored. If the game has not made the application object
+    // (NSApp), this function makes it.
     static void* InitWindow(unsigned int, void*, const char* title, void*, void*, int x, int y, int width, int height,
                             bool, bool, void*);
 
-    // Closes a window. When it is the current window, there is no current window then. Null is ignored.
+    // Closes a window. If it is the current window, there is no current window afterwards. Null is ignored.
     static void DestructWindow(void* window);
 
-    // Replaces a window by a new one of the other kind and shows it: without a frame above all others (true), or framed
-    // (false). The new window is the current window and has the old one's title, but no view. When it cannot be made
-    // there is no window at all: GetWindow returns null.
+    // Closes window, makes a new one of the given size, shows it and makes it the current window. fullScreen true:
+    // the new window has no frame and lies above all other windows. false: it is framed. The new window has the
+    // title of the old one but no view: the game attaches its drawing object again. If the new window cannot be
+    // made, the game has no window, and GetWindow returns null.
     static void SetFullscreenWindow(void* window, bool fullScreen, int width, int height);
 
-    static void SetWindowPos(); // centres the current window and shows it; nothing without one
+    static void SetWindowPos(); // centres the current window and shows it; does nothing if there is none
 
-    // The position and size that InitWindow was given, not the present ones.
+    // The position and the size that the last successful InitWindow was given. Later moves do not change them.
     static void GetWindowPos(int& x, int& y);
     static int GetWindowWidth();
     static int GetWindowHeight();
 
-    // The main display's present size in pixels and its depth; zeros without a display.
+    // Stores the present size of the main display in pixels and its bits per pixel; zeros without a display.
     static void GetDesktopInfo(int& width, int& height, int& bitsPerPixel);
 
     static void* LoadCursor(int id); // always null
@@ -173,8 +202,14 @@ public:
     static bool MessagePump();       // always true; the game fetches its events itself
 
     // ---- Keys, cursor and mouse
+    //
+    //     int x = 0;
+    //     int y = 0;
+    //     Platform::ShowCursor(false);  // the game draws its own cursor
+    //     Platform::GetCursorPos(x, y); // where the cursor was at the last event
 
-    // Returns the engine's code of a key; 0 for a key that has none. macKeyCode is the key code of an NSEvent, 0 to 127.
+    // Returns the library's code of a key; 0 for a key without a code, and for a number outside 0 to 127.
+    // macKeyCode is the keyCode of an NSEvent.
     //
     // | Key | Code |
     // |---|---|
@@ -184,24 +219,30 @@ public:
     // | F1 to F13 | 163 to 175 |
     static unsigned int RawKeyToLocalKey(int macKeyCode);
 
-    static void ShowCursor(bool show); // does not count calls: one true undoes any number of false
+    static void ShowCursor(bool show); // does not count calls: one true shows the cursor after any number of false
 
-    // Stores capture in g_MacMouseCaptured. true also moves the cursor into the current window.
+    // Stores capture in g_MacMouseCaptured. true also moves the cursor to the point of the current window that is
+    // nearest to the upper left corner of the main screen; when that corner lies in the window, the cursor does not
+    // move. To confine the cursor to the window afterwards is the game's task.
     static void CaptureMouse(bool capture);
 
     // Moves the cursor. Pixels from the upper left corner of the main display, y downward.
     static void SetCursorPos(int x, int y);
 
-    // Stores where the cursor was at the event that the game fetched last: pixels from the lower left corner of the
-    // content of the event's window, y upward. Stores nothing without an event.
+    // Stores where the cursor was at the event that the game fetched last: in pixels from the lower left corner of
+    // that event's window without its frame, y upward. Stores nothing if the game has fetched no event.
     static void GetCursorPos(int& x, int& y);
 
     // ---- Time
+    //
+    //     const unsigned int start = Platform::GetTime();
+    //     loadUnit("footman.unit");
+    //     const unsigned int passed = Platform::GetTime() - start; // milliseconds, also across the return to 0
 
-    // Returns milliseconds since the machine was started. The count starts at 0 again every 2^32 ms, about 49.7 days, so
-    // subtract two times as unsigned numbers.
+    // Returns milliseconds since the computer was started. The number returns to 0 after 2^32 ms, about 49.7 days.
+    // The difference of two times, as an unsigned number, is right also then.
     static unsigned int GetTime();
-    static void Sleep(unsigned int ms); // the same as the free function below
+    static void Sleep(unsigned int ms); // calls the free function Sleep at the end of this file
     static void BeginTimePeriod();      // does nothing
     static void EndTimePeriod();        // does nothing
 
@@ -214,46 +255,53 @@ public:
     //     }
     //     Platform::ScanDirFree(list);
 
-    // Lists a folder. Returns the number of entries, and in *out their paths: the folder as given, "/", and the name, cut
-    // to 259 bytes. The list is a block of bank 0; ScanDirFree gives it back. Returns 0 and a null list for an empty
-    // result and for a folder that cannot be read. One scan runs at a time.
+    // Lists a folder. Returns the number of paths, and stores the list of paths in *out. Each path is the folder as
+    // the caller spelled it, "/", and the name; a path of more than 259 bytes is truncated. The list is a block of
+    // bank 0 with the frozen tag "core/macosx_platform", 1072; ScanDirFree frees it. If no path is listed, or the
+    // folder cannot be read, the function returns 0 and stores null in *out. select may itself call ScanDir.
     //
-    // select is asked for each regular file by its name, and keeps the file unless it returns 0. A null select keeps every
-    // entry, also folders, "." and "..". compare orders the entries; it receives the addresses of two pointers to struct
-    // dirent. A null compare leaves the system's order.
+    // - select is called with the name of each regular file. When it returns 0, the file is not listed. Folders are
+    //   not listed. When select is null, every entry is listed, also folders, "." and "..".
+    // - compare is called with the addresses of two pointers to struct dirent, and returns an order as for qsort.
+    //   When compare is null, the list has the system's order.
     static int ScanDir(const char* path, char (**out)[260], int (*select)(const char*),
                        int (*compare)(const void*, const void*));
     static void ScanDirFree(char (*list)[260]); // null is ignored
 };
 
-// Returns the folder with the game's own files: the bundle's resources and "/Game/". Returns "" without a bundle, and null
-// when the path of the bundle's resources is longer than 1023 bytes.
+// Returns the folder of the files that ship with the game: the bundle's folder for resources, then "/Game/".
+// Returns "" if there is no bundle; null if the path of the folder for resources is longer than 1023 bytes.
 const char* GetAppGamePath();
 
-// Blocks the calling thread for (ms * 1000000) mod 2^32 nanoseconds, also when signals arrive. From 4295 ms on this is
-// less than ms: Sleep(5000) sleeps for 705 ms. Deliberate: games have tuned their waits with it.
+// Blocks the calling thread for (ms * 1000000) mod 2^32 nanoseconds. A signal does not end the sleep early. From
+// 4295 ms on the sleep is shorter than ms: Sleep(5000) sleeps for 705 ms. This is deliberate and frozen
+// (docs/architecture.md, "Sizes and rounding"): games have tuned their waits with it.
 void Sleep(unsigned int ms);
 
-// The start routine of a thread that the game makes. Calls the record's function with its argument, then writes 0 to the
-// running flag of the thread object, frees the record and returns the function's result.
+// The start routine of a thread that the game makes. Calls the record's function with the record's argument, then
+// writes 0 to the running flag of the thread object, frees the record with the global operator delete, and returns
+// the function's result. Returns 0 for null.
 //
-// | Memory | Word 1 | Word 2 | Word 3 | Behind the words |
+// | Memory | Word 1 | Word 2 | Word 3 | After word 3 |
 // |---|---|---|---|---|
-// | record, made with the global operator new | function: int (*)(void*) | its argument | thread object | |
-// | thread object, the game's own | the game's | the game's | the game's | running flag, 32 bits |
+// | record, from the global operator new | function: int (*)(void*) | argument | address of the thread object | |
+// | thread object, which the game owns | for the game | for the game | for the game | running flag, 32 bits |
 //
-// A word has the size of a pointer. The layout is frozen.
+// A word has the size of a pointer. A null function is not called; a null thread object is not written to. The
+// layout is frozen: docs/architecture.md, "Record layouts and virtual tables".
 int threadStarter(void* record);
 
 // Random numbers: MT19937 (Matsumoto and Nishimura, "Mersenne Twister: a 623-dimensionally equidistributed uniform
-// pseudo-random number generator", ACM TOMACS 8, 1998; initialised as in the authors' version of 2002). The process has
-// one generator, without a lock. Without a call of mt_srand its seed is 5489.
+// pseudo-random number generator", ACM TOMACS 8, 1998; initialised as in the authors' version of 2002). The process
+// has one generator. It takes no lock, so only one thread at a time may call. The seed is 5489 until the game calls
+// mt_srand.
 void mt_srand(unsigned int seed);
 unsigned int mt_rand(); // 0 to 4294967295
 
-// Find the factory of a subsystem, a C function CreateGfxSubsystem, CreateSndSubsystem or CreateSnd3dSubsystem, in the
-// program or in any module that it has loaded. Store its address below and return 1. When there is no such function they
-// end the process with exit(1). name is ignored. The unload calls do nothing and return 1.
+// Each load call looks for the factory of one subsystem: a C function CreateGfxSubsystem, CreateSndSubsystem or
+// CreateSnd3dSubsystem, in the program or in any library that the process has loaded. It stores the function's
+// address in the variable below and returns 1. If there is no such function, it ends the process with exit(1) and
+// prints nothing. name is ignored. Each unload call returns 1 and does nothing; the variable does not change.
 int LoadGraphicsAPI(const char* name);
 int UnloadGraphicsAPI();
 int LoadSoundAPI(const char* name);
@@ -261,7 +309,7 @@ int UnloadSoundAPI();
 int Load3dSoundAPI(const char* name);
 int Unload3dSoundAPI();
 
-// The factories; null before they are loaded. Cast them to the module's own function type.
+// The factories; each is null before its load call. Cast a factory to the function type of its module.
 extern void (*gfxCreateGfxSubsystem)();
 extern void (*sndCreateSndSubsystem)();
 extern void (*sndCreateSnd3dSubsystem)();

@@ -1,9 +1,9 @@
-// Preferences over the system's store, and the INI file behind it.
+// Preferences: reading the store, then the INI file; writing the store.
 //
-// 1. sPrefBuffer is empty while the INI file is read. A section, a key or a default that lies in it, from the read before,
-//    is empty from then on, too: games must not pass one.
-// 2. An INI file is read line by line, from its beginning each time; a piece of a line that is too long for the buffer
-//    is a line.
+// 1. A text read empties sPrefBuffer before it reads the INI file. A section, key or default that lies in
+//    sPrefBuffer then is an empty text. So a game must not pass a text that a read returned.
+// 2. Each read of the INI file begins at the start of the file. fgets reads at most 1023 bytes; the rest of a
+//    longer line is the next line.
 #include "core/preferences.h"
 
 #include "core/memorymgr.h"
@@ -20,14 +20,15 @@ typedef char Text[1024];
 
 static char* iniPath;
 
-// The buffer of all reads, and in front of it what the memory manager takes for a block's header: no live one, all 0.
+// The buffer of all reads, and before it 24 zero bytes. The memory manager reads these bytes as a block's header when
+// freeBuffer gives it the buffer. Without them it would read unrelated memory.
 static struct {
     MemoryHeapNode_s header;
     Text text;
 } s_prefBlock;
 static Text& sPrefBuffer = s_prefBlock.text;
 
-static_assert(sizeof(MemoryHeapNode_s) == 24, "the header stands right in front of the buffer");
+static_assert(sizeof(MemoryHeapNode_s) == 24, "the buffer follows the header without a gap");
 
 Preferences::~Preferences()
 {
@@ -55,7 +56,8 @@ CFStringRef CreateKey(const char* section, const char* key)
     return CFStringCreateWithCString(kCFAllocatorDefault, name, kCFStringEncodingMacRoman);
 }
 
-// Replaces the buffer's text by what the store has under that name, if it has a text that fits.
+// Reads the store. Copies the text to sPrefBuffer and returns true; returns false if there is no value, and if its
+// text has more than 1023 bytes or characters that Mac Roman does not have.
 static bool readStore(const char* section, const char* key)
 {
     const CFStringRef name = CreateKey(section, key);
@@ -89,15 +91,18 @@ const char* Preferences::read(const char* section, const char* key, const char* 
     return sPrefBuffer;
 }
 
-// atoi, where int and long are 32 bits wide: out of range it stops at the end.
+// Returns what atoi returns where int and long have 32 bits: out of range the nearest int.
 static int toInt(const char* text)
 {
     return static_cast<int>(std::clamp<long long>(strtoll(text, nullptr, 10), INT_MIN, INT_MAX));
 }
 
-// The buffer goes back to bank 0, where it never came from: meant, and a heap refuses it for its header. A linear
-// bank would be emptied, whatever it is given, so it isn't given this. The size of the block tells the two apart: to
-// a heap it is the header's 0 less 24, which is not 0; to any other bank it is 0.
+// Gives sPrefBuffer to free of bank 0, although bank 0 did not allocate it. Deliberate and frozen: programs that
+// watch free see this call for each number that is read. A heap bank refuses the block because its header is all 0.
+//
+// A linear bank would be emptied by any call of free, so the call is made for heap banks only. getSize tells the
+// two kinds apart: a heap bank returns the header's size minus 24, here 0 - 24, which is not 0. Other banks return
+// 0.
 static void freeBuffer()
 {
     if (g_MemoryPtr && g_MemoryPtr->getSize(0, sPrefBuffer) != 0) {
@@ -141,7 +146,7 @@ void Preferences::write(const char* section, const char* key, int value)
     write(section, key, text);
 }
 
-// Whether the line opens the wanted section, when line begins with "[".
+// line begins with "[". Returns true if the line opens the wanted section. A name is truncated to 255 bytes.
 static bool opensSection(const char* line, const char* section)
 {
     const char* end = strchr(line, ']');
@@ -153,7 +158,8 @@ static bool opensSection(const char* line, const char* section)
     return stricmp(name, section) == 0;
 }
 
-// The value of an entry of that name, up to the line's end; null for any other line. Cuts the line.
+// Returns the text after the first "=", if the text before it is key; null for any other line. Writes a NUL over
+// the "=".
 static const char* entryValue(char* line, const char* key)
 {
     char* equals = strchr(line, '=');
@@ -164,8 +170,8 @@ static const char* entryValue(char* line, const char* key)
     return stricmp(line, key) == 0 ? equals + 1 : nullptr;
 }
 
-// The last character goes, whatever it is: in every line but a last one without it, the line feed. With it goes a
-// carriage return in front.
+// Copies value without its last character, and without a carriage return before that. Deliberate: the last
+// character is removed without a check. It is the line feed, except in a last line of the file that has none.
 static void copyValue(char* out, const char* value)
 {
     size_t length = strlen(value);

@@ -1,7 +1,8 @@
 // Preferences: settings that are kept from run to run, each with a section and a key.
 //
-// A read looks in the system's preferences for this game and user, then in an INI file that ships with the game, then
-// returns the caller's default. A write changes the system's preferences only.
+// A read looks in the store: the system's preferences for this game and user. If the store has no value, the read
+// looks in an INI file that ships with the game. If the INI file has no value either, it returns the caller's
+// default. A write changes the store only.
 //
 //     Preferences preferences;
 //     preferences.init("data\\game.ini");
@@ -14,13 +15,18 @@
 //     [Video]
 //     width=640
 //
-// - Names of sections and entries are not trimmed: "width = 640" has the name "width ". Upper and lower case are equal.
-// - The first entry that fits wins. A section may be opened again further down.
-// - A line has at most 1023 bytes; the bytes behind them count as the next line.
-// - Every line needs its line feed. The last entry of a file that does not end with one loses its last character.
+// - Names of sections and entries are not trimmed: "width = 640" has the name "width ". Upper and lower case are
+//   equal here; in the store they differ.
+// - The value is the text between the first "=" and the end of the line, without the line feed and without a carriage
+//   return before it.
+// - The first entry with the wanted section and name is read. A section may begin again later in the file.
+// - A line has at most 1023 bytes. The bytes after the 1023rd are read as the next line.
+// - Each line must end with a line feed. If the last line of the file does not, its entry loses its last character.
+// - A line that begins with "[" and has no "]" ends the section: no entry matches until the next section begins.
 //
-// All Preferences objects share one path and one buffer. A text that read returns is valid until the next read, also
-// until the next read of a number. Texts are Mac Roman. Call all of this on the main thread.
+// All Preferences objects share one path and one buffer. The text that a read returns is valid until the next read
+// of a text or a number. Texts are Mac Roman. Call all of this on the main thread. The file format and the store's
+// keys are frozen: docs/architecture.md, "File formats".
 #pragma once
 
 #include "core/allocator.h"
@@ -32,34 +38,40 @@
 class Preferences : public Allocator<0> {
 public:
     Preferences() = default;
-    virtual ~Preferences(); // forgets the path of the INI file, which all objects share
+    virtual ~Preferences(); // frees the path of the INI file; then no object has an INI file until the next init
 
     Preferences(const Preferences&) = delete;
     Preferences& operator=(const Preferences&) = delete;
 
-    // Sets the path of the INI file, of which it keeps a copy. Always returns true. A second call leaks the first copy.
+    // Copies the path of the INI file; null means that there is no INI file. Always returns true. A second call
+    // does not free the first copy.
     bool init(const char* iniPath);
 
-    // Returns the value, in the library's buffer; never null. With a null default it returns "" when no value exists.
-    // A stored value counts as missing when it is longer than 1023 bytes or not a text.
-    // section, key and defaultText must not lie in that buffer: read empties it before it looks into the INI file.
+    // Returns the value, in the library's buffer; never null. Without a value it returns a copy of defaultText,
+    // truncated to 1023 bytes; "" for a null defaultText. A value in the store counts as missing if it is longer
+    // than 1023 bytes, is not a text, or has characters that Mac Roman does not have.
+    //
+    // section, key and defaultText must not be a text that read returned: read empties its buffer before it looks
+    // in the INI file.
     const char* read(const char* section, const char* key, const char* defaultText);
 
-    // Returns the value as atoi reads it: "12abc" is 12, "abc" is 0. A number out of range becomes INT_MIN or INT_MAX.
-    // Returns the default when there is no value or an empty one.
+    // Returns the value as atoi reads it: "12abc" is 12, "abc" is 0. Returns INT_MIN or INT_MAX, the nearest one,
+    // for a number out of range. Returns defaultValue if there is no value, and if the value is an empty text.
     int read(const char* section, const char* key, int defaultValue);
 
-    // Durable writes. A failure is not reported. A null value stores an empty text; a number is stored as a text.
+    // When these functions return, the value is on the disk. They report no failure. A null value is stored as an
+    // empty text, a number as its decimal text. A null section or key stores nothing.
     void write(const char* section, const char* key, const char* value);
     void write(const char* section, const char* key, int value);
 };
 
-// Returns the key in the system's preferences: "section/key", cut to 1023 bytes. The caller releases it. Null when section
-// or key is null.
+// Returns the key in the store: "section/key", truncated to 1023 bytes. The caller releases it with CFRelease.
+// Returns null if section or key is null.
 CFStringRef CreateKey(const char* section, const char* key);
 
-// Copies the value of an INI file's entry to out, at most 1023 bytes and a NUL. Returns false and leaves out unchanged
-// when there is no such entry. Logs a message at level 4 when the file cannot be opened.
+// Copies the value of an entry of the INI file to out, at most 1023 bytes and a NUL, and returns true. Returns
+// false, and does not change out, if there is no such entry or an argument is null. If the file cannot be opened,
+// also logs a message at level 4 (the levels are in logger/logger.h).
 bool ReadKey(const char* section, const char* key, char* out);
 
 #pragma GCC visibility pop

@@ -1,7 +1,7 @@
 // The ten escapes.
 //
-// 1. sc_letters and sc_bytes have the same order: a letter stands for the byte at its place. Both directions use them.
-// 2. Decoding never makes a text longer, so unescape writes over the text it reads.
+// 1. sc_letters[i] is the letter of the escape for the byte sc_bytes[i]. Both functions use these two tables.
+// 2. Decoding never makes a text longer. So unescape writes its result over the text that it reads.
 #include "core/str.h"
 
 #include "core/allocator.h"
@@ -11,7 +11,7 @@
 static constexpr char sc_letters[] = "abtnvfr\"'\\";
 static constexpr char sc_bytes[] = "\a\b\t\n\v\f\r\"'\\";
 
-// A table that maps each byte of `from` to the byte at the same place of `to`, and every other byte to NUL.
+// Maps the byte from[i] to the byte to[i], and every other byte to NUL.
 struct Translation {
     constexpr Translation(const char* from, const char* to) : m_of()
     {
@@ -41,7 +41,7 @@ bool str::unescape(char* text)
     if (!text) {
         return false;
     }
-    char* write = strchr(text, '\\'); // nothing changes in front of the first backslash
+    char* write = strchr(text, '\\'); // the bytes before the first backslash do not change
     if (!write) {
         return true;
     }
@@ -68,7 +68,8 @@ bool str::escape(char** out, const char* text)
     }
     const size_t count = countEscapes(text);
     const size_t size = strlen(text) + count + 1;
-    // The lines 66 (a plain copy) and 232 (a copy with escapes) are frozen: docs/architecture.md, "Numbers in block tags".
+    // 66 names a copy without escapes in leak reports, 232 a copy with escapes. Both are frozen:
+    // docs/architecture.md, "Numbers in block tags".
     char* write = static_cast<char*>(AllocInBank(0, size, "core/str", count ? 232 : 66));
     *out = write;
     if (!write) {

@@ -1,4 +1,4 @@
-// Escapes: turns control characters and quotes into a backslash and a letter, and back.
+// Escapes: converts control characters, quotes and backslashes to two characters, a backslash and a letter, and back.
 //
 //     char* escaped;
 //     if (str::escape(&escaped, "say \"hi\"\n")) {      // escaped is: say \"hi\"\n
@@ -6,24 +6,27 @@
 //         g_MemoryPtr->free(0, escaped);
 //     }
 //
-// Ten bytes have an escape: \a \b \t \n \v \f \r \" \' and \\. All other bytes are copied unchanged, so UTF-8 passes
-// through. There are no octal or hexadecimal escapes. One thread at a time changes a text; the functions keep no state.
+// There are ten escapes: \a \b \t \n \v \f \r \" \' and \\. All other bytes are copied unchanged, so a UTF-8 text
+// remains valid. There are no octal or hexadecimal escapes. Any thread may call; two threads must not use the same
+// text at once.
 #pragma once
 
 #pragma GCC visibility push(default)
 
 namespace str {
 
-// Decodes the escapes of text in place. The text can only become shorter.
+// Replaces each escape in text by the character that it stands for. The text never becomes longer.
 //
-// Returns true when every backslash began one of the ten escapes, and for an empty text; false otherwise, and for null.
-// An unknown escape leaves its backslash and loses its letter: \q becomes \. A backslash at the end of the text stays.
+// Returns true if each backslash begins one of the ten escapes, and for a text without backslashes. Otherwise, and
+// for null, returns false. Deliberate: an unknown escape is replaced by its backslash alone, so \q becomes a
+// backslash. A backslash at the end of the text is not changed.
 bool unescape(char* text);
 
-// Stores an escaped copy of text in *out: a block of bank 0, which the caller gives back with g_MemoryPtr->free(0, *out).
+// Stores the address of an escaped copy of text in *out. The copy is a block of bank 0; the caller frees it with
+// g_MemoryPtr->free(0, *out). Returns true.
 //
-// Returns true on success. Returns false for a null text, and leaves *out unchanged; returns false without a memory
-// manager, and sets *out to null.
+// Returns false, and does not change *out, if text is null. Returns false, and sets *out to null, without a memory
+// manager. The numbers in the block's tag, 66 and 232, are frozen: docs/architecture.md, "Numbers in block tags".
 bool escape(char** out, const char* text);
 
 } // namespace str

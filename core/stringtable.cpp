@@ -1,10 +1,11 @@
-// Loading, finding and collecting texts.
+// The string table: loading a strings file, finding translations, collecting and exporting texts.
 //
-// 1. Each entry owns two blocks: its record and its text. Only the destructor frees them.
-// 2. Entries are never replaced. Of several entries with one key, the oldest is found.
+// 1. Each entry owns two blocks: its record and its text. Only the destructor of the table frees them.
+// 2. An entry is never replaced. Of several entries with the same key, the oldest is found.
 // 3. A table that has opened a strings file never writes one.
 //
-// The lines in the allocations' tags are frozen: docs/architecture.md, "Numbers in block tags".
+// The numbers 56, 146, 169, 221 and 226 in this file name the blocks in leak reports. They are frozen and are not
+// lines of this file: docs/architecture.md, "Numbers in block tags".
 #include "core/stringtable.h"
 #include "core/hashtable.h"
 #include "core/otherslinks.h"
@@ -20,8 +21,8 @@
 
 static const char* const sc_source = "core/stringtable";
 
-// Bytes. A longer file is refused with the message for exhausted memory. No bank can hold 2 GiB, and a request for it
-// would end the game.
+// The largest strings file in bytes, a little less than 2 GiB. A longer file is refused with the message for
+// missing memory. Otherwise the request for its block would end the game.
 static const unsigned long sc_longestFile = 0x7fffff00;
 
 StringTable* g_stringTblPtr;
@@ -41,7 +42,7 @@ StringTable::~StringTable()
 {
     g_stringTblPtr = nullptr;
     if (!m_table) {
-        return; // without a manager nothing was collected; an export would empty an existing strings file
+        return; // no memory manager, so there are no entries: an export would overwrite a strings file with nothing
     }
     if (!m_loaded) {
         _exportStringTable();
@@ -67,7 +68,7 @@ void StringTable::s_setLocalePath(const char* path)
     s_localePath[length] = '\0';
 }
 
-// Returns the path of the strings file, in a static buffer. A path longer than 127 bytes is cut.
+// Returns the path of the strings file, in a static buffer. The path is truncated to 127 bytes, deliberately.
 const char* StringTable::_stringTableFilename()
 {
     static char filename[128];
@@ -79,15 +80,15 @@ const char* StringTable::_stringTableFilename()
     return filename;
 }
 
-// Returns the end of the printf conversion that begins at percent; null when no conversion begins there.
+// Returns the end of the printf conversion that begins at percent; null if the '%' begins no conversion.
 static const char* conversionEnd(const char* percent)
 {
     const char* letter = percent + 1 + strspn(percent + 1, "-+ #'0123456789.*$hlLqjzt");
     return *letter != '\0' && strchr("%diouxXeEfFgGaAcCsSpnm", *letter) ? letter + 1 : nullptr;
 }
 
-// Copies a printf format as if it had no arguments: conversions are left out, "%%" becomes "%", and a '%' that begins no
-// conversion stays.
+// Copies a printf format to out, at most size - 1 bytes and a NUL. Leaves out the conversions. "%%" becomes "%",
+// and a '%' that begins no conversion is copied.
 static void formatWithoutArguments(char* out, size_t size, const char* format)
 {
     const char* const last = out + size - 1;
@@ -101,8 +102,8 @@ static void formatWithoutArguments(char* out, size_t size, const char* format)
     *out = '\0';
 }
 
-// Reads the whole file into a block of bank 0, adds a NUL and closes the file. On failure logs a message, returns null,
-// and leaves the file open, deliberately.
+// Reads the whole file into a block of bank 0, adds a NUL and closes the file. Returns the text. On failure logs a
+// message and returns null; the file is then not closed, deliberately.
 static char* readText(_BkzFileType_s* file, const char* path)
 {
     const unsigned long length = File::getLength(file);
@@ -162,8 +163,8 @@ void StringTable::_parseStringTableEntry(Parser* parser)
     }
 }
 
-// Deliberate: when the table is full, the record and its text stay allocated. A leak report shows them as lines 221
-// and 226.
+// Adds an entry with a copy of text. Deliberate: if the table is full, the entry's record and its text are not
+// freed. A leak report shows them as "core/stringtable" with the lines 221 and 226.
 void StringTable::_insertString(const char* key, const unsigned char* text)
 {
     if (!m_table) {
@@ -192,7 +193,8 @@ const char* StringTable::translate(const char* text)
         entry = m_table->getData(text);
     }
     if (!entry) {
-        // Deliberate: the message shows the text's address as a number, not the text. 64-bit hosts show its low 32 bits.
+        // Deliberate: the message shows the text's address as a number, not the text. 64-bit hosts show its low 32
+        // bits.
         const int address = static_cast<int>(reinterpret_cast<uintptr_t>(text));
         owLogger::log(3, "Failed to insert translated string: ^CFFFF00%d^c\f", address);
         return text;
@@ -200,7 +202,7 @@ const char* StringTable::translate(const char* text)
     return entry->string;
 }
 
-// Writes one entry. Returns false, and writes nothing, when there is no memory to escape its texts.
+// Writes one entry. Returns false, and writes nothing, if a text cannot be escaped for lack of memory.
 static bool writeEntry(FILE* stream, const char* key, const char* text)
 {
     char* escapedKey = nullptr;
@@ -238,7 +240,7 @@ void StringTable::_exportStringTable()
     HashTableIter_t<_StringTableNode_s> it;
     const _StringTableNode_s* entry = m_table->getFirstElement(it);
     while (entry && g_MemoryPtr) {
-        // Deliberate: without memory to escape an entry, the same entry is tried again, without a limit.
+        // Deliberate: if an entry cannot be escaped, the loop tries the same entry again, without a limit.
         if (writeEntry(file->stream, it.key, entry->string)) {
             entry = m_table->getNextElement(it);
         }
@@ -246,7 +248,8 @@ void StringTable::_exportStringTable()
     File::close(file);
 }
 
-// Complete instances of the templates, so that the library's exports do not depend on what a compiler inlines.
+// These lines compile all functions of the templates for this record. So the list of the library's exported symbols
+// does not depend on which functions a compiler inlines.
 template class HashData<_StringTableNode_s>;
 template class HashPool<_StringTableNode_s>;
 template class HashTable<_StringTableNode_s>;

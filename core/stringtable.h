@@ -14,11 +14,16 @@
 //     "New Game" = "Nouvelle partie"
 //     "Say \"Yes\"\n" = "Dites \"Oui\"\n"
 //
-// Without a strings file, the table collects every text that translate is asked for. Its destructor writes the collected
-// texts to a new strings file, and a translator starts from that file.
+// Each text that translate does not find becomes an entry: a collected text. If a table has never opened a strings
+// file, its destructor writes all entries to a strings file, which a translator can start from. An existing file is
+// overwritten.
 //
-// The table holds 1024 entries, each with a key of at most 127 bytes. It owns the texts that translate returns; they live
-// as long as the table. All memory comes from bank 0. Call all of this on the main thread.
+// - Size: the table has at most 1024 entries. A key of more than 127 bytes is truncated, and is then not found again.
+// - Ownership: the table owns its entries. A text that translate returns is valid until the table is destroyed,
+//   except the caller's own text, which translate returns when it cannot add an entry.
+// - Memory: all memory comes from bank 0. The numbers in the tags of the blocks are frozen: docs/architecture.md,
+//   "Numbers in block tags".
+// - Threads: call all of this on the main thread.
 #pragma once
 
 #include "core/allocator.h"
@@ -30,37 +35,40 @@ template <typename T>
 class HashTable;
 
 struct _StringTableNode_s {
-    char* string; // UTF-8, a block of its own
+    char* string; // the translation, UTF-8, in a block of its own
 };
 
 class StringTable : public Allocator<0> {
 public:
-    // Stores this table in g_stringTblPtr.
+    // Stores the address of this table in g_stringTblPtr.
     StringTable();
 
-    // Writes the collected texts when no strings file was ever opened; instead logs a message when a symbolic link of
-    // another user is part of the file's path. Sets g_stringTblPtr to null, even when it holds another table.
+    // Writes the entries to a strings file if this table has never opened one. If a symbolic link of another user
+    // is part of the file's path, logs a message and writes nothing. Sets g_stringTblPtr to null, also if it holds
+    // another table.
     virtual ~StringTable();
 
     StringTable(const StringTable&) = delete;
     StringTable& operator=(const StringTable&) = delete;
 
-    // Sets the folder of the strings file, for later loads and exports. The folder is cut to 1023 bytes; folder and file
-    // name together are cut to 127. A null or empty path changes nothing.
+    // Sets the locale folder for all later loads and exports. path is truncated to 1023 bytes. When a file is
+    // opened, the path with the file's name is truncated to 127 bytes, so keep path shorter than 114 bytes. A null
+    // or empty path changes nothing.
     static void s_setLocalePath(const char* path);
 
-    // Adds the entries of the strings file. Entries that the table already holds stay, and are found first.
+    // Adds the entries of the strings file in the locale folder. If the table already has an entry with the same
+    // key, the older entry is found.
     //
-    // Returns false, and logs a message, when there is no such file; returns false for null. When the file is opened but
-    // cannot be read, it logs a message, leaves the file open and returns true.
+    // Returns false for null; returns false and logs a message if the file cannot be opened. Deliberate: if the
+    // file was opened but cannot be read, the function logs a message, does not close the file and returns true.
     //
-    // The language's name does not choose the file; the locale folder does. The table keeps the name for a debugger. It
-    // treats the name as a printf format without arguments: "100%%" is kept as "100%", and "a%5db" as "ab".
+    // language does not choose the file. The table stores the name for a debugger, truncated to 127 bytes and
+    // treated as a printf format without arguments: "100%%" is stored as "100%", and "a%5db" as "ab".
     bool setLanguage(const char* language);
 
-    // Returns the translation. A text without one becomes an entry that is its own translation, and the table's copy of
-    // it is returned. When the table is full, and for a text longer than 127 bytes, logs a message and returns the
-    // caller's own pointer. Returns null for null.
+    // Returns the translation of text. A text without an entry becomes an entry whose translation is a copy of the
+    // text; returns that copy. If the table is full, and for a text of more than 127 bytes, logs a message and
+    // returns text itself. Returns null for null, with the same message.
     const char* translate(const char* text);
 
     static char s_localePath[1024];
@@ -74,13 +82,13 @@ private:
     void _exportStringTable();
 
     // Frozen: docs/architecture.md, "Record layouts and virtual tables".
-    int m_loaded;      // 1 once a strings file was opened; the destructor then writes none
-    char m_spare[128]; // not used; it keeps the places of the fields behind it
-    char m_language[128];
+    int m_loaded;         // 1 if a strings file was opened: the destructor then writes none; otherwise 0
+    char m_spare[128];    // not used; without it the offsets of the next fields would change
+    char m_language[128]; // the text that setLanguage stored
     HashTable<_StringTableNode_s>* m_table; // null without a memory manager
 };
 
-// The table that was made last. Null before the first table is made, and after any table is destroyed.
+// The table that was made last. Null before the first table is made, and after any table was destroyed.
 extern StringTable* g_stringTblPtr;
 
 #pragma GCC visibility pop

@@ -1,14 +1,14 @@
-// Searching a text several bytes at a time: one machine word in each step.
+// Searches a text by machine words: 4 or 8 bytes in each step. Not for games.
 #pragma once
 
 #include <stddef.h>
 #include <string.h>
 
-typedef unsigned long Word; // 4 bytes of text on a 32-bit host, 8 on a 64-bit one
+typedef unsigned long Word; // 4 bytes of text in a 32-bit build, 8 in a 64-bit build
 
 static const Word sc_ones = ~0ul / 255; // 1 in each byte
 
-// Loads a word whose lowest byte is the first byte of text, on big-endian hosts as well.
+// Loads a word from text. The lowest byte of the word is the first byte of text, also on big-endian processors.
 inline Word loadWord(const char* text)
 {
     Word word;
@@ -20,17 +20,19 @@ inline Word loadWord(const char* text)
     return word;
 }
 
-// Returns a word whose top bit is set in each byte that may be letter or NUL; 0 when the word has neither.
+// Returns a word with a marked byte (its top bit is 1) for each byte of text that is letter or NUL. Returns 0 if
+// there is none.
 //
-// A mark is a candidate: it also stands at bytes whose bits are a subset of letter's bits, and a borrow of the
-// subtraction can leave a wrong mark above the lowest one. So the caller looks at the byte at the lowest mark.
+// Other bytes can be marked too: a byte whose bits are a subset of letter's bits, and bytes above the lowest marked
+// byte, because of a borrow in the subtraction. So the caller must compare the byte of the lowest mark with letter
+// and NUL.
 inline Word marksInWord(const char* text, char letter)
 {
     const Word rest = loadWord(text) & ~(sc_ones * static_cast<unsigned char>(letter));
     return (rest - sc_ones) & ~rest & (sc_ones << 7);
 }
 
-// Returns the distance in bytes to the first mark. marks must not be 0.
+// Returns the offset of the first marked byte, 0 to sizeof(Word) - 1. marks must not be 0.
 inline unsigned int placeOf(Word marks)
 {
     return static_cast<unsigned int>(__builtin_ctzl(marks)) / 8;

@@ -1,10 +1,12 @@
-// Files and paths, over the standard streams.
+// Files and paths, on top of the streams of the C library.
 //
-// 1. Converting a path never changes its length, so any stretch of it can be converted where it stands.
-// 2. Only a regular file is opened. A folder, a pipe, a socket and a device count as not there: opening one of them can
-//    wait for ever, or make the device act.
-// 3. A file's descriptor is above 2 and closes on exec. At 2, the log's lines would be written into the file.
-// 4. No file is written through a symbolic link of another user's. A file is emptied only once all of this is known.
+// 1. Converting a path does not change its length. So each part of a path can be converted in place.
+// 2. Only a regular file is opened. Opening a pipe can wait without end, and opening a device can make the device
+//    act.
+// 3. The descriptor of a file is greater than 2, and it is closed on exec. With descriptor 2 the log would write
+//    its messages into the file.
+// 4. No file is written through a symbolic link of another user. A file is truncated to 0 bytes only after all
+//    these checks.
 #include "file/file.h"
 
 #include <algorithm>
@@ -15,7 +17,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-// Each byte with 'A' to 'Z' folded: the same in every locale.
+// Maps 'A' to 'Z' to 'a' to 'z' and each other byte to itself, in every locale.
 struct LowerCase {
     constexpr LowerCase() : of()
     {
@@ -37,7 +39,8 @@ static bool hasDrive(const char* path)
     return lower(path[0]) >= 'a' && lower(path[0]) <= 'z' && path[1] == ':';
 }
 
-// There is one tree here: "C:\" is its root, and the folder that "C:" was last in is the working folder.
+// Replaces a drive at the start of path. Backslashes are already converted. This host has no drives: "C:/" becomes
+// the root folder, and "C:" without a slash becomes the working folder.
 static void convertDrive(char* path)
 {
     if (hasDrive(path)) {
@@ -45,16 +48,17 @@ static void convertDrive(char* path)
     }
 }
 
+// Returns true if the file or folder exists that path names up to end. end points into path.
 static bool existsUpTo(const char* path, char* end)
 {
-    const char behind = *end;
+    const char next = *end;
     *end = '\0';
     const bool exists = access(path, F_OK) == 0;
-    *end = behind;
+    *end = next;
     return exists;
 }
 
-// The path to open, in a block for the caller to free; null without memory.
+// Returns the path to open, as file.h describes it. The caller frees it with free. Returns null without memory.
 static char* hostPath(const char* path)
 {
     char* host = strdup(path);
@@ -74,14 +78,15 @@ static char* hostPath(const char* path)
     return host;
 }
 
-// What a mode of fopen's asks for.
+// A mode of fopen, converted for open and fdopen.
 struct OpenMode {
-    int flags;      // of open, without O_TRUNC
-    bool empties;   // the file that is there
+    int flags;      // for open, without O_TRUNC
+    bool empties;   // true: an existing file is truncated to 0 bytes
     char stream[3]; // the mode for fdopen
 };
 
-// False for a mode that is none. What is behind a comma is left out, as are letters that mean nothing here.
+// Converts a mode. Returns false, with EINVAL in errno, if it does not begin with r, w or a. Ignores unknown
+// letters and everything after a comma.
 static bool parseMode(const char* mode, OpenMode* result)
 {
     const char* const end = mode + strcspn(mode, ",");
@@ -109,8 +114,8 @@ static bool parseMode(const char* mode, OpenMode* result)
     return true;
 }
 
-// Keeps the descriptors 0 to 2 taken while it lives. In a process without standard streams they would go to the next file
-// that is opened.
+// While an object of this class exists, the descriptors 0 to 2 are in use. In a process that was started without
+// standard streams, the next file that is opened would otherwise get one of them.
 class StandardStreams {
 public:
     StandardStreams()
@@ -119,7 +124,7 @@ public:
             const bool closed = fcntl(stream, F_GETFD) == -1;
             const int fill = closed ? open("/dev/null", O_RDWR | O_CLOEXEC) : -1;
             if (fill > STDERR_FILENO) {
-                close(fill); // another thread was quicker
+                close(fill); // another thread has taken the free descriptor in the meantime
             } else if (fill >= 0) {
                 m_fills[m_count++] = fill;
             }
@@ -139,7 +144,7 @@ private:
     int m_count = 0;
 };
 
-// Closes a descriptor, and leaves errno as it is.
+// Closes a descriptor without changing errno.
 static void closeQuietly(int descriptor)
 {
     const int error = errno;
@@ -147,7 +152,8 @@ static void closeQuietly(int descriptor)
     errno = error;
 }
 
-// Opens path above descriptor 2; -1 and errno. Never waits for the other end of a pipe.
+// Opens path and returns its descriptor, which is greater than 2; -1 on failure, with the reason in errno. Does not
+// wait for the other end of a pipe.
 static int openDescriptor(const char* path, int flags)
 {
     const StandardStreams streams;
@@ -155,21 +161,23 @@ static int openDescriptor(const char* path, int flags)
     if (descriptor < 0 || descriptor > STDERR_FILENO) {
         return descriptor;
     }
-    const int above = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1); // another thread closed one meanwhile
+    // The descriptor is 0 to 2: another thread has closed a standard stream in the meantime.
+    const int above = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     closeQuietly(descriptor);
     return above;
 }
 
-// Root, this process's user, and the owner of the root folder: to a process in a user namespace root's files belong to
-// another number.
+// Returns true for root, for the user of this process, and for the owner of the root folder. In a user namespace
+// root's files can have another user number than 0; the owner of the root folder is that number.
 static bool isTrusted(uid_t user)
 {
     struct stat root;
     return user == 0 || user == geteuid() || (stat("/", &root) == 0 && user == root.st_uid);
 }
 
-// Opens a file that is to be written, where another user may put a link at any moment: only a link that was found to be
-// trusted is followed.
+// Opens a file for writing. Follows a symbolic link only if lstat has shown that a trusted user made it. Another
+// user can replace the file by a link between lstat and open; then open fails with ELOOP, and the function tries
+// again. Returns the descriptor; -1 on failure, with the reason in errno.
 static int openToWrite(const char* path, int flags)
 {
     for (int attempt = 0; attempt < 100; ++attempt) {
@@ -184,10 +192,10 @@ static int openToWrite(const char* path, int flags)
             return descriptor;
         }
     }
-    return -1; // path has changed all the time
+    return -1; // path changed between lstat and open in each of the 100 attempts
 }
 
-// Sets errno where it answers false.
+// Returns true for a regular file. Otherwise returns false and sets errno.
 static bool isRegular(const struct stat& status)
 {
     if (!S_ISREG(status.st_mode)) {
@@ -196,7 +204,9 @@ static bool isRegular(const struct stat& status)
     return S_ISREG(status.st_mode);
 }
 
-// A regular file's descriptor; -1 and errno. The second look is at the very file that was opened.
+// Opens a regular file and returns its descriptor; -1 on failure, with the reason in errno. stat checks the kind of
+// the file before it is opened, fstat checks it again on the opened file, because the path may name another file by
+// then.
 static int openRegular(const char* path, const OpenMode& mode)
 {
     struct stat status;
@@ -209,7 +219,7 @@ static int openRegular(const char* path, const OpenMode& mode)
         return -1;
     }
     if (fstat(descriptor, &status) != 0 || !isRegular(status) ||
-        fcntl(descriptor, F_SETFL, mode.flags & O_APPEND) != 0 || // it waits again
+        fcntl(descriptor, F_SETFL, mode.flags & O_APPEND) != 0 || // removes O_NONBLOCK
         (mode.empties && status.st_size > 0 && ftruncate(descriptor, 0) != 0)) {
         closeQuietly(descriptor);
         return -1;
@@ -235,7 +245,7 @@ static FILE* openStream(const char* path, const char* mode)
 
 _BkzFileType_s* File::open(const char* name, const char* mode)
 {
-    // The handle first: with no memory for it, a file that is there isn't emptied in vain.
+    // The handle is allocated first: without memory for it, mode "w" must not empty the file.
     _BkzFileType_s* file = static_cast<_BkzFileType_s*>(malloc(sizeof(_BkzFileType_s)));
     if (!file) {
         return nullptr;
@@ -254,7 +264,7 @@ unsigned long File::getLength(_BkzFileType_s* file)
         return 0;
     }
     struct stat status;
-    fflush(file->stream); // what is still on its way to the file counts as well
+    fflush(file->stream); // bytes in the stream's buffer count as well
     if (fstat(fileno(file->stream), &status) != 0 || !S_ISREG(status.st_mode)) {
         return 0;
     }
@@ -266,7 +276,7 @@ unsigned long File::read(void* buffer, unsigned long size, unsigned long count, 
 {
     unsigned long bytes;
     if (!buffer || !file || __builtin_mul_overflow(size, count, &bytes)) {
-        return 0; // fread multiplies without a look, and would call a few bytes all of them
+        return 0; // fread does not check this product for overflow: it would read fewer bytes and report all items
     }
     return fread(buffer, size, count, file->stream);
 }
@@ -305,7 +315,7 @@ int stricmp(const char* left, const char* right)
     if (!left || !right) {
         return (left ? 1 : 0) - (right ? 1 : 0);
     }
-    // Texts that differ mostly do so in their first letter, and those that are equal mostly are to the last byte.
+    // For speed: most texts that differ have different first letters, and most texts that are equal have equal bytes.
     if (lower(*left) == lower(*right)) {
         if (strcmp(left, right) == 0) {
             return 0;

@@ -1,4 +1,5 @@
-// Files and paths: open, read, convert, compare. A sibling library of the engine's; a game may bring its own.
+// Files and paths: opening and reading files, converting paths, comparing texts without regard to case. core calls
+// these functions through the dynamic linker, so a game can define its own in their place.
 //
 //     _BkzFileType_s* file = File::open("data\\units.txt", "rb");
 //     if (file) {
@@ -7,16 +8,19 @@
 //         File::close(file);
 //     }
 //
-// Paths are spelled the host's way ("data/units.txt"), the DOS way ("C:\data\units.txt") or in a mixture.
-// When a path is opened, a name between its slashes that exists with its backslashes or colon is that very
-// file or folder; in any other they are separators and drive, and mean what ConvertDOSToMacPath says.
+// Paths: a path has slashes ("data/units.txt"), backslashes and a drive ("C:\data\units.txt"), or a mixture. A
+// backslash or a colon can also be part of a file's name. So when a path is opened, each part between two slashes
+// is first looked up as it is spelled. If no such file or folder exists, ConvertDOSToMacPath's rules apply to that
+// part.
 //
-// Only regular files are opened. A folder, a pipe, a socket or a device counts as not there, and nothing waits for one.
-// A file that is opened has a descriptor above 2, which closes when the process starts another program. A file is not
-// written through a symbolic link that another user made; root's links and the user's own are followed.
-//
-// Any thread may call, but only one at a time for the same file. A handle is ordinary memory, the caller's
-// until it is closed.
+// - Kinds of files: only a regular file can be opened. For a folder, a pipe, a socket or a device, opening fails at
+//   once.
+// - Links: a file is not opened for writing through a symbolic link that another user made. Links that root or the
+//   user of this process made are followed.
+// - Descriptors: an opened file has a descriptor greater than 2. It is closed when the process starts another
+//   program.
+// - Threads: any thread may call. Only one thread at a time may use the same file.
+// - Memory: a handle comes from malloc, not from a bank. The caller owns it until File::close.
 #pragma once
 
 #include <stdio.h>
@@ -24,36 +28,50 @@
 #pragma GCC visibility push(default)
 
 struct _BkzFileType_s {
-    FILE* stream; // an ordinary stream: print to it, seek in it, but leave closing it to File::close
+    FILE* stream; // a stream of the C library: print to it and seek in it, but do not close it
 };
 
 class File {
 public:
-    // mode is fopen's: "r", "w" or "a", with "+", "b" and "x"; other letters mean nothing. Null when it can't be opened.
+    // Opens a file. mode is as for fopen: "r", "w" or "a", followed by "+", "b" or "x". Other letters are ignored,
+    // and also everything after a comma. Returns null if the file cannot be opened; errno then holds the
+    // reason, unless an argument is null.
     static _BkzFileType_s* open(const char* name, const char* mode);
 
-    // Bytes, those just written included; the position stays. 0 for a length that an unsigned long can't hold.
+    // Returns the length of the file in bytes, with the bytes that were written to the stream. The position in the
+    // file does not change. Returns 0 for null, and for a length that an unsigned long cannot hold.
     static unsigned long getLength(_BkzFileType_s* file);
 
-    // The number of whole items read. 0 when nothing is asked for, or more bytes than memory can have.
+    // Reads up to count items of size bytes each into buffer. Returns the number of complete items that were read.
+    // Returns 0 for a null argument, if size or count is 0, and if size * count is larger than an unsigned long can
+    // hold.
     static unsigned long read(void* buffer, unsigned long size, unsigned long count, _BkzFileType_s* file);
 
-    // fclose's answer: EOF when the last bytes could not be written. The handle is gone either way. EOF for
-    // null, too.
+    // Closes the file and frees the handle, also on failure. Returns 0; EOF if the last bytes could not be written,
+    // and for null.
     static int close(_BkzFileType_s* file);
 };
 
-// As fopen, for regular files alone. mode is that of File::open. The caller closes the stream with fclose.
+// Opens a file like File::open, and returns its stream; null if it cannot be opened. The caller closes the stream
+// with fclose.
 FILE* fopen_mac(const char* path, const char* mode);
 
-// Turns a path into the host's spelling; every character keeps its place. '\' becomes '/'; the drive of
-// "C:\data" becomes "/.", which makes it "/./data", and that of "C:data" becomes "./". Only the text counts,
-// not what is on the disk. out has room for the whole of in, and may be in itself. Null in makes an empty
-// path, null out nothing.
+// Converts a path to the spelling with slashes, and stores the result in out. The result has the length of the
+// path. The function does not look at the disk.
+//
+// | In the path | Becomes | Example |
+// |---|---|---|
+// | a backslash | a slash | data\units.txt: data/units.txt |
+// | a drive with a slash or backslash after it | "/.", the root | C:\data: /./data |
+// | a drive without one | "./", the working folder | C:data: ./data |
+//
+// out needs room for the length of in and a NUL; out and in may be the same buffer. A null in counts as an empty
+// path. A null out: the function does nothing.
 void ConvertDOSToMacPath(const char* in, char* out);
 
-// As strcmp, with 'A' to 'Z' read as 'a' to 'z' in every locale. Bytes count as unsigned, and those from 0x80
-// on equal only themselves. Null equals null and comes before every text.
+// Compares two texts like strcmp, with 'A' to 'Z' read as 'a' to 'z' in every locale. Returns 0 if the texts are
+// equal, a negative number if left comes first, a positive number if right comes first. Bytes are compared as
+// unsigned numbers; a byte of 0x80 or more equals only the same byte. Null equals null and comes before every text.
 int stricmp(const char* left, const char* right);
 
 #pragma GCC visibility pop

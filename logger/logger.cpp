@@ -1,10 +1,10 @@
-// The log: a message is formatted, made into a line, and the line is written.
+// The log: format a message, make a line of it, write the line.
 //
-// 1. Nothing here needs another library of the engine, nor its memory manager: their troubles are what is
-//    logged. What doesn't fit on the stack is malloc's.
-// 2. The standard error stream's own lock is held while a line is written, and only then: lines don't mix
-//    with each other, nor with what the game prints there.
-// 3. No memory is no reason for silence: a line then goes out in pieces, and a message as far as it fits.
+// 1. The logger uses no other library of this project and no memory manager, because it logs their failures. Long
+//    texts are in memory from malloc.
+// 2. The lock of the standard error stream is held while a line is written, and at no other time. So a line does
+//    not mix with lines of other threads or with texts that the game prints to the stream.
+// 3. Without memory a message is still written: a long line in several pieces, a long message truncated.
 #include "logger/logger.h"
 
 #include "logger/printable.h"
@@ -19,12 +19,12 @@
 #include <string.h>
 #include <unistd.h>
 
-static const char sc_colourEnd[] = "\x1b[39m"; // back to the terminal's own
-static const size_t sc_noteRoom = 64;          // for a note of what there was no memory for
+static const char sc_colourEnd[] = "\x1b[39m"; // the terminal's default colour
+static const size_t sc_noteRoom = 64;          // bytes for the note at the end of a message that was truncated
 
 struct Settings {
     std::atomic<int> threshold;
-    bool colours; // wanted where the stream is a terminal
+    bool colours; // true: colours are written when the stream is a terminal
 };
 
 static int thresholdAtStart()
@@ -47,7 +47,7 @@ static bool coloursWanted()
     return !(noColour && *noColour) && !(terminal && strcmp(terminal, "dumb") == 0);
 }
 
-// Made at the first call: that may come from another library's start-up code.
+// The settings are made at the first call, because static constructors of other libraries may call the log.
 static Settings& settings()
 {
     static Settings s_settings = {{thresholdAtStart()}, coloursWanted()};
@@ -62,15 +62,15 @@ static void writeAll(const char* bytes, size_t count)
             bytes += written;
             count -= static_cast<size_t>(written);
         } else if (written < 0 && errno == EAGAIN) {
-            pollfd stream = {STDERR_FILENO, POLLOUT, 0}; // somebody made it non-blocking
+            pollfd stream = {STDERR_FILENO, POLLOUT, 0}; // the stream is non-blocking: wait until it has room
             poll(&stream, 1, -1);
         } else if (written == 0 || errno != EINTR) {
-            return; // there is nobody to tell
+            return; // the stream cannot be written, and a log has no other place for the failure
         }
     }
 }
 
-// A line that grows until it is written: on the stack at first, then in one block.
+// A line that is being put together: on the stack, and in one block of malloc's when it needs more room.
 class Line {
 public:
     Line() = default;
@@ -92,10 +92,10 @@ private:
     char* m_bytes = m_small;
     size_t m_room = sizeof(m_small);
     size_t m_count = 0;
-    bool m_begun = false; // the first piece is out, and the stream is ours until the last
+    bool m_begun = false; // true: the first piece is written, and this line holds the lock of the stream
 };
 
-// False when there is no memory, and nothing has changed.
+// Moves the line to a block of room bytes. Returns false, and changes nothing, without memory.
 bool Line::_grow(size_t room)
 {
     char* block = static_cast<char*>(malloc(room));
@@ -139,8 +139,9 @@ void Line::finish()
     funlockfile(stderr);
 }
 
-// Text that stands for itself. The bytes of UTF-8 and of other 8-bit texts do, but for those that can begin a control
-// character in UTF-8.
+// Returns true for a byte that is copied without a closer look. Returns false for control characters, for the
+// caret, which can begin a colour mark, and for the bytes 0xc2 and 0xe2, which can begin a control character in
+// UTF-8.
 static bool isPlain(char letter)
 {
     const unsigned char byte = static_cast<unsigned char>(letter);
@@ -172,8 +173,10 @@ static void appendColour(Line& line, const char* digits)
     line.append(sequence);
 }
 
-// The bytes of the control character that is shown at text; 0 when there is none. Colour marks are taken out, and the
-// bytes before and behind a mark can make a control character: then 1, as escaping its first byte breaks it up.
+// Returns the number of bytes of the control character that begins at text; 0 if none begins there. Colour marks
+// are left out of the written line, so the bytes before and after a mark can form a control character. Then returns
+// 1: when the first byte is escaped, the others no longer form a control character. coloured: a colour has begun,
+// so "^c" is a mark.
 static size_t shownControlLength(const char* text, bool coloured)
 {
     char shown[3];
@@ -229,7 +232,7 @@ static void appendMessage(Line& line, const char* text, bool showColours)
     }
 }
 
-// A message of length bytes in a block for the caller to free; null without memory.
+// Formats a message of length bytes into a block of malloc's, which the caller frees. Returns null without memory.
 static char* formatInBlock(size_t length, const char* format, va_list args)
 {
     char* block = static_cast<char*>(malloc(length + 1));
@@ -244,7 +247,7 @@ void owLogger::log(int level, const char* format, ...)
     if (!format || level > settings().threshold) {
         return;
     }
-    const int callersError = errno; // the caller may be about to look at it
+    const int callersError = errno; // log must not change the errno of its caller
     char small[2048];
     char* block = nullptr;
     va_list args;
@@ -261,7 +264,7 @@ void owLogger::log(int level, const char* format, ...)
         }
     }
 
-    // What printf can't do is shown as it was asked for.
+    // When printf fails, the format itself is the message.
     const char* text = length < 0 ? format : block ? block : small;
     Line line;
     appendMessage(line, text, settings().colours && isatty(STDERR_FILENO));

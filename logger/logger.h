@@ -1,29 +1,37 @@
-// The log: one call, one line on the standard error stream. A sibling library of the engine's; a game may
-// bring its own.
+// The log: one call writes one line to the standard error stream. core calls log through the dynamic linker, so a
+// game can define its own log in its place.
 //
 //     owLogger::log(3, "^CFF0000Units:^c no unit is called \"^CFFFF00%s^c\" on line %d.\f", name, line);
 //
-// What is shown is the formatted message, but for three things:
-// - a form feed ends it, whatever comes behind; without one it ends where its text does;
-// - "^CRRGGBB", with the six hexadecimal digits of a colour, colours what follows up to "^c", to the next
-//   colour or to the end. Colours show on a terminal, unless NO_COLOR is set or TERM is "dumb"; elsewhere the
-//   marks are left out. Any other caret is text, and so is a "^c" that has no colour to end;
-// - a control character can't play tricks on a terminal: all but newline and tab are written as "\x1B". So are
-//   characters that turn the direction of text around, and control characters with a colour mark inside.
+// The log formats the message like printf. These parts of the formatted message have a meaning:
 //
-// A line is written whole, however long it is. Any thread may call. docs/logging.md has more.
+// | Part | Meaning |
+// |---|---|
+// | form feed, \f | The message ends here. A message without a form feed ends at its NUL. |
+// | ^CRRGGBB | A colour begins: red, green and blue, two hexadecimal digits each. |
+// | ^c | The colour ends. The next colour and the end of the message end it as well. |
+// | control characters other than line feed and tab | Written as visible text: the escape character as \x1B. |
+// | characters that change the direction of text | The same. |
+//
+// Every other caret is text, also ^c when no colour has begun. Colours appear only on a terminal, and not if
+// NO_COLOR is set to a text or TERM is "dumb"; elsewhere the colour marks are left out. Control characters in data
+// could steer a terminal. So they are also made visible when a colour mark separates their bytes.
+//
+// Lines of several threads do not mix, and a line of any length is complete. Any thread may call. docs/logging.md
+// describes levels, colours and a game's own log.
 #pragma once
 
 #pragma GCC visibility push(default)
 
 namespace owLogger {
 
-// The library's levels: 3 for bad data and failures, 4 for preferences, 6 for a strings file that isn't
-// there. A message whose level is above the threshold is dropped. format is printf's; null says nothing.
+// Writes a message, unless its level is greater than the threshold. The library uses level 3 for bad data and
+// failures, 4 for a missing INI file of Preferences, and 6 for a strings file that cannot be opened. format is as
+// for printf; null writes nothing. errno does not change.
 void log(int level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-// The threshold from here on. At first it is 6, or the number that the environment variable CORE_LOG_LEVEL holds
-// when one of these two is first called.
+// Sets the threshold for the following messages. Before the first call it is the number in the environment variable
+// CORE_LOG_LEVEL; 6 if that variable is not set or is not a whole number.
 void setLevel(int threshold);
 
 } // namespace owLogger

@@ -1,17 +1,25 @@
-// Text that a terminal shows and does not obey. Header only: the log, macapi, core and the tools share it.
+// Makes control characters of a text visible, so that the text cannot steer a terminal. The log, macapi, core and
+// the tools include this header; it has no source file.
 //
 //     fprintf(stderr, "%s: can't be read\n", printable(path, Lines::Escape).c_str());
 //
-// A control character is shown as its bytes: an escape becomes "\x1B". Control characters are those of ASCII, DEL, those
-// of Unicode (U+0080 to U+009F, in UTF-8), and the characters that turn the direction of text around or break lines
-// (U+2028 to U+202E, U+2066 to U+2069). Every other byte of 0x80 and more stays: texts need not be UTF-8.
+// Each byte of a control character is written as a backslash, an x and two hexadecimal digits: the escape character
+// becomes "\x1B". Control characters are:
+//
+// | Characters | Code |
+// |---|---|
+// | of ASCII, without tab and line feed | 0x01 to 0x1F, and DEL, 0x7F |
+// | of Unicode, in UTF-8 | U+0080 to U+009F |
+// | that break lines or change the direction of text | U+2028 to U+202E, U+2066 to U+2069 |
+//
+// All other bytes of 0x80 or more are copied unchanged, because a text need not be UTF-8.
 #pragma once
 
 #include <stddef.h>
 #include <string>
 
-// The bytes of the control character that text begins with; 0 when it begins with none. Tab and line feed are none. text
-// has size bytes.
+// Returns the number of bytes of the control character at the start of text; 0 if text begins with another
+// character, or with a tab or a line feed. text has size bytes.
 inline size_t controlLength(const char* text, size_t size)
 {
     const auto byte = [text, size](size_t place) {
@@ -28,7 +36,7 @@ inline size_t controlLength(const char* text, size_t size)
     return size > 0 && ((byte(0) < 0x20 && byte(0) != '\n' && byte(0) != '\t') || byte(0) == 0x7f);
 }
 
-// Writes a byte as "\x1B" to escape, without a NUL behind.
+// Stores the four characters of an escaped byte, such as "\x1B", in escape, without a NUL.
 inline void escapeByte(char byte, char (&escape)[4])
 {
     static const char sc_digits[] = "0123456789ABCDEF";
@@ -40,45 +48,46 @@ inline void escapeByte(char byte, char (&escape)[4])
 }
 
 enum class Lines {
-    Keep,  // tabs, line feeds and backslashes stay as they are
-    Escape // they become "\t", "\n" and "\\": the text is one line, and can be told from it
+    Keep,  // tabs, line feeds and backslashes are copied unchanged
+    Escape // they become "\t", "\n" and "\\": the result is one line, and the original text can be recovered from it
 };
 
-// The letter behind the backslash that stands for this one; 0 for one that has none.
+// Returns the letter that follows the backslash in the escape of this character; 0 if it is not escaped that way.
 inline char lineEscape(char letter, Lines lines)
 {
     const char escape = letter == '\n' ? 'n' : letter == '\t' ? 't' : letter == '\\' ? '\\' : '\0';
     return lines == Lines::Escape ? escape : '\0';
 }
 
-// Hands the text on as a terminal may have it, in pieces: write(const char* bytes, size_t count). Takes no memory, and
-// makes at most four bytes of one.
+// Passes the printable form of text to write(const char* bytes, size_t count), in pieces. Allocates no memory. The
+// result has at most four times as many bytes as text.
 template <class Write>
 void writePrintable(const char* text, size_t size, Lines lines, Write write)
 {
     const char* const end = text + size;
-    const char* shown = text; // the text up to here has been handed on
+    const char* shown = text; // the text before this place has been passed to write
     while (text < end) {
         const char letter = lineEscape(*text, lines);
         const size_t control = controlLength(text, static_cast<size_t>(end - text));
-        const char* const behind = text + (letter ? 1 : control);
-        if (behind == text) {
+        const char* const next = text + (letter ? 1 : control); // the text after the escaped character
+        if (next == text) {
             ++text;
             continue;
         }
         write(shown, static_cast<size_t>(text - shown));
-        for (; text < behind; ++text) {
+        for (; text < next; ++text) {
             char escape[4] = {'\\', letter};
             if (!letter) {
                 escapeByte(*text, escape);
             }
             write(escape, letter ? 2 : sizeof(escape));
         }
-        shown = behind;
+        shown = next;
     }
     write(shown, static_cast<size_t>(end - shown));
 }
 
+// Returns the printable form of text.
 inline std::string printable(const std::string& text, Lines lines)
 {
     std::string result;

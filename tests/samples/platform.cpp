@@ -3,12 +3,21 @@
 #include "tests/game_memory.h"
 #include "tests/x_server.h"
 
+#include <ApplicationServices/ApplicationServices.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
 
 static char path[1024];
 static std::vector<std::string> s_loaded;
+
+static int s_hidden;
+
+CGDisplayErr CGDisplayHideCursor(CGDirectDisplayID)
+{
+    ++s_hidden;
+    return kCGErrorSuccess;
+}
 
 static int isUnit(const char* name)
 {
@@ -41,8 +50,16 @@ TEST(Samples, TheFirstQuestionForTheFolderMakesOneInIt)
 
 TEST(Samples, ASettingIsKept)
 {
-    sample3();
+    sample4();
     EXPECT_EQ(Platform::RegGetInt32("Sound", "width", 1), 800) << "the section is ignored";
+}
+
+TEST(Samples, AnAlertShowsAFormattedText)
+{
+    unsetenv("DISPLAY"); // the alert goes to the standard error stream
+    testing::internal::CaptureStderr();
+    sample3();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "samples_test needs 64 MB of memory.\n");
 }
 
 class SampleWindow : public XServer {};
@@ -50,10 +67,23 @@ class SampleWindow : public XServer {};
 TEST_F(SampleWindow, IsTheCurrentOne)
 {
     start("1024x768x24");
-    sample4();
+    sample5();
     EXPECT_EQ(Platform::GetWindowWidth(), Platform::GetWindow() ? 800 : 0);
     Platform::DestructWindow(Platform::GetWindow());
     EXPECT_EQ(Platform::GetWindow(), nullptr);
+}
+
+TEST(Samples, TheCursorIsHidden)
+{
+    unsetenv("DISPLAY");
+    sample6();
+    EXPECT_EQ(s_hidden, 1);
+}
+
+TEST(Samples, TimeIsMeasuredAroundACall)
+{
+    sample7();
+    EXPECT_EQ(s_loaded, std::vector<std::string>{"footman.unit"});
 }
 
 TEST(Samples, AFolderIsListedAsItWasGiven)
@@ -64,7 +94,7 @@ TEST(Samples, AFolderIsListedAsItWasGiven)
     std::filesystem::create_directories("data/units");
     writeFile("data/units/footman.unit", "");
     writeFile("data/units/notes.txt", "");
-    sample5();
+    sample8();
     EXPECT_EQ(s_loaded, std::vector<std::string>{"data\\units/footman.unit"});
     EXPECT_EQ(memory.check(0, true), 0) << "the list went back";
 }

@@ -31,7 +31,7 @@ TEST_F(XServer, TheSamplesLoopDrawsFramesInTheWindow)
     Platform::SetWindow(window);
     Platform::SetWindowPos();
 
-    sample4();
+    sample5();
 
     EXPECT_EQ(s_frames, 3);
     Platform::DestructWindow(window);

@@ -447,7 +447,7 @@ int main(int argc, char** argv)
 {
     leaveRoomForThreadVariables(argv);
     Bench bench(argc, argv);
-    std::vector<Play> plays = recordedPlays(argc > 2 ? argv[2] : CORE_DEMO_SESSIONS);
+    std::vector<Play> plays = recordedPlays(argc > 2 ? argv[2] : CORE_RECORDINGS);
     const ScratchFolder scratch; // for the data folder of each manager; FOLDER, which may be relative, is read by now
     plays.push_back(playOf("frames of a game", gameFrames()));
     plays.push_back(playOf("20,000 holes", manyHoles()));

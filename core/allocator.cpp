@@ -3,10 +3,11 @@
 #include <stdint.h>
 #include <string.h>
 
-// In front of aligned memory. It may lie at any address, so it is copied in and out.
+// The mark directly before aligned memory. FreeAlignedInBank finds the bank's block with it. The mark may lie at any
+// address, so the code copies it with memcpy.
 struct AlignedMark {
     unsigned int distance;   // bytes from the start of the bank's block to the memory
-    unsigned int complement; // of distance: what is no aligned memory has something else here
+    unsigned int complement; // ~distance; another value means that this is not aligned memory
 };
 
 void* AllocInBank(int bank, size_t size, const char* file, unsigned int line) noexcept
@@ -28,7 +29,7 @@ void* AllocAlignedInBank(int bank, size_t size, size_t alignment, const char* fi
         return nullptr;
     }
     const size_t more = sizeof(AlignedMark) + alignment - 1;
-    const size_t whole = size <= SIZE_MAX - more ? size + more : SIZE_MAX; // too large for any bank, in either case
+    const size_t whole = size <= SIZE_MAX - more ? size + more : SIZE_MAX; // SIZE_MAX: more than any bank has
     char* block = static_cast<char*>(AllocInBank(bank, whole, file, line));
     if (!block) {
         return nullptr;

@@ -1,27 +1,34 @@
-// Classes that live in a bank.
+// Classes whose objects lie in a bank of the memory manager.
 //
-// A class that derives from Allocator<BANK> is made in and deleted back to that bank of the memory manager:
+// `new` of a class that derives from Allocator<BANK> allocates from bank BANK, and `delete` frees to that bank:
 //
 //     class Unit : public Allocator<2> {
 //         int hitPoints = 60;
 //     };
 //
-//     Unit* unit = new ("game/unit", __LINE__) Unit;   // the block remembers who asked for it
-//     delete unit;                                     // back to bank 2
+//     Unit* unit = new ("game/unit", __LINE__) Unit;   // the tag of its block in reports of leaks
+//     delete unit;                                     // frees the block in bank 2
 //
-// A plain `new Unit` works as well; its block is tagged with the name of this file. `new (storage) Unit` constructs in
-// storage of the caller's, which no `delete` gives back. Arrays come from the global `new[]`. Without a memory manager
-// `new` answers null.
+//   new ("game/unit", 12) Unit     the block's tag is this text and this line; the text is kept as a pointer
+//   new Unit                       the block's tag is "core/allocator" and a line of this header
+//   new (storage) Unit             constructs in storage that the caller owns; do not `delete` the object
+//   new Unit[10]                   the global `new[]`, not the bank
 //
-// Alignment. A block begins 24 bytes behind its header, so even in a bank that begins at a round address it is a multiple
-// of 8 and no more. From the second run on banks begin at any address (docs/surprises.md). A class that needs more than 8
-// derives from AlignedAllocator<BANK>; its objects begin where they must in any bank:
+// Without a memory manager, `new` returns null and `delete` does nothing. With one, `new` does not return null:
+// without memory the game ends (MemoryMgr::alloc). Allocation and freeing may take place on any thread. In a linear
+// bank, `delete` of one object empties the whole bank.
+//
+// Alignment. A block begins 24 bytes after the start of its header. So its address is a multiple of 8, and of no
+// larger power of two, even when the bank's region begins at a multiple of 4096. From the second run on, regions
+// begin at any address (docs/surprises.md, "Memory"), and then 8 is not certain either. A class that needs an
+// alignment above 8 derives from AlignedAllocator<BANK>. Its objects have the right alignment in every bank:
 //
 //     struct alignas(16) Vec4 : AlignedAllocator<2> { float v[4]; };
 //
-// With Allocator<BANK> such a class does not compile with `new`. The compiler decides by the alignment that it takes for
-// granted in memory from the global `new`, usually 16. The target core::core sets that to 8, with -faligned-new=8 or
-// -fnew-alignment=8; a program that is built without that option compiles a class of alignment 16, and crashes.
+// When such a class derives from Allocator<BANK>, a `new` of it does not compile. This check needs a compiler option:
+// -faligned-new=8 for g++, -fnew-alignment=8 for clang. The CMake target core::core sets it. Without the option the
+// compiler assumes that `new` returns multiples of 16, so a class of alignment 16 compiles, and its first aligned
+// store can crash.
 #pragma once
 
 #include <new>
@@ -29,19 +36,32 @@
 
 #pragma GCC visibility push(default)
 
-// The two ends of Allocator<>: as alloc and free of the memory manager, and null or nothing where there is none.
+// ---- Calls, from any thread
+
+// MemoryMgr::alloc and MemoryMgr::free of the manager in g_MemoryPtr, with their results and failures. Without a
+// manager, AllocInBank returns null and FreeInBank does nothing.
 void* AllocInBank(int bank, size_t size, const char* file, unsigned int line) noexcept;
 void FreeInBank(int bank, void* block) noexcept;
 
-// The same for memory that begins at a multiple of alignment, a power of two. It lies in an ordinary block of the bank, which
-// is alignment + 7 bytes larger than size; getSize, free and the like know that block and not the memory in it, so it
-// goes back through FreeAlignedInBank alone. AllocAlignedInBank returns null also for an alignment that is no power of
-// two.
+// Returns memory of size bytes whose address is a multiple of alignment, a power of two. The memory lies in an
+// ordinary block of the bank, which is alignment + 7 bytes larger than size. Returns null where alloc returns null,
+// without a manager, and for an alignment that is not a power of two.
 //
-// FreeAlignedInBank returns what free returns. It is MEMERR_BLOCK as well when memory did not come from
-// AllocAlignedInBank, and without a manager. For null it calls free with null, which empties a linear bank.
+//   +--------+---------------------------------------------+
+//   | header | unused | mark, 8 bytes | memory             |
+//   +--------+---------------------------------------------+
+//   24 bytes ^ the bank's block       ^ what is returned
+//
+// Free it with FreeAlignedInBank only. MemoryMgr::free and MemoryMgr::getSize accept the bank's block, not the
+// memory.
+//
+// FreeAlignedInBank returns what MemoryMgr::free returns. It also returns MEMERR_BLOCK, and frees nothing, when
+// memory did not come from AllocAlignedInBank, and without a manager. For null it calls MemoryMgr::free with null,
+// which empties a linear bank.
 void* AllocAlignedInBank(int bank, size_t size, size_t alignment, const char* file, unsigned int line) noexcept;
 int FreeAlignedInBank(int bank, void* memory) noexcept;
+
+// ---- Base classes
 
 template <int BANK>
 class Allocator {
@@ -53,8 +73,9 @@ public:
     }
     static void* operator new(size_t, void* storage) noexcept { return storage; }
 
-    // The compiler calls these two for a class that needs more alignment than a bank can promise. They refuse to be compiled.
-    // Deleted functions would not do: g++ then calls operator new without the alignment.
+    // The compiler chooses these two for a class that needs more alignment than a bank promises, and then reports the
+    // text below as an error. They are not deleted functions, because g++ then calls an operator new without
+    // alignment.
     template <int USED = BANK>
     static void* operator new(size_t, std::align_val_t) noexcept
     {
@@ -69,13 +90,13 @@ public:
 
     static void operator delete(void* object) { FreeInBank(BANK, object); }
 
-    // Called when a constructor throws.
+    // The compiler calls these when a constructor throws.
     static void operator delete(void* object, const char*, unsigned int) { FreeInBank(BANK, object); }
     static void operator delete(void*, void*) {}
 };
 
-// The same for classes of any alignment. Each object's block is larger by what the alignment takes: 23 bytes up to an alignment
-// of 16, and the alignment and 7 bytes above that.
+// Like Allocator, for classes of any alignment. Each object's block is larger than the object: by 23 bytes for an
+// alignment of 16 or less, by the alignment and 7 bytes for a larger one.
 template <int BANK>
 class AlignedAllocator {
 public:
@@ -97,7 +118,7 @@ public:
     static void operator delete(void* object) { FreeAlignedInBank(BANK, object); }
     static void operator delete(void* object, std::align_val_t) { FreeAlignedInBank(BANK, object); }
 
-    // Called when a constructor throws.
+    // The compiler calls these when a constructor throws.
     static void operator delete(void* object, const char*, unsigned int) { FreeAlignedInBank(BANK, object); }
     static void operator delete(void* object, std::align_val_t, const char*, unsigned int)
     {
@@ -106,8 +127,8 @@ public:
     static void operator delete(void*, void*) {}
 
 private:
-    // Where the compiler passes no alignment, the class needs this or less. It is the same with every compiler option, so
-    // that all sources of a program agree.
+    // The alignment of all objects for which the compiler passes none: such a class needs 16 or less. The value does
+    // not depend on the compiler option above, so sources that were compiled with and without the option agree.
     static constexpr std::align_val_t sc_usual{16};
     static_assert(__STDCPP_DEFAULT_NEW_ALIGNMENT__ <= 16,
                   "the compiler passes no alignment for classes that need more");

@@ -1,13 +1,18 @@
-// Banks, their memory, and the file that carries their sizes from one run to the next.
+// Defining banks, getting memory for them, and the file that stores their sizes from one run to the next.
 //
-// 1. Heap banks of one location share one block and lie in it back to back, in the order of definition. A linear bank
-//    has a block of its own.
-// 2. Sizes come from the code, rounded to 32, or from the bank-size file as they stand there: nobody rounds them
-//    again, so the second bank of a location may start at any address.
-// 3. A bank that can't have memory keeps its size, has a null base and no free node, and all its requests go to the
-//    fallback path. That is so for a heap bank that can't hold a header, for one of 2 GiB and more, for the heap bank
-//    with which a location would grow past 32 bits, and when a location has nothing to give. A linear bank has no
-//    headers: it may have any size up to 4 GiB - 1.
+// 1. The regions of a location's heap banks lie back to back in one piece of memory, in the order of definition. They
+//    fill it. A linear bank's region is a piece of memory of its own.
+// 2. defineBank rounds a size up to a multiple of 32 bytes. A size from the bank-size file is used as it is. So every
+//    region but the first of a location may begin at any address.
+// 3. A bank without a region keeps its size, has a null base and no free node. All its requests become fallback
+//    blocks. These banks get no region:
+//
+//    | Heap bank of less than 24 bytes                           | it cannot hold a header                  |
+//    | Heap bank of 2 GiB or more                                | the size word of a header has 31 bits    |
+//    | Heap bank with which a location would need 4 GiB or more  | blockSize has 32 bits                    |
+//    | Any bank whose location returns null                      |                                          |
+//
+//    A linear bank has no headers, so it may have any size up to 4 GiB - 1.
 #include "core/memorymgr.h"
 #include "core/memorymgr_index.h"
 #include "core/memorymgr_nodes.h"
@@ -24,19 +29,20 @@
 
 MemoryMgr* g_MemoryPtr;
 
-// The managers that have been constructed and not destroyed. A game has one. Where there are more than four, operator delete
-// does not look into the banks of the latest.
+// The managers that have been constructed and not destroyed. A game has one; tests have more. The fifth and later
+// ones are not recorded, so operator delete does not look into their banks.
 static MemoryMgr* s_living[4];
 
-// In front of each manager that was made with plain new.
+// The record directly before each manager that was made with plain new. All these records form a list.
 struct NewStorage_s {
-    void* block; // of malloc
+    void* block; // what malloc returned; the record and the manager lie in it
     NewStorage_s* next;
 };
 
 static NewStorage_s* s_newStorages;
 
-// On some 32-bit hosts size_t and unsigned long are two types of one size; elsewhere they are one type.
+// Converts malloc and realloc to the type of a callback. They take size_t, a callback takes unsigned long. In some
+// 32-bit builds these are two different types of the same size.
 template <typename Callback, typename Function>
 static Callback callback(Function* function)
 {
@@ -48,13 +54,13 @@ static bool isLocation(e_MemoryLocation location)
     return location == MEMLOC_DEFAULT || location == MEMLOC_CUSTOM;
 }
 
-// Whether a heap bank of this size finds room behind used bytes of its location's block.
+// True when a heap bank of this size can get a region after the first `used` bytes of its location's piece of memory.
 static bool fitsLocation(unsigned int used, unsigned int size)
 {
     return size <= sc_largestNode && size <= UINT_MAX - used;
 }
 
-// Puts manager in the place of other, which is null when a free place is wanted.
+// Replaces other by manager in s_living; does nothing when other is not in it. Null stands for a free place.
 static void replaceLiving(const MemoryMgr* other, MemoryMgr* manager)
 {
     for (MemoryMgr*& living : s_living) {
@@ -67,7 +73,7 @@ static void replaceLiving(const MemoryMgr* other, MemoryMgr* manager)
 
 MemoryMgr::MemoryMgr() : locked(0), bankCount(0), banks(), systemBank(), locations(), bankSizePath()
 {
-    replaceLiving(this, nullptr); // a manager was here that has never been destroyed
+    replaceLiving(this, nullptr); // the game may reuse the storage of a manager without destroying that one first
     replaceLiving(nullptr, this);
     g_MemoryPtr = this;
     defineLocAllocCb(MEMLOC_DEFAULT, callback<void* (*)(unsigned long)>(malloc));
@@ -98,6 +104,7 @@ void* MemoryMgr::operator new(size_t size, std::align_val_t alignment) noexcept
     if (!block) {
         return nullptr;
     }
+    // The first aligned address that leaves room for the record before it.
     const uintptr_t place = (reinterpret_cast<uintptr_t>(block) + more) & ~static_cast<uintptr_t>(multiple - 1);
     NewStorage_s* storage = reinterpret_cast<NewStorage_s*>(place) - 1;
     storage->block = block;
@@ -106,8 +113,8 @@ void* MemoryMgr::operator new(size_t size, std::align_val_t alignment) noexcept
     return storage + 1;
 }
 
-// The address alone decides. The bytes in front of the storage are not read: where the game has provided the storage, there
-// may be no memory in front of it.
+// Only the address decides what happens to the storage. The bytes before the manager are not read: when the game has
+// provided the storage, there may be no memory before it.
 void MemoryMgr::operator delete(void* manager)
 {
     for (NewStorage_s** link = &s_newStorages; *link; link = &(*link)->next) {
@@ -126,7 +133,7 @@ void MemoryMgr::operator delete(void* manager)
     }
 }
 
-// Whether bank 0 has handed out this storage: from its region, or as a fallback block.
+// True when the storage lies in bank 0's region or is a fallback block of bank 0.
 bool MemoryMgr::_holdsInBank0(const void* storage) const
 {
     const uintptr_t base = reinterpret_cast<uintptr_t>(banks[0].base);
@@ -226,7 +233,8 @@ unsigned int MemoryMgr::_calcMemorySize(e_MemoryLocation location) const
     return total;
 }
 
-// The next piece of a location's block; null when there is none, or when it couldn't hold a header.
+// Returns the region of the location's next heap bank. Returns null when rule 3 gives the bank no region; a bank of
+// less than 24 bytes still uses up its bytes, so that the regions fill the piece of memory.
 static char* carve(MemoryLocation_s& location, unsigned int size)
 {
     const char* start = static_cast<char*>(location.block);
@@ -237,6 +245,50 @@ static char* carve(MemoryLocation_s& location, unsigned int size)
     location.carveCursor += size;
     return size >= sc_headerSize ? base : nullptr;
 }
+
+#ifdef CORE_CHECKED
+
+static void end(int number, const char* broken)
+{
+    fprintf(stderr, "memory bank %d breaks a rule: %s\n", number, broken);
+    abort();
+}
+
+// Ends the process when initialize has made regions that break rule 1 or 3. Rule 2 is no state that can be checked.
+static void checkRules(const MemoryBank_s* banks, int bankCount, const MemoryLocation_s* locations)
+{
+    unsigned int used[2] = {0, 0}; // bytes of each location's piece of memory
+    for (int index = 0; index < bankCount; ++index) {
+        const MemoryBank_s& bank = banks[index];
+        const char* start = static_cast<const char*>(locations[bank.location].block);
+        unsigned int& before = used[bank.location];
+        if (bank.type == MEMBANK_HEAP && !bank.base && bank.freeList) {
+            end(index, "banks 3: a bank without a region has no free node");
+        }
+        if (bank.type != MEMBANK_HEAP || !fitsLocation(before, bank.size)) {
+            continue;
+        }
+        if (bank.base && bank.base != start + before) {
+            end(index, "banks 1: the regions of heap banks lie back to back in the order of definition");
+        }
+        if (!bank.base != (!start || bank.size < sc_headerSize)) {
+            end(index,
+                "banks 3: a heap bank has a region unless it is too small, too large or the location has none");
+        }
+        before += bank.size;
+    }
+    if (used[0] != locations[0].blockSize || used[1] != locations[1].blockSize) {
+        end(bankCount - 1, "banks 1: the regions fill the location's piece of memory");
+    }
+}
+
+#else
+
+static void checkRules(const MemoryBank_s*, int, const MemoryLocation_s*)
+{
+}
+
+#endif
 
 void MemoryMgr::_createMemoryBanks()
 {
@@ -254,16 +306,19 @@ void MemoryMgr::_createMemoryBanks()
         }
         bank.cursor = bank.base;
     }
-    // The system bank's counters go on from where they are; with no free node, all it serves are fallback blocks.
+    // The system bank has no free node, so all its blocks are fallback blocks. bytesInUse begins at 0; its other
+    // counters continue.
     systemBank.location = MEMLOC_DEFAULT;
     systemBank.type = MEMBANK_HEAP;
     systemBank.size = 0;
     systemBank.bytesInUse = 0;
     systemBank.base = systemBank.cursor = nullptr;
     systemBank.freeList = systemBank.usedList = systemBank.extList = nullptr;
+    checkRules(banks, bankCount, locations);
 }
 
-// Pointers stay as they are: initialize replaces them, and the destructor is the end.
+// Gives all regions back to their locations. The pointers to them are not cleared: initialize replaces them, and
+// after the destructor nothing uses them.
 void MemoryMgr::_freeAllMemory()
 {
     FreeIndex::dropAll(this);
@@ -277,8 +332,12 @@ void MemoryMgr::_freeAllMemory()
     }
 }
 
-// One field of the bank-size file, as text: up to a line feed or the separator, which it answers, or up to the end of
-// the file or the field's last byte, which is taken as it is; then it answers 0. field has capacity + 1 bytes.
+// Reads one field of the bank-size file into field, as text with a NUL. field has room for capacity + 1 bytes.
+//
+//   what ends the field                          returned
+//   the separator or a line feed                 that byte; it is not stored
+//   the end of the file                          0
+//   byte number `capacity`, whatever it is       0; the byte is stored
 static char readField(FILE* file, char* field, int capacity, char separator)
 {
     int length = 0;
@@ -295,8 +354,9 @@ static char readField(FILE* file, char* field, int capacity, char separator)
     return 0;
 }
 
-// A number in decimal, behind blanks; out of range it wraps to 32 bits, alike on every host. False when there is
-// none.
+// Reads a decimal number, with or without blanks before it, into size. Returns false when text begins with none; size
+// is then unchanged. A number that does not fit into 32 bits loses its upper bits; on every host the result is the
+// same.
 static bool readSize(const char* text, unsigned int* size)
 {
     char* end;
@@ -305,8 +365,9 @@ static bool readSize(const char* text, unsigned int* size)
     return end != text;
 }
 
-// A line is "name=size". The first that isn't ends the reading; a bank that nobody defined is passed over. A name of
-// 31 characters fills the field together with its '=', which is why such a bank never finds its line.
+// Reads lines of the form "name=size". The first line of another form ends the reading. A line whose name is not the
+// name of a defined bank is skipped. The name field has 32 bytes, and its last byte may be any byte. So the field of
+// a name of 31 characters includes the '=' and matches no bank.
 void MemoryMgr::_readBankSizes()
 {
     FILE* file = HasOthersLink(bankSizePath) ? nullptr : fopen_mac(bankSizePath, "rb");
@@ -331,6 +392,7 @@ void MemoryMgr::_readBankSizes()
     fclose(file);
 }
 
+// Returns the first bank of this name; null when there is none.
 MemoryBank_s* MemoryMgr::_bankNamed(const char* name)
 {
     for (int index = 0; index < bankCount; ++index) {
@@ -341,8 +403,9 @@ MemoryBank_s* MemoryMgr::_bankNamed(const char* name)
     return nullptr;
 }
 
-// The mean of a bank's size and its peak, weighted by themselves: a bank that overflowed grows toward its peak, one
-// that was too large shrinks slowly, one that nobody used stays. In single precision, so that hosts agree.
+// Returns (s * s + p * p) / (s + p), rounded down: the mean of the bank's size s and its high-water mark p, where
+// each of the two is weighted by itself. Single precision and this order of the steps are part of the file's form:
+// every host computes the same size. Sizes beyond 32 bits become UINT_MAX.
 static unsigned int tunedSize(unsigned int bankSize, unsigned int peakBytes)
 {
     const float size = static_cast<float>(bankSize);

@@ -1,8 +1,10 @@
-// What tells whether a bank is sound. Nothing here changes anything or takes a lock: it is for quiet moments.
+// Checking a bank, and reading its memory ahead of use. These calls change nothing and take no lock, so no other
+// thread may use the bank during a call.
 #include "core/memorymgr.h"
 #include "core/memorymgr_nodes.h"
 
-// Adds up a list, false at the first node without its mark.
+// Adds the sizes of a list's nodes to bytes and their number to count, and raises largest to the largest size.
+// Returns false at the first node whose mark is not magic; the sums then end before that node.
 static bool measure(const MemoryHeapNode_s* node, unsigned int magic, unsigned int* bytes, unsigned int* count,
                     unsigned int* largest)
 {
@@ -37,7 +39,7 @@ int MemoryMgr::checkMemory(int index, unsigned int* largestFree, bool expectEmpt
     if (!measure(bank->usedList, sc_magicUsed, &bytes, &usedCount, &largestUsed)) {
         return MEMERR_BLOCK;
     }
-    const bool unexpected = expectEmpty && bytes != 0;
+    const bool unexpected = expectEmpty && bytes != 0; // so far, bytes counts the nodes in use only
     if (!measure(bank->freeList, sc_magicFree, &bytes, &freeCount, &largest)) {
         return MEMERR_FREE_NODE;
     }
@@ -50,7 +52,8 @@ int MemoryMgr::checkMemory(int index, unsigned int* largestFree, bool expectEmpt
     if (freeCount != bank->freeNodeCount) {
         return MEMERR_FREE_COUNT;
     }
-    // A bank that once overflowed fails from then on, even when all is free again: its budget was too small.
+    // A bank that has overflowed once returns MEMERR_OVERFLOW from then on, even when all its blocks are free: its
+    // size was too small for this run.
     return bank->extNodeCount != 0 ? MEMERR_OVERFLOW : MEMERR_NONE;
 }
 
@@ -61,7 +64,7 @@ void MemoryMgr::touchMemory()
         return;
     }
     const volatile char* bytes = static_cast<const volatile char*>(location.block);
-    volatile int sum = 0; // volatile, so that no read is taken away
+    volatile int sum = 0; // volatile: the compiler must not leave out the reads
     for (unsigned long offset = 0; offset < location.blockSize; offset += 4096) {
         sum = sum + bytes[offset];
     }

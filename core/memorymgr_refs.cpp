@@ -1,18 +1,20 @@
-// The tables behind the 32-bit references of a 64-bit host.
+// The two tables that the 32-bit links of a 64-bit build refer to: fallback links, and source names.
 //
-// 1. An entry never moves, so a thread that has an entry's number may use the entry without a lock.
-// 2. Entries are dealt out under the table's own lock, which is taken inside a bank's lock and never around a
-//    callback or a call of the C library's allocator. A name that is known already is found without any lock: banks must
-//    not wait for each other. The lock is held for a few steps only and is no mutex, so that a thread never holds one but
-//    its bank's.
-// 3. Everything here is set up by the compiler and never torn down: static objects of a game may come first and go
-//    last. The first entries of each table have their room in the library, so that a bank works without any other memory.
-// 4. More memory is calloc's. A game's own calloc may be served from a bank that needs a new entry of the very table that
-//    is growing. So a table grows while it still has entries left, and a thread that is in calloc takes one of those. The
-//    memory has to stay as long as the process: the tables serve each manager that is made.
+// 1. An entry never moves. So a thread that has the number of an entry may use the entry without a lock.
+// 2. A thread takes a table's lock to get or to give back an entry. It may hold a bank's lock at that time. It holds
+//    at most one table lock, and calls no callback, calloc or free meanwhile. The lock is a spin lock that is held
+//    for a few steps, so that a bank's mutex stays the only mutex that a thread holds. A name that is in the table
+//    already is found without any lock, because banks must not wait for each other.
+// 3. The compiler initialises everything here, and no destructor runs. So the tables work for static objects of a
+//    game, before and after all other static objects. The first entries of each table are static arrays, so banks
+//    work when calloc has no memory.
+// 4. More entries come from calloc. A game may define calloc itself and serve it from a bank. While such a calloc
+//    runs for a table, that bank may need a new entry of the same table. For this reason a table grows while it still
+//    has entries left, and a thread that is in calloc takes one of these. The memory is never freed, because the
+//    tables serve every manager that the process makes.
 #include "core/memorymgr.h"
 
-static_assert(sizeof(MemoryHeapNode_s) == 24, "a block starts 24 bytes behind its header, on every host");
+static_assert(sizeof(MemoryHeapNode_s) == 24, "a block begins 24 bytes after the start of its header, on every host");
 static_assert(alignof(MemoryHeapNode_s) == 1, "a header may lie at any address");
 
 #if UINTPTR_MAX == 0xffffffffu
@@ -34,18 +36,20 @@ void giveUpOutsideLinks(MemoryHeapNode_s*)
 
 #else
 
+#include <assert.h>
 #include <atomic>
 #include <sched.h>
 #include <stdlib.h>
 
 static const unsigned int sc_noEntry = 0xffffffff;
 
-// Whether this thread is in calloc on behalf of a table. It is volatile because compilers assume that calloc reads no variable
-// of this file. With this model of thread-local storage the first access takes no memory.
+// True while this thread is in a calloc that growInTime called. It is volatile because compilers assume that calloc
+// reads no variable of this file. With the model initial-exec of thread-local storage, the first access allocates no
+// memory.
 static volatile thread_local bool s_isInCalloc __attribute__((tls_model("initial-exec")));
 
-// Entries in chunks that double in size: chunk k has 1024 * 2^k of them. 20 chunks are nearly 2^30 entries; fallback blocks
-// would then have 24 GiB of headers.
+// An array of entries in chunks of growing size: chunk k has 1024 * 2^k entries. 20 chunks hold nearly 2^30 entries,
+// which is enough: the headers of so many fallback blocks would need 24 GiB.
 template <typename T>
 class ChunkedTable {
 public:
@@ -59,10 +63,11 @@ public:
         return m_chunks[chunk] + (number + sc_first - (sc_first << chunk));
     }
 
-    // The numbers are dealt out in ascending order, each once; sc_noEntry when there is no room for one more.
+    // Returns the number of an entry that has not been used yet: 0, then 1, and so on; sc_noEntry when all are used.
     unsigned int deal() { return m_dealt < _capacity() ? m_dealt++ : sc_noEntry; }
 
-    // Bytes of the next chunk; 0 while more than sc_reserve entries can be had. The caller has returned entries for a second use.
+    // Returns the size of the next chunk in bytes; 0 while more than sc_reserve entries are left, and when all chunks
+    // exist. `returned` is how many used entries the caller can use again.
     size_t bytesWanted(unsigned int returned = 0) const
     {
         const bool isShort = _capacity() - m_dealt + returned <= sc_reserve && m_chunkCount < sc_chunks;
@@ -72,7 +77,7 @@ public:
 
 private:
     static const unsigned int sc_chunks = 20;
-    static const unsigned int sc_reserve = 64; // a thread in calloc takes one, rarely two
+    static const unsigned int sc_reserve = 64; // entries left for threads in calloc; each takes one, rarely two
 
     unsigned int _capacity() const { return (sc_first << m_chunkCount) - sc_first; }
     static unsigned int _chunkOf(unsigned int number)
@@ -85,22 +90,59 @@ private:
     unsigned int m_dealt = 0;
 };
 
+#ifdef CORE_CHECKED
+
+static thread_local bool s_hasTableLock __attribute__((tls_model("initial-exec")));
+
+static void requireNoTableLock()
+{
+    assert(!s_hasTableLock && "links 2: a thread holds at most one table lock, and calls no calloc meanwhile");
+}
+
+static void noteTableLock(bool isTaken)
+{
+    if (isTaken) {
+        requireNoTableLock();
+    }
+    s_hasTableLock = isTaken;
+}
+
+#else
+
+static void requireNoTableLock()
+{
+}
+
+static void noteTableLock(bool)
+{
+}
+
+#endif
+
+// Locks a table while this object exists; see rule 2. `taken` is the table's flag.
 class TableLock {
 public:
     explicit TableLock(std::atomic_flag& taken) : m_taken(taken)
     {
+        noteTableLock(true);
         while (m_taken.test_and_set(std::memory_order_acquire)) {
             sched_yield();
         }
     }
-    ~TableLock() { m_taken.clear(std::memory_order_release); }
+    ~TableLock()
+    {
+        m_taken.clear(std::memory_order_release);
+        noteTableLock(false);
+    }
 
 private:
     std::atomic_flag& m_taken;
 };
 
-// Gives a table the memory that it wants, if any. Table has bytesWanted(), which is asked under the table's lock, and
-// grow(zeroes). When several threads get here at once, the first to come back from calloc makes the table grow.
+// Makes a table grow when few entries are left. bytesWanted() returns how much memory the table needs, 0 for none;
+// grow(zeroes) gives the table that memory, filled with zeroes. Both are called under the table's lock, and calloc is
+// called without it. When several threads call calloc for the same growth, the first that returns makes the table
+// grow, and the others free their memory.
 template <typename Table>
 static void growInTime(Table& table, std::atomic_flag& taken)
 {
@@ -112,6 +154,7 @@ static void growInTime(Table& table, std::atomic_flag& taken)
     if (bytes == 0) {
         return;
     }
+    requireNoTableLock();
     s_isInCalloc = true;
     void* spare = calloc(1, bytes);
     s_isInCalloc = false;
@@ -125,15 +168,15 @@ static void growInTime(Table& table, std::atomic_flag& taken)
     free(spare);
 }
 
-// Links of fallback blocks.
+// ---- Links of fallback blocks
 
 struct Links {
     MemoryHeapNode_s* next;
     MemoryHeapNode_s* prev;
-    unsigned int nextFree; // of an entry that is not in use: the next such, its number plus one
+    unsigned int nextFree; // in an entry that was given back: the number of the next such entry, plus 1; 0: none
 };
 
-// The table of links, and its entries that have been given up, as a list.
+// The table of fallback links. Entries that were given back form a list, and are used before new ones.
 class LinksTable {
 public:
     constexpr LinksTable() : m_table(s_first) {}
@@ -165,8 +208,8 @@ private:
     static Links s_first[ChunkedTable<Links>::sc_first];
 
     ChunkedTable<Links> m_table;
-    unsigned int m_firstFree = 0; // its number plus one; 0: none
-    unsigned int m_freeCount = 0;
+    unsigned int m_firstFree = 0; // the number of the first entry that was given back, plus 1; 0: none
+    unsigned int m_freeCount = 0; // entries that were given back
 };
 
 Links LinksTable::s_first[];
@@ -204,25 +247,30 @@ MemoryHeapNode_s** MemoryNodeRef::_outside() const
     return m_word & sc_prev ? &links->prev : &links->next;
 }
 
-// Source names. Names are found through a hash of their address: open addressing, linear probing. It grows when it is half
-// full; without memory, and for a thread that is in calloc, it takes names until it is three quarters full. When it grows,
-// the smaller one stays behind for the readers that are in it.
+// ---- Source names
+//
+// A chunked table has the name of each number. A hash table has the number of each name: the key is the address of
+// the name, with open addressing and linear probing. The hash table grows when it is half full. When there is no
+// memory, and for a thread that is in calloc, it still takes names until it is three quarters full. Readers take no
+// lock, so a reader may still search the smaller hash table after the table has grown. For this reason the smaller
+// one is never freed.
 
+// name is written after number. So a thread that reads a name here may read its number without a lock.
 struct NameSlot {
-    std::atomic<const char*> name; // null: empty; it comes after its number
+    std::atomic<const char*> name; // null: the slot is empty
     unsigned int number;
 };
 
 struct NameSlots {
-    NameSlots* smaller;
+    NameSlots* smaller; // the hash table before the last growth; null in the first
     unsigned int capacityLog2;
-    NameSlot slots[1]; // capacity of them
+    NameSlot slots[1]; // in fact capacity() slots
 
     unsigned int capacity() const { return 1u << capacityLog2; }
     unsigned int mask() const { return capacity() - 1; }
 
-    // Fibonacci hashing (Knuth, The Art of Computer Programming, volume 3, section 6.4): 2^64 divided by the golden
-    // ratio.
+    // Returns where the search for a name begins. Fibonacci hashing (Knuth, The Art of Computer Programming, volume
+    // 3, section 6.4): the upper bits of the address times 2^64 divided by the golden ratio.
     unsigned int placeOf(const char* name) const
     {
         return static_cast<unsigned int>(reinterpret_cast<uintptr_t>(name) * 0x9e3779b97f4a7c15u >>
@@ -235,6 +283,7 @@ static constexpr size_t bytesOfNameSlots(unsigned int capacityLog2)
     return sizeof(NameSlots) + (sizeof(NameSlot) << capacityLog2);
 }
 
+// Returns the name's number; 0 when the name has none.
 static unsigned int findName(const NameSlots* slots, const char* name)
 {
     for (unsigned int place = slots->placeOf(name);; ++place) {
@@ -249,7 +298,7 @@ static unsigned int findName(const NameSlots* slots, const char* name)
     }
 }
 
-// The hash: which number a name has.
+// The hash table in use, and how many names it has.
 class NameIndex {
 public:
     constexpr NameIndex() : m_slots(&s_first.head) {}
@@ -264,7 +313,7 @@ public:
         m_count += 1;
     }
 
-    // Bytes of the next larger hash, 0 while this one is less than half full.
+    // Returns the size in bytes of a hash table of twice the capacity; 0 while this one is less than half full.
     size_t bytesWanted() const
     {
         const NameSlots* slots = _slots();
@@ -317,19 +366,20 @@ static ChunkedTable<const char*> s_names(s_firstNames); // by number, from 1
 static NameIndex s_nameIndex;
 static std::atomic_flag s_namesTaken = ATOMIC_FLAG_INIT;
 
-// A name's text. Numbers count from 1: a header has 0 for null.
+// The name of a number. Numbers begin at 1, because 0 in a header means null.
 static const char*& nameAt(unsigned int number)
 {
     return *s_names.at(number - 1);
 }
 
+// Returns the number of a name, and adds the name when it has none; 0 when there is no memory for one more name.
 static unsigned int addName(const char* name)
 {
     growInTime(s_names, s_namesTaken);
     growInTime(s_nameIndex, s_namesTaken);
     TableLock lock(s_namesTaken);
     if (const unsigned int number = findName(s_nameIndex.slots(), name)) {
-        return number; // another thread was faster: a race, which tests can't ask for
+        return number; // another thread has added the name meanwhile; no test can force this to happen
     }
     const unsigned int entry = s_nameIndex.isFull() ? sc_noEntry : s_names.deal();
     if (entry == sc_noEntry) {

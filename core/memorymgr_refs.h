@@ -1,14 +1,36 @@
-// How a block's header names other headers and its source file in 32 bits, whatever the host.
+// The three links of a header, each a 32-bit word on every host: next, prev, and the source name file.
 //
-// The header is 24 bytes everywhere, so that budgets agree between hosts. On a 32-bit host these types are plain
-// pointers. On a 64-bit host they are 32-bit stand-ins that read and assign like the pointers they stand for:
+// A header has 24 bytes on every host, because the sizes of banks are tuned with it (docs/architecture.md, "Record
+// layouts and virtual tables"). In a 32-bit build a link is a plain pointer. In a 64-bit build a link is one of the
+// two classes below. They read and assign like a pointer. Their 32-bit word is read as follows:
 //
-// - a header inside a bank keeps the distance to the other header: a bank is smaller than 2 GiB;
-// - the neighbours of a fallback block can lie anywhere, so its two links live in a table, and the header says where;
-// - source names are numbered in a second table, one number for each pointer that was ever given.
+//   next or prev of a node inside a bank: the distance to the other header
+//   31                                                             1   0
+//   +----------------------------------------------------------------+---+
+//   | signed distance in bytes, from this word to the other header   | 0 |    0: null
+//   +----------------------------------------------------------------+---+
 //
-// Both tables grow into ordinary memory and never move an entry. A header may lie at any address, so these types, like all
-// its fields, ask for no alignment.
+//   next or prev of a fallback block: its entry in the table of fallback links, which has the pointers
+//   31                                                         2   1   0
+//   +------------------------------------------------------------+---+---+
+//   | number of the entry, from 0                                | p | 1 |    p: 0 is the entry's next, 1 its prev
+//   +------------------------------------------------------------+---+---+
+//
+//   file: its number in the table of source names, which has the pointers
+//   31                                                                 0
+//   +--------------------------------------------------------------------+
+//   | number of the name, from 1                                         |    0: null
+//   +--------------------------------------------------------------------+
+//
+// A distance has room in 31 bits and a sign because a heap bank is smaller than 2 GiB. Fallback blocks can lie
+// anywhere in memory, so 32 bits are too few for the distance between two of them. One entry serves the two links of
+// a block. Each different name pointer gets one number, which lasts as long as the process.
+//
+// The tables get more memory from calloc when they need it. They never move an entry. A header may lie at any
+// address, so these types have an alignment of 1, like all fields of a header.
+//
+// Threads. The links of a node are used under the lock of its bank. The tables are shared by all banks and protect
+// themselves.
 #pragma once
 
 #include <stdint.h>
@@ -17,15 +39,21 @@ struct MemoryHeapNode_s;
 
 typedef unsigned int MemoryWord __attribute__((aligned(1))); // a 32-bit field of a header
 
-// A header's two links have to be set up before they are first read or assigned: as those of a node inside its bank,
-// on no list yet, or as those of a fallback block (false when there is no memory for that), which are given up again
-// before its block goes away.
+// "Inside" in a name means a node in the region of its bank, "outside" means a fallback block.
+
+// Sets next and prev of a node inside a bank to null. Call it before the links are first read or assigned.
 void setUpLinks(MemoryHeapNode_s* node);
+
+// Takes an entry of the table for a fallback block, and sets its next and prev to null. Call it before the links are
+// first read or assigned. Returns false when there is no memory for one more entry; the links are then not set.
 bool setUpOutsideLinks(MemoryHeapNode_s* node);
+
+// Gives the entry of a fallback block back to the table. Call it once, before the block's memory goes back.
 void giveUpOutsideLinks(MemoryHeapNode_s* node);
 
-// There are also insideLink(link) and setInsideLink(link, node), for links that are known to be of a node inside its
-// bank. They read and assign without a look at which kind a link is: a header that is only written needn't be fetched.
+// insideLink(link) returns the node that a link points to; setInsideLink(link, node) assigns a node or null. Both are
+// for links of nodes inside a bank only. They do not test bit 0 of the word. So setInsideLink writes the word without
+// reading it first, and the processor need not wait for a header that is not in its cache.
 
 #if UINTPTR_MAX == 0xffffffffu
 
@@ -50,7 +78,9 @@ class MemoryNodeRef;
 inline MemoryHeapNode_s* insideLink(const MemoryNodeRef& link);
 inline void setInsideLink(MemoryNodeRef& link, MemoryHeapNode_s* node);
 
-// A link of a header. It means something only where it stands, so it can't be copied: read it into a pointer.
+// next or prev of a header. The distance is counted from the address of this word, so the word would mean another
+// node at another address. For this reason the class has no copy constructor; assignment converts the link through a
+// pointer.
 class MemoryNodeRef {
 public:
     MemoryNodeRef() = default;
@@ -77,16 +107,19 @@ private:
     friend MemoryHeapNode_s* insideLink(const MemoryNodeRef& link);
     friend void setInsideLink(MemoryNodeRef& link, MemoryHeapNode_s* node);
 
-    static const unsigned int sc_outside = 1; // m_word is a place in the table: its number * 4, 2 for prev, and this
-    static const unsigned int sc_prev = 2;
+    static const unsigned int sc_outside = 1; // bit 0 of m_word: the link of a fallback block
+    static const unsigned int sc_prev = 2;    // bit 1, in such a link: prev
 
+    // The address that distances count from.
     uintptr_t _here() const { return reinterpret_cast<uintptr_t>(this); }
-    MemoryHeapNode_s** _outside() const;
+    MemoryHeapNode_s** _outside() const; // the pointer in the table, for a link of a fallback block
 
-    MemoryWord m_word; // 0: null. Nodes of a bank lie 32 bytes apart or a multiple of it, which leaves bit 0 free.
+    // Bit 0 is free for sc_outside, because a distance is even: headers of a bank lie a multiple of 32 bytes apart,
+    // and next and prev lie 16 and 20 bytes after the start of a header.
+    MemoryWord m_word;
 };
 
-// The word is the low half of the distance; as a signed number it is all of it.
+// m_word has the low 32 bits of the distance. Read as a signed number, these 32 bits are the whole distance.
 inline MemoryHeapNode_s* insideLink(const MemoryNodeRef& link)
 {
     const intptr_t distance = static_cast<int>(link.m_word);
@@ -98,10 +131,13 @@ inline void setInsideLink(MemoryNodeRef& link, MemoryHeapNode_s* node)
     link.m_word = node ? static_cast<unsigned int>(reinterpret_cast<uintptr_t>(node) - link._here()) : 0;
 }
 
+// file of a header. Reads as the pointer that was assigned; the text is not copied.
 class MemoryNameRef {
 public:
     operator const char*() const;
-    MemoryNameRef& operator=(const char* name); // null, too, when there is no memory to number one more name
+
+    // Becomes null when the name is not in the table and the table has no memory for one more.
+    MemoryNameRef& operator=(const char* name);
 
 private:
     MemoryNameRef& _assignNew(const char* name);

@@ -1,7 +1,16 @@
-// The lock of one bank: a recursive mutex, so that a location callback may call the memory manager on its own thread.
+// A recursive mutex: a thread that holds the mutex may lock it again, and unlocks it as often. The memory manager has
+// one for each bank. It is recursive because a location callback runs under the bank's lock and may call the manager
+// again.
 //
-// Lock it with pthread_mutex_lock(&lock.mutex) and unlock it with pthread_mutex_unlock(&lock.mutex). `new Mutex`
-// allocates from bank 0.
+// Lock and unlock it with the system's calls:
+//
+//     Mutex lock;
+//     pthread_mutex_lock(&lock.mutex);
+//     pthread_mutex_unlock(&lock.mutex);
+//
+// `new Mutex` allocates from bank 0, and `delete` frees to bank 0. A static or automatic Mutex needs no memory
+// manager. Errors of the system's calls in the constructor and the destructor are not reported. Destroy a Mutex only
+// while no thread holds it.
 #pragma once
 
 #include "core/allocator.h"
@@ -10,6 +19,7 @@
 
 #pragma GCC visibility push(default)
 
+// The layout is frozen; see docs/architecture.md ("Record layouts and virtual tables").
 class Mutex : public Allocator<0> {
 public:
     Mutex();

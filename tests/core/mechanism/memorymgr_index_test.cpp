@@ -1,0 +1,352 @@
+// The index beside a large heap bank: what it takes, that nobody sees it, and that a bank whose lists somebody else has
+// written to goes on as if it never had one. That it finds the right nodes is memorymgr_model_test's.
+#include "core/memorymgr.h"
+#include "tests/support/game_memory.h"
+#include "tests/support/library_memory.h"
+
+#include <optional>
+
+namespace {
+
+const unsigned int sc_large = 128 << 10; // bytes: a bank that has an index
+
+class LargeHeap : public GameMemory {
+public:
+    explicit LargeHeap(unsigned int size = sc_large)
+    {
+        Source::serve(*this, MEMLOC_DEFAULT);
+        defineHeap("heap", 32);
+        writeFile(bankSizePath, "heap=" + std::to_string(size));
+        initialize();
+    }
+
+    // Takes a whole node of this size, a multiple of 32.
+    char* allocNode(unsigned int size) { return static_cast<char*>(alloc(0, size - 25, "test", 1)); }
+    int free(void* block) { return MemoryMgr::free(0, block); }
+
+    // From its head: "96+32" is a node of 32 bytes that begins 96 bytes into the bank.
+    std::string freeNodes() const
+    {
+        std::string text;
+        const MemoryHeapNode_s* before = nullptr;
+        for (const MemoryHeapNode_s* node = banks[0].freeList; node; before = node, node = node->next) {
+            EXPECT_EQ(node->prev, before);
+            text += (text.empty() ? "" : " ") + std::to_string(reinterpret_cast<const char*>(node) - banks[0].base) +
+                    "+" + std::to_string(node->size);
+        }
+        return text;
+    }
+};
+
+MemoryHeapNode_s* headerOf(void* block)
+{
+    return static_cast<MemoryHeapNode_s*>(block) - 1;
+}
+
+#ifdef WATCHES_LIBRARY_MEMORY
+
+// What initialize takes beside the bank.
+size_t takenFor(e_MemoryBankType type, unsigned int size)
+{
+    Source::startAnew();
+    GameMemory memory;
+    memory.defineBank(MEMLOC_DEFAULT, type, "bank", 32);
+    Source::serve(memory, MEMLOC_DEFAULT);
+    writeFile(memory.bankSizePath, "bank=" + std::to_string(size));
+    LibraryMemory::taken = 0;
+    LibraryMemory::isWatched = true;
+    memory.initialize();
+    LibraryMemory::isWatched = false;
+    EXPECT_EQ(Source::takeLog(), "alloc " + std::to_string(size) + " = #1"); // the location isn't asked for it
+    return LibraryMemory::taken;
+}
+
+TEST(Index, TakesLessThanOnePercentOfItsBank)
+{
+    for (const unsigned int size : {32u << 10, 40001u, 64u << 10, 100000u, 1u << 20, (16u << 20) + 7, 64u << 20}) {
+        EXPECT_GT(takenFor(MEMBANK_HEAP, size), size / 256u) << size; // a bit for each 32 bytes, at least
+        EXPECT_LT(takenFor(MEMBANK_HEAP, size), size / 100u) << size;
+    }
+}
+
+TEST(Index, IsNotMadeForSmallBanksAndLinearOnes)
+{
+    EXPECT_EQ(takenFor(MEMBANK_HEAP, (32 << 10) - 1), 0u);
+    EXPECT_EQ(takenFor(MEMBANK_HEAP, 32), 0u);
+    EXPECT_EQ(takenFor(MEMBANK_LINEAR, 1 << 20), 0u);
+}
+
+TEST(Index, TakesNothingWhileTheBankServes)
+{
+    LargeHeap heap;
+    heap.free(heap.allocNode(64)); // the first to name "test"
+    LibraryMemory::taken = 0;
+    LibraryMemory::isWatched = true;
+    std::vector<void*> blocks;
+    blocks.reserve(100);
+    for (int i = 0; i < 100; ++i) {
+        blocks.push_back(heap.allocNode(32 + 32 * (i % 9)));
+    }
+    for (void* block : blocks) {
+        heap.free(block);
+    }
+    LibraryMemory::isWatched = false;
+    EXPECT_EQ(LibraryMemory::taken, 0u);
+    EXPECT_EQ(heap.freeNodes(), "0+131072");
+}
+
+TEST(Index, IsOnlyMadeWhereThereIsMemoryForIt)
+{
+    LargeHeap heap;
+    LibraryMemory::isWatched = LibraryMemory::isEmpty = true;
+    heap.initialize(); // its banks begin anew
+    LibraryMemory::isWatched = LibraryMemory::isEmpty = false;
+    EXPECT_GT(LibraryMemory::blockCount, 0);
+    char* first = heap.allocNode(64);
+    heap.allocNode(96);
+    heap.free(first);
+    EXPECT_EQ(heap.freeNodes(), "0+64 160+130912");
+}
+
+#endif
+
+// A node of every size, beginning at every distance from a word of the index, is joined with what is freed beside it.
+TEST(Index, FindsNeighboursWhereverTheyBeginAndEnd)
+{
+    const unsigned int sc_unit = 32;
+    for (unsigned int before = 1; before <= 65; ++before) {
+        LargeHeap heap;
+        heap.allocNode(before * sc_unit);
+        for (unsigned int size = 1; size <= 260; ++size) {
+            char* first = heap.allocNode(size * sc_unit);
+            char* second = heap.allocNode(sc_unit);
+            char* third = heap.allocNode(size * sc_unit);
+            heap.allocNode(sc_unit);
+            heap.free(first);
+            heap.free(third);
+            heap.free(second);
+            ASSERT_EQ(heap.banks[0].freeNodeCount, 2u) << before << ", " << size;
+            ASSERT_EQ(sizeOf(heap.banks[0].freeList), (2 * size + 1) * sc_unit) << before << ", " << size;
+            ASSERT_EQ(heap.allocNode((2 * size + 1) * sc_unit), first);
+            heap.free(first);
+            heap.free(first + (2 * size + 1) * sc_unit);
+            ASSERT_EQ(heap.banks[0].freeNodeCount, 1u) << before << ", " << size;
+        }
+    }
+}
+
+TEST(Index, KeepsTheOddEndOfABankInItsPlace)
+{
+    LargeHeap heap(sc_large + 31);
+    char* odd = heap.allocNode(64);
+    char* wall = heap.allocNode(32);
+    char* rest = heap.allocNode(sc_large - 96 - 32); // leaves 63
+    EXPECT_EQ(heap.freeNodes(), "131040+63");
+    heap.free(odd);
+    EXPECT_EQ(heap.freeNodes(), "131040+63 0+64");
+    char* end = heap.allocNode(32); // of the smaller one, whose rest of 31 bytes can hold a header
+    EXPECT_EQ(end, heap.banks[0].base + 131040 + 24);
+    EXPECT_EQ(heap.freeNodes(), "131072+31 0+64");
+    heap.free(end);
+    EXPECT_EQ(heap.allocNode(64), odd);
+    EXPECT_EQ(heap.allocNode(32), end);
+    heap.free(odd);
+    heap.free(end);
+    heap.free(wall);
+    heap.free(rest);
+    EXPECT_EQ(heap.freeNodes(), "0+131103");
+    EXPECT_EQ(heap.check(0, true), 0);
+}
+
+TEST(Index, IsMadeAnewWithItsBank)
+{
+    LargeHeap heap;
+    heap.allocNode(64);
+    writeFile(heap.bankSizePath, "heap=100001");
+    heap.initialize();
+    EXPECT_EQ(heap.freeNodes(), "0+100001");
+    char* block = heap.allocNode(64);
+    EXPECT_EQ(block, heap.banks[0].base + 24);
+    heap.free(block);
+    EXPECT_EQ(heap.freeNodes(), "0+100001");
+}
+
+// Only four of them have one at a time, which makes no difference to be seen.
+TEST(Index, IsEachManagersOwn)
+{
+    std::optional<LargeHeap> heaps[6];
+    for (int round = 0; round < 12; ++round) {
+        heaps[round * 5 % 6].emplace(); // the one that was there ends
+        for (std::optional<LargeHeap>& heap : heaps) {
+            if (heap) {
+                char* first = heap->allocNode(64);
+                char* second = heap->allocNode(96);
+                heap->free(first);
+                EXPECT_EQ(heap->freeNodes(), "0+64 160+130912");
+                EXPECT_EQ(heap->allocNode(64), first);
+                heap->free(second);
+                heap->free(first);
+                EXPECT_EQ(heap->freeNodes(), "0+131072");
+            }
+        }
+    }
+}
+
+// ---- Whoever writes to the lists by hand gets what a walk along them would find.
+
+TEST(Lists, ThatWereTakenAwayLeaveAnEmptyBank)
+{
+    LargeHeap heap;
+    heap.allocNode(64);
+    MemoryHeapNode_s* list = heap.banks[0].freeList;
+    heap.banks[0].freeList = nullptr;
+    char* block = heap.allocNode(64);
+    EXPECT_EQ(heap.banks[0].extNodeCount, 1u);
+    heap.free(block);
+    heap.banks[0].freeList = list;
+    EXPECT_EQ(heap.allocNode(64), heap.banks[0].base + 64 + 24);
+}
+
+TEST(Lists, ThatWereTakenAwayBeginAnewWithWhatIsFreed)
+{
+    LargeHeap heap;
+    char* block = heap.allocNode(64);
+    heap.banks[0].freeList = nullptr;
+    heap.free(block); // what lies behind it is on no list, so they aren't joined
+    EXPECT_EQ(heap.freeNodes(), "0+64");
+}
+
+TEST(Lists, WithANodeOfAnotherSizeServeWhatItCanHold)
+{
+    LargeHeap heap;
+    char* block = heap.allocNode(256);
+    heap.allocNode(32);
+    heap.free(block);
+    headerOf(block)->size = 64;
+    EXPECT_EQ(heap.allocNode(128), heap.banks[0].base + 256 + 32 + 24);
+    EXPECT_EQ(heap.allocNode(64), block);
+    EXPECT_EQ(heap.check(0), MEMERR_SIZE); // 192 bytes are nobody's
+}
+
+TEST(Lists, NeverGiveANodeTwiceWhateverItsSizeWas)
+{
+    LargeHeap heap;
+    char* block = heap.allocNode(256);
+    heap.allocNode(32);
+    heap.free(block);
+    headerOf(block)->size = 64;
+    EXPECT_EQ(heap.allocNode(64), block);
+    EXPECT_EQ(heap.allocNode(64), heap.banks[0].base + 256 + 32 + 24);
+}
+
+TEST(Lists, WithANodeThatIsLargerThanTheBankServeWhatTheySay)
+{
+    LargeHeap heap;
+    headerOf(heap.banks[0].base + 24)->size = sc_large * 2;
+    EXPECT_EQ(heap.allocNode(64), heap.banks[0].base + 24);
+    EXPECT_EQ(heap.freeNodes(), "64+262080");
+}
+
+TEST(Lists, JoinANodeThatHasLostItsMark)
+{
+    LargeHeap heap;
+    char* first = heap.allocNode(64);
+    char* second = heap.allocNode(64);
+    char* third = heap.allocNode(64);
+    heap.allocNode(32);
+    heap.free(first);
+    heap.free(third);
+    setHeaderWord(first, 0, 0x12345678);
+    setHeaderWord(third, 0, 0x12345678);
+    EXPECT_EQ(heap.check(0), MEMERR_FREE_NODE);
+    EXPECT_EQ(heap.free(second), 0);
+    EXPECT_EQ(heap.freeNodes(), "0+192 224+130848");
+}
+
+TEST(Lists, JoinNodesBySizesThatWereOverwritten)
+{
+    LargeHeap heap;
+    char* first = heap.allocNode(64);
+    char* second = heap.allocNode(64);
+    heap.allocNode(32);
+    heap.free(second);
+    setHeaderWord(second, 1, sc_large * 2);
+    heap.free(first);
+    EXPECT_EQ(heap.freeNodes(), "160+130912 0+262208");
+}
+
+TEST(Lists, LeaveNodesApartThatNoLongerTouch)
+{
+    LargeHeap heap;
+    char* first = heap.allocNode(64);
+    char* second = heap.allocNode(64);
+    heap.allocNode(32);
+    heap.free(first);
+    setHeaderWord(first, 1, 32);
+    heap.free(second);
+    EXPECT_EQ(heap.freeNodes(), "0+32 64+64 160+130912");
+}
+
+TEST(Lists, TakeAHeaderThatStandsWhereNoneCan)
+{
+    LargeHeap heap;
+    char* forged = heap.allocNode(128) + 16 + 24;
+    memset(forged - 24, 0, 24);
+    setHeaderWord(forged, 0, 0xfeedface);
+    setHeaderWord(forged, 1, 56);
+    EXPECT_EQ(heap.free(forged), 0);
+    EXPECT_EQ(heap.freeNodes(), "40+56 128+130944");
+}
+
+TEST(Lists, GiveANodeThatHasLostItsMark)
+{
+    LargeHeap heap;
+    char* block = heap.allocNode(64);
+    heap.allocNode(32);
+    heap.free(block);
+    setHeaderWord(block, 0, 0x12345678);
+    EXPECT_EQ(heap.allocNode(64), block);
+    EXPECT_EQ(heap.check(0), 0);
+}
+
+TEST(Lists, TakeABlockOfAnotherBank)
+{
+    GameMemory memory;
+    memory.defineHeap("first", sc_large);
+    memory.defineHeap("second", sc_large);
+    memory.initialize();
+    memory.alloc(0, sc_large - 25, "test", 1); // all of it
+    void* stray = memory.alloc(1, 100, "test", 1);
+    memory.alloc(1, 100, "test", 1);
+    EXPECT_EQ(memory.free(0, stray), 0);
+    EXPECT_EQ(memory.banks[0].freeList, headerOf(stray));
+    EXPECT_EQ(memory.alloc(0, 100, "test", 1), stray);
+}
+
+TEST(Lists, TakeABlockWhoseSizeWasOverwritten)
+{
+    for (const unsigned int size : {0u, 1u, 100u, 0x7fffffffu}) {
+        LargeHeap heap;
+        char* block = heap.allocNode(64);
+        heap.allocNode(32);
+        setHeaderWord(block, 1, size);
+        EXPECT_EQ(heap.free(block), 0);
+        EXPECT_EQ(magicOf(headerOf(block)), 0xdeadf00du);
+        EXPECT_NE(heap.check(0), 0);
+        EXPECT_EQ(heap.banks[0].freeNodeCount, 2u);
+    }
+}
+
+TEST(Lists, StayAsTheyAreWhenWhatIsFreedWasNoBlock)
+{
+    LargeHeap heap;
+    char* block = heap.allocNode(128);
+    memset(block, 0, 100);
+    EXPECT_EQ(heap.free(block + 32), MEMERR_BLOCK);
+    EXPECT_EQ(heap.free(block + 1), MEMERR_BLOCK);
+    EXPECT_EQ(heap.free(block), 0);
+    EXPECT_EQ(heap.free(block), MEMERR_BLOCK);
+    EXPECT_EQ(heap.freeNodes(), "0+131072");
+}
+
+} // namespace

@@ -7,6 +7,7 @@
 
 #include "file/file.h"
 #include "tests/support/parser_fixture.h"
+#include "tests/support/parser_readers.h"
 #include "tests/support/watched_log.h"
 
 #include <gtest/gtest.h>
@@ -103,7 +104,7 @@ public:
 
     // A reader of up to count bare numbers, of which so many are needed.
     template <typename Value>
-    bool parseNumbers(Value* values, int needed, int count, const char* message)
+    bool parseNumbers(Value* values, int needed, int count, const std::string& message)
     {
         const size_t line = valueLine(" \t");
         const int read = line == sc_none ? 0 : scan(textAt(line), count, values);
@@ -140,7 +141,7 @@ public:
     }
 
     template <typename Value>
-    bool getNumbers(Value* values, int count, const char* message)
+    bool getNumbers(Value* values, int count, const std::string& message)
     {
         const bool good = m_position != sc_none && scan(textAt(m_position), count, values) == count;
         if (!good) {
@@ -212,6 +213,34 @@ public:
         }
         *value = textAt(string).substr(0, size - 1);
         return true;
+    }
+
+    // What a reader of numbers does, by its group.
+    template <typename Value>
+    bool readNumbers(const ParserReader& reader, const std::string& token, const std::string& name, Value* values)
+    {
+        const std::string message = std::string("Parser: expected ") + reader.argument;
+        switch (reader.group) {
+        case READER_VALUE_LINE:
+            return parseNumbers(values, reader.required, reader.count, message);
+        case READER_CURRENT_LINE:
+            return getNumbers(values, reader.count, message);
+        default:
+            return paramEquals(token, name, values, reader.required, reader.count, reader.argument);
+        }
+    }
+
+    bool readNumbers(const ParserReader&, const std::string& token, const std::string& name, bool* value)
+    {
+        return paramEqualsBoolean(token, name, value);
+    }
+
+    bool parseText(const ParserReader& reader, std::string* text)
+    {
+        if (reader.value == VALUE_UTF8) {
+            return parseUTF8(text);
+        }
+        return reader.function == std::string("ParseChar") ? parseChar(text) : parseString(text);
     }
 
     // The text from here to the next NUL.
@@ -322,7 +351,7 @@ private:
         return cut(m_cursor, "\n", &start, &end) ? trim(start, end, blanks) : sc_none;
     }
 
-    bool endValueLine(size_t line, bool good, const char* message)
+    bool endValueLine(size_t line, bool good, const std::string& message)
     {
         if (good) {
             m_cursor = inText(m_cursor + textAt(line).size() + 2);
@@ -437,213 +466,138 @@ public:
     Pair(const std::string& text, uint32_t seed) : m_random(seed), m_parser(text), m_model(text) {}
 
     // One call to both. Their results, outputs and messages have to be the same.
-    void call(uint32_t which);
+    void call(const ParserReader& reader);
 
-    // Mostly the usual ones.
-    uint32_t anyCall() { return m_random.below(2) ? m_random.below(8) : m_random.below(sc_calls); }
+    // Any reader; every other time one of those that most lines are read with.
+    const ParserReader& anyReader()
+    {
+        static const char* const s_usual[] = {"ParseLine", "ParseLine", "ParseLine", "GetToken",
+                                              "GetToken",  "GetToken",  "GetString", "GetEqualsToken"};
+        return m_random.below(2) ? *readerNamed(s_usual[m_random.below(8)])
+                                 : sc_parserReaders[m_random.below(sc_parserReaderCount)];
+    }
 
     void expectSameText() const { ASSERT_EQ(m_parser.bytes(), m_model.text()); }
 
-    static const uint32_t sc_calls = 41;
-
 private:
-    // Real and expected take an array of three values and return the reader's result.
-    template <typename Value, typename Real, typename Expected>
-    void numbers(const Real& real, const Expected& expected)
+    ReaderCall callOf(void* values, unsigned int size = 0)
     {
-        const Value untouched = static_cast<Value>(77);
-        Value reals[3] = {untouched, untouched, untouched};
-        Value expecteds[3] = {untouched, untouched, untouched};
-        ASSERT_EQ(real(reals), expected(expecteds));
-        ASSERT_TRUE(std::equal(reals, reals + 3, expecteds)) << reals[0] << " and not " << expecteds[0];
+        return {m_parser, m_delimiters, m_word.c_str(), m_name.c_str(), values, size, nullptr};
     }
 
-    void place(const char* real, size_t expected)
+    void result(const ParserReader& reader, bool expected)
     {
-        ASSERT_EQ(real ? static_cast<size_t>(real - m_parser.begin()) : sc_none, expected);
-        if (real) {
-            m_word = real;
+        ReaderCall call = callOf(nullptr);
+        ASSERT_EQ(reader.read(call), expected);
+    }
+
+    // expected is the place in the text of what the reader returns.
+    void place(const ParserReader& reader, size_t expected)
+    {
+        ReaderCall call = callOf(nullptr);
+        reader.read(call);
+        ASSERT_EQ(call.text ? static_cast<size_t>(call.text - m_parser.begin()) : sc_none, expected);
+        if (call.text) {
+            m_word = call.text;
             ASSERT_EQ(m_word, m_model.textAt(expected));
         }
     }
 
-    template <typename Real, typename Expected>
-    void word(const Real& real, const Expected& expected)
+    template <typename Value>
+    void numbers(const ParserReader& reader)
     {
-        std::vector<char> text(m_parser.bytes().size() + 2, '-');
-        std::string expectedText;
-        const bool result = real(text.data());
-        ASSERT_EQ(result, expected(&expectedText));
-        if (result) {
-            ASSERT_EQ(std::string(text.data(), expectedText.size()), expectedText);
+        const Value untouched = static_cast<Value>(77);
+        Value reals[3] = {untouched, untouched, untouched};
+        Value expecteds[3] = {untouched, untouched, untouched};
+        ReaderCall call = callOf(reals);
+        ASSERT_EQ(reader.read(call), m_model.readNumbers(reader, m_word, m_name, expecteds));
+        ASSERT_TRUE(std::equal(reals, reals + 3, expecteds)) << reals[0] << " and not " << expecteds[0];
+    }
+
+    void text(const ParserReader& reader)
+    {
+        const unsigned int size = 1 + m_random.below(6); // of a named string
+        std::vector<char> real(m_parser.bytes().size() + 6, '-');
+        std::string expected;
+        ReaderCall call = callOf(real.data(), size);
+        const bool good = reader.read(call);
+        ASSERT_EQ(good, reader.group == READER_NAMED ? m_model.paramEqualsString(m_word, m_name, &expected, size)
+                                                     : m_model.parseText(reader, &expected));
+        if (good) {
+            ASSERT_EQ(std::string(real.data(), expected.size()), expected);
         }
     }
+
+    void values(const ParserReader& reader);
 
     Random m_random;
     TextParser m_parser;
     Model m_model;
     std::string m_word; // the token or string that was read last, for the named readers
+    std::string m_name; // the parameter that this call asks for
+    const char* m_delimiters = "";
 };
 
-void Pair::call(uint32_t which)
+void Pair::values(const ParserReader& reader)
 {
-    TextParser& p = m_parser;
-    Model& m = m_model;
+    switch (reader.value) {
+    case VALUE_INT8:
+        return numbers<signed char>(reader);
+    case VALUE_INT16:
+        return numbers<short>(reader);
+    case VALUE_INT32:
+        return numbers<int>(reader);
+    case VALUE_UINT32:
+        return numbers<unsigned int>(reader);
+    case VALUE_INT64:
+        return numbers<long long>(reader);
+    case VALUE_FLOAT:
+        return numbers<float>(reader);
+    case VALUE_BOOLEAN:
+        return numbers<bool>(reader);
+    case VALUE_TEXT:
+    case VALUE_UTF8:
+        return text(reader);
+    case VALUE_NONE:
+        FAIL() << reader.function << " stores nothing";
+    }
+}
+
+void Pair::call(const ParserReader& reader)
+{
     const char* const delimiters[] = {",", ", ", "=", "", "\"\\", "\n "};
     const char* const names[] = {"name", "NAME", "a"};
-    const std::string name = m_random.below(4) ? m_word : names[m_random.below(3)];
-    const char* word = m_word.c_str();
-    const char* asked = name.c_str();
-    switch (which) {
-    case 0:
-    case 1:
-    case 2:
-        ASSERT_EQ(p.ParseLine(), m.parseLine());
+    m_name = m_random.below(4) ? m_word : names[m_random.below(3)];
+    switch (reader.group) {
+    case READER_LINE:
+        result(reader, m_model.parseLine());
         break;
-    case 3:
-    case 4:
-    case 5:
-        place(p.GetToken(" "), m.getToken(" "));
+    case READER_TOKEN:
+        m_delimiters = strcmp(reader.argument, " ") == 0 ? " " : delimiters[m_random.below(6)];
+        place(reader, m_model.getToken(m_delimiters));
         break;
-    case 6:
-        place(p.GetString(), m.getString());
+    case READER_STRING:
+        place(reader, m_model.getString());
         break;
-    case 7:
-        ASSERT_EQ(p.GetEqualsToken(), m.isToken("="));
+    case READER_MARK:
+        result(reader, m_model.isToken(reader.argument));
         break;
-    case 8:
-        ASSERT_EQ(p.GetOpenBrace(), m.isToken("{"));
-        break;
-    case 9:
-        ASSERT_EQ(p.GetCloseBrace(), m.isToken("}"));
-        break;
-    case 10: {
-        const char* set = delimiters[m_random.below(6)];
-        place(p.GetToken(set), m.getToken(set));
-        break;
-    }
-    case 11:
+    case READER_RESET:
         if (m_random.below(4) == 0) {
-            p.reset();
-            m.reset();
+            m_model.reset();
+            result(reader, false);
         }
         break;
-    case 12:
-        this->word([&](char* text) { return p.ParseString(text); },
-                   [&](std::string* text) { return m.parseString(text); });
+    case READER_BOOLEAN:
+        result(reader, m_model.getBoolean());
         break;
-    case 13:
-        this->word([&](char* text) { return p.ParseChar(text); },
-                   [&](std::string* text) { return m.parseChar(text); });
-        break;
-    case 14:
-        this->word([&](char* text) { return p.ParseUTF8(reinterpret_cast<unsigned char*>(text)); },
-                   [&](std::string* text) { return m.parseUTF8(text); });
-        break;
-    case 15:
-        numbers<int>([&](int* v) { return p.ParseInteger(v); },
-                     [&](int* v) { return m.parseNumbers(v, 1, 1, "Parser: expected 1 integer"); });
-        break;
-    case 16:
-        numbers<int>([&](int* v) { return p.ParseInteger2(v, v + 1); },
-                     [&](int* v) { return m.parseNumbers(v, 2, 2, "Parser: expected 2 integers"); });
-        break;
-    case 17:
-        numbers<int>([&](int* v) { return p.ParseInteger2x(v, v + 1); },
-                     [&](int* v) { return m.parseNumbers(v, 1, 2, "Parser: expected 1 or 2 integers"); });
-        break;
-    case 18:
-        numbers<int>([&](int* v) { return p.ParseInteger3(v, v + 1, v + 2); },
-                     [&](int* v) { return m.parseNumbers(v, 3, 3, "Parser: expected 3 integers"); });
-        break;
-    case 19:
-        numbers<float>([&](float* v) { return p.ParseFloat(v); },
-                       [&](float* v) { return m.parseNumbers(v, 1, 1, "Parser: expected 1 float"); });
-        break;
-    case 20:
-        numbers<float>([&](float* v) { return p.ParseFloat2(v, v + 1); },
-                       [&](float* v) { return m.parseNumbers(v, 2, 2, "Parser: expected 2 floats"); });
-        break;
-    case 21:
-        numbers<float>([&](float* v) { return p.ParseFloat2x(v, v + 1); },
-                       [&](float* v) { return m.parseNumbers(v, 1, 2, "Parser: expected 1 or 2 floats"); });
-        break;
-    case 22:
-        numbers<float>([&](float* v) { return p.GetFloat(v); },
-                       [&](float* v) { return m.getNumbers(v, 1, "Parser: expected 1 floats"); });
-        break;
-    case 23:
-        numbers<float>([&](float* v) { return p.GetFloat2(v, v + 1); },
-                       [&](float* v) { return m.getNumbers(v, 2, "Parser: expected 2 floats"); });
-        break;
-    case 24:
-        numbers<int>([&](int* v) { return p.GetInt(v); },
-                     [&](int* v) { return m.getNumbers(v, 1, "Parser: expected 1 int"); });
-        break;
-    case 25:
-        numbers<int>([&](int* v) { return p.GetInt2(v, v + 1); },
-                     [&](int* v) { return m.getNumbers(v, 2, "Parser: expected 2 ints"); });
-        break;
-    case 26:
-        numbers<int>([&](int* v) { return p.GetInt3(v, v + 1, v + 2); },
-                     [&](int* v) { return m.getNumbers(v, 3, "Parser: expected 3 ints"); });
-        break;
-    case 27:
-        ASSERT_EQ(p.GetBoolean(), m.getBoolean());
-        break;
-    case 28:
-        numbers<signed char>([&](signed char* v) { return p.ParamEqualsInt8(word, asked, v); },
-                             [&](signed char* v) { return m.paramEquals(m_word, name, v, 1, 1, "int8"); });
-        break;
-    case 29:
-        numbers<short>([&](short* v) { return p.ParamEqualsInt16(word, asked, v); },
-                       [&](short* v) { return m.paramEquals(m_word, name, v, 1, 1, "int16"); });
-        break;
-    case 30:
-    case 31:
-        numbers<int>([&](int* v) { return p.ParamEqualsInt32(word, asked, v); },
-                     [&](int* v) { return m.paramEquals(m_word, name, v, 1, 1, "int32"); });
-        break;
-    case 32:
-        numbers<unsigned int>([&](unsigned int* v) { return p.ParamEqualsUInt32(word, asked, v); },
-                              [&](unsigned int* v) { return m.paramEquals(m_word, name, v, 1, 1, "uint32"); });
-        break;
-    case 33:
-        numbers<long long>([&](long long* v) { return p.ParamEqualsInt64(word, asked, v); },
-                           [&](long long* v) { return m.paramEquals(m_word, name, v, 1, 1, "int64"); });
-        break;
-    case 34:
-        numbers<float>([&](float* v) { return p.ParamEqualsFloat32(word, asked, v); },
-                       [&](float* v) { return m.paramEquals(m_word, name, v, 1, 1, "float32"); });
-        break;
-    case 35:
-        numbers<int>([&](int* v) { return p.ParamEqualsInt32_2(word, asked, v, v + 1); },
-                     [&](int* v) { return m.paramEquals(m_word, name, v, 2, 2, "int32 int32"); });
-        break;
-    case 36:
-        numbers<int>([&](int* v) { return p.ParamEqualsInt32_2x(word, asked, v, v + 1); },
-                     [&](int* v) { return m.paramEquals(m_word, name, v, 1, 2, "int32"); });
-        break;
-    case 37:
-        numbers<float>([&](float* v) { return p.ParamEqualsFloat32_2(word, asked, v, v + 1); },
-                       [&](float* v) { return m.paramEquals(m_word, name, v, 2, 2, "float32 float32"); });
-        break;
-    case 38:
-        numbers<float>([&](float* v) { return p.ParamEqualsFloat32_2x(word, asked, v, v + 1); },
-                       [&](float* v) { return m.paramEquals(m_word, name, v, 1, 2, "float32"); });
-        break;
-    case 39:
-        numbers<bool>([&](bool* v) { return p.ParamEqualsBoolean(word, asked, v); },
-                      [&](bool* v) { return m.paramEqualsBoolean(m_word, name, v); });
-        break;
-    case 40: {
-        const unsigned int size = 1 + m_random.below(6);
-        this->word([&](char* text) { return p.ParamEqualsString(word, asked, text, size); },
-                   [&](std::string* text) { return m.paramEqualsString(m_word, name, text, size); });
+    case READER_VALUE_LINE:
+    case READER_CURRENT_LINE:
+    case READER_NAMED:
+        values(reader);
         break;
     }
-    }
-    ASSERT_EQ(takeMessages(), m.takeMessages());
+    ASSERT_EQ(takeMessages(), m_model.takeMessages());
 }
 
 TEST(ParserModel, AgreesOnRandomCallsOverRandomTexts)
@@ -653,10 +607,10 @@ TEST(ParserModel, AgreesOnRandomCallsOverRandomTexts)
         const std::string text = randomText(random);
         Pair pair(text, random.below(UINT32_MAX));
         for (uint32_t calls = random.below(60); calls > 0; --calls) {
-            const uint32_t which = pair.anyCall();
-            pair.call(which);
+            const ParserReader& reader = pair.anyReader();
+            pair.call(reader);
             ASSERT_FALSE(HasFatalFailure())
-                << "call " << which << ", text " << i << ": " << testing::PrintToString(text);
+                << reader.function << ", text " << i << ": " << testing::PrintToString(text);
         }
         pair.expectSameText();
         ASSERT_FALSE(HasFatalFailure()) << "text " << i << ": " << testing::PrintToString(text);

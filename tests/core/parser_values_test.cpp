@@ -2,6 +2,7 @@
 #include "core/parser.h"
 
 #include "tests/support/parser_fixture.h"
+#include "tests/support/parser_readers.h"
 #include "tests/support/watched_log.h"
 
 #include <gtest/gtest.h>
@@ -43,141 +44,109 @@ struct Outputs {
     }
 };
 
-typedef bool (*Reader)(Parser& parser, Outputs& outputs);
-
-static bool readString(Parser& parser, Outputs& outputs)
+// Calls a reader of integers, floats or a text.
+static bool read(const char* function, Parser& parser, Outputs& outputs)
 {
-    return parser.ParseString(outputs.text);
-}
-static bool readChar(Parser& parser, Outputs& outputs)
-{
-    return parser.ParseChar(outputs.text);
-}
-static bool readUTF8(Parser& parser, Outputs& outputs)
-{
-    return parser.ParseUTF8(reinterpret_cast<unsigned char*>(outputs.text));
-}
-static bool readInteger(Parser& parser, Outputs& outputs)
-{
-    return parser.ParseInteger(&outputs.integers[0]);
-}
-static bool readInteger2(Parser& parser, Outputs& outputs)
-{
-    return parser.ParseInteger2(&outputs.integers[0], &outputs.integers[1]);
-}
-static bool readInteger2x(Parser& parser, Outputs& outputs)
-{
-    return parser.ParseInteger2x(&outputs.integers[0], &outputs.integers[1]);
-}
-static bool readInteger3(Parser& parser, Outputs& outputs)
-{
-    return parser.ParseInteger3(&outputs.integers[0], &outputs.integers[1], &outputs.integers[2]);
-}
-static bool readFloat(Parser& parser, Outputs& outputs)
-{
-    return parser.ParseFloat(&outputs.floats[0]);
-}
-static bool readFloat2(Parser& parser, Outputs& outputs)
-{
-    return parser.ParseFloat2(&outputs.floats[0], &outputs.floats[1]);
-}
-static bool readFloat2x(Parser& parser, Outputs& outputs)
-{
-    return parser.ParseFloat2x(&outputs.floats[0], &outputs.floats[1]);
+    const ParserReader& reader = *readerNamed(function);
+    void* values = reader.value == VALUE_INT32   ? static_cast<void*>(outputs.integers)
+                   : reader.value == VALUE_FLOAT ? static_cast<void*>(outputs.floats)
+                                                 : outputs.text;
+    ReaderCall call = {parser, nullptr, nullptr, nullptr, values, 0, nullptr};
+    return reader.read(call);
 }
 
 struct ValueLine {
-    Reader reader;
+    const char* reader;
     const char* line;
     const char* stored;  // three integers, two floats, one text
     const char* message; // of a failure; null for a success
 };
 
 static const ValueLine sc_valueLines[] = {
-    {readString, "hello", "- - - - - hello", nullptr},
-    {readString, "  \thello world", "- - - - - hello", nullptr}, // one word
-    {readString, "hello\tworld", "- - - - - hello", nullptr},
-    {readString, "\v\fx", "- - - - - x", nullptr},
-    {readString, "gr\xc3\xbc\xc3\x9f\x65", "- - - - - gr\xc3\xbc\xc3\x9f\x65", nullptr},
-    {readString, "", "- - - - - -", "Parser: expected string"},
-    {readString, "  ", "- - - - - -", "Parser: expected string"},
-    {readString, "// x", "- - - - - -", "Parser: expected string"},
-    {readString, "\v", "- - - - - -", "Parser: expected string"},
+    {"ParseString", "hello", "- - - - - hello", nullptr},
+    {"ParseString", "  \thello world", "- - - - - hello", nullptr}, // one word
+    {"ParseString", "hello\tworld", "- - - - - hello", nullptr},
+    {"ParseString", "\v\fx", "- - - - - x", nullptr},
+    {"ParseString", "gr\xc3\xbc\xc3\x9f\x65", "- - - - - gr\xc3\xbc\xc3\x9f\x65", nullptr},
+    {"ParseString", "", "- - - - - -", "Parser: expected string"},
+    {"ParseString", "  ", "- - - - - -", "Parser: expected string"},
+    {"ParseString", "// x", "- - - - - -", "Parser: expected string"},
+    {"ParseString", "\v", "- - - - - -", "Parser: expected string"},
 
-    {readChar, "x", "- - - - - x", nullptr},
-    {readChar, "xyz", "- - - - - x", nullptr},
-    {readChar, " x", "- - - - -  ", nullptr}, // a space is a character
-    {readChar, "   ", "- - - - -  ", nullptr},
-    {readChar, "\t\tx", "- - - - - x", nullptr}, // a tab isn't
-    {readChar, "\t", "- - - - - -", "Parser: expected 1 char"},
-    {readChar, "", "- - - - - -", "Parser: expected 1 char"},
-    {readChar, "//", "- - - - - -", "Parser: expected 1 char"},
-    {readChar, "/", "- - - - - /", nullptr},
+    {"ParseChar", "x", "- - - - - x", nullptr},
+    {"ParseChar", "xyz", "- - - - - x", nullptr},
+    {"ParseChar", " x", "- - - - -  ", nullptr}, // a space is a character
+    {"ParseChar", "   ", "- - - - -  ", nullptr},
+    {"ParseChar", "\t\tx", "- - - - - x", nullptr}, // a tab isn't
+    {"ParseChar", "\t", "- - - - - -", "Parser: expected 1 char"},
+    {"ParseChar", "", "- - - - - -", "Parser: expected 1 char"},
+    {"ParseChar", "//", "- - - - - -", "Parser: expected 1 char"},
+    {"ParseChar", "/", "- - - - - /", nullptr},
 
-    {readUTF8, "gr\xc3\xbc\xc3\x9f\x65 x", "- - - - - gr\xc3\xbc\xc3\x9f\x65", nullptr},
-    {readUTF8, "\tx", "- - - - - x", nullptr},
-    {readUTF8, " ", "- - - - -  ", nullptr}, // a space and a NUL
-    {readUTF8, " hello", "- - - - -  ", nullptr},
-    {readUTF8, "\t hello", "- - - - -  ", nullptr},
-    {readUTF8, " // x", "- - - - -  ", nullptr},
-    {readUTF8, "", "- - - - - -", "Parser: expected utf8 string"},
-    {readUTF8, "\t", "- - - - - -", "Parser: expected utf8 string"},
-    {readUTF8, "//", "- - - - - -", "Parser: expected utf8 string"},
+    {"ParseUTF8", "gr\xc3\xbc\xc3\x9f\x65 x", "- - - - - gr\xc3\xbc\xc3\x9f\x65", nullptr},
+    {"ParseUTF8", "\tx", "- - - - - x", nullptr},
+    {"ParseUTF8", " ", "- - - - -  ", nullptr}, // a space and a NUL
+    {"ParseUTF8", " hello", "- - - - -  ", nullptr},
+    {"ParseUTF8", "\t hello", "- - - - -  ", nullptr},
+    {"ParseUTF8", " // x", "- - - - -  ", nullptr},
+    {"ParseUTF8", "", "- - - - - -", "Parser: expected utf8 string"},
+    {"ParseUTF8", "\t", "- - - - - -", "Parser: expected utf8 string"},
+    {"ParseUTF8", "//", "- - - - - -", "Parser: expected utf8 string"},
 
-    {readInteger, "5", "5 - - - - -", nullptr},
-    {readInteger, "  -12abc", "-12 - - - - -", nullptr},
-    {readInteger, "+7 8", "7 - - - - -", nullptr},
-    {readInteger, "0x10", "0 - - - - -", nullptr}, // decimal, whatever it looks like
-    {readInteger, "010", "10 - - - - -", nullptr},
-    {readInteger, "x", "- - - - - -", "Parser: expected 1 integer"},
-    {readInteger, "-", "- - - - - -", "Parser: expected 1 integer"},
-    {readInteger, "- 5", "- - - - - -", "Parser: expected 1 integer"},
-    {readInteger, "", "- - - - - -", "Parser: expected 1 integer"},
-    {readInteger, " ", "- - - - - -", "Parser: expected 1 integer"},
-    {readInteger, "//5", "- - - - - -", "Parser: expected 1 integer"},
+    {"ParseInteger", "5", "5 - - - - -", nullptr},
+    {"ParseInteger", "  -12abc", "-12 - - - - -", nullptr},
+    {"ParseInteger", "+7 8", "7 - - - - -", nullptr},
+    {"ParseInteger", "0x10", "0 - - - - -", nullptr}, // decimal, whatever it looks like
+    {"ParseInteger", "010", "10 - - - - -", nullptr},
+    {"ParseInteger", "x", "- - - - - -", "Parser: expected 1 integer"},
+    {"ParseInteger", "-", "- - - - - -", "Parser: expected 1 integer"},
+    {"ParseInteger", "- 5", "- - - - - -", "Parser: expected 1 integer"},
+    {"ParseInteger", "", "- - - - - -", "Parser: expected 1 integer"},
+    {"ParseInteger", " ", "- - - - - -", "Parser: expected 1 integer"},
+    {"ParseInteger", "//5", "- - - - - -", "Parser: expected 1 integer"},
 
-    {readInteger2, "1 -2", "1 -2 - - - -", nullptr},
-    {readInteger2, "1\t \v2 3", "1 2 - - - -", nullptr},
-    {readInteger2, "1-2", "1 -2 - - - -", nullptr},
-    {readInteger2, "1", "1 - - - - -", "Parser: expected 2 integers"}, // the first one is stored
-    {readInteger2, "1,2", "1 - - - - -", "Parser: expected 2 integers"},
-    {readInteger2, "x 2", "- - - - - -", "Parser: expected 2 integers"},
+    {"ParseInteger2", "1 -2", "1 -2 - - - -", nullptr},
+    {"ParseInteger2", "1\t \v2 3", "1 2 - - - -", nullptr},
+    {"ParseInteger2", "1-2", "1 -2 - - - -", nullptr},
+    {"ParseInteger2", "1", "1 - - - - -", "Parser: expected 2 integers"}, // the first one is stored
+    {"ParseInteger2", "1,2", "1 - - - - -", "Parser: expected 2 integers"},
+    {"ParseInteger2", "x 2", "- - - - - -", "Parser: expected 2 integers"},
 
-    {readInteger2x, "1 2", "1 2 - - - -", nullptr},
-    {readInteger2x, "1", "1 - - - - -", nullptr},
-    {readInteger2x, "1 x", "1 - - - - -", nullptr},
-    {readInteger2x, "x 2", "- - - - - -", "Parser: expected 1 or 2 integers"},
-    {readInteger2x, "", "- - - - - -", "Parser: expected 1 or 2 integers"},
+    {"ParseInteger2x", "1 2", "1 2 - - - -", nullptr},
+    {"ParseInteger2x", "1", "1 - - - - -", nullptr},
+    {"ParseInteger2x", "1 x", "1 - - - - -", nullptr},
+    {"ParseInteger2x", "x 2", "- - - - - -", "Parser: expected 1 or 2 integers"},
+    {"ParseInteger2x", "", "- - - - - -", "Parser: expected 1 or 2 integers"},
 
-    {readInteger3, "1 2 3 4", "1 2 3 - - -", nullptr},
-    {readInteger3, "1 2", "1 2 - - - -", "Parser: expected 3 integers"},
-    {readInteger3, "1 x 3", "1 - - - - -", "Parser: expected 3 integers"},
-    {readInteger3, "x", "- - - - - -", "Parser: expected 3 integers"},
+    {"ParseInteger3", "1 2 3 4", "1 2 3 - - -", nullptr},
+    {"ParseInteger3", "1 2", "1 2 - - - -", "Parser: expected 3 integers"},
+    {"ParseInteger3", "1 x 3", "1 - - - - -", "Parser: expected 3 integers"},
+    {"ParseInteger3", "x", "- - - - - -", "Parser: expected 3 integers"},
 
-    {readFloat, "1.5", "- - - 1.5 - -", nullptr},
-    {readFloat, " -2e3x", "- - - -2000 - -", nullptr},
-    {readFloat, ".5", "- - - 0.5 - -", nullptr},
-    {readFloat, "5.", "- - - 5 - -", nullptr},
-    {readFloat, "7", "- - - 7 - -", nullptr},
-    {readFloat, "1,5", "- - - 1 - -", nullptr},
-    {readFloat, "0x1.8p1", "- - - 3 - -", nullptr},
-    {readFloat, "inf", "- - - inf - -", nullptr},
-    {readFloat, "-INFINITY", "- - - -inf - -", nullptr},
-    {readFloat, "1e99", "- - - inf - -", nullptr}, // too large
-    {readFloat, "1e-99", "- - - 0 - -", nullptr},
-    {readFloat, "x", "- - - - - -", "Parser: expected 1 float"},
-    {readFloat, ".", "- - - - - -", "Parser: expected 1 float"},
-    {readFloat, "", "- - - - - -", "Parser: expected 1 float"},
+    {"ParseFloat", "1.5", "- - - 1.5 - -", nullptr},
+    {"ParseFloat", " -2e3x", "- - - -2000 - -", nullptr},
+    {"ParseFloat", ".5", "- - - 0.5 - -", nullptr},
+    {"ParseFloat", "5.", "- - - 5 - -", nullptr},
+    {"ParseFloat", "7", "- - - 7 - -", nullptr},
+    {"ParseFloat", "1,5", "- - - 1 - -", nullptr},
+    {"ParseFloat", "0x1.8p1", "- - - 3 - -", nullptr},
+    {"ParseFloat", "inf", "- - - inf - -", nullptr},
+    {"ParseFloat", "-INFINITY", "- - - -inf - -", nullptr},
+    {"ParseFloat", "1e99", "- - - inf - -", nullptr}, // too large
+    {"ParseFloat", "1e-99", "- - - 0 - -", nullptr},
+    {"ParseFloat", "x", "- - - - - -", "Parser: expected 1 float"},
+    {"ParseFloat", ".", "- - - - - -", "Parser: expected 1 float"},
+    {"ParseFloat", "", "- - - - - -", "Parser: expected 1 float"},
 
-    {readFloat2, "1.5 2.5", "- - - 1.5 2.5 -", nullptr},
-    {readFloat2, "1.5.25", "- - - 1.5 0.25 -", nullptr},
-    {readFloat2, "1.5", "- - - 1.5 - -", "Parser: expected 2 floats"},
-    {readFloat2, "x 1", "- - - - - -", "Parser: expected 2 floats"},
+    {"ParseFloat2", "1.5 2.5", "- - - 1.5 2.5 -", nullptr},
+    {"ParseFloat2", "1.5.25", "- - - 1.5 0.25 -", nullptr},
+    {"ParseFloat2", "1.5", "- - - 1.5 - -", "Parser: expected 2 floats"},
+    {"ParseFloat2", "x 1", "- - - - - -", "Parser: expected 2 floats"},
 
-    {readFloat2x, "1.5 2.5", "- - - 1.5 2.5 -", nullptr},
-    {readFloat2x, "1.5", "- - - 1.5 - -", nullptr},
-    {readFloat2x, "1.5 x", "- - - 1.5 - -", nullptr},
-    {readFloat2x, "x", "- - - - - -", "Parser: expected 1 or 2 floats"},
+    {"ParseFloat2x", "1.5 2.5", "- - - 1.5 2.5 -", nullptr},
+    {"ParseFloat2x", "1.5", "- - - 1.5 - -", nullptr},
+    {"ParseFloat2x", "1.5 x", "- - - 1.5 - -", nullptr},
+    {"ParseFloat2x", "x", "- - - - - -", "Parser: expected 1 or 2 floats"},
 };
 
 TEST(ValueLines, StoreWhatTheyReadAndSayWhatTheyMiss)
@@ -186,7 +155,7 @@ TEST(ValueLines, StoreWhatTheyReadAndSayWhatTheyMiss)
         for (const char* lineEnd : {"\r\n", "\n", ""}) {
             TextParser parser(row.line + std::string(lineEnd));
             Outputs outputs;
-            EXPECT_EQ(row.reader(parser, outputs), !row.message) << row.line;
+            EXPECT_EQ(read(row.reader, parser, outputs), !row.message) << row.line;
             EXPECT_EQ(outputs.stored(), row.stored) << row.line;
             EXPECT_EQ(takeMessages(), row.message ? saidOnLine(row.message, 1) : "") << row.line;
         }
@@ -202,8 +171,8 @@ TEST(ValueLines, FailAtTheEndOfTheTextAgainAndAgain)
         for (const char* text : {"", "\n", "\n\n\n"}) {
             TextParser parser(text);
             Outputs outputs;
-            EXPECT_FALSE(row.reader(parser, outputs));
-            EXPECT_FALSE(row.reader(parser, outputs));
+            EXPECT_FALSE(read(row.reader, parser, outputs));
+            EXPECT_FALSE(read(row.reader, parser, outputs));
             EXPECT_EQ(outputs.stored(), "- - - - - -");
             EXPECT_EQ(takeMessages(), saidOnLine(row.message, 1) + saidOnLine(row.message, 2));
         }
@@ -399,43 +368,22 @@ TEST(Numbers, CanBeNone)
 
 // ---- numbers of the current line ----
 
-static bool getFloat(Parser& parser, Outputs& outputs)
-{
-    return parser.GetFloat(&outputs.floats[0]);
-}
-static bool getFloat2(Parser& parser, Outputs& outputs)
-{
-    return parser.GetFloat2(&outputs.floats[0], &outputs.floats[1]);
-}
-static bool getInt(Parser& parser, Outputs& outputs)
-{
-    return parser.GetInt(&outputs.integers[0]);
-}
-static bool getInt2(Parser& parser, Outputs& outputs)
-{
-    return parser.GetInt2(&outputs.integers[0], &outputs.integers[1]);
-}
-static bool getInt3(Parser& parser, Outputs& outputs)
-{
-    return parser.GetInt3(&outputs.integers[0], &outputs.integers[1], &outputs.integers[2]);
-}
-
 static const ValueLine sc_currentLines[] = {
-    {getFloat, "x 1.5 2", "- - - 1.5 - -", nullptr},
-    {getFloat, "x y", "- - - - - -", "Parser: expected 1 floats"},
-    {getFloat, "x", "- - - - - -", "Parser: expected 1 floats"},
-    {getFloat2, "x 1.5 -2", "- - - 1.5 -2 -", nullptr},
-    {getFloat2, "x 1.5", "- - - 1.5 - -", "Parser: expected 2 floats"},
-    {getFloat2, "x y 1.5", "- - - - - -", "Parser: expected 2 floats"},
-    {getInt, "x 5 6", "5 - - - - -", nullptr},
-    {getInt, "x 5.9", "5 - - - - -", nullptr},
-    {getInt, "x y", "- - - - - -", "Parser: expected 1 int"},
-    {getInt2, "x 5 6", "5 6 - - - -", nullptr},
-    {getInt2, "x 5.9", "5 - - - - -", "Parser: expected 2 ints"},
-    {getInt2, "x", "- - - - - -", "Parser: expected 2 ints"},
-    {getInt3, "x 5 6 7 8", "5 6 7 - - -", nullptr},
-    {getInt3, "x 5 6", "5 6 - - - -", "Parser: expected 3 ints"},
-    {getInt3, "x 5 y 7", "5 - - - - -", "Parser: expected 3 ints"},
+    {"GetFloat", "x 1.5 2", "- - - 1.5 - -", nullptr},
+    {"GetFloat", "x y", "- - - - - -", "Parser: expected 1 floats"},
+    {"GetFloat", "x", "- - - - - -", "Parser: expected 1 floats"},
+    {"GetFloat2", "x 1.5 -2", "- - - 1.5 -2 -", nullptr},
+    {"GetFloat2", "x 1.5", "- - - 1.5 - -", "Parser: expected 2 floats"},
+    {"GetFloat2", "x y 1.5", "- - - - - -", "Parser: expected 2 floats"},
+    {"GetInt", "x 5 6", "5 - - - - -", nullptr},
+    {"GetInt", "x 5.9", "5 - - - - -", nullptr},
+    {"GetInt", "x y", "- - - - - -", "Parser: expected 1 int"},
+    {"GetInt2", "x 5 6", "5 6 - - - -", nullptr},
+    {"GetInt2", "x 5.9", "5 - - - - -", "Parser: expected 2 ints"},
+    {"GetInt2", "x", "- - - - - -", "Parser: expected 2 ints"},
+    {"GetInt3", "x 5 6 7 8", "5 6 7 - - -", nullptr},
+    {"GetInt3", "x 5 6", "5 6 - - - -", "Parser: expected 3 ints"},
+    {"GetInt3", "x 5 y 7", "5 - - - - -", "Parser: expected 3 ints"},
 };
 
 TEST(CurrentLine, ReadersStoreWhatTheyReadAndSayWhatTheyMiss)
@@ -445,7 +393,7 @@ TEST(CurrentLine, ReadersStoreWhatTheyReadAndSayWhatTheyMiss)
         Outputs outputs;
         parser.ParseLine();
         EXPECT_EQ(parser.token(), "x");
-        EXPECT_EQ(row.reader(parser, outputs), !row.message) << row.line;
+        EXPECT_EQ(read(row.reader, parser, outputs), !row.message) << row.line;
         EXPECT_EQ(outputs.stored(), row.stored) << row.line;
         EXPECT_EQ(takeMessages(), row.message ? saidOnLine(row.message, 1) : "") << row.line;
     }
@@ -477,10 +425,10 @@ TEST(CurrentLine, ReadersFailWhereThereIsNone)
             }
             TextParser parser(text);
             Outputs outputs;
-            EXPECT_FALSE(row.reader(parser, outputs));
+            EXPECT_FALSE(read(row.reader, parser, outputs));
             EXPECT_EQ(takeMessages(), saidOnLine(row.message, 0));
             const int line = parser.ParseLine() ? 1 : 0;
-            EXPECT_FALSE(row.reader(parser, outputs));
+            EXPECT_FALSE(read(row.reader, parser, outputs));
             EXPECT_EQ(takeMessages(), saidOnLine(row.message, line));
             EXPECT_EQ(outputs.stored(), "- - - - - -");
         }

@@ -1,12 +1,13 @@
-// Whom the named readers ask whether two names are the same: the game's own comparison, each time.
+// The named readers call stricmp, which the file library defines and a game may replace, for each comparison of names.
 #include "core/parser.h"
 
 #include "tests/support/parser_fixture.h"
+#include "tests/support/parser_readers.h"
 #include "tests/support/watched_log.h"
 
 #include <gtest/gtest.h>
 
-// Takes the file library's place, and notes who is compared with whom.
+// Takes the place of the file library's, and notes its arguments.
 static std::string s_comparisons;
 static bool s_anythingIsEqual = false;
 
@@ -21,30 +22,22 @@ TEST(ParserWatch, EachNamedReaderAsksForTheComparisonOnce)
     TextParser parser("width = 640\r\n");
     parser.ParseLine();
     const std::string token = parser.token();
-    int i = -77, j = -77;
-    float f, g;
-    signed char int8;
-    short int16;
-    unsigned int uint32;
-    long long int64;
-    bool boolean;
-    char text[8];
-    const char* width = token.c_str();
-    EXPECT_FALSE(parser.ParamEqualsInt8(width, "a", &int8));
-    EXPECT_FALSE(parser.ParamEqualsInt16(width, "b", &int16));
-    EXPECT_FALSE(parser.ParamEqualsUInt32(width, "c", &uint32));
-    EXPECT_FALSE(parser.ParamEqualsInt64(width, "d", &int64));
-    EXPECT_FALSE(parser.ParamEqualsFloat32(width, "e", &f));
-    EXPECT_FALSE(parser.ParamEqualsInt32_2(width, "f", &i, &j));
-    EXPECT_FALSE(parser.ParamEqualsInt32_2x(width, "g", &i, &j));
-    EXPECT_FALSE(parser.ParamEqualsFloat32_2(width, "h", &f, &g));
-    EXPECT_FALSE(parser.ParamEqualsFloat32_2x(width, "i", &f, &g));
-    EXPECT_FALSE(parser.ParamEqualsBoolean(width, "j", &boolean));
-    EXPECT_FALSE(parser.ParamEqualsString(width, "k", text, sizeof(text)));
-    EXPECT_TRUE(parser.ParamEqualsInt32(width, "width", &i));
-    EXPECT_EQ(i, 640);
-    EXPECT_EQ(s_comparisons, "width~a, width~b, width~c, width~d, width~e, width~f, width~g, width~h, width~i, "
-                             "width~j, width~k, width~width");
+    char letter[] = "a"; // each reader asks for a name of its own
+    std::string expected;
+    for (const ParserReader& reader : sc_parserReaders) {
+        if (reader.group == READER_NAMED) {
+            long long values[2];
+            ReaderCall call = {parser, nullptr, token.c_str(), letter, values, sizeof(values), nullptr};
+            EXPECT_FALSE(reader.read(call)) << reader.function;
+            expected += std::string("width~") + letter + ", ";
+            ++letter[0];
+        }
+    }
+    EXPECT_EQ(letter[0], 'a' + 12);
+    int value = -77;
+    EXPECT_TRUE(parser.ParamEqualsInt32(token.c_str(), "width", &value));
+    EXPECT_EQ(value, 640); // no reader before it has taken the value
+    EXPECT_EQ(s_comparisons, expected + "width~width");
 }
 
 TEST(ParserWatch, ItIsTheComparisonThatDecides)

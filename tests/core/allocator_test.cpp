@@ -379,7 +379,7 @@ TEST_F(StaticManager, RunsOutOfMemoryForAlignedMemoryThatNoBankCanHold)
     EXPECT_EXIT(AllocAlignedInBank(1, 1, SIZE_MAX / 2 + 1, "test", 1), testing::ExitedWithCode(255), "onOutOfMemory");
 }
 
-TEST_F(StaticManager, WritesThemWhenTheGameIsOutOfMemory)
+TEST_F(StaticManager, WritesItsBankSizesWhenTheGameIsOutOfMemory)
 {
     s_game.defineLocAllocCb(MEMLOC_DEFAULT, [](unsigned long) -> void* { return nullptr; });
     EXPECT_EXIT(

@@ -79,7 +79,7 @@ TEST(CommandLine, TakesTheArgumentsASwitchRequires)
     EXPECT_STREQ(args[1], "640");
 }
 
-TEST(CommandLine, TakesASwitchThatLacksARequiredArgumentForNotGiven)
+TEST(CommandLine, ASwitchWithoutItsRequiredArgumentsCountsAsNotGiven)
 {
     CommandLine commandLine;
     commandLine.addCommand("-width", 1, 0);
@@ -155,7 +155,7 @@ static const Line sc_lines[] = {
 };
 INSTANTIATE_TEST_SUITE_P(CommandLine, Lines, testing::ValuesIn(sc_lines));
 
-TEST(CommandLine, GoesOnBehindTheArgumentsASwitchHasTaken)
+TEST(CommandLine, ParsingContinuesAfterTheArgumentsOfASwitch)
 {
     CommandLine commandLine;
     commandLine.addCommand("-a", 1, 1);
@@ -185,7 +185,7 @@ TEST(CommandLine, HasNoArgumentsForAnUnknownCommand)
     EXPECT_EQ(args, nullptr);
 }
 
-TEST(CommandLine, AnswersForACommandThatWasNotGivenAsIfTheProgramsNameWereIt)
+TEST(CommandLine, GetArgsOfACommandThatWasNotGivenReturnsTheWholeArgumentVector)
 {
     CommandLine commandLine;
     commandLine.addCommand("-size", 2, 3);
@@ -251,7 +251,7 @@ TEST(CommandLine, RefusesTheThirtySecondCommand)
     EXPECT_TRUE(commandLine.cmdExists("-logger"));
 }
 
-TEST(CommandLine, LooksThroughAFullTableAndStops)
+TEST(CommandLine, AnUnknownCommandIsNotFoundInAFullTable)
 {
     CommandLine commandLine;
     while (commandLine.addCommand("-same", 0, 0)) {
@@ -261,7 +261,7 @@ TEST(CommandLine, LooksThroughAFullTableAndStops)
     EXPECT_FALSE(commandLine.cmdExists("-unknown"));
 }
 
-TEST(CommandLine, GivesASwitchThatIsGivenAgainToTheNextEntryOfItsName)
+TEST(CommandLine, ASwitchGivenTwiceGoesToTheNextEntryOfTheSameName)
 {
     CommandLine commandLine;
     commandLine.addCommand("-a", 1, 0);
@@ -284,7 +284,7 @@ TEST(CommandLine, AsksTheFirstEntryOfANameEvenWhenOnlyTheSecondWasFound)
     EXPECT_FALSE(commandLine.cmdExists("-a"));
 }
 
-TEST(CommandLine, EndsItsTableAtAnEmptyName)
+TEST(CommandLine, AnEmptyNameEndsTheTable)
 {
     CommandLine commandLine;
     EXPECT_TRUE(commandLine.addCommand("", 0, 0));
@@ -296,7 +296,7 @@ TEST(CommandLine, EndsItsTableAtAnEmptyName)
     EXPECT_FALSE(commandLine.cmdExists("-behind"));
 }
 
-TEST(CommandLine, SharesItsTableWithTheOthers)
+TEST(CommandLine, AllObjectsShareOneTable)
 {
     CommandLine first;
     first.addCommand("-one", 0, 0);
@@ -332,7 +332,7 @@ TEST(CommandLine, ParsingAgainKeepsWhatWasFound)
     EXPECT_EQ(args, again.vector() + 2); // the place it had in the first
 }
 
-TEST(CommandLine, HasNoListWhereAnIndexLeftByAnotherLiesBehindItsEnd)
+TEST(CommandLine, GetArgsReturnsNoArgumentsWhenTheIndexOfAnotherObjectIsPastTheEnd)
 {
     CommandLine first;
     first.addCommand("-a", 0, 0);
@@ -370,7 +370,7 @@ TEST(CommandLine, IsSafeWithNulls)
     EXPECT_EQ(args, nullptr);
 }
 
-TEST(CommandLine, TakesANullAmongTheArgumentsForAnUnknownWord)
+TEST(CommandLine, ANullArgumentCountsAsAnUnknownWord)
 {
     CommandLine commandLine;
     commandLine.addCommand("-a", 1, 0);
@@ -382,7 +382,7 @@ TEST(CommandLine, TakesANullAmongTheArgumentsForAnUnknownWord)
     EXPECT_EQ(given(commandLine, "-b"), "-b x");
 }
 
-TEST(CommandLine, HasNothingToParseInNoOrFewerArguments)
+TEST(CommandLine, AnArgumentCountOf0OrLessParsesNothing)
 {
     CommandLine commandLine;
     commandLine.addCommand("-a", 0, 0);

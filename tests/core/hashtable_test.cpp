@@ -195,7 +195,7 @@ TEST(HashTable, AppendsToABucketsChain)
     EXPECT_EQ(table.getData("b"), &s_records[3]);
 }
 
-TEST(HashTable, ComparesStoredKeysWithTheWholeOfWhatIsAskedForInTheOrderOfTheChain)
+TEST(HashTable, ComparesTheStoredKeysInTheOrderOfTheChainWithTheWholeRequestedKey)
 {
     WatchedMemory memory;
     Table table(1, 4);
@@ -219,7 +219,7 @@ TEST(HashTable, ComparesOnlyKeysOfOneBucket)
     EXPECT_EQ(s_comparisons, "");
 }
 
-TEST(HashTable, LeavesToTheComparisonWhetherASlashIsABackslash)
+TEST(HashTable, TheComparisonDecidesWhetherASlashEqualsABackslash)
 {
     WatchedMemory memory;
     Table table(1021, 4);
@@ -562,7 +562,7 @@ HashData<Probe>::~HashData()
     s_ended.push_back(this);
 }
 
-TEST(HashPool, EndsItsNodesFromTheLastToTheFirst)
+TEST(HashPool, DestroysItsNodesFromTheLastToTheFirst)
 {
     WatchedMemory memory;
     HashPool<Probe>* pool = new HashPool<Probe>(3);
@@ -617,7 +617,7 @@ TEST(HashTable, HasNullInEveryBucketAtFirst)
     EXPECT_EQ(freeNodes(*table.m_pool), 8u);
 }
 
-TEST(HashTable, LivesWhereverItIsMade)
+TEST(HashTable, MayLieOnTheStackOrInABlock)
 {
     WatchedMemory memory;
     {

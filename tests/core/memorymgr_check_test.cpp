@@ -62,7 +62,7 @@ TEST_F(Check, FindsTheLargestFreeNodeInWhateverOrder)
     EXPECT_EQ(m_largestFree, 700u);
 }
 
-TEST_F(Check, NeedsNobodyToTellTheLargestFreeNode)
+TEST_F(Check, TakesNullForTheLargestFreeNode)
 {
     EXPECT_EQ(m_memory.checkMemory(0, nullptr, false), 0);
     EXPECT_EQ(m_memory.checkMemory(0, nullptr, true), MEMERR_SIZE);

@@ -5,7 +5,6 @@
 
 #include "core/platform.h"
 
-#include <dlfcn.h>
 #include <stdarg.h>
 #include <stdlib.h>
 #include <vector>
@@ -103,7 +102,7 @@ std::string usedNodes(const Heap& heap)
     return listed(heap.bank(), heap.bank().usedList);
 }
 
-TEST(HeapAlloc, OfNothingAnswersNullAndCountsNothing)
+TEST(HeapAlloc, Of0BytesReturnsNullAndCountsNothing)
 {
     Heap heap(1024);
     EXPECT_EQ(heap.alloc(0), nullptr);
@@ -169,7 +168,7 @@ TEST(HeapAlloc, KeepsTheHeaderWhereToolsLookForIt)
     EXPECT_EQ(headerWord(heap.bank().base + 128 + 24, 1), 896u);
 }
 
-TEST(HeapAlloc, KeepsASourceOfNull)
+TEST(HeapAlloc, StoresANullSourceAsNull)
 {
     GameMemory memory;
     memory.defineHeap("heap", 64);
@@ -204,7 +203,7 @@ TEST(HeapAlloc, SplitsFromTheFrontAndListsTheNewestFirst)
     EXPECT_EQ(freeNodes(heap), "192+832");
 }
 
-TEST(HeapAlloc, Counts)
+TEST(HeapAlloc, CountsNodesAndBytes)
 {
     Heap heap(1024);
     void* first = heap.allocNode(32);
@@ -309,7 +308,7 @@ TEST(HeapAlloc, TakesTheLatestOfEqualNodes)
     EXPECT_EQ(heap.at(heap.allocNode(64)), 0 + 24);
 }
 
-TEST(HeapAlloc, PutsTheRestOfANodeInFrontOfItsEquals)
+TEST(HeapAlloc, ListsTheRestOfASplitNodeBeforeNodesOfTheSameSize)
 {
     SplitHeap heap({96, 64, 160});
     EXPECT_EQ(heap.at(heap.allocNode(128)), 224 + 24); // leaves 32
@@ -349,7 +348,7 @@ TEST(HeapFree, OfThreeBlocksInAnyOrderLeavesOneNode)
     } while (std::next_permutation(order.begin(), order.end()));
 }
 
-TEST(HeapFree, JoinsANodeWithTheFreeOneInFront)
+TEST(HeapFree, JoinsANodeWithTheFreeNodeBeforeIt)
 {
     Heap heap(160);
     void* a = heap.allocNode(32);
@@ -361,7 +360,7 @@ TEST(HeapFree, JoinsANodeWithTheFreeOneInFront)
     EXPECT_EQ(heap.bank().freeNodeCount, 1u);
 }
 
-TEST(HeapFree, JoinsANodeWithTheFreeOneBehind)
+TEST(HeapFree, JoinsANodeWithTheFreeNodeAfterIt)
 {
     Heap heap(160);
     void* a = heap.allocNode(32);
@@ -373,7 +372,7 @@ TEST(HeapFree, JoinsANodeWithTheFreeOneBehind)
     EXPECT_EQ(heap.bank().freeNodeCount, 1u);
 }
 
-TEST(HeapFree, JoinsANodeWithBoth)
+TEST(HeapFree, JoinsANodeWithTheFreeNodesBeforeAndAfterIt)
 {
     Heap heap(256);
     void* a = heap.allocNode(32);
@@ -396,14 +395,14 @@ TEST(HeapFree, PutsAJoinedNodeWhereItsNewSizeBelongs)
     EXPECT_EQ(freeNodes(heap), "288+128 0+256");
 }
 
-TEST(HeapFree, PutsAJoinedNodeInFrontOfItsEquals)
+TEST(HeapFree, ListsAJoinedNodeBeforeNodesOfTheSameSize)
 {
     SplitHeap heap({32, 64, 128});
     heap.free(heap.bank().base + 32 + 24); // 32 + 32 + 64
     EXPECT_EQ(freeNodes(heap), "0+128 160+128");
 }
 
-TEST(HeapFree, TakesABlockFromAnywhereInTheListOfThoseInUse)
+TEST(HeapFree, RemovesABlockFromAnyPlaceInTheUsedList)
 {
     Heap heap(128);
     void* a = heap.allocNode(32);
@@ -460,7 +459,7 @@ TEST(HeapFree, OfABlockTwiceAnswersMemerrBlockAndLeavesTheBankAsItWas)
     EXPECT_EQ(heap.check(0), 0);
 }
 
-TEST(HeapFree, KnowsAFreedBlockThatHasBecomePartOfAnother)
+TEST(HeapFree, RefusesAFreedBlockThatIsPartOfALargerNode)
 {
     Heap heap(1024);
     void* a = heap.alloc(100);
@@ -476,7 +475,7 @@ TEST(HeapFree, KnowsAFreedBlockThatHasBecomePartOfAnother)
     EXPECT_EQ(freeNodes(heap), "0+1024");
 }
 
-TEST(HeapFree, OfWhatNeverWasABlockAnswersMemerrBlock)
+TEST(HeapFree, OfAPointerThatIsNoBlockAnswersMemerrBlock)
 {
     Heap heap(1024);
     struct {
@@ -496,7 +495,7 @@ TEST(HeapFree, OfWhatNeverWasABlockAnswersMemerrBlock)
     EXPECT_EQ(heap.free(block), 0);
 }
 
-TEST(HeapGetSize, IsWhatTheCallerMayUse)
+TEST(HeapGetSize, IsTheSizeThatTheCallerMayUse)
 {
     Heap heap(1024);
     EXPECT_EQ(heap.getSize(heap.alloc(1)), 8u);
@@ -508,7 +507,7 @@ TEST(HeapGetSize, IsWhatTheCallerMayUse)
     heap.free(outside);
 }
 
-TEST(Fallback, ServesWhatAHeapCannot)
+TEST(Fallback, ServesRequestsForWhichTheHeapHasNoRoom)
 {
     GameMemory memory;
     Source::serve(memory, MEMLOC_CUSTOM);
@@ -548,7 +547,7 @@ TEST(Fallback, ServesWhatAHeapCannot)
     EXPECT_EQ(bank.freeNodeCount, 1u);
 }
 
-TEST(Fallback, LeavesTheBankToSmallerRequests)
+TEST(Fallback, SmallerRequestsAreStillServedByTheBank)
 {
     Heap heap(64);
     heap.alloc(100);
@@ -558,7 +557,7 @@ TEST(Fallback, LeavesTheBankToSmallerRequests)
     EXPECT_EQ(heap.bank().bytesInUse, 128u + 64u + 32u);
 }
 
-TEST(Fallback, ListsTheNewestFirstAndLosesAnyOfThem)
+TEST(Fallback, ListsTheNewestBlockFirstAndFreesBlocksInAnyOrder)
 {
     static const struct {
         std::string order;
@@ -644,7 +643,7 @@ TEST(LinearAlloc, HandsOutConsecutiveMultiplesOf32WithoutHeaders)
     EXPECT_EQ(Source::takeLog(), "");
 }
 
-TEST(LinearAlloc, OfNothingAnswersNullAndCountsNothing)
+TEST(LinearAlloc, Of0BytesReturnsNullAndCountsNothing)
 {
     Linear linear(1024);
     EXPECT_EQ(linear.alloc(0), nullptr);
@@ -677,7 +676,7 @@ TEST(LinearAlloc, SendsWhatDoesNotFitToTheFallback)
     EXPECT_EQ(linear.bank().peakBytes, 32u + 120u);
 }
 
-TEST(LinearAlloc, GoesOnWithTheFallbackUntilTheNextResetThoughBytesRemain)
+TEST(LinearAlloc, AfterTheFirstFallbackBlockAllFollowUntilTheNextReset)
 {
     Linear linear(1024);
     linear.alloc(32);
@@ -690,7 +689,7 @@ TEST(LinearAlloc, GoesOnWithTheFallbackUntilTheNextResetThoughBytesRemain)
 }
 
 // However much lies outside: the sum of it all may pass 32 bits on a host with more memory than that.
-TEST(LinearAlloc, NeverHandsOutBytesBehindTheBank)
+TEST(LinearAlloc, NeverReturnsBytesPastTheEndOfTheBank)
 {
     Linear linear(1024);
     linear.alloc(960);
@@ -700,7 +699,7 @@ TEST(LinearAlloc, NeverHandsOutBytesBehindTheBank)
     EXPECT_EQ(Source::takeLog(), "alloc 88 = #2, alloc 536 = #3");
 }
 
-TEST(LinearFree, ForgetsEverythingWhateverItIsGiven)
+TEST(LinearFree, EmptiesTheBankWhateverPointerIsPassed)
 {
     Linear linear(1024);
     char* block = static_cast<char*>(linear.alloc(100));
@@ -777,7 +776,7 @@ TEST(LinearFree, GrowsABankAtLeastToWhatWasInUse)
     EXPECT_EQ(linear.bank().size, 5048u);
 }
 
-TEST(LinearFree, HalvesInSinglePrecision)
+TEST(LinearFree, ComputesHalfOfTheSizeInSinglePrecision)
 {
     static const struct {
         unsigned int size;
@@ -849,7 +848,7 @@ TEST(LinearFree, OfABankWithoutMemoryGivesItsBlocksBack)
     EXPECT_EQ(memory.getMemoryBankSize(0), 1024u);
 }
 
-TEST(LinearFree, NeedsNoReallocCallbackToLoseNothing)
+TEST(LinearFree, WithoutAReallocCallbackTheBankKeepsItsMemory)
 {
     GameMemory memory;
     memory.defineLocAllocCb(MEMLOC_CUSTOM, Source::alloc);
@@ -870,7 +869,7 @@ TEST(LinearGetSize, IsAlways0)
     EXPECT_EQ(linear.getSize(nullptr), 0u);
 }
 
-TEST(OtherBanks, AskTheirLocationForExactlyWhatTheCallerWants)
+TEST(OtherBanks, RequestExactlyTheCallersSizeFromTheirLocation)
 {
     OneBank other(MEMBANK_OTHER, 1024);
     char* block = static_cast<char*>(other.alloc(100));
@@ -884,7 +883,7 @@ TEST(OtherBanks, AskTheirLocationForExactlyWhatTheCallerWants)
     memset(block, 0xff, 76);
 }
 
-TEST(OtherBanks, AskForAHeaderAtLeast)
+TEST(OtherBanks, RequestAtLeastTheSizeOfAHeader)
 {
     OneBank other(MEMBANK_OTHER, 1024);
     other.alloc(1);
@@ -933,7 +932,7 @@ struct Nested {
     }
 };
 
-TEST(Callbacks, MayComeBackToTheManager)
+TEST(Callbacks, MayCallTheManager)
 {
     GameMemory memory;
     memory.defineLocAllocCb(MEMLOC_CUSTOM, Nested::alloc);
@@ -960,7 +959,7 @@ TEST(Callbacks, MayComeBackToTheManager)
     EXPECT_EQ(memory.banks[1].extList, nullptr);
 }
 
-TEST(LargeRequests, AreServedAsLongAsTheNodeCanSayItsSize)
+TEST(LargeRequests, AreServedWhenTheHeaderCanStoreTheirSize)
 {
     static const struct {
         e_MemoryBankType type;
@@ -1001,7 +1000,7 @@ protected:
     }
 };
 
-TEST_F(Exhausted, EndsWithAnAlertAndTheGamesLastWordsAndStatusMinus1)
+TEST_F(Exhausted, ShowsAnAlertCallsOnOutOfMemoryAndExitsWithStatusMinus1)
 {
     for (const e_MemoryBankType type : {MEMBANK_HEAP, MEMBANK_LINEAR, MEMBANK_OTHER}) {
         OneBank memory(type, 64);
@@ -1012,7 +1011,7 @@ TEST_F(Exhausted, EndsWithAnAlertAndTheGamesLastWordsAndStatusMinus1)
     }
 }
 
-TEST_F(Exhausted, IsNobodyWhoseBankStillServes)
+TEST_F(Exhausted, ALocationWithoutMemoryDoesNotEndTheGameWhileTheBankHasRoom)
 {
     Heap heap(64);
     Source::largest = 0;
@@ -1023,7 +1022,7 @@ TEST_F(Exhausted, IsNobodyWhoseBankStillServes)
     EXPECT_NE(linear.alloc(64), nullptr);
 }
 
-TEST_F(Exhausted, IsALocationWithoutCallbacksFromTheStart)
+TEST_F(Exhausted, ALocationWithoutCallbacksEndsTheGameAtTheFirstRequest)
 {
     GameMemory memory;
     memory.defineBank(MEMLOC_CUSTOM, MEMBANK_HEAP, "heap", 64);
@@ -1031,7 +1030,7 @@ TEST_F(Exhausted, IsALocationWithoutCallbacksFromTheStart)
     EXPECT_EXIT(memory.alloc(0, 1, "test", 1), testing::ExitedWithCode(255), lastWords());
 }
 
-TEST_F(Exhausted, IsWhereverANodeCannotSayItsSize)
+TEST_F(Exhausted, ASizeThatNoHeaderCanStoreEndsTheGame)
 {
     static const struct {
         e_MemoryBankType type;
@@ -1070,7 +1069,7 @@ TEST_F(Exhausted, IsWhereverANodeCannotSayItsSize)
     }
 }
 
-TEST_F(Exhausted, StillLetsTheGameUseItsBanks)
+TEST_F(Exhausted, OnOutOfMemoryMayUseTheBanks)
 {
     class LastWill : public GameMemory {
         void onOutOfMemory(int reason) override
@@ -1086,21 +1085,6 @@ TEST_F(Exhausted, StillLetsTheGameUseItsBanks)
     memory.initialize();
     Source::largest = 0;
     EXPECT_EXIT(memory.alloc(0, 100, "test", 1), testing::ExitedWithCode(255), "\nserved, 0, 0\n$");
-}
-
-TEST(Steps, AreAllThereForADebuggerToCall)
-{
-    for (const char* step : {
-             "_ZN9MemoryMgr12_heapBestFitEP12MemoryBank_sRmPKcj",
-             "_ZN9MemoryMgr16_heapFindBestFitEP12MemoryBank_sm",
-             "_ZN9MemoryMgr16_heapAddFreeNodeEP12MemoryBank_sP16MemoryHeapNode_s",
-             "_ZN9MemoryMgr9_heapFreeEP12MemoryBank_sPvPm",
-             "_ZN9MemoryMgr16_compactHeapNodeEP12MemoryBank_sP16MemoryHeapNode_s",
-             "_ZN9MemoryMgr13_allocExtNodeEP12MemoryBank_smPKcj",
-             "_ZN9MemoryMgr12_heapExtFreeEP12MemoryBank_sP16MemoryHeapNode_sPm",
-         }) {
-        EXPECT_NE(dlsym(RTLD_DEFAULT, step), nullptr) << step;
-    }
 }
 
 } // namespace

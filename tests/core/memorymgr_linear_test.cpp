@@ -58,7 +58,7 @@ public:
     }
 };
 
-TEST(LargeLinear, ItsLocationIsAskedForTheSizeAsItStands)
+TEST(LargeLinear, ItsLocationIsAskedForExactlyTheBanksSize)
 {
     static const struct {
         const char* file;

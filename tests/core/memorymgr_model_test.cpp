@@ -433,7 +433,7 @@ protected:
     }
 };
 
-TEST_P(SideBySide, TheyAgree)
+TEST_P(SideBySide, TheManagerAndTheModelAgreeAfterEachOperation)
 {
     History history;
     playSeveralRuns(&history);

@@ -170,7 +170,7 @@ TEST(Reading, FillsAtMost32BytesOfNameAnd64OfValue)
     });
 }
 
-TEST(Reading, BearsAnyByte)
+TEST(Reading, AnyByteInTheFileIsHarmless)
 {
     expectSizes({
         {bytes("level\0of the cave=64\nsound=96\n"), 64, 96, 4096}, // a NUL ends a name
@@ -205,7 +205,7 @@ TEST(Reading, NeverFindsABankWithAnEqualsSignInItsName)
     EXPECT_EQ(memory.getMemoryBankSize(1), 96u);
 }
 
-TEST(Reading, DoesWithoutAFile)
+TEST(Reading, AMissingFileLeavesTheDefinedSizes)
 {
     GameMemory memory;
     memory.defineHeap("heap", 64);
@@ -214,7 +214,7 @@ TEST(Reading, DoesWithoutAFile)
     EXPECT_EQ(memory.getMemoryBankSize(0), 64u);
 }
 
-TEST(Reading, DoesWithoutAFileItMayNotRead)
+TEST(Reading, AnUnreadableFileLeavesTheDefinedSizes)
 {
     if (geteuid() == 0) {
         GTEST_SKIP() << "the superuser may read everything";
@@ -368,7 +368,7 @@ TEST(OddSizes, FailTheCheckOfAHeapWithoutMemory)
     EXPECT_NE(memory.check(1), MEMERR_SIZE);
 }
 
-TEST(OddSizes, OfALinearBankGrowFromNothing)
+TEST(OddSizes, ALinearBankOfSize0Grows)
 {
     GameMemory memory;
     Source::serve(memory, MEMLOC_DEFAULT);
@@ -408,7 +408,7 @@ void expectBanksToWork(const std::string& file)
     }
 }
 
-TEST(Garbage, OfAnyKindLeavesWorkingBanks)
+TEST(Garbage, RandomBytesInTheFileLeaveWorkingBanks)
 {
     std::mt19937 random(1);
     std::string noise(4 << 20, '\0');
@@ -423,7 +423,7 @@ TEST(Garbage, OfAnyKindLeavesWorkingBanks)
     expectBanksToWork("a=" + std::string(4 << 20, '7'));
 }
 
-TEST(Garbage, InTheShapeOfSizesLeavesWorkingBanks)
+TEST(Garbage, RandomSizesInTheFileLeaveWorkingBanks)
 {
     std::mt19937 random(1);
     for (int run = 0; run < 200; ++run) {
@@ -437,7 +437,7 @@ TEST(Garbage, InTheShapeOfSizesLeavesWorkingBanks)
     }
 }
 
-TEST(Garbage, OfThousandsOfGoodLinesLeavesTheLastOfThem)
+TEST(Garbage, OfThousandsOfValidLinesTheLastCounts)
 {
     GameMemory memory;
     memory.defineHeap("a", 1024);
@@ -466,7 +466,7 @@ TEST(Garbage, AFolderInPlaceOfTheFileIsNeitherReadNorReplaced)
 
 // The mean of size and peak, each weighted by itself, in single precision: (p / t) * p + (s / t) * s, where t
 // = s + p.
-TEST(Writing, MeetsBetweenTheSizeAndThePeak)
+TEST(Writing, WritesASizeBetweenTheOldSizeAndThePeak)
 {
     static const struct {
         unsigned int size;

@@ -422,7 +422,7 @@ TEST(Initialize, KeepsTheCountersOfTheSystemBankAndForgetsItsBlocks)
 }
 
 // Whatever order they go back in: the two from before are on no list of the manager any more.
-TEST(Initialize, LetsSystemBlocksFromBeforeGoBackAfterwards)
+TEST(Initialize, BlocksOfTheSystemBankFromBeforeCanStillBeFreed)
 {
     std::string order = "0123";
     do {
@@ -501,7 +501,7 @@ TEST(InitializeAgain, KeepsTheStatistics)
     EXPECT_EQ(memory.free(0, outside), 0); // still the caller's, and still goes back
 }
 
-TEST(InitializeAgain, NeverGivesTheSameBlockBackTwice)
+TEST(InitializeAgain, NeverFreesTheMemoryOfABankTwice)
 {
     GameMemory memory;
     Source::serve(memory, MEMLOC_DEFAULT);
@@ -541,7 +541,7 @@ TEST(FailingLocation, LeavesItsBanksToTheFallback)
     EXPECT_EQ(Source::takeLog().substr(0, 61), "alloc 96 = #1, free #1, alloc 96 = #2, free #2, alloc 88 = #3");
 }
 
-TEST(FailingLocation, GetsNoNullBlockBack)
+TEST(FailingLocation, IsNeverAskedToFreeNull)
 {
     {
         GameMemory memory;
@@ -555,7 +555,7 @@ TEST(FailingLocation, GetsNoNullBlockBack)
     EXPECT_EQ(Source::takeLog(), "alloc 256 = null, alloc 256 = null, alloc 256 = null, alloc 256 = null");
 }
 
-TEST(FailingLocation, IsAlsoOneWithoutCallbacks)
+TEST(FailingLocation, WithoutCallbacksGivesItsBanksNoMemory)
 {
     GameMemory memory;
     memory.defineBank(MEMLOC_CUSTOM, MEMBANK_HEAP, "heap", 256);
@@ -570,7 +570,7 @@ TEST(FailingLocation, IsAlsoOneWithoutCallbacks)
     EXPECT_EQ(Source::takeLog(), "alloc 64 = #1, alloc 56 = #2");
 }
 
-TEST(FailingLocation, MayLackNothingButTheFreeCallback)
+TEST(FailingLocation, WithoutAFreeCallbackTheCallsStillReturn0)
 {
     GameMemory memory;
     memory.defineLocAllocCb(MEMLOC_CUSTOM, Source::alloc);
@@ -696,7 +696,7 @@ TEST(PlainNew, ServesClassesOfAnyAlignmentAndWithSeveralBases)
     delete listening;
 }
 
-TEST(PlainNew, OfNoManagerIsForgottenByDelete)
+TEST(PlainNew, DeleteOfNullDoesNothing)
 {
     delete static_cast<MemoryMgr*>(nullptr);
 }
@@ -717,7 +717,7 @@ TEST(PlacedNew, ConstructsAManagerInTheGamesStorage)
     EXPECT_EQ(other.banks[0].freeCount, 0u);
 }
 
-TEST(PlacedNew, InABlockOfBank0ComesBackThere)
+TEST(PlacedNew, DeletingAManagerInABlockOfBank0FreesTheBlock)
 {
     static const struct {
         e_MemoryBankType type;
@@ -743,7 +743,7 @@ TEST(PlacedNew, InABlockOfBank0ComesBackThere)
     }
 }
 
-TEST(PlacedNew, InAnyOtherBankStaysTheGames)
+TEST(PlacedNew, DeletingAManagerInAnotherBankKeepsTheBlock)
 {
     GameMemory memory;
     memory.defineHeap("core", 1024);
@@ -773,7 +773,7 @@ TEST(Deletion, GivesTheStorageBackToBank0OfTheManagerInTheGlobalPointer)
     EXPECT_EQ(memory.check(0, true), 0);
 }
 
-TEST(Deletion, OfTheManagerInTheGlobalPointerJustDestroysIt)
+TEST(Deletion, OfTheManagerInTheGlobalPointerOnlyDestroysIt)
 {
     // Looks like a fallback block of bank 0, but whose bank would that be?
     struct {
@@ -792,7 +792,7 @@ TEST(Deletion, OfTheManagerInTheGlobalPointerJustDestroysIt)
     EXPECT_EQ(readFile(path), "heap=64\n");
 }
 
-TEST(Deletion, GivesBackToAManagerThatStandsWhereOneHasEnded)
+TEST(Deletion, FreesTheBlockInAManagerMadeAtTheAddressOfAnEndedOne)
 {
     UsedStorage storage;
     storage.makeManager()->~GameMemory();
@@ -807,7 +807,7 @@ TEST(Deletion, GivesBackToAManagerThatStandsWhereOneHasEnded)
     memory->~GameMemory();
 }
 
-TEST(Deletion, LeavesStorageAloneThatIsNoBlock)
+TEST(Deletion, DoesNotFreeStorageThatIsNoBlock)
 {
     struct {
         unsigned char before[24];
@@ -823,7 +823,7 @@ TEST(Deletion, LeavesStorageAloneThatIsNoBlock)
     EXPECT_EQ(memory.check(0, true), 0);
 }
 
-TEST(Deletion, WithoutAnyManagerJustDestroys)
+TEST(Deletion, WithoutAManagerOnlyDestroysTheObject)
 {
     UsedStorage storage;
     MemoryMgr* memory = storage.makeManager();

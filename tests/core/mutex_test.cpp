@@ -242,7 +242,7 @@ TEST(Mutex, GivesTheStorageOfADerivedClassBackToo)
     EXPECT_EQ(memory.check(0, true), 0);
 }
 
-TEST(Mutex, InStorageThatIsNoBlockIsJustDestroyed)
+TEST(Mutex, DeletingAMutexOutsideOfBank0OnlyDestroysIt)
 {
     struct {
         unsigned char before[24];
@@ -338,7 +338,7 @@ TEST_F(BankLocks, AreMadeAtLoadInTheOrderOfTheBanksTheSystemBanksLast)
     EXPECT_EQ(bankOf(made[32]), -1);
 }
 
-TEST_F(BankLocks, GoInTheOppositeOrderWhenTheProgramEnds)
+TEST_F(BankLocks, AreDestroyedInReverseOrderWhenTheProgramEnds)
 {
     EXPECT_EXIT(
         {
@@ -375,7 +375,7 @@ TEST_F(BankLocks, AreTakenForTheWholeOfACall)
     }
 }
 
-TEST_F(BankLocks, AreHeldWhileALocationWorks)
+TEST_F(BankLocks, AreHeldDuringTheCallbacksOfALocation)
 {
     void* block = m_memory.alloc(7, 100, "test", 1);
     EXPECT_EQ(takeTrace(), "lock 7, alloc 128, unlock 7");
@@ -393,7 +393,7 @@ TEST_F(BankLocks, AreHeldWhileALocationWorks)
     EXPECT_EQ(takeTrace(), "lock -1, free, unlock -1");
 }
 
-TEST_F(BankLocks, AreTakenEvenToAnswerThatNothingHasNoSize)
+TEST_F(BankLocks, AreTakenByGetSizeOfNull)
 {
     EXPECT_EQ(m_memory.getSize(3, nullptr), 0u);
     EXPECT_EQ(takeTrace(), "lock 3, unlock 3");
@@ -401,20 +401,20 @@ TEST_F(BankLocks, AreTakenEvenToAnswerThatNothingHasNoSize)
     EXPECT_EQ(takeTrace(), "lock 16, unlock 16");
 }
 
-TEST_F(BankLocks, AreTheOnlyOnesForANewSourceNameToo)
+TEST_F(BankLocks, ANewSourceNameTakesNoOtherLock)
 {
     m_memory.alloc(5, 1, "a name nobody has given before", 1);
     EXPECT_EQ(takeTrace(), "lock 5, unlock 5");
 }
 
-TEST_F(BankLocks, AreNotTakenForARequestOfNothing)
+TEST_F(BankLocks, AreNotTakenForARequestOf0Bytes)
 {
     EXPECT_EQ(m_memory.alloc(0, 0, "test", 1), nullptr);
     EXPECT_EQ(m_memory.alloc(-1, 0, "test", 1), nullptr);
     EXPECT_EQ(takeTrace(), "");
 }
 
-TEST_F(BankLocks, AreNotTakenByWhatBelongsToTheMainThread)
+TEST_F(BankLocks, AreNotTakenByCallsThatBelongToTheMainThread)
 {
     unsigned int largestFree;
     m_memory.checkMemory(0, &largestFree, false);
@@ -425,7 +425,7 @@ TEST_F(BankLocks, AreNotTakenByWhatBelongsToTheMainThread)
     EXPECT_EQ(takeTrace(), "");
 }
 
-TEST_F(BankLocks, AreThereForNoBankThatCannotBe)
+TEST_F(BankLocks, AreNotTakenForABankNumberOutOfRange)
 {
     m_memory.alloc(32, 1, "test", 1);
     m_memory.free(-2, nullptr);
@@ -447,7 +447,7 @@ TEST_F(BankLocks, StayTakenToTheEndOfAGameThatIsOutOfMemory)
         testing::ExitedWithCode(255), "^lock 3, alloc fails, alert, onOutOfMemory 0$");
 }
 
-TEST_F(BankLocks, AreTakenAgainByACallbackThatComesBack)
+TEST_F(BankLocks, AreTakenAgainWhenACallbackCallsTheManager)
 {
     m_memory.defineLocAllocCb(MEMLOC_CUSTOM, [](unsigned long size) -> void* {
         note("callback");

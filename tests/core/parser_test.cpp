@@ -85,7 +85,7 @@ TEST(Parser, WritesNothingIntoATextWithoutLines)
     takeMessages();
 }
 
-TEST(Parser, OnNullFindsNothing)
+TEST(Parser, OfANullTextFindsNothing)
 {
     Parser parser(nullptr);
     EXPECT_FALSE(parser.ParseLine());
@@ -293,7 +293,7 @@ TEST(EmptyLines, WithCarriageReturnsAreLinesLikeAnyOther)
     EXPECT_EQ(linesOf("a\r\n\r\n\r\n\r\nb\r\n\r\n\r\nc\r\n"), (Lines{"a", "", "", "", "b", "", "", "c"}));
 }
 
-TEST(EmptyLines, ASingleOneIsPassedOver)
+TEST(EmptyLines, ASingleEmptyLineIsSkipped)
 {
     TextParser parser("a b\n\nc\n");
     EXPECT_TRUE(parser.ParseLine());
@@ -330,7 +330,7 @@ TEST(EmptyLines, AfterThreeOrMoreTheEndOfTheNextLineIsReadOnceMore)
     }
 }
 
-TEST(EmptyLines, MoreThanTheLineHasCharactersAreRunsOfTheirOwn)
+TEST(EmptyLines, MoreEmptyLinesThanTheLineHasCharactersCountAsFurtherRuns)
 {
     struct Case {
         size_t emptyLines;
@@ -354,23 +354,23 @@ TEST(EmptyLines, MoreThanTheLineHasCharactersAreRunsOfTheirOwn)
     }
 }
 
-TEST(EmptyLines, InFrontOfTheTextsLastLineReadItsEndOnceMoreAsWell)
+TEST(EmptyLines, BeforeTheLastLineTheEndOfThatLineIsReadOnceMore)
 {
     EXPECT_EQ(linesOf("x\n\n\n\n\nabc"), (Lines{"x", "abc", "bc"}));
     EXPECT_EQ(linesOf("x\n\n\nabc"), (Lines{"x", "abc"}));
 }
 
-TEST(EmptyLines, AtTheEndOfTheTextAreNothing)
+TEST(EmptyLines, AtTheEndOfTheTextAreIgnored)
 {
     EXPECT_EQ(linesOf("x\n\n\n\n\n\n"), (Lines{"x"}));
 }
 
-TEST(EmptyLines, BehindEachOtherEachHaveTheirTail)
+TEST(EmptyLines, EachRunOfEmptyLinesHasItsOwnTail)
 {
     EXPECT_EQ(linesOf("\n\n\nabc\n\n\n\ndef\ng\n"), (Lines{"abc", "c", "def", "f", "g"}));
 }
 
-TEST(EmptyLines, TheTailOfALineThatWasCutIsWhatIsLeftOfIt)
+TEST(EmptyLines, TheTailOfACutLineIsItsLastPart)
 {
     // The last three characters: what was a token and the blank in front of it, which is a NUL by now.
     TextParser parser("x\n" + lineFeeds(5) + "ab cd\ny\n");
@@ -401,7 +401,7 @@ TEST(EmptyLines, TheTailOfAQuotedStringEndsWhereTheLineDid)
     }
 }
 
-TEST(EmptyLines, AWholeLineThatWasCutAndIsReadAgainEndsWhereItDid)
+TEST(EmptyLines, ACutLineThatIsReadAgainWholeEndsWhereItEndedBefore)
 {
     TextParser parser(lineFeeds(2 + 4 + 4) +
                       "a b\ny\n"); // 8 characters: five empty lines and the line, then once more
@@ -418,7 +418,7 @@ TEST(EmptyLines, TheTailOfACommentIsALine)
     EXPECT_EQ(linesOf("x\n" + lineFeeds(8) + "//note\ny\n"), (Lines{"x", "", "", "y"})); // cut at its first slash
 }
 
-TEST(EmptyLines, TheTailOfATrimmedLineIsWhatWasTrimmed)
+TEST(EmptyLines, TheTailOfATrimmedLineIsTheTrimmedPart)
 {
     EXPECT_EQ(linesOf("x\n" + lineFeeds(3) + "abc\r\ny\r\n"), (Lines{"x", "abc", "", "y"}));
     EXPECT_EQ(linesOf("x\n" + lineFeeds(5) + "abc\r\ny\r\n"), (Lines{"x", "abc", "bc", "y"}));
@@ -562,7 +562,7 @@ TEST(GetToken, KeepsATabInsideAToken)
     EXPECT_EQ(parser.token(), "three");
 }
 
-TEST(GetToken, BehindTheLastOneIsNullAgainAndAgain)
+TEST(GetToken, ReturnsNullEachTimeAfterTheLastToken)
 {
     TextParser parser("one two \r\nthree\r\n");
     parser.ParseLine();
@@ -573,7 +573,7 @@ TEST(GetToken, BehindTheLastOneIsNullAgainAndAgain)
     }
 }
 
-TEST(GetToken, RunsOnIntoTheNextLineWhereLineFeedsAreBare)
+TEST(GetToken, ContinuesInTheNextLineAfterABareLineFeed)
 {
     TextParser parser("a\nb c\nd e\n");
     parser.ParseLine();
@@ -584,7 +584,7 @@ TEST(GetToken, RunsOnIntoTheNextLineWhereLineFeedsAreBare)
     EXPECT_EQ(parser.token(), "(none)");
 }
 
-TEST(GetToken, ThatRanOnLeavesItsPiecesAsLines)
+TEST(GetToken, ATokenOfTheNextLineIsReadAgainAsALine)
 {
     TextParser parser("a\nb c\nd e\n");
     parser.ParseLine();
@@ -642,7 +642,7 @@ TEST(GetToken, OfNothingButDelimitersIsNull)
     EXPECT_EQ(parser.token(" "), ",,,"); // still there
 }
 
-TEST(GetToken, StepsByTheTokensLengthFromTheDelimitersInFrontOfIt)
+TEST(GetToken, MovesByTheTokensLengthCountedFromTheDelimitersBeforeIt)
 {
     TextParser parser(",,,abcd efgh\r\n");
     parser.ParseLine();
@@ -803,7 +803,7 @@ TEST(GetString, StaysInALastLineWithoutALineFeed)
     EXPECT_EQ(parser.token(), "(none)");
 }
 
-TEST(GetString, BehindTheLastTokenRunsOnIntoTheNextLineWhereLineFeedsAreBare)
+TEST(GetString, AfterTheLastTokenContinuesInTheNextLineAfterABareLineFeed)
 {
     TextParser parser("a\nb \"c\nd\"\n");
     parser.ParseLine();

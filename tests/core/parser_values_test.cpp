@@ -149,7 +149,7 @@ static const ValueLine sc_valueLines[] = {
     {"ParseFloat2x", "x", "- - - - - -", "Parser: expected 1 or 2 floats"},
 };
 
-TEST(ValueLines, StoreWhatTheyReadAndSayWhatTheyMiss)
+TEST(ValueLines, StoreWhatTheyReadAndReportWhatIsMissing)
 {
     for (const ValueLine& row : sc_valueLines) {
         for (const char* lineEnd : {"\r\n", "\n", ""}) {
@@ -204,7 +204,7 @@ TEST(ValueLines, FollowEachOtherWhereLinesEndInCarriageReturnAndLineFeed)
     EXPECT_EQ(takeMessages(), saidOnLine("Parser: expected string", 7));
 }
 
-TEST(ValueLines, LoseTheFirstCharacterOfTheNextWhereLineFeedsAreBare)
+TEST(ValueLines, ABareLineFeedCostsTheNextLineItsFirstCharacter)
 {
     TextParser parser("10\n20\n30\n40");
     int value;
@@ -217,7 +217,7 @@ TEST(ValueLines, LoseTheFirstCharacterOfTheNextWhereLineFeedsAreBare)
     EXPECT_FALSE(parser.ParseInteger(&value));
 }
 
-TEST(ValueLines, BehindEmptyLinesAreReadButSteppedOverTooShort)
+TEST(ValueLines, AfterEmptyLinesTheCursorMovesTooFewCharacters)
 {
     TextParser parser("\n\n10\r\n20\r\n");
     int value;
@@ -226,7 +226,7 @@ TEST(ValueLines, BehindEmptyLinesAreReadButSteppedOverTooShort)
     EXPECT_FALSE(parser.ParseInteger(&value)); // counted from the first line feed, that is where the line was cut
 }
 
-TEST(ValueLines, WithLeadingBlanksAreSteppedOverTooShort)
+TEST(ValueLines, AfterLeadingBlanksTheCursorMovesTooFewCharacters)
 {
     TextParser parser("   10\r\n20\r\n");
     int value;
@@ -236,7 +236,7 @@ TEST(ValueLines, WithLeadingBlanksAreSteppedOverTooShort)
     EXPECT_EQ(value, 0);
 }
 
-TEST(ValueLines, ThatFailAreMetAgainUnderTheNextNumber)
+TEST(ValueLines, ALineThatFailsIsReadAgainUnderTheNextLineNumber)
 {
     TextParser parser("hello\r\n5\r\n");
     int value = 0;
@@ -295,7 +295,7 @@ TEST(ValueLines, StopAtTheEndOfATextWithoutALineFeed)
 
 // ---- numbers ----
 
-TEST(Numbers, TooLargeForAnIntegerLeaveTheirLowBits)
+TEST(Numbers, OfANumberTooLargeForAnIntegerTheLowBitsAreStored)
 {
     struct Case {
         const char* text;
@@ -344,7 +344,7 @@ TEST(Numbers, HaveAPointInEveryLocale)
     }
 }
 
-TEST(Numbers, ThatBreakOffEndInFrontOfWhatIsMissing)
+TEST(Numbers, AnIncompleteNumberEndsBeforeItsIncompletePart)
 {
     TextParser parser("1e x\r\n0x z\r\n");
     float value;
@@ -356,7 +356,7 @@ TEST(Numbers, ThatBreakOffEndInFrontOfWhatIsMissing)
     EXPECT_EQ(value, 0.0f);
 }
 
-TEST(Numbers, CanBeNone)
+TEST(Numbers, NaNIsAFloat)
 {
     TextParser parser("nan\r\n-NaN(1)\r\n");
     float value;
@@ -386,7 +386,7 @@ static const ValueLine sc_currentLines[] = {
     {"GetInt3", "x 5 y 7", "5 - - - - -", "Parser: expected 3 ints"},
 };
 
-TEST(CurrentLine, ReadersStoreWhatTheyReadAndSayWhatTheyMiss)
+TEST(CurrentLine, ReadersStoreWhatTheyReadAndReportWhatIsMissing)
 {
     for (const ValueLine& row : sc_currentLines) {
         TextParser parser(row.line + std::string("\r\n"));
@@ -399,7 +399,7 @@ TEST(CurrentLine, ReadersStoreWhatTheyReadAndSayWhatTheyMiss)
     }
 }
 
-TEST(CurrentLine, ReadersStayWhereTheyAre)
+TEST(CurrentLine, ReadersDoNotMoveTheLinePosition)
 {
     TextParser parser("x 5 6\r\n");
     parser.ParseLine();
@@ -416,7 +416,7 @@ TEST(CurrentLine, ReadersStayWhereTheyAre)
     EXPECT_EQ(value, 6);
 }
 
-TEST(CurrentLine, ReadersFailWhereThereIsNone)
+TEST(CurrentLine, ReadersFailWithoutACurrentLine)
 {
     for (const char* text : {"", "  \r\n", "//5\r\n", "\r\n"}) {
         for (const ValueLine& row : sc_currentLines) {
@@ -435,7 +435,7 @@ TEST(CurrentLine, ReadersFailWhereThereIsNone)
     }
 }
 
-TEST(CurrentLine, ReadersRunOnIntoTheNextLineWhereLineFeedsAreBare)
+TEST(CurrentLine, ReadersContinueInTheNextLineAfterABareLineFeed)
 {
     TextParser parser("x\n\n5 6\n");
     parser.ParseLine();

@@ -40,7 +40,7 @@ TEST(ParserWatch, EachNamedReaderAsksForTheComparisonOnce)
     EXPECT_EQ(s_comparisons, expected + "width~width");
 }
 
-TEST(ParserWatch, ItIsTheComparisonThatDecides)
+TEST(ParserWatch, TheComparisonDecidesWhetherANameMatches)
 {
     TextParser parser("width = 640\r\n");
     parser.ParseLine();

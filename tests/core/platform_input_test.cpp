@@ -56,14 +56,14 @@ TEST(RawKeyToLocalKey, KnowsAll128Keys)
     }
 }
 
-TEST(RawKeyToLocalKey, HasNoCodeForKeysThatAreNone)
+TEST(RawKeyToLocalKey, Returns0ForNumbersOutOfRange)
 {
     for (int key : {128, 255, 256, INT_MAX, -1, INT_MIN}) {
         EXPECT_EQ(Platform::RawKeyToLocalKey(key), 0u) << "key " << key;
     }
 }
 
-TEST(RawKeyToLocalKey, TellsTheseAtAGlance)
+TEST(RawKeyToLocalKey, MapsSampleKeysToTheirCodes)
 {
     const struct {
         int key;
@@ -86,14 +86,14 @@ TEST(ShowCursor, DoesNotCount)
     EXPECT_EQ(s_asked, (Lines{"hide on 77", "show on 77"}));
 }
 
-TEST(ShowCursor, WhileItIsShownIsNothing)
+TEST(ShowCursor, DoesNothingWhenTheCursorIsShown)
 {
     Platform::ShowCursor(true);
     EXPECT_TRUE(s_asked.empty());
     EXPECT_EQ(s_platformData.cursorHideCount, 0);
 }
 
-TEST(ShowCursor, GoesOnAndOff)
+TEST(ShowCursor, ShowsAndHidesTheCursor)
 {
     for (int i = 0; i < 3; i++) {
         Platform::ShowCursor(false);
@@ -210,13 +210,13 @@ TEST(CaptureMouse, SetsTheFlagThatIs0AtFirst)
     EXPECT_EQ(g_MacMouseCaptured, 0);
 }
 
-TEST(CaptureMouse, WithoutAWindowIsTheFlagAlone)
+TEST(CaptureMouse, WithoutAWindowOnlySetsTheFlag)
 {
     Platform::CaptureMouse(true);
     EXPECT_TRUE(s_asked.empty());
 }
 
-TEST(CaptureMouse, OfAWindowThatItsUserClosedIsTheFlagAlone)
+TEST(CaptureMouse, AfterItsUserClosedTheWindowOnlySetsTheFlag)
 {
     haveWindow({100, 100, 800, 600});
     s_windows.clear();
@@ -225,7 +225,7 @@ TEST(CaptureMouse, OfAWindowThatItsUserClosedIsTheFlagAlone)
     EXPECT_TRUE(s_asked.empty());
 }
 
-TEST(CaptureMouse, SetFreeIsTheFlagAlone)
+TEST(CaptureMouse, EndingTheCaptureOnlyClearsTheFlag)
 {
     haveWindow({100, 100, 800, 600});
     Platform::CaptureMouse(false);
@@ -240,7 +240,7 @@ TEST(CaptureMouse, BringsTheCursorIntoTheWindowInOrder)
                               "move on 77 to 112 96", "associate 1"}));
 }
 
-TEST(CaptureMouse, GoesByThePortsOrigin)
+TEST(CaptureMouse, CountsFromTheOriginOfThePort)
 {
     haveWindow({112, 72, 800, 600});
     s_portOrigin.h = 12;

@@ -305,7 +305,7 @@ protected:
 INSTANTIATE_TEST_SUITE_P(At, MainScreen,
                          testing::Combine(testing::ValuesIn(sc_arrangements), testing::Values(false, true)), nameOf);
 
-TEST_P(MainScreen, HasTheWindowsWhereverItIs)
+TEST_P(MainScreen, ShowsTheWindowsAtAnyPlaceOfTheDesktop)
 {
     startGame(200, 150);
     const Box middle = {m_main.x + (m_main.width - 200) / 2, m_main.y + (m_main.height - 150) / 2, 200, 150};
@@ -323,7 +323,7 @@ TEST_P(MainScreen, HasTheWindowsWhereverItIs)
     expectShown({m_main.x + (m_main.width - 200) / 2, m_main.y + m_main.height / 8, 200, 150});
 }
 
-TEST_P(MainScreen, HasTheCursorWhereverItIs)
+TEST_P(MainScreen, HoldsTheCursorAtAnyPlaceOfTheDesktop)
 {
     startGame(200, 150);
     Platform::SetFullscreenWindow(window(), false, 200, 150);
@@ -363,7 +363,7 @@ protected:
     }
 };
 
-TEST_F(TwoOutputs, OfThesePrimaryOneHasTheWindows)
+TEST_F(TwoOutputs, ThePrimaryOutputShowsTheWindows)
 {
     startGame(200, 150);
     expectShown({800 + (640 - 200) / 2, 100 + (480 - 150) / 2, 200, 150});
@@ -474,7 +474,7 @@ protected:
     void SetUp() override { open("640x480x8", false); }
 };
 
-TEST_F(FewColours, AWindowIsThereWithoutWaitingForFramesThatNobodyDraws)
+TEST_F(FewColours, AWindowAppearsWithoutWaitingForFrames)
 {
     testing::internal::CaptureStderr();
     startGame(200, 150);

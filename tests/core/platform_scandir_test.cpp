@@ -107,7 +107,7 @@ TEST_F(ScanDir, TheSelectCallbackIsAskedForTheNameOfEachFileOnce)
     EXPECT_EQ(s_asked, (Paths{"archer.mdl", "knight.mdl", "notes.txt"}));
 }
 
-TEST_F(ScanDir, WhatTheSelectCallbackAnswersNot0ForIsListed)
+TEST_F(ScanDir, AFileIsListedWhenTheSelectCallbackReturnsNonzero)
 {
     EXPECT_EQ(sorted("units", [](const char* name) { return strstr(name, ".mdl") ? 1 : 0; }),
               (Paths{"units/archer.mdl", "units/knight.mdl"}));
@@ -160,7 +160,7 @@ TEST_F(ScanDir, ABackslashAtTheEndIsNoSlash)
     EXPECT_EQ(sorted("units\\", everything).front(), "units\\/archer.mdl");
 }
 
-TEST_F(ScanDir, NamesAreWhateverBytesTheyAre)
+TEST_F(ScanDir, NamesMayHoldAnyBytes)
 {
     const std::string name = "\xC3\xA9t\xC3\xA9 \\%s\n\xff";
     writeFile("units/old/" + name, "");

@@ -93,7 +93,7 @@ TEST(ScanDirWatch, ConvertsAsksAndTakesOneBlockOfBank0)
     EXPECT_EQ(memory.takeLog(), "");
 }
 
-TEST(ScanDirWatch, TheBlockRemembersWhoAskedForIt)
+TEST(ScanDirWatch, TheBlockHasTheSourceAndLineOfScanDir)
 {
     WatchedMemory memory;
     s_folder = {{"one", DT_REG}};
@@ -120,7 +120,7 @@ TEST(ScanDirWatch, TheSystemIsAskedForTheConvertedPathAndTheListHasTheGivenOne)
     EXPECT_EQ(first, "x\\units\\/one");
 }
 
-TEST(ScanDirWatch, WhatTheSystemIsGivenMayStillBeCalledBehindTheScan)
+TEST(ScanDirWatch, TheCallbacksMayStillBeCalledAfterTheScan)
 {
     WatchedMemory memory;
     s_folder = {{"one", DT_REG}};
@@ -147,7 +147,7 @@ TEST(ScanDirWatch, ThereIsNoListYetWhileTheFolderIsRead)
     Platform::ScanDirFree(s_list);
 }
 
-TEST(ScanDirWatch, ACallbackThatIsNotGivenIsNotHandedOn)
+TEST(ScanDirWatch, ANullCallbackIsPassedToTheSystemAsNull)
 {
     WatchedMemory memory;
     std::string first;
@@ -245,7 +245,7 @@ TEST(ScanDirWatch, WithoutMemoryThereIsNoList)
     EXPECT_EQ(first, "(null)");
 }
 
-TEST(ScanDirWatch, AListOfMoreBytesThanThereAreIsTheEndOfTheGame)
+TEST(ScanDirWatch, AListThatNoMemoryCanHoldEndsTheGame)
 {
     WatchedMemory memory;
     unsetenv("DISPLAY");

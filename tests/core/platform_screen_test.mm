@@ -389,7 +389,7 @@ static std::string withoutRunLoop(const std::string& text)
     return rest;
 }
 
-TEST_F(ManagedScreen, SwitchesForEverWithoutGrowingAndWithoutAWord)
+TEST_F(ManagedScreen, ManySwitchesLeakNothingAndPrintNothing)
 {
     startGame();
     Platform::SetWindowPos();
@@ -420,7 +420,7 @@ TEST_F(ManagedScreen, SwitchesForEverWithoutGrowingAndWithoutAWord)
     EXPECT_EQ(withoutRunLoop(testing::internal::GetCapturedStderr()), "");
 }
 
-TEST_F(ManagedScreen, CallsLeaveNothingBehindInAGameWithoutPools)
+TEST_F(ManagedScreen, CallsLeakNothingInAGameWithoutAutoreleasePools)
 {
     startGame();
     Platform::SetWindowPos();
@@ -748,7 +748,7 @@ TEST_F(PlainScreen, KeysComeAsTheEnginesCodes)
     }
 }
 
-TEST_F(PlainScreen, IsAsItWasWhenTheGameIsKilled)
+TEST_F(PlainScreen, TheScreenIsRestoredWhenTheGameIsKilled)
 {
     const unsigned int windows = windowsOnServer();
     const pid_t game = forkGame();
@@ -819,7 +819,7 @@ TEST_F(ManagedScreen, AnAlertIsAnsweredByReturnWhereThePlatformMakesTheApplicati
     EXPECT_EQ(WEXITSTATUS(status), 1);
 }
 
-TEST_F(PlainScreen, ThatBecomesSilentShowsNoAlertAndKeepsNoGame)
+TEST_F(PlainScreen, AServerThatBecomesSilentShowsNoAlertAndDoesNotStopTheGame)
 {
     startGame();
     kill(m_process, SIGSTOP);
@@ -843,7 +843,7 @@ TEST_F(PlainScreen, WithoutAppKitsBackEndThereAreNoWindows)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "The units are lost.\n");
 }
 
-TEST(NoScreen, IsWhatASilentWindowServerComesTo)
+TEST(NoScreen, ASilentWindowServerCountsAsNoScreen)
 {
     HostileScreen screen; // never accepts a connection
     setenv("DISPLAY", screen.onSocket().c_str(), 1);
@@ -856,7 +856,7 @@ TEST(NoScreen, IsWhatASilentWindowServerComesTo)
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10)); // the server is waited for once
 }
 
-TEST(NoScreen, MeansNoWindowAndNotAWord)
+TEST(NoScreen, MeansNoWindowAndNoMessage)
 {
     unsetenv("DISPLAY");
     testing::internal::CaptureStderr();

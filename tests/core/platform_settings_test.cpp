@@ -203,7 +203,7 @@ TEST(Settings, AMarkIsAnEmptyTextOfTheWholeMachines)
     CFRelease(key);
 }
 
-TEST(Settings, AMarkThatCanNotBeMadeSaysFalseAndCreated)
+TEST(Settings, AMarkThatCannotBeMadeReturnsFalseAndReportsCreated)
 {
     setenv("MACAPI_LIBRARY", "/dev/null/no folder", 1);
     bool created = false;

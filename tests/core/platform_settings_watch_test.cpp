@@ -49,7 +49,7 @@ TEST(SettingsWatch, AnInt32IsAskedForAsANumberAndTheFlagDecides)
     EXPECT_EQ(Platform::RegGetInt32("Video", "width", 640), 0);
 }
 
-TEST(SettingsWatch, ANumberThatIsNoInt32IsNone)
+TEST(SettingsWatch, ANumberThatIsNoInt32CountsAsMissing)
 {
     if (sizeof(CFIndex) == 4) {
         GTEST_SKIP() << "here the store has no such number";
@@ -118,7 +118,7 @@ TEST(SettingsWatch, AMarkThatIsNotThereIsMadeFlushedAndLookedUpAgain)
                          "copy #1 of any application, any user, this host = #2, release #2, release #1");
 }
 
-TEST(SettingsWatch, AMarkThatDoesNotTakeSaysFalseAndCreated)
+TEST(SettingsWatch, AMarkThatIsNotThereAfterTheWriteReturnsFalseAndReportsCreated)
 {
     s_keepsMarks = false;
     bool created = false;
@@ -126,7 +126,7 @@ TEST(SettingsWatch, AMarkThatDoesNotTakeSaysFalseAndCreated)
     EXPECT_TRUE(created);
 }
 
-TEST(SettingsWatch, AMarkWhoseKeyCanNotBeMadeIsNeitherThereNorMade)
+TEST(SettingsWatch, AMarkWhoseKeyCannotBeMadeIsNeitherFoundNorMade)
 {
     s_refused = "Ostrel Works/game";
     bool created = true;

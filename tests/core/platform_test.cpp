@@ -70,7 +70,7 @@ TEST(PlatformIdentity, ItsOwnResultMayBePrefixOrSuffixOfTheNextAppFilename)
     EXPECT_EQ(Platform::CreateAppFilename("", result + 5), name + name + ".cfg");
 }
 
-TEST(PlatformIdentity, AMissingPrefixOrSuffixIsAnEmptyOne)
+TEST(PlatformIdentity, ANullPrefixOrSuffixCountsAsEmpty)
 {
     EXPECT_EQ(Platform::CreateAppFilename(nullptr, ".cfg"), programName() + ".cfg");
     EXPECT_EQ(Platform::CreateAppFilename("data/", nullptr), "data/" + programName());
@@ -297,14 +297,14 @@ TEST_F(PlatformAlert, ATextThatCannotBeFormattedEndsAllTheSame)
     EXPECT_EQ(Platform::MessageBox("caption", "%ls", noCharacter), 1);
 }
 
-TEST_F(PlatformAlert, ACaptionMayBeMissingForItIsNotShown)
+TEST_F(PlatformAlert, ACaptionMayBeNullSinceItIsNotShown)
 {
     testing::internal::CaptureStderr();
     Platform::MessageBox(nullptr, "text");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "text\n");
 }
 
-TEST_F(PlatformAlert, AMissingTextIsAnEmptyOne)
+TEST_F(PlatformAlert, ANullTextCountsAsEmpty)
 {
     const char* format = nullptr;
     testing::internal::CaptureStderr();
@@ -312,7 +312,7 @@ TEST_F(PlatformAlert, AMissingTextIsAnEmptyOne)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "\n");
 }
 
-TEST(PlatformBrowser, WhatIsNoUrlIsAnsweredLikeAPageThatOpened)
+TEST(PlatformBrowser, ATextThatIsNoUrlReturnsTheSameAsAPageThatOpened)
 {
     for (const char* url : {"", "two words", "caf\xc3\xa9", static_cast<const char*>(nullptr)}) {
         EXPECT_EQ(Platform::SpawnWebBrowser(url), 0);

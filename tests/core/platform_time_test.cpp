@@ -176,7 +176,7 @@ TEST(ThreadStarter, StartsAThreadOfTheSystems)
     EXPECT_EQ(thread.running, 0u);
 }
 
-TEST(ThreadStarter, WithoutAThreadObjectOrAFunctionDoesWhatIsLeft)
+TEST(ThreadStarter, WithoutAThreadObjectOrAFunctionDoesTheRest)
 {
     EXPECT_EQ(threadStarter(new StartRecord{[](void*) { return 5; }, nullptr, nullptr}), 5);
     GameThread thread;

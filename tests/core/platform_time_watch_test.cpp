@@ -143,7 +143,7 @@ TEST(PlatformTimeWatch, NanosecondsOfSleepHave32Bits)
     }
 }
 
-TEST(PlatformTimeWatch, PlatformsSleepIsTheFreeFunctions)
+TEST(PlatformTimeWatch, PlatformsSleepCallsTheFreeFunctionSleep)
 {
     Platform::Sleep(5000);
     EXPECT_EQ(s_asked, "sleep 5000, up time, add to it, wait for the sum");

@@ -227,7 +227,7 @@ TEST(PlatformName, IsReleasedOnceRead)
     EXPECT_EQ(s_released, std::vector<const void*>{s_processName});
 }
 
-TEST(PlatformVersion, ABundleWithoutInformationIsSaidSoAndAskedAgain)
+TEST(PlatformVersion, ABundleWithoutInformationIsLoggedAndReadAgain)
 {
     s_hasInfo = false;
     EXPECT_STREQ(Platform::GetAppVersion(), "no bundleInfoDict");
@@ -337,14 +337,14 @@ TEST(PlatformStart, TheVectorUnitIsLookedForOnTheFirstSetAppAlone)
     EXPECT_EQ(count("gestalt"), 1);
 }
 
-TEST(PlatformStart, AProcessorWithoutAVectorUnitIsNoObstacle)
+TEST(PlatformStart, TheGameStartsOnAProcessorWithoutAVectorUnit)
 {
     s_features = ~0x10;
     Platform::SetApp(1);
     EXPECT_EQ(Platform::GetApp(), 1u);
 }
 
-TEST(PlatformStart, AProcessorThatIsNotKnownIsNoObstacle)
+TEST(PlatformStart, TheGameStartsOnAnUnknownProcessor)
 {
     s_gestaltStatus = gestaltUndefSelectorErr;
     Platform::SetApp(1);

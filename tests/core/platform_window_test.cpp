@@ -123,7 +123,7 @@ TEST(SetWindowPos, CentresAndShowsTheCurrentWindow)
     EXPECT_EQ(s_asked, (Lines{"center", "key and front"}));
 }
 
-TEST(SetWindowPos, WithoutAWindowIsNothing)
+TEST(SetWindowPos, WithoutAWindowDoesNothing)
 {
     Platform::SetWindowPos();
     EXPECT_TRUE(s_asked.empty());
@@ -146,7 +146,7 @@ TEST(DestructWindow, OfAnotherWindowLeavesTheCurrentOne)
     EXPECT_EQ(Platform::GetWindow(), current);
 }
 
-TEST(DestructWindow, OfNoneIsNothing)
+TEST(DestructWindow, OfNullDoesNothing)
 {
     void* current = showWindow();
     Platform::DestructWindow(nullptr);
@@ -253,7 +253,7 @@ TEST(FullScreen, ThatFailsLeavesNoWindow)
     EXPECT_EQ(Platform::GetWindow(), nullptr);
 }
 
-TEST(FullScreen, KeepsNothingOfTheOldWindowWhetherOrNotThereIsANewOne)
+TEST(FullScreen, ForgetsTheOldWindowAlsoWhenTheNewOneCannotBeMade)
 {
     showWindow();
     Platform::SetFullscreenWindow(Platform::GetWindow(), true, 640, 480);
@@ -298,7 +298,7 @@ TEST(FullScreen, OfAWindowThatIsNotCurrentMakesTheNewOneCurrent)
     EXPECT_NE(Platform::GetWindow(), current);
 }
 
-TEST(FullScreen, OfNoWindowHasNoTitle)
+TEST(FullScreen, WithoutAWindowMakesOneWithAnEmptyTitle)
 {
     Platform::SetFullscreenWindow(nullptr, true, 1024, 768);
     EXPECT_EQ(s_asked, (Lines{"mode of 77", "screen", "now Width", "screen", "now Height",
@@ -405,7 +405,7 @@ TEST(GetDesktopInfo, IsTheMainDisplaysSizeAndDepth)
     EXPECT_EQ(s_asked, (Lines{"wide of 77", "high of 77", "bits of 77"}));
 }
 
-TEST(Resources, AreNoneForEveryNumber)
+TEST(Resources, LoadingACursorOrAnIconReturnsNull)
 {
     for (int id : {INT_MIN, -1, 0, 1, 32512, INT_MAX}) {
         EXPECT_EQ(Platform::LoadCursor(id), nullptr);

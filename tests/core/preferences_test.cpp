@@ -182,7 +182,7 @@ TEST(Preferences, InitIsTrueForAnyPathAndTheLastOneCounts)
     EXPECT_EQ(preferences.read("Video", "width", 5), 5);
 }
 
-TEST(Preferences, ThatEndForgetTheIniFileForAll)
+TEST(Preferences, TheEndOfOneObjectForgetsTheIniFileForAllObjects)
 {
     IniPreferences preferences("[Video]\nwidth=640\n");
     {
@@ -205,7 +205,7 @@ TEST(Preferences, SayThatTheIniFileIsMissingAndGiveTheDefault)
     EXPECT_EQ(takeMessages(), "4 Preferences File Missing: none.ini\f");
 }
 
-TEST(Preferences, TakeAPipeForAMissingIniFile)
+TEST(Preferences, APipeCountsAsAMissingIniFile)
 {
     alarm(60); // the end of a test that waits after all
     ASSERT_EQ(mkfifo("pipe.ini", 0600), 0);

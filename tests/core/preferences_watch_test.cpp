@@ -128,7 +128,7 @@ TEST_F(PreferencesWatch, ALongStoredTextGetsNoMoreRoomThanTheBufferHas)
                          "convert #3 into 1024 = no, release #3, open game.ini rt, close");
 }
 
-TEST_F(PreferencesWatch, AMissingIniFileIsSaidOnceForEachRead)
+TEST_F(PreferencesWatch, AMissingIniFileIsLoggedOnceForEachRead)
 {
     s_ini.opens = false;
     EXPECT_STREQ(preferences.read("Video", "width", "800"), "800");
@@ -147,7 +147,7 @@ TEST_F(PreferencesWatch, WithoutAPathNothingIsOpened)
     EXPECT_EQ(takeLog(), "string Video/width = #1, copy #1 of this application = null, release #1");
 }
 
-TEST_F(PreferencesWatch, ANumberReadOffersTheBufferToBank0WhichRefusesIt)
+TEST_F(PreferencesWatch, ReadingANumberFreesTheBufferInBank0WhichRefusesIt)
 {
     GameMemory memory;
     memory.defineHeap("core", 4096);
@@ -163,7 +163,7 @@ TEST_F(PreferencesWatch, ANumberReadOffersTheBufferToBank0WhichRefusesIt)
     EXPECT_EQ(memory.banks[0].freeCount, 0u);
 }
 
-TEST_F(PreferencesWatch, ADefaultNumberOffersNothing)
+TEST_F(PreferencesWatch, ADefaultNumberFreesNothingInBank0)
 {
     GameMemory memory;
     memory.defineHeap("core", 4096);
@@ -190,7 +190,7 @@ TEST_F(PreferencesWatch, ALinearBank0KeepsItsBlocks)
     EXPECT_EQ(takeLog().find("free"), std::string::npos);
 }
 
-TEST_F(PreferencesWatch, ABank0OfAnotherKindIsNotAskedEither)
+TEST_F(PreferencesWatch, ABank0ThatIsNoHeapIsNotAskedToFree)
 {
     GameMemory memory;
     memory.defineBank(MEMLOC_DEFAULT, MEMBANK_OTHER, "core", 4096);

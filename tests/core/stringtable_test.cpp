@@ -165,7 +165,7 @@ TEST(StringTable, SaysWhenItCannotWrite)
     EXPECT_EQ(memory.check(0, true), 0);
 }
 
-TEST(StringTable, TakesAPipeForAMissingFileAndCanNotBeWrittenToIt)
+TEST(StringTable, APipeCountsAsAMissingFileAndIsNotWritten)
 {
     alarm(60); // the end of a test that waits after all
     WatchedMemory memory;
@@ -399,7 +399,7 @@ TEST(StringsFile, BringsTheFirst1024OfItsEntries)
     EXPECT_NE(takeMessages(), "");
 }
 
-TEST(StringsFile, IsNoFolder)
+TEST(StringsFile, AFolderCountsAsAMissingFile)
 {
     WatchedMemory memory;
     std::filesystem::create_directory(sc_file);
@@ -617,7 +617,7 @@ TEST(Translate, ServesTheEmptyText)
     EXPECT_EQ(takeMessages(), "");
 }
 
-TEST(Translate, MayBeAskedForWhatItAnswered)
+TEST(Translate, ATranslationMayBeTranslatedAgain)
 {
     WatchedMemory memory;
     writeFile(sc_file, entryLine("a", "A translation"));
@@ -704,7 +704,7 @@ TEST(StringTable, IsLoadedOnceAFileWasOpened)
     EXPECT_STREQ(m_spareOf(table), "");
 }
 
-TEST(StringTable, IsTheLiveOneFromItsBeginningToTheEndOfAny)
+TEST(StringTable, TheNewestObjectIsTheGlobalOneUntilAnyObjectEnds)
 {
     WatchedMemory memory;
     EXPECT_EQ(g_stringTblPtr, nullptr);
@@ -738,7 +738,7 @@ TEST(StringTable, LivesInBankZeroAndGivesAllOfItBack)
     EXPECT_EQ(memory.check(0, true), 0);
 }
 
-TEST(StringTable, LeavesBehindWhatFoundNoNode)
+TEST(StringTable, ARecordThatFoundNoNodeIsNeverFreed)
 {
     WatchedMemory memory;
     {

@@ -141,7 +141,7 @@ TEST(StringTableWatch, LooksUpWithoutAskingForMemory)
     EXPECT_EQ(memory.takeLog(), "");
 }
 
-TEST(StringTableWatch, EndsInOrder)
+TEST(StringTableWatch, WritesItsFileAndFreesItsPartsInOrder)
 {
     WatchedMemory memory;
     StringTable* strings = new ("test", 1) StringTable;

@@ -44,14 +44,14 @@ protected:
     std::string m_said;
 };
 
-TEST_F(DemoRun, WithoutADisplayItGoesOnWithoutAWindow)
+TEST_F(DemoRun, WithoutADisplayTheGameRunsWithoutAWindow)
 {
     EXPECT_EQ(run(""), 0) << m_said;
     EXPECT_TRUE(said("There is no display: the game goes on without a window.")) << m_said;
     EXPECT_TRUE(said("All 13 banks check out")) << m_said;
 }
 
-TEST_F(DemoRun, WhatWasChosenOnceIsChosenInTheNextRun)
+TEST_F(DemoRun, ChoicesAreKeptForTheNextRun)
 {
     ASSERT_EQ(run("-width 640 -locale de"), 0) << m_said;
     EXPECT_TRUE(said("-width        640  von der Befehlszeile")) << m_said;
@@ -92,7 +92,7 @@ TEST_F(DemoRun, AWordThatIsNoSwitchEndsTheGameBeforeItBegins)
     EXPECT_TRUE(said("Good runs before this one: 0.")) << m_said;
 }
 
-TEST_F(DemoRun, HelpIsThereUnderEachOfItsNames)
+TEST_F(DemoRun, EachSpellingOfHelpPrintsTheHelp)
 {
     for (const char* name : {"-help", "--help", "-h"}) {
         EXPECT_EQ(run(name), 0) << m_said;
@@ -101,7 +101,7 @@ TEST_F(DemoRun, HelpIsThereUnderEachOfItsNames)
     }
 }
 
-TEST_F(DemoRun, AFullDiskBehindTheStandardOutputShowsInTheStatus)
+TEST_F(DemoRun, AFullDiskUnderTheStandardOutputChangesTheExitStatus)
 {
     if (access("/dev/full", W_OK) != 0) {
         GTEST_SKIP() << "there is no /dev/full";

@@ -42,7 +42,7 @@ TEST_F(Bars, ShowWhereInTheBankBlocksLie)
     EXPECT_EQ(shown.cells, (std::vector<float>{0.5f, 0.5f, 0, 0, 0, 0, 0, 0}));
 }
 
-TEST_F(Bars, CellsAddUpToWhatIsInUse)
+TEST_F(Bars, CellsAddUpToTheBytesInUse)
 {
     begin(MEMBANK_HEAP);
     alloc(100);
@@ -171,7 +171,7 @@ TEST_F(Layout, ShowsFrameBattleAndBanks)
 }
 
 // The overflowed bank has as much outside as inside, so its bar is shared by halves.
-TEST_F(Layout, ABarsPartsAreAsWideAsTheirBytesAreMany)
+TEST_F(Layout, ThePartsOfABarAreInProportionToTheirBytes)
 {
     const Picture picture = layOut(960, 600);
     const auto outside = std::find_if(picture.boxes.begin(), picture.boxes.end(),

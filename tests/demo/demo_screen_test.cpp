@@ -157,28 +157,28 @@ TEST_F(DemoScreen, MayBeginInFullScreenAsLargeAsTheDisplay)
     EXPECT_EQ(s_gfx.attached.back(), Platform::GetWindow());
 }
 
-TEST_F(DemoScreen, WithoutADisplayThereIsNone)
+TEST_F(DemoScreen, WithoutADisplayThereIsNoScreen)
 {
     s_displayWidth = 0;
     EXPECT_FALSE(Screen(800, 500, true).isOpen());
     EXPECT_EQ(s_asked, std::vector<std::string>());
 }
 
-TEST_F(DemoScreen, AModuleThatCantStartMeansNone)
+TEST_F(DemoScreen, WhenItsModuleCannotStartThereIsNoScreen)
 {
     s_gfx.starts = false;
     EXPECT_FALSE(Screen(800, 500, false).isOpen());
     EXPECT_EQ(s_asked, std::vector<std::string>());
 }
 
-TEST_F(DemoScreen, AWindowThatCantBeHadMeansNone)
+TEST_F(DemoScreen, WithoutAWindowThereIsNoScreen)
 {
     s_hasWindows = false;
     EXPECT_FALSE(Screen(800, 500, true).isOpen());
     EXPECT_EQ(s_gfx.attached, std::vector<void*>());
 }
 
-TEST_F(DemoScreen, FChangesTheKindOfWindowAndGivesTheNewOneTheView)
+TEST_F(DemoScreen, TheKeyFChangesTheKindOfWindowAndMovesTheViewToTheNewOne)
 {
     Screen screen(800, 500, false);
     press(screen, sc_f);
@@ -191,7 +191,7 @@ TEST_F(DemoScreen, FChangesTheKindOfWindowAndGivesTheNewOneTheView)
     EXPECT_EQ(s_gfx.attached.back(), Platform::GetWindow());
 }
 
-TEST_F(DemoScreen, AWindowLostInTheChangeIsNoEndOfTheGame)
+TEST_F(DemoScreen, TheGameGoesOnWhenTheSwitchLosesTheWindow)
 {
     Screen screen(800, 500, false);
     s_hasWindows = false;
@@ -202,7 +202,7 @@ TEST_F(DemoScreen, AWindowLostInTheChangeIsNoEndOfTheGame)
     EXPECT_FALSE(screen.isLeft());
 }
 
-TEST_F(DemoScreen, CAndHChangeMouseAndCursorThereAndBack)
+TEST_F(DemoScreen, TheKeysCAndHSwitchMouseCaptureAndCursorOnAndOff)
 {
     Screen screen(800, 500, false);
     press(screen, sc_c);
@@ -272,7 +272,7 @@ TEST_F(DemoScreen, AFrameTakesAThirtiethOfASecond)
     EXPECT_EQ(s_gfx.drawn.size(), 30u);
 }
 
-TEST_F(DemoScreen, AFrameThatTookTooLongIsNotCaughtUpWith)
+TEST_F(DemoScreen, AFrameThatTookTooLongDoesNotShortenTheNext)
 {
     Screen screen(800, 500, false);
     s_now += 1000;

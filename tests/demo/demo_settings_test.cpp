@@ -40,7 +40,7 @@ static bool operator==(const Setting& left, const Setting& right)
     return left.value == right.value && left.source == right.source;
 }
 
-TEST_F(DemoSettings, AreTheGamesOwnWhereNobodyHasChosen)
+TEST_F(DemoSettings, AreTheDefaultsWhenNothingWasChosen)
 {
     EXPECT_EQ(chosen(SETTING_WIDTH), (Setting{"960", SOURCE_GAME}));
     EXPECT_EQ(chosen(SETTING_HEIGHT), (Setting{"600", SOURCE_GAME}));
@@ -66,7 +66,7 @@ TEST_F(DemoSettings, ThePreferencesCountAlsoWhereTheySayTheSameAsTheIniFile)
     EXPECT_EQ(chosen(SETTING_WIDTH), (Setting{"640", SOURCE_PREFERENCES}));
 }
 
-TEST_F(DemoSettings, AValueThatIsNoGoodIsPassedOverAndTold)
+TEST_F(DemoSettings, AnInvalidValueIsSkippedAndReported)
 {
     static const struct {
         const char* section;
@@ -95,7 +95,7 @@ TEST_F(DemoSettings, AValueThatIsNoGoodIsPassedOverAndTold)
     }
 }
 
-TEST_F(DemoSettings, WhatThePlayerHasChosenIsKeptAndNothingElse)
+TEST_F(DemoSettings, OnlyThePlayersChoicesAreStored)
 {
     ship("[Window]\r\nheight=300\r\n");
     m_options.typed[SETTING_WIDTH] = "1000";
@@ -127,7 +127,7 @@ static Options optionsOf(std::vector<const char*> words)
     return ReadOptions(commandLine, static_cast<int>(words.size()), const_cast<char**>(words.data()));
 }
 
-TEST(DemoOptions, AreTakenAsTheyWereTyped)
+TEST(DemoOptions, KeepTheTextThatWasTyped)
 {
     const Options options = optionsOf({"-width", "640", "-fullscreen", "-locale", "de"});
     EXPECT_EQ(options.wrongSwitch, "");
@@ -137,19 +137,19 @@ TEST(DemoOptions, AreTakenAsTheyWereTyped)
     EXPECT_EQ(options.typed[SETTING_LOCALE], "de");
 }
 
-TEST(DemoOptions, AWindowIsNotFullScreen)
+TEST(DemoOptions, TheSwitchWindowTurnsFullScreenOff)
 {
     EXPECT_EQ(optionsOf({"-window"}).typed[SETTING_FULL_SCREEN], "0");
 }
 
-TEST(DemoOptions, ANumberOutOfRangeIsTold)
+TEST(DemoOptions, ANumberOutOfRangeIsReported)
 {
     const Options options = optionsOf({"-width", "9000", "-height", "x"});
     EXPECT_EQ(options.wrongSwitch, "-width");
     EXPECT_EQ(options.wrongValue, "9000");
 }
 
-TEST(DemoOptions, AWordThatIsNoSwitchAndNoValueIsStrange)
+TEST(DemoOptions, AWordThatIsNoSwitchAndNoValueIsReported)
 {
     EXPECT_STREQ(optionsOf({"-width", "640", "fast"}).strangeWord, "fast");
     EXPECT_STREQ(optionsOf({"-fullscreen", "640"}).strangeWord, "640");
@@ -164,7 +164,7 @@ TEST(DemoOptions, ASwitchIsGivenOnce)
     EXPECT_STREQ(optionsOf({"-width", "640", "-window", "-width", "800"}).strangeWord, "-width");
 }
 
-TEST(DemoOptions, AllThatIsInTheListIsGood)
+TEST(DemoOptions, EverySwitchInTheListIsAccepted)
 {
     const Options options = optionsOf({"-frames", "5", "-width", "640", "-height", "480", "-fullscreen", "-window",
                                        "-locale", "de", "-data", ".", "-logger"});
@@ -172,12 +172,12 @@ TEST(DemoOptions, AllThatIsInTheListIsGood)
     EXPECT_EQ(options.strangeWord, nullptr);
 }
 
-TEST(DemoOptions, TheWordThatAFinderAddsIsNotStrange)
+TEST(DemoOptions, TheProcessNumberThatTheFinderAddsIsAccepted)
 {
     EXPECT_TRUE(optionsOf({"-psn_0_1234567"}).areGood());
 }
 
-TEST(DemoOptions, HelpHasTheNamesThatOtherProgramsGiveIt)
+TEST(DemoOptions, HelpHasThreeSpellings)
 {
     EXPECT_TRUE(optionsOf({"-help"}).help);
     EXPECT_TRUE(optionsOf({"--help"}).help);

@@ -137,7 +137,7 @@ TEST_F(DemoWindow, EscapeEndsTheGameWithAllItsChecks)
     EXPECT_FALSE(said("1,927,824 operations")); // which all frames would have had
 }
 
-TEST_F(DemoWindow, ItsCloseButtonDoesSoToo)
+TEST_F(DemoWindow, TheCloseButtonEndsTheGameWithAllItsChecks)
 {
     startDemo();
     const Window window = findWindow(DefaultRootWindow(m_display));
@@ -148,7 +148,7 @@ TEST_F(DemoWindow, ItsCloseButtonDoesSoToo)
     EXPECT_FALSE(said("1,927,824 operations"));
 }
 
-TEST_F(DemoWindow, FGoesToFullScreenAndBack)
+TEST_F(DemoWindow, TheKeyFSwitchesToFullScreenAndBack)
 {
     startDemo();
     EXPECT_FALSE(isFullScreen());
@@ -174,7 +174,7 @@ TEST_F(DemoWindow, TheNextRunBeginsInTheKindOfWindowThisOneEndedIn)
     EXPECT_TRUE(said("-fullscreen    yes  the preferences"));
 }
 
-TEST_F(DemoWindow, EndsByItselfBehindTheLastFrame)
+TEST_F(DemoWindow, TheGameEndsAfterTheLastFrame)
 {
     startDemo("-frames", "60");
     EXPECT_EQ(end(), 0);

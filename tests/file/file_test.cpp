@@ -146,7 +146,7 @@ TEST(File, GetLengthIs0ForAnEmptyFileAndNull)
     EXPECT_EQ(File::getLength(nullptr), 0u);
 }
 
-TEST(File, ALengthIsExactAsLongAsAnUnsignedLongHoldsItAndElse0)
+TEST(File, ALengthIsExactWhenAnUnsignedLongCanHoldItAndElse0)
 {
     struct Row {
         off_t bytes;
@@ -168,7 +168,7 @@ TEST(File, ALengthIsExactAsLongAsAnUnsignedLongHoldsItAndElse0)
     }
 }
 
-TEST(File, OpenAnswersNullForWhatIsNotThere)
+TEST(File, OpenReturnsNullForAMissingFile)
 {
     EXPECT_EQ(File::open("missing", "rb"), nullptr);
     EXPECT_EQ(File::open("missing\\file", "w"), nullptr);
@@ -177,7 +177,7 @@ TEST(File, OpenAnswersNullForWhatIsNotThere)
     EXPECT_EQ(fopen_mac("", "rb"), nullptr);
 }
 
-TEST(File, OpenAnswersNullForNullsAndForAModeThatIsNone)
+TEST(File, OpenReturnsNullForNullArgumentsAndInvalidModes)
 {
     put("file", "x");
     EXPECT_EQ(File::open(nullptr, "rb"), nullptr);
@@ -189,7 +189,7 @@ TEST(File, OpenAnswersNullForNullsAndForAModeThatIsNone)
     EXPECT_EQ(contents("file"), "x");
 }
 
-TEST(File, AFolderInTheFilesPlaceIsNotFound)
+TEST(File, AFolderIsNotOpenedAsAFile)
 {
     mkdir("data", 0755);
     for (const char* mode : {"r", "rb", "rt", "w", "a", "r+b"}) {
@@ -212,7 +212,7 @@ TEST(File, CloseReportsThatTheLastBytesWereLost)
     EXPECT_EQ(File::close(nullptr), EOF);
 }
 
-TEST(File, OnlyARegularFileIsOpenedAndNothingIsWaitedFor)
+TEST(File, OpensRegularFilesOnlyAndNeverWaitsForAPipe)
 {
     alarm(60);                          // the end of a test that waits after all
     ASSERT_EQ(mkfifo("pipe", 0600), 0); // opening it the plain way would wait for its other end
@@ -319,7 +319,7 @@ TEST(File, ModesDoWhatFopensDo)
     }
 }
 
-TEST(File, AnOpenedFileWaitsForItsBytesAndClosesOnExec)
+TEST(File, AnOpenedFileBlocksWhileItReadsAndClosesOnExec)
 {
     put("file", "x");
     for (const char* mode : {"rt", "r+", "w", "a"}) {
@@ -351,7 +351,7 @@ TEST(File, NoOpenedFileBecomesAStandardStream)
 }
 
 // The address sanitizer sees the handles, the limit of open files the streams.
-TEST(File, EveryCloseAndEveryRefusalGivesEverythingBack)
+TEST(File, EveryCloseAndEveryRefusalFreesDescriptorAndMemory)
 {
     put("file", "x");
     mkdir("data", 0755);
@@ -475,7 +475,7 @@ TEST(Path, AFolderWithABackslashHoldsOldAndNewFilesAlike)
     EXPECT_EQ(access("odd\\folder/sub/new", F_OK), 0);
 }
 
-TEST(Path, OnlyItsBeginningIsADrive)
+TEST(Path, ADriveIsRemovedOnlyAtTheBeginning)
 {
     mkdir("data", 0755);
     put("data/C:x", "one");
@@ -559,7 +559,7 @@ TEST(ConvertDOSToMacPath, NeverChangesTheLength)
     }
 }
 
-TEST(ConvertDOSToMacPath, MakesAPathThatIsConvertedAlready)
+TEST(ConvertDOSToMacPath, ConvertingTwiceIsTheSameAsOnce)
 {
     for (const char* in : {"C:\\data\\x", "C:x", "\\x\\y", "x"}) {
         char once[32];
@@ -570,7 +570,7 @@ TEST(ConvertDOSToMacPath, MakesAPathThatIsConvertedAlready)
     }
 }
 
-TEST(ConvertDOSToMacPath, LooksAtTheTextOnly)
+TEST(ConvertDOSToMacPath, DoesNotLookAtTheFileSystem)
 {
     put("a\\b", "");
     char out[8];

@@ -482,7 +482,7 @@ TEST_F(Log, WaitsForAStreamThatDoesNotBlock)
               text + "\n");
 }
 
-TEST_F(Log, AStreamThatIsNotThereIsNoHarm)
+TEST_F(Log, AClosedStreamDoesNoHarm)
 {
     const int nowhere = open("/dev/null", O_RDONLY);
     Redirection redirection(nowhere);

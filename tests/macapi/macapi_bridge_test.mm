@@ -53,7 +53,7 @@ TEST_F(Bridge, AModeAnswersWithItsSizes)
     EXPECT_EQ([mode() count], 4u);
 }
 
-TEST_F(Bridge, AKeyMayBeOfEitherKind)
+TEST_F(Bridge, AKeyMayBeAStringOfEitherSide)
 {
     EXPECT_EQ([[mode() objectForKey:(id)kCGDisplayWidth] intValue], 1024);
     EXPECT_EQ([[mode() objectForKey:(id)CFSTR("Width")] intValue], 1024);
@@ -61,7 +61,7 @@ TEST_F(Bridge, AKeyMayBeOfEitherKind)
     EXPECT_EQ(CFDictionaryGetValue((CFDictionaryRef)mode(), @"Width"), [mode() objectForKey:@"Width"]);
 }
 
-TEST_F(Bridge, AKeyThatIsntThereIsAnsweredWithNil)
+TEST_F(Bridge, AMissingKeyReturnsNil)
 {
     EXPECT_EQ([mode() objectForKey:@"Depth"], nil);
     EXPECT_EQ([mode() objectForKey:nil], nil);
@@ -72,7 +72,7 @@ TEST_F(Bridge, AKeyThatIsntThereIsAnsweredWithNil)
     EXPECT_EQ([mode() objectForKey:[NSString stringWithCharacters:&half length:1]], nil);
 }
 
-TEST_F(Bridge, ADictionaryIsAnNSDictionaryInAllIts)
+TEST_F(Bridge, ADictionaryAnswersTheMessagesOfNSDictionary)
 {
     EXPECT_TRUE([mode() isKindOfClass:[NSDictionary class]]);
     EXPECT_FALSE([mode() isKindOfClass:[NSString class]]);
@@ -140,7 +140,7 @@ TEST_F(Bridge, StringsAreNSStrings)
     [string release];
 }
 
-TEST_F(Bridge, ReferencesAreTheSameOnes)
+TEST_F(Bridge, CFRetainAndRetainCountTheSameReferences)
 {
     NSNumber* number = (NSNumber*)CFNumberCreate(kCFAllocatorDefault, kCFNumberIntType, "\0\0\0");
     EXPECT_EQ([number retainCount], 1u);
@@ -163,7 +163,7 @@ TEST_F(Bridge, ALentDictionaryOutlivesReleases)
     EXPECT_EQ([[mode() objectForKey:@"Width"] intValue], 1024);
 }
 
-TEST_F(Bridge, AppKitsOwnObjectsAreNoneOfOurs)
+TEST_F(Bridge, AppKitsOwnObjectsAreNotTakenForOurs)
 {
     NSDictionary* dictionary = [NSDictionary dictionaryWithObject:@"b" forKey:@"a"];
     char text[8];
@@ -180,7 +180,7 @@ TEST_F(Bridge, AppKitsOwnObjectsAreNoneOfOurs)
     EXPECT_EQ([dictionary count], 1u);
 }
 
-TEST_F(Bridge, AppKitsOwnObjectsAreNoValuesForPreferences)
+TEST_F(Bridge, PreferencesRefuseAppKitsOwnObjects)
 {
     CFPreferencesSetAppValue(CFSTR("kept"), kCFBooleanTrue, kCFPreferencesCurrentApplication);
     for (int number = 0; number < 12; number++) {

@@ -287,14 +287,14 @@ TEST(InfoDictionary, IsNullWhenInfoPlistIsNoFile)
     EXPECT_EQ(ask("game", {"version"}), "no dictionary\n");
 }
 
-TEST(InfoDictionary, IsAskedForAgainUntilItIsThere)
+TEST(InfoDictionary, IsReadAgainUntilInfoPlistExists)
 {
     write("Info.plist", "not yet");
     write("later", versionPlist("1.1"));
     EXPECT_EQ(ask("game", {"version", "rename=" + here() + "/later", "version"}), "no dictionary\nrenamed\n1.1\n");
 }
 
-TEST(InfoDictionary, GetsWhatInfoPlistGets)
+TEST(InfoDictionary, FollowsChangesOfInfoPlist)
 {
     write("Info.plist", plist("<key>CFBundleName</key><string>Brackenlow</string>"));
     write("later", versionPlist("1.1"));
@@ -325,7 +325,7 @@ TEST(InfoDictionary, MayHoldAnythingForAVersion)
     EXPECT_EQ(ask("game", {"version"}), "no string\n");
 }
 
-TEST(InfoDictionary, LendsValuesThatBearBeingReleased)
+TEST(InfoDictionary, ReleasingItsValuesDoesNoHarm)
 {
     const std::string number = "1.0.2, of such a length that it lies in memory of its own";
     write("Info.plist", versionPlist(number));
@@ -354,7 +354,7 @@ TEST(Bundle, NullIsAnsweredSafely)
     EXPECT_EQ(textOf(kCFBundleVersionKey), "CFBundleVersion");
 }
 
-TEST(Bundle, ThatIsCalledLikeAReservedDomainHasPreferencesOfItsOwn)
+TEST(Bundle, WithTheNameOfAReservedDomainHasItsOwnPreferences)
 {
     for (const std::string name : {"kCFPreferencesAnyApplication", "kCFPreferencesCurrentApplication"}) {
         write("A.app/Contents/Info.plist", plist("<key>CFBundleIdentifier</key><string>" + name + "</string>"));

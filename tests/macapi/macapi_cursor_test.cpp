@@ -211,7 +211,7 @@ TEST_F(TheCursor, IsShownWhenItWasShownAsOftenAsHidden)
     EXPECT_TRUE(comesToBeSeen(true));
 }
 
-TEST_F(TheCursor, BearsOneShowTooMany)
+TEST_F(TheCursor, OneShowTooManyDoesNoHarm)
 {
     EXPECT_EQ(CGDisplayShowCursor(kCGDirectMainDisplay), kCGErrorSuccess);
     CGDisplayHideCursor(kCGDirectMainDisplay);
@@ -306,7 +306,7 @@ TEST_F(TheCursor, ThatIsTiedMayBeTiedAgain)
     EXPECT_EQ(position(), "40, 50");
 }
 
-TEST_F(TheCursor, ThatIsUntiedStillTellsOfTheMouse)
+TEST_F(TheCursor, WhileItIsUntiedTheMouseStillSendsEvents)
 {
     moveTo(100, 200);
     CGAssociateMouseAndMouseCursorPosition(false);
@@ -433,7 +433,7 @@ TEST_F(TheCursor, MayBeUsedFromManyThreads)
     EXPECT_EQ(s_hides, 0);
 }
 
-TEST_F(TheCursor, GoesWithItsServer)
+TEST_F(TheCursor, EveryCallFailsAfterTheServerHasGone)
 {
     CGDisplayHideCursor(kCGDirectMainDisplay);
     CGAssociateMouseAndMouseCursorPosition(false);
@@ -465,7 +465,7 @@ TEST_F(PlainCursor, MovesOnAServerWithoutXFixesButIsNotHidden)
 
 #endif
 
-TEST(NoCursor, IsThereWithoutAServer)
+TEST(NoCursor, WithoutAServerEveryCallFails)
 {
     unsetenv("DISPLAY");
     expectFailures();

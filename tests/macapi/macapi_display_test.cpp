@@ -63,13 +63,13 @@ static void expectNoWindowServer()
     }
 }
 
-TEST(NoServer, IsAnsweredWithNoneAtOnce)
+TEST(NoServer, ThereIsNoDisplayAndNoWait)
 {
     unsetenv("DISPLAY");
     expectNoWindowServer();
 }
 
-TEST(NoServer, IsWhatADisplayThatNobodyServesComesTo)
+TEST(NoServer, ADisplayWithoutAServerCountsAsNoServer)
 {
     for (const char* name : {"nonsense", ":4711", "nohost.invalid:1"}) {
         setenv("DISPLAY", name, 1);
@@ -117,7 +117,7 @@ TEST_F(XServer, MayHave8BitsAPixel)
     EXPECT_EQ(currentMode(), "640x480x8@0");
 }
 
-TEST_F(XServer, WithoutOutputsHasItsScreenAndNobodyHearsOfIt)
+TEST_F(XServer, WithoutOutputsHasItsScreenAndPrintsNothing)
 {
     start("1024x768x24", "-extension", "RANDR");
     testing::internal::CaptureStderr();
@@ -135,7 +135,7 @@ TEST_F(XServer, HasNoOtherDisplay)
     EXPECT_EQ(CGDisplayBitsPerPixel(CGMainDisplayID() + 1), 0u);
 }
 
-TEST_F(XServer, LendsItsModeToTheEndOfTheProcess)
+TEST_F(XServer, TheModeStaysValidToTheEndOfTheProcess)
 {
     start("1024x768x24");
     CFDictionaryRef mode = CGDisplayCurrentMode(kCGDirectMainDisplay);
@@ -145,7 +145,7 @@ TEST_F(XServer, LendsItsModeToTheEndOfTheProcess)
     EXPECT_EQ(describe(mode), "1024x768x32@0");
 }
 
-TEST_F(XServer, TellsOfTheUsersSession)
+TEST_F(XServer, TheSessionNamesTheUser)
 {
     start("1024x768x24");
     CFDictionaryRef session = CGSessionCopyCurrentDictionary();
@@ -157,7 +157,7 @@ TEST_F(XServer, TellsOfTheUsersSession)
     CFRelease(session);
 }
 
-TEST_F(XServer, ThatGoesAwayCountsAsNoneAndHarmsNobody)
+TEST_F(XServer, ThatGoesAwayCountsAsNoServerAndDoesNotEndTheGame)
 {
     start("1024x768x24");
     EXPECT_EQ(currentMode(), "1024x768x32@0");
@@ -215,7 +215,7 @@ TEST_F(XServer, IsConnectedToByThisProcessAndNotItsChildren)
     EXPECT_EQ(connections, 1);
 }
 
-TEST_F(XServer, AnswersAProcessAndTheChildItForksEachForItself)
+TEST_F(XServer, AForkedChildHasAConnectionOfItsOwn)
 {
     start("1024x768x24");
     ASSERT_EQ(size(), "1024x768x32");
@@ -289,7 +289,7 @@ extern "C" RROutput XRRGetOutputPrimary(Display* display, Window root)
     return s_primary ? s_primary : NEXT(XRRGetOutputPrimary)(display, root);
 }
 
-TEST_F(XServer, MayLoseAnOutputBetweenTwoQuestions)
+TEST_F(XServer, MayLoseAnOutputBetweenTwoCalls)
 {
     start("1024x768x24");
     LOADED(XSetErrorHandler)(countError);
@@ -333,7 +333,7 @@ static void switchTo(unsigned int width, unsigned int height, unsigned int rate,
     LOADED(XCloseDisplay)(display);
 }
 
-TEST_F(XServer, IsAskedForItsModeEachTimeAndFormerOnesStayGood)
+TEST_F(XServer, IsAskedForItsModeAtEachCallAndFormerModesStayValid)
 {
     start("1024x768x24");
     CFDictionaryRef first = CGDisplayCurrentMode(kCGDirectMainDisplay);

@@ -40,7 +40,7 @@ TEST(Folders, ConstantsAndTheReferenceAreTheMacs)
     EXPECT_EQ(kCreateFolder, 1);
 }
 
-TEST(Folders, AreTheTwoOfEachLibraryFolder)
+TEST(Folders, EachLibraryHasApplicationSupportAndPreferences)
 {
     EXPECT_EQ(find(kLocalDomain, kApplicationSupportFolderType, true),
               here() + "/MACAPI_LIBRARY/Application Support");
@@ -52,7 +52,7 @@ TEST(Folders, AreTheTwoOfEachLibraryFolder)
     EXPECT_TRUE(fs::is_directory("MACAPI_USER_LIBRARY/Preferences"));
 }
 
-TEST(Folders, OneThatIsMissingIsMadeOnlyWhenAskedTo)
+TEST(Folders, AMissingFolderIsMadeOnlyOnRequest)
 {
     EXPECT_EQ(find(kLocalDomain, kPreferencesFolderType, false), std::to_string(fnfErr));
     EXPECT_TRUE(fs::is_empty("MACAPI_LIBRARY"));
@@ -60,7 +60,7 @@ TEST(Folders, OneThatIsMissingIsMadeOnlyWhenAskedTo)
     EXPECT_EQ(find(kLocalDomain, kPreferencesFolderType, false), here() + "/MACAPI_LIBRARY/Preferences");
 }
 
-TEST(Folders, AreMadeTogetherWithAllAroundThem)
+TEST(Folders, AreMadeWithTheirParentFolders)
 {
     setenv("MACAPI_LIBRARY", (here() + "/not/there/yet").c_str(), 1);
     EXPECT_EQ(find(kLocalDomain, kApplicationSupportFolderType, true), here() + "/not/there/yet/Application Support");
@@ -85,7 +85,7 @@ TEST(Folders, ALibraryMayBeRelativeOrEndInASlash)
     EXPECT_EQ(find(kLocalDomain, kPreferencesFolderType, true), here() + "/library/Preferences");
 }
 
-TEST(Folders, AUserWithoutTheVariablesHasThemWithHisOtherDataAndSettings)
+TEST(Folders, WithoutTheVariablesLieInTheUsersDataAndConfigurationFolders)
 {
     unsetenv("MACAPI_LIBRARY");
     setenv("MACAPI_USER_LIBRARY", "", 1); // empty is as good as none
@@ -113,7 +113,7 @@ TEST(Folders, AUserWithoutTheVariablesHasThemWithHisOtherDataAndSettings)
     EXPECT_EQ(find(kLocalDomain, kPreferencesFolderType, true), here() + "/.config/macapi/local/Preferences");
 }
 
-TEST(Folders, WithoutAHomeInTheEnvironmentThePasswordFileKnows)
+TEST(Folders, WithoutHOMEThePasswordFileNamesTheHomeFolder)
 {
     const passwd* entry = getpwuid(getuid());
     ASSERT_TRUE(entry);
@@ -125,7 +125,7 @@ TEST(Folders, WithoutAHomeInTheEnvironmentThePasswordFileKnows)
     EXPECT_EQ(found, fs::is_directory(expected) ? expected : std::to_string(fnfErr));
 }
 
-TEST(Folders, WhatCannotBeFoundSaysWhy)
+TEST(Folders, AFolderThatCannotBeFoundReturnsTheReason)
 {
     EXPECT_EQ(find(-32766, kPreferencesFolderType, true), std::to_string(nsvErr)); // the system's own domain
     EXPECT_EQ(find(0, kPreferencesFolderType, true), std::to_string(nsvErr));
@@ -133,7 +133,7 @@ TEST(Folders, WhatCannotBeFoundSaysWhy)
     EXPECT_EQ(FSFindFolder(kLocalDomain, kPreferencesFolderType, true, nullptr), paramErr);
 }
 
-TEST(Folders, WhatCannotBeMadeSaysWhy)
+TEST(Folders, AFolderThatCannotBeMadeReturnsTheReason)
 {
     std::ofstream("file") << "in the way";
     setenv("MACAPI_LIBRARY", (here() + "/file").c_str(), 1);
@@ -150,7 +150,7 @@ TEST(Folders, WhatCannotBeMadeSaysWhy)
     EXPECT_EQ(find(kLocalDomain, kPreferencesFolderType, true), std::to_string(fnfErr));
 }
 
-TEST(Folders, OneThatMayNotBeWrittenSaysSo)
+TEST(Folders, AFolderThatMayNotBeWrittenReturnsTheReason)
 {
     if (geteuid() == 0) {
         GTEST_SKIP() << "nothing is forbidden to root";
@@ -171,7 +171,7 @@ TEST(Folders, AFailureLeavesTheReferenceAlone)
     }
 }
 
-TEST(FolderReference, KeepsItsPathWhateverComesAfter)
+TEST(FolderReference, KeepsItsPathWhenTheEnvironmentChanges)
 {
     setenv("MACAPI_LIBRARY", (here() + "/one").c_str(), 1);
     FSRef one, two, again;
@@ -205,7 +205,7 @@ TEST(FolderReference, ThePathAndItsNulHaveToFitTheBuffer)
     EXPECT_EQ(reinterpret_cast<char*>(path), expected);
 }
 
-TEST(FolderReference, OneThatWasNeverMadeHereIsRefused)
+TEST(FolderReference, AReferenceThatFSFindFolderDidNotMakeIsRefused)
 {
     FSRef folder;
     ASSERT_EQ(FSFindFolder(kLocalDomain, kPreferencesFolderType, kCreateFolder, &folder), noErr);

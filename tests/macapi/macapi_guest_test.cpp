@@ -169,7 +169,7 @@ static void callEverything()
     NSAddressOfSymbol(NSLookupAndBindSymbol("_getpid"));
 }
 
-TEST(Guest, CallsNothingThatAProgramMayHavePutItsOwnInFrontOf)
+TEST(Guest, CallsNoFunctionThatTheProgramMayHaveReplaced)
 {
     callEverything();
     EXPECT_EQ(s_callsFromInside, 0);
@@ -184,7 +184,7 @@ TEST(Guest, PrintsNothing)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-TEST(Guest, TakesNoSignalForItself)
+TEST(Guest, InstallsNoSignalHandler)
 {
     const auto handlers = [] {
         std::vector<void (*)(int)> all;

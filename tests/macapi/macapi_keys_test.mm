@@ -132,7 +132,7 @@ TEST_F(Keys, HaveTheMacsCodes)
     }
 }
 
-TEST_F(Keys, AreWhereTheyAreInAnyLayout)
+TEST_F(Keys, HaveTheSameCodesInAnyKeyboardLayout)
 {
     ASSERT_EQ(system("setxkbmap de"), 0);
     EXPECT_EQ(press(29), 16); // between T and U, where Germans have their Z
@@ -140,14 +140,14 @@ TEST_F(Keys, AreWhereTheyAreInAnyLayout)
     EXPECT_EQ(press(24), 12); // right of Tab, the French A
 }
 
-TEST_F(Keys, GoByTheNamesTheServerHasForThem)
+TEST_F(Keys, AreFoundByTheNamesOfTheServer)
 {
     ASSERT_EQ(system("setxkbmap -keycodes xfree86"), 0);
     EXPECT_EQ(press(100), 123); // Left in these numbers, and a Japanese key in Linux's
     EXPECT_EQ(press(38), 0);
 }
 
-TEST_F(Keys, GoByLinuxsNumbersWhenTheyHaveNoNames)
+TEST_F(Keys, WithoutNamesAreFoundByLinuxKeyNumbers)
 {
     s_namesAreLost = true;
     for (const auto& key : s_keys) {
@@ -155,7 +155,7 @@ TEST_F(Keys, GoByLinuxsNumbersWhenTheyHaveNoNames)
     }
 }
 
-TEST_F(Keys, ThatTheMacDoesntHaveAreNoneItHas)
+TEST_F(Keys, KeysThatTheMacLacksGetNoCodeOfAnotherKey)
 {
     EXPECT_EQ(press(158), 127); // opens a browser
 }
@@ -174,7 +174,7 @@ static NSEvent* madeByTheProgram(unsigned short key)
                              keyCode:key];
 }
 
-TEST_F(Keys, OfEventsThatTheProgramMakesAreItsOwn)
+TEST_F(Keys, TheCodeOfAnEventThatTheProgramMakesIsNotTranslated)
 {
     EXPECT_EQ([madeByTheProgram(36) keyCode], 36);
     [NSApp postEvent:madeByTheProgram(38) atStart:NO];

@@ -149,7 +149,7 @@ TEST_F(Launch, WithoutAnOpenerThereIsAnError)
     expectNoChildren();
 }
 
-TEST_F(Launch, AGameWithoutStreamsHearsOfItToo)
+TEST_F(Launch, AFailureReachesAGameWithoutStandardStreams)
 {
     setenv("PATH", "/nowhere", 1);
     const pid_t game = fork();
@@ -164,7 +164,7 @@ TEST_F(Launch, AGameWithoutStreamsHearsOfItToo)
     EXPECT_EQ(status, 0);
 }
 
-TEST_F(Launch, AUrlWithoutASchemeIsNobodysToOpen)
+TEST_F(Launch, AUrlWithoutASchemeIsRefused)
 {
     install("echo started");
     for (const char* text : {"--help", "www.brackenlow.example", "/etc/passwd", "#part"}) {
@@ -174,7 +174,7 @@ TEST_F(Launch, AUrlWithoutASchemeIsNobodysToOpen)
     EXPECT_EQ(said(), "started\n"); // once
 }
 
-TEST_F(Launch, SaysNothingOfTheProgramThatOpensIt)
+TEST_F(Launch, DoesNotReportWhichProgramOpensTheUrl)
 {
     install("echo started");
     CFURLRef url = CFURLCreateWithString(kCFAllocatorDefault, CFSTR("http://a/"), nullptr);

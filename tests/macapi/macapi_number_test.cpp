@@ -80,7 +80,7 @@ TEST(Number, ASmallerTypeTakesTheNumberWhenItFits)
     EXPECT_EQ(get<double>(make(kCFNumberIntType, -3), kCFNumberDoubleType), (Got<double>{true, -3}));
 }
 
-TEST(Number, OneThatDoesNotFitComesOutAsTheNearestAndSaysSo)
+TEST(Number, AValueOutOfRangeComesOutAsTheNearestAndReturnsFalse)
 {
     const long long least = std::numeric_limits<long long>::min();
     const long long most = std::numeric_limits<long long>::max();
@@ -100,7 +100,7 @@ TEST(Number, OneThatDoesNotFitComesOutAsTheNearestAndSaysSo)
     EXPECT_EQ(get<double>(make(kCFNumberLongLongType, least), kCFNumberDoubleType), (Got<double>{true, -0x1p63}));
 }
 
-TEST(Number, AnythingAmissIsAnsweredWithNullOrFalse)
+TEST(Number, InvalidArgumentsReturnNullOrFalse)
 {
     const int seven = 7;
     EXPECT_EQ(CFNumberCreate(kCFAllocatorDefault, kCFNumberIntType, nullptr), nullptr);

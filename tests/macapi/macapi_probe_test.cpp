@@ -183,7 +183,7 @@ TEST_F(Probe, AServerIsNamedInManyWays)
     }
 }
 
-TEST_F(Probe, TheConnectionTakesTheNumberOfNoStreamThatIsClosed)
+TEST_F(Probe, TheConnectionNeverTakesTheDescriptorOfAClosedStandardStream)
 {
     startReal();
     const pid_t game = fork();
@@ -241,7 +241,7 @@ TEST_F(Probe, AServerThatBecomesSilentCountsAsGoneAfterFiveSeconds)
     expectNoDisplay();
 }
 
-TEST_F(Probe, AServerThatWakesUpFindsThatTheGameHasLeft)
+TEST_F(Probe, AServerThatAnswersAfterTheTimeLimitFindsTheConnectionClosed)
 {
     startReal("-terminate"); // the game is its last client
     ASSERT_EQ(CGDisplayPixelsWide(kCGDirectMainDisplay), 640u);
@@ -252,7 +252,7 @@ TEST_F(Probe, AServerThatWakesUpFindsThatTheGameHasLeft)
     m_process = 0;
 }
 
-TEST_F(Probe, AServerThatSendsEventsWithoutAnEndDoesNotKeepTheGame)
+TEST_F(Probe, AServerThatSendsEndlessEventsDoesNotStopTheGame)
 {
     const std::string real = startReal();
     std::atomic<bool> floods{false};

@@ -13,7 +13,7 @@ TEST(Port, IsThereBeforeAProgramSetsOne)
     EXPECT_NE(port, nullptr);
 }
 
-TEST(Port, IsPutBackByWhatItWas)
+TEST(Port, CanBeSetToItsOwnValue)
 {
     GrafPtr before = nullptr;
     GetPort(&before);
@@ -23,7 +23,7 @@ TEST(Port, IsPutBackByWhatItWas)
     EXPECT_EQ(after, before);
 }
 
-TEST(Port, IsNeverNone)
+TEST(Port, IsNeverNull)
 {
     GetPort(nullptr);
     SetPort(nullptr);

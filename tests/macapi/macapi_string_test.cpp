@@ -136,7 +136,7 @@ TEST(String, TextThatIsNoUtf8MakesNoString)
     }
 }
 
-TEST(String, AnEncodingNobodyKnowsIsRefused)
+TEST(String, AnUnknownEncodingIsRefused)
 {
     const CFStringEncoding unknown = 0x0999;
     EXPECT_EQ(make("text", unknown), nullptr);

@@ -46,7 +46,7 @@ TEST(Symbols, ANameWithoutTheUnderscoreIsNotDefined)
     EXPECT_EQ(lookUp("xgetpid"), nullptr);
 }
 
-TEST(Symbols, NeitherIsAMissingAnEmptyOrANullName)
+TEST(Symbols, AMissingAnEmptyAndANullNameAreNotDefined)
 {
     EXPECT_EQ(lookUp("_NoSuchFunction"), nullptr);
     EXPECT_EQ(lookUp("_"), nullptr);
@@ -84,7 +84,7 @@ TEST(Symbols, AModuleThatWasLoadedForOneUserAloneIsSearchedAsWell)
     dlclose(module);
 }
 
-TEST(Symbols, LookingHoldsNoModuleBack)
+TEST(Symbols, ASearchDoesNotKeepAModuleLoaded)
 {
     void* module = dlopen(MODULE, RTLD_NOW | RTLD_LOCAL);
     lookUp("_ModuleFunction");

@@ -77,7 +77,7 @@ TEST(Time, NanosecondsAddUpAcrossBothWords)
     EXPECT_EQ(number(AddNanosecondsToAbsolute(wide(0x300000000), wide(0x500000001))), 0x800000001u);
 }
 
-TEST(Time, AMomentPastTheEndOfTimeIsTheEndOfTime)
+TEST(Time, AMomentTooLateForTheClockIsTheLatestOne)
 {
     EXPECT_EQ(number(AddNanosecondsToAbsolute(wide(UINT64_MAX), wide(2))), UINT64_MAX);
     EXPECT_EQ(number(AddNanosecondsToAbsolute(wide(2), wide(UINT64_MAX))), UINT64_MAX);
@@ -130,7 +130,7 @@ TEST(Time, SignalsDoNotCutADelayShort)
 }
 
 // On every host, also where seconds have 32 bits only: a moment that far away is not taken for one that is past.
-TEST(Time, TheEndOfTimeIsWaitedFor)
+TEST(Time, TheLatestMomentIsWaitedFor)
 {
     EXPECT_EXIT(
         {

@@ -74,7 +74,7 @@ TEST(CorePrefs, ListsKeysTypesAndValues)
                                         "name         string  Anna\n");
 }
 
-TEST(CorePrefs, ListsWithoutControlCharactersAndReadsPlainly)
+TEST(CorePrefs, ListEscapesControlCharactersAndReadPrintsThemAsTheyAre)
 {
     run("-a game write \"$(printf 'a\\tb')\" \"$(printf 'one\\ntwo\\033[31m \\\\ \\303\\251 \\177\\302\\233')\"");
     EXPECT_EQ(outputOf("-a game list"), "a\\tb  string  one\\ntwo\\x1B[31m \\\\ \xc3\xa9 \\x7F\\xC2\\x9B\n");
@@ -142,7 +142,7 @@ TEST(CorePrefs, SharesTheStoreWithAGame)
     EXPECT_EQ(outputOf("-a core_prefs_test read Video/mode"), "\xc3\xa4\n");
 }
 
-TEST(CorePrefs, KnowsTheMarksOfTheMachine)
+TEST(CorePrefs, ReadsAndDeletesTheMarksOfTheMachine)
 {
     bool created;
     Platform::RegInitSecureKey("game", created);
@@ -163,7 +163,7 @@ TEST(CorePrefs, ApplicationsUsersAndHostsHaveStoresOfTheirOwn)
     }
 }
 
-TEST(CorePrefs, SaysWhenThereIsNothing)
+TEST(CorePrefs, ReportsAMissingStoreAndAMissingKey)
 {
     Result result = run("-a game read key");
     EXPECT_EQ(result.status, 1);
@@ -177,7 +177,7 @@ TEST(CorePrefs, SaysWhenThereIsNothing)
     EXPECT_EQ(result.errors, "core-prefs: there is no \"two\" in " + storeOf("game") + "\n");
 }
 
-TEST(CorePrefs, LeavesADamagedStoreAsItIsWhateverItIsTold)
+TEST(CorePrefs, NoCommandChangesADamagedStore)
 {
     run("-a game write one 1");
     const std::string garbage = "<plist><dict><key>one</key>";
@@ -200,7 +200,7 @@ TEST(CorePrefs, LeavesAStoreThatCanNotBeReadAsItIs)
     EXPECT_TRUE(std::filesystem::is_directory(storeOf("game")));
 }
 
-TEST(CorePrefs, SaysWhenItCanNotWrite)
+TEST(CorePrefs, ReportsAStoreThatCannotBeWritten)
 {
     setenv("MACAPI_USER_LIBRARY", "/dev/null/none", 1);
     const Result result = run("-a game write one 1");
@@ -208,7 +208,7 @@ TEST(CorePrefs, SaysWhenItCanNotWrite)
     EXPECT_TRUE(contains(result.errors, "/dev/null/none/Preferences/game.plist: can't be"));
 }
 
-TEST(CorePrefs, SaysWhenItsOutputDoesNotArrive)
+TEST(CorePrefs, ReportsAnOutputThatCannotBeWritten)
 {
     run("-a game write one 1");
     const int status = system(EMULATOR " '" PROGRAM "' -a game list >/dev/full 2>errors");

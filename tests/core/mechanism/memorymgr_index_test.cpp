@@ -1,5 +1,6 @@
-// The index beside a large heap bank: what it takes, that nobody sees it, and that a bank whose lists somebody else has
-// written to goes on as if it never had one. That it finds the right nodes is memorymgr_model_test's.
+// The index of a large heap bank: how much memory it takes, that its answers are those of a walk along the free list, and that
+// a bank goes on without it after other code has written to the list or to a header. memorymgr_model_test checks that it
+// finds the right nodes.
 #include "core/memorymgr.h"
 #include "tests/support/game_memory.h"
 #include "tests/support/library_memory.h"
@@ -69,14 +70,14 @@ TEST(Index, TakesLessThanOnePercentOfItsBank)
     }
 }
 
-TEST(Index, IsNotMadeForSmallBanksAndLinearOnes)
+TEST(Index, IsNotMadeForSmallAndLinearBanks)
 {
     EXPECT_EQ(takenFor(MEMBANK_HEAP, (32 << 10) - 1), 0u);
     EXPECT_EQ(takenFor(MEMBANK_HEAP, 32), 0u);
     EXPECT_EQ(takenFor(MEMBANK_LINEAR, 1 << 20), 0u);
 }
 
-TEST(Index, TakesNothingWhileTheBankServes)
+TEST(Index, AllocAndFreeTakeNoMoreMemoryForTheIndex)
 {
     LargeHeap heap;
     heap.free(heap.allocNode(64)); // the first to name "test"
@@ -95,7 +96,7 @@ TEST(Index, TakesNothingWhileTheBankServes)
     EXPECT_EQ(heap.freeNodes(), "0+131072");
 }
 
-TEST(Index, IsOnlyMadeWhereThereIsMemoryForIt)
+TEST(Index, ABankWorksWithoutMemoryForItsIndex)
 {
     LargeHeap heap;
     LibraryMemory::isWatched = LibraryMemory::isEmpty = true;
@@ -135,7 +136,7 @@ TEST(Index, FindsNeighboursWhereverTheyBeginAndEnd)
     }
 }
 
-TEST(Index, KeepsTheOddEndOfABankInItsPlace)
+TEST(Index, TheEndOfABankWhoseSizeIsNoMultipleOf32KeepsItsPlace)
 {
     LargeHeap heap(sc_large + 31);
     char* odd = heap.allocNode(64);
@@ -158,7 +159,7 @@ TEST(Index, KeepsTheOddEndOfABankInItsPlace)
     EXPECT_EQ(heap.check(0, true), 0);
 }
 
-TEST(Index, IsMadeAnewWithItsBank)
+TEST(Index, IsMadeAgainWhenItsBankIsMadeAgain)
 {
     LargeHeap heap;
     heap.allocNode(64);
@@ -171,8 +172,8 @@ TEST(Index, IsMadeAnewWithItsBank)
     EXPECT_EQ(heap.freeNodes(), "0+100001");
 }
 
-// Only four of them have one at a time, which makes no difference to be seen.
-TEST(Index, IsEachManagersOwn)
+// Only four managers have indexes at a time. The others give the same answers by walking their lists.
+TEST(Index, EachManagerHasIndexesOfItsOwn)
 {
     std::optional<LargeHeap> heaps[6];
     for (int round = 0; round < 12; ++round) {
@@ -192,9 +193,12 @@ TEST(Index, IsEachManagersOwn)
     }
 }
 
-// ---- Whoever writes to the lists by hand gets what a walk along them would find.
+// ---- Free lists and headers that other code has changed.
+//
+// docs/surprises.md promises that the bank then goes on without its index, with the answers that the list gives. So each
+// result below is that of a walk along the changed list, and no size in a header may lead the index out of its own memory.
 
-TEST(Lists, ThatWereTakenAwayLeaveAnEmptyBank)
+TEST(ChangedList, WithoutAListTheFallbackServes)
 {
     LargeHeap heap;
     heap.allocNode(64);
@@ -207,16 +211,16 @@ TEST(Lists, ThatWereTakenAwayLeaveAnEmptyBank)
     EXPECT_EQ(heap.allocNode(64), heap.banks[0].base + 64 + 24);
 }
 
-TEST(Lists, ThatWereTakenAwayBeginAnewWithWhatIsFreed)
+TEST(ChangedList, WithoutAListTheFreedNodeBecomesTheList)
 {
     LargeHeap heap;
     char* block = heap.allocNode(64);
     heap.banks[0].freeList = nullptr;
-    heap.free(block); // what lies behind it is on no list, so they aren't joined
+    heap.free(block); // the free node after it is on no list, so the two are not joined
     EXPECT_EQ(heap.freeNodes(), "0+64");
 }
 
-TEST(Lists, WithANodeOfAnotherSizeServeWhatItCanHold)
+TEST(ChangedList, TheOverwrittenSizeOfAFreeNodeCounts)
 {
     LargeHeap heap;
     char* block = heap.allocNode(256);
@@ -225,10 +229,10 @@ TEST(Lists, WithANodeOfAnotherSizeServeWhatItCanHold)
     headerOf(block)->size = 64;
     EXPECT_EQ(heap.allocNode(128), heap.banks[0].base + 256 + 32 + 24);
     EXPECT_EQ(heap.allocNode(64), block);
-    EXPECT_EQ(heap.check(0), MEMERR_SIZE); // 192 bytes are nobody's
+    EXPECT_EQ(heap.check(0), MEMERR_SIZE); // 192 bytes belong to no node
 }
 
-TEST(Lists, NeverGiveANodeTwiceWhateverItsSizeWas)
+TEST(ChangedList, AFreeNodeWithAnOverwrittenSizeIsTakenOnce)
 {
     LargeHeap heap;
     char* block = heap.allocNode(256);
@@ -239,7 +243,7 @@ TEST(Lists, NeverGiveANodeTwiceWhateverItsSizeWas)
     EXPECT_EQ(heap.allocNode(64), heap.banks[0].base + 256 + 32 + 24);
 }
 
-TEST(Lists, WithANodeThatIsLargerThanTheBankServeWhatTheySay)
+TEST(ChangedList, ASizeLargerThanTheBankCountsToo)
 {
     LargeHeap heap;
     headerOf(heap.banks[0].base + 24)->size = sc_large * 2;
@@ -247,7 +251,7 @@ TEST(Lists, WithANodeThatIsLargerThanTheBankServeWhatTheySay)
     EXPECT_EQ(heap.freeNodes(), "64+262080");
 }
 
-TEST(Lists, JoinANodeThatHasLostItsMark)
+TEST(ChangedList, AFreeNodeWithoutItsMarkIsStillJoined)
 {
     LargeHeap heap;
     char* first = heap.allocNode(64);
@@ -263,7 +267,7 @@ TEST(Lists, JoinANodeThatHasLostItsMark)
     EXPECT_EQ(heap.freeNodes(), "0+192 224+130848");
 }
 
-TEST(Lists, JoinNodesBySizesThatWereOverwritten)
+TEST(ChangedList, NodesAreJoinedByTheirOverwrittenSizes)
 {
     LargeHeap heap;
     char* first = heap.allocNode(64);
@@ -275,7 +279,7 @@ TEST(Lists, JoinNodesBySizesThatWereOverwritten)
     EXPECT_EQ(heap.freeNodes(), "160+130912 0+262208");
 }
 
-TEST(Lists, LeaveNodesApartThatNoLongerTouch)
+TEST(ChangedList, NodesThatNoLongerTouchAreNotJoined)
 {
     LargeHeap heap;
     char* first = heap.allocNode(64);
@@ -287,7 +291,7 @@ TEST(Lists, LeaveNodesApartThatNoLongerTouch)
     EXPECT_EQ(heap.freeNodes(), "0+32 64+64 160+130912");
 }
 
-TEST(Lists, TakeAHeaderThatStandsWhereNoneCan)
+TEST(ChangedList, AForgedHeaderAtAnImpossibleAddressIsFreed)
 {
     LargeHeap heap;
     char* forged = heap.allocNode(128) + 16 + 24;
@@ -298,7 +302,7 @@ TEST(Lists, TakeAHeaderThatStandsWhereNoneCan)
     EXPECT_EQ(heap.freeNodes(), "40+56 128+130944");
 }
 
-TEST(Lists, GiveANodeThatHasLostItsMark)
+TEST(ChangedList, AFreeNodeWithoutItsMarkIsStillTaken)
 {
     LargeHeap heap;
     char* block = heap.allocNode(64);
@@ -309,7 +313,7 @@ TEST(Lists, GiveANodeThatHasLostItsMark)
     EXPECT_EQ(heap.check(0), 0);
 }
 
-TEST(Lists, TakeABlockOfAnotherBank)
+TEST(ChangedList, ABlockOfAnotherBankIsPutOnTheList)
 {
     GameMemory memory;
     memory.defineHeap("first", sc_large);
@@ -323,7 +327,7 @@ TEST(Lists, TakeABlockOfAnotherBank)
     EXPECT_EQ(memory.alloc(0, 100, "test", 1), stray);
 }
 
-TEST(Lists, TakeABlockWhoseSizeWasOverwritten)
+TEST(ChangedList, ABlockWithAnOverwrittenSizeIsFreed)
 {
     for (const unsigned int size : {0u, 1u, 100u, 0x7fffffffu}) {
         LargeHeap heap;
@@ -337,7 +341,7 @@ TEST(Lists, TakeABlockWhoseSizeWasOverwritten)
     }
 }
 
-TEST(Lists, StayAsTheyAreWhenWhatIsFreedWasNoBlock)
+TEST(ChangedList, FreeingAPointerThatIsNoBlockChangesNothing)
 {
     LargeHeap heap;
     char* block = heap.allocNode(128);

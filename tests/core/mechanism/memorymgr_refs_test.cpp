@@ -114,7 +114,7 @@ TEST(Tables, TakeNoMemoryForTheFirstHundredNames)
     s_tablesGrow = true;
 }
 
-TEST(Tables, WithoutMemoryForMoreNamesTheKnownOnesStay)
+TEST(Tables, WithoutMemoryForMoreNamesTheKnownNamesAreStillStored)
 {
     GameMemory memory;
     const int bank = memory.defineHeap("bank", 1 << 20);
@@ -140,7 +140,7 @@ TEST(Tables, WithoutMemoryForMoreNamesTheKnownOnesStay)
     EXPECT_EQ(fileOf(memory.alloc(bank, 1, s_late, 1)), s_late);
 }
 
-TEST(Tables, NeedNoMoreMemoryForFallbackBlocksThatComeAndGo)
+TEST(Tables, DoNotGrowWhenFallbackBlocksAreMadeAndFreed)
 {
     GameMemory memory;
     memory.free(-1, memory.alloc(-1, 1, "test", 1));
@@ -167,7 +167,7 @@ TEST(Tables, TakeNoMemoryForTheFirstThousandFallbackBlocks)
 }
 
 // The links of 1024 fallback blocks have their room in the library. Block #1 is the bank itself.
-TEST(Tables, WithoutMemoryForAFallbackBlocksLinksItGoesBackAndTheGameEnds)
+TEST(Tables, WithoutMemoryForItsLinksAFallbackBlockIsFreedAndTheGameEnds)
 {
     GameMemory memory;
     memory.defineHeap("bank", 32);

@@ -77,7 +77,7 @@ TEST(PlainNumbers, OfUpToFiveCharactersAreReadAsByTheLibrary)
     }
 }
 
-TEST(PlainNumbers, WithAnyByteBehindThemEndThere)
+TEST(PlainNumbers, AnyByteAfterANumberEndsIt)
 {
     for (const char* number : {"0", "12", "-3.5", "+.5", "7.", "999999999999999999"}) {
         for (int byte = 1; byte < 256; ++byte) {

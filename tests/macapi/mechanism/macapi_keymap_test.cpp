@@ -30,7 +30,7 @@ protected:
     }
 };
 
-TEST_F(KeyMap, GoesByNames)
+TEST_F(KeyMap, UsesTheNamesOfTheServer)
 {
     for (const auto& key : s_keys) {
         EXPECT_EQ(virtualKeyOf(key.server), key.mac) << key.name;
@@ -39,7 +39,7 @@ TEST_F(KeyMap, GoesByNames)
     EXPECT_EQ(virtualKeyOf(100), 123); // Left in these numbers, and a Japanese key in Linux's
 }
 
-TEST_F(KeyMap, GoesByLinuxsNumbersWithoutNames)
+TEST_F(KeyMap, UsesLinuxKeyNumbersWithoutNames)
 {
     s_namesAreLost = true;
     for (const auto& key : s_keys) {
@@ -47,7 +47,7 @@ TEST_F(KeyMap, GoesByLinuxsNumbersWithoutNames)
     }
 }
 
-TEST_F(KeyMap, GoesByLinuxsNumbersWhenTheServerHasGone)
+TEST_F(KeyMap, UsesLinuxKeyNumbersWhenTheServerHasGone)
 {
     EXPECT_EQ(virtualKeyOf(38), 0);
     end();

@@ -92,7 +92,7 @@ TEST(Plist, IsReadIntoObjects)
     EXPECT_EQ(modes->items[3].get(), static_cast<const Object*>(kCFBooleanFalse));
 }
 
-TEST(Plist, OnceImmortalIsSoWithAllItHolds)
+TEST(Plist, AnImmortalListMakesItsValuesImmortal)
 {
     static const Object* const root = immortal(readPlist(sc_sample));
     const __CFArray* modes = as<__CFArray>(as<__CFDictionary>(root)->find("Modes"));
@@ -254,7 +254,7 @@ static std::string formOf(const std::string& text)
     return written.substr(before, written.find("</string>") - before);
 }
 
-TEST(Plist, WhatXmlCannotHoldIsAPictureBehindABackslash)
+TEST(Plist, CharactersThatXmlLacksBecomeABackslashAndAControlPicture)
 {
     const std::pair<const char*, const char*> cases[] = {
         {"\x01", "\\␁"},
@@ -278,7 +278,7 @@ TEST(Plist, WhatXmlCannotHoldIsAPictureBehindABackslash)
               whole("<dict>\n\t<key>\\␁</key>\n\t<true/>\n\t<key>\\␂</key>\n\t<true/>\n</dict>\n"));
 }
 
-TEST(Plist, EveryTextHasOneFormAndEveryFormOneText)
+TEST(Plist, EachTextHasExactlyOneEncoding)
 {
     const std::vector<std::string> pieces = {"\\", "\\", "␁", "␟", "\ufffc", "a", " "};
     const std::vector<std::string> unheld = {"\x01", "\x1f", "\ufffe"};
@@ -425,7 +425,7 @@ TEST(Plist, WhatIsNestedDeeperIsNotWritten)
     EXPECT_EQ(text, "as it was");
 }
 
-TEST(Plist, AUrlHasNoPlaceInIt)
+TEST(Plist, AUrlCannotBeWritten)
 {
     __CFArray::Items items;
     items.push_back(makeFileURL("/Games", true));
@@ -434,7 +434,7 @@ TEST(Plist, AUrlHasNoPlaceInIt)
     EXPECT_EQ(text, "as it was");
 }
 
-TEST(Plist, NoBeginningOfOneParses)
+TEST(Plist, ATruncatedListDoesNotParse)
 {
     const std::string sample = sc_sample;
     for (size_t length = 0; length + 1 < sample.size(); length++) { // the last line feed may go

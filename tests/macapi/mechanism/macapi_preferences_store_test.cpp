@@ -162,7 +162,7 @@ TEST(PreferencesFile, ALinkIsWrittenThrough)
     EXPECT_EQ(contentsOf("elsewhere/file"), plistOf(entry("Level", "3") + entry("Player", "Anna")));
 }
 
-TEST(PreferencesFile, ALinkToNothingIsFilled)
+TEST(PreferencesFile, ALinkToAMissingFileIsWrittenThrough)
 {
     fs::create_directories("MACAPI_USER_LIBRARY/Preferences");
     fs::create_symlink(fs::absolute("file"), sc_file);

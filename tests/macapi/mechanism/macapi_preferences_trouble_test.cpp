@@ -326,7 +326,7 @@ TEST(TroubledPreferences, AWriteThatMayNotBeMadeIsDropped)
     expectDroppedAtEveryCall(EACCES);
 }
 
-TEST(TroubledPreferences, TheCallsThatCountAreSeenToFail)
+TEST(TroubledPreferences, EachFailingCallReachesTheWrite)
 {
     makeStore();
     const std::string good = contentsOf(sc_file);
@@ -457,7 +457,7 @@ TEST(KilledPreferences, HoldTheOldOrTheNewValueAndAllOthers)
     EXPECT_EQ(seen.size(), 2u);
 }
 
-TEST(KilledPreferences, AreMadeOrNot)
+TEST(KilledPreferences, AFirstWriteIsWholeOrNotThere)
 {
     for (int at = 1;; at++) {
         fs::remove_all("MACAPI_USER_LIBRARY/Preferences");
@@ -506,7 +506,7 @@ TEST(KilledPreferences, WhileADamagedFileIsSetAsideLoseNothing)
     }
 }
 
-TEST(KilledPreferences, ALockGoesWithItsProcessAndNotWithItsChildren)
+TEST(KilledPreferences, ALockEndsWithItsProcessAndNotWithTheChildrenOfIt)
 {
     makeStore();
     int ends[2];

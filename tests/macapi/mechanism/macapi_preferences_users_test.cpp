@@ -94,7 +94,7 @@ TEST(SharedPreferences, AnotherUsersLinkIsNeitherReadNorSetAsideNorWrittenThroug
     }
 }
 
-TEST(SharedPreferences, AnotherUsersLinkToNothingIsNotFilled)
+TEST(SharedPreferences, AnotherUsersLinkToAMissingFileIsNotWrittenThrough)
 {
     SKIP_WITHOUT_USERS();
     makeHome();

@@ -204,7 +204,7 @@ TEST_F(Rights, AGameWithACapabilityDoesNotBelieveItsEnvironment)
               "yes\n" + m_home + "/.config/macapi/local/Preferences\n");
 }
 
-TEST_F(Rights, ASetuidGameDoesNotLieWhereItsUserSaysItDoes)
+TEST_F(Rights, ASetuidGameIgnoresALinkThatItsUserStartsItThrough)
 {
     install(m_owner, m_group, 04755);
     fs::create_directories("lies/Evil.app/Contents/MacOS");

@@ -2,8 +2,8 @@
 //
 //     (gdb) print ((void* (*)(void*, void*, unsigned long))_ZN9MemoryMgr16_heapFindBestFitEP12MemoryBank_sm)(...)
 //
-// The steps are private, so no other test calls them. This test is the reason why they are exported and keep their names
-// and arguments. The names are those that g++ and clang++ give them on every host.
+// For this use they are exported and keep their names and arguments, although they are private and nothing outside of
+// core calls them. The names are those that g++ and clang++ give them on every host.
 #include "core/memorymgr.h"
 
 #include <gtest/gtest.h>

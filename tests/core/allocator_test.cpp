@@ -59,7 +59,7 @@ TEST(Allocator, WorksFromStaticConstructorsOnward)
     EXPECT_EQ(s_game.check(1, true), 0);
 }
 
-TEST(Allocator, AddsNothingToItsClass)
+TEST(Allocator, AddsNoBytesToItsClass)
 {
     static_assert(std::is_empty<Allocator<0>>::value, "no fields");
     static_assert(!std::is_polymorphic<Allocator<0>>::value, "no virtual functions");
@@ -79,7 +79,7 @@ TEST(Allocator, MakesAndDeletesInItsBank)
     EXPECT_EQ(s_game.base().allocCount, 0u);
 }
 
-TEST(Allocator, NamesItselfWhenTheCallerDoesNot)
+TEST(Allocator, IsTheSourceOfABlockWhenTheCallerNamesNone)
 {
     Unit* unit = new Unit;
     EXPECT_STREQ(s_game.units().usedList->file, "core/allocator");
@@ -98,7 +98,7 @@ TEST(Allocator, RecordsTheCaller)
     EXPECT_EQ(s_game.units().freeCount, 1u);
 }
 
-TEST(Allocator, TakesAsMuchAsTheDerivedClassNeeds)
+TEST(Allocator, AllocatesTheSizeOfTheDerivedClass)
 {
     struct Hero : Unit {
         char m_name[100] = "a hero";
@@ -137,7 +137,7 @@ TEST(Allocator, DeletesThroughAVirtualDestructor)
     EXPECT_EQ(s_game.units().bytesInUse, 32u);
 }
 
-TEST(Allocator, DeletesNullForFree)
+TEST(Allocator, DeletingNullDoesNothing)
 {
     delete static_cast<Unit*>(nullptr);
     EXPECT_EQ(s_game.units().freeCount, 0u);
@@ -232,7 +232,7 @@ TEST(AlignedMemory, LiesInAnOrdinaryBlockThatIsLargerByTheAlignmentAnd7)
     EXPECT_EQ(game.banks[2].bytesInUse, 0u);
 }
 
-TEST(AlignedMemory, ThatWasFreedOrNeverWasIsRefused)
+TEST(AlignedMemory, FreeRefusesAFreedBlockAndAPointerThatIsNoBlock)
 {
     OddGame game;
     void* memory = AllocAlignedInBank(1, 100, 16, "game/mesh", 7);
@@ -251,7 +251,7 @@ TEST(AlignedMemory, ThatWasFreedOrNeverWasIsRefused)
     EXPECT_EQ(game.check(1, true), MEMERR_NONE);
 }
 
-TEST(AlignedMemory, OfNothingOrOfNoPowerOfTwoIsNull)
+TEST(AlignedMemory, Of0BytesOrForAnAlignmentThatIsNoPowerOf2IsNull)
 {
     OddGame game;
     EXPECT_EQ(AllocAlignedInBank(1, 0, 16, "game/mesh", 7), nullptr);
@@ -262,7 +262,7 @@ TEST(AlignedMemory, OfNothingOrOfNoPowerOfTwoIsNull)
     EXPECT_EQ(game.banks[1].allocCount, 0u);
 }
 
-TEST(AlignedMemory, WithoutAManagerIsNullAndGoesNowhere)
+TEST(AlignedMemory, WithoutAManagerIsNullAndFreeingItDoesNothing)
 {
     void* memory = AllocAlignedInBank(1, 100, 16, "game/mesh", 7);
     g_MemoryPtr = nullptr;

@@ -62,7 +62,7 @@ TEST(CommandLine, KnowsLoggerFromTheStart)
     EXPECT_EQ(given(commandLine, "-logger"), "-logger");
 }
 
-TEST(CommandLine, TakesTheArgumentsASwitchRequires)
+TEST(CommandLine, ASwitchGetsTheArgumentsItRequires)
 {
     CommandLine commandLine;
     EXPECT_TRUE(commandLine.addCommand("-width", 1, 0));
@@ -200,7 +200,7 @@ TEST(CommandLine, GetArgsOfACommandThatWasNotGivenReturnsTheWholeArgumentVector)
     EXPECT_EQ(args, arguments.vector());
 }
 
-TEST(CommandLine, AnswersTheSameBeforeInitWithNoArgumentVector)
+TEST(CommandLine, GetArgsBeforeInitReturnsANullArgumentVector)
 {
     CommandLine commandLine;
     commandLine.addCommand("-size", 2, 3);
@@ -274,7 +274,7 @@ TEST(CommandLine, ASwitchGivenTwiceGoesToTheNextEntryOfTheSameName)
     EXPECT_TRUE(commandLine.cmdExists("x"));     // the second one took the second -a, which has no arguments
 }
 
-TEST(CommandLine, AsksTheFirstEntryOfANameEvenWhenOnlyTheSecondWasFound)
+TEST(CommandLine, OfTwoEntriesWithOneNameTheFirstCountsEvenWhenOnlyTheSecondWasFound)
 {
     CommandLine commandLine;
     commandLine.addCommand("-a", 1, 0);

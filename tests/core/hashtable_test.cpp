@@ -257,7 +257,7 @@ TEST(HashTable, FindsAKeyOf127Bytes)
     EXPECT_EQ(table.getData(key.c_str()), &s_records[1]);
 }
 
-TEST(HashTable, CutsAKeyOf128BytesAndNeverFindsItAgain)
+TEST(HashTable, TruncatesAKeyOf128BytesAndNeverFindsIt)
 {
     WatchedMemory memory;
     Table table(1021, 4);
@@ -282,7 +282,7 @@ TEST(HashTable, FillsTheKeyUpWithNULs)
     EXPECT_EQ(std::string(node->m_key, 128), "abc" + std::string(125, '\0'));
 }
 
-TEST(HashTable, HoldsAsManyEntriesAsItHasNodesHoweverTheySpread)
+TEST(HashTable, HoldsOneEntryForEachNodeInWhateverBuckets)
 {
     for (unsigned int buckets : {1u, 2u, 1021u, 5000u}) {
         WatchedMemory memory;

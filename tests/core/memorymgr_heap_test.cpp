@@ -895,7 +895,7 @@ TEST(OtherBanks, RequestAtLeastTheSizeOfAHeader)
     EXPECT_EQ(Source::takeLog(), "");
 }
 
-TEST(OtherBanks, NeitherFreeNorTellSizes)
+TEST(OtherBanks, ReturnSize0AndFreeNothing)
 {
     OneBank other(MEMBANK_OTHER, 1024);
     void* block = other.alloc(100);

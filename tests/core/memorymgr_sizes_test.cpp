@@ -311,7 +311,7 @@ struct OddSizesCase {
     const char* hasBase; // for each of the banks a, b, c (heaps) and d (linear)
 };
 
-TEST(OddSizes, LeaveABankWithoutMemoryAndTheOthersWhole)
+TEST(OddSizes, ABankOfSize0HasNoMemoryAndTheOthersHaveAllOfTheirs)
 {
     static const OddSizesCase sc_cases[] = {
         {"", "alloc 96 = #1, alloc 32 = #2", "yyyy"},

@@ -28,7 +28,7 @@ __attribute__((noinline)) void deleteManager(MemoryMgr* memory)
     delete memory;
 }
 
-TEST(Construction, MakesTheObjectTheOneInTheGlobalPointer)
+TEST(Construction, SetsTheGlobalPointer)
 {
     EXPECT_EQ(g_MemoryPtr, nullptr);
     GameMemory memory;
@@ -84,7 +84,7 @@ TEST(Construction, PlacesTheBankSizeFileInTheGamesDataFolderAndMakesTheFolder)
     EXPECT_TRUE(std::filesystem::is_empty(folder));
 }
 
-TEST(Construction, CutsThePathOfTheBankSizeFileTo1023Bytes)
+TEST(Construction, TruncatesThePathOfTheBankSizeFileTo1023Bytes)
 {
     // The data folder's own path still fits, the file's no longer does.
     const size_t tail = strlen("/Application Support/Brackenlow/") + strlen(program_invocation_short_name);
@@ -189,7 +189,7 @@ TEST(DefineBank, FillsInARecordAfreshWhenTheGameStartsCountingAgain)
     EXPECT_EQ(bank.bytesInUse + bank.peakBytes, 0u);
 }
 
-TEST(DefineBank, CutsANameTo31Characters)
+TEST(DefineBank, TruncatesANameTo31Characters)
 {
     GameMemory memory;
     const int longest = memory.defineHeap("abcdefghijklmnopqrstuvwxyz12345", 64);
@@ -198,7 +198,7 @@ TEST(DefineBank, CutsANameTo31Characters)
     EXPECT_STREQ(memory.banks[longer].name, "abcdefghijklmnopqrstuvwxyz12345");
 }
 
-TEST(DefineBank, TakesNoNameForAnEmptyOne)
+TEST(DefineBank, ANullNameCountsAsEmpty)
 {
     GameMemory memory;
     EXPECT_EQ(memory.defineHeap(nullptr, 64), 0);
@@ -282,7 +282,7 @@ TEST(Locking, RefusesEveryDefinitionWithMemerrLocked)
     EXPECT_EQ(memory.locations[MEMLOC_CUSTOM].freeCb, nullptr);
 }
 
-TEST(Locking, IsNeverDoneByTheManagerItself)
+TEST(Locking, TheManagerNeverLocksItself)
 {
     GameMemory memory;
     memory.defineHeap("bank", 64);
@@ -389,7 +389,7 @@ TEST(Initialize, GivesALinearBankNoNodes)
     EXPECT_EQ(bank.extList, nullptr);
 }
 
-TEST(Initialize, MakesTheSystemBankAHeapOfTheDefaultLocationWithNothingInIt)
+TEST(Initialize, TheSystemBankIsAnEmptyHeapOfTheDefaultLocation)
 {
     UsedStorage storage;
     GameMemory* memory = storage.makeManager();
@@ -443,7 +443,7 @@ TEST(Initialize, BlocksOfTheSystemBankFromBeforeCanStillBeFreed)
     } while (std::next_permutation(order.begin(), order.end()));
 }
 
-TEST(InitializeAgain, ReleasesTheOldMemoryReadsTheSizesAndTakesTheNew)
+TEST(InitializeAgain, FreesTheOldMemoryReadsTheSizesAndAllocatesTheNew)
 {
     // The sizes appear while the old memory is going back: between the two.
     static std::string s_path;
@@ -638,7 +638,7 @@ TEST(Shutdown, LeavesTheGlobalPointerAsItIs)
     EXPECT_EQ(g_MemoryPtr, memory);
 }
 
-TEST(Shutdown, WithoutInitializeGivesNothingBack)
+TEST(Shutdown, WithoutInitializeFreesNothing)
 {
     UsedStorage storage;
     GameMemory* memory = storage.makeManager();

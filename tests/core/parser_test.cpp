@@ -25,7 +25,7 @@ public:
     }
 };
 
-TEST(Parser, MadeWithNewLiesInBank0AndGoesBackThere)
+TEST(Parser, MadeWithNewLiesInBank0AndDeleteFreesItThere)
 {
     Memory memory;
     Text text("a\r\n");
@@ -748,7 +748,7 @@ TEST(GetString, IgnoresAnInvalidEscape)
     EXPECT_EQ(parser.token(), "x");
 }
 
-TEST(GetString, TakesTheQuoteBehindAnEscapedBackslashForAnEscapedQuote)
+TEST(GetString, AQuoteAfterAnEscapedBackslashCountsAsEscaped)
 {
     TextParser parser("\"a\\\\\" b\" c\r\n");
     parser.ParseLine();

@@ -687,7 +687,7 @@ TEST(ParamEquals, StringStoresTheDecodedString)
     EXPECT_EQ(takeMessages(), "");
 }
 
-TEST(ParamEquals, StringIsCutToItsSizeAndFilledUpToIt)
+TEST(ParamEquals, StringIsTruncatedToItsSizeAndFilledWithNULs)
 {
     struct Case {
         unsigned int size;
@@ -802,7 +802,7 @@ TEST(ParamEquals, StaysInALastLineWithoutALineFeed)
     EXPECT_EQ(parser.GetToken(" "), nullptr);
 }
 
-TEST(ParamEquals, NamesTheParameterAsItWasAskedFor)
+TEST(ParamEquals, TheMessageSpellsTheNameAsTheCallerDid)
 {
     TextParser parser("WIDTH = x\r\n");
     parser.ParseLine();
@@ -811,7 +811,7 @@ TEST(ParamEquals, NamesTheParameterAsItWasAskedFor)
     EXPECT_EQ(takeMessages(), said("...expected: \"^C00FF00Width = int32^c\""));
 }
 
-TEST(ParamEquals, TakesTheNextLinesWordForItsValueWhereLineFeedsAreBare)
+TEST(ParamEquals, AfterABareLineFeedTheNextLinesFirstWordIsTheValue)
 {
     TextParser parser("width =\n640 480\n");
     parser.ParseLine();

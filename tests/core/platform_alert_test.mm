@@ -86,7 +86,7 @@ static std::string shownOf(size_t length, const std::string& tail, const std::st
     return s_panel.at(1);
 }
 
-TEST_F(PlatformPanel, OfACutUtf8TextTheBrokenLastCharacterIsNotShown)
+TEST_F(PlatformPanel, OfATruncatedUtf8TextTheIncompleteLastCharacterIsNotShown)
 {
     const std::string umlaut = "\xc3\xa4";
     const std::string euro = "\xe2\x82\xac";
@@ -101,7 +101,7 @@ TEST_F(PlatformPanel, OfACutUtf8TextTheBrokenLastCharacterIsNotShown)
     }
 }
 
-TEST_F(PlatformPanel, OfAUtf8TextThatIsCutBehindACharacterAllIsShown)
+TEST_F(PlatformPanel, AUtf8TextThatIsTruncatedAfterAWholeCharacterIsShownWhole)
 {
     const std::string umlaut = "\xc3\xa4";
     const std::string clef = "\xf0\x9d\x84\x9e";
@@ -110,7 +110,7 @@ TEST_F(PlatformPanel, OfAUtf8TextThatIsCutBehindACharacterAllIsShown)
     EXPECT_EQ(shownOf(4090, clef + clef), std::string(4090, 'x') + clef);
 }
 
-TEST_F(PlatformPanel, ACutMacRomanTextIsShownToItsLastByte)
+TEST_F(PlatformPanel, ATruncatedMacRomanTextIsShownToItsLastByte)
 {
     const std::string shown = "\xc3\xa9" + std::string(4092, 'x');        // e with an acute accent, 0x8e in Mac Roman
     EXPECT_EQ(shownOf(4093, "\xc3\xa4", "\x8e"), shown + "\xe2\x88\x9a"); // 0xc3 is the square root there
@@ -118,7 +118,7 @@ TEST_F(PlatformPanel, ACutMacRomanTextIsShownToItsLastByte)
     EXPECT_EQ(shownOf(4093, "\x8e\x8e"), std::string(4093, 'x') + "\xc3\xa9");
 }
 
-TEST_F(PlatformPanel, ATextThatIsNotCutIsShownToItsLastByte)
+TEST_F(PlatformPanel, ATextThatIsNotTruncatedIsShownToItsLastByte)
 {
     EXPECT_EQ(shownOf(3, "\xc3"), "xxx\xe2\x88\x9a");
     EXPECT_EQ(shownOf(4093, "\xc3"), std::string(4093, 'x') + "\xe2\x88\x9a");

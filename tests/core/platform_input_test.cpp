@@ -116,14 +116,14 @@ TEST(SetCursorPos, MovesTheCursorOnTheMainDisplayAndTiesItToTheMouse)
     EXPECT_EQ(s_asked, (Lines{"move on 77 to 10 20", "associate 1"}));
 }
 
-TEST(SetCursorPos, WithAWindowAsksItForAConversionAndUsesNothingOfIt)
+TEST(SetCursorPos, AsksTheWindowForAConversionAndIgnoresTheResult)
 {
     haveWindow({100, 100, 800, 600});
     Platform::SetCursorPos(10, 20);
     EXPECT_EQ(s_asked, (Lines{"convert 10 20", "move on 77 to 10 20", "associate 1"}));
 }
 
-TEST(SetCursorPos, AsksNothingOfAWindowThatItsUserClosed)
+TEST(SetCursorPos, SendsNoMessageToAWindowThatItsUserClosed)
 {
     haveWindow({100, 100, 800, 600});
     s_windows.clear();

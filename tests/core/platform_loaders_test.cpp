@@ -78,7 +78,7 @@ static void endWithMark(int (*load)(const char*))
     _Exit(0);
 }
 
-TEST(PlatformLoaders, WithoutItsFactoryTheGameEndsWithStatus1AndWithoutAWord)
+TEST(PlatformLoaders, WithoutItsFactoryTheGameEndsWithStatus1AndNoMessage)
 {
     EXPECT_EXIT(endWithMark(Load3dSoundAPI), testing::ExitedWithCode(1), "^the end$");
     EXPECT_EXIT(endWithMark(LoadSoundAPI), testing::ExitedWithCode(1), "^the end$");

@@ -52,7 +52,7 @@ static const Loader sc_loaders[] = {
     {"_CreateSnd3dSubsystem", Load3dSoundAPI, Unload3dSoundAPI, &sndCreateSnd3dSubsystem},
 };
 
-TEST(PlatformLoadersWatch, EachAsksForItsSymbolBindsItAndStoresItsAddress)
+TEST(PlatformLoadersWatch, EachFindsItsSymbolBindsItAndStoresItsAddress)
 {
     for (const Loader& loader : sc_loaders) {
         EXPECT_EQ(loader.load(nullptr), 1);

@@ -443,7 +443,7 @@ TEST_P(PlainPlaces, TheCursorsPositionCountsFromTheContentsAndNotTheFrame)
     }
 }
 
-TEST_P(PlainPlaces, AWindowIsAsLargeAsAskedOrNull)
+TEST_P(PlainPlaces, AWindowHasTheRequestedSizeOrIsNull)
 {
     const auto make = [](int width, int height) {
         return Platform::InitWindow(0, nullptr, "Brackenlow", nullptr, nullptr, 0, 0, width, height, false, false,

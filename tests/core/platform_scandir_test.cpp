@@ -167,7 +167,7 @@ TEST_F(ScanDir, NamesMayHoldAnyBytes)
     EXPECT_EQ(scan("units/old", everything), Paths{"units/old/" + name});
 }
 
-TEST_F(ScanDir, AnEmptyResultIsNullAndNothingToFree)
+TEST_F(ScanDir, AnEmptyResultIsANullListThatNeedsNoFree)
 {
     EXPECT_EQ(scan("units/old", everything), Paths()); // scan() sees that the list is null
     EXPECT_EQ(scan("units", [](const char*) { return 0; }), Paths());
@@ -215,7 +215,7 @@ static std::string unitsWithLength(size_t length)
     return path + std::string(length - path.size(), '/');
 }
 
-TEST_F(ScanDir, APathLongerThan259BytesIsCut)
+TEST_F(ScanDir, APathLongerThan259BytesIsTruncated)
 {
     const std::string name(255, 'n');
     writeFile("units/old/" + name, "");

@@ -77,7 +77,7 @@ static int scan(const char* path, std::string* first, int (*select)(const char*)
     return count;
 }
 
-TEST(ScanDirWatch, ConvertsAsksAndTakesOneBlockOfBank0)
+TEST(ScanDirWatch, ConvertsThePathReadsTheFolderAndAllocatesOneBlockOfBank0)
 {
     WatchedMemory memory;
     s_folder = {{"one", DT_REG}, {"two", DT_DIR}, {"three", DT_UNKNOWN}};
@@ -104,7 +104,7 @@ TEST(ScanDirWatch, TheBlockHasTheSourceAndLineOfScanDir)
     Platform::ScanDirFree(list);
 }
 
-TEST(ScanDirWatch, TheSystemIsAskedForTheConvertedPathAndTheListHasTheGivenOne)
+TEST(ScanDirWatch, TheSystemGetsTheConvertedPathAndTheListHasTheGivenOne)
 {
     WatchedMemory memory;
     s_folder = {{"one", DT_REG}};
@@ -161,7 +161,7 @@ TEST(ScanDirWatch, ANullCallbackIsPassedToTheSystemAsNull)
     EXPECT_EQ(memory.takeLog(), "convert f, scandir f select compare");
 }
 
-TEST(ScanDirWatch, WhatIsNoRegularFileIsNotSelectedAndNotAskedFor)
+TEST(ScanDirWatch, TheSelectCallbackIsCalledForRegularFilesOnly)
 {
     WatchedMemory memory;
     s_folder = {{"pipe", DT_FIFO}, {"tty", DT_CHR},     {"folder", DT_DIR}, {"disk", DT_BLK},
@@ -223,7 +223,7 @@ TEST(ScanDirWatch, AnEmptyListAndAnErrorAskForNoMemory)
     EXPECT_EQ(memory.takeLog(), "convert f, scandir f, convert f, scandir f, convert f, scandir f");
 }
 
-TEST(ScanDirWatch, AFolderThatDoesNotFitTheBufferIsNeitherConvertedNorAskedFor)
+TEST(ScanDirWatch, APathTooLongForTheBufferIsNeitherConvertedNorRead)
 {
     WatchedMemory memory;
     s_folder = {{"one", DT_REG}};

@@ -691,7 +691,7 @@ TEST_F(PlainScreen, AModeIsAnyDictionaryThatHasTheSizes)
     EXPECT_EQ(contentOf(window()), "0 288 640 480");
 }
 
-TEST_F(PlainScreen, TheEventAtHandTellsWhereTheMouseIsInItsWindow)
+TEST_F(PlainScreen, TheCurrentEventHasThePositionOfTheMouseInItsWindow)
 {
     int x = -1;
     int y = -1;

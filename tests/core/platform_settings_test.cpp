@@ -101,7 +101,7 @@ TEST(Settings, ALongStringOfTheGamesComesBackWholeWhateverTheMachineHas)
     EXPECT_EQ(getString("name", "none"), text);
 }
 
-TEST(Settings, AStringThatWasNeverWrittenIsTheDefaultAndTheResultIsOut)
+TEST(Settings, AMissingStringIsTheDefaultAndTheResultIsTheOutputBuffer)
 {
     char out[16] = "before";
     char defaultValue[] = "Anna";
@@ -110,14 +110,14 @@ TEST(Settings, AStringThatWasNeverWrittenIsTheDefaultAndTheResultIsOut)
     EXPECT_NE(out, defaultValue);
 }
 
-TEST(Settings, TheDefaultMayBeWhatOutHolds)
+TEST(Settings, TheDefaultMayLieInTheOutputBuffer)
 {
     char out[16] = "Anna";
     EXPECT_EQ(Platform::RegGetString("Video", "name", out, out), out);
     EXPECT_STREQ(out, "Anna");
 }
 
-TEST(Settings, ANullDefaultIsEmptyAndANullOutStaysNull)
+TEST(Settings, ANullDefaultCountsAsEmptyAndANullOutputIsNotWritten)
 {
     char out[16] = "before";
     EXPECT_EQ(Platform::RegGetString("Video", "name", nullptr, out), out);
@@ -227,7 +227,7 @@ TEST(Settings, AWriteIsOnTheDiskWhenItReturns)
     EXPECT_FALSE(created);
 }
 
-TEST(Settings, AWriteThatFailsReportsNothing)
+TEST(Settings, AWriteThatFailsPrintsNothing)
 {
     setenv("MACAPI_USER_LIBRARY", "/dev/null/no folder", 1);
     EXPECT_TRUE(Platform::RegSetInt32("Video", "width", 640));

@@ -138,7 +138,7 @@ TEST(SettingsWatch, AMarkWhoseKeyCannotBeMadeIsNeitherFoundNorMade)
     EXPECT_EQ(takeLog(), "string Ostrel Works/game = null");
 }
 
-TEST(SettingsWatch, ALongNameOfAMarkIsCutTo1023BytesInAll)
+TEST(SettingsWatch, ALongNameOfAMarkIsTruncatedTo1023BytesInAll)
 {
     bool created = false;
     EXPECT_TRUE(Platform::RegInitSecureKey(std::string(2000, 'x').c_str(), created));

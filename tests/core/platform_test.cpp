@@ -49,7 +49,7 @@ TEST(PlatformIdentity, AnAppFilenameIsPrefixNameAndSuffixRunTogether)
     EXPECT_EQ(Platform::CreateAppFilename("", ""), programName());
 }
 
-TEST(PlatformIdentity, ALongAppFilenameIsCutTo1023Bytes)
+TEST(PlatformIdentity, ALongAppFilenameIsTruncatedTo1023Bytes)
 {
     const std::string prefix(900, 'p');
     const std::string suffix(900, 's');
@@ -119,7 +119,7 @@ TEST(PlatformFolders, AFolderThatAnotherUserMadeIsADataFolder)
                 "folder .*/Application Support/Brackenlow/" + programName());
 }
 
-TEST(PlatformFolders, OnlyTheFirstSubfolderAskedForIsMadeAndNoneIsPartOfTheResult)
+TEST(PlatformFolders, OnlyTheSubfolderOfTheFirstCallIsMadeAndNoneIsPartOfTheResult)
 {
     const std::string first = Platform::GetAppDataDir("saves");
     EXPECT_EQ(Platform::GetAppDataDir("logs"), first);
@@ -256,7 +256,7 @@ TEST_F(PlatformAlert, WithoutADisplayItsTextGoesToStandardErrorAndTheAnswerIsTha
     EXPECT_EQ(answer, 1);
 }
 
-TEST_F(PlatformAlert, ATextOf4094BytesIsWholeAndALongerOneIsCutThere)
+TEST_F(PlatformAlert, ATextOf4094BytesIsWholeAndALongerOneIsTruncatedThere)
 {
     for (const size_t length : {4093, 4094, 4095, 4096, 10000}) {
         testing::internal::CaptureStderr();
@@ -265,7 +265,7 @@ TEST_F(PlatformAlert, ATextOf4094BytesIsWholeAndALongerOneIsCutThere)
     }
 }
 
-TEST_F(PlatformAlert, ItsTextIsCutAtThatByteOnStandardErrorAlsoInsideACharacter)
+TEST_F(PlatformAlert, OnStandardErrorItsTextIsTruncatedThereAlsoInsideACharacter)
 {
     testing::internal::CaptureStderr();
     Platform::MessageBox("caption", "%s\xc3\xa4", std::string(4093, 'x').c_str());

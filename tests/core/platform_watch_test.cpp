@@ -211,7 +211,7 @@ TEST(PlatformName, IsGameAsLongAsTheSystemHasNoAnswer)
     EXPECT_STREQ(Platform::GetAppTitle(), "game");
 }
 
-TEST(PlatformName, IsAskedForAtEachCallAndTheLastOneStaysWhenAQueryFails)
+TEST(PlatformName, IsReadAtEachCallAndKeepsItsLastValueWhenTheReadFails)
 {
     EXPECT_STREQ(Platform::GetAppTitle(), "Probe");
     s_processName = "Renamed";
@@ -238,13 +238,13 @@ TEST(PlatformVersion, ABundleWithoutInformationIsLoggedAndReadAgain)
     EXPECT_EQ(count("info"), 3);
 }
 
-TEST(PlatformVersion, WithoutABundleThereIsNoInformationEither)
+TEST(PlatformVersion, WithoutABundleTheMissingInformationIsLogged)
 {
     s_hasBundle = false;
     EXPECT_STREQ(Platform::GetAppVersion(), "no bundleInfoDict");
 }
 
-TEST(PlatformVersion, OnceKnownItIsNotAskedForAgain)
+TEST(PlatformVersion, IsReadOnce)
 {
     s_version = "1.4.2";
     EXPECT_STREQ(Platform::GetAppVersion(), "1.4.2");
@@ -261,7 +261,7 @@ TEST(PlatformVersion, TheValueIsReleasedOnceAlthoughItIsOnlyLent)
     EXPECT_EQ(s_released, std::vector<const void*>{s_version});
 }
 
-TEST(PlatformVersion, OneThatIsNoAsciiTextLeavesTheDefaultAndIsNotAskedForAgain)
+TEST(PlatformVersion, AValueThatIsNoAsciiTextLeavesTheDefaultAndIsNotReadAgain)
 {
     s_version = "1";
     s_stringConverts = false;
@@ -270,7 +270,7 @@ TEST(PlatformVersion, OneThatIsNoAsciiTextLeavesTheDefaultAndIsNotAskedForAgain)
     EXPECT_STREQ(Platform::GetAppVersion(), "x.x.x.x");
 }
 
-TEST(PlatformGameFolder, IsEmptyWithoutABundleOrResourcesAndAskedForAgain)
+TEST(PlatformGameFolder, WithoutABundleOrResourcesIsEmptyAndReadAgainAtTheNextCall)
 {
     s_hasBundle = false;
     EXPECT_STREQ(GetAppGamePath(), "");
@@ -295,7 +295,7 @@ TEST(PlatformGameFolder, IsNullWhenItsPathIsTooLong)
     EXPECT_STREQ(GetAppGamePath(), "/short/Game/");
 }
 
-TEST(PlatformGameFolder, IsCutTo1023BytesWithItsEnding)
+TEST(PlatformGameFolder, IsTruncatedTo1023BytesWithItsEnding)
 {
     const std::string path(1020, 'x');
     s_resources = path.c_str();
@@ -307,7 +307,7 @@ struct PlatformDataFolder : testing::Test {
     ~PlatformDataFolder() override { s_watchFolders = false; }
 };
 
-TEST_F(PlatformDataFolder, IsAskedForOnceAndMadeFromTheTopDown)
+TEST_F(PlatformDataFolder, IsFoundOnceAndMadeFromTheTopDown)
 {
     const std::string maker = std::filesystem::current_path().string() + "/Brackenlow";
     EXPECT_EQ(Platform::GetAppDataDir("data"), maker + "/Probe");
@@ -322,7 +322,7 @@ TEST_F(PlatformDataFolder, WithoutApplicationSupportThePathStartsAtTheRoot)
     EXPECT_STREQ(Platform::GetAppDataDir("data"), "/Brackenlow/Probe");
 }
 
-TEST_F(PlatformDataFolder, ALongNameIsCutTo1023Bytes)
+TEST_F(PlatformDataFolder, ALongNameIsTruncatedTo1023Bytes)
 {
     const std::string name(1000, 'n');
     s_processName = name.c_str();
@@ -357,7 +357,7 @@ TEST(PlatformStart, SystemCheckTakesTheMainDisplaysMode)
     EXPECT_EQ(count("mode"), 1);
 }
 
-TEST(PlatformPage, IsOpenedByTheSystemWhoseStatusIsTheAnswer)
+TEST(PlatformPage, IsOpenedByTheSystemAndTheResultIsTheStatusOfTheSystem)
 {
     EXPECT_EQ(Platform::SpawnWebBrowser("http://example.org/"), 0);
     s_openStatus = -10814;

@@ -41,7 +41,7 @@ static std::string switched(bool fullScreen, int width, int height)
     return made();
 }
 
-TEST(InitWindow, MakesAFramedWindowAndDressesItInOrder)
+TEST(InitWindow, MakesAFramedWindowWithTheseCallsInOrder)
 {
     EXPECT_TRUE(initWindow());
     EXPECT_EQ(s_asked, (Lines{"make 100 100 800 600 style 7 backing 2 defer 0", "black", "title Brackenlow", "center",
@@ -57,7 +57,7 @@ TEST(InitWindow, NeitherShowsTheWindowNorMakesItCurrent)
     }
 }
 
-TEST(InitWindow, RemembersWhatItWasAskedForAlthoughItCentres)
+TEST(InitWindow, StoresTheRequestedRectangleAlthoughItCentresTheWindow)
 {
     initWindow(100, -50, 800, 600);
     int x = 0;
@@ -154,7 +154,7 @@ TEST(DestructWindow, OfNullDoesNothing)
     EXPECT_EQ(Platform::GetWindow(), current);
 }
 
-TEST(DestructWindow, OfOneThatItsUserClosedForgetsItAndSendsNothing)
+TEST(DestructWindow, ForgetsAWindowThatItsUserClosedAndSendsItNoMessage)
 {
     void* window = showWindow();
     s_windows.clear();
@@ -172,7 +172,7 @@ TEST(AWindowThatItsUserClosed, StaysCurrentAndIsSentNothing)
     EXPECT_EQ(Platform::GetWindow(), window);
 }
 
-TEST(AWindowThatItsUserClosed, IsReplacedByTheSwitchAllTheSame)
+TEST(AWindowThatItsUserClosed, TheSwitchStillReplacesIt)
 {
     showWindow();
     s_windows.clear();
@@ -220,7 +220,7 @@ TEST(FullScreen, TruncatesTheScreensSidesAndTheDifference)
     EXPECT_EQ(switched(true, 800, 770), "make 0 -1 800 770 style 0 backing 2 defer 0");  // -1.1
 }
 
-TEST(FullScreen, AsksForTheScreenOnceMoreWhenItDoesNotMatch)
+TEST(FullScreen, QueriesTheScreenAgainWhenItDoesNotMatchTheMode)
 {
     showWindow();
     s_mode = {1024, 600};
@@ -230,7 +230,7 @@ TEST(FullScreen, AsksForTheScreenOnceMoreWhenItDoesNotMatch)
                      "make 0 168 800 600 style 0 backing 2 defer 0"}));
 }
 
-TEST(FullScreen, LeavesTheWindowsRectangleAsInitWindowWasAsked)
+TEST(FullScreen, KeepsTheRectangleThatInitWindowWasGiven)
 {
     showWindow();
     switched(true, 1024, 768);
@@ -346,7 +346,7 @@ TEST(Windowed, IsCentredAcrossAndAnEighthBelowTheTopOfTheDesktop)
     }
 }
 
-TEST(Windowed, GoesByTheDesktopOfTheStartWhateverTheModeIsNow)
+TEST(Windowed, UsesTheDesktopOfTheStartWhateverTheModeIsNow)
 {
     s_platformData.desktopMode = asDictionary(sc_desktop);
     s_mode = {800, 600};
@@ -355,7 +355,7 @@ TEST(Windowed, GoesByTheDesktopOfTheStartWhateverTheModeIsNow)
     EXPECT_EQ(switched(false, 640, 480), "make 192 192 640 480 style 7 backing 2 defer 0"); // 768 - (96 + 480)
 }
 
-TEST(Windowed, GoesByTheDesktopOfTheLastSystemCheck)
+TEST(Windowed, UsesTheDesktopOfTheLastSystemCheck)
 {
     const FakeMode former = {640, 480};
     s_platformData.desktopMode = asDictionary(former);
@@ -364,7 +364,7 @@ TEST(Windowed, GoesByTheDesktopOfTheLastSystemCheck)
     EXPECT_EQ(switched(false, 640, 480), "make 192 192 640 480 style 7 backing 2 defer 0");
 }
 
-TEST(Windowed, HangsFromTheScreenWhenThatDoesNotMatchTheMode)
+TEST(Windowed, IsPlacedByTheScreenWhenTheScreenDoesNotMatchTheMode)
 {
     s_platformData.desktopMode = asDictionary(sc_desktop);
     s_mode = {640, 480};
@@ -425,7 +425,7 @@ TEST(MessageBox, IsAnAlertWithOneButton)
     EXPECT_EQ(s_asked, Lines{"alert Alert 64 bytes OK"});
 }
 
-TEST(MessageBox, LeavesOutACharacterThatTheCutHasBroken)
+TEST(MessageBox, OmitsALastCharacterThatTruncationHasSplit)
 {
     static const struct {
         const char* front;

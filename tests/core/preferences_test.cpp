@@ -245,7 +245,7 @@ TEST(Preferences, OneBufferHoldsEveryTextThatWasRead)
     EXPECT_STREQ(width, "640"); // numbers are read as texts
 }
 
-TEST(Preferences, ADefaultLongerThanTheBufferIsCut)
+TEST(Preferences, ADefaultLongerThanTheBufferIsTruncated)
 {
     IniPreferences preferences("");
     EXPECT_EQ(preferences.read("a", "b", std::string(5000, 'x').c_str()), std::string(1023, 'x'));
@@ -404,7 +404,7 @@ TEST(Preferences, LiveInBank0)
     EXPECT_EQ(memory.banks[0].freeCount, 1u); // the number's buffer has not counted as one
 }
 
-TEST(Preferences, ANumberReadLeavesBank0AsItWasWhateverItsKind)
+TEST(Preferences, ReadingANumberDoesNotChangeBank0OfAnyType)
 {
     GameMemory memory;
     memory.defineLinear("core", 4096);

@@ -100,7 +100,7 @@ TEST_F(PreferencesWatch, TheBufferIsEmptyWhenTheIniFileIsOpened)
     EXPECT_EQ(s_textAtOpen, "");
 }
 
-TEST_F(PreferencesWatch, AKeyThatCanNotBeMadeGoesStraightToTheIniFile)
+TEST_F(PreferencesWatch, WithoutAKeyOnlyTheIniFileIsRead)
 {
     s_refused = "Video/width";
     s_ini.bytes = "[Video]\nwidth=640\n";
@@ -257,7 +257,7 @@ TEST_F(PreferencesWatch, AKeyIsSectionSlashKeyAndTheCallersToRelease)
     EXPECT_EQ(CreateKey("Video", nullptr), nullptr);
 }
 
-TEST_F(PreferencesWatch, AKeyIsCutTo1023Bytes)
+TEST_F(PreferencesWatch, AKeyIsTruncatedTo1023Bytes)
 {
     CreateKey(std::string(1000, 's').c_str(), std::string(1000, 'k').c_str());
     EXPECT_EQ(s_objects.back().text, std::string(1000, 's') + "/" + std::string(22, 'k'));

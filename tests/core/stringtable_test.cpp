@@ -139,7 +139,7 @@ TEST(StringTable, DoesNotReadBackATextThatEndsInABackslash)
     EXPECT_EQ(entries(table), "z=z");
 }
 
-TEST(StringTable, WritesALongTextOnceForEachTimeItWasAskedForUnderACutKey)
+TEST(StringTable, WritesALongTextUnderATruncatedKeyOnceForEachTranslation)
 {
     WatchedMemory memory;
     const std::string text(200, 'x');
@@ -358,7 +358,7 @@ TEST(StringsFile, ReadsAlikeWithAByteOrderMarkAndCarriageReturns)
     EXPECT_EQ(loaded(lines), "a=A, b\n=B\n, c=C");
 }
 
-TEST(StringsFile, CutsAKeyOf128BytesSoThatItIsNeverFound)
+TEST(StringsFile, TruncatesAKeyOf128BytesSoThatItIsNeverFound)
 {
     WatchedMemory memory;
     const std::string longest(127, 'k');
@@ -523,7 +523,7 @@ struct Language {
 
 class LanguageName : public testing::TestWithParam<Language> {};
 
-TEST_P(LanguageName, IsAFormatThatHasNothingToPrint)
+TEST_P(LanguageName, IsAFormatWithoutArguments)
 {
     WatchedMemory memory;
     StringTable table;
@@ -552,7 +552,7 @@ static const Language sc_names[] = {
 };
 INSTANTIATE_TEST_SUITE_P(StringTable, LanguageName, testing::ValuesIn(sc_names));
 
-TEST(LanguageName, IsCutTo127Bytes)
+TEST(LanguageName, IsTruncatedTo127Bytes)
 {
     WatchedMemory memory;
     StringTable table;

@@ -177,7 +177,7 @@ TEST(StringTableWatch, EndsWithoutWritingOnceAFileWasOpened)
     EXPECT_EQ(memory.takeLog(), "free #9, free #8, free #3, free #5, free #4, free #2, free #1");
 }
 
-TEST(StringTableWatch, EndsWithoutATextWhereARecordHasNone)
+TEST(StringTableWatch, ARecordWithoutATextEndsSafely)
 {
     WatchedMemory memory;
     StringTable* strings = new ("test", 1) StringTable;
@@ -190,7 +190,7 @@ TEST(StringTableWatch, EndsWithoutATextWhereARecordHasNone)
     EXPECT_EQ(memory.takeLog(), "free #9, free #8, free #10, free #3, free #5, free #4, free #2, free #1");
 }
 
-TEST(StringTableWatch, TriesAnEntryAgainUntilItCanBeEscaped)
+TEST(StringTableWatch, EscapesAnEntryAgainUntilThereIsMemory)
 {
     for (int before = 0; before < 4; ++before) { // key and text of the first entry, then of the second
         WatchedMemory memory;
@@ -231,7 +231,7 @@ TEST(StringTableWatch, LeavesAFileOpenThatCannotBeRead)
     EXPECT_EQ(memory.takeLog().find("open"), std::string::npos); // and nothing is written over it
 }
 
-TEST(StringTableWatch, TakesAnyAnswerButOneForAFailedRead)
+TEST(StringTableWatch, AnyReadCountButOneIsAFailedRead)
 {
     for (long long items : {0LL, 2LL, 14LL}) {
         WatchedMemory memory;
@@ -290,7 +290,7 @@ TEST(StringTableWatch, DoesNotEndTheGameOverAFileOfAbsurdLength)
     }
 }
 
-TEST(StringTableWatch, ReadsAsMuchOfAFileAsItHadWhenItWasAsked)
+TEST(StringTableWatch, ReadsTheLengthThatTheFileReportedFirst)
 {
     WatchedMemory memory;
     s_file.bytes = "\"a\" = \"Alpha\"\n\"b\" = \"Beta\"\n";
@@ -377,7 +377,7 @@ TEST(StringTableWatch, LeavesNoHashTableBehindWhenTheGamesMemoryThrows)
     EXPECT_EQ(g_stringTblPtr, nullptr);
 }
 
-TEST(StringTableWatch, CutsThePathOfItsFileTo127Bytes)
+TEST(StringTableWatch, TruncatesThePathOfItsFileTo127Bytes)
 {
     WatchedMemory memory;
     s_file.opens = false;

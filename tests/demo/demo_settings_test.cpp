@@ -59,7 +59,7 @@ TEST_F(DemoSettings, ComeFromTheCommandLineThenThePreferencesThenTheIniFile)
     EXPECT_EQ(chosen(SETTING_WIDTH), (Setting{"1000", SOURCE_COMMAND_LINE}));
 }
 
-TEST_F(DemoSettings, ThePreferencesCountAlsoWhereTheySayTheSameAsTheIniFile)
+TEST_F(DemoSettings, AValueFromThePreferencesCountsAsChosenEvenWhenTheIniFileHasTheSame)
 {
     ship("[Window]\r\nwidth=640\r\n");
     remember("Window", "width", "640");

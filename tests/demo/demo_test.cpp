@@ -133,7 +133,7 @@ TEST(Levels, HaveAFieldForTheirSquadsToStandOn)
     EXPECT_EQ(faultOfLevels(names + squads + "}\n").expected, "field = float32 float32");
 }
 
-TEST(Banks, TheFirstIsTheLibrarysOwnAndALinearOneTakesNoBlocksThatAreFreed)
+TEST(Banks, Bank0IsForTheLibraryAndNoBlockOfALinearBankIsFreedAlone)
 {
     static const std::string core = "bank\n{\nname = \"core\"\nkind = \"heap\"\nsize = 65536\n}\n";
     static const std::string rest = "bank\n{\nname = \"frame\"\nkind = \"linear\"\nsize = 4096\n}\n"

@@ -85,7 +85,7 @@ static void expectSound(const Session& session)
     }
 }
 
-TEST(Session, TellsOfEachBlockItsSizeAndWhenItIsMadeAndFreed)
+TEST(Session, HasSizeAndLifetimeOfEachBlock)
 {
     Session session;
     std::string error;
@@ -131,7 +131,7 @@ TEST(Session, MayBe16MiBLongAndNoLonger)
     EXPECT_EQ(errorOf(longest + '\0'), "it is longer than 16 MiB");
 }
 
-TEST(Session, IsRefusedWhenItIsCutAnywhere)
+TEST(Session, IsRefusedWhenItIsTruncatedAnywhere)
 {
     const Bytes whole = sample();
     ASSERT_EQ(errorOf(whole), "");

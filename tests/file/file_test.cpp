@@ -62,7 +62,7 @@ TEST(File, ReadsAWholeFileAsOneItem)
     EXPECT_EQ(File::close(file), 0);
 }
 
-TEST(File, ReadCountsWholeItemsAndNotTheCutOneAtTheEnd)
+TEST(File, ReadCountsWholeItemsAndNotAPartialOneAtTheEnd)
 {
     put("items", "aaabbbc");
     _BkzFileType_s* file = File::open("items", "rb");
@@ -77,7 +77,7 @@ TEST(File, ReadCountsWholeItemsAndNotTheCutOneAtTheEnd)
     File::close(file);
 }
 
-TEST(File, ReadOfNothingOrOfMoreThanMemoryHasMovesNothing)
+TEST(File, ReadOf0BytesOrOfMoreThanTheAddressSpaceDoesNotMoveThePosition)
 {
     put("items", "abc");
     _BkzFileType_s* file = File::open("items", "rb");
@@ -431,7 +431,7 @@ TEST(Path, IsOpenedInEitherSpelling)
     }
 }
 
-TEST(Path, OfANewFileIsMadeInTheFolderThatTheDOSPathNames)
+TEST(Path, ANewFileIsMadeInTheFolderThatTheDOSPathNames)
 {
     mkdir("saves", 0755);
     File::close(File::open("saves\\one", "w"));

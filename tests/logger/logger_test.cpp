@@ -161,7 +161,7 @@ TEST_F(Log, AMessageIsALine)
               "Parser: expected 1 integer on line 7.\n");
 }
 
-TEST_F(Log, AMessageEndsAtItsFormFeedOrWhereItsTextDoes)
+TEST_F(Log, AMessageEndsAtItsFormFeedOrAtTheEndOfItsText)
 {
     struct Row {
         const char* message;
@@ -184,7 +184,7 @@ TEST_F(Log, AMessageEndsAtItsFormFeedOrWhereItsTextDoes)
     }
 }
 
-TEST_F(Log, ANullFormatSaysNothing)
+TEST_F(Log, ANullFormatPrintsNothing)
 {
     const char* format = nullptr;
     EXPECT_EQ(throughPipe([format] { owLogger::log(3, format, 0); }), "");
@@ -370,7 +370,7 @@ static std::string shownLevels()
     return lines;
 }
 
-TEST_F(Log, ShowsEverythingTheLibrarySaysUnlessToldOtherwise)
+TEST_F(Log, ByDefaultShowsAllMessagesOfTheLibrary)
 {
     EXPECT_EQ(shownLevels(), "-1 0 1 2 3 4 5 6 ");
 }
@@ -445,7 +445,7 @@ TEST_F(Log, ALineIsOneWriteHoweverLong)
     }
 }
 
-TEST_F(LogOnTerminal, CutsNothingAtAnyLengthNearItsBuffers)
+TEST_F(LogOnTerminal, TruncatesNothingAtAnyLengthNearItsBuffers)
 {
     const std::string filler(5000, 'x');
     std::vector<int> lengths;

@@ -317,7 +317,7 @@ TEST_F(TheCursor, WhileItIsUntiedTheMouseStillSendsEvents)
     EXPECT_EQ(event.xmotion.x_root, 100);
 }
 
-TEST_F(TheCursor, OfNoOtherDisplayIsTouched)
+TEST_F(TheCursor, CallsForAnotherDisplayFail)
 {
     for (CGDirectDisplayID display : {kCGNullDirectDisplay, kCGDirectMainDisplay + 1}) {
         EXPECT_EQ(CGDisplayHideCursor(display), kCGErrorIllegalArgument);

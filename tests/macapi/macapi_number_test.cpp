@@ -51,7 +51,7 @@ static void integersGoInAndOut(CFNumberType type)
     goesInAndOut<T>(type, {0, 1, -1, std::numeric_limits<T>::min(), std::numeric_limits<T>::max()});
 }
 
-TEST(Number, EveryTypeGoesInAndComesOutAsItWas)
+TEST(Number, EveryTypeComesBackUnchanged)
 {
     integersGoInAndOut<int8_t>(kCFNumberSInt8Type);
     integersGoInAndOut<int16_t>(kCFNumberSInt16Type);

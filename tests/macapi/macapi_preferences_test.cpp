@@ -253,7 +253,7 @@ TEST(Preferences, TheEnvironmentIsReadAtEachCall)
     EXPECT_EQ(appValue("Player"), "Bea");
 }
 
-TEST(Preferences, WithoutVariablesOfTheirOwnTheyLieWhereTheDesktopKeepsSettings)
+TEST(Preferences, WithoutTheVariablesTheyLieInTheConfigurationFolderOfTheDesktop)
 {
     const std::string here = fs::current_path().string();
     unsetenv("MACAPI_USER_LIBRARY");
@@ -303,7 +303,7 @@ TEST(Preferences, EveryByteOfMacRomanButNulSurvives)
               "lost: ");
 }
 
-TEST(Preferences, WhatReadsAsAnIntegerIsOne)
+TEST(Preferences, AStringThatReadsAsAnIntegerCountsAsOne)
 {
     const CFIndex most = LONG_MAX;
     const CFIndex least = LONG_MIN;
@@ -393,7 +393,7 @@ TEST(Preferences, ANumberComesBackAsANumber)
     EXPECT_EQ(width, -640);
 }
 
-TEST(Preferences, NullsAndUnknownNamesHaveNoValuesAndCannotBeWritten)
+TEST(Preferences, WithNullsAndUnknownNamesNothingIsReadOrWritten)
 {
     EXPECT_EQ(CFPreferencesCopyAppValue(nullptr, sc_app), nullptr);
     EXPECT_EQ(CFPreferencesCopyAppValue(CFSTR("Player"), nullptr), nullptr);
@@ -440,7 +440,7 @@ TEST(Preferences, WhatIsSetIsKeptAsLongAsItIsNeeded)
     EXPECT_EQ(said(pending), "Anna");
 }
 
-TEST(Preferences, WhatWasNotSynchronisedGoesWithTheProcess)
+TEST(Preferences, AValueThatWasNotSynchronisedIsLostWithTheProcess)
 {
     CFPreferencesSetAppValue(CFSTR("Player"), CFSTR("Anna"), sc_app);
     EXPECT_EQ(elsewhere([] {

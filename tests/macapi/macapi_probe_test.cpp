@@ -89,7 +89,7 @@ TEST_F(Probe, ASilentServerThatStandsInForAnotherOnTheNetworkIsNoDisplayAfterFiv
     expectNoDisplayAfterTheWait();
 }
 
-TEST_F(Probe, AServerThatSaysAByteNowAndThenIsSilentToo)
+TEST_F(Probe, AServerThatSendsAByteNowAndThenCountsAsSilent)
 {
     HostileScreen screen([&](int connection, int) {
         while (!screen.isOver() && send(connection, "\1", 1, MSG_NOSIGNAL) == 1) {

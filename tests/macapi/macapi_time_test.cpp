@@ -143,7 +143,7 @@ TEST(Time, TheLatestMomentIsWaitedFor)
         testing::KilledBySignal(SIGALRM), "");
 }
 
-TEST(Time, WithoutAPlaceForTheAnswerNothingHappens)
+TEST(Time, ANullOutputIsIgnored)
 {
     Microseconds(nullptr);
     EXPECT_EQ(MPDelayUntil(nullptr), paramErr);

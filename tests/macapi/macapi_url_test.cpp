@@ -57,7 +57,7 @@ TEST(URL, KeepsItsText)
     }
 }
 
-TEST(URL, IsNotMadeOfTextThatIsNone)
+TEST(URL, IsNotMadeOfTextThatIsNoUrl)
 {
     EXPECT_EQ(make(""), nullptr);
     for (const char* text : {

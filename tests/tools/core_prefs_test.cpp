@@ -216,7 +216,7 @@ TEST(CorePrefs, ReportsAnOutputThatCannotBeWritten)
     EXPECT_TRUE(contains(readFile("errors"), "the output can't be written"));
 }
 
-TEST(CorePrefs, RefusesWhatItDoesNotUnderstandAndStoresNothing)
+TEST(CorePrefs, AnInvalidCommandIsRefusedAndStoresNothing)
 {
     static const struct {
         const char* arguments;

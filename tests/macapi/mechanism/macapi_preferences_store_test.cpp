@@ -135,7 +135,7 @@ TEST(PreferencesFile, KeepsTheModeItWasGiven)
     EXPECT_EQ(modeOf(sc_file), 0640);
 }
 
-TEST(PreferencesFile, StaysItsOwnersWhenTheSystemsUserWritesIt)
+TEST(PreferencesFile, KeepsItsOwnerWhenRootWritesIt)
 {
     makeStore();
     if (chown(sc_file, 1234, 5678) != 0) {
@@ -238,7 +238,7 @@ TEST(PreferencesFile, WhatIsTooLargeToReadBackIsNotWritten)
     EXPECT_EQ(value("Player"), "Anna");
 }
 
-TEST(PreferencesFile, TellsItsState)
+TEST(PreferencesFile, ReportsItsState)
 {
     EXPECT_EQ(checkPreferences("file"), PreferencesState::Missing);
     fill("file", plistOf(entry("Player", "Anna")));

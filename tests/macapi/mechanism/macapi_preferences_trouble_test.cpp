@@ -49,7 +49,7 @@ TEST(DamagedPreferences, AreReportedInOneLineWithoutControlCharacters)
     EXPECT_EQ(said.find('\n'), said.size() - 1);
 }
 
-TEST(DamagedPreferences, BeginAnewWhereNoneWereWrittenBefore)
+TEST(DamagedPreferences, WithoutAnEarlierFileBeginEmpty)
 {
     fs::create_directories("MACAPI_USER_LIBRARY/Preferences");
     const std::string path = preferencesFile(sc_game);
@@ -85,7 +85,7 @@ TEST(DamagedPreferences, AreFoundByAWriteAsWell)
     EXPECT_EQ(contentsOf(std::string(sc_file) + ".damaged-1"), "<plist><array/></plist>");
 }
 
-TEST(DamagedPreferences, WithADamagedCopyBeginAnew)
+TEST(DamagedPreferences, WithADamagedCopyBeginEmpty)
 {
     makeStore();
     fill(std::string(sc_file) + ".bak", "<plist>");
@@ -93,7 +93,7 @@ TEST(DamagedPreferences, WithADamagedCopyBeginAnew)
     EXPECT_EQ(value("Player"), "(none)");
 }
 
-TEST(DamagedPreferences, CutAnywhereComeBackWhole)
+TEST(DamagedPreferences, TruncatedAnywhereAreRestoredWhole)
 {
     makeStore();
     const std::string good = contentsOf(sc_file);
@@ -112,7 +112,7 @@ TEST(DamagedPreferences, KeepTheirMode)
     EXPECT_EQ(modeOf(sc_file), 0640);
 }
 
-TEST(DamagedPreferences, BehindALinkAreNeverSetAside) // any file may be there
+TEST(DamagedPreferences, AFileThatALinkLeadsToIsNeverSetAside) // any file may be there
 {
     makeStore();
     fs::rename(sc_file, "file");
@@ -168,7 +168,7 @@ TEST(DamagedPreferences, OnAFullDiskWaitForRoomToPutTheCopyBack)
     EXPECT_FALSE(fs::exists(std::string(sc_file) + ".damaged-2"));
 }
 
-TEST(DamagedPreferences, GoToAnotherNameWhereAFileHasButOne)
+TEST(DamagedPreferences, AreCopiedToAnotherNameWhereAFileCanHaveOnlyOne)
 {
     makeStore();
     s_trouble = Trouble();
@@ -234,7 +234,7 @@ TEST(UnreadablePreferences, HoldTooMuchAndAreLeftAlone)
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // these need the memory themselves
-TEST(UnreadablePreferences, ThatMemoryDoesNotSufficeForAreLeftAloneAndNothingIsThrown)
+TEST(UnreadablePreferences, TooLargeForMemoryAreLeftAloneAndNothingIsThrown)
 {
     fs::create_directories("MACAPI_USER_LIBRARY/Preferences");
     const std::string contents = plistOf(entry("Player", std::string(15 << 20, 'a')));

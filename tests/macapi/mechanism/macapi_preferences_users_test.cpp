@@ -253,7 +253,7 @@ TEST(SharedPreferences, ThreeUsersWriteInTurns)
 
 // ---- Root in a user's folder.
 
-TEST(SharedPreferences, WhatRootMakesBelongsToTheFoldersOwner)
+TEST(SharedPreferences, AFileThatRootMakesBelongsToTheFoldersOwner)
 {
     SKIP_WITHOUT_USERS();
     openToAll();
@@ -386,7 +386,7 @@ static int waitersAt(int file)
     }
 }
 
-TEST(LockedPreferences, ProcessesGetTheLockInTheOrderOfTheirComing)
+TEST(LockedPreferences, ProcessesGetTheLockInTheOrderInWhichTheyAskedForIt)
 {
     const Descriptor folder = openAt(AT_FDCWD, ".", O_RDONLY | O_DIRECTORY);
     const Descriptor order = openAt(AT_FDCWD, "order", O_WRONLY | O_CREAT | O_APPEND, 0600);

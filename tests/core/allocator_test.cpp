@@ -1,5 +1,5 @@
-// Classes that live in a bank, and a game whose manager is a static object: both are there before main is, and still
-// there after it.
+// Classes whose objects live in a bank, and a game whose manager is a static object: the manager exists before main
+// begins and still exists after main ends.
 #include "tests/support/game_memory.h"
 
 #include <stdint.h>

@@ -1,5 +1,5 @@
-// Linear banks of 2 GiB and more, and realloc callbacks that come back to the bank that is being grown. What linear banks do
-// otherwise is memorymgr_heap_test's subject.
+// Linear banks of 2 GiB and more, and realloc callbacks that call the manager for the bank that is growing.
+// memorymgr_heap_test has all other tests of linear banks.
 #include "tests/support/game_memory.h"
 
 #include <stdint.h>

@@ -1,6 +1,7 @@
-// The bank-size file: what is read from it, what is written to it, and what becomes of sizes no sane run wrote.
+// The bank-size file: what initialize reads from it, what shutdown writes to it, and what happens with sizes that no
+// run of a game would write.
 //
-// This program writes down what is opened, and leaves the opening to the file library.
+// This program defines fopen_mac, records each call and passes it on to the file library.
 #include "tests/support/game_memory.h"
 
 #include "core/platform.h"

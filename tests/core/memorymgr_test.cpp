@@ -1,5 +1,5 @@
-// The memory manager's life: definition, initialisation and shutdown. What lies in a bank is
-// memorymgr_heap_test's subject, the bank-size file is memorymgr_sizes_test's.
+// The memory manager from definition through initialisation to shutdown. memorymgr_heap_test has the tests of blocks,
+// memorymgr_sizes_test those of the bank-size file.
 #include "tests/support/game_memory.h"
 
 #include "core/platform.h"

@@ -1,7 +1,7 @@
 // The class Mutex, and which bank's lock the memory manager holds when.
 //
-// This program stands between the library and the threads library: it writes down what is done to locks, from the
-// moment the library is loaded to the moment it goes.
+// This program defines the functions of the threads library that core calls. It records each call and passes it on,
+// from the moment when core is loaded to the moment when core is unloaded.
 #include "tests/support/game_memory.h"
 
 #include "core/platform.h"

@@ -1,8 +1,8 @@
-// The parser beside a model of it, over random texts and random sequences of calls.
+// The parser and a simple model of it get the same random texts and the same random sequences of calls.
 //
 // The model is written for reading: a text is a std::string, a place in it an index, numbers are sscanf's, and each
-// call does what it is for in the most obvious way. After each call both have to agree on the result, the outputs and
-// the messages, and at the end on every byte of the text. A second, smaller model is strtok itself.
+// call does its work in the most obvious way. After each call both must have the same result, outputs and messages,
+// and at the end the same bytes of the text. A second, smaller model is strtok itself.
 #include "core/parser.h"
 
 #include "file/file.h"

@@ -1,4 +1,4 @@
-// The readers of typed values, and what they say about text that holds no such thing.
+// The readers of typed values, and their messages about text that holds no such value.
 #include "core/parser.h"
 
 #include "tests/support/parser_fixture.h"

@@ -1,4 +1,4 @@
-// The alert where there is a display: what AppKit is asked to show, on a server of the test's own.
+// The alert on a display: what the platform asks AppKit to show. The test starts its own X server.
 #include "core/platform.h"
 #include "tests/support/x_server.h"
 

@@ -1,4 +1,4 @@
-// Keys, cursor and mouse, on a window server on paper.
+// Keys, cursor and mouse, with a fake window server that records the calls (tests/support/fake_appkit.h).
 #include "core/macosx_platform.h"
 #include "core/platform.h"
 #include "tests/support/fake_appkit.h"

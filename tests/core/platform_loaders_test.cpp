@@ -1,5 +1,5 @@
-// The subsystem loaders, in a process whose program defines the graphics factory, whose module the sound factory, and where
-// nobody defines the 3D sound factory. MODULE is the path of platform_loaders_module.
+// The subsystem loaders, in a process whose program defines the graphics factory, whose module the sound factory, and
+// where no module defines the 3D sound factory. MODULE is the path of platform_loaders_module.
 #include "core/platform.h"
 
 #include <gtest/gtest.h>

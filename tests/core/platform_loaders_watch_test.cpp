@@ -1,4 +1,5 @@
-// What the subsystem loaders ask of the dynamic linker: this program puts its own in front.
+// The calls of the subsystem loaders to the dynamic linker. This program defines those functions and records the
+// calls.
 #include "core/platform.h"
 
 #include <mach-o/dyld.h>

@@ -1,4 +1,4 @@
-// Listing folders, with the host's file system behind it.
+// Listing folders of the real file system.
 #include "core/platform.h"
 
 #include "tests/support/game_memory.h"

@@ -1,4 +1,4 @@
-// What ScanDir asks of the system, of the file library and of the memory manager, and what becomes of it when they refuse.
+// The calls of ScanDir to the system, to the file library and to the memory manager, and its results when they fail.
 #include "core/platform.h"
 #include "file/file.h"
 

@@ -1,4 +1,4 @@
-// What the settings ask of the system's preferences, in which order, and what they make of the answers.
+// The calls of the settings to the system's preferences, in their order, and what the settings do with the results.
 #include "core/platform.h"
 
 #include "tests/support/watched_preferences.h"

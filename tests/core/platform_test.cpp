@@ -1,4 +1,4 @@
-// Platform as a game sees it: identity, folders and state, with the host's own services behind it.
+// Platform as a game uses it: identity, folders and state, with the real services of the system.
 #include "core/platform.h"
 
 #include "tests/support/shared_folder.h"

@@ -1,4 +1,4 @@
-// Time, sleeping and the start of threads, with the host's own clock behind them.
+// Time, sleep and the start of threads, with the real clock of the system.
 #include "core/platform.h"
 
 #include <gtest/gtest.h>

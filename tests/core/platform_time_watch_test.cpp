@@ -1,4 +1,4 @@
-// What time, sleep and threadStarter ask of the system: this program puts its own clock in front, and its own operator
+// The calls of time, sleep and threadStarter to the system. This program defines the clock's functions and operator
 // delete.
 #include "core/platform.h"
 

@@ -1,4 +1,4 @@
-// What Platform asks of the system, and what it makes of the answers: this program puts its own services in front.
+// The calls of Platform to the system, and what Platform does with the results. This program defines those functions.
 #include "core/platform.h"
 
 #include <ApplicationServices/ApplicationServices.h>

@@ -1,4 +1,5 @@
-// The window's rules: which window is asked for, where, and in which order, on a window server on paper.
+// The window's rules: which window the platform asks for, where, and with which calls in which order. A fake window
+// server records the calls (tests/support/fake_appkit.h).
 #include "core/macosx_platform.h"
 #include "core/platform.h"
 #include "tests/support/fake_appkit.h"

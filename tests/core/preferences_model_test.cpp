@@ -1,5 +1,5 @@
-// The reader of INI files beside a model of it, over random files that hold everything that has a meaning in one, and
-// random questions.
+// The reader of INI files and a simple model of it get the same random files and the same random keys. The files hold
+// all characters that mean something in an INI file.
 #include "core/preferences.h"
 
 #include "tests/support/ini_memory.h"

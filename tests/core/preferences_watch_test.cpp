@@ -1,5 +1,5 @@
-// What preferences ask of the system's store, of the file library and of the memory manager, in which order, and what
-// they make of the answers.
+// The calls of Preferences to the system's store, to the file library and to the memory manager, in their order, and
+// what Preferences does with the results.
 #include "core/preferences.h"
 
 #include "core/memorymgr.h"

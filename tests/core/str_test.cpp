@@ -1,4 +1,4 @@
-// Escapes. The memory manager's alloc passes through this program, which writes down what is asked and can refuse it.
+// Escapes. This program defines MemoryMgr::alloc: it records each request, and passes it on or returns null.
 #include "core/str.h"
 
 #include "tests/support/game_memory.h"

@@ -1,5 +1,5 @@
-// A naive string table beside the real one: it reads strings files as their rules are told, one after the other, with
-// no thought of speed. Both are given hundreds of thousands of random files, and have to agree on every entry.
+// The string table and a simple model of it. The model applies the rules of strings files one after the other, and is
+// slow. Both read hundreds of thousands of random files and must have the same entries.
 #include "core/stringtable.h"
 
 #include "tests/support/memory_file.h"

@@ -1,5 +1,5 @@
-// What the string table asks of the file library, of the memory manager and of the escapes, in which order, and what
-// becomes of it when they refuse.
+// The calls of the string table to the file library, to the memory manager and to str, in their order, and what
+// happens when they fail.
 #include "core/parser.h"
 #include "core/str.h"
 #include "file/file.h"

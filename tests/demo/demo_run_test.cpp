@@ -1,4 +1,4 @@
-// The whole demo, run without a display: what it says, remembers, and ends with.
+// The whole demo, run without a display: what it prints, what it stores, and its exit status.
 #include <gtest/gtest.h>
 
 #include <fstream>

@@ -1,4 +1,4 @@
-// The demo's window and its keys, on a graphics module and a platform that the test brings.
+// The demo's window and its keys, with a graphics module and a platform that this program defines.
 #include "demo/gfx/gfxsubsystem.h"
 #include "demo/screen.h"
 #include "tests/support/demo_game.h"

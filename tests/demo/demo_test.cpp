@@ -1,4 +1,4 @@
-// What the demo believes of files: data and translations.
+// The demo's checks of its files: data and translations.
 #include "demo/battle.h"
 #include "demo/datafile.h"
 #include "demo/gamememory.h"

@@ -1,4 +1,4 @@
-// Objects as what they are on the Mac: receivers of AppKit's messages.
+// Objects of macapi answer AppKit's messages, as on the Mac.
 #include "tests/support/x_server.h"
 
 #include <Carbon/Carbon.h>

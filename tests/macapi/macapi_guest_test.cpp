@@ -1,7 +1,7 @@
 // macapi as a guest in the program: it leaves the program's own definitions, streams and handlers alone.
 //
-// This program puts its own in front of every call there is. They go on to the library's, and notice when it is the
-// library that calls them.
+// This program defines the Mac's calls itself, as a program may. Each of them passes the call on to macapi's, and
+// notices when macapi itself is the caller.
 #include <Carbon/Carbon.h>
 #include <mach-o/dyld.h>
 

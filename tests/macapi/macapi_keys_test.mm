@@ -1,4 +1,4 @@
-// Keys pressed on an X server, as AppKit's events tell of them.
+// Keys pressed on an X server, and their codes in AppKit's events.
 #include "tests/support/mac_keys.h"
 #include "tests/support/x_server.h"
 

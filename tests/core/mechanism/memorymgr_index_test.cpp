@@ -1,6 +1,6 @@
-// The index of a large heap bank: how much memory it takes, that its answers are those of a walk along the free list, and that
-// a bank goes on without it after other code has written to the list or to a header. memorymgr_model_test checks that it
-// finds the right nodes.
+// The index of a large heap bank: how much memory it takes, that its answers are those of a walk along the free list, and
+// that a bank goes on without it after other code has written to the list or to a header. memorymgr_model_test checks
+// that it finds the right nodes.
 #include "core/memorymgr.h"
 #include "tests/support/game_memory.h"
 #include "tests/support/library_memory.h"
@@ -196,7 +196,8 @@ TEST(Index, EachManagerHasIndexesOfItsOwn)
 // ---- Free lists and headers that other code has changed.
 //
 // docs/surprises.md promises that the bank then goes on without its index, with the answers that the list gives. So each
-// result below is that of a walk along the changed list, and no size in a header may lead the index out of its own memory.
+// result below is that of a walk along the changed list, and no size in a header may lead the index out of its own
+// memory.
 
 TEST(ChangedList, WithoutAListTheFallbackServes)
 {

@@ -1,5 +1,5 @@
-// The tables behind the 32-bit references of a 64-bit host, also where they find no memory to grow. A 32-bit host has
-// plain pointers instead, and the same results.
+// The tables that a 64-bit build keeps for the 32-bit references in block headers, also when there is no memory for
+// the tables to grow. A 32-bit build has plain pointers in the headers and gives the same results.
 #include "core/memorymgr.h"
 #include "tests/support/game_memory.h"
 

@@ -1,6 +1,7 @@
-// Numbers read on the spot beside the C library's own reading of them, to the last bit and to the same end.
+// The parser's own reader of numbers must give the same value as the C library, to the last bit, and stop at the same
+// character.
 //
-// The reading itself is compiled into this program: core keeps it to itself.
+// core does not export the reader, so its source is compiled into this program.
 #include "core/parser_numbers.h"
 
 #include <gtest/gtest.h>

@@ -70,8 +70,7 @@ private:
 };
 
 static const unsigned int sc_calls = 42;
-static_assert(sc_parserReaderCount == 39,
-              "the inputs of the corpus have numbers for 39 rows and three calls after them");
+static_assert(sc_parserReaderCount == 39, "numbers 39 to 41 are in use: a new row gets the number 42");
 
 // The bytes that the reader may write. For ParamEqualsString 3, so that most strings do not fit; readers of a line's
 // whole text write to Subject::m_word.
@@ -90,7 +89,7 @@ static size_t sizeOf(const ParserReader& reader)
     return reader.count * sizes[reader.value];
 }
 
-// These ask for a parameter "a", the others for the one that the text names: it is always there.
+// These four calls ask for a parameter "a", which few texts have. The other calls ask for the name that the text has there.
 static bool asksForA(unsigned int number)
 {
     return number == 27 || number == 28 || number == 29 || number == 32;

@@ -3,8 +3,8 @@
 // An input is a section, a key and a file, with NULs between them.
 #include "core/preferences.h"
 
-#include "tests/ini_memory.h"
-#include "tests/ini_model.h"
+#include "tests/support/ini_memory.h"
+#include "tests/support/ini_model.h"
 
 #include <memory>
 #include <stdint.h>

@@ -1,10 +1,15 @@
 // Every reader of the parser in any order, over any text in a block of exactly its size.
 //
-// The first byte of an input is a count of calls; as many bytes name them, and the rest is the text. The calls are
-// made over and over, until a round finds no line.
+// The first byte of an input is a count of calls. As many bytes follow, each the number of a call; the rest of the
+// input is the text. The fuzzer makes the calls in turn, and again from the first one, until a round reads no line.
+//
+//     0 to 38   the reader with this index in the table of tests/support/parser_readers.h
+//     39 to 41  the calls at the end of Subject::call
+//     42 ...    the same again: the number modulo 42
 #include "core/parser.h"
 
 #include "logger/logger.h"
+#include "tests/support/parser_readers.h"
 
 #include <memory>
 #include <stdarg.h>
@@ -64,135 +69,64 @@ private:
     const char* m_token = nullptr; // the last one
 };
 
+static const unsigned int sc_calls = 42;
+static_assert(sc_parserReaderCount == 39, "numbers 39 to 41 are in use: a new row gets the number 42");
+
+// The bytes that the reader may write. For ParamEqualsString 3, so that most strings do not fit; readers of a line's
+// whole text write to Subject::m_word.
+static size_t sizeOf(const ParserReader& reader)
+{
+    const size_t sizes[] = {0,
+                            sizeof(signed char),
+                            sizeof(short),
+                            sizeof(int),
+                            sizeof(unsigned int),
+                            sizeof(long long),
+                            sizeof(float),
+                            sizeof(bool),
+                            3,
+                            3};
+    return reader.count * sizes[reader.value];
+}
+
+// These four calls ask for a parameter "a", which few texts have. The other calls ask for the name that the text has there.
+static bool asksForA(unsigned int number)
+{
+    return number == 27 || number == 28 || number == 29 || number == 32;
+}
+
 bool Subject::call(uint8_t which)
 {
-    Parser& parser = m_parser;
-    char* word = m_word.get();
-    int i, j, k;
-    float f, g;
-    signed char int8;
-    short int16;
-    unsigned int uint32;
-    long long int64;
-    bool boolean;
-    switch (which % 42) {
-    case 0:
-    case 1:
-        return parser.ParseLine();
-    case 2:
-        keep(parser.GetToken(" "));
-        break;
-    case 3:
-        keep(parser.GetString());
-        break;
-    case 4:
-        keep(parser.GetToken(","));
-        break;
-    case 5:
-        keep(parser.GetToken(""));
-        break;
-    case 6:
-        keep(parser.GetToken("\n=\""));
-        break;
-    case 7:
-        parser.GetEqualsToken();
-        break;
-    case 8:
-        parser.GetOpenBrace();
-        break;
-    case 9:
-        parser.GetCloseBrace();
-        break;
-    case 10:
-        parser.reset();
-        break;
-    case 11:
-        return parser.ParseString(word);
-    case 12:
-        return parser.ParseChar(word);
-    case 13:
-        return parser.ParseUTF8(reinterpret_cast<unsigned char*>(word));
-    case 14:
-        return parser.ParseInteger(&i);
-    case 15:
-        return parser.ParseInteger2(&i, &j);
-    case 16:
-        return parser.ParseInteger2x(&i, &j);
-    case 17:
-        return parser.ParseInteger3(&i, &j, &k);
-    case 18:
-        return parser.ParseFloat(&f);
-    case 19:
-        return parser.ParseFloat2(&f, &g);
-    case 20:
-        return parser.ParseFloat2x(&f, &g);
-    case 21:
-        parser.GetFloat(&f);
-        break;
-    case 22:
-        parser.GetFloat2(&f, &g);
-        break;
-    case 23:
-        parser.GetInt(&i);
-        break;
-    case 24:
-        parser.GetInt2(&i, &j);
-        break;
-    case 25:
-        parser.GetInt3(&i, &j, &k);
-        break;
-    case 26:
-        parser.GetBoolean();
-        break;
-    case 27:
-        parser.ParamEqualsInt8(m_token, "a", &int8);
-        break;
-    case 28:
-        parser.ParamEqualsInt16(m_token, "a", &int16);
-        break;
-    case 29:
-        parser.ParamEqualsInt32(m_token, "a", &i);
-        break;
-    case 30:
-        parser.ParamEqualsUInt32(m_token, m_token, &uint32);
-        break;
-    case 31:
-        parser.ParamEqualsInt64(m_token, m_token, &int64);
-        break;
-    case 32:
-        parser.ParamEqualsFloat32(m_token, "a", &f);
-        break;
-    case 33:
-        parser.ParamEqualsInt32_2(m_token, m_token, &i, &j);
-        break;
-    case 34:
-        parser.ParamEqualsInt32_2x(m_token, m_token, &i, &j);
-        break;
-    case 35:
-        parser.ParamEqualsFloat32_2(m_token, m_token, &f, &g);
-        break;
-    case 36:
-        parser.ParamEqualsFloat32_2x(m_token, m_token, &f, &g);
-        break;
-    case 37:
-        parser.ParamEqualsBoolean(m_token, m_token, &boolean);
-        break;
-    case 38: {
-        std::unique_ptr<char[]> text(new char[3]);
-        parser.ParamEqualsString(m_token, m_token, text.get(), 3);
-        break;
-    }
+    const unsigned int number = which % sc_calls;
+    int value;
+    switch (number) {
     case 39:
-        parser.ParamEqualsString(m_token, "a", nullptr, 0);
-        break;
+        m_parser.ParamEqualsString(m_token, "a", nullptr, 0);
+        return false;
     case 40:
-        parser.ParamEqualsString(m_token, m_token, word, static_cast<unsigned int>(m_size + 2));
-        break;
+        m_parser.ParamEqualsString(m_token, m_token, m_word.get(), static_cast<unsigned int>(m_size + 2));
+        return false;
     case 41:
-        parser.ParamEqualsInt32("a", "A", &i);
-        break;
+        m_parser.ParamEqualsInt32("a", "A", &value);
+        return false;
     }
-    return false;
+    const ParserReader& reader = sc_parserReaders[number];
+    const size_t size = sizeOf(reader);
+    const std::unique_ptr<char[]> values(new char[size]); // the address sanitizer sees a byte too many
+    const bool wholeLine =
+        reader.group == READER_VALUE_LINE && (reader.value == VALUE_TEXT || reader.value == VALUE_UTF8);
+    ReaderCall call = {m_parser,
+                       reader.argument,
+                       m_token,
+                       asksForA(number) ? "a" : m_token,
+                       wholeLine ? m_word.get() : values.get(),
+                       static_cast<unsigned int>(size),
+                       nullptr};
+    const bool good = reader.read(call);
+    if (reader.group == READER_TOKEN || reader.group == READER_STRING) {
+        keep(call.text);
+    }
+    return good && (reader.group == READER_LINE || reader.group == READER_VALUE_LINE);
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)

@@ -7,8 +7,8 @@
 #include "core/stringtable.h"
 #include "logger/logger.h"
 
-#include "../memory_file.h"
-#include "../stringtable_access.h"
+#include "tests/support/memory_file.h"
+#include "tests/support/stringtable_access.h"
 
 #include <algorithm>
 #include <set>

@@ -1,6 +1,6 @@
 // The sample of file/file.h.
 #include "file/file.h"
-#include "tests/game_memory.h"
+#include "tests/support/game_memory.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // The samples of core/platform.h.
 #include "core/platform.h"
-#include "tests/game_memory.h"
-#include "tests/x_server.h"
+#include "tests/support/game_memory.h"
+#include "tests/support/x_server.h"
 
 #include <ApplicationServices/ApplicationServices.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // The samples of core/preferences.h: the code and the INI file.
 #include "core/preferences.h"
-#include "tests/game_memory.h"
+#include "tests/support/game_memory.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The program on the README's first screen.
 #include "core/memorymgr.h"
-#include "tests/game_memory.h"
+#include "tests/support/game_memory.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The sample of core/str.h.
 #include "core/str.h"
-#include "tests/game_memory.h"
+#include "tests/support/game_memory.h"
 
 #include <gtest/gtest.h>
 

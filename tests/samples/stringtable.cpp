@@ -1,6 +1,6 @@
 // The samples of core/stringtable.h: the code and the strings file.
 #include "core/stringtable.h"
-#include "tests/game_memory.h"
+#include "tests/support/game_memory.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 #import <Cocoa/Cocoa.h>
 
 #include "core/platform.h"
-#include "tests/x_server.h"
+#include "tests/support/x_server.h"
 
 #include <gtest/gtest.h>
 

@@ -376,7 +376,7 @@ static int cycles()
     return told ? atoi(told) : 2;
 }
 
-TEST_P(WindowPlatforms, ShowTheGameAndAreAsBeforeAfterItsEnd)
+TEST_P(WindowPlatforms, ShowTheGameAndAreRestoredAfterItsEnd)
 {
     const int perGame = cycles() < 20 ? 1 : 10;
     const std::string before = desktop();
@@ -412,7 +412,7 @@ TEST_P(XServers, GiveTheKeyboardToTheFullScreenWindowOnAFreshServer)
     expectKey(player, "the full-screen window");
 }
 
-TEST_P(WindowPlatforms, MayGoAwayWithoutAGameThatHangs)
+TEST_P(WindowPlatforms, TheGameAnswersOrEndsWhenItsServerEnds)
 {
     Player player;
     startPlayer(player);
@@ -427,7 +427,7 @@ TEST_P(WindowPlatforms, MayGoAwayWithoutAGameThatHangs)
 }
 
 // Xwayland 22 ends when the cursor is moved in a session that has no mouse.
-TEST_P(WaylandSession, MayEndWhenTheCursorIsMovedWithoutAGameThatHangs)
+TEST_P(WaylandSession, TheGameAnswersOrEndsWhenMovingTheCursorEndsTheServer)
 {
     Player player;
     startPlayer(player);

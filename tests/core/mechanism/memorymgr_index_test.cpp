@@ -1,0 +1,409 @@
+// The index of a large heap bank: how much memory it takes, that its answers are those of a walk along the free list, and
+// that a bank goes on without it after other code has written to the list or to a header. memorymgr_model_test checks
+// that it finds the right nodes.
+#include "core/memorymgr.h"
+#include "tests/support/game_memory.h"
+#include "tests/support/library_memory.h"
+
+#include <optional>
+
+namespace {
+
+const unsigned int sc_large = 128 << 10; // bytes: a bank that has an index
+
+class LargeHeap : public GameMemory {
+public:
+    explicit LargeHeap(unsigned int size = sc_large)
+    {
+        Source::serve(*this, MEMLOC_DEFAULT);
+        defineHeap("heap", 32);
+        writeFile(bankSizePath, "heap=" + std::to_string(size));
+        initialize();
+    }
+
+    // Takes a whole node of this size, a multiple of 32.
+    char* allocNode(unsigned int size) { return static_cast<char*>(alloc(0, size - 25, "test", 1)); }
+    int free(void* block) { return MemoryMgr::free(0, block); }
+
+    // From its head: "96+32" is a node of 32 bytes that begins 96 bytes into the bank.
+    std::string freeNodes() const
+    {
+        std::string text;
+        const MemoryHeapNode_s* before = nullptr;
+        for (const MemoryHeapNode_s* node = banks[0].freeList; node; before = node, node = node->next) {
+            EXPECT_EQ(node->prev, before);
+            text += (text.empty() ? "" : " ") + std::to_string(reinterpret_cast<const char*>(node) - banks[0].base) +
+                    "+" + std::to_string(node->size);
+        }
+        return text;
+    }
+};
+
+MemoryHeapNode_s* headerOf(void* block)
+{
+    return static_cast<MemoryHeapNode_s*>(block) - 1;
+}
+
+#ifdef WATCHES_LIBRARY_MEMORY
+
+// What initialize takes beside the bank.
+size_t takenFor(e_MemoryBankType type, unsigned int size)
+{
+    Source::startAnew();
+    GameMemory memory;
+    memory.defineBank(MEMLOC_DEFAULT, type, "bank", 32);
+    Source::serve(memory, MEMLOC_DEFAULT);
+    writeFile(memory.bankSizePath, "bank=" + std::to_string(size));
+    LibraryMemory::taken = 0;
+    LibraryMemory::isWatched = true;
+    memory.initialize();
+    LibraryMemory::isWatched = false;
+    EXPECT_EQ(Source::takeLog(), "alloc " + std::to_string(size) + " = #1"); // the location isn't asked for it
+    return LibraryMemory::taken;
+}
+
+TEST(Index, TakesLessThanOnePercentOfItsBank)
+{
+    for (const unsigned int size : {32u << 10, 40001u, 64u << 10, 100000u, 1u << 20, (16u << 20) + 7, 64u << 20}) {
+        EXPECT_GT(takenFor(MEMBANK_HEAP, size), size / 256u) << size; // a bit for each 32 bytes, at least
+        EXPECT_LT(takenFor(MEMBANK_HEAP, size), size / 100u) << size;
+    }
+}
+
+TEST(Index, IsNotMadeForSmallAndLinearBanks)
+{
+    EXPECT_EQ(takenFor(MEMBANK_HEAP, (32 << 10) - 1), 0u);
+    EXPECT_EQ(takenFor(MEMBANK_HEAP, 32), 0u);
+    EXPECT_EQ(takenFor(MEMBANK_LINEAR, 1 << 20), 0u);
+}
+
+TEST(Index, AllocAndFreeTakeNoMoreMemoryForTheIndex)
+{
+    LargeHeap heap;
+    heap.free(heap.allocNode(64)); // the first to name "test"
+    LibraryMemory::taken = 0;
+    LibraryMemory::isWatched = true;
+    std::vector<void*> blocks;
+    blocks.reserve(100);
+    for (int i = 0; i < 100; ++i) {
+        blocks.push_back(heap.allocNode(32 + 32 * (i % 9)));
+    }
+    for (void* block : blocks) {
+        heap.free(block);
+    }
+    LibraryMemory::isWatched = false;
+    EXPECT_EQ(LibraryMemory::taken, 0u);
+    EXPECT_EQ(heap.freeNodes(), "0+131072");
+}
+
+TEST(Index, ABankWorksWithoutMemoryForItsIndex)
+{
+    LargeHeap heap;
+    LibraryMemory::isWatched = LibraryMemory::isEmpty = true;
+    heap.initialize(); // its banks begin anew
+    LibraryMemory::isWatched = LibraryMemory::isEmpty = false;
+    EXPECT_GT(LibraryMemory::blockCount, 0);
+    char* first = heap.allocNode(64);
+    heap.allocNode(96);
+    heap.free(first);
+    EXPECT_EQ(heap.freeNodes(), "0+64 160+130912");
+}
+
+#endif
+
+// A node of every size, beginning at every distance from a word of the index, is joined with what is freed beside it.
+TEST(Index, FindsNeighboursWhereverTheyBeginAndEnd)
+{
+    const unsigned int sc_unit = 32;
+    for (unsigned int before = 1; before <= 65; ++before) {
+        LargeHeap heap;
+        heap.allocNode(before * sc_unit);
+        for (unsigned int size = 1; size <= 260; ++size) {
+            char* first = heap.allocNode(size * sc_unit);
+            char* second = heap.allocNode(sc_unit);
+            char* third = heap.allocNode(size * sc_unit);
+            heap.allocNode(sc_unit);
+            heap.free(first);
+            heap.free(third);
+            heap.free(second);
+            ASSERT_EQ(heap.banks[0].freeNodeCount, 2u) << before << ", " << size;
+            ASSERT_EQ(sizeOf(heap.banks[0].freeList), (2 * size + 1) * sc_unit) << before << ", " << size;
+            ASSERT_EQ(heap.allocNode((2 * size + 1) * sc_unit), first);
+            heap.free(first);
+            heap.free(first + (2 * size + 1) * sc_unit);
+            ASSERT_EQ(heap.banks[0].freeNodeCount, 1u) << before << ", " << size;
+        }
+    }
+}
+
+TEST(Index, TheEndOfABankWhoseSizeIsNoMultipleOf32KeepsItsPlace)
+{
+    LargeHeap heap(sc_large + 31);
+    char* odd = heap.allocNode(64);
+    char* wall = heap.allocNode(32);
+    char* rest = heap.allocNode(sc_large - 96 - 32); // leaves 63
+    EXPECT_EQ(heap.freeNodes(), "131040+63");
+    heap.free(odd);
+    EXPECT_EQ(heap.freeNodes(), "131040+63 0+64");
+    char* end = heap.allocNode(32); // of the smaller one, whose rest of 31 bytes can hold a header
+    EXPECT_EQ(end, heap.banks[0].base + 131040 + 24);
+    EXPECT_EQ(heap.freeNodes(), "131072+31 0+64");
+    heap.free(end);
+    EXPECT_EQ(heap.allocNode(64), odd);
+    EXPECT_EQ(heap.allocNode(32), end);
+    heap.free(odd);
+    heap.free(end);
+    heap.free(wall);
+    heap.free(rest);
+    EXPECT_EQ(heap.freeNodes(), "0+131103");
+    EXPECT_EQ(heap.check(0, true), 0);
+}
+
+// Nodes of more than 1/64 of the bank share classes: 4096 to 5119 bytes are one of them.
+TEST(Index, TakesTheSmallestOfTheLargeNodesThatFit)
+{
+    LargeHeap heap;
+    std::vector<char*> holes;
+    for (const unsigned int size : {5088u, 4096u, 4608u, 4800u, 9600u}) {
+        holes.push_back(heap.allocNode(size));
+        heap.allocNode(32);
+    }
+    for (char* hole : holes) {
+        heap.free(hole);
+    }
+    EXPECT_EQ(heap.allocNode(4640), holes[3]);
+    EXPECT_EQ(heap.allocNode(4608), holes[2]);
+    EXPECT_EQ(heap.allocNode(5120), holes[4]);
+    EXPECT_EQ(heap.allocNode(4064), holes[1]);
+    EXPECT_EQ(heap.allocNode(4064), holes[4] + 5120);
+    EXPECT_EQ(heap.allocNode(4064), holes[0]);
+}
+
+TEST(Index, FindsNeighboursOfANodeThatWasTheOnlyFreeOne)
+{
+    LargeHeap heap;
+    std::vector<char*> blocks;
+    for (int i = 0; i < 4; ++i) {
+        blocks.push_back(heap.allocNode(3200));
+    }
+    heap.free(blocks[1]); // the second free node
+    heap.free(blocks[3]); // joins with the first
+    heap.free(blocks[2]); // joins with both: one is left
+    EXPECT_EQ(heap.freeNodes(), "3200+127872");
+    EXPECT_EQ(heap.allocNode(64), blocks[1]);
+    heap.free(blocks[0]);
+    EXPECT_EQ(heap.freeNodes(), "0+3200 3264+127808");
+    heap.free(blocks[1]);
+    EXPECT_EQ(heap.freeNodes(), "0+131072");
+}
+
+TEST(Index, FindsANodeInABankOfManyClasses)
+{
+    LargeHeap heap(256 << 20);
+    char* small = heap.allocNode(64);
+    heap.allocNode(32);
+    char* middle = heap.allocNode(1 << 20);
+    heap.allocNode(32);
+    heap.free(small);
+    heap.free(middle);
+    EXPECT_EQ(heap.allocNode(96), middle); // thousands of empty classes above its own
+    EXPECT_EQ(heap.allocNode(64), small);
+    EXPECT_EQ(heap.allocNode(2 << 20), middle + (1 << 20) + 32);
+}
+
+TEST(Index, IsMadeAgainWhenItsBankIsMadeAgain)
+{
+    LargeHeap heap;
+    heap.allocNode(64);
+    writeFile(heap.bankSizePath, "heap=100001");
+    heap.initialize();
+    EXPECT_EQ(heap.freeNodes(), "0+100001");
+    char* block = heap.allocNode(64);
+    EXPECT_EQ(block, heap.banks[0].base + 24);
+    heap.free(block);
+    EXPECT_EQ(heap.freeNodes(), "0+100001");
+}
+
+// Only four managers have indexes at a time. The others give the same answers by walking their lists.
+TEST(Index, EachManagerHasIndexesOfItsOwn)
+{
+    std::optional<LargeHeap> heaps[6];
+    for (int round = 0; round < 12; ++round) {
+        heaps[round * 5 % 6].emplace(); // the one that was there ends
+        for (std::optional<LargeHeap>& heap : heaps) {
+            if (heap) {
+                char* first = heap->allocNode(64);
+                char* second = heap->allocNode(96);
+                heap->free(first);
+                EXPECT_EQ(heap->freeNodes(), "0+64 160+130912");
+                EXPECT_EQ(heap->allocNode(64), first);
+                heap->free(second);
+                heap->free(first);
+                EXPECT_EQ(heap->freeNodes(), "0+131072");
+            }
+        }
+    }
+}
+
+// ---- Free lists and headers that other code has changed.
+//
+// docs/surprises.md promises that the bank then goes on without its index, with the answers that the list gives. So each
+// result below is that of a walk along the changed list, and no size in a header may lead the index out of its own
+// memory.
+
+TEST(ChangedList, WithoutAListTheFallbackServes)
+{
+    LargeHeap heap;
+    heap.allocNode(64);
+    MemoryHeapNode_s* list = heap.banks[0].freeList;
+    heap.banks[0].freeList = nullptr;
+    char* block = heap.allocNode(64);
+    EXPECT_EQ(heap.banks[0].extNodeCount, 1u);
+    heap.free(block);
+    heap.banks[0].freeList = list;
+    EXPECT_EQ(heap.allocNode(64), heap.banks[0].base + 64 + 24);
+}
+
+TEST(ChangedList, WithoutAListTheFreedNodeBecomesTheList)
+{
+    LargeHeap heap;
+    char* block = heap.allocNode(64);
+    heap.banks[0].freeList = nullptr;
+    heap.free(block); // the free node after it is on no list, so the two are not joined
+    EXPECT_EQ(heap.freeNodes(), "0+64");
+}
+
+TEST(ChangedList, TheOverwrittenSizeOfAFreeNodeCounts)
+{
+    LargeHeap heap;
+    char* block = heap.allocNode(256);
+    heap.allocNode(32);
+    heap.free(block);
+    headerOf(block)->size = 64;
+    EXPECT_EQ(heap.allocNode(128), heap.banks[0].base + 256 + 32 + 24);
+    EXPECT_EQ(heap.allocNode(64), block);
+    EXPECT_EQ(heap.check(0), MEMERR_SIZE); // 192 bytes belong to no node
+}
+
+TEST(ChangedList, AFreeNodeWithAnOverwrittenSizeIsTakenOnce)
+{
+    LargeHeap heap;
+    char* block = heap.allocNode(256);
+    heap.allocNode(32);
+    heap.free(block);
+    headerOf(block)->size = 64;
+    EXPECT_EQ(heap.allocNode(64), block);
+    EXPECT_EQ(heap.allocNode(64), heap.banks[0].base + 256 + 32 + 24);
+}
+
+TEST(ChangedList, ASizeLargerThanTheBankCountsToo)
+{
+    LargeHeap heap;
+    headerOf(heap.banks[0].base + 24)->size = sc_large * 2;
+    EXPECT_EQ(heap.allocNode(64), heap.banks[0].base + 24);
+    EXPECT_EQ(heap.freeNodes(), "64+262080");
+}
+
+TEST(ChangedList, AFreeNodeWithoutItsMarkIsStillJoined)
+{
+    LargeHeap heap;
+    char* first = heap.allocNode(64);
+    char* second = heap.allocNode(64);
+    char* third = heap.allocNode(64);
+    heap.allocNode(32);
+    heap.free(first);
+    heap.free(third);
+    setHeaderWord(first, 0, 0x12345678);
+    setHeaderWord(third, 0, 0x12345678);
+    EXPECT_EQ(heap.check(0), MEMERR_FREE_NODE);
+    EXPECT_EQ(heap.free(second), 0);
+    EXPECT_EQ(heap.freeNodes(), "0+192 224+130848");
+}
+
+TEST(ChangedList, NodesAreJoinedByTheirOverwrittenSizes)
+{
+    LargeHeap heap;
+    char* first = heap.allocNode(64);
+    char* second = heap.allocNode(64);
+    heap.allocNode(32);
+    heap.free(second);
+    setHeaderWord(second, 1, sc_large * 2);
+    heap.free(first);
+    EXPECT_EQ(heap.freeNodes(), "160+130912 0+262208");
+}
+
+TEST(ChangedList, NodesThatNoLongerTouchAreNotJoined)
+{
+    LargeHeap heap;
+    char* first = heap.allocNode(64);
+    char* second = heap.allocNode(64);
+    heap.allocNode(32);
+    heap.free(first);
+    setHeaderWord(first, 1, 32);
+    heap.free(second);
+    EXPECT_EQ(heap.freeNodes(), "0+32 64+64 160+130912");
+}
+
+TEST(ChangedList, AForgedHeaderAtAnImpossibleAddressIsFreed)
+{
+    LargeHeap heap;
+    char* forged = heap.allocNode(128) + 16 + 24;
+    memset(forged - 24, 0, 24);
+    setHeaderWord(forged, 0, 0xfeedface);
+    setHeaderWord(forged, 1, 56);
+    EXPECT_EQ(heap.free(forged), 0);
+    EXPECT_EQ(heap.freeNodes(), "40+56 128+130944");
+}
+
+TEST(ChangedList, AFreeNodeWithoutItsMarkIsStillTaken)
+{
+    LargeHeap heap;
+    char* block = heap.allocNode(64);
+    heap.allocNode(32);
+    heap.free(block);
+    setHeaderWord(block, 0, 0x12345678);
+    EXPECT_EQ(heap.allocNode(64), block);
+    EXPECT_EQ(heap.check(0), 0);
+}
+
+TEST(ChangedList, ABlockOfAnotherBankIsPutOnTheList)
+{
+    GameMemory memory;
+    memory.defineHeap("first", sc_large);
+    memory.defineHeap("second", sc_large);
+    memory.initialize();
+    memory.alloc(0, sc_large - 25, "test", 1); // all of it
+    void* stray = memory.alloc(1, 100, "test", 1);
+    memory.alloc(1, 100, "test", 1);
+    EXPECT_EQ(memory.free(0, stray), 0);
+    EXPECT_EQ(memory.banks[0].freeList, headerOf(stray));
+    EXPECT_EQ(memory.alloc(0, 100, "test", 1), stray);
+}
+
+TEST(ChangedList, ABlockWithAnOverwrittenSizeIsFreed)
+{
+    for (const unsigned int size : {0u, 1u, 100u, 0x7fffffffu}) {
+        LargeHeap heap;
+        char* block = heap.allocNode(64);
+        heap.allocNode(32);
+        setHeaderWord(block, 1, size);
+        EXPECT_EQ(heap.free(block), 0);
+        EXPECT_EQ(magicOf(headerOf(block)), 0xdeadf00du);
+        EXPECT_NE(heap.check(0), 0);
+        EXPECT_EQ(heap.banks[0].freeNodeCount, 2u);
+    }
+}
+
+TEST(ChangedList, FreeingAPointerThatIsNoBlockChangesNothing)
+{
+    LargeHeap heap;
+    char* block = heap.allocNode(128);
+    memset(block, 0, 100);
+    EXPECT_EQ(heap.free(block + 32), MEMERR_BLOCK);
+    EXPECT_EQ(heap.free(block + 1), MEMERR_BLOCK);
+    EXPECT_EQ(heap.free(block), 0);
+    EXPECT_EQ(heap.free(block), MEMERR_BLOCK);
+    EXPECT_EQ(heap.freeNodes(), "0+131072");
+}
+
+} // namespace

@@ -1,0 +1,191 @@
+// The tables that a 64-bit build keeps for the 32-bit references in block headers, also when there is no memory for
+// the tables to grow. A 32-bit build has plain pointers in the headers and gives the same results.
+#include "core/memorymgr.h"
+#include "tests/support/game_memory.h"
+
+#include <string>
+#include <vector>
+
+// The sanitizers bring a calloc of their own, which has to be in place.
+#if UINTPTR_MAX > 0xffffffffu && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#define CAN_RUN_OUT 1
+
+static bool s_tablesGrow = true; // the tables' memory, while it lasts
+
+extern "C" void* __libc_calloc(size_t count, size_t size);
+extern "C" void* calloc(size_t count, size_t size)
+{
+    return s_tablesGrow ? __libc_calloc(count, size) : nullptr;
+}
+#endif
+
+// More names than fit a table of any size it starts with. Nobody reads them, so they need not be texts.
+static const char* nameOf(size_t number)
+{
+    static std::vector<char> s_names(100000);
+    return &s_names.at(number);
+}
+
+static MemoryHeapNode_s* headerOf(void* block)
+{
+    return static_cast<MemoryHeapNode_s*>(block) - 1;
+}
+
+static const char* fileOf(void* block)
+{
+    return headerOf(block)->file;
+}
+
+TEST(Names, OfAnyNumberAreTheCallersPointers)
+{
+    GameMemory memory;
+    std::vector<void*> blocks;
+    for (size_t i = 0; i < 20000; ++i) {
+        blocks.push_back(memory.alloc(-1, 1, nameOf(i), 1));
+    }
+    for (size_t i = 0; i < blocks.size(); ++i) {
+        ASSERT_EQ(fileOf(blocks[i]), nameOf(i));
+        memory.free(-1, blocks[i]);
+    }
+}
+
+TEST(Names, MayBeMissing)
+{
+    GameMemory memory;
+    void* block = memory.alloc(-1, 1, nullptr, 1);
+    EXPECT_EQ(fileOf(block), nullptr);
+    memory.free(-1, block);
+}
+
+TEST(Links, OfFallbackBlocksLeadAlongTheListInBothDirections)
+{
+    GameMemory memory;
+    std::vector<void*> blocks;
+    for (int i = 0; i < 5000; ++i) {
+        blocks.push_back(memory.alloc(-1, 1, "test", 1));
+    }
+    for (size_t i = 0; i < blocks.size(); i += 2) { // every other one goes, and its links are somebody else's then
+        memory.free(-1, blocks[i]);
+        blocks[i] = memory.alloc(-1, 1, "test", 2);
+    }
+    size_t count = 0;
+    MemoryHeapNode_s* last = nullptr;
+    for (MemoryHeapNode_s* node = memory.systemBank.extList; node; node = node->next) {
+        ASSERT_EQ(static_cast<MemoryHeapNode_s*>(node->prev), last);
+        last = node;
+        ++count;
+    }
+    EXPECT_EQ(count, blocks.size());
+    for (void* block : blocks) {
+        memory.free(-1, block);
+    }
+    EXPECT_EQ(memory.systemBank.extList, nullptr);
+}
+
+TEST(Links, ReadAndAssignLikePointers)
+{
+    GameMemory memory;
+    const int bank = memory.defineHeap("bank", 1024);
+    memory.initialize();
+    MemoryHeapNode_s* older = headerOf(memory.alloc(bank, 1, "test", 1));
+    MemoryHeapNode_s* newer = headerOf(memory.alloc(bank, 1, "test", 2));
+
+    EXPECT_EQ(static_cast<MemoryHeapNode_s*>(newer->next), older);
+    EXPECT_EQ(newer->next->line, 1u);
+    older->next = newer->next; // where a link stands it leads to the same header
+    EXPECT_EQ(static_cast<MemoryHeapNode_s*>(older->next), older);
+    older->next = nullptr;
+    EXPECT_EQ(static_cast<MemoryHeapNode_s*>(older->next), nullptr);
+}
+
+#ifdef CAN_RUN_OUT
+
+static const char s_late[] = "late";
+
+TEST(Tables, TakeNoMemoryForTheFirstHundredNames)
+{
+    GameMemory memory;
+    const int bank = memory.defineHeap("bank", 8192);
+    memory.initialize();
+    s_tablesGrow = false;
+    for (size_t i = 0; i < 100; ++i) {
+        EXPECT_EQ(fileOf(memory.alloc(bank, 1, nameOf(i), 1)), nameOf(i));
+    }
+    s_tablesGrow = true;
+}
+
+TEST(Tables, WithoutMemoryForMoreNamesTheKnownNamesAreStillStored)
+{
+    GameMemory memory;
+    const int bank = memory.defineHeap("bank", 1 << 20);
+    memory.initialize();
+    size_t count = 0;
+    s_tablesGrow = false;
+    void* block;
+    for (;;) {
+        block = memory.alloc(bank, 1, nameOf(count), 1);
+        if (!fileOf(block)) {
+            break; // the table is full
+        }
+        memory.free(bank, block);
+        ++count;
+    }
+    for (size_t i = 0; i < count; ++i) {
+        void* known = memory.alloc(bank, 1, nameOf(i), 1);
+        EXPECT_EQ(fileOf(known), nameOf(i));
+        memory.free(bank, known);
+    }
+    s_tablesGrow = true;
+    EXPECT_GE(count, 100u);
+    EXPECT_EQ(fileOf(memory.alloc(bank, 1, s_late, 1)), s_late);
+}
+
+TEST(Tables, DoNotGrowWhenFallbackBlocksAreMadeAndFreed)
+{
+    GameMemory memory;
+    memory.free(-1, memory.alloc(-1, 1, "test", 1));
+    s_tablesGrow = false;
+    for (int i = 0; i < 5000; ++i) {
+        memory.free(-1, memory.alloc(-1, 1, "test", 1)); // where its links find no room, the game ends
+    }
+    s_tablesGrow = true;
+    EXPECT_EQ(memory.systemBank.freeCount, 5001u);
+}
+
+TEST(Tables, TakeNoMemoryForTheFirstThousandFallbackBlocks)
+{
+    GameMemory memory;
+    s_tablesGrow = false;
+    for (size_t i = 0; i < 1000; ++i) {
+        memory.alloc(-1, 1, "test", 1); // where its links find no room, the game ends
+    }
+    s_tablesGrow = true;
+    EXPECT_EQ(memory.systemBank.allocCount, 1000u);
+    while (memory.systemBank.extList) {
+        memory.free(-1, memory.systemBank.extList + 1);
+    }
+}
+
+// The links of 1024 fallback blocks have their room in the library. Block #1 is the bank itself.
+TEST(Tables, WithoutMemoryForItsLinksAFallbackBlockIsFreedAndTheGameEnds)
+{
+    GameMemory memory;
+    memory.defineHeap("bank", 32);
+    Source::serve(memory, MEMLOC_DEFAULT);
+    memory.initialize();
+    EXPECT_EXIT(
+        {
+            s_tablesGrow = false;
+            atexit([] {
+                s_tablesGrow = true; // others end now, too
+                fprintf(stderr, "[%s]", Source::takeLog().c_str());
+            });
+            while (memory.banks[0].extNodeCount < 2000) {
+                Source::takeLog();
+                memory.alloc(0, 100, "test", 1);
+            }
+        },
+        testing::ExitedWithCode(255), "onOutOfMemory.0.\n.alloc 128 = #1026, free #1026.$");
+}
+
+#endif

@@ -2,7 +2,7 @@
 #include "preferences_fixture.h"
 #include "troubled_system.h"
 
-#include "macapi/src/plist.h"
+#include "macapi/src/objects/plist.h"
 
 #include <stdlib.h>
 #include <thread>

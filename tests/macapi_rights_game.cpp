@@ -1,9 +1,9 @@
 // The game that macapi_rights_test makes setuid, setgid and capable copies of. Prints an answer to each argument.
 #include <Carbon/Carbon.h>
 
-#include "macapi/src/executable.h"
-#include "macapi/src/folders.h"
-#include "macapi/src/rights.h"
+#include "macapi/src/system/executable.h"
+#include "macapi/src/system/folders.h"
+#include "macapi/src/system/rights.h"
 
 #include <dlfcn.h>
 #include <errno.h>

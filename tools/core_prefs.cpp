@@ -3,9 +3,9 @@
 // It reads and writes as a game does, so it may run beside one. A store that it can't read it leaves as it is, down
 // to the last byte, and says so.
 #include "logger/printable.h"
-#include "macapi/src/encoding.h"
-#include "macapi/src/plist.h"
-#include "macapi/src/preferences_store.h"
+#include "macapi/src/objects/encoding.h"
+#include "macapi/src/objects/plist.h"
+#include "macapi/src/preferences/preferences_store.h"
 
 #include <getopt.h>
 

@@ -1,0 +1,112 @@
+// The main display and the user's session, in the Mac's terms.
+#include <ApplicationServices/ApplicationServices.h>
+
+#include "macapi/src/display/windowserver.h"
+#include "macapi/src/objects/values.h"
+
+#include <exception>
+#include <mutex>
+#include <unistd.h>
+#include <vector>
+
+using namespace macapi;
+
+// GNUstep's highest is the screen saver's, 1000. It hands a window manager known levels as types of window, those of
+// docks, menus or dialogues, which managers place and decorate as they see fit; at any other a window is an ordinary one
+// above those below. There is room left above this for a program's own.
+static const CGWindowLevel sc_shieldingLevel = 2000;
+
+static const Constant<__CFString> s_width("Width");
+static const Constant<__CFString> s_height("Height");
+static const Constant<__CFString> s_bitsPerPixel("BitsPerPixel");
+static const Constant<__CFString> s_refreshRate("RefreshRate");
+static const Constant<__CFString> s_userID("kCGSSessionUserIDKey");
+
+const CFStringRef kCGDisplayWidth = &s_width.object;
+const CFStringRef kCGDisplayHeight = &s_height.object;
+const CFStringRef kCGDisplayBitsPerPixel = &s_bitsPerPixel.object;
+const CFStringRef kCGDisplayRefreshRate = &s_refreshRate.object;
+const CFStringRef kCGSessionUserIDKey = &s_userID.object;
+
+static Ref<__CFDictionary> dictionaryOf(const DisplayMode& mode)
+{
+    __CFDictionary::Entries entries;
+    entries[s_width.object.text] = makeInteger(mode.width);
+    entries[s_height.object.text] = makeInteger(mode.height);
+    entries[s_bitsPerPixel.object.text] = makeInteger(mode.bitsPerPixel);
+    entries[s_refreshRate.object.text] = make<__CFNumber>(mode.refreshRate);
+    return make<__CFDictionary>(std::move(entries));
+}
+
+// One dictionary for each mode there ever was, since nobody gives one back.
+static CFDictionaryRef lend(const DisplayMode& mode)
+{
+    struct Seen {
+        DisplayMode mode;
+        const __CFDictionary* dictionary;
+    };
+    static std::mutex s_mutex;
+    static auto& s_seen = *new std::vector<Seen>;
+
+    const std::lock_guard<std::mutex> lock(s_mutex);
+    for (const Seen& seen : s_seen) {
+        if (seen.mode == mode) {
+            return seen.dictionary;
+        }
+    }
+    s_seen.push_back({mode, immortal(dictionaryOf(mode))});
+    return s_seen.back().dictionary;
+}
+
+CGDirectDisplayID CGMainDisplayID()
+{
+    return hasWindowServer() ? sc_mainDisplay : kCGNullDirectDisplay;
+}
+
+static bool modeOf(CGDirectDisplayID display, DisplayMode* mode)
+{
+    return display == sc_mainDisplay && mainDisplayMode(mode);
+}
+
+CFDictionaryRef CGDisplayCurrentMode(CGDirectDisplayID display)
+try {
+    DisplayMode mode;
+    return modeOf(display, &mode) ? lend(mode) : nullptr;
+} catch (const std::exception&) {
+    return nullptr;
+}
+
+size_t CGDisplayPixelsWide(CGDirectDisplayID display)
+{
+    DisplayMode mode;
+    return modeOf(display, &mode) ? mode.width : 0;
+}
+
+size_t CGDisplayPixelsHigh(CGDirectDisplayID display)
+{
+    DisplayMode mode;
+    return modeOf(display, &mode) ? mode.height : 0;
+}
+
+size_t CGDisplayBitsPerPixel(CGDirectDisplayID display)
+{
+    DisplayMode mode;
+    return modeOf(display, &mode) ? mode.bitsPerPixel : 0;
+}
+
+CGWindowLevel CGShieldingWindowLevel()
+{
+    return sc_shieldingLevel;
+}
+
+CFDictionaryRef CGSessionCopyCurrentDictionary()
+try {
+    if (!hasWindowServer()) {
+        return nullptr;
+    }
+    __CFDictionary::Entries entries;
+    entries[s_userID.object.text] = makeInteger(getuid());
+    return make<__CFDictionary>(std::move(entries)).release();
+} catch (const std::exception&) {
+    return nullptr;
+}

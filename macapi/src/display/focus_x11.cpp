@@ -1,0 +1,134 @@
+// Our steps behind the two methods of AppKit's X backend that read events and ask for the focus.
+#include "macapi/src/display/focus.h"
+
+#include "macapi/src/appkit/objc.h"
+#include "macapi/src/display/windowserver_x11.h"
+
+#include <ApplicationServices/ApplicationServices.h>
+
+#include <atomic>
+#include <mutex>
+#include <stdint.h>
+
+namespace macapi {
+
+using ReceivedEvent = void (*)(ID server, Selector, void* data, int type, void* extra, ID mode);
+using SetInputFocus = void (*)(ID server, Selector, int window);
+static ReceivedEvent s_receivedEvent; // the backend's own
+static SetInputFocus s_setInputFocus;
+
+// AppKit's window for one of the server's; null when there is none.
+static ID findWindow(ID application, Window wanted)
+{
+    const ID windows = send<ID>(application, "windows");
+    const unsigned long count = send<unsigned long>(windows, "count");
+    for (unsigned long i = 0; i < count; i++) {
+        const ID window = send<ID>(windows, "objectAtIndex:", i);
+        if (reinterpret_cast<uintptr_t>(send<void*>(window, "windowRef")) == wanted) {
+            return window;
+        }
+    }
+    return nullptr;
+}
+
+// Sends the event with which AppKit makes a window key and the application active, as it does itself when a window
+// manager offers the focus.
+static void sendFocusIn(ID window)
+{
+    const unsigned long appKitDefined = 13; // NSAppKitDefined
+    const short focusIn = 5;                // GSAppKitWindowFocusIn
+    const ID event = send<ID>(objc_lookUpClass("NSEvent"),
+                              "otherEventWithType:location:modifierFlags:timestamp:windowNumber:context:subtype:"
+                              "data1:data2:",
+                              appKitDefined, CGPoint{0, 0}, 0ul, 0.0, send<long>(window, "windowNumber"), ID(nullptr),
+                              focusIn, 0l, 0l);
+    send<void>(window, "sendEvent:", event);
+}
+
+// The window that the server has given the focus to; None when it is no window, or the server has gone.
+static Window focusWindow()
+{
+    const Visit visit;
+    Window window = None;
+    int revertTo;
+    if (visit) {
+        XGetInputFocus(visit.display(), &window, &revertTo);
+    }
+    return window == PointerRoot ? None : window;
+}
+
+// AppKit may read events, and raise an exception, while it handles the event that is sent.
+struct Sending {
+    Sending() { s_isGoingOn = true; }
+    ~Sending() { s_isGoingOn = false; }
+    Sending(const Sending&) = delete;
+    Sending& operator=(const Sending&) = delete;
+
+    static bool s_isGoingOn;
+};
+bool Sending::s_isGoingOn;
+
+// Step 1: when AppKit has read the events that are there, and takes the application for inactive although one of its
+// windows has the focus, that window becomes key and the application active.
+static void receivedEvent(ID server, Selector name, void* data, int type, void* extra, ID mode)
+{
+    s_receivedEvent(server, name, data, type, extra, mode);
+    const ID application = send<ID>(objc_lookUpClass("NSApplication"), "sharedApplication");
+    if (Sending::s_isGoingOn || send<unsigned char>(application, "isActive")) {
+        return;
+    }
+    const Window focused = focusWindow();
+    const ID window = focused ? findWindow(application, focused) : nullptr;
+    if (window) {
+        const Sending sending;
+        sendFocusIn(window);
+    }
+}
+
+// Step 2: the focus is asked for as of now. The server refuses that for a window that it does not show yet; AppKit asks
+// again once it does. During step 1 the window has the focus: to ask for it then would start an endless quarrel with a
+// window manager that takes it back.
+static void setInputFocus(ID server, Selector name, int number)
+{
+    if (Sending::s_isGoingOn) {
+        return;
+    }
+    s_setInputFocus(server, name, number);
+    const uintptr_t window = number ? reinterpret_cast<uintptr_t>(send<void*>(server, "windowDevice:", number)) : 0;
+    const Visit visit;
+    if (window && visit) {
+        XSetInputFocus(visit.display(), window, RevertToParent, CurrentTime);
+        visit.succeeded();
+    }
+}
+
+// Keeps the method's own function before it puts ours in its place. Does nothing when there is no such method.
+template <class F>
+static void replace(Class of, const char* name, F* own, F does)
+{
+    const Method method = class_getInstanceMethod(of, sel_registerName(name));
+    if (method) {
+        *own = reinterpret_cast<F>(method_getImplementation(method));
+        method_setImplementation(method, reinterpret_cast<Function>(does));
+    }
+}
+
+void followFocus()
+{
+    static std::mutex s_mutex;
+    static std::atomic<bool> s_done;
+
+    if (!objc_lookUpClass || s_done) {
+        return;
+    }
+    const std::lock_guard<std::mutex> lock(s_mutex);
+    const Class server = objc_lookUpClass("XGServer");
+    if (s_done || !server) {
+        return;
+    }
+    replace(server, "receivedEvent:type:extra:forMode:", &s_receivedEvent, receivedEvent);
+    replace(server, "setinputfocus:", &s_setInputFocus, setInputFocus);
+    s_done = true;
+}
+
+} // namespace macapi

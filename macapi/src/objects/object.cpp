@@ -1,0 +1,94 @@
+// Counting references, from any thread.
+#include "macapi/src/objects/object.h"
+
+#include "macapi/src/objects/url.h"
+#include "macapi/src/objects/values.h"
+
+namespace macapi {
+
+// What a virtual destructor would do.
+static void destroy(const Object* object)
+{
+    switch (object->kind) {
+    case Kind::Array:
+        delete static_cast<const __CFArray*>(object);
+        break;
+    case Kind::Boolean:
+        delete static_cast<const __CFBoolean*>(object);
+        break;
+    case Kind::Bundle:
+        break; // the main bundle is for good
+    case Kind::Data:
+        delete static_cast<const __CFData*>(object);
+        break;
+    case Kind::Date:
+        delete static_cast<const __CFDate*>(object);
+        break;
+    case Kind::Dictionary:
+        delete static_cast<const __CFDictionary*>(object);
+        break;
+    case Kind::Number:
+        delete static_cast<const __CFNumber*>(object);
+        break;
+    case Kind::String:
+        delete static_cast<const __CFString*>(object);
+        break;
+    case Kind::URL:
+        delete static_cast<const __CFURL*>(object);
+        break;
+    }
+}
+
+void Object::addReference() const
+{
+    if (m_references.load(std::memory_order_relaxed) != 0) {
+        m_references.fetch_add(1, std::memory_order_relaxed);
+    }
+}
+
+void Object::dropReference() const
+{
+    if (m_references.load(std::memory_order_relaxed) != 0 &&
+        m_references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        destroy(this);
+    }
+}
+
+void Object::makeImmortal() const
+{
+    m_references.store(0, std::memory_order_relaxed);
+    if (!isa) {
+        awaitClass(this);
+    }
+    if (const __CFArray* array = as<__CFArray>(this)) {
+        for (const Ref<Object>& item : array->items) {
+            item->makeImmortal();
+        }
+    }
+    if (const __CFDictionary* dictionary = as<__CFDictionary>(this)) {
+        for (const auto& [key, value] : dictionary->entries) {
+            value->makeImmortal();
+        }
+    }
+}
+
+} // namespace macapi
+
+using namespace macapi;
+
+const CFAllocatorRef kCFAllocatorDefault = nullptr;
+
+CFTypeRef CFRetain(CFTypeRef object)
+{
+    if (const Object* its = ours(object)) {
+        its->addReference();
+    }
+    return object;
+}
+
+void CFRelease(CFTypeRef object)
+{
+    if (const Object* its = ours(object)) {
+        its->dropReference();
+    }
+}

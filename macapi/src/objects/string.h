@@ -1,0 +1,14 @@
+// The string behind a CFStringRef.
+#pragma once
+
+#include "macapi/src/objects/object.h"
+
+#include <string>
+
+struct __CFString final : macapi::Object {
+    static const macapi::Kind sc_kind = macapi::Kind::String;
+
+    explicit __CFString(std::string its) : Object(sc_kind), text(std::move(its)) {}
+
+    const std::string text; // UTF-8, always well formed, without a NUL
+};

@@ -1,0 +1,82 @@
+// The values of a property list that are no strings.
+#pragma once
+
+#include "macapi/src/objects/object.h"
+#include "macapi/src/objects/string.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+// A whole number from -(2^64 - 1) to 2^64 - 1, which is what property lists hold, or a double.
+struct __CFNumber final : macapi::Object {
+    static const macapi::Kind sc_kind = macapi::Kind::Number;
+
+    explicit __CFNumber(double its) : Object(sc_kind), isReal(true), real(its), magnitude(0), negative(false) {}
+    __CFNumber(uint64_t size, bool below0)
+        : Object(sc_kind), isReal(false), real(0), magnitude(size), negative(below0 && size != 0)
+    {
+    }
+
+    const bool isReal;
+    const double real;
+    const uint64_t magnitude;
+    const bool negative;
+};
+
+struct __CFBoolean final : macapi::Object {
+    static const macapi::Kind sc_kind = macapi::Kind::Boolean;
+
+    explicit __CFBoolean(bool its) : Object(sc_kind), value(its) {}
+
+    const bool value;
+};
+
+struct __CFData final : macapi::Object {
+    static const macapi::Kind sc_kind = macapi::Kind::Data;
+
+    explicit __CFData(std::string its) : Object(sc_kind), bytes(std::move(its)) {}
+
+    const std::string bytes;
+};
+
+// Only ever carried along, so it stays as it was written.
+struct __CFDate final : macapi::Object {
+    static const macapi::Kind sc_kind = macapi::Kind::Date;
+
+    explicit __CFDate(std::string its) : Object(sc_kind), text(std::move(its)) {}
+
+    const std::string text; // 2003-10-24T18:00:00Z, a day that exists
+};
+
+struct __CFArray final : macapi::Object {
+    static const macapi::Kind sc_kind = macapi::Kind::Array;
+    using Items = std::vector<macapi::Ref<Object>>;
+
+    explicit __CFArray(Items its) : Object(sc_kind), items(std::move(its)) {}
+
+    const Items items;
+};
+
+struct __CFDictionary final : macapi::Object {
+    static const macapi::Kind sc_kind = macapi::Kind::Dictionary;
+    using Entries = std::map<std::string, macapi::Ref<Object>>; // keys as in __CFString
+
+    explicit __CFDictionary(Entries its) : Object(sc_kind), entries(std::move(its)) {}
+
+    const Object* find(const std::string& key) const; // lent; null when there is none
+
+    const Entries entries;
+};
+
+namespace macapi {
+
+Ref<__CFNumber> makeInteger(int64_t value);
+
+// As CFNumberGetValue.
+bool readNumber(const __CFNumber& number, CFNumberType type, void* value);
+
+Ref<__CFBoolean> makeBoolean(bool value); // one of the only two there are
+
+} // namespace macapi

@@ -1,0 +1,291 @@
+// Domains, what is pending in them, and what was read of them.
+//
+// 1. Everything is found under the domain's file. Where the environment names another folder, there is another file,
+//    and what is pending stays with the one it was set for.
+// 2. What was read is used again only while the file is certainly the same. A file's times tell only so much: one that
+//    changed a moment ago may change once more without their telling.
+// 3. One lock guards what is known, and is held while a file is read. It is not held while a file is written, which may
+//    wait for other processes; a second lock, taken before the first, lets one thread write at a time.
+// 4. What is being written is seen like what is pending, so that no reader sees an older value than before.
+#include "macapi/src/preferences/preferences_store.h"
+
+#include "macapi/src/objects/plist.h"
+#include "macapi/src/preferences/preferences_file.h"
+#include "macapi/src/system/bundle.h"
+#include "macapi/src/system/disk.h"
+#include "macapi/src/system/executable.h"
+#include "macapi/src/system/folders.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <stdio.h>
+#include <sys/utsname.h>
+#include <time.h>
+#include <unistd.h>
+
+namespace macapi {
+
+static const size_t sc_longestName = 160;           // bytes; a file's name has room for 255
+static const int64_t sc_settled = 20 * 1000 * 1000; // nanoseconds; more than the step of the clock in files' times
+static const std::chrono::seconds sc_patience(5);   // of a write, with other processes that hold the file's lock
+
+static std::string hashOf(const std::string& text)
+{
+    uint64_t hash = 0xcbf29ce484222325; // FNV-1a
+    for (unsigned char byte : text) {
+        hash = (hash ^ byte) * 0x100000001b3;
+    }
+    char digits[17];
+    snprintf(digits, sizeof(digits), "%08x%08x", static_cast<unsigned int>(hash >> 32),
+             static_cast<unsigned int>(hash));
+    return digits;
+}
+
+// Two hosts that share a folder have different names here. One that is renamed keeps its own, where it has an
+// identity that lasts; that is not for others to see, so the name does not tell it.
+static const std::string& hostName()
+{
+    static const std::string s_name = [] {
+        std::string identity;
+        utsname names;
+        if (readFile("/etc/machine-id", &identity) != 0 || identity.size() < 32) {
+            identity = uname(&names) == 0 ? names.nodename : "";
+        }
+        return hashOf(identity);
+    }();
+    return s_name;
+}
+
+// Asked once: a program that is renamed while it runs keeps its preferences.
+static const std::string& currentApplication()
+{
+    static const std::string s_name = [] {
+        const std::string identifier = bundleIdentifier();
+        return identifier.empty() ? processName() : identifier;
+    }();
+    return s_name;
+}
+
+// The name of a file in this very folder, another for each application: what would lead elsewhere or break a line, or
+// would hide the file, goes as % and two digits, and the end of a name that is too long as % and the hash of it all.
+static std::string fileNameOf(const std::string& application)
+{
+    std::string name;
+    for (unsigned char byte : application) {
+        if (byte < ' ' || byte == 0x7f || byte == '/' || byte == '%' || (byte == '.' && name.empty())) {
+            char digits[4];
+            snprintf(digits, sizeof(digits), "%%%02x", byte);
+            name += digits;
+        } else {
+            name += static_cast<char>(byte);
+        }
+    }
+    if (name.size() > sc_longestName) {
+        size_t length = sc_longestName;
+        while ((name[length] & 0xc0) == 0x80) { // inside a character
+            length--;
+        }
+        name = name.substr(0, length) + "%-" + hashOf(application);
+    }
+    return name;
+}
+
+// An application that is called like the domain of any application has a file of its own all the same.
+static std::string fileNameFor(const PreferencesDomain& domain)
+{
+    if (domain.application == sc_anyApplication) {
+        return ".GlobalPreferences";
+    }
+    return fileNameOf(domain.application == sc_currentApplication ? currentApplication() : domain.application);
+}
+
+std::string preferencesFile(const PreferencesDomain& domain)
+{
+    const bool machine = domain.user == PreferencesUser::Any;
+    const std::string folder = systemFolder(machine ? kLocalDomain : kUserDomain, kPreferencesFolderType);
+    const std::string name = fileNameFor(domain);
+    if (name.empty() || folder.empty()) {
+        return "";
+    }
+    return domain.host == PreferencesHost::Current ? folder + "/ByHost/" + name + "." + hostName() + ".plist"
+                                                   : folder + "/" + name + ".plist";
+}
+
+namespace {
+
+// What the process knows of a domain's file.
+struct File {
+    PreferencesChanges pending;
+    PreferencesChanges written; // at this moment, by another thread
+    Ref<__CFDictionary> values; // null: to be read
+    struct stat status;         // of the file with these values
+};
+
+// Of one process: a child gets its own, since it has neither what is pending here nor the thread that may hold the
+// lock.
+struct Process {
+    const pid_t id;
+    Process* const parent;
+    std::mutex writing;                // held while a file is changed or repaired
+    std::mutex mutex;                  // guards files
+    std::map<std::string, File> files; // by path
+};
+
+} // namespace
+
+static Process& process()
+{
+    static std::atomic<Process*> s_process; // never freed: others may still ask when the process ends
+    Process* known = s_process.load();
+    const pid_t id = getpid();
+    while (!known || known->id != id) {
+        Process* fresh = new Process{id, known, {}, {}, {}};
+        if (s_process.compare_exchange_strong(known, fresh)) {
+            return *fresh;
+        }
+        delete fresh;
+    }
+    return *known;
+}
+
+static int64_t nanoseconds(const timespec& time)
+{
+    return static_cast<int64_t>(time.tv_sec) * 1000000000 + time.tv_nsec;
+}
+
+static bool isSame(const struct stat& one, const struct stat& other)
+{
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino && one.st_size == other.st_size &&
+           nanoseconds(one.st_mtim) == nanoseconds(other.st_mtim) &&
+           nanoseconds(one.st_ctim) == nanoseconds(other.st_ctim);
+}
+
+static Ref<__CFDictionary> none()
+{
+    static const __CFDictionary* const s_none = immortal(make<__CFDictionary>(__CFDictionary::Entries()));
+    return share(s_none);
+}
+
+// What the disk says at this moment. A damaged file is repaired unless another thread is writing.
+static Ref<__CFDictionary> valuesOf(Process* here, File* file, const std::string& path, PreferencesUser user)
+{
+    struct stat now;
+    if (stat(path.c_str(), &now) != 0) {
+        return none();
+    }
+    if (file->values && isSame(file->status, now)) {
+        return share(file->values.get());
+    }
+    timespec time;
+    clock_gettime(CLOCK_REALTIME, &time);
+    const std::unique_lock<std::mutex> writing(here->writing, std::try_to_lock);
+    PreferencesContents contents = readPreferencesFile(path, user, writing.owns_lock());
+    file->values.reset();
+    if (contents.state == PreferencesState::Good &&
+        nanoseconds(time) - nanoseconds(contents.status.st_ctim) > sc_settled) {
+        file->values = share(contents.values.get());
+        file->status = contents.status;
+    }
+    return std::move(contents.values);
+}
+
+// Null: the changes say nothing about the value.
+static const Ref<Object>* find(const PreferencesChanges& changes, const std::string& key)
+{
+    const auto change = changes.find(key);
+    return change != changes.end() ? &change->second : nullptr;
+}
+
+Ref<Object> copyPreference(const PreferencesDomain& domain, const std::string& key)
+{
+    const std::string path = preferencesFile(domain);
+    if (path.empty()) {
+        return nullptr;
+    }
+    Process& here = process();
+    const std::lock_guard<std::mutex> lock(here.mutex);
+    File& file = here.files[path];
+    for (const PreferencesChanges* changes : {&file.pending, &file.written}) {
+        if (const Ref<Object>* value = find(*changes, key)) {
+            return share(value->get());
+        }
+    }
+    return share(valuesOf(&here, &file, path, domain.user)->find(key));
+}
+
+Ref<__CFDictionary> copyPreferences(const PreferencesDomain& domain)
+{
+    const std::string path = preferencesFile(domain);
+    if (path.empty()) {
+        return none();
+    }
+    Process& here = process();
+    const std::lock_guard<std::mutex> lock(here.mutex);
+    File& file = here.files[path];
+    return changed(*changed(*valuesOf(&here, &file, path, domain.user), file.written), file.pending);
+}
+
+void setPreference(const PreferencesDomain& domain, const std::string& key, Ref<Object> value)
+{
+    const std::string path = preferencesFile(domain);
+    PreferencesChanges change;
+    change[key] = std::move(value);
+    std::string text;
+    if (path.empty() || !writePlist(*changed(*none(), change), &text)) {
+        return;
+    }
+    Process& here = process();
+    const std::lock_guard<std::mutex> lock(here.mutex);
+    here.files[path].pending[key] = std::move(change[key]);
+}
+
+namespace {
+
+// Takes what is pending in a file, which counts as being written for as long as this lives. For the thread that writes.
+class Writing {
+public:
+    Writing(Process* process, const std::string& path) : m_process(process), m_path(path)
+    {
+        const std::lock_guard<std::mutex> lock(process->mutex);
+        m_file = &process->files[path];
+        m_file->written = std::move(m_file->pending);
+        m_file->pending.clear();
+    }
+    ~Writing()
+    {
+        const std::lock_guard<std::mutex> lock(m_process->mutex);
+        m_file->written.clear();
+        m_file->values.reset();
+        if (m_file->pending.empty()) {
+            m_process->files.erase(m_path);
+        }
+    }
+    Writing(const Writing&) = delete;
+    Writing& operator=(const Writing&) = delete;
+
+    const PreferencesChanges& changes() const { return m_file->written; } // no other thread changes them
+
+private:
+    Process* const m_process;
+    const std::string m_path;
+    File* m_file;
+};
+
+} // namespace
+
+bool synchronizePreferences(const PreferencesDomain& domain)
+{
+    const auto end = std::chrono::steady_clock::now() + sc_patience;
+    const std::string path = preferencesFile(domain);
+    if (path.empty()) {
+        return false;
+    }
+    Process& here = process();
+    const std::lock_guard<std::mutex> lock(here.writing);
+    const Writing writing(&here, path);
+    return writing.changes().empty() || changePreferencesFile(path, writing.changes(), domain.user, end);
+}
+
+} // namespace macapi

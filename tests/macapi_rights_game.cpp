@@ -4,6 +4,7 @@
 #include "macapi/src/system/executable.h"
 #include "macapi/src/system/folders.h"
 #include "macapi/src/system/rights.h"
+#include "macapi/src/system/trust.h"
 
 #include <dlfcn.h>
 #include <errno.h>
@@ -48,6 +49,9 @@ static std::string answerTo(const std::string& question)
     if (question == "executable without /proc") {
         s_hasNoProc = true;
         return "'" + macapi::executablePath() + "'";
+    }
+    if (question == "enter the link") {
+        return macapi::openFolder("lies/link", macapi::MissingFolders::Fail) >= 0 ? "entered" : "refused";
     }
     return question == "open" ? openURL() : "what?";
 }

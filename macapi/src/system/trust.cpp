@@ -2,6 +2,7 @@
 #include "macapi/src/system/trust.h"
 
 #include "macapi/src/system/disk.h"
+#include "macapi/src/system/rights.h"
 
 #include <algorithm>
 #include <fcntl.h>
@@ -62,10 +63,18 @@ std::string Walk::takePart()
     return part;
 }
 
+// Returns true for root, and for the user that the process acts for. A setgid process, or a process with capabilities,
+// acts for the user who started it, but that user does not have its rights: so its user's links are not trusted.
+static bool isTrusted(uid_t owner)
+{
+    const bool trustsItsUser = !hasExtraRights() || geteuid() != getuid();
+    return owner == 0 || (trustsItsUser && owner == geteuid());
+}
+
 // Puts what the link says in front of the rest.
 int Walk::follow(const Descriptor& link, const struct stat& status)
 {
-    if (status.st_uid != geteuid() && status.st_uid != 0) {
+    if (!isTrusted(status.st_uid)) {
         return sc_foreignLink;
     }
     if (++m_links > sc_mostLinks) {

@@ -163,9 +163,16 @@ const char* Platform::GetAppVersion()
         return outVersion;
     }
     CFStringGetCString(static_cast<CFStringRef>(version), outVersion, sizeof(outVersion), kCFStringEncodingASCII);
-    CFRelease(version); // NOLINT(clang-analyzer-osx.cocoa.RetainCount): deliberate, although the bundle owns the text; it happens once
+    CFRelease(
+        version); // NOLINT(clang-analyzer-osx.cocoa.RetainCount): deliberate, although the bundle owns the text; it happens once
     checked = true;
     return outVersion;
+}
+
+static void reportOthersLink(const char* path)
+{
+    owLogger::log(3, "^CFF0000Platform::GetAppDataDir:^c Another user's link is not followed: \"^CFFFF00%s^c\"\f",
+                  path);
 }
 
 // Makes the folder. One behind another user's link is replaced by elsewhere, as if there were no Application Support
@@ -173,8 +180,7 @@ const char* Platform::GetAppVersion()
 static void makeDataFolder(Text& folder, const char* elsewhere)
 {
     if (HasOthersLink(folder)) {
-        owLogger::log(3, "^CFF0000Platform::GetAppDataDir:^c Another user's link is not followed: \"^CFFFF00%s^c\"\f",
-                      folder);
+        reportOthersLink(folder);
         copyText(folder, elsewhere);
     }
     Platform::CreateDir(folder);
@@ -189,8 +195,11 @@ const char* Platform::GetAppDataDir(const char* subFolder)
     // Without such a folder all the rest starts from the root.
     Text path = "";
     FSRef support;
-    if (FSFindFolder(kLocalDomain, kApplicationSupportFolderType, kCreateFolder, &support) == noErr) {
+    const OSErr error = FSFindFolder(kLocalDomain, kApplicationSupportFolderType, kCreateFolder, &support);
+    if (error == noErr) {
         FSRefMakePath(&support, reinterpret_cast<UInt8*>(path), sizeof(path));
+    } else if (error == afpAccessDenied) {
+        reportOthersLink("Application Support"); // its path is not known
     }
     snprintf(dataDir, sizeof(dataDir), "%s/Brackenlow", path);
     makeDataFolder(dataDir, "/Brackenlow");

@@ -32,6 +32,7 @@ enum {
     procNotFound = -600,
     errFSBadFSRef = -1401,
     pathTooLongErr = -2110,
+    afpAccessDenied = -5000, // a symbolic link of another user on the path
     gestaltUndefSelectorErr = -5551
 };
 

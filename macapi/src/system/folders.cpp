@@ -14,7 +14,6 @@
 #include <stdlib.h>
 #include <string.h>
 #include <string>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -78,26 +77,12 @@ std::string systemFolder(short domain, OSType type)
 
 } // namespace macapi
 
-static bool isFolder(const std::string& path)
-{
-    struct stat status;
-    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
-namespace macapi {
-
-int makeFolder(const std::string& path)
-{
-    return isFolder(path) || openFolder(path, MissingFolders::Make) >= 0 ? 0 : errno;
-}
-
-} // namespace macapi
-
+// The Mac's error for an error of openFolder.
 static OSErr statusOf(int error)
 {
     switch (error) {
-    case 0:
-        return noErr;
+    case sc_foreignLink:
+        return afpAccessDenied;
     case ENOENT:
         return fnfErr;
     case EEXIST: // the folder's own name is taken by a file
@@ -171,13 +156,9 @@ try {
     if (path.empty()) {
         return fnfErr;
     }
-    if (createFolder) {
-        const OSErr status = statusOf(makeFolder(path));
-        if (status != noErr) {
-            return status;
-        }
-    } else if (!isFolder(path)) {
-        return fnfErr;
+    // The path is opened as far as the folder, so that no symbolic link of another user is followed.
+    if (openFolder(path, createFolder ? MissingFolders::Make : MissingFolders::Fail) < 0) {
+        return createFolder || errno == sc_foreignLink ? statusOf(errno) : static_cast<OSErr>(fnfErr);
     }
     *folder = referenceTo(path);
     return noErr;

@@ -12,8 +12,4 @@ namespace macapi {
 // the effective user's home. Empty when there is none.
 std::string systemFolder(short domain, OSType type);
 
-// Makes a folder and those around it. 0 when it is there afterwards, whoever made it; else the error of the outermost
-// that could not be made.
-int makeFolder(const std::string& path);
-
 } // namespace macapi

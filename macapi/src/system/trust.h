@@ -16,7 +16,8 @@
 
 namespace macapi {
 
-const int sc_foreignLink = EPERM; // the error for a link that is not followed
+// The error for a link that is not followed. No call of the system that this code makes gives the same error.
+const int sc_foreignLink = ENOLINK;
 
 enum class MissingFolders { Fail, Make };
 

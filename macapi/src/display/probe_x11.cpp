@@ -5,7 +5,7 @@
 // 3. The answers are counted and not looked at: what they say is Xlib's to read.
 #include "macapi/src/display/probe_x11.h"
 
-#include "macapi/src/system/streams.h"
+#include "macapi/src/system/descriptor.h"
 
 #include <X11/X.h>
 #include <X11/Xauth.h>
@@ -333,7 +333,7 @@ static int leaveXlib(Display* display)
 
 Display* openDisplay()
 {
-    const StreamsInUse streams;
+    const StandardStreamsFiller filler;
     const Probe probe;
     if (!probe.allowsXlib()) {
         return nullptr;

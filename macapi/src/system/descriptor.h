@@ -1,7 +1,13 @@
 // Descriptors of open files.
 //
-// Each descriptor that the library opens is above 2, also in a program whose standard streams are closed: what such a
-// program writes to its streams must not end in a file of the library's. It closes itself, and on exec.
+// Descriptors 0 to 2 are the program's standard streams, also in a program that was started with these descriptors
+// closed: other threads write log lines to them at any time. A file of this library with such a number would receive
+// these lines. So:
+//
+// 1. Every descriptor that this library opens and keeps is 3 or higher.
+// 2. Every descriptor is closed when the process starts another program (close-on-exec).
+// 3. openAt keeps both rules by itself. A caller that uses another call of the system, such as pipe2, holds a
+//    StandardStreamsFiller during that call.
 #pragma once
 
 #include <errno.h>
@@ -12,7 +18,7 @@
 
 namespace macapi {
 
-// Makes a system call again for as long as a signal interrupts it. Returns the call's result.
+// Repeats a system call while a signal interrupts it (EINTR). Returns the call's last result.
 template <class Call>
 auto again(Call call)
 {
@@ -23,7 +29,7 @@ auto again(Call call)
     return result;
 }
 
-// Owns a descriptor. Negative: there is none.
+// Owns a descriptor and closes it when destroyed. A negative number means that it owns none. Closing keeps errno.
 class Descriptor {
 public:
     explicit Descriptor(int file = -1) : m_file(file) {}
@@ -48,7 +54,19 @@ private:
     int m_file;
 };
 
-// Opens the file of that name in a folder; AT_FDCWD stands for the working folder. Negative on error; errno tells why.
+const int sc_standardStreams = 3; // standard input, output and error: descriptors 0 to 2
+
+// Fills those of the descriptors 0 to 2 that are closed, until it is destroyed. Nothing can be written to the fillers.
+class StandardStreamsFiller {
+public:
+    StandardStreamsFiller();
+
+private:
+    Descriptor m_fillers[sc_standardStreams];
+};
+
+// Opens the file called name in a folder; AT_FDCWD as folder means the working folder. Returns the descriptor, 3 or
+// higher; negative on failure, with the reason in errno.
 Descriptor openAt(int folder, const std::string& name, int flags, mode_t mode = 0);
 
 } // namespace macapi

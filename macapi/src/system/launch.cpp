@@ -2,8 +2,8 @@
 #include <Carbon/Carbon.h>
 
 #include "macapi/src/objects/url.h"
+#include "macapi/src/system/descriptor.h"
 #include "macapi/src/system/rights.h"
-#include "macapi/src/system/streams.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -105,7 +105,7 @@ static OSStatus startOpener(const char* url, int reader, int writer)
 
 static bool makePipe(int (&ends)[2])
 {
-    const StreamsInUse streams;
+    const StandardStreamsFiller filler;
     return pipe2(ends, O_CLOEXEC) == 0;
 }
 

@@ -1,277 +1,30 @@
-// Classes for our objects, put together at run time from functions, under Foundation's abstract classes: these do all
-// that can be done with the few methods which stand here.
+// The Objective-C classes of our objects, made while the program runs.
 #include "macapi/src/appkit/bridge.h"
 
-#include "macapi/src/appkit/objc.h"
-#include "macapi/src/objects/encoding.h"
-#include "macapi/src/objects/values.h"
+#include "macapi/src/appkit/messages.h"
+#include "macapi/src/objects/string.h"
 
-#include <initializer_list>
+#include <atomic>
 #include <mutex>
-#include <string.h>
 #include <vector>
 
 namespace macapi {
 
-// How methods are described: as the compiler does it, in letters for the result, self, the selector and the arguments.
-#ifdef __LP64__
-#define WORD "q"
-#define UNSIGNED_WORD "Q"
-#else
-#define WORD "i"
-#define UNSIGNED_WORD "I"
-#endif
-
-struct MethodOf {
-    const char* name;
-    const char* types;
-    Function does;
-};
-
-// A function of any type as the runtime takes it.
-template <class F>
-static Function method(F* does)
+// Returns the new class; null when a class of that name exists, as with a second copy of this library.
+static Class makeClass(const KindEntry& kind)
 {
-    return reinterpret_cast<Function>(does);
-}
-
-// What a message was sent to; the runtime has seen to its class.
-template <class T>
-static const T& self(ID receiver)
-{
-    return *static_cast<const T*>(static_cast<const Object*>(receiver));
-}
-
-static ID lent(const Object* object)
-{
-    return const_cast<Object*>(object);
-}
-
-// The caller's until its autorelease pool is emptied.
-static ID autoreleased(Ref<Object> object)
-{
-    return send<ID>(lent(object.release()), "autorelease");
-}
-
-static ID retain(ID its, Selector)
-{
-    self<Object>(its).addReference();
-    return its;
-}
-
-static void release(ID its, Selector)
-{
-    self<Object>(its).dropReference();
-}
-
-static unsigned long retainCount(ID its, Selector)
-{
-    const unsigned int references = self<Object>(its).references();
-    return references ? references : ~0ul >> 1; // without an end
-}
-
-static ID copyWithZone(ID its, Selector, void*)
-{
-    return retain(its, nullptr); // it can't change
-}
-
-static unsigned long countOfArray(ID array, Selector)
-{
-    return self<__CFArray>(array).items.size();
-}
-
-static ID objectAtIndex(ID array, Selector, unsigned long index)
-{
-    const __CFArray::Items& items = self<__CFArray>(array).items;
-    return index < items.size() ? lent(items[index].get()) : nullptr;
-}
-
-static unsigned long countOfDictionary(ID dictionary, Selector)
-{
-    return self<__CFDictionary>(dictionary).entries.size();
-}
-
-static ID objectForKey(ID dictionary, Selector, ID key)
-{
-    const std::optional<std::string> text = textOf(key);
-    return text ? lent(self<__CFDictionary>(dictionary).find(*text)) : nullptr;
-}
-
-static ID keyEnumerator(ID dictionary, Selector)
-{
-    __CFArray::Items keys;
-    for (const auto& [key, value] : self<__CFDictionary>(dictionary).entries) {
-        keys.push_back(make<__CFString>(key));
-    }
-    return send<ID>(autoreleased(make<__CFArray>(std::move(keys))), "objectEnumerator");
-}
-
-static const void* bytes(ID data, Selector)
-{
-    return self<__CFData>(data).bytes.data();
-}
-
-static unsigned long lengthOfData(ID data, Selector)
-{
-    return self<__CFData>(data).bytes.size();
-}
-
-// In the units of UTF-16, as all of NSString counts.
-static std::u16string unitsOf(const __CFString& string)
-{
-    std::u16string units;
-    for (size_t position = 0; position < string.text.size();) {
-        const char32_t character = nextCharacter(string.text, &position);
-        if (character > 0xffff) {
-            units += static_cast<char16_t>(0xd7c0 + (character >> 10));
-            units += static_cast<char16_t>(0xdc00 + (character & 0x3ff));
-        } else {
-            units += static_cast<char16_t>(character);
-        }
-    }
-    return units;
-}
-
-static unsigned long lengthOfString(ID string, Selector)
-{
-    return unitsOf(self<__CFString>(string)).size();
-}
-
-static unsigned short characterAtIndex(ID string, Selector, unsigned long index)
-{
-    const std::u16string units = unitsOf(self<__CFString>(string));
-    return index < units.size() ? units[index] : 0;
-}
-
-// What an NSNumber holds, which may be a boolean: 1 or 0.
-static const __CFNumber& numberOf(ID its)
-{
-    static const __CFNumber& s_true = *immortal(makeInteger(1));
-    static const __CFNumber& s_false = *immortal(makeInteger(0));
-    const Object& object = self<Object>(its);
-    const __CFBoolean* boolean = as<__CFBoolean>(&object);
-    return !boolean ? self<__CFNumber>(its) : boolean->value ? s_true : s_false;
-}
-
-template <class T>
-static T whole(ID its, Selector)
-{
-    const __CFNumber& number = numberOf(its);
-    if (number.isReal) {
-        int64_t nearest;
-        readNumber(number, kCFNumberSInt64Type, &nearest);
-        return static_cast<T>(nearest);
-    }
-    return static_cast<T>(number.negative ? 0 - number.magnitude : number.magnitude);
-}
-
-template <class T>
-static T real(ID its, Selector)
-{
-    double nearest;
-    readNumber(numberOf(its), kCFNumberDoubleType, &nearest);
-    return static_cast<T>(nearest);
-}
-
-static unsigned char truth(ID its, Selector)
-{
-    return real<double>(its, nullptr) != 0;
-}
-
-static const char* objCType(ID its, Selector)
-{
-    const __CFNumber& number = numberOf(its);
-    return number.isReal ? "d" : !number.negative && number.magnitude > INT64_MAX ? "Q" : "q";
-}
-
-static void getValue(ID its, Selector, void* value)
-{
-    const __CFNumber& number = numberOf(its);
-    if (number.isReal) {
-        memcpy(value, &number.real, sizeof(number.real));
-    } else {
-        const uint64_t bits = whole<uint64_t>(its, nullptr);
-        memcpy(value, &bits, sizeof(bits));
-    }
-}
-
-// Foundation's own number of that value.
-static ID twinOf(ID its)
-{
-    const __CFNumber& number = numberOf(its);
-    const Class ofNumbers = objc_lookUpClass("NSNumber");
-    if (number.isReal) {
-        return send<ID>(ofNumbers, "numberWithDouble:", number.real);
-    }
-    return !number.negative && number.magnitude > INT64_MAX
-               ? send<ID>(ofNumbers, "numberWithUnsignedLongLong:", whole<unsigned long long>(its, nullptr))
-               : send<ID>(ofNumbers, "numberWithLongLong:", whole<long long>(its, nullptr));
-}
-
-static ID descriptionWithLocale(ID its, Selector, ID locale)
-{
-    return send<ID>(twinOf(its), "descriptionWithLocale:", locale);
-}
-
-static long compare(ID its, Selector, ID other)
-{
-    return send<long>(twinOf(its), "compare:", other);
-}
-
-static void addMethods(Class to, std::initializer_list<MethodOf> methods)
-{
-    for (const MethodOf& one : methods) {
-        class_addMethod(to, sel_registerName(one.name), one.does, one.types);
-    }
-}
-
-// Null where a class of that name is there already, as with a second copy of this library.
-static Class makeClass(const char* superclass, const char* name, std::initializer_list<MethodOf> methods)
-{
-    const Class made = objc_allocateClassPair(objc_lookUpClass(superclass), name, 0);
+    const Class made = objc_allocateClassPair(objc_lookUpClass(kind.superclass), kind.className, 0);
     if (made) {
-        addMethods(made, {{"retain", "@@:", method(retain)},
-                          {"release", "v@:", method(release)},
-                          {"retainCount", UNSIGNED_WORD "@:", method(retainCount)},
-                          {"copyWithZone:", "@@:^v", method(copyWithZone)}});
-        addMethods(made, methods);
+        addObjectMethods(made);
+        kind.addMethods(made);
         objc_registerClassPair(made);
     }
     return made;
 }
 
-static Class makeNumberClass(const char* name)
-{
-    return makeClass("NSNumber", name,
-                     {{"charValue", "c@:", method(whole<signed char>)},
-                      {"unsignedCharValue", "C@:", method(whole<unsigned char>)},
-                      {"shortValue", "s@:", method(whole<short>)},
-                      {"unsignedShortValue", "S@:", method(whole<unsigned short>)},
-                      {"intValue", "i@:", method(whole<int>)},
-                      {"unsignedIntValue", "I@:", method(whole<unsigned int>)},
-                      {"longValue", WORD "@:", method(whole<long>)},
-                      {"unsignedLongValue", UNSIGNED_WORD "@:", method(whole<unsigned long>)},
-                      {"integerValue", WORD "@:", method(whole<long>)},
-                      {"unsignedIntegerValue", UNSIGNED_WORD "@:", method(whole<unsigned long>)},
-                      {"longLongValue", "q@:", method(whole<long long>)},
-                      {"unsignedLongLongValue", "Q@:", method(whole<unsigned long long>)},
-                      {"floatValue", "f@:", method(real<float>)},
-                      {"doubleValue", "d@:", method(real<double>)},
-                      {"boolValue", "C@:", method(truth)},
-                      {"objCType", "r*@:", method(objCType)},
-                      {"getValue:", "v@:^v", method(getValue)},
-                      {"descriptionWithLocale:", "@@:@", method(descriptionWithLocale)},
-                      {"compare:", WORD "@:@", method(compare)}});
-}
-
 static std::mutex s_mutex;
 static std::atomic<bool> s_made;
-static std::atomic<const void*> s_classes[sc_kinds];
-
-static void setClass(Kind kind, Class its)
-{
-    s_classes[static_cast<int>(kind)] = its;
-}
+static std::atomic<const void*> s_classes[sc_kindCount];
 
 // Objects of before, in a program with Objective-C.
 static std::vector<const Object*>& awaiting()
@@ -286,24 +39,9 @@ static void makeClasses()
     if (s_made || !objc_lookUpClass("NSDictionary")) {
         return;
     }
-    setClass(Kind::Array, makeClass("NSArray", "MacapiArray",
-                                    {{"count", UNSIGNED_WORD "@:", method(countOfArray)},
-                                     {"objectAtIndex:", "@@:" UNSIGNED_WORD, method(objectAtIndex)}}));
-    setClass(Kind::Boolean, makeNumberClass("MacapiBoolean"));
-    setClass(Kind::Bundle, makeClass("NSObject", "MacapiBundle", {}));
-    setClass(Kind::Data,
-             makeClass("NSData", "MacapiData",
-                       {{"bytes", "r^v@:", method(bytes)}, {"length", UNSIGNED_WORD "@:", method(lengthOfData)}}));
-    setClass(Kind::Date, makeClass("NSObject", "MacapiDate", {}));
-    setClass(Kind::Dictionary, makeClass("NSDictionary", "MacapiDictionary",
-                                         {{"count", UNSIGNED_WORD "@:", method(countOfDictionary)},
-                                          {"objectForKey:", "@@:@", method(objectForKey)},
-                                          {"keyEnumerator", "@@:", method(keyEnumerator)}}));
-    setClass(Kind::Number, makeNumberClass("MacapiNumber"));
-    setClass(Kind::String, makeClass("NSString", "MacapiString",
-                                     {{"length", UNSIGNED_WORD "@:", method(lengthOfString)},
-                                      {"characterAtIndex:", "S@:" UNSIGNED_WORD, method(characterAtIndex)}}));
-    setClass(Kind::URL, makeClass("NSObject", "MacapiURL", {}));
+    for (int i = 0; i < sc_kindCount; i++) {
+        s_classes[i] = makeClass(entryOf(static_cast<Kind>(i)));
+    }
     for (const Object* object : awaiting()) {
         object->isa = s_classes[static_cast<int>(object->kind)].load();
     }

@@ -6,17 +6,14 @@
 // A program without it never loads any of it for our sake.
 #pragma once
 
+#include "macapi/src/objects/kinds.h"
+
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <optional>
 #include <string>
 
 namespace macapi {
-
-class Object;
-
-enum class Kind { Array, Boolean, Bundle, Data, Date, Dictionary, Number, String, URL };
-const int sc_kinds = 9;
 
 // The class for objects of a kind, made at the first question after Foundation was loaded; null until then.
 const void* classOf(Kind kind);

@@ -1,43 +1,9 @@
 // Counting references, from any thread.
 #include "macapi/src/objects/object.h"
 
-#include "macapi/src/objects/url.h"
 #include "macapi/src/objects/values.h"
 
 namespace macapi {
-
-// What a virtual destructor would do.
-static void destroy(const Object* object)
-{
-    switch (object->kind) {
-    case Kind::Array:
-        delete static_cast<const __CFArray*>(object);
-        break;
-    case Kind::Boolean:
-        delete static_cast<const __CFBoolean*>(object);
-        break;
-    case Kind::Bundle:
-        break; // the main bundle is for good
-    case Kind::Data:
-        delete static_cast<const __CFData*>(object);
-        break;
-    case Kind::Date:
-        delete static_cast<const __CFDate*>(object);
-        break;
-    case Kind::Dictionary:
-        delete static_cast<const __CFDictionary*>(object);
-        break;
-    case Kind::Number:
-        delete static_cast<const __CFNumber*>(object);
-        break;
-    case Kind::String:
-        delete static_cast<const __CFString*>(object);
-        break;
-    case Kind::URL:
-        delete static_cast<const __CFURL*>(object);
-        break;
-    }
-}
 
 void Object::addReference() const
 {
@@ -50,7 +16,7 @@ void Object::dropReference() const
 {
     if (m_references.load(std::memory_order_relaxed) != 0 &&
         m_references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-        destroy(this);
+        entryOf(kind).destroy(this);
     }
 }
 

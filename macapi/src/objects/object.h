@@ -11,6 +11,7 @@
 #pragma once
 
 #include "macapi/src/appkit/bridge.h"
+#include "macapi/src/objects/kinds.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 

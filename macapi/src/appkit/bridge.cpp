@@ -27,7 +27,7 @@ static std::atomic<bool> s_made;
 static std::atomic<const void*> s_classes[sc_kindCount];
 
 // Objects of before, in a program with Objective-C.
-static std::vector<const Object*>& awaiting()
+static std::vector<const Object*>& objectsWithoutClass()
 {
     static auto& s_objects = *new std::vector<const Object*>;
     return s_objects;
@@ -42,10 +42,10 @@ static void makeClasses()
     for (int i = 0; i < sc_kindCount; i++) {
         s_classes[i] = makeClass(entryOf(static_cast<Kind>(i)));
     }
-    for (const Object* object : awaiting()) {
+    for (const Object* object : objectsWithoutClass()) {
         object->isa = s_classes[static_cast<int>(object->kind)].load();
     }
-    awaiting().clear();
+    objectsWithoutClass().clear();
     s_made = true;
 }
 
@@ -60,7 +60,7 @@ const void* classOf(Kind kind)
     return s_classes[static_cast<int>(kind)];
 }
 
-bool isClassOfOurs(const void* objectsClass)
+bool isObjectClass(const void* objectsClass)
 {
     for (const auto& one : s_classes) {
         if (one == objectsClass) {
@@ -70,7 +70,7 @@ bool isClassOfOurs(const void* objectsClass)
     return false;
 }
 
-void awaitClass(const Object* object)
+void assignClass(const Object* object)
 {
     if (!objc_lookUpClass) {
         return;
@@ -79,7 +79,7 @@ void awaitClass(const Object* object)
     if (s_made) {
         object->isa = s_classes[static_cast<int>(object->kind)].load();
     } else {
-        awaiting().push_back(object);
+        objectsWithoutClass().push_back(object);
     }
 }
 
@@ -103,11 +103,11 @@ std::optional<std::string> textOf(CFTypeRef string)
     if (!string) {
         return std::nullopt;
     }
-    if (!ours(string)) {
+    if (!objectOf(string)) {
         return textOfNSString(const_cast<void*>(string));
     }
-    const __CFString* its = as<__CFString>(string);
-    return its ? std::make_optional(its->text) : std::nullopt;
+    const __CFString* known = as<__CFString>(string);
+    return known ? std::make_optional(known->text) : std::nullopt;
 }
 
 } // namespace macapi

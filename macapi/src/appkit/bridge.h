@@ -17,10 +17,10 @@ namespace macapi {
 
 // The class for objects of a kind, made at the first question after Foundation was loaded; null until then.
 const void* classOf(Kind kind);
-bool isClassOfOurs(const void* objectsClass);
+bool isObjectClass(const void* objectsClass);
 
 // An immortal object made before there were classes gets its own once there are.
-void awaitClass(const Object* object);
+void assignClass(const Object* object);
 
 // The text of a string, ours or an NSString, as in __CFString. None when it is neither.
 std::optional<std::string> textOf(CFTypeRef string);

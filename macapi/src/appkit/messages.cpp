@@ -21,17 +21,17 @@ namespace macapi {
 #define UNSIGNED_WORD "I"
 #endif
 
-struct MethodOf {
+struct MethodEntry {
     const char* name;
     const char* types;
-    Function does;
+    Function function;
 };
 
 // A function of any type as the runtime takes it.
 template <class F>
-static Function method(F* does)
+static Function method(F* function)
 {
-    return reinterpret_cast<Function>(does);
+    return reinterpret_cast<Function>(function);
 }
 
 // What a message was sent to; the runtime has seen to its class.
@@ -41,7 +41,7 @@ static const T& self(ID receiver)
     return *static_cast<const T*>(static_cast<const Object*>(receiver));
 }
 
-static ID lent(const Object* object)
+static ID asID(const Object* object)
 {
     return const_cast<Object*>(object);
 }
@@ -49,29 +49,29 @@ static ID lent(const Object* object)
 // The caller's until its autorelease pool is emptied.
 static ID autoreleased(Ref<Object> object)
 {
-    return send<ID>(lent(object.release()), "autorelease");
+    return send<ID>(asID(object.release()), "autorelease");
 }
 
-static ID retain(ID its, Selector)
+static ID retain(ID receiver, Selector)
 {
-    self<Object>(its).addReference();
-    return its;
+    self<Object>(receiver).addReference();
+    return receiver;
 }
 
-static void release(ID its, Selector)
+static void release(ID receiver, Selector)
 {
-    self<Object>(its).dropReference();
+    self<Object>(receiver).dropReference();
 }
 
-static unsigned long retainCount(ID its, Selector)
+static unsigned long retainCount(ID receiver, Selector)
 {
-    const unsigned int references = self<Object>(its).references();
+    const unsigned int references = self<Object>(receiver).references();
     return references ? references : ~0ul >> 1; // without an end
 }
 
-static ID copyWithZone(ID its, Selector, void*)
+static ID copyWithZone(ID receiver, Selector, void*)
 {
-    return retain(its, nullptr); // it can't change
+    return retain(receiver, nullptr); // it can't change
 }
 
 static unsigned long countOfArray(ID array, Selector)
@@ -82,7 +82,7 @@ static unsigned long countOfArray(ID array, Selector)
 static ID objectAtIndex(ID array, Selector, unsigned long index)
 {
     const __CFArray::Items& items = self<__CFArray>(array).items;
-    return index < items.size() ? lent(items[index].get()) : nullptr;
+    return index < items.size() ? asID(items[index].get()) : nullptr;
 }
 
 static unsigned long countOfDictionary(ID dictionary, Selector)
@@ -93,7 +93,7 @@ static unsigned long countOfDictionary(ID dictionary, Selector)
 static ID objectForKey(ID dictionary, Selector, ID key)
 {
     const std::optional<std::string> text = textOf(key);
-    return text ? lent(self<__CFDictionary>(dictionary).find(*text)) : nullptr;
+    return text ? asID(self<__CFDictionary>(dictionary).find(*text)) : nullptr;
 }
 
 static ID keyEnumerator(ID dictionary, Selector)
@@ -143,19 +143,19 @@ static unsigned short characterAtIndex(ID string, Selector, unsigned long index)
 }
 
 // What an NSNumber holds, which may be a boolean: 1 or 0.
-static const __CFNumber& numberOf(ID its)
+static const __CFNumber& numberOf(ID receiver)
 {
     static const __CFNumber& s_true = *immortal(makeInteger(1));
     static const __CFNumber& s_false = *immortal(makeInteger(0));
-    const Object& object = self<Object>(its);
+    const Object& object = self<Object>(receiver);
     const __CFBoolean* boolean = as<__CFBoolean>(&object);
-    return !boolean ? self<__CFNumber>(its) : boolean->value ? s_true : s_false;
+    return !boolean ? self<__CFNumber>(receiver) : boolean->value ? s_true : s_false;
 }
 
 template <class T>
-static T whole(ID its, Selector)
+static T integerValue(ID receiver, Selector)
 {
-    const __CFNumber& number = numberOf(its);
+    const __CFNumber& number = numberOf(receiver);
     if (number.isReal) {
         int64_t nearest;
         readNumber(number, kCFNumberSInt64Type, &nearest);
@@ -165,62 +165,63 @@ static T whole(ID its, Selector)
 }
 
 template <class T>
-static T real(ID its, Selector)
+static T realValue(ID receiver, Selector)
 {
     double nearest;
-    readNumber(numberOf(its), kCFNumberDoubleType, &nearest);
+    readNumber(numberOf(receiver), kCFNumberDoubleType, &nearest);
     return static_cast<T>(nearest);
 }
 
-static unsigned char truth(ID its, Selector)
+static unsigned char boolValue(ID receiver, Selector)
 {
-    return real<double>(its, nullptr) != 0;
+    return realValue<double>(receiver, nullptr) != 0;
 }
 
-static const char* objCType(ID its, Selector)
+static const char* objCType(ID receiver, Selector)
 {
-    const __CFNumber& number = numberOf(its);
+    const __CFNumber& number = numberOf(receiver);
     return number.isReal ? "d" : !number.negative && number.magnitude > INT64_MAX ? "Q" : "q";
 }
 
-static void getValue(ID its, Selector, void* value)
+static void getValue(ID receiver, Selector, void* value)
 {
-    const __CFNumber& number = numberOf(its);
+    const __CFNumber& number = numberOf(receiver);
     if (number.isReal) {
         memcpy(value, &number.real, sizeof(number.real));
     } else {
-        const uint64_t bits = whole<uint64_t>(its, nullptr);
+        const uint64_t bits = integerValue<uint64_t>(receiver, nullptr);
         memcpy(value, &bits, sizeof(bits));
     }
 }
 
 // Foundation's own number of that value.
-static ID twinOf(ID its)
+static ID foundationNumber(ID receiver)
 {
-    const __CFNumber& number = numberOf(its);
+    const __CFNumber& number = numberOf(receiver);
     const Class ofNumbers = objc_lookUpClass("NSNumber");
     if (number.isReal) {
         return send<ID>(ofNumbers, "numberWithDouble:", number.real);
     }
     return !number.negative && number.magnitude > INT64_MAX
-               ? send<ID>(ofNumbers, "numberWithUnsignedLongLong:", whole<unsigned long long>(its, nullptr))
-               : send<ID>(ofNumbers, "numberWithLongLong:", whole<long long>(its, nullptr));
+               ? send<ID>(ofNumbers,
+                          "numberWithUnsignedLongLong:", integerValue<unsigned long long>(receiver, nullptr))
+               : send<ID>(ofNumbers, "numberWithLongLong:", integerValue<long long>(receiver, nullptr));
 }
 
-static ID descriptionWithLocale(ID its, Selector, ID locale)
+static ID descriptionWithLocale(ID receiver, Selector, ID locale)
 {
-    return send<ID>(twinOf(its), "descriptionWithLocale:", locale);
+    return send<ID>(foundationNumber(receiver), "descriptionWithLocale:", locale);
 }
 
-static long compare(ID its, Selector, ID other)
+static long compare(ID receiver, Selector, ID other)
 {
-    return send<long>(twinOf(its), "compare:", other);
+    return send<long>(foundationNumber(receiver), "compare:", other);
 }
 
-static void addMethods(Class to, std::initializer_list<MethodOf> methods)
+static void addMethods(Class to, std::initializer_list<MethodEntry> methods)
 {
-    for (const MethodOf& one : methods) {
-        class_addMethod(to, sel_registerName(one.name), one.does, one.types);
+    for (const MethodEntry& one : methods) {
+        class_addMethod(to, sel_registerName(one.name), one.function, one.types);
     }
 }
 
@@ -252,21 +253,21 @@ void addDictionaryMethods(Class to)
 
 void addNumberMethods(Class to)
 {
-    addMethods(to, {{"charValue", "c@:", method(whole<signed char>)},
-                    {"unsignedCharValue", "C@:", method(whole<unsigned char>)},
-                    {"shortValue", "s@:", method(whole<short>)},
-                    {"unsignedShortValue", "S@:", method(whole<unsigned short>)},
-                    {"intValue", "i@:", method(whole<int>)},
-                    {"unsignedIntValue", "I@:", method(whole<unsigned int>)},
-                    {"longValue", WORD "@:", method(whole<long>)},
-                    {"unsignedLongValue", UNSIGNED_WORD "@:", method(whole<unsigned long>)},
-                    {"integerValue", WORD "@:", method(whole<long>)},
-                    {"unsignedIntegerValue", UNSIGNED_WORD "@:", method(whole<unsigned long>)},
-                    {"longLongValue", "q@:", method(whole<long long>)},
-                    {"unsignedLongLongValue", "Q@:", method(whole<unsigned long long>)},
-                    {"floatValue", "f@:", method(real<float>)},
-                    {"doubleValue", "d@:", method(real<double>)},
-                    {"boolValue", "C@:", method(truth)},
+    addMethods(to, {{"charValue", "c@:", method(integerValue<signed char>)},
+                    {"unsignedCharValue", "C@:", method(integerValue<unsigned char>)},
+                    {"shortValue", "s@:", method(integerValue<short>)},
+                    {"unsignedShortValue", "S@:", method(integerValue<unsigned short>)},
+                    {"intValue", "i@:", method(integerValue<int>)},
+                    {"unsignedIntValue", "I@:", method(integerValue<unsigned int>)},
+                    {"longValue", WORD "@:", method(integerValue<long>)},
+                    {"unsignedLongValue", UNSIGNED_WORD "@:", method(integerValue<unsigned long>)},
+                    {"integerValue", WORD "@:", method(integerValue<long>)},
+                    {"unsignedIntegerValue", UNSIGNED_WORD "@:", method(integerValue<unsigned long>)},
+                    {"longLongValue", "q@:", method(integerValue<long long>)},
+                    {"unsignedLongLongValue", "Q@:", method(integerValue<unsigned long long>)},
+                    {"floatValue", "f@:", method(realValue<float>)},
+                    {"doubleValue", "d@:", method(realValue<double>)},
+                    {"boolValue", "C@:", method(boolValue)},
                     {"objCType", "r*@:", method(objCType)},
                     {"getValue:", "v@:^v", method(getValue)},
                     {"descriptionWithLocale:", "@@:@", method(descriptionWithLocale)},

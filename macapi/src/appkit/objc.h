@@ -14,12 +14,12 @@ extern "C" {
 __attribute__((weak)) Class objc_lookUpClass(const char* name);
 __attribute__((weak)) Class objc_allocateClassPair(Class superclass, const char* name, unsigned long extraBytes);
 __attribute__((weak)) void objc_registerClassPair(Class made);
-__attribute__((weak)) unsigned char class_addMethod(Class to, Selector name, Function does, const char* types);
+__attribute__((weak)) unsigned char class_addMethod(Class to, Selector name, Function function, const char* types);
 __attribute__((weak)) Method class_getInstanceMethod(Class of, Selector name);
 __attribute__((weak)) Method class_getClassMethod(Class of, Selector name);
 __attribute__((weak)) Function class_getMethodImplementation(Class of, Selector name);
 __attribute__((weak)) Function method_getImplementation(Method method);
-__attribute__((weak)) Function method_setImplementation(Method method, Function does);
+__attribute__((weak)) Function method_setImplementation(Method method, Function function);
 __attribute__((weak)) Selector sel_registerName(const char* name);
 __attribute__((weak)) Function objc_msg_lookup(ID receiver, Selector name);
 }
@@ -29,8 +29,8 @@ template <class Result, class... Arguments>
 Result send(ID receiver, const char* name, Arguments... arguments)
 {
     const Selector selector = sel_registerName(name);
-    const Function does = objc_msg_lookup(receiver, selector);
-    return reinterpret_cast<Result (*)(ID, Selector, Arguments...)>(does)(receiver, selector, arguments...);
+    const Function function = objc_msg_lookup(receiver, selector);
+    return reinterpret_cast<Result (*)(ID, Selector, Arguments...)>(function)(receiver, selector, arguments...);
 }
 
 } // namespace macapi

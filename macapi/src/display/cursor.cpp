@@ -38,5 +38,5 @@ CGDisplayErr CGDisplayMoveCursorToPoint(CGDirectDisplayID display, CGPoint point
 
 CGError CGAssociateMouseAndMouseCursorPosition(boolean_t connected)
 {
-    return resultOf(tieCursor(connected));
+    return resultOf(connectMouseAndCursor(connected));
 }

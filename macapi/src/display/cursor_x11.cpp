@@ -12,24 +12,24 @@ namespace macapi {
 
 // Both are touched during a visit only.
 static int s_hides; // how many more times it has been hidden than shown
-static bool s_untied;
+static bool s_isDisconnected;
 
 void forgetCursor()
 {
     s_hides = 0;
-    s_untied = false;
-    forgetFence();
+    s_isDisconnected = false;
+    forgetBarriers();
 }
 
 bool hideCursor()
 {
-    const Visit visit;
-    if (!visit || !hasXFixes(visit)) {
+    const ServerLock xserver;
+    if (!xserver || !hasXFixes(xserver)) {
         return false;
     }
     if (s_hides == 0) {
-        hide(visit);
-        if (!visit.succeeded()) {
+        hideCursorOnServer(xserver);
+        if (!xserver.succeeded()) {
             return false;
         }
     }
@@ -39,8 +39,8 @@ bool hideCursor()
 
 bool showCursor()
 {
-    const Visit visit;
-    if (!visit) {
+    const ServerLock xserver;
+    if (!xserver) {
         return false;
     }
     if (s_hides == 0) {
@@ -48,9 +48,9 @@ bool showCursor()
     }
     s_hides--;
     if (s_hides == 0) {
-        show(visit);
+        showCursorOnServer(xserver);
     }
-    return visit.succeeded();
+    return xserver.succeeded();
 }
 
 // The pixel for a coordinate, on a display with so many. What is no number is 0.
@@ -62,64 +62,64 @@ static int pixelOf(double coordinate, int pixels)
     return coordinate < pixels ? static_cast<int>(coordinate) : pixels - 1;
 }
 
-// The pixel of the X screen for a point of the main display. A point on another output is there; a point on no output is
+// The pixel of the X screen for a point of the main display. A point on another state is there; a point on no state is
 // brought to the main display's edge.
-static Pixel pixelOf(const Visit& visit, const Shown& main, double x, double y)
+static RootPixel pixelOf(const ServerLock& xserver, const OutputState& main, double x, double y)
 {
-    const Pixel onMain = {main.x + pixelOf(x, main.width), main.y + pixelOf(y, main.height)};
+    const RootPixel onMain = {main.x + pixelOf(x, main.width), main.y + pixelOf(y, main.height)};
     const double farthest = 0x7fff; // the most that the protocol can name
     if (!(std::abs(x) <= farthest && std::abs(y) <= farthest)) {
         return onMain;
     }
-    const Pixel anywhere = {main.x + static_cast<int>(std::floor(x)), main.y + static_cast<int>(std::floor(y))};
-    return isShown(visit, anywhere) ? anywhere : onMain;
+    const RootPixel anywhere = {main.x + static_cast<int>(std::floor(x)), main.y + static_cast<int>(std::floor(y))};
+    return isOnAnOutput(xserver, anywhere) ? anywhere : onMain;
 }
 
 bool moveCursor(double x, double y)
 {
-    const Visit visit;
-    Shown shown;
-    if (!visit || !mainDisplayShows(visit, &shown)) {
+    const ServerLock xserver;
+    OutputState state;
+    if (!xserver || !readMainDisplay(xserver, &state)) {
         return false;
     }
     // A Wayland session lets nobody move a cursor that can be seen.
-    const bool hides = shown.isWayland && s_hides == 0 && hasXFixes(visit);
+    const bool hides = state.isWayland && s_hides == 0 && hasXFixes(xserver);
     if (hides) {
-        hide(visit);
+        hideCursorOnServer(xserver);
     }
-    const Pixel pixel = pixelOf(visit, shown, x, y);
-    XWarpPointer(visit.display(), None, visit.root(), 0, 0, 0, 0, pixel.x, pixel.y);
-    if (s_untied) {
-        fence(visit, pixel.x, pixel.y);
+    const RootPixel pixel = pixelOf(xserver, state, x, y);
+    XWarpPointer(xserver.display(), None, xserver.root(), 0, 0, 0, 0, pixel.x, pixel.y);
+    if (s_isDisconnected) {
+        makeBarriers(xserver, pixel.x, pixel.y);
     }
     if (hides) {
-        show(visit);
+        showCursorOnServer(xserver);
     }
-    return visit.succeeded();
+    return xserver.succeeded();
 }
 
-bool tieCursor(bool toTheMouse)
+bool connectMouseAndCursor(bool connected)
 {
-    const Visit visit;
-    if (!visit) {
+    const ServerLock xserver;
+    if (!xserver) {
         return false;
     }
-    if (toTheMouse) {
-        unfence(visit);
-        s_untied = false;
-        return visit.succeeded();
+    if (connected) {
+        removeBarriers(xserver);
+        s_isDisconnected = false;
+        return xserver.succeeded();
     }
-    Shown shown;
+    OutputState state;
     Window root, child;
     int x, y, inside;
     unsigned int buttons;
-    if (!hasBarriers(visit) || !mainDisplayShows(visit, &shown) || shown.isWayland ||
-        !XQueryPointer(visit.display(), visit.root(), &root, &child, &x, &y, &inside, &inside, &buttons)) {
+    if (!hasBarriers(xserver) || !readMainDisplay(xserver, &state) || state.isWayland ||
+        !XQueryPointer(xserver.display(), xserver.root(), &root, &child, &x, &y, &inside, &inside, &buttons)) {
         return false;
     }
-    fence(visit, x, y);
-    s_untied = visit.succeeded();
-    return s_untied;
+    makeBarriers(xserver, x, y);
+    s_isDisconnected = xserver.succeeded();
+    return s_isDisconnected;
 }
 
 } // namespace macapi

@@ -39,23 +39,23 @@ static Ref<__CFDictionary> dictionaryOf(const DisplayMode& mode)
 }
 
 // One dictionary for each mode there ever was, since nobody gives one back.
-static CFDictionaryRef lend(const DisplayMode& mode)
+static CFDictionaryRef lendMode(const DisplayMode& mode)
 {
-    struct Seen {
+    struct KnownMode {
         DisplayMode mode;
         const __CFDictionary* dictionary;
     };
     static std::mutex s_mutex;
-    static auto& s_seen = *new std::vector<Seen>;
+    static auto& s_known = *new std::vector<KnownMode>;
 
     const std::lock_guard<std::mutex> lock(s_mutex);
-    for (const Seen& seen : s_seen) {
-        if (seen.mode == mode) {
-            return seen.dictionary;
+    for (const KnownMode& known : s_known) {
+        if (known.mode == mode) {
+            return known.dictionary;
         }
     }
-    s_seen.push_back({mode, immortal(dictionaryOf(mode))});
-    return s_seen.back().dictionary;
+    s_known.push_back({mode, immortal(dictionaryOf(mode))});
+    return s_known.back().dictionary;
 }
 
 CGDirectDisplayID CGMainDisplayID()
@@ -71,7 +71,7 @@ static bool modeOf(CGDirectDisplayID display, DisplayMode* mode)
 CFDictionaryRef CGDisplayCurrentMode(CGDirectDisplayID display)
 try {
     DisplayMode mode;
-    return modeOf(display, &mode) ? lend(mode) : nullptr;
+    return modeOf(display, &mode) ? lendMode(mode) : nullptr;
 } catch (const std::exception&) {
     return nullptr;
 }

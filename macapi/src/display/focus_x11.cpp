@@ -48,25 +48,25 @@ static void sendFocusIn(ID window)
 // The window that the server has given the focus to; None when it is no window, or the server has gone.
 static Window focusWindow()
 {
-    const Visit visit;
+    const ServerLock xserver;
     Window window = None;
     int revertTo;
-    if (visit) {
-        XGetInputFocus(visit.display(), &window, &revertTo);
+    if (xserver) {
+        XGetInputFocus(xserver.display(), &window, &revertTo);
     }
     return window == PointerRoot ? None : window;
 }
 
 // AppKit may read events, and raise an exception, while it handles the event that is sent.
-struct Sending {
-    Sending() { s_isGoingOn = true; }
-    ~Sending() { s_isGoingOn = false; }
-    Sending(const Sending&) = delete;
-    Sending& operator=(const Sending&) = delete;
+struct FocusEvent {
+    FocusEvent() { s_isBeingSent = true; }
+    ~FocusEvent() { s_isBeingSent = false; }
+    FocusEvent(const FocusEvent&) = delete;
+    FocusEvent& operator=(const FocusEvent&) = delete;
 
-    static bool s_isGoingOn;
+    static bool s_isBeingSent;
 };
-bool Sending::s_isGoingOn;
+bool FocusEvent::s_isBeingSent;
 
 // Step 1: when AppKit has read the events that are there, and takes the application for inactive although one of its
 // windows has the focus, that window becomes key and the application active.
@@ -74,13 +74,13 @@ static void receivedEvent(ID server, Selector name, void* data, int type, void* 
 {
     s_receivedEvent(server, name, data, type, extra, mode);
     const ID application = send<ID>(objc_lookUpClass("NSApplication"), "sharedApplication");
-    if (Sending::s_isGoingOn || send<unsigned char>(application, "isActive")) {
+    if (FocusEvent::s_isBeingSent || send<unsigned char>(application, "isActive")) {
         return;
     }
     const Window focused = focusWindow();
     const ID window = focused ? findWindow(application, focused) : nullptr;
     if (window) {
-        const Sending sending;
+        const FocusEvent sending;
         sendFocusIn(window);
     }
 }
@@ -90,26 +90,26 @@ static void receivedEvent(ID server, Selector name, void* data, int type, void* 
 // window manager that takes it back.
 static void setInputFocus(ID server, Selector name, int number)
 {
-    if (Sending::s_isGoingOn) {
+    if (FocusEvent::s_isBeingSent) {
         return;
     }
     s_setInputFocus(server, name, number);
     const uintptr_t window = number ? reinterpret_cast<uintptr_t>(send<void*>(server, "windowDevice:", number)) : 0;
-    const Visit visit;
-    if (window && visit) {
-        XSetInputFocus(visit.display(), window, RevertToParent, CurrentTime);
-        visit.succeeded();
+    const ServerLock xserver;
+    if (window && xserver) {
+        XSetInputFocus(xserver.display(), window, RevertToParent, CurrentTime);
+        xserver.succeeded();
     }
 }
 
 // Keeps the method's own function before it puts ours in its place. Does nothing when there is no such method.
 template <class F>
-static void replace(Class of, const char* name, F* own, F does)
+static void replace(Class of, const char* name, F* own, F function)
 {
     const Method method = class_getInstanceMethod(of, sel_registerName(name));
     if (method) {
         *own = reinterpret_cast<F>(method_getImplementation(method));
-        method_setImplementation(method, reinterpret_cast<Function>(does));
+        method_setImplementation(method, reinterpret_cast<Function>(function));
     }
 }
 

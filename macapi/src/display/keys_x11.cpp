@@ -49,18 +49,19 @@ static const Key s_keys[] = {
 };
 
 // The name of a key, with its NUL; empty when the server has none for it. False when it has no names at all.
-static bool readName(const Visit& visit, unsigned int key, char (*name)[XkbKeyNameLength + 1])
+static bool readName(const ServerLock& xserver, unsigned int key, char (*name)[XkbKeyNameLength + 1])
 {
-    const Held<XkbDescRec> keyboard(XkbAllocKeyboard(), [](XkbDescPtr its) { XkbFreeKeyboard(its, 0, True); });
+    const XResource<XkbDescRec> keyboard(XkbAllocKeyboard(),
+                                         [](XkbDescPtr description) { XkbFreeKeyboard(description, 0, True); });
     if (!keyboard) {
         return false;
     }
     int least, most;
-    XDisplayKeycodes(visit.display(), &least, &most);
+    XDisplayKeycodes(xserver.display(), &least, &most);
     keyboard->device_spec = XkbUseCoreKbd;
     keyboard->min_key_code = static_cast<KeyCode>(least);
     keyboard->max_key_code = static_cast<KeyCode>(most);
-    if (XkbGetNames(visit.display(), XkbKeyNamesMask, keyboard.get()) != Success || !keyboard->names ||
+    if (XkbGetNames(xserver.display(), XkbKeyNamesMask, keyboard.get()) != Success || !keyboard->names ||
         !keyboard->names->keys || key < keyboard->min_key_code || key > keyboard->max_key_code) {
         return false;
     }
@@ -71,9 +72,9 @@ static bool readName(const Visit& visit, unsigned int key, char (*name)[XkbKeyNa
 
 unsigned short virtualKeyOf(unsigned int serversKey)
 {
-    const Visit visit;
+    const ServerLock xserver;
     char name[XkbKeyNameLength + 1];
-    const bool isNamed = visit && readName(visit, serversKey, &name);
+    const bool isNamed = xserver && readName(xserver, serversKey, &name);
     for (const Key& key : s_keys) {
         if (isNamed ? strcmp(key.name, name) == 0 : key.code + 8u == serversKey) {
             return key.mac;

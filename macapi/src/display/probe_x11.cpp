@@ -30,7 +30,7 @@
 
 namespace macapi {
 
-static const std::chrono::seconds sc_patience(5);
+static const std::chrono::seconds sc_timeout(5);
 
 namespace {
 
@@ -56,7 +56,7 @@ public:
     }
 
 private:
-    const std::chrono::steady_clock::time_point m_end = std::chrono::steady_clock::now() + sc_patience;
+    const std::chrono::steady_clock::time_point m_end = std::chrono::steady_clock::now() + sc_timeout;
 };
 
 // What DISPLAY says: [protocol/][host]:number[.screen].
@@ -93,16 +93,16 @@ static bool parse(const std::string& text, DisplayName* name)
 // A connected socket; -1 with the reason in errno.
 static int connectTo(const sockaddr* address, socklen_t size, const Deadline& deadline)
 {
-    const int line = socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int connection = socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
     int status = -1;
     do {
-        status = line >= 0 && deadline.limit(line) ? connect(line, address, size) : -1;
+        status = connection >= 0 && deadline.limit(connection) ? connect(connection, address, size) : -1;
     } while (status != 0 && errno == EINTR && deadline.left() > 0);
     if (status == 0 || errno == EISCONN) {
-        return line;
+        return connection;
     }
     const int reason = errno;
-    close(line);
+    close(connection);
     errno = reason;
     return -1;
 }
@@ -131,14 +131,14 @@ static int connectToHost(const DisplayName& name, const Deadline& deadline)
         errno = EHOSTUNREACH;
         return -1;
     }
-    int line = -1;
-    for (const addrinfo* one = found; one && line < 0; one = one->ai_next) {
-        line = connectTo(one->ai_addr, one->ai_addrlen, deadline);
+    int connection = -1;
+    for (const addrinfo* one = found; one && connection < 0; one = one->ai_next) {
+        connection = connectTo(one->ai_addr, one->ai_addrlen, deadline);
     }
     const int reason = errno;
     freeaddrinfo(found);
     errno = reason;
-    return line;
+    return connection;
 }
 
 static int connectToServer(const DisplayName& name, const Deadline& deadline)
@@ -148,23 +148,23 @@ static int connectToServer(const DisplayName& name, const Deadline& deadline)
     }
     // In the order in which Xlib tries them.
     const std::string path = "/tmp/.X11-unix/X" + name.number;
-    int line = connectToSocket(path, true, deadline);
-    if (line < 0 && deadline.left() > 0) {
-        line = connectToSocket(path, false, deadline);
+    int connection = connectToSocket(path, true, deadline);
+    if (connection < 0 && deadline.left() > 0) {
+        connection = connectToSocket(path, false, deadline);
     }
-    if (line < 0 && deadline.left() > 0) {
-        line = connectToHost({"localhost", name.number}, deadline);
+    if (connection < 0 && deadline.left() > 0) {
+        connection = connectToHost({"localhost", name.number}, deadline);
     }
-    return line;
+    return connection;
 }
 
-static bool sendAll(int line, const std::string& bytes, const Deadline& deadline)
+static bool sendAll(int connection, const std::string& bytes, const Deadline& deadline)
 {
     for (size_t sent = 0; sent < bytes.size();) {
-        if (!deadline.limit(line)) {
+        if (!deadline.limit(connection)) {
             return false;
         }
-        const ssize_t length = send(line, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+        const ssize_t length = send(connection, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
         if (length < 0 && errno != EINTR) {
             return false;
         }
@@ -173,13 +173,13 @@ static bool sendAll(int line, const std::string& bytes, const Deadline& deadline
     return true;
 }
 
-static bool receive(int line, unsigned char* bytes, size_t size, const Deadline& deadline)
+static bool receive(int connection, unsigned char* bytes, size_t size, const Deadline& deadline)
 {
     for (size_t got = 0; got < size;) {
-        if (!deadline.limit(line)) {
+        if (!deadline.limit(connection)) {
             return false;
         }
-        const ssize_t length = recv(line, bytes + got, size - got, 0);
+        const ssize_t length = recv(connection, bytes + got, size - got, 0);
         if (length == 0 || (length < 0 && errno != EINTR)) {
             return false;
         }
@@ -189,11 +189,11 @@ static bool receive(int line, unsigned char* bytes, size_t size, const Deadline&
 }
 
 // Where the server is, as a file of authorizations names it: an address, or this machine's name.
-static std::string whereabouts(int line, unsigned short* family)
+static std::string authorizationAddress(int connection, unsigned short* family)
 {
     sockaddr_storage peer = {};
     socklen_t size = sizeof(peer);
-    getpeername(line, reinterpret_cast<sockaddr*>(&peer), &size);
+    getpeername(connection, reinterpret_cast<sockaddr*>(&peer), &size);
     const auto& four = reinterpret_cast<const sockaddr_in&>(peer);
     const auto& six = reinterpret_cast<const sockaddr_in6&>(peer);
     const char* sixBytes = reinterpret_cast<const char*>(&six.sin6_addr);
@@ -216,13 +216,13 @@ static std::string whereabouts(int line, unsigned short* family)
 }
 
 // Null when the user has none for this server.
-static std::unique_ptr<Xauth, void (*)(Xauth*)> authorization(int line, const std::string& number)
+static std::unique_ptr<Xauth, void (*)(Xauth*)> authorization(int connection, const std::string& number)
 {
     char kind[] = "MIT-MAGIC-COOKIE-1";
     char* kinds[] = {kind};
     const int lengths[] = {static_cast<int>(strlen(kind))};
     unsigned short family;
-    const std::string address = whereabouts(line, &family);
+    const std::string address = authorizationAddress(connection, &family);
     return {XauGetBestAuthByAddr(family, static_cast<unsigned short>(address.size()), address.data(),
                                  static_cast<unsigned short>(number.size()), number.data(), 1, kinds, lengths),
             XauDisposeAuth};
@@ -259,12 +259,12 @@ static std::string setupRequest(const Xauth* authorization)
            padded(authorization->data, authorization->data_length);
 }
 
-static bool skip(int line, size_t size, const Deadline& deadline)
+static bool skip(int connection, size_t size, const Deadline& deadline)
 {
     unsigned char bytes[4096];
     while (size > 0) {
         const size_t part = std::min(size, sizeof(bytes));
-        if (!receive(line, bytes, part, deadline)) {
+        if (!receive(connection, bytes, part, deadline)) {
             return false;
         }
         size -= part;
@@ -273,15 +273,15 @@ static bool skip(int line, size_t size, const Deadline& deadline)
 }
 
 // A server that refuses the user has answered as well.
-static bool acceptsOrRefuses(int line, const std::string& setup, const Deadline& deadline)
+static bool acceptsOrRefuses(int connection, const std::string& setup, const Deadline& deadline)
 {
     unsigned char answer[sz_xConnSetupPrefix];
-    if (!sendAll(line, setup, deadline) || !receive(line, answer, sizeof(answer), deadline)) {
+    if (!sendAll(connection, setup, deadline) || !receive(connection, answer, sizeof(answer), deadline)) {
         return false;
     }
     xConnSetupPrefix prefix;
     memcpy(&prefix, answer, sizeof(answer));
-    if (!skip(line, prefix.length * 4u, deadline)) {
+    if (!skip(connection, prefix.length * 4u, deadline)) {
         return false;
     }
     if (prefix.success != xTrue) {
@@ -290,7 +290,7 @@ static bool acceptsOrRefuses(int line, const std::string& setup, const Deadline&
     xReq question = {};
     question.reqType = X_GetInputFocus; // the shortest that has a reply
     question.length = sz_xReq / 4;
-    return sendAll(line, bytesOf(question, sz_xReq), deadline) && skip(line, sz_xReply, deadline);
+    return sendAll(connection, bytesOf(question, sz_xReq), deadline) && skip(connection, sz_xReply, deadline);
 }
 
 Probe::Probe() : m_socket(-1), m_allowed(true)
@@ -317,18 +317,18 @@ Probe::~Probe()
 }
 
 // Where to go on when a server hangs up while Xlib opens its display: Xlib has no call that would return then.
-static jmp_buf s_wayOut;
-static std::thread::id s_opener;
+static jmp_buf s_jumpTarget;
+static std::thread::id s_openingThread;
 static XIOErrorHandler s_formerHandler;
-static Display* s_broken; // Xlib's record of a display that came to nothing: it cannot be given back
+static Display* s_failedDisplay; // Xlib's record of a display that came to nothing: it cannot be given back
 
-static int leaveXlib(Display* display)
+static int abandonOpening(Display* display)
 {
-    if (std::this_thread::get_id() != s_opener) {
+    if (std::this_thread::get_id() != s_openingThread) {
         return s_formerHandler ? s_formerHandler(display) : 0; // a connection of another thread's
     }
-    s_broken = display;
-    longjmp(s_wayOut, 1);
+    s_failedDisplay = display;
+    longjmp(s_jumpTarget, 1);
 }
 
 Display* openDisplay()
@@ -338,47 +338,47 @@ Display* openDisplay()
     if (!probe.allowsXlib()) {
         return nullptr;
     }
-    s_opener = std::this_thread::get_id();
-    s_formerHandler = XSetIOErrorHandler(leaveXlib);
+    s_openingThread = std::this_thread::get_id();
+    s_formerHandler = XSetIOErrorHandler(abandonOpening);
     Display* volatile display = nullptr;
-    if (setjmp(s_wayOut) == 0) {
+    if (setjmp(s_jumpTarget) == 0) {
         display = XOpenDisplay(nullptr);
     } else {
-        close(ConnectionNumber(s_broken));
+        close(ConnectionNumber(s_failedDisplay));
     }
     XSetIOErrorHandler(s_formerHandler);
     return display;
 }
 
-static void sendLetter(Display* display, Window mailbox)
+static void sendPing(Display* display, Window pingWindow)
 {
-    XEvent letter = {};
-    letter.xclient.type = ClientMessage;
-    letter.xclient.window = mailbox;
-    letter.xclient.format = 32;
-    XSendEvent(display, mailbox, False, NoEventMask, &letter);
+    XEvent ping = {};
+    ping.xclient.type = ClientMessage;
+    ping.xclient.window = pingWindow;
+    ping.xclient.format = 32;
+    XSendEvent(display, pingWindow, False, NoEventMask, &ping);
     XFlush(display);
 }
 
 // Throws away all events that are there.
-static bool letterHasCome(Display* display, Window mailbox)
+static bool pingHasArrived(Display* display, Window pingWindow)
 {
-    bool come = false;
+    bool arrived = false;
     for (int count = XEventsQueued(display, QueuedAfterReading); count > 0; count--) {
         XEvent event;
         XNextEvent(display, &event);
-        come = come || (event.type == ClientMessage && event.xclient.window == mailbox);
+        arrived = arrived || (event.type == ClientMessage && event.xclient.window == pingWindow);
     }
-    return come;
+    return arrived;
 }
 
 // The time is looked at after the events, since a game that was stopped meanwhile may have its answer waiting.
-bool answers(Display* display, Window mailbox)
+bool answersPing(Display* display, Window pingWindow)
 {
     const Deadline deadline;
-    sendLetter(display, mailbox);
+    sendPing(display, pingWindow);
     bool hungUp = false;
-    while (!letterHasCome(display, mailbox)) {
+    while (!pingHasArrived(display, pingWindow)) {
         if (hungUp || deadline.left() == 0) {
             return false;
         }

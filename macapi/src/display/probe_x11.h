@@ -29,6 +29,6 @@ Display* openDisplay();
 
 // Waits at most 5 seconds for an answer to a letter that the client sends to its own window, mailbox. All events on the
 // connection are thrown away. False when no answer comes or the server has hung up; the connection is of no use then.
-bool answers(Display* display, Window mailbox);
+bool answersPing(Display* display, Window pingWindow);
 
 } // namespace macapi

@@ -29,6 +29,6 @@ bool mainDisplayMode(DisplayMode* mode);
 bool hideCursor(); // counts
 bool showCursor();
 bool moveCursor(double x, double y); // in pixels of the main display, y down; brought to its edge
-bool tieCursor(bool toTheMouse);
+bool connectMouseAndCursor(bool connected);
 
 } // namespace macapi

@@ -29,7 +29,7 @@ bool moveCursor(double, double)
     return false;
 }
 
-bool tieCursor(bool)
+bool connectMouseAndCursor(bool)
 {
     return false;
 }

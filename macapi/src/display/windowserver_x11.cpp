@@ -16,20 +16,20 @@
 
 namespace macapi {
 
-static std::mutex s_mutex;        // held by the visit that is going on
-static pid_t s_asked;             // the process that has looked for the server
-static Display* s_display;        // null without a server
-static Window s_mailbox;          // never shown: letters to ourselves show whether the server answers
-static std::atomic<bool> s_lost;  // the server has gone
-static std::atomic<int> s_errors; // of this visit
+static std::mutex s_mutex;         // held by the visit that is going on
+static pid_t s_process;            // the process that has looked for the server
+static Display* s_display;         // null without a server
+static Window s_pingWindow;        // never shown: letters to ourselves show whether the server answers
+static std::atomic<bool> s_isLost; // the server has gone
+static std::atomic<int> s_errors;  // of this visit
 
 // Xlib has one handler for all connections of the process.
-static std::atomic<XErrorHandler> s_formerErrors;
-static std::atomic<XIOErrorHandler> s_formerLoss;
+static std::atomic<XErrorHandler> s_formerErrorHandler;
+static std::atomic<XIOErrorHandler> s_formerLossHandler;
 
 static int onError(Display* display, XErrorEvent* error)
 {
-    const XErrorHandler former = s_formerErrors;
+    const XErrorHandler former = s_formerErrorHandler;
     if (display == s_display) {
         s_errors++;
         return 0;
@@ -37,23 +37,23 @@ static int onError(Display* display, XErrorEvent* error)
     return former ? former(display, error) : 0;
 }
 
-static int onLoss(Display* display)
+static int onConnectionLost(Display* display)
 {
-    const XIOErrorHandler former = s_formerLoss;
+    const XIOErrorHandler former = s_formerLossHandler;
     if (display != s_display && former) {
         return former(display);
     }
-    s_lost = true;
+    s_isLost = true;
     return 0;
 }
 
-static void stayAlive(Display*, void*)
+static void returnToCaller(Display*, void*)
 {
 }
 
 // A child that was forked has its parent's line, and lets go of it without a word: two speakers on one would garble
 // what both hear.
-static void leaveParentsLine()
+static void dropParentsConnection()
 {
     if (s_display) {
         close(ConnectionNumber(s_display));
@@ -63,75 +63,75 @@ static void leaveParentsLine()
 
 static bool connected()
 {
-    if (s_asked != getpid()) {
-        leaveParentsLine();
-        s_asked = getpid();
-        s_lost = false;
+    if (s_process != getpid()) {
+        dropParentsConnection();
+        s_process = getpid();
+        s_isLost = false;
         s_display = openDisplay();
         if (s_display) {
             // Xlib would end the process once the handler for a lost connection has returned.
-            XSetIOErrorExitHandler(s_display, stayAlive, nullptr);
-            s_mailbox = XCreateWindow(s_display, DefaultRootWindow(s_display), 0, 0, 1, 1, 0, 0, InputOnly,
-                                      CopyFromParent, 0, nullptr);
+            XSetIOErrorExitHandler(s_display, returnToCaller, nullptr);
+            s_pingWindow = XCreateWindow(s_display, DefaultRootWindow(s_display), 0, 0, 1, 1, 0, 0, InputOnly,
+                                         CopyFromParent, 0, nullptr);
         }
     }
-    if (s_display && !s_lost) {
+    if (s_display && !s_isLost) {
         pollfd connection = {ConnectionNumber(s_display), 0, 0};
-        s_lost = poll(&connection, 1, 0) > 0; // only the other end's hanging up is reported
+        s_isLost = poll(&connection, 1, 0) > 0; // only the other end's hanging up is reported
     }
-    return s_display && !s_lost;
+    return s_display && !s_isLost;
 }
 
 // A server that has become silent is left for good. The connection is shut down, so that a server which goes on later
 // undoes what we did to the cursor.
-static void leaveSilentServer()
+static void dropSilentServer()
 {
-    if (!answers(s_display, s_mailbox)) {
+    if (!answersPing(s_display, s_pingWindow)) {
         shutdown(ConnectionNumber(s_display), SHUT_RDWR);
-        s_lost = true;
+        s_isLost = true;
     }
 }
 
-Visit::Visit() : m_lock(s_mutex), m_connected(connected())
+ServerLock::ServerLock() : m_lock(s_mutex), m_connected(connected())
 {
     if (m_connected) {
         translateKeyEvents();
         followFocus();
-        s_formerErrors = XSetErrorHandler(onError);
-        s_formerLoss = XSetIOErrorHandler(onLoss);
-        leaveSilentServer();
+        s_formerErrorHandler = XSetErrorHandler(onError);
+        s_formerLossHandler = XSetIOErrorHandler(onConnectionLost);
+        dropSilentServer();
         s_errors = 0;
     }
 }
 
-Visit::~Visit()
+ServerLock::~ServerLock()
 {
     if (m_connected) {
-        XSetErrorHandler(s_formerErrors);
-        XSetIOErrorHandler(s_formerLoss);
+        XSetErrorHandler(s_formerErrorHandler);
+        XSetIOErrorHandler(s_formerLossHandler);
     }
 }
 
-Visit::operator bool() const
+ServerLock::operator bool() const
 {
-    return m_connected && !s_lost;
+    return m_connected && !s_isLost;
 }
 
-Display* Visit::display() const
+Display* ServerLock::display() const
 {
     return s_display;
 }
 
-Window Visit::root() const
+Window ServerLock::root() const
 {
     return DefaultRootWindow(s_display);
 }
 
-bool Visit::succeeded() const
+bool ServerLock::succeeded() const
 {
     // Servers tell all clients when the keyboard changes. Nobody reads that here, so it is thrown away.
     XSync(s_display, True);
-    return !s_lost && s_errors == 0;
+    return !s_isLost && s_errors == 0;
 }
 
 static double refreshRateOf(const XRRScreenResources& resources, RRMode wanted)
@@ -148,29 +148,29 @@ static double refreshRateOf(const XRRScreenResources& resources, RRMode wanted)
     return 0;
 }
 
-// What an output shows, after rotation. False when it shows nothing, or is unknown.
-static bool outputShows(XRRScreenResources* resources, RROutput output, Shown* shown)
+// What an state shows, after rotation. False when it shows nothing, or is unknown.
+static bool readOutput(XRRScreenResources* resources, RROutput output, OutputState* state)
 {
-    const Held<XRROutputInfo> info(output ? XRRGetOutputInfo(s_display, resources, output) : nullptr,
-                                   XRRFreeOutputInfo);
+    const XResource<XRROutputInfo> info(output ? XRRGetOutputInfo(s_display, resources, output) : nullptr,
+                                        XRRFreeOutputInfo);
     if (!info || !info->crtc) {
         return false;
     }
-    const Held<XRRCrtcInfo> crtc(XRRGetCrtcInfo(s_display, resources, info->crtc), XRRFreeCrtcInfo);
+    const XResource<XRRCrtcInfo> crtc(XRRGetCrtcInfo(s_display, resources, info->crtc), XRRFreeCrtcInfo);
     if (!crtc || crtc->mode == 0) {
         return false;
     }
-    shown->x = crtc->x;
-    shown->y = crtc->y;
-    shown->width = static_cast<int>(crtc->width);
-    shown->height = static_cast<int>(crtc->height);
-    shown->refreshRate = refreshRateOf(*resources, crtc->mode);
-    shown->isWayland = strncmp(info->name, "XWAYLAND", 8) == 0; // as its server names them all
+    state->x = crtc->x;
+    state->y = crtc->y;
+    state->width = static_cast<int>(crtc->width);
+    state->height = static_cast<int>(crtc->height);
+    state->refreshRate = refreshRateOf(*resources, crtc->mode);
+    state->isWayland = strncmp(info->name, "XWAYLAND", 8) == 0; // as its server names them all
     return true;
 }
 
 // The outputs and what they may show; null where the server has none to tell of.
-static Held<XRRScreenResources> outputsOf(Window root)
+static XResource<XRRScreenResources> outputsOf(Window root)
 {
     int major = 0;
     int minor = 0;
@@ -180,34 +180,34 @@ static Held<XRRScreenResources> outputsOf(Window root)
     return {knowsOutputs ? XRRGetScreenResourcesCurrent(s_display, root) : nullptr, XRRFreeScreenResources};
 }
 
-// The primary output, or the first that shows something where none is primary.
-static bool primaryShows(Window root, Shown* shown)
+// The primary state, or the first that shows something where none is primary.
+static bool readPrimaryOutput(Window root, OutputState* state)
 {
-    const Held<XRRScreenResources> resources = outputsOf(root);
+    const XResource<XRRScreenResources> resources = outputsOf(root);
     if (!resources) {
         return false;
     }
-    bool found = outputShows(resources.get(), XRRGetOutputPrimary(s_display, root), shown);
+    bool found = readOutput(resources.get(), XRRGetOutputPrimary(s_display, root), state);
     for (int i = 0; i < resources->noutput && !found; i++) {
-        found = outputShows(resources.get(), resources->outputs[i], shown);
+        found = readOutput(resources.get(), resources->outputs[i], state);
     }
     return found;
 }
 
-bool isShown(const Visit& visit, const Pixel& pixel)
+bool isOnAnOutput(const ServerLock& xserver, const RootPixel& pixel)
 {
-    const Held<XRRScreenResources> resources = outputsOf(visit.root());
+    const XResource<XRRScreenResources> resources = outputsOf(xserver.root());
     bool found = false;
     for (int i = 0; resources && i < resources->noutput && !found; i++) {
-        Shown shown;
-        found = outputShows(resources.get(), resources->outputs[i], &shown) && pixel.x >= shown.x &&
-                pixel.x < shown.x + shown.width && pixel.y >= shown.y && pixel.y < shown.y + shown.height;
+        OutputState state;
+        found = readOutput(resources.get(), resources->outputs[i], &state) && pixel.x >= state.x &&
+                pixel.x < state.x + state.width && pixel.y >= state.y && pixel.y < state.y + state.height;
     }
     return found;
 }
 
 // A server without outputs has its screen at least.
-static bool screenShows(Window root, Shown* shown)
+static bool readWholeScreen(Window root, OutputState* state)
 {
     Window parent;
     int x, y;
@@ -215,18 +215,18 @@ static bool screenShows(Window root, Shown* shown)
     if (!XGetGeometry(s_display, root, &parent, &x, &y, &width, &height, &border, &depth)) {
         return false;
     }
-    shown->width = static_cast<int>(width);
-    shown->height = static_cast<int>(height);
+    state->width = static_cast<int>(width);
+    state->height = static_cast<int>(height);
     return true;
 }
 
-bool mainDisplayShows(const Visit& visit, Shown* shown)
+bool readMainDisplay(const ServerLock& xserver, OutputState* state)
 {
-    Shown found = {};
-    if ((!primaryShows(visit.root(), &found) && !screenShows(visit.root(), &found)) || s_lost) {
+    OutputState found = {};
+    if ((!readPrimaryOutput(xserver.root(), &found) && !readWholeScreen(xserver.root(), &found)) || s_isLost) {
         return false;
     }
-    *shown = found;
+    *state = found;
     return true;
 }
 
@@ -248,18 +248,18 @@ static int bitsPerPixel()
 
 bool hasWindowServer()
 {
-    const Visit visit;
-    return static_cast<bool>(visit);
+    const ServerLock xserver;
+    return static_cast<bool>(xserver);
 }
 
 bool mainDisplayMode(DisplayMode* mode)
 {
-    const Visit visit;
-    Shown shown;
-    if (!visit || !mainDisplayShows(visit, &shown)) {
+    const ServerLock xserver;
+    OutputState state;
+    if (!xserver || !readMainDisplay(xserver, &state)) {
         return false;
     }
-    *mode = {shown.width, shown.height, bitsPerPixel(), shown.refreshRate};
+    *mode = {state.width, state.height, bitsPerPixel(), state.refreshRate};
     return true;
 }
 

@@ -13,10 +13,10 @@
 
 namespace macapi {
 
-class Visit {
+class ServerLock {
 public:
-    Visit();
-    ~Visit();
+    ServerLock();
+    ~ServerLock();
 
     explicit operator bool() const; // whether there is a server, and has not gone since
     Display* display() const;
@@ -32,10 +32,10 @@ private:
 
 // What Xlib hands out, with the call that takes it back.
 template <class T>
-using Held = std::unique_ptr<T, void (*)(T*)>;
+using XResource = std::unique_ptr<T, void (*)(T*)>;
 
 // What the main display shows, and where on the root window. False, and nothing written, when the server has gone.
-struct Shown {
+struct OutputState {
     int x; // pixels
     int y;
     int width;
@@ -43,14 +43,14 @@ struct Shown {
     double refreshRate; // hertz; 0 when the server doesn't say
     bool isWayland;     // a picture inside a Wayland session, which has the last word about the cursor
 };
-bool mainDisplayShows(const Visit& visit, Shown* shown);
+bool readMainDisplay(const ServerLock& xserver, OutputState* state);
 
 // A pixel of the root window, and whether any output shows it. Without outputs, as on an old server, that is false.
-struct Pixel {
+struct RootPixel {
     int x;
     int y;
 };
-bool isShown(const Visit& visit, const Pixel& pixel);
+bool isOnAnOutput(const ServerLock& xserver, const RootPixel& pixel);
 
 // What was done to the cursor is somebody else's to undo: another process's, whose connection it was done over.
 void forgetCursor();

@@ -5,67 +5,67 @@
 
 namespace macapi {
 
-static PointerBarrier s_fence[4]; // 0: none
+static PointerBarrier s_barriers[4]; // 0: none
 
-static int majorVersion(const Visit& visit)
+static int majorVersion(const ServerLock& xserver)
 {
     int major = 0;
     int minor = 0;
-    return XFixesQueryExtension(visit.display(), &major, &minor) &&
-                   XFixesQueryVersion(visit.display(), &major, &minor)
+    return XFixesQueryExtension(xserver.display(), &major, &minor) &&
+                   XFixesQueryVersion(xserver.display(), &major, &minor)
                ? major
                : 0;
 }
 
-bool hasXFixes(const Visit& visit)
+bool hasXFixes(const ServerLock& xserver)
 {
-    return majorVersion(visit) >= 4;
+    return majorVersion(xserver) >= 4;
 }
 
-bool hasBarriers(const Visit& visit)
+bool hasBarriers(const ServerLock& xserver)
 {
-    return majorVersion(visit) >= 5;
+    return majorVersion(xserver) >= 5;
 }
 
-void hide(const Visit& visit)
+void hideCursorOnServer(const ServerLock& xserver)
 {
-    XFixesHideCursor(visit.display(), visit.root());
+    XFixesHideCursor(xserver.display(), xserver.root());
 }
 
-void show(const Visit& visit)
+void showCursorOnServer(const ServerLock& xserver)
 {
-    XFixesShowCursor(visit.display(), visit.root());
+    XFixesShowCursor(xserver.display(), xserver.root());
 }
 
-void fence(const Visit& visit, int x, int y)
+void makeBarriers(const ServerLock& xserver, int x, int y)
 {
-    unfence(visit);
+    removeBarriers(xserver);
     // A barrier runs between two pixels, in front of the one that has its number. These cross the whole screen, so
     // that there is no way around their ends.
-    Display* const display = visit.display();
+    Display* const display = xserver.display();
     const int far = 0x7fff; // the most that the protocol can name
     const int lines[4][4] = {
         {x, -far, x, far}, {x + 1, -far, x + 1, far}, {-far, y, far, y}, {-far, y + 1, far, y + 1}};
     for (int i = 0; i < 4; i++) {
         const int* line = lines[i];
-        s_fence[i] =
-            XFixesCreatePointerBarrier(display, visit.root(), line[0], line[1], line[2], line[3], 0, 0, nullptr);
+        s_barriers[i] =
+            XFixesCreatePointerBarrier(display, xserver.root(), line[0], line[1], line[2], line[3], 0, 0, nullptr);
     }
 }
 
-void unfence(const Visit& visit)
+void removeBarriers(const ServerLock& xserver)
 {
-    for (PointerBarrier& barrier : s_fence) {
+    for (PointerBarrier& barrier : s_barriers) {
         if (barrier) {
-            XFixesDestroyPointerBarrier(visit.display(), barrier);
+            XFixesDestroyPointerBarrier(xserver.display(), barrier);
             barrier = 0;
         }
     }
 }
 
-void forgetFence()
+void forgetBarriers()
 {
-    for (PointerBarrier& barrier : s_fence) {
+    for (PointerBarrier& barrier : s_barriers) {
         barrier = 0;
     }
 }

@@ -5,16 +5,16 @@
 
 namespace macapi {
 
-bool hasXFixes(const Visit& visit);
-bool hasBarriers(const Visit& visit);
+bool hasXFixes(const ServerLock& xserver);
+bool hasBarriers(const ServerLock& xserver);
 
 // Each hide wants one show; to the server one too many is an error.
-void hide(const Visit& visit);
-void show(const Visit& visit);
+void hideCursorOnServer(const ServerLock& xserver);
+void showCursorOnServer(const ServerLock& xserver);
 
 // Keeps the pointer in this pixel of the root window, and no longer in the one of an earlier call.
-void fence(const Visit& visit, int x, int y);
-void unfence(const Visit& visit);
-void forgetFence(); // leaves it standing
+void makeBarriers(const ServerLock& xserver, int x, int y);
+void removeBarriers(const ServerLock& xserver);
+void forgetBarriers(); // leaves it standing
 
 } // namespace macapi

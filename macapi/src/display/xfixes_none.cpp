@@ -3,33 +3,33 @@
 
 namespace macapi {
 
-bool hasXFixes(const Visit&)
+bool hasXFixes(const ServerLock&)
 {
     return false;
 }
 
-bool hasBarriers(const Visit&)
+bool hasBarriers(const ServerLock&)
 {
     return false;
 }
 
-void hide(const Visit&)
+void hideCursorOnServer(const ServerLock&)
 {
 }
 
-void show(const Visit&)
+void showCursorOnServer(const ServerLock&)
 {
 }
 
-void fence(const Visit&, int, int)
+void makeBarriers(const ServerLock&, int, int)
 {
 }
 
-void unfence(const Visit&)
+void removeBarriers(const ServerLock&)
 {
 }
 
-void forgetFence()
+void forgetBarriers()
 {
 }
 

@@ -24,7 +24,7 @@ void Object::makeImmortal() const
 {
     m_references.store(0, std::memory_order_relaxed);
     if (!isa) {
-        awaitClass(this);
+        assignClass(this);
     }
     if (const __CFArray* array = as<__CFArray>(this)) {
         for (const Ref<Object>& item : array->items) {
@@ -46,15 +46,15 @@ const CFAllocatorRef kCFAllocatorDefault = nullptr;
 
 CFTypeRef CFRetain(CFTypeRef object)
 {
-    if (const Object* its = ours(object)) {
-        its->addReference();
+    if (const Object* known = objectOf(object)) {
+        known->addReference();
     }
     return object;
 }
 
 void CFRelease(CFTypeRef object)
 {
-    if (const Object* its = ours(object)) {
-        its->dropReference();
+    if (const Object* known = objectOf(object)) {
+        known->dropReference();
     }
 }

@@ -25,7 +25,7 @@ namespace macapi {
 
 class Object {
 public:
-    explicit Object(Kind its) : isa(classOf(its)), kind(its) {}
+    explicit Object(Kind objectKind) : isa(classOf(objectKind)), kind(objectKind) {}
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
 
@@ -92,21 +92,21 @@ union Constant {
 };
 
 // The object behind a reference from outside; null when there is none, or it is none of ours but, say, AppKit's.
-inline const Object* ours(CFTypeRef reference)
+inline const Object* objectOf(CFTypeRef reference)
 {
     const Object* object = static_cast<const Object*>(reference);
     if (!object || reinterpret_cast<uintptr_t>(object) % alignof(Object) != 0) {
         return nullptr;
     }
-    const void* its = object->isa.load(std::memory_order_relaxed);
-    return !its || isClassOfOurs(its) ? object : nullptr;
+    const void* objectClass = object->isa.load(std::memory_order_relaxed);
+    return !objectClass || isObjectClass(objectClass) ? object : nullptr;
 }
 
 // The same; null also when it is of another kind.
 template <class T>
 const T* as(CFTypeRef reference)
 {
-    const Object* object = ours(reference);
+    const Object* object = objectOf(reference);
     return object && object->kind == T::sc_kind ? static_cast<const T*>(object) : nullptr;
 }
 

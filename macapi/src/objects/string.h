@@ -8,7 +8,7 @@
 struct __CFString final : macapi::Object {
     static const macapi::Kind sc_kind = macapi::Kind::String;
 
-    explicit __CFString(std::string its) : Object(sc_kind), text(std::move(its)) {}
+    explicit __CFString(std::string utf8) : Object(sc_kind), text(std::move(utf8)) {}
 
     const std::string text; // UTF-8, always well formed, without a NUL
 };

@@ -13,7 +13,7 @@
 struct __CFNumber final : macapi::Object {
     static const macapi::Kind sc_kind = macapi::Kind::Number;
 
-    explicit __CFNumber(double its) : Object(sc_kind), isReal(true), real(its), magnitude(0), negative(false) {}
+    explicit __CFNumber(double number) : Object(sc_kind), isReal(true), real(number), magnitude(0), negative(false) {}
     __CFNumber(uint64_t size, bool below0)
         : Object(sc_kind), isReal(false), real(0), magnitude(size), negative(below0 && size != 0)
     {
@@ -28,7 +28,7 @@ struct __CFNumber final : macapi::Object {
 struct __CFBoolean final : macapi::Object {
     static const macapi::Kind sc_kind = macapi::Kind::Boolean;
 
-    explicit __CFBoolean(bool its) : Object(sc_kind), value(its) {}
+    explicit __CFBoolean(bool truth) : Object(sc_kind), value(truth) {}
 
     const bool value;
 };
@@ -36,7 +36,7 @@ struct __CFBoolean final : macapi::Object {
 struct __CFData final : macapi::Object {
     static const macapi::Kind sc_kind = macapi::Kind::Data;
 
-    explicit __CFData(std::string its) : Object(sc_kind), bytes(std::move(its)) {}
+    explicit __CFData(std::string contents) : Object(sc_kind), bytes(std::move(contents)) {}
 
     const std::string bytes;
 };
@@ -45,7 +45,7 @@ struct __CFData final : macapi::Object {
 struct __CFDate final : macapi::Object {
     static const macapi::Kind sc_kind = macapi::Kind::Date;
 
-    explicit __CFDate(std::string its) : Object(sc_kind), text(std::move(its)) {}
+    explicit __CFDate(std::string contents) : Object(sc_kind), text(std::move(contents)) {}
 
     const std::string text; // 2003-10-24T18:00:00Z, a day that exists
 };
@@ -54,7 +54,7 @@ struct __CFArray final : macapi::Object {
     static const macapi::Kind sc_kind = macapi::Kind::Array;
     using Items = std::vector<macapi::Ref<Object>>;
 
-    explicit __CFArray(Items its) : Object(sc_kind), items(std::move(its)) {}
+    explicit __CFArray(Items objects) : Object(sc_kind), items(std::move(objects)) {}
 
     const Items items;
 };
@@ -63,7 +63,7 @@ struct __CFDictionary final : macapi::Object {
     static const macapi::Kind sc_kind = macapi::Kind::Dictionary;
     using Entries = std::map<std::string, macapi::Ref<Object>>; // keys as in __CFString
 
-    explicit __CFDictionary(Entries its) : Object(sc_kind), entries(std::move(its)) {}
+    explicit __CFDictionary(Entries pairs) : Object(sc_kind), entries(std::move(pairs)) {}
 
     const Object* find(const std::string& key) const; // lent; null when there is none
 

@@ -75,7 +75,7 @@ static Ref<Object> appValue(CFStringRef key, CFStringRef application)
 static void setValue(CFStringRef key, CFPropertyListRef value, const std::optional<PreferencesDomain>& domain)
 {
     const __CFString* name = as<__CFString>(key);
-    const Object* object = ours(value);
+    const Object* object = objectOf(value);
     if (name && domain && (object || !value)) {
         setPreference(*domain, name->text, share(object));
     }

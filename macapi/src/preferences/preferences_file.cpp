@@ -117,7 +117,7 @@ static FileRights rightsOf(const struct stat& status)
 namespace {
 
 // What was last written.
-struct Copy {
+struct Backup {
     int error; // 0, or why it could not be read
     std::string text;
     FileRights rights; // for a file that takes the copy's contents
@@ -128,9 +128,9 @@ struct Copy {
 // The copy of a damaged file. Where others may write to the folder, it may be a link, a second name of a file elsewhere,
 // or a file of a user who has nothing to do with this one: then it is not read. Its contents get no other owner than
 // they had.
-static Copy copyFor(const FilePlace& place, const struct stat& damaged)
+static Backup readBackup(const FilePlace& place, const struct stat& damaged)
 {
-    Copy copy = {0, "", rightsOf(damaged)};
+    Backup copy = {0, "", rightsOf(damaged)};
     struct stat status;
     copy.error = readFile(place.folder, place.name + ".bak", &copy.text, &status);
     if (copy.error != 0) {
@@ -146,24 +146,24 @@ static Copy copyFor(const FilePlace& place, const struct stat& damaged)
     return copy;
 }
 
-static PreferencesContents lastWritten(const FilePlace& place, const struct stat& damaged)
+static PreferencesContents valuesOfBackup(const FilePlace& place, const struct stat& damaged)
 {
-    const Ref<Object> values = readPlist(copyFor(place, damaged).text);
+    const Ref<Object> values = readPlist(readBackup(place, damaged).text);
     const __CFDictionary* dictionary = as<__CFDictionary>(values.get());
     return {PreferencesState::Damaged, dictionary ? share(dictionary) : noValues(), damaged};
 }
 
 // A damaged file that has to stay where it is.
-static PreferencesContents stuck(const FilePlace& place, const std::string& path, const struct stat& damaged)
+static PreferencesContents unrepairable(const FilePlace& place, const std::string& path, const struct stat& damaged)
 {
     static std::atomic<bool> s_reported;
     reportOnce(&s_reported, "macapi: preferences " + path + " do not parse and can't be repaired; " + path +
                                 ".bak is read, nothing is written");
-    return lastWritten(place, damaged);
+    return valuesOfBackup(place, damaged);
 }
 
 // What the file holds once it is in order. For the lock's holder.
-static PreferencesContents repaired(const FilePlace& place, const std::string& path)
+static PreferencesContents loadAndRepair(const FilePlace& place, const std::string& path)
 {
     PreferencesContents contents = load(place.folder, place.name);
     if (contents.state != PreferencesState::Damaged) {
@@ -171,17 +171,17 @@ static PreferencesContents repaired(const FilePlace& place, const std::string& p
     }
     const std::string aside = place.isBehindLink ? "" : setAside(place.folder, place.name);
     if (aside.empty()) {
-        return stuck(place, path, contents.status);
+        return unrepairable(place, path, contents.status);
     }
-    const Copy last = copyFor(place, contents.status);
+    const Backup last = readBackup(place, contents.status);
     if (last.error != 0 && last.error != ENOENT && last.error != EINVAL && last.error != EFBIG) {
         // It may be in the best of order, and the next write would put another in its place.
-        return stuck(place, path, contents.status);
+        return unrepairable(place, path, contents.status);
     }
     const bool isGood = last.error == 0 && as<__CFDictionary>(readPlist(last.text).get());
     if (isGood ? !replaceFile(place.folder, place.name, last.text, last.rights)
                : unlinkat(place.folder, place.name.c_str(), 0) != 0 && errno != ENOENT) {
-        return stuck(place, path, contents.status);
+        return unrepairable(place, path, contents.status);
     }
     syncFolder(place.folder);
     report("macapi: preferences " + path + " did not parse and were set aside as " + folderOf(path) + "/" + aside +
@@ -189,9 +189,9 @@ static PreferencesContents repaired(const FilePlace& place, const std::string& p
     return load(place.folder, place.name);
 }
 
-static FileLock lockFor(const FilePlace& place, PreferencesUser user, std::chrono::milliseconds patience)
+static FileLock lockFor(const FilePlace& place, PreferencesUser user, std::chrono::milliseconds timeout)
 {
-    return FileLock(place.folder, place.name + ".lock", user == PreferencesUser::Any ? 0666 : 0600, patience);
+    return FileLock(place.folder, place.name + ".lock", user == PreferencesUser::Any ? 0666 : 0600, timeout);
 }
 
 PreferencesContents readPreferencesFile(const std::string& path, PreferencesUser user, bool mayRepair)
@@ -206,20 +206,20 @@ PreferencesContents readPreferencesFile(const std::string& path, PreferencesUser
         return contents;
     }
     if (place.isBehindLink) {
-        return stuck(place, path, contents.status);
+        return unrepairable(place, path, contents.status);
     }
     if (!mayRepair) {
-        return lastWritten(place, contents.status);
+        return valuesOfBackup(place, contents.status);
     }
     const FileLock lock = lockFor(place, user, std::chrono::milliseconds(0));
     if (lock.isTaken()) {
-        return lastWritten(place,
-                           contents.status); // which is what the other process is about to put in the file's place
+        return valuesOfBackup(place,
+                              contents.status); // which is what the other process is about to put in the file's place
     }
-    return lock.isHeld() ? repaired(place, path) : stuck(place, path, contents.status);
+    return lock.isHeld() ? loadAndRepair(place, path) : unrepairable(place, path, contents.status);
 }
 
-Ref<__CFDictionary> changed(const __CFDictionary& values, const PreferencesChanges& changes)
+Ref<__CFDictionary> applyChanges(const __CFDictionary& values, const PreferencesChanges& changes)
 {
     __CFDictionary::Entries entries;
     for (const auto& [key, value] : values.entries) {
@@ -236,7 +236,7 @@ Ref<__CFDictionary> changed(const __CFDictionary& values, const PreferencesChang
 }
 
 // Empty where it has no place in a file.
-static std::string textOf(const __CFDictionary& values)
+static std::string plistTextOf(const __CFDictionary& values)
 {
     std::string text;
     return writePlist(values, &text) && text.size() <= static_cast<size_t>(sc_mostBytes) ? text : "";
@@ -288,22 +288,22 @@ bool changePreferencesFile(const std::string& path, const PreferencesChanges& ch
     if (!findToWrite(path, &place)) {
         return false;
     }
-    const auto patience = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
-    const FileLock lock = lockFor(place, user, patience);
+    const auto timeout = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+    const FileLock lock = lockFor(place, user, timeout);
     if (!lock.isHeld()) {
         reportNoLock(path, lock);
         return false;
     }
-    const PreferencesContents now = repaired(place, path);
+    const PreferencesContents now = loadAndRepair(place, path);
     const bool there = now.state == PreferencesState::Good;
     if (!there && now.state != PreferencesState::Missing) {
         return false;
     }
-    const Ref<__CFDictionary> values = changed(*now.values, changes);
+    const Ref<__CFDictionary> values = applyChanges(*now.values, changes);
     if (!there && values->entries.empty()) {
         return true; // what is to be removed never was
     }
-    const std::string text = textOf(*values);
+    const std::string text = plistTextOf(*values);
     const FileRights rights = there ? rightsOf(now.status) : rightsOfNew(place.folder, user);
     if (text.empty() || !replaceFile(place.folder, place.name, text, rights)) {
         return false;

@@ -33,7 +33,7 @@ PreferencesContents readPreferencesFile(const std::string& path, PreferencesUser
 using PreferencesChanges = std::map<std::string, Ref<Object>>;
 
 // The values, changed.
-Ref<__CFDictionary> changed(const __CFDictionary& values, const PreferencesChanges& changes);
+Ref<__CFDictionary> applyChanges(const __CFDictionary& values, const PreferencesChanges& changes);
 
 // Merges changes into what the file holds by then. False when they could not be written, as with replaceFile, or when
 // other processes held the lock until then. One thread of a process at a time may change files or repair one.

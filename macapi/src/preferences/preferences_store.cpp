@@ -27,9 +27,10 @@
 
 namespace macapi {
 
-static const size_t sc_longestName = 160;           // bytes; a file's name has room for 255
-static const int64_t sc_settled = 20 * 1000 * 1000; // nanoseconds; more than the step of the clock in files' times
-static const std::chrono::seconds sc_patience(5);   // of a write, with other processes that hold the file's lock
+static const size_t sc_longestName = 160; // bytes; a file's name has room for 255
+static const int64_t sc_timestampMargin =
+    20 * 1000 * 1000;                                // nanoseconds; more than the step of the clock in files' times
+static const std::chrono::seconds sc_lockTimeout(5); // of a write, with other processes that hold the file's lock
 
 static std::string hashOf(const std::string& text)
 {
@@ -125,9 +126,9 @@ struct File {
 
 // Of one process: a child gets its own, since it has neither what is pending here nor the thread that may hold the
 // lock.
-struct Process {
+struct ProcessState {
     const pid_t id;
-    Process* const parent;
+    ProcessState* const parent;
     std::mutex writing;                // held while a file is changed or repaired
     std::mutex mutex;                  // guards files
     std::map<std::string, File> files; // by path
@@ -135,13 +136,13 @@ struct Process {
 
 } // namespace
 
-static Process& process()
+static ProcessState& processState()
 {
-    static std::atomic<Process*> s_process; // never freed: others may still ask when the process ends
-    Process* known = s_process.load();
+    static std::atomic<ProcessState*> s_process; // never freed: others may still ask when the process ends
+    ProcessState* known = s_process.load();
     const pid_t id = getpid();
     while (!known || known->id != id) {
-        Process* fresh = new Process{id, known, {}, {}, {}};
+        ProcessState* fresh = new ProcessState{id, known, {}, {}, {}};
         if (s_process.compare_exchange_strong(known, fresh)) {
             return *fresh;
         }
@@ -162,29 +163,29 @@ static bool isSame(const struct stat& one, const struct stat& other)
            nanoseconds(one.st_ctim) == nanoseconds(other.st_ctim);
 }
 
-static Ref<__CFDictionary> none()
+static Ref<__CFDictionary> emptyDictionary()
 {
-    static const __CFDictionary* const s_none = immortal(make<__CFDictionary>(__CFDictionary::Entries()));
-    return share(s_none);
+    static const __CFDictionary* const s_empty = immortal(make<__CFDictionary>(__CFDictionary::Entries()));
+    return share(s_empty);
 }
 
 // What the disk says at this moment. A damaged file is repaired unless another thread is writing.
-static Ref<__CFDictionary> valuesOf(Process* here, File* file, const std::string& path, PreferencesUser user)
+static Ref<__CFDictionary> valuesOf(ProcessState* state, File* file, const std::string& path, PreferencesUser user)
 {
     struct stat now;
     if (stat(path.c_str(), &now) != 0) {
-        return none();
+        return emptyDictionary();
     }
     if (file->values && isSame(file->status, now)) {
         return share(file->values.get());
     }
     timespec time;
     clock_gettime(CLOCK_REALTIME, &time);
-    const std::unique_lock<std::mutex> writing(here->writing, std::try_to_lock);
+    const std::unique_lock<std::mutex> writing(state->writing, std::try_to_lock);
     PreferencesContents contents = readPreferencesFile(path, user, writing.owns_lock());
     file->values.reset();
     if (contents.state == PreferencesState::Good &&
-        nanoseconds(time) - nanoseconds(contents.status.st_ctim) > sc_settled) {
+        nanoseconds(time) - nanoseconds(contents.status.st_ctim) > sc_timestampMargin) {
         file->values = share(contents.values.get());
         file->status = contents.status;
     }
@@ -204,27 +205,27 @@ Ref<Object> copyPreference(const PreferencesDomain& domain, const std::string& k
     if (path.empty()) {
         return nullptr;
     }
-    Process& here = process();
-    const std::lock_guard<std::mutex> lock(here.mutex);
-    File& file = here.files[path];
+    ProcessState& state = processState();
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    File& file = state.files[path];
     for (const PreferencesChanges* changes : {&file.pending, &file.written}) {
         if (const Ref<Object>* value = find(*changes, key)) {
             return share(value->get());
         }
     }
-    return share(valuesOf(&here, &file, path, domain.user)->find(key));
+    return share(valuesOf(&state, &file, path, domain.user)->find(key));
 }
 
 Ref<__CFDictionary> copyPreferences(const PreferencesDomain& domain)
 {
     const std::string path = preferencesFile(domain);
     if (path.empty()) {
-        return none();
+        return emptyDictionary();
     }
-    Process& here = process();
-    const std::lock_guard<std::mutex> lock(here.mutex);
-    File& file = here.files[path];
-    return changed(*changed(*valuesOf(&here, &file, path, domain.user), file.written), file.pending);
+    ProcessState& state = processState();
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    File& file = state.files[path];
+    return applyChanges(*applyChanges(*valuesOf(&state, &file, path, domain.user), file.written), file.pending);
 }
 
 void setPreference(const PreferencesDomain& domain, const std::string& key, Ref<Object> value)
@@ -233,27 +234,27 @@ void setPreference(const PreferencesDomain& domain, const std::string& key, Ref<
     PreferencesChanges change;
     change[key] = std::move(value);
     std::string text;
-    if (path.empty() || !writePlist(*changed(*none(), change), &text)) {
+    if (path.empty() || !writePlist(*applyChanges(*emptyDictionary(), change), &text)) {
         return;
     }
-    Process& here = process();
-    const std::lock_guard<std::mutex> lock(here.mutex);
-    here.files[path].pending[key] = std::move(change[key]);
+    ProcessState& state = processState();
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    state.files[path].pending[key] = std::move(change[key]);
 }
 
 namespace {
 
 // Takes what is pending in a file, which counts as being written for as long as this lives. For the thread that writes.
-class Writing {
+class PendingWrite {
 public:
-    Writing(Process* process, const std::string& path) : m_process(process), m_path(path)
+    PendingWrite(ProcessState* processState, const std::string& path) : m_process(processState), m_path(path)
     {
-        const std::lock_guard<std::mutex> lock(process->mutex);
-        m_file = &process->files[path];
+        const std::lock_guard<std::mutex> lock(processState->mutex);
+        m_file = &processState->files[path];
         m_file->written = std::move(m_file->pending);
         m_file->pending.clear();
     }
-    ~Writing()
+    ~PendingWrite()
     {
         const std::lock_guard<std::mutex> lock(m_process->mutex);
         m_file->written.clear();
@@ -262,13 +263,13 @@ public:
             m_process->files.erase(m_path);
         }
     }
-    Writing(const Writing&) = delete;
-    Writing& operator=(const Writing&) = delete;
+    PendingWrite(const PendingWrite&) = delete;
+    PendingWrite& operator=(const PendingWrite&) = delete;
 
     const PreferencesChanges& changes() const { return m_file->written; } // no other thread changes them
 
 private:
-    Process* const m_process;
+    ProcessState* const m_process;
     const std::string m_path;
     File* m_file;
 };
@@ -277,14 +278,14 @@ private:
 
 bool synchronizePreferences(const PreferencesDomain& domain)
 {
-    const auto end = std::chrono::steady_clock::now() + sc_patience;
+    const auto end = std::chrono::steady_clock::now() + sc_lockTimeout;
     const std::string path = preferencesFile(domain);
     if (path.empty()) {
         return false;
     }
-    Process& here = process();
-    const std::lock_guard<std::mutex> lock(here.writing);
-    const Writing writing(&here, path);
+    ProcessState& state = processState();
+    const std::lock_guard<std::mutex> lock(state.writing);
+    const PendingWrite writing(&state, path);
     return writing.changes().empty() || changePreferencesFile(path, writing.changes(), domain.user, end);
 }
 

@@ -17,7 +17,7 @@
 namespace macapi {
 
 static const std::chrono::microseconds sc_pause(500); // between two tries
-static const std::chrono::seconds sc_courtesy(2);     // for which earlier tickets go first
+static const std::chrono::seconds sc_turnPeriod(2);   // for which earlier tickets go first
 static const off_t sc_lockByte = 0;
 
 static struct flock bytes(short type, off_t start, off_t length)
@@ -104,7 +104,7 @@ static Descriptor openLock(int folder, const std::string& name, mode_t mode)
     return Descriptor();
 }
 
-FileLock::FileLock(int folder, const std::string& name, mode_t mode, std::chrono::milliseconds patience)
+FileLock::FileLock(int folder, const std::string& name, mode_t mode, std::chrono::milliseconds timeout)
     : m_file(openLock(folder, name, mode))
 {
     if (m_file < 0) {
@@ -112,10 +112,10 @@ FileLock::FileLock(int folder, const std::string& name, mode_t mode, std::chrono
     }
     const auto begin = std::chrono::steady_clock::now();
     off_t ticket = 0; // none yet
-    int error = ask(&ticket, true);
-    for (auto time = begin; isConflict(error) && time - begin < patience; time = std::chrono::steady_clock::now()) {
+    int error = tryLock(&ticket, true);
+    for (auto time = begin; isConflict(error) && time - begin < timeout; time = std::chrono::steady_clock::now()) {
         std::this_thread::sleep_for(sc_pause);
-        error = ask(&ticket, time - begin < sc_courtesy);
+        error = tryLock(&ticket, time - begin < sc_turnPeriod);
     }
     m_isHeld = error == 0;
     m_isTaken = isConflict(error);
@@ -132,7 +132,7 @@ FileLock::FileLock(int folder, const std::string& name, mode_t mode, std::chrono
 
 // Asks once; with inTurn, only if no other process came earlier. Returns 0 when the lock is ours; else the error, EAGAIN
 // when it is another's.
-int FileLock::ask(off_t* ticket, bool inTurn)
+int FileLock::tryLock(off_t* ticket, bool inTurn)
 {
     if (*ticket == 0) {
         const off_t moment = now();

@@ -19,7 +19,7 @@ class FileLock {
 public:
     // Waits no longer than patience, which may be 0. A file that this makes has that mode; made by root, it belongs to
     // the folder's owner.
-    FileLock(int folder, const std::string& name, mode_t mode, std::chrono::milliseconds patience);
+    FileLock(int folder, const std::string& name, mode_t mode, std::chrono::milliseconds timeout);
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;
 
@@ -28,7 +28,7 @@ public:
     pid_t holder() const { return m_holder; }  // that process; 0 when the system does not tell
 
 private:
-    int ask(off_t* ticket, bool inTurn);
+    int tryLock(off_t* ticket, bool inTurn);
     void findHolder(off_t ticket);
 
     Descriptor m_file;

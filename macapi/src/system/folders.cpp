@@ -136,9 +136,9 @@ static std::string pathOf(const FSRef& reference)
 {
     UInt32 place;
     memcpy(&place, reference.hidden + sizeof(sc_mark), sizeof(place));
-    const FSRef ours = referenceTo(place);
+    const FSRef objectOf = referenceTo(place);
     const std::lock_guard<std::mutex> lock(s_mutex);
-    return memcmp(&reference, &ours, sizeof(ours)) == 0 && place < s_folders.size() ? s_folders[place] : "";
+    return memcmp(&reference, &objectOf, sizeof(objectOf)) == 0 && place < s_folders.size() ? s_folders[place] : "";
 }
 
 OSErr FSFindFolder(short domain, OSType folderType, Boolean createFolder, FSRef* folder)

@@ -14,7 +14,7 @@
 
 using namespace macapi;
 
-static bool leaveStreams()
+static bool redirectStreams()
 {
     const int nowhere = open("/dev/null", O_RDWR);
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; stream++) {
@@ -64,7 +64,7 @@ static void fixSearchPath()
 // Returns only when there is no xdg-open, or when it would start with more than it should have.
 static void becomeOpener(const char* url)
 {
-    if (!leaveStreams() || !dropExtraRights()) {
+    if (!redirectStreams() || !dropExtraRights()) {
         return;
     }
     if (hasExtraRights()) {

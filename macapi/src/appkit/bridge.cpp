@@ -26,7 +26,7 @@ static std::mutex s_mutex;
 static std::atomic<bool> s_made;
 static std::atomic<const void*> s_classes[sc_kindCount];
 
-// Objects of before, in a program with Objective-C.
+// Immortal objects that are older than the classes. Guarded by s_mutex.
 static std::vector<const Object*>& objectsWithoutClass()
 {
     static auto& s_objects = *new std::vector<const Object*>;
@@ -83,7 +83,7 @@ void assignClass(const Object* object)
     }
 }
 
-// None when it is no NSString, or has no UTF-8: half a pair of UTF-16 has none.
+// Returns nothing if the object is no NSString, or if its text has no UTF-8 form (half a surrogate pair).
 static std::optional<std::string> textOfNSString(ID string)
 {
     const Class strings = objc_lookUpClass ? objc_lookUpClass("NSString") : nullptr;

@@ -1,9 +1,9 @@
-// Objects in a program that has AppKit: there they answer Objective-C's messages, as the Mac's do.
+// Our objects as Objective-C objects, in a program that has AppKit. README.md has the rules of this folder.
 //
 //     NSDictionary* mode = (NSDictionary*)CGDisplayCurrentMode(kCGDirectMainDisplay);
 //     int width = [[mode objectForKey:@"Width"] intValue];
 //
-// A program without it never loads any of it for our sake.
+// A program without AppKit loads nothing because of this.
 #pragma once
 
 #include "macapi/src/objects/kinds.h"
@@ -15,14 +15,15 @@
 
 namespace macapi {
 
-// The class for objects of a kind, made at the first question after Foundation was loaded; null until then.
+// Returns the Objective-C class for objects of a kind; null before Foundation is loaded. The first call after that
+// makes the classes.
 const void* classOf(Kind kind);
 bool isObjectClass(const void* objectsClass);
 
-// An immortal object made before there were classes gets its own once there are.
+// Gives an immortal object its class: now if the classes exist, else when they are made.
 void assignClass(const Object* object);
 
-// The text of a string, ours or an NSString, as in __CFString. None when it is neither.
+// Returns the text of a __CFString or an NSString in UTF-8; nothing for any other object.
 std::optional<std::string> textOf(CFTypeRef string);
 
 } // namespace macapi

@@ -12,7 +12,8 @@
 
 namespace macapi {
 
-// How methods are described: as the compiler does it, in letters for the result, self, the selector and the arguments.
+// The compiler's letters for integers as wide as a pointer. A method's types are letters for the result, self, the
+// selector and each argument.
 #ifdef __LP64__
 #define WORD "q"
 #define UNSIGNED_WORD "Q"
@@ -27,14 +28,14 @@ struct MethodEntry {
     Function function;
 };
 
-// A function of any type as the runtime takes it.
+// Converts a function to the type that the runtime takes.
 template <class F>
 static Function method(F* function)
 {
     return reinterpret_cast<Function>(function);
 }
 
-// What a message was sent to; the runtime has seen to its class.
+// Returns the receiver of a message. The runtime guarantees its class.
 template <class T>
 static const T& self(ID receiver)
 {
@@ -46,7 +47,7 @@ static ID asID(const Object* object)
     return const_cast<Object*>(object);
 }
 
-// The caller's until its autorelease pool is emptied.
+// Returns an object that lives until the caller's autorelease pool is emptied.
 static ID autoreleased(Ref<Object> object)
 {
     return send<ID>(asID(object.release()), "autorelease");
@@ -66,12 +67,12 @@ static void release(ID receiver, Selector)
 static unsigned long retainCount(ID receiver, Selector)
 {
     const unsigned int references = self<Object>(receiver).references();
-    return references ? references : ~0ul >> 1; // without an end
+    return references ? references : ~0ul >> 1; // immortal: as many references as possible
 }
 
 static ID copyWithZone(ID receiver, Selector, void*)
 {
-    return retain(receiver, nullptr); // it can't change
+    return retain(receiver, nullptr); // an object that cannot change is its own copy
 }
 
 static unsigned long countOfArray(ID array, Selector)
@@ -115,7 +116,7 @@ static unsigned long lengthOfData(ID data, Selector)
     return self<__CFData>(data).bytes.size();
 }
 
-// In the units of UTF-16, as all of NSString counts.
+// Returns the text in UTF-16 units, in which NSString counts.
 static std::u16string unitsOf(const __CFString& string)
 {
     std::u16string units;
@@ -142,7 +143,7 @@ static unsigned short characterAtIndex(ID string, Selector, unsigned long index)
     return index < units.size() ? units[index] : 0;
 }
 
-// What an NSNumber holds, which may be a boolean: 1 or 0.
+// Returns the number of a receiver; for a boolean 1 or 0.
 static const __CFNumber& numberOf(ID receiver)
 {
     static const __CFNumber& s_true = *immortal(makeInteger(1));
@@ -194,7 +195,7 @@ static void getValue(ID receiver, Selector, void* value)
     }
 }
 
-// Foundation's own number of that value.
+// Returns Foundation's own number of the same value.
 static ID foundationNumber(ID receiver)
 {
     const __CFNumber& number = numberOf(receiver);

@@ -1,14 +1,14 @@
-// The Objective-C runtime's own calls. They are weak, so that we are built without its headers and run without its
-// library: where that isn't loaded, their addresses are null.
+// The calls of the Objective-C runtime that we use. They are weak: this library is built without the runtime's
+// headers and runs without its library. Their addresses are null when the runtime is not loaded.
 #pragma once
 
 namespace macapi {
 
 using ID = void*;             // an object
-using Class = void*;          // which is an object, too
+using Class = void*;          // a class is an object too
 using Selector = const void*; // the name of a message
 using Method = void*;
-using Function = void (*)(); // what answers a message: (ID self, Selector, ...)
+using Function = void (*)(); // the function of a method: (ID self, Selector, ...)
 
 extern "C" {
 __attribute__((weak)) Class objc_lookUpClass(const char* name);

@@ -1,4 +1,4 @@
-// The cursor, in the Mac's terms.
+// The exported calls for the cursor.
 #include <ApplicationServices/ApplicationServices.h>
 
 #include "macapi/src/display/windowserver.h"
@@ -10,7 +10,7 @@ static CGError resultOf(bool done)
     return done ? kCGErrorSuccess : kCGErrorFailure;
 }
 
-// What to answer a call about a display without trying; success where it can be tried.
+// Returns the error for a call about a display; success if there is a window server and the display is the main one.
 static CGError refusal(CGDirectDisplayID display)
 {
     return !hasWindowServer()          ? kCGErrorFailure

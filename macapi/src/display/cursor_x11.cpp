@@ -1,7 +1,8 @@
 // The cursor of an X server.
 //
-// 1. What is done to it belongs to our connection, so the server undoes it when the process ends, however it ends.
-// 2. The pointer is never grabbed: buttons and moves go to the game as they did.
+// 1. Everything done to the cursor belongs to our connection. The server undoes it when the process ends, however it
+//    ends.
+// 2. The pointer is never grabbed: AppKit receives mouse events as before.
 #include "macapi/src/display/windowserver.h"
 #include "macapi/src/display/windowserver_x11.h"
 #include "macapi/src/display/xfixes.h"
@@ -10,8 +11,8 @@
 
 namespace macapi {
 
-// Both are touched during a visit only.
-static int s_hides; // how many more times it has been hidden than shown
+// Both are read and written only under a ServerLock.
+static int s_hides; // calls that hid the cursor minus calls that showed it
 static bool s_isDisconnected;
 
 void forgetCursor()
@@ -44,7 +45,7 @@ bool showCursor()
         return false;
     }
     if (s_hides == 0) {
-        return true; // it is to be seen already
+        return true; // the cursor is visible already
     }
     s_hides--;
     if (s_hides == 0) {
@@ -53,7 +54,7 @@ bool showCursor()
     return xserver.succeeded();
 }
 
-// The pixel for a coordinate, on a display with so many. What is no number is 0.
+// Returns the pixel of a coordinate on a display of so many pixels, at most the last. NaN gives 0.
 static int pixelOf(double coordinate, int pixels)
 {
     if (!(coordinate > 0)) {
@@ -62,12 +63,12 @@ static int pixelOf(double coordinate, int pixels)
     return coordinate < pixels ? static_cast<int>(coordinate) : pixels - 1;
 }
 
-// The pixel of the X screen for a point of the main display. A point on another state is there; a point on no state is
-// brought to the main display's edge.
+// Returns the root pixel for a point of the main display. A point that any output shows keeps its place. A point that
+// no output shows is moved to the nearest edge of the main display.
 static RootPixel pixelOf(const ServerLock& xserver, const OutputState& main, double x, double y)
 {
     const RootPixel onMain = {main.x + pixelOf(x, main.width), main.y + pixelOf(y, main.height)};
-    const double farthest = 0x7fff; // the most that the protocol can name
+    const double farthest = 0x7fff; // the largest coordinate of the X protocol
     if (!(std::abs(x) <= farthest && std::abs(y) <= farthest)) {
         return onMain;
     }
@@ -82,7 +83,7 @@ bool moveCursor(double x, double y)
     if (!xserver || !readMainDisplay(xserver, &state)) {
         return false;
     }
-    // A Wayland session lets nobody move a cursor that can be seen.
+    // A Wayland session does not let a program move a visible cursor. So the cursor is hidden for this moment.
     const bool hides = state.isWayland && s_hides == 0 && hasXFixes(xserver);
     if (hides) {
         hideCursorOnServer(xserver);

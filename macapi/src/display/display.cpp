@@ -1,4 +1,4 @@
-// The main display and the user's session, in the Mac's terms.
+// The exported calls for the main display and the user's session.
 #include <ApplicationServices/ApplicationServices.h>
 
 #include "macapi/src/display/windowserver.h"
@@ -11,9 +11,9 @@
 
 using namespace macapi;
 
-// GNUstep's highest is the screen saver's, 1000. It hands a window manager known levels as types of window, those of
-// docks, menus or dialogues, which managers place and decorate as they see fit; at any other a window is an ordinary one
-// above those below. There is room left above this for a program's own.
+// GNUstep's highest level is that of the screen saver, 1000. GNUstep tells the window manager some known levels as
+// window types (dock, menu, dialog), which window managers place and decorate in their own way. At any other level a
+// window is an ordinary window above all lower levels. 2000 leaves room above for a program's own levels.
 static const CGWindowLevel sc_shieldingLevel = 2000;
 
 static const Constant<__CFString> s_width("Width");
@@ -38,7 +38,8 @@ static Ref<__CFDictionary> dictionaryOf(const DisplayMode& mode)
     return make<__CFDictionary>(std::move(entries));
 }
 
-// One dictionary for each mode there ever was, since nobody gives one back.
+// Returns a dictionary that lives until the process ends, because callers never release it. There is one for each
+// mode that the display ever had.
 static CFDictionaryRef lendMode(const DisplayMode& mode)
 {
     struct KnownMode {

@@ -1,4 +1,5 @@
-// Our steps behind the two methods of AppKit's X backend that read events and ask for the focus.
+// The steps added to two methods of AppKit's X backend: the method that reads events and the method that asks for the
+// focus.
 #include "macapi/src/display/focus.h"
 
 #include "macapi/src/appkit/objc.h"
@@ -14,10 +15,10 @@ namespace macapi {
 
 using ReceivedEvent = void (*)(ID server, Selector, void* data, int type, void* extra, ID mode);
 using SetInputFocus = void (*)(ID server, Selector, int window);
-static ReceivedEvent s_receivedEvent; // the backend's own
+static ReceivedEvent s_receivedEvent; // the backend's own functions
 static SetInputFocus s_setInputFocus;
 
-// AppKit's window for one of the server's; null when there is none.
+// Returns AppKit's window for a window of the server; null if there is none.
 static ID findWindow(ID application, Window wanted)
 {
     const ID windows = send<ID>(application, "windows");
@@ -31,8 +32,8 @@ static ID findWindow(ID application, Window wanted)
     return nullptr;
 }
 
-// Sends the event with which AppKit makes a window key and the application active, as it does itself when a window
-// manager offers the focus.
+// Sends the event that makes an AppKit window the key window and activates the application. AppKit sends the same
+// event when a window manager offers it the focus.
 static void sendFocusIn(ID window)
 {
     const unsigned long appKitDefined = 13; // NSAppKitDefined
@@ -45,7 +46,7 @@ static void sendFocusIn(ID window)
     send<void>(window, "sendEvent:", event);
 }
 
-// The window that the server has given the focus to; None when it is no window, or the server has gone.
+// Returns the window that has the focus; None if no window has it, or if there is no server.
 static Window focusWindow()
 {
     const ServerLock xserver;
@@ -57,7 +58,8 @@ static Window focusWindow()
     return window == PointerRoot ? None : window;
 }
 
-// AppKit may read events, and raise an exception, while it handles the event that is sent.
+// True while a focus event is being sent. While AppKit handles this event it may read other events and raise an
+// exception.
 struct FocusEvent {
     FocusEvent() { s_isBeingSent = true; }
     ~FocusEvent() { s_isBeingSent = false; }
@@ -68,8 +70,8 @@ struct FocusEvent {
 };
 bool FocusEvent::s_isBeingSent;
 
-// Step 1: when AppKit has read the events that are there, and takes the application for inactive although one of its
-// windows has the focus, that window becomes key and the application active.
+// Step 1, after AppKit has read its events: if the application is inactive although one of its windows has the focus,
+// that window becomes the key window and the application active.
 static void receivedEvent(ID server, Selector name, void* data, int type, void* extra, ID mode)
 {
     s_receivedEvent(server, name, data, type, extra, mode);
@@ -85,9 +87,10 @@ static void receivedEvent(ID server, Selector name, void* data, int type, void* 
     }
 }
 
-// Step 2: the focus is asked for as of now. The server refuses that for a window that it does not show yet; AppKit asks
-// again once it does. During step 1 the window has the focus: to ask for it then would start an endless quarrel with a
-// window manager that takes it back.
+// Step 2, after AppKit has asked for the focus: asks again, with the current time. The server refuses this for a
+// window that is not visible yet; AppKit asks again when the window is visible. Step 1 does not ask for the focus,
+// because its window has it already. If a window manager took the focus back, asking would start an endless exchange
+// with it.
 static void setInputFocus(ID server, Selector name, int number)
 {
     if (FocusEvent::s_isBeingSent) {
@@ -102,7 +105,7 @@ static void setInputFocus(ID server, Selector name, int number)
     }
 }
 
-// Keeps the method's own function before it puts ours in its place. Does nothing when there is no such method.
+// Stores the method's function in *own and installs ours. Does nothing if there is no such method.
 template <class F>
 static void replace(Class of, const char* name, F* own, F function)
 {

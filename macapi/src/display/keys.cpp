@@ -1,5 +1,5 @@
-// Where AppKit's key events are made, we put our own step in front, and change the code if it is the X backend that
-// makes one: its code is the server's.
+// Replaces the method of AppKit that makes key events. If the X backend calls the method, the key code is the
+// server's and is translated.
 #include "macapi/src/display/keys.h"
 
 #include "macapi/src/appkit/objc.h"
@@ -15,16 +15,17 @@ namespace macapi {
 using MakeKeyEvent = ID (*)(ID, Selector, unsigned long type, CGPoint location, unsigned long modifiers, double time,
                             long window, ID context, ID characters, ID charactersIgnoringModifiers,
                             unsigned char isRepeat, unsigned short key);
-static MakeKeyEvent s_make; // AppKit's own
+static MakeKeyEvent s_make; // AppKit's own function
 
-// The start of the library that an address lies in.
+// Returns the start of the library that an address lies in; null if unknown.
 static const void* libraryOf(const void* address)
 {
     Dl_info info;
     return address && dladdr(address, &info) ? info.dli_fbase : nullptr;
 }
 
-// The X backend is loaded when the application object is made, and knowable by its window server.
+// Whether an address lies in the X backend. The backend is loaded with the application object; its class XGServer
+// shows where it is.
 static bool isInBackend(const void* address)
 {
     const Class server = objc_lookUpClass("XGServer");

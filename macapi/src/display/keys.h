@@ -1,15 +1,16 @@
-// Keys: the Mac's virtual key codes, 0 to 127, which tell where a key is and not what is printed on it.
+// Keys: the Mac's virtual key codes, 0 to 127. A code tells the place of a key, not the character printed on it.
 //
-// AppKit here hands on the X server's codes with its events. Once there is a server to talk to, the events that come
-// from it carry the Mac's; those that a program makes itself stay as they are.
+// GNUstep's AppKit puts the X server's key code into its events. After translateKeyEvents has taken effect, key
+// events from the server carry the Mac's code. Events that a program makes itself do not change.
 #pragma once
 
 namespace macapi {
 
-// Takes effect once, as soon as the program has loaded AppKit; costs next to nothing until then.
+// Replaces AppKit's method once, as soon as the program has loaded AppKit. Before that, a call does almost nothing.
 void translateKeyEvents();
 
-// sc_noKey for a key that the Mac doesn't have, or that is unknown.
+// Returns the Mac's code for a key code of the server; sc_noKey for a key that the Mac does not have or that is
+// unknown.
 unsigned short virtualKeyOf(unsigned int serversKey);
 const unsigned short sc_noKey = 127;
 

@@ -1,7 +1,8 @@
 // The keys of an X server.
 //
-// A server numbers its keys as it likes and names them by where they are: AC01 is the first in the third row from below,
-// which bears an A in America. We go by the name. A server without names has the numbers of Linux's own keys, plus 8.
+// Each server numbers its keys in its own way, and names them by their place: AC01 is the first key in the third row
+// from below, which has an A on American keyboards. The name decides. On a server without names, the numbers are
+// those of Linux's input events plus 8.
 #include "macapi/src/display/keys.h"
 #include "macapi/src/display/windowserver_x11.h"
 
@@ -12,14 +13,15 @@
 namespace macapi {
 
 struct Key {
-    char name[5];       // XKB's
-    unsigned char code; // of Linux's input events
+    char name[5];       // the key's name in XKB
+    unsigned char code; // in Linux's input events
     unsigned char mac;
 };
 
-// Where a PC's keyboard has other keys than the Mac's, they are what the Mac takes them for: PRSC, SCLK and PAUS are F13,
-// F14 and F15, NMLK is Clear, INS is Help, LALT and RALT are Option, LWIN and RWIN Command. LSGT is left of Z, on
-// keyboards that have it; AB11 and AE13 are Japan's underscore and yen, HNGL and HJCV its Kana and Eisu.
+// Keys of a PC that a Mac does not have get the codes that the Mac gives them: PRSC, SCLK and PAUS are F13, F14 and
+// F15; NMLK is Clear; INS is Help; LALT and RALT are Option; LWIN and RWIN are Command. LSGT is left of Z on
+// keyboards that have it. AB11 and AE13 are the Japanese underscore and yen; HNGL and HJCV are the Japanese Kana and
+// Eisu.
 static const Key s_keys[] = {
     {"ESC", 1, 53},     {"AE01", 2, 18},    {"AE02", 3, 19},    {"AE03", 4, 20},    {"AE04", 5, 21},
     {"AE05", 6, 23},    {"AE06", 7, 22},    {"AE07", 8, 26},    {"AE08", 9, 28},    {"AE09", 10, 25},
@@ -48,7 +50,8 @@ static const Key s_keys[] = {
     {"FK19", 189, 80},  {"FK20", 190, 90},
 };
 
-// The name of a key, with its NUL; empty when the server has none for it. False when it has no names at all.
+// Reads the name of a key, with a NUL; empty if the server has no name for this key. Returns false if the server has
+// no key names at all.
 static bool readName(const ServerLock& xserver, unsigned int key, char (*name)[XkbKeyNameLength + 1])
 {
     const XResource<XkbDescRec> keyboard(XkbAllocKeyboard(),

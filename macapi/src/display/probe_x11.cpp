@@ -1,8 +1,9 @@
-// Questions to an X server, with an end to the waiting.
+// Questions to an X server, with a time limit.
 //
-// 1. A probe says what Xlib says first: the setup of a connection, with the user's authorization, and one request.
-// 2. All parts of one question share one deadline, so a server that sends a byte now and then is silent too.
-// 3. The answers are counted and not looked at: what they say is Xlib's to read.
+// 1. A probe sends what Xlib sends first: the setup of a connection, with the user's authorization, and one request.
+// 2. All parts of one question share one deadline. So a server that sends one byte now and then also counts as
+//    silent.
+// 3. Only the length of an answer matters here. Xlib reads the contents of its own answers.
 #include "macapi/src/display/probe_x11.h"
 
 #include "macapi/src/system/descriptor.h"
@@ -36,7 +37,7 @@ namespace {
 
 class Deadline {
 public:
-    // Milliseconds, rounded up; 0 when it has passed.
+    // Returns the milliseconds left, rounded up; 0 after the deadline.
     int left() const
     {
         const auto rest = m_end - std::chrono::steady_clock::now();
@@ -44,7 +45,7 @@ public:
         return static_cast<int>(std::max<long long>(whole, 0));
     }
 
-    // Has the calls on a socket end in time. False when the deadline has passed.
+    // Limits later calls on a socket to the time left. Returns false after the deadline.
     bool limit(int socket) const
     {
         const int rest = left();
@@ -59,9 +60,9 @@ private:
     const std::chrono::steady_clock::time_point m_end = std::chrono::steady_clock::now() + sc_timeout;
 };
 
-// What DISPLAY says: [protocol/][host]:number[.screen].
+// The parts of DISPLAY: [protocol/][host]:number[.screen].
 struct DisplayName {
-    std::string host;   // empty for a server that is reached by a socket of this machine
+    std::string host;   // empty: the server is reached by a local socket
     std::string number; // digits
 };
 
@@ -72,7 +73,7 @@ static bool isNumber(const std::string& text)
     return !text.empty() && text.size() <= 5 && text.find_first_not_of("0123456789") == text.npos;
 }
 
-// False for a name of any other form.
+// Returns false for a name of any other form.
 static bool parse(const std::string& text, DisplayName* name)
 {
     const size_t colon = text.rfind(':');
@@ -83,14 +84,14 @@ static bool parse(const std::string& text, DisplayName* name)
     const std::string protocol = text.substr(0, slash);
     std::string host = slash < colon ? text.substr(slash + 1, colon - slash - 1) : protocol;
     if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
-        host = host.substr(1, host.size() - 2); // an address of IPv6
+        host = host.substr(1, host.size() - 2); // an IPv6 address
     }
     const std::string number = text.substr(colon + 1, text.find('.', colon) - colon - 1);
     *name = {host.empty() || protocol == "unix" ? "" : host, number};
     return isNumber(number);
 }
 
-// A connected socket; -1 with the reason in errno.
+// Returns a connected socket; -1 on failure, with the reason in errno.
 static int connectTo(const sockaddr* address, socklen_t size, const Deadline& deadline)
 {
     const int connection = socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -107,7 +108,7 @@ static int connectTo(const sockaddr* address, socklen_t size, const Deadline& de
     return -1;
 }
 
-// abstract: a name of Linux's own, which is no file's.
+// abstract: the name is in Linux's abstract namespace and is not a file.
 static int connectToSocket(const std::string& path, bool abstract, const Deadline& deadline)
 {
     sockaddr_un address = {};
@@ -146,7 +147,7 @@ static int connectToServer(const DisplayName& name, const Deadline& deadline)
     if (!name.host.empty()) {
         return connectToHost(name, deadline);
     }
-    // In the order in which Xlib tries them.
+    // In the order that Xlib uses.
     const std::string path = "/tmp/.X11-unix/X" + name.number;
     int connection = connectToSocket(path, true, deadline);
     if (connection < 0 && deadline.left() > 0) {
@@ -188,7 +189,7 @@ static bool receive(int connection, unsigned char* bytes, size_t size, const Dea
     return true;
 }
 
-// Where the server is, as a file of authorizations names it: an address, or this machine's name.
+// Returns the server's address in the form of an authorization file: an IP address, or the name of this machine.
 static std::string authorizationAddress(int connection, unsigned short* family)
 {
     sockaddr_storage peer = {};
@@ -197,7 +198,7 @@ static std::string authorizationAddress(int connection, unsigned short* family)
     const auto& four = reinterpret_cast<const sockaddr_in&>(peer);
     const auto& six = reinterpret_cast<const sockaddr_in6&>(peer);
     const char* sixBytes = reinterpret_cast<const char*>(&six.sin6_addr);
-    const size_t mapped = 12; // bytes in front of an IPv4 address in one of IPv6
+    const size_t mapped = 12; // bytes before the IPv4 address inside an IPv6 address
     *family = FamilyInternet;
     if (peer.ss_family == AF_INET && four.sin_addr.s_addr != htonl(INADDR_LOOPBACK)) {
         return std::string(reinterpret_cast<const char*>(&four.sin_addr), sizeof(four.sin_addr));
@@ -215,7 +216,7 @@ static std::string authorizationAddress(int connection, unsigned short* family)
     return host;
 }
 
-// Null when the user has none for this server.
+// Returns the user's authorization for this server; null if there is none.
 static std::unique_ptr<Xauth, void (*)(Xauth*)> authorization(int connection, const std::string& number)
 {
     char kind[] = "MIT-MAGIC-COOKIE-1";
@@ -234,7 +235,7 @@ static std::string bytesOf(const Record& record, size_t size)
     return std::string(reinterpret_cast<const char*>(&record), size);
 }
 
-// A text, filled up to a multiple of 4 bytes.
+// Returns a text, padded to a multiple of 4 bytes.
 static std::string padded(const char* text, size_t length)
 {
     std::string bytes(text, length);
@@ -272,7 +273,7 @@ static bool skip(int connection, size_t size, const Deadline& deadline)
     return true;
 }
 
-// A server that refuses the user has answered as well.
+// Whether the server answers. A server that refuses the user has answered too.
 static bool acceptsOrRefuses(int connection, const std::string& setup, const Deadline& deadline)
 {
     unsigned char answer[sz_xConnSetupPrefix];
@@ -288,7 +289,7 @@ static bool acceptsOrRefuses(int connection, const std::string& setup, const Dea
         return true;
     }
     xReq question = {};
-    question.reqType = X_GetInputFocus; // the shortest that has a reply
+    question.reqType = X_GetInputFocus; // the shortest request that has a reply
     question.length = sz_xReq / 4;
     return sendAll(connection, bytesOf(question, sz_xReq), deadline) && skip(connection, sz_xReply, deadline);
 }
@@ -316,16 +317,17 @@ Probe::~Probe()
     }
 }
 
-// Where to go on when a server hangs up while Xlib opens its display: Xlib has no call that would return then.
+// The place to continue when a server closes the connection while Xlib opens its display. Xlib's handler must not
+// return then, so it jumps.
 static jmp_buf s_jumpTarget;
 static std::thread::id s_openingThread;
 static XIOErrorHandler s_formerHandler;
-static Display* s_failedDisplay; // Xlib's record of a display that came to nothing: it cannot be given back
+static Display* s_failedDisplay; // Xlib's record of the display that could not be opened; it cannot be freed
 
 static int abandonOpening(Display* display)
 {
     if (std::this_thread::get_id() != s_openingThread) {
-        return s_formerHandler ? s_formerHandler(display) : 0; // a connection of another thread's
+        return s_formerHandler ? s_formerHandler(display) : 0; // another thread's connection
     }
     s_failedDisplay = display;
     longjmp(s_jumpTarget, 1);
@@ -360,7 +362,7 @@ static void sendPing(Display* display, Window pingWindow)
     XFlush(display);
 }
 
-// Throws away all events that are there.
+// Discards all events that have arrived. Returns true if the ping was among them.
 static bool pingHasArrived(Display* display, Window pingWindow)
 {
     bool arrived = false;
@@ -372,7 +374,7 @@ static bool pingHasArrived(Display* display, Window pingWindow)
     return arrived;
 }
 
-// The time is looked at after the events, since a game that was stopped meanwhile may have its answer waiting.
+// The deadline is checked after the events: if the game was stopped meanwhile, the answer may be waiting.
 bool answersPing(Display* display, Window pingWindow)
 {
     const Deadline deadline;

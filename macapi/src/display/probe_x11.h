@@ -1,34 +1,37 @@
-// Whether an X server answers. Xlib itself waits for a silent server without an end, and ends the process when a server
-// hangs up on it.
+// Does an X server answer? Xlib itself waits without end for a silent server, and ends the process when a server
+// closes the connection.
 #pragma once
 
 #include <X11/Xlib.h>
 
 namespace macapi {
 
-// A connection of our own, made before Xlib makes one. Keep the probe until then: some servers start anew when their
-// last client goes.
+// A test connection, made before Xlib connects. The caller keeps the probe until Xlib has connected: some servers
+// restart when their last client closes its connection.
 class Probe {
 public:
-    Probe(); // to the display that DISPLAY names; takes 5 seconds at most, after host names are looked up
+    Probe(); // connects to the display that DISPLAY names; at most 5 seconds, plus a host name's look-up
     ~Probe();
     Probe(const Probe&) = delete;
     Probe& operator=(const Probe&) = delete;
 
-    // False for a server that could be reached and did not answer. True for one that answered. True also for a display
-    // that cannot be reached at all, which Xlib finds out at once, and for a name that the probe can't read.
+    // Returns false for a server that was reached and did not answer. Returns true for a server that answered.
+    // Returns true also for a display that cannot be reached, because Xlib finds that out at once, and for a display
+    // name that the probe cannot parse.
     bool allowsXlib() const { return m_allowed; }
 
 private:
-    int m_socket; // -1 where there is none
+    int m_socket; // -1: none
     bool m_allowed;
 };
 
-// Xlib's own connection to the display that DISPLAY names. Null when there is no such server, or when it hangs up.
+// Opens Xlib's connection to the display that DISPLAY names. Returns null if there is no such server, or if it closes
+// the connection.
 Display* openDisplay();
 
-// Waits at most 5 seconds for an answer to a letter that the client sends to its own window, mailbox. All events on the
-// connection are thrown away. False when no answer comes or the server has hung up; the connection is of no use then.
+// Sends an event to pingWindow, a window of this client, and waits at most 5 seconds until it arrives. All other
+// events on the connection are discarded. Returns false if the event does not arrive or the server has closed the
+// connection; the connection is then useless.
 bool answersPing(Display* display, Window pingWindow);
 
 } // namespace macapi

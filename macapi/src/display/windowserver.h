@@ -1,16 +1,16 @@
-// The window server, as far as the display and cursor calls want to know it: one implementation for X11, one for hosts
-// without.
+// The window server: the questions of the display and cursor calls. One implementation uses X11; one is for builds
+// without X11.
 #pragma once
 
 namespace macapi {
 
-const unsigned int sc_mainDisplay = 1; // the only one that has a number here
+const unsigned int sc_mainDisplay = 1; // the only display that has a number
 
 struct DisplayMode {
     int width; // pixels
     int height;
     int bitsPerPixel;
-    double refreshRate; // hertz; 0 when the server doesn't say
+    double refreshRate; // hertz; 0 if the server does not tell
 
     bool operator==(const DisplayMode& other) const
     {
@@ -19,16 +19,19 @@ struct DisplayMode {
     }
 };
 
-// Looks for the server once; afterwards only its end can change the answer.
+// Returns true if there is a window server. The first call looks for it; later the answer changes only when the
+// server ends.
 bool hasWindowServer();
 
-// What the main display shows now. False, and nothing written, without a window server.
+// Reads the current mode of the main display. Returns false, and does not change *mode, without a window server.
 bool mainDisplayMode(DisplayMode* mode);
 
-// The cursor. False when there is no window server, or it can't.
-bool hideCursor(); // counts
+// The cursor. These calls return false if there is no window server or it cannot do this.
+bool hideCursor(); // hides once more; as many calls of showCursor show it again
 bool showCursor();
-bool moveCursor(double x, double y); // in pixels of the main display, y down; brought to its edge
+bool moveCursor(
+    double x,
+    double y); // in pixels of the main display, y down; a point on no output is moved to the main display's edge
 bool connectMouseAndCursor(bool connected);
 
 } // namespace macapi

@@ -1,4 +1,4 @@
-// A host without X11: nobody has a display.
+// A build without X11: there is no window server.
 #include "macapi/src/display/keys.h"
 #include "macapi/src/display/windowserver.h"
 

@@ -16,14 +16,14 @@
 
 namespace macapi {
 
-static std::mutex s_mutex;         // held by the visit that is going on
-static pid_t s_process;            // the process that has looked for the server
+static std::mutex s_mutex;         // held by the ServerLock
+static pid_t s_process;            // the process that opened the connection
 static Display* s_display;         // null without a server
-static Window s_pingWindow;        // never shown: letters to ourselves show whether the server answers
-static std::atomic<bool> s_isLost; // the server has gone
-static std::atomic<int> s_errors;  // of this visit
+static Window s_pingWindow;        // an invisible window; events to it show whether the server answers
+static std::atomic<bool> s_isLost; // the connection is lost
+static std::atomic<int> s_errors;  // X errors since the ServerLock was taken
 
-// Xlib has one handler for all connections of the process.
+// The handlers before ours. Xlib has one of each for all connections of the process.
 static std::atomic<XErrorHandler> s_formerErrorHandler;
 static std::atomic<XIOErrorHandler> s_formerLossHandler;
 
@@ -51,8 +51,8 @@ static void returnToCaller(Display*, void*)
 {
 }
 
-// A child that was forked has its parent's line, and lets go of it without a word: two speakers on one would garble
-// what both hear.
+// A forked child has a copy of its parent's connection. It closes its copy and sends nothing: two processes on one
+// connection would garble each other's requests.
 static void dropParentsConnection()
 {
     if (s_display) {
@@ -69,7 +69,7 @@ static bool connected()
         s_isLost = false;
         s_display = openDisplay();
         if (s_display) {
-            // Xlib would end the process once the handler for a lost connection has returned.
+            // Xlib ends the process when the I/O error handler returns, unless this handler is set.
             XSetIOErrorExitHandler(s_display, returnToCaller, nullptr);
             s_pingWindow = XCreateWindow(s_display, DefaultRootWindow(s_display), 0, 0, 1, 1, 0, 0, InputOnly,
                                          CopyFromParent, 0, nullptr);
@@ -77,13 +77,14 @@ static bool connected()
     }
     if (s_display && !s_isLost) {
         pollfd connection = {ConnectionNumber(s_display), 0, 0};
-        s_isLost = poll(&connection, 1, 0) > 0; // only the other end's hanging up is reported
+        s_isLost = poll(&connection, 1, 0) >
+                   0; // with no events asked for, poll reports only that the server has closed the connection
     }
     return s_display && !s_isLost;
 }
 
-// A server that has become silent is left for good. The connection is shut down, so that a server which goes on later
-// undoes what we did to the cursor.
+// A server that does not answer is not used again. The connection is shut down: if the server continues later, it
+// undoes our changes to the cursor.
 static void dropSilentServer()
 {
     if (!answersPing(s_display, s_pingWindow)) {
@@ -129,7 +130,8 @@ Window ServerLock::root() const
 
 bool ServerLock::succeeded() const
 {
-    // Servers tell all clients when the keyboard changes. Nobody reads that here, so it is thrown away.
+    // True: discards all events. Servers send events about keyboard changes to all clients, and no code here reads
+    // events.
     XSync(s_display, True);
     return !s_isLost && s_errors == 0;
 }
@@ -148,7 +150,7 @@ static double refreshRateOf(const XRRScreenResources& resources, RRMode wanted)
     return 0;
 }
 
-// What an state shows, after rotation. False when it shows nothing, or is unknown.
+// Reads what an output shows, after rotation. Returns false if it shows nothing or is unknown.
 static bool readOutput(XRRScreenResources* resources, RROutput output, OutputState* state)
 {
     const XResource<XRROutputInfo> info(output ? XRRGetOutputInfo(s_display, resources, output) : nullptr,
@@ -165,22 +167,23 @@ static bool readOutput(XRRScreenResources* resources, RROutput output, OutputSta
     state->width = static_cast<int>(crtc->width);
     state->height = static_cast<int>(crtc->height);
     state->refreshRate = refreshRateOf(*resources, crtc->mode);
-    state->isWayland = strncmp(info->name, "XWAYLAND", 8) == 0; // as its server names them all
+    state->isWayland = strncmp(info->name, "XWAYLAND", 8) == 0; // the names of all outputs of such a server begin so
     return true;
 }
 
-// The outputs and what they may show; null where the server has none to tell of.
+// Returns the outputs and their modes; null if the server has no XRandR 1.3.
 static XResource<XRRScreenResources> outputsOf(Window root)
 {
     int major = 0;
     int minor = 0;
-    // Asked for its version, an extension that isn't there would be reported on the standard error stream.
+    // Asks first whether the extension exists. Otherwise Xlib would print an error about the question for its
+    // version.
     const bool knowsOutputs = XRRQueryExtension(s_display, &major, &minor) &&
                               XRRQueryVersion(s_display, &major, &minor) && (major > 1 || minor >= 3);
     return {knowsOutputs ? XRRGetScreenResourcesCurrent(s_display, root) : nullptr, XRRFreeScreenResources};
 }
 
-// The primary state, or the first that shows something where none is primary.
+// Reads the primary output; if none is primary, the first output that shows something.
 static bool readPrimaryOutput(Window root, OutputState* state)
 {
     const XResource<XRRScreenResources> resources = outputsOf(root);
@@ -206,7 +209,7 @@ bool isOnAnOutput(const ServerLock& xserver, const RootPixel& pixel)
     return found;
 }
 
-// A server without outputs has its screen at least.
+// Reads the whole X screen, for a server without outputs.
 static bool readWholeScreen(Window root, OutputState* state)
 {
     Window parent;
@@ -230,7 +233,7 @@ bool readMainDisplay(const ServerLock& xserver, OutputState* state)
     return true;
 }
 
-// Of a pixel in memory: 32 on a screen of depth 24.
+// Returns the bits of a pixel in memory, such as 32 on a screen of depth 24.
 static int bitsPerPixel()
 {
     const int depth = DefaultDepth(s_display, DefaultScreen(s_display));

@@ -1,9 +1,10 @@
-// The connection to the X server, for the sources that speak to it.
+// The connection to the X server, for the sources that use it.
 //
-// 1. We have a connection of our own, opened at the first question and kept: nothing that goes on at AppKit's is
-//    disturbed, and what the server keeps for us goes when the process does. A forked child opens its own.
-// 2. All that touches it happens during a Visit: one at a time, whatever thread it is.
-// 3. Errors are caught then, and only then: Xlib would print them and end the process.
+// 1. The connection is our own. It is opened at the first question and is not closed. So AppKit's connection is not
+//    disturbed, and the server undoes our changes when the process ends. A forked child opens its own connection.
+// 2. The connection is used only under a ServerLock. One thread holds it at a time; it is not recursive.
+// 3. X errors of this connection are caught while a ServerLock exists. Otherwise Xlib would print them and end the
+//    process.
 #pragma once
 
 #include <X11/Xlib.h>
@@ -18,11 +19,12 @@ public:
     ServerLock();
     ~ServerLock();
 
-    explicit operator bool() const; // whether there is a server, and has not gone since
+    explicit operator bool() const; // true while there is a server
     Display* display() const;
     Window root() const;
 
-    // Waits until the server has done all that was asked. False when it refused any of it, or has gone.
+    // Waits until the server has handled all requests. Returns false if it refused one since this lock was taken, or
+    // if the connection is lost.
     bool succeeded() const;
 
 private:
@@ -30,29 +32,30 @@ private:
     const bool m_connected;
 };
 
-// What Xlib hands out, with the call that takes it back.
+// A record that Xlib allocated, with the function that frees it.
 template <class T>
 using XResource = std::unique_ptr<T, void (*)(T*)>;
 
-// What the main display shows, and where on the root window. False, and nothing written, when the server has gone.
+// The rectangle and the rate that an output shows. readMainDisplay returns false, and does not change *state, if the
+// connection is lost.
 struct OutputState {
-    int x; // pixels
+    int x; // pixels of the root window: the upper left corner
     int y;
     int width;
     int height;
-    double refreshRate; // hertz; 0 when the server doesn't say
-    bool isWayland;     // a picture inside a Wayland session, which has the last word about the cursor
+    double refreshRate; // hertz; 0 if the server does not tell
+    bool isWayland;     // inside a Wayland session, which controls the cursor
 };
 bool readMainDisplay(const ServerLock& xserver, OutputState* state);
 
-// A pixel of the root window, and whether any output shows it. Without outputs, as on an old server, that is false.
+// A pixel of the root window. isOnAnOutput returns true if an output shows it; false on a server without outputs.
 struct RootPixel {
     int x;
     int y;
 };
 bool isOnAnOutput(const ServerLock& xserver, const RootPixel& pixel);
 
-// What was done to the cursor is somebody else's to undo: another process's, whose connection it was done over.
+// Forgets what was done to the cursor, because another process's connection did it.
 void forgetCursor();
 
 } // namespace macapi

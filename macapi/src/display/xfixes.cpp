@@ -1,4 +1,4 @@
-// XFixes is there when we are built; whether the server has it is another question.
+// XFixes exists in this build. The server may still lack it.
 #include "macapi/src/display/xfixes.h"
 
 #include <X11/extensions/Xfixes.h>
@@ -40,10 +40,10 @@ void showCursorOnServer(const ServerLock& xserver)
 void makeBarriers(const ServerLock& xserver, int x, int y)
 {
     removeBarriers(xserver);
-    // A barrier runs between two pixels, in front of the one that has its number. These cross the whole screen, so
-    // that there is no way around their ends.
+    // A barrier lies between two pixels, before the pixel that has its number. These barriers cross the whole screen,
+    // so that the pointer cannot pass around an end.
     Display* const display = xserver.display();
-    const int far = 0x7fff; // the most that the protocol can name
+    const int far = 0x7fff; // the largest coordinate of the X protocol
     const int lines[4][4] = {
         {x, -far, x, far}, {x + 1, -far, x + 1, far}, {-far, y, far, y}, {-far, y + 1, far, y + 1}};
     for (int i = 0; i < 4; i++) {

@@ -1,4 +1,4 @@
-// What the X server can do to its cursor for us, where XFixes is at hand. Nothing here waits for the server.
+// Changes to the cursor that the XFixes extension makes. No call here waits for an answer to a change.
 #pragma once
 
 #include "macapi/src/display/windowserver_x11.h"
@@ -8,13 +8,13 @@ namespace macapi {
 bool hasXFixes(const ServerLock& xserver);
 bool hasBarriers(const ServerLock& xserver);
 
-// Each hide wants one show; to the server one too many is an error.
+// Each call that hides needs one that shows. To the server, showing a visible cursor is an error.
 void hideCursorOnServer(const ServerLock& xserver);
 void showCursorOnServer(const ServerLock& xserver);
 
-// Keeps the pointer in this pixel of the root window, and no longer in the one of an earlier call.
+// Confines the pointer to this pixel of the root window. An earlier confinement ends.
 void makeBarriers(const ServerLock& xserver, int x, int y);
 void removeBarriers(const ServerLock& xserver);
-void forgetBarriers(); // leaves it standing
+void forgetBarriers(); // the barriers themselves are not removed
 
 } // namespace macapi

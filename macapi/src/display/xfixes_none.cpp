@@ -1,4 +1,4 @@
-// A build without XFixes: the cursor can be moved and nothing else.
+// A build without XFixes: the cursor can be moved, but not hidden or confined.
 #include "macapi/src/display/xfixes.h"
 
 namespace macapi {

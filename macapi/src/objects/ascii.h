@@ -1,4 +1,4 @@
-// Letters and digits of ASCII, whatever the program's locale says.
+// Letters and digits of ASCII. The program's locale does not matter.
 #pragma once
 
 namespace macapi {

@@ -1,10 +1,10 @@
-// Encodings of a byte a character share their code, and differ in a table; UTF-8 is checked and goes as it is.
+// Single-byte encodings share their code and differ in a table. UTF-8 is checked and copied.
 #include "macapi/src/objects/encoding.h"
 
 namespace macapi {
 
-// Mac Roman from 128 up, as published for the Mac since system 8.5: 0xdb is the euro sign and no longer the currency
-// sign. 0xf0 is the Mac's own logo, which sits in Unicode's private range.
+// The upper half of Mac Roman, from 128, as published for the Mac since system 8.5: 0xdb is the euro sign, no longer
+// the currency sign. 0xf0 is the Mac's own logo; Unicode has it in its private-use range.
 static const char16_t sc_macRoman[128] = {
     0x00c4, 0x00c5, 0x00c7, 0x00c9, 0x00d1, 0x00d6, 0x00dc, 0x00e1, // 0x80 Ä Å Ç É Ñ Ö Ü á
     0x00e0, 0x00e2, 0x00e4, 0x00e3, 0x00e5, 0x00e7, 0x00e9, 0x00e8, // 0x88 à â ä ã å ç é è
@@ -68,7 +68,7 @@ void appendCharacter(std::string* text, char32_t character)
     }
 }
 
-// Any encoding of a byte a character, which is ASCII below 128: byte by byte, given what 128 and up stand for.
+// Single-byte encodings that are ASCII below 128. upperHalf gives the characters from 128; null: there are none.
 static std::optional<std::string> decodeBytes(std::string_view bytes, const char16_t* upperHalf)
 {
     std::string text;

@@ -1,7 +1,7 @@
 // The kinds of objects, and what differs between them.
 //
-// A new kind gets an enumerator here and a row in the table of kinds.cpp. The compiler reports a row that is missing or
-// in the wrong place.
+// A new kind gets an enumerator here and a row in the table of kinds.cpp. The compiler reports a missing or misplaced
+// row.
 #pragma once
 
 #include "macapi/src/appkit/objc.h"

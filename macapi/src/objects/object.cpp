@@ -1,4 +1,4 @@
-// Counting references, from any thread.
+// Reference counts. Any thread may change them.
 #include "macapi/src/objects/object.h"
 
 #include "macapi/src/objects/values.h"

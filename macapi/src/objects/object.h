@@ -1,13 +1,13 @@
-// What every object begins with: its class, its kind and its reference count.
+// What every object begins with: its class, its kind and its reference count. README.md has the rules of this folder.
 //
-// 1. An object starts with one reference, does not change once it is made, and goes with its last reference.
-// 2. An immortal object takes no notice of references. Constants are immortal, and so is what the system lends to
-//    callers that are known to release it.
-// 3. In a program with Objective-C an object answers its messages: its first word is its class, as there. So there are
-//    no virtual functions, whose table would be in that place.
-// 4. The exported calls are thin: they look at their arguments, and ask what is declared in these headers. Nothing in
-//    here calls an exported function, since a program may have put its own in front of it.
-// 5. No exported call throws. Where there is no memory for its work it fails, as its callers know it to.
+// 1. A new object has one reference. It does not change, and it is destroyed when its last reference is dropped.
+// 2. References to an immortal object are not counted. Constants are immortal. So are objects that the system lends
+//    to callers that are known to release them.
+// 3. In a program with Objective-C, the first word of an object is its class. So objects have no virtual functions:
+//    the pointer to the virtual table would take the first word.
+// 4. An exported call checks its arguments and then calls what these headers declare. No code here calls an exported
+//    function, because a program may define that function itself.
+// 5. No exported call throws. Without memory for its work, a call fails with its documented error.
 #pragma once
 
 #include "macapi/src/appkit/bridge.h"
@@ -31,14 +31,14 @@ public:
 
     void addReference() const;
     void dropReference() const;
-    void makeImmortal() const; // with all it holds; before another thread sees it
+    void makeImmortal() const; // with all objects inside it; call this before another thread sees the object
     unsigned int references() const { return m_references.load(std::memory_order_relaxed); } // 0: immortal
 
-    mutable std::atomic<const void*> isa; // null: no messages
+    mutable std::atomic<const void*> isa; // the Objective-C class; null: the object answers no messages
     const Kind kind;
 
 protected:
-    ~Object() = default; // by dropReference
+    ~Object() = default; // only dropReference destroys an object
 
 private:
     mutable std::atomic<unsigned int> m_references{1}; // 0: immortal
@@ -48,7 +48,7 @@ struct DropReference {
     void operator()(const Object* object) const { object->dropReference(); }
 };
 
-// One reference. release() hands it to the caller of an exported Create or Copy.
+// Owns one reference. release() hands the reference to the caller of an exported Create or Copy call.
 template <class T>
 using Ref = std::unique_ptr<const T, DropReference>;
 
@@ -58,7 +58,7 @@ Ref<T> make(Arguments&&... arguments)
     return Ref<T>(new T(std::forward<Arguments>(arguments)...));
 }
 
-// One reference more to an object that somebody has already; null stays null.
+// Adds a reference to an object that already has an owner. Returns null for null.
 template <class T>
 Ref<T> share(const T* object)
 {
@@ -75,14 +75,14 @@ const T* immortal(Ref<T> object)
     return object.release();
 }
 
-// A constant: immortal, in static storage, and never destroyed. Its address is known before any code runs, so that a
-// program's own definition of the exported pointer to it is none of our business.
+// A constant: an immortal object in static storage that is never destroyed. Its address is known before any code
+// runs. So code here never reads the exported pointer to it, which a program may define itself.
 template <class T>
 union Constant {
     template <class... Arguments>
     explicit Constant(Arguments&&... arguments)
     {
-        // Made here and not in a list of initialisers: clang would ask for its destructor there, and not define it.
+        // Not in an initialiser list: clang would then need the destructor of T, which is not public.
         ::new (&object) T(std::forward<Arguments>(arguments)...);
         object.makeImmortal();
     }
@@ -91,7 +91,8 @@ union Constant {
     T object;
 };
 
-// The object behind a reference from outside; null when there is none, or it is none of ours but, say, AppKit's.
+// Returns the object that a caller's reference points to. Returns null for null, and for an object that is not of
+// this library, such as one of AppKit's.
 inline const Object* objectOf(CFTypeRef reference)
 {
     const Object* object = static_cast<const Object*>(reference);
@@ -102,7 +103,7 @@ inline const Object* objectOf(CFTypeRef reference)
     return !objectClass || isObjectClass(objectClass) ? object : nullptr;
 }
 
-// The same; null also when it is of another kind.
+// Like objectOf, but returns null also for an object of another kind.
 template <class T>
 const T* as(CFTypeRef reference)
 {

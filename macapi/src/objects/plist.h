@@ -1,8 +1,8 @@
-// Property lists, in their XML form.
+// Property lists in XML.
 //
-// Strings, whole numbers, reals, booleans, dates, data, arrays and dictionaries come back from a file as they went
-// in; what only shapes the file does not: comments, attributes, the order of a dictionary's keys. A file that holds
-// anything else, or is no well-formed UTF-8 XML, does not parse, and nothing of it is used.
+// Strings, whole numbers, reals, booleans, dates, data, arrays and dictionaries are the same after they were written
+// and read again. Comments, attributes and the order of a dictionary's keys are lost. A file that holds anything
+// else, or is not well-formed XML in UTF-8, does not parse, and none of its values is used.
 #pragma once
 
 #include "macapi/src/objects/object.h"
@@ -12,15 +12,15 @@
 
 namespace macapi {
 
-const int sc_plistDepth = 128;     // values inside values; what nests deeper was made to do harm
-const int sc_plistValues = 250000; // in all; each may take some 200 bytes of memory beside its text
+const int sc_plistDepth = 128;     // levels of values inside values; more is taken for an attack
+const int sc_plistValues = 250000; // values in one list; each may take about 200 bytes of memory beside its text
 
-// Null when the text does not parse. *isTooMuch, where it is asked for, tells whether the reason is that it holds more
-// than sc_plistValues, or that there is no memory for it.
+// Returns the value; null if the text does not parse. If isTooMuch is not null, *isTooMuch becomes true if the reason
+// is that the text holds more than sc_plistValues values or that there is too little memory, else false.
 Ref<Object> readPlist(std::string_view text, bool* isTooMuch = nullptr);
 
-// False, and nothing written, when the value or one inside it has no place in a property list or lies too deep, or when
-// they are more than sc_plistValues.
+// Returns false, and does not change *text, if the value or a value inside it is not a property-list type, if values
+// nest deeper than sc_plistDepth, or if there are more than sc_plistValues.
 bool writePlist(const Object& value, std::string* text);
 
 } // namespace macapi

@@ -1,8 +1,8 @@
 // Reads property lists.
 //
-// 1. All that is left to read is in m_rest, and only take... and skip... shorten it.
-// 2. A take... that returns false or null ends the reading: nobody goes back to try something else.
-// 3. The only recursion is a value inside a value, and it is counted. So are the values.
+// 1. m_rest is the text that is not read yet. Only functions named take... and skip... shorten it.
+// 2. When a take... function returns false or null, reading ends. No function goes back to try another rule.
+// 3. The only recursion is a value inside a value; its depth is counted. Values are counted too.
 #include "macapi/src/objects/plist.h"
 
 #include "macapi/src/objects/ascii.h"
@@ -24,7 +24,7 @@ static bool isNameLetter(char letter)
     return isLetter(letter) || isDigit(letter) || letter == '-' || letter == '_' || letter == ':' || letter == '.';
 }
 
-// What XML allows to stand in a file as it is.
+// Whether XML allows all characters of the text to stand unescaped.
 static bool isXmlText(std::string_view text)
 {
     for (size_t position = 0; position < text.size();) {
@@ -43,7 +43,7 @@ static std::string_view trimmed(std::string_view text)
     return first == text.npos ? std::string_view() : text.substr(first, text.find_last_not_of(sc_space) + 1 - first);
 }
 
-// The text that a string or a key of the file stands for.
+// Returns the text that a string or key in the file means (see plist_pictures.h).
 static std::string unpictured(std::string text)
 {
     if (text.find('\\') == text.npos) {
@@ -64,7 +64,7 @@ static std::string unpictured(std::string text)
     return result;
 }
 
-// Decimal or 0x and hexadecimal, with or without a sign.
+// Accepts a decimal number, or 0x and hexadecimal digits; a sign is optional.
 static Ref<Object> integerFrom(std::string_view text)
 {
     const bool negative = !text.empty() && text[0] == '-';
@@ -88,7 +88,7 @@ static Ref<Object> integerFrom(std::string_view text)
 static Ref<Object> realFrom(std::string_view text)
 {
     if (text.size() > 1 && text[0] == '+' && text[1] != '-') {
-        text.remove_prefix(1); // from_chars knows no plus
+        text.remove_prefix(1); // from_chars accepts no plus sign
     }
     double value = 0;
     const char* end = text.data() + text.size();
@@ -99,7 +99,7 @@ static Ref<Object> realFrom(std::string_view text)
     return make<__CFNumber>(value);
 }
 
-// Two digits of text at position, or four.
+// Returns the number that the given count of digits forms.
 static int numberAt(std::string_view text, size_t position, size_t digits)
 {
     int number = 0;
@@ -216,7 +216,7 @@ bool Reader::take(std::string_view text)
     return true;
 }
 
-// Nothing happens when there is no such end.
+// Moves past the next end. Returns false, and does not move, if there is none.
 bool Reader::skipBehind(std::string_view end)
 {
     const size_t position = m_rest.find(end);
@@ -227,7 +227,8 @@ bool Reader::skipBehind(std::string_view end)
     return true;
 }
 
-// White space, comments and processing instructions. One that has no end stays, and nothing else will take it.
+// Skips white space, comments and processing instructions. One without an end is not skipped; then no take...
+// function accepts it.
 void Reader::skipBetween()
 {
     do {
@@ -246,7 +247,7 @@ std::string_view Reader::takeName()
     return name;
 }
 
-// Up to the end of the tag, which stays.
+// Reads the attributes, but not the end of the tag.
 bool Reader::takeAttributes(Tag* tag)
 {
     for (;;) {
@@ -293,7 +294,7 @@ bool Reader::takeClosing(std::string_view name)
     return take(">");
 }
 
-// <?xml version="1.0" encoding="UTF-8"?>, of which only the encoding is looked at.
+// <?xml version="1.0" encoding="UTF-8"?>. Only the encoding matters.
 bool Reader::takeDeclaration()
 {
     Tag tag = {};
@@ -305,8 +306,8 @@ bool Reader::takeDeclaration()
            strcasecmp(encoding.c_str(), "us-ascii") == 0;
 }
 
-// <!DOCTYPE ...>, with or without declarations of its own in brackets. They are stepped over, so that a reference to
-// an entity that they declare does not parse.
+// Skips <!DOCTYPE ...>, with or without declarations in brackets. The entities that these declare are not known: a
+// reference to one does not parse.
 bool Reader::takeDocumentType()
 {
     bool brackets = false;
@@ -336,7 +337,7 @@ Ref<Object> Reader::takeDocument()
     if (!isXmlText(m_rest)) {
         return nullptr;
     }
-    take("\xef\xbb\xbf"); // the byte order mark that some editors leave
+    take("\xef\xbb\xbf"); // a byte order mark, which some editors write
     if (startsWith("<?xml") && !takeDeclaration()) {
         return nullptr;
     }
@@ -361,7 +362,7 @@ Ref<Object> Reader::takeDocument()
     return m_rest.empty() ? std::move(value) : nullptr;
 }
 
-// &lt; and its like, and &#60; or &#x3c; for a character by number.
+// Reads one of the five named entities, or a character's number: &#60; or &#x3c;.
 bool Reader::takeReference(std::string* text)
 {
     static const struct {
@@ -396,12 +397,12 @@ static void appendLines(std::string* text, std::string_view part)
         if (part[i] != '\r') {
             *text += part[i];
         } else if (i + 1 == part.size() || part[i + 1] != '\n') {
-            *text += '\n'; // to XML, every line ends in a line feed alone
+            *text += '\n'; // XML turns every line end into a line feed
         }
     }
 }
 
-// What stands between a tag and its end.
+// Reads the text between a tag and its closing tag.
 bool Reader::takeText(const Tag& tag, std::string* text)
 {
     if (tag.empty) {
@@ -462,7 +463,7 @@ Ref<Object> Reader::takeDictionary(const Tag& tag, int depth)
         if (!value) {
             return nullptr;
         }
-        entries[unpictured(std::move(key))] = std::move(value); // of two entries with one key the later counts
+        entries[unpictured(std::move(key))] = std::move(value); // if a key appears twice, the later value counts
     }
     if (!tag.empty && !takeClosing(tag.name)) {
         return nullptr;

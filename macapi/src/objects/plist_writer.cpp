@@ -1,4 +1,4 @@
-// Writes property lists: a line for each tag, a tab for each level.
+// Writes property lists: one line for each tag, one tab for each level.
 #include "macapi/src/objects/plist.h"
 
 #include "macapi/src/objects/encoding.h"
@@ -11,7 +11,7 @@
 
 namespace macapi {
 
-// A carriage return goes as its number, since readers would take it for a line's end.
+// A carriage return is written by its number, because readers turn the character itself into a line feed.
 static std::string escaped(const std::string& text)
 {
     std::string result;
@@ -58,7 +58,7 @@ static std::string base64(const std::string& bytes)
     return text;
 }
 
-// The shortest text that reads back as the very same double.
+// Returns the shortest text that reads back as the same double.
 static std::string realText(double value)
 {
     if (std::isnan(value)) {
@@ -116,7 +116,7 @@ static std::string numberText(const __CFNumber& number)
     return element("integer", (number.negative ? "-" : "") + std::to_string(number.magnitude));
 }
 
-// The value, whose first line is indented already. *values counts those that are written.
+// Appends the value. The caller has indented its first line. *values counts the values written.
 static bool append(const Object& value, int depth, int* values, std::string* out)
 {
     if (depth > sc_plistDepth || ++*values > sc_plistValues) {

@@ -1,4 +1,4 @@
-// Strings: constants, and those that the program makes.
+// Strings: constants and strings that the program makes.
 #include "macapi/src/objects/string.h"
 
 #include "macapi/src/objects/encoding.h"
@@ -13,9 +13,11 @@ using namespace macapi;
 CFStringRef __CFStringMakeConstantString(const char* literal)
 try {
     static std::mutex s_mutex;
-    static auto& s_constants = *new std::map<std::string, CFStringRef>; // outlives all that may still ask
+    static auto& s_constants =
+        *new std::map<std::string,
+                      CFStringRef>; // never destroyed: other threads may still use it when the process ends
 
-    // A literal is ASCII by rights; Mac Roman gives every other byte a meaning too.
+    // A literal should be ASCII. Mac Roman gives a meaning to each byte above 127 too, so decoding never fails.
     std::string text = decode(literal ? literal : "", kCFStringEncodingMacRoman).value();
     const std::lock_guard<std::mutex> lock(s_mutex);
     CFStringRef& constant = s_constants[text];

@@ -1,4 +1,4 @@
-// The string behind a CFStringRef.
+// The object that a CFStringRef points to.
 #pragma once
 
 #include "macapi/src/objects/object.h"

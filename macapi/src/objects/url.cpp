@@ -1,4 +1,4 @@
-// URLs: looked at once, when they are made, and kept as text.
+// URLs: checked when they are made, and kept as text.
 #include "macapi/src/objects/url.h"
 
 #include "macapi/src/objects/ascii.h"
@@ -43,7 +43,7 @@ static bool isURL(const std::string& text)
     return !text.empty();
 }
 
-// What a path says with its escapes undone; nothing when one of them is a NUL, which no path holds.
+// Replaces each escape of a path by its byte. Returns nothing if an escape means NUL, which no path holds.
 static std::optional<std::string> unescaped(const std::string& text)
 {
     std::string bytes;
@@ -77,7 +77,7 @@ static std::string escaped(const std::string& path)
     return text;
 }
 
-// The length of "http:" and the like at the start; 0 when there is none.
+// Returns the length of the scheme at the start, with its colon ("http:"); 0 if there is none.
 static size_t schemeLength(const std::string& url)
 {
     size_t length = 0;
@@ -88,7 +88,7 @@ static size_t schemeLength(const std::string& url)
     return length > 0 && length < url.size() && url[length] == ':' ? length + 1 : 0;
 }
 
-// The path of a file on this machine, escapes and all; nothing when the URL leads elsewhere.
+// Returns the path of a file on this machine, still escaped. Returns nothing if the URL names anything else.
 static std::optional<std::string> filePathOf(const std::string& url)
 {
     const size_t scheme = schemeLength(url);

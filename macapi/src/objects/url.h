@@ -1,4 +1,4 @@
-// The URL behind a CFURLRef.
+// The object that a CFURLRef points to.
 #pragma once
 
 #include "macapi/src/objects/string.h"
@@ -10,12 +10,12 @@ struct __CFURL final : macapi::Object {
 
     explicit __CFURL(std::string text) : Object(sc_kind), string(macapi::make<__CFString>(std::move(text))) {}
 
-    const macapi::Ref<__CFString> string; // ASCII, only what a URL may hold
+    const macapi::Ref<__CFString> string; // ASCII; only characters that a URL may hold
 };
 
 namespace macapi {
 
-// The URL of an absolute path.
+// Returns the file URL of an absolute path. With isFolder the URL ends in a slash.
 Ref<__CFURL> makeFileURL(const std::string& path, bool isFolder);
 
 bool hasScheme(const std::string& url);

@@ -1,6 +1,7 @@
 // Numbers, booleans and containers.
 //
-// A number comes out as any C type; where that cannot hold it, the nearest it can, and the caller is told.
+// A number is read as any C type. If that type cannot hold the number, the caller gets the nearest value that it can
+// hold, and false.
 #include "macapi/src/objects/values.h"
 
 #include <cmath>
@@ -34,7 +35,7 @@ Ref<__CFBoolean> makeBoolean(bool value)
 
 } // namespace macapi
 
-// What a number type is in plain C.
+// The C type for a CFNumberType.
 enum class Storage { Unknown, Int8, Int16, Int32, Int64, Float, Double };
 
 static Storage storageOf(CFNumberType type)
@@ -74,7 +75,7 @@ static T load(const void* value)
     return loaded;
 }
 
-// What the caller gets, and whether it is the very number.
+// Writes the value for the caller. Returns exact: whether it is the same number.
 template <class T>
 static bool store(T value, bool exact, void* out)
 {
@@ -89,7 +90,8 @@ static bool storeReal(const __CFNumber& number, void* out)
         const T value = static_cast<T>(number.real);
         return store(value, std::isnan(number.real) || value == number.real, out);
     }
-    // 2^64, which a rounded magnitude can come to, does not go back into one.
+    // A magnitude near 2^64 may be rounded up to 2^64, which no uint64_t holds. So size is compared before it is
+    // converted.
     const T size = static_cast<T>(number.magnitude);
     const bool exact = size < static_cast<T>(0x1p64) && static_cast<uint64_t>(size) == number.magnitude;
     return store(number.negative ? -size : size, exact, out);
@@ -105,7 +107,8 @@ static bool storeInteger(const __CFNumber& number, void* out)
         if (std::isnan(real)) {
             return store<T>(0, false, out);
         }
-        // One above the most is a power of two, which a double holds; the most itself it may not.
+        // The largest integer + 1 is a power of two, which a double holds exactly. A double may be unable to hold the
+        // largest integer itself.
         if (real < static_cast<double>(least) || real >= -static_cast<double>(least)) {
             return store(real < 0 ? least : most, false, out);
         }
@@ -115,7 +118,7 @@ static bool storeInteger(const __CFNumber& number, void* out)
     if (number.magnitude > limit) {
         return store(number.negative ? least : most, false, out);
     }
-    // -(magnitude - 1) - 1 reaches the least number without passing its positive, which there is none of.
+    // Computed as -(magnitude - 1) - 1: the least number has no positive counterpart that T could hold.
     return store(static_cast<T>(number.negative ? -static_cast<T>(number.magnitude - 1) - 1
                                                 : static_cast<T>(number.magnitude)),
                  true, out);

@@ -1,4 +1,4 @@
-// The values of a property list that are no strings.
+// The values of a property list other than strings.
 #pragma once
 
 #include "macapi/src/objects/object.h"
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-// A whole number from -(2^64 - 1) to 2^64 - 1, which is what property lists hold, or a double.
+// Either a whole number from -(2^64 - 1) to 2^64 - 1, which is the range of property lists, or a double.
 struct __CFNumber final : macapi::Object {
     static const macapi::Kind sc_kind = macapi::Kind::Number;
 
@@ -41,13 +41,13 @@ struct __CFData final : macapi::Object {
     const std::string bytes;
 };
 
-// Only ever carried along, so it stays as it was written.
+// A date is only read from a file and written back. So it is kept as its text.
 struct __CFDate final : macapi::Object {
     static const macapi::Kind sc_kind = macapi::Kind::Date;
 
     explicit __CFDate(std::string contents) : Object(sc_kind), text(std::move(contents)) {}
 
-    const std::string text; // 2003-10-24T18:00:00Z, a day that exists
+    const std::string text; // such as 2003-10-24T18:00:00Z; the day exists
 };
 
 struct __CFArray final : macapi::Object {
@@ -61,11 +61,11 @@ struct __CFArray final : macapi::Object {
 
 struct __CFDictionary final : macapi::Object {
     static const macapi::Kind sc_kind = macapi::Kind::Dictionary;
-    using Entries = std::map<std::string, macapi::Ref<Object>>; // keys as in __CFString
+    using Entries = std::map<std::string, macapi::Ref<Object>>; // keys are UTF-8, like the text of __CFString
 
     explicit __CFDictionary(Entries pairs) : Object(sc_kind), entries(std::move(pairs)) {}
 
-    const Object* find(const std::string& key) const; // lent; null when there is none
+    const Object* find(const std::string& key) const; // lent; null if there is no such key
 
     const Entries entries;
 };
@@ -74,9 +74,9 @@ namespace macapi {
 
 Ref<__CFNumber> makeInteger(int64_t value);
 
-// As CFNumberGetValue.
+// Does the work of CFNumberGetValue.
 bool readNumber(const __CFNumber& number, CFNumberType type, void* value);
 
-Ref<__CFBoolean> makeBoolean(bool value); // one of the only two there are
+Ref<__CFBoolean> makeBoolean(bool value); // returns one of two constants
 
 } // namespace macapi

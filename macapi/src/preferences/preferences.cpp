@@ -1,4 +1,4 @@
-// The preferences calls: from the Mac's names to the store.
+// The exported calls: from the Mac's names to the store.
 #include "macapi/src/objects/ascii.h"
 #include "macapi/src/preferences/preferences_store.h"
 
@@ -24,7 +24,8 @@ const CFStringRef kCFPreferencesCurrentHost = &s_currentHost.object;
 const CFStringRef kCFPreferencesAnyUser = &s_anyUser.object;
 const CFStringRef kCFPreferencesCurrentUser = &s_currentUser.object;
 
-// Nothing when a name is missing, or one is of another user or host than these two.
+// Returns the domain of three names; nothing if a name is missing, or if user or host is not one of the four
+// constants.
 static std::optional<PreferencesDomain> domainOf(CFStringRef application, CFStringRef user, CFStringRef host)
 {
     const __CFString* names[] = {as<__CFString>(application), as<__CFString>(user), as<__CFString>(host)};
@@ -41,7 +42,7 @@ static std::optional<PreferencesDomain> domainOf(CFStringRef application, CFStri
                              anyHost ? PreferencesHost::Any : PreferencesHost::Current};
 }
 
-// The domains where an application's values are looked for, the first that has one first.
+// Returns the domains in which a value of an application is looked up, in this order.
 static std::vector<PreferencesDomain> domainsOf(const std::string& application)
 {
     std::vector<PreferencesDomain> domains;
@@ -71,7 +72,7 @@ static Ref<Object> appValue(CFStringRef key, CFStringRef application)
     return value;
 }
 
-// Null removes the value. An object of AppKit's, which could not be kept, changes nothing.
+// Sets a value; null removes it. An object of AppKit's changes nothing, because it cannot be stored.
 static void setValue(CFStringRef key, CFPropertyListRef value, const std::optional<PreferencesDomain>& domain)
 {
     const __CFString* name = as<__CFString>(key);
@@ -91,11 +92,12 @@ try {
 static const CFIndex sc_least = std::numeric_limits<CFIndex>::min();
 static const CFIndex sc_most = std::numeric_limits<CFIndex>::max();
 
-// A real loses its fraction. Nothing when the number is too large.
+// Converts a number; a real loses its fraction. Returns nothing if CFIndex cannot hold it.
 static std::optional<CFIndex> integerFrom(const __CFNumber& number)
 {
     if (number.isReal) {
-        // One above the most is a power of two, which a double holds; the most itself it may not.
+        // The largest integer + 1 is a power of two, which a double holds exactly. A double may be unable to hold the
+        // largest integer itself.
         const double whole = std::trunc(number.real);
         const bool fits = whole >= static_cast<double>(sc_least) && whole < -static_cast<double>(sc_least);
         return fits ? std::optional<CFIndex>(static_cast<CFIndex>(whole)) : std::nullopt;
@@ -107,12 +109,12 @@ static std::optional<CFIndex> integerFrom(const __CFNumber& number)
     return static_cast<CFIndex>(number.negative ? -number.magnitude : number.magnitude);
 }
 
-// Blanks, a sign, digits and nothing else; nothing when the number is too large.
+// Accepts blanks, then a sign, then digits, and nothing else. Returns nothing if CFIndex cannot hold the number.
 static std::optional<CFIndex> integerFrom(std::string_view text)
 {
     text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
     if (text.size() > 1 && text[0] == '+' && isDigit(text[1])) {
-        text.remove_prefix(1); // from_chars knows no plus
+        text.remove_prefix(1); // from_chars accepts no plus sign
     }
     CFIndex value = 0;
     const char* end = text.data() + text.size();
@@ -150,7 +152,7 @@ void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFString
 try {
     setValue(key, value, domainOf(application, &s_currentUser.object, &s_anyHost.object));
 } catch (const std::exception&) {
-    // The value stays as it was.
+    // The value does not change.
 }
 
 Boolean CFPreferencesAppSynchronize(CFStringRef application)
@@ -181,7 +183,7 @@ void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef
 try {
     setValue(key, value, domainOf(application, user, host));
 } catch (const std::exception&) {
-    // The value stays as it was.
+    // The value does not change.
 }
 
 Boolean CFPreferencesSynchronize(CFStringRef application, CFStringRef user, CFStringRef host)

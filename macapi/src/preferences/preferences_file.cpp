@@ -1,8 +1,8 @@
 // Reading and changing the file of a domain.
 //
-// 1. The file is changed only by him who holds the lock, and only by putting another whole file in its place.
-// 2. The bytes of a damaged file always have a name: they lose the old one only when they have a new one.
-// 3. Only what does not parse is damaged. What cannot be read may be in the best of order, and is left alone.
+// 1. Only the holder of the lock changes the file, and only by replacing it with a complete new file.
+// 2. The bytes of a damaged file always have a name: the old name is removed only after the file has a new one.
+// 3. Only a file that does not parse is damaged. A file that cannot be read may be good, and is not changed.
 #include "macapi/src/preferences/preferences_file.h"
 
 #include "logger/printable.h"
@@ -25,13 +25,13 @@ static Ref<__CFDictionary> noValues()
     return make<__CFDictionary>(__CFDictionary::Entries());
 }
 
-// In one line, whatever the paths hold.
+// Prints one line; escapes control characters of the paths.
 static void report(const std::string& line)
 {
     fprintf(stderr, "%s\n", printable(line, Lines::Escape).c_str());
 }
 
-// Says it once in a process's life: a file that stays as it is would be reported at every look at it.
+// Prints a line once in the life of a process. Otherwise each read of a file that cannot be repaired would print it.
 static void reportOnce(std::atomic<bool>* reported, const std::string& line)
 {
     if (!reported->exchange(true)) {
@@ -46,7 +46,7 @@ static void reportForeignLink(const std::string& path)
                "macapi: preferences " + path + " are behind a link of another user's, which is not followed");
 }
 
-// The file of that name. What does not parse, for lack of memory or because there is too much in it, is not damaged.
+// Reads one file. A file that is too large to parse, or for which there is too little memory, is not damaged.
 static PreferencesContents load(int folder, const std::string& name)
 {
     PreferencesContents contents = {PreferencesState::Unreadable, noValues(), {}};
@@ -93,16 +93,17 @@ static bool exists(int folder, const std::string& name)
     return fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 || errno != ENOENT;
 }
 
-// The new name of a damaged file, which mostly keeps the old one as well; empty when it can't have one.
+// Gives a damaged file a new name and returns it. The file usually keeps its old name as well. Returns an empty name
+// on failure.
 static std::string setAside(int folder, const std::string& name)
 {
     for (int number = 1; number < 10000; number++) {
         std::string aside = name + ".damaged-" + std::to_string(number);
         if (linkat(folder, name.c_str(), folder, aside.c_str(), 0) == 0 ||
-            isSameFile(folder, name, aside)) { // the same: somebody was killed here
+            isSameFile(folder, name, aside)) { // the file already has both names: a process was killed here
             return aside;
         }
-        if (!exists(folder, aside)) { // a file system without a second name for a file, or one that takes no changes
+        if (!exists(folder, aside)) { // this file system has no hard links, or is read-only
             return renameat(folder, name.c_str(), folder, aside.c_str()) == 0 ? aside : "";
         }
     }
@@ -116,18 +117,18 @@ static FileRights rightsOf(const struct stat& status)
 
 namespace {
 
-// What was last written.
+// The copy of the contents that were written last.
 struct Backup {
-    int error; // 0, or why it could not be read
+    int error; // 0, or the errno value of the failed read
     std::string text;
-    FileRights rights; // for a file that takes the copy's contents
+    FileRights rights; // for the file that gets these contents
 };
 
 } // namespace
 
-// The copy of a damaged file. Where others may write to the folder, it may be a link, a second name of a file elsewhere,
-// or a file of a user who has nothing to do with this one: then it is not read. Its contents get no other owner than
-// they had.
+// Reads the copy of a damaged file. In a folder that other users may write to, the copy may be a link, a second name
+// of a file elsewhere, or the file of a third user: it is then not read. The contents of the copy never get another
+// owner than the copy had.
 static Backup readBackup(const FilePlace& place, const struct stat& damaged)
 {
     Backup copy = {0, "", rightsOf(damaged)};
@@ -153,7 +154,7 @@ static PreferencesContents valuesOfBackup(const FilePlace& place, const struct s
     return {PreferencesState::Damaged, dictionary ? share(dictionary) : noValues(), damaged};
 }
 
-// A damaged file that has to stay where it is.
+// Reports once that the file cannot be repaired, and reads its copy.
 static PreferencesContents unrepairable(const FilePlace& place, const std::string& path, const struct stat& damaged)
 {
     static std::atomic<bool> s_reported;
@@ -162,12 +163,12 @@ static PreferencesContents unrepairable(const FilePlace& place, const std::strin
     return valuesOfBackup(place, damaged);
 }
 
-// What the file holds once it is in order. For the lock's holder.
+// Reads the file, and first repairs it if it is damaged. The caller holds the lock.
 static PreferencesContents loadAndRepair(const FilePlace& place, const std::string& path)
 {
     PreferencesContents contents = load(place.folder, place.name);
     if (contents.state != PreferencesState::Damaged) {
-        return contents; // somebody else was here first
+        return contents; // another process has repaired it
     }
     const std::string aside = place.isBehindLink ? "" : setAside(place.folder, place.name);
     if (aside.empty()) {
@@ -175,7 +176,7 @@ static PreferencesContents loadAndRepair(const FilePlace& place, const std::stri
     }
     const Backup last = readBackup(place, contents.status);
     if (last.error != 0 && last.error != ENOENT && last.error != EINVAL && last.error != EFBIG) {
-        // It may be in the best of order, and the next write would put another in its place.
+        // The copy cannot be read, but may be good. The next write would replace it. So nothing is repaired.
         return unrepairable(place, path, contents.status);
     }
     const bool isGood = last.error == 0 && as<__CFDictionary>(readPlist(last.text).get());
@@ -235,14 +236,14 @@ Ref<__CFDictionary> applyChanges(const __CFDictionary& values, const Preferences
     return make<__CFDictionary>(std::move(entries));
 }
 
-// Empty where it has no place in a file.
+// Returns the text of the file; empty if the values cannot be written or the text is too long.
 static std::string plistTextOf(const __CFDictionary& values)
 {
     std::string text;
     return writePlist(values, &text) && text.size() <= static_cast<size_t>(sc_mostBytes) ? text : "";
 }
 
-// Where the file is to be written. False when it cannot be.
+// Finds the place for the file. Returns false if it cannot be written.
 static bool findToWrite(const std::string& path, FilePlace* place)
 {
     const int error = findFile(path, MissingFolders::Make, place);
@@ -252,7 +253,8 @@ static bool findToWrite(const std::string& path, FilePlace* place)
     if (error != 0) {
         return false;
     }
-    // Beside a file behind a link not even a lock is made before it is certain that the file is one of ours.
+    // Next to a file that was reached through a link, not even a lock file is made before the file is known to be a
+    // preferences file.
     const PreferencesState state =
         place->isBehindLink ? load(place->folder, place->name).state : PreferencesState::Missing;
     return state == PreferencesState::Good || state == PreferencesState::Missing;
@@ -270,7 +272,7 @@ static void reportNoLock(const std::string& path, const FileLock& lock)
            path + ".lock");
 }
 
-// A file that is new belongs to its folder's owner, if the writer may give it away.
+// A new file belongs to its folder's owner, if the writer may give it away.
 static FileRights rightsOfNew(int folder, PreferencesUser user)
 {
     const mode_t mode = user == PreferencesUser::Any ? 0644 : 0600;
@@ -301,14 +303,14 @@ bool changePreferencesFile(const std::string& path, const PreferencesChanges& ch
     }
     const Ref<__CFDictionary> values = applyChanges(*now.values, changes);
     if (!there && values->entries.empty()) {
-        return true; // what is to be removed never was
+        return true; // the values to remove never existed
     }
     const std::string text = plistTextOf(*values);
     const FileRights rights = there ? rightsOf(now.status) : rightsOfNew(place.folder, user);
     if (text.empty() || !replaceFile(place.folder, place.name, text, rights)) {
         return false;
     }
-    // One that a loss of power cuts short does not parse either.
+    // A copy that is incomplete after a loss of power does not parse, and is not used.
     writeNewFile(place.folder, place.name + ".bak", text, rights, false);
     return true;
 }

@@ -1,12 +1,14 @@
-// Domains, what is pending in them, and what was read of them.
+// Domains, their pending values, and the values that were read from their files.
 //
-// 1. Everything is found under the domain's file. Where the environment names another folder, there is another file,
-//    and what is pending stays with the one it was set for.
-// 2. What was read is used again only while the file is certainly the same. A file's times tell only so much: one that
-//    changed a moment ago may change once more without their telling.
-// 3. One lock guards what is known, and is held while a file is read. It is not held while a file is written, which may
-//    wait for other processes; a second lock, taken before the first, lets one thread write at a time.
-// 4. What is being written is seen like what is pending, so that no reader sees an older value than before.
+// 1. All values are stored under the path of the domain's file. If the environment names another folder, the domain
+//    has another file. Pending values belong to the file for which they were set.
+// 2. Values that were read are used again only while the file is certainly the same. A file's times have a coarse
+//    step: a file that changed a moment ago may change again and keep the same times.
+// 3. The lock mutex guards the stored values. It is held while a file is read. It is not held while a file is
+//    written, because a write may wait for other processes. A second lock, writing, is taken before mutex and lets
+//    one thread write at a time.
+// 4. A read sees the values that are being written just like pending values. So no read returns a value older than an
+//    earlier read.
 #include "macapi/src/preferences/preferences_store.h"
 
 #include "macapi/src/objects/plist.h"
@@ -27,10 +29,11 @@
 
 namespace macapi {
 
-static const size_t sc_longestName = 160; // bytes; a file's name has room for 255
+static const size_t sc_longestName = 160; // bytes; the system allows 255 for the whole name
 static const int64_t sc_timestampMargin =
-    20 * 1000 * 1000;                                // nanoseconds; more than the step of the clock in files' times
-static const std::chrono::seconds sc_lockTimeout(5); // of a write, with other processes that hold the file's lock
+    20 * 1000 * 1000; // nanoseconds; longer than the step of the clock for files' times
+static const std::chrono::seconds
+    sc_lockTimeout(5); // how long a write waits for other processes that hold the file's lock
 
 static std::string hashOf(const std::string& text)
 {
@@ -44,8 +47,9 @@ static std::string hashOf(const std::string& text)
     return digits;
 }
 
-// Two hosts that share a folder have different names here. One that is renamed keeps its own, where it has an
-// identity that lasts; that is not for others to see, so the name does not tell it.
+// Returns a name for this computer. Computers that share a folder have different names. The name is a hash of the
+// machine's identity, which is not for other users to see. A computer that gets a new network name keeps its
+// identity. Without an identity, the network name is hashed.
 static const std::string& hostName()
 {
     static const std::string s_name = [] {
@@ -69,8 +73,9 @@ static const std::string& currentApplication()
     return s_name;
 }
 
-// The name of a file in this very folder, another for each application: what would lead elsewhere or break a line, or
-// would hide the file, goes as % and two digits, and the end of a name that is too long as % and the hash of it all.
+// Returns a file name for an application. Different applications have different names, and no name leads to another
+// folder. A slash, a percent sign, a control character and a leading dot become % and two digits. In a name that is
+// too long, % and a hash of the whole name replace the end.
 static std::string fileNameOf(const std::string& application)
 {
     std::string name;
@@ -85,7 +90,7 @@ static std::string fileNameOf(const std::string& application)
     }
     if (name.size() > sc_longestName) {
         size_t length = sc_longestName;
-        while ((name[length] & 0xc0) == 0x80) { // inside a character
+        while ((name[length] & 0xc0) == 0x80) { // a UTF-8 character is not divided
             length--;
         }
         name = name.substr(0, length) + "%-" + hashOf(application);
@@ -93,7 +98,7 @@ static std::string fileNameOf(const std::string& application)
     return name;
 }
 
-// An application that is called like the domain of any application has a file of its own all the same.
+// An application that has the same name as the domain of all applications has a file of its own.
 static std::string fileNameFor(const PreferencesDomain& domain)
 {
     if (domain.application == sc_anyApplication) {
@@ -116,16 +121,16 @@ std::string preferencesFile(const PreferencesDomain& domain)
 
 namespace {
 
-// What the process knows of a domain's file.
+// What the process has stored for a domain's file.
 struct File {
     PreferencesChanges pending;
-    PreferencesChanges written; // at this moment, by another thread
-    Ref<__CFDictionary> values; // null: to be read
-    struct stat status;         // of the file with these values
+    PreferencesChanges written; // being written by another thread
+    Ref<__CFDictionary> values; // null: must be read
+    struct stat status;         // of the file that these values came from
 };
 
-// Of one process: a child gets its own, since it has neither what is pending here nor the thread that may hold the
-// lock.
+// The state of one process. A forked child gets its own: it does not have its parent's pending values, nor the thread
+// that may hold a lock.
 struct ProcessState {
     const pid_t id;
     ProcessState* const parent;
@@ -138,7 +143,7 @@ struct ProcessState {
 
 static ProcessState& processState()
 {
-    static std::atomic<ProcessState*> s_process; // never freed: others may still ask when the process ends
+    static std::atomic<ProcessState*> s_process; // never freed: other threads may still use it when the process ends
     ProcessState* known = s_process.load();
     const pid_t id = getpid();
     while (!known || known->id != id) {
@@ -169,7 +174,7 @@ static Ref<__CFDictionary> emptyDictionary()
     return share(s_empty);
 }
 
-// What the disk says at this moment. A damaged file is repaired unless another thread is writing.
+// Returns the values of the file at this moment. A damaged file is repaired, unless another thread is writing.
 static Ref<__CFDictionary> valuesOf(ProcessState* state, File* file, const std::string& path, PreferencesUser user)
 {
     struct stat now;
@@ -192,7 +197,7 @@ static Ref<__CFDictionary> valuesOf(ProcessState* state, File* file, const std::
     return std::move(contents.values);
 }
 
-// Null: the changes say nothing about the value.
+// Returns the change of a value; null if the changes do not contain it.
 static const Ref<Object>* find(const PreferencesChanges& changes, const std::string& key)
 {
     const auto change = changes.find(key);
@@ -244,7 +249,8 @@ void setPreference(const PreferencesDomain& domain, const std::string& key, Ref<
 
 namespace {
 
-// Takes what is pending in a file, which counts as being written for as long as this lives. For the thread that writes.
+// Marks the pending values of a file as being written, until this object is destroyed. Only the thread that holds
+// writing may make one.
 class PendingWrite {
 public:
     PendingWrite(ProcessState* processState, const std::string& path) : m_process(processState), m_path(path)
@@ -266,7 +272,7 @@ public:
     PendingWrite(const PendingWrite&) = delete;
     PendingWrite& operator=(const PendingWrite&) = delete;
 
-    const PreferencesChanges& changes() const { return m_file->written; } // no other thread changes them
+    const PreferencesChanges& changes() const { return m_file->written; } // no other thread changes these
 
 private:
     ProcessState* const m_process;

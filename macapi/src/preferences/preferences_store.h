@@ -1,16 +1,17 @@
-// The preferences store: values under names, in a property list for each domain.
+// The preferences store: values under names, in one property list for each domain.
 //
 //     const PreferencesDomain game = {"com.example.game", PreferencesUser::Current, PreferencesHost::Any};
-//     setPreference(game, "Volume", makeInteger(7));     // pending: this process alone sees it
-//     if (!synchronizePreferences(game)) {               // on the disk, or dropped
+//     setPreference(game, "Volume", makeInteger(7));     // pending: only this process sees it
+//     if (!synchronizePreferences(game)) {               // now it is on the disk, or dropped
 //         fprintf(stderr, "%s: cannot be written\n", preferencesFile(game).c_str());
 //     }
 //     for (const auto& [key, value] : copyPreferences(game)->entries) {
 //         puts(key.c_str());
 //     }
 //
-// What was set is pending until its domain is synchronised. A read sees it, and below it what the file says at that
-// moment. A child begins without what is pending in its parent. All calls may come from any thread.
+// A value that was set is pending until its domain is synchronised. A read returns the pending value if there is one,
+// else the value in the file at that moment. A child process does not inherit pending values. Any thread may call
+// these functions.
 #pragma once
 
 #include "macapi/src/objects/values.h"
@@ -22,7 +23,7 @@ namespace macapi {
 enum class PreferencesUser { Any, Current };
 enum class PreferencesHost { Any, Current };
 
-// These two applications are no names: whoever runs, and what is common to all.
+// Two names with a meaning of their own: the program that runs, and the values that all applications share.
 const char* const sc_currentApplication = "kCFPreferencesCurrentApplication";
 const char* const sc_anyApplication = "kCFPreferencesAnyApplication";
 
@@ -32,32 +33,32 @@ struct PreferencesDomain {
     PreferencesHost host;
 };
 
-// The domain's file, whether it is there or not. Asks the environment at each call. Empty when it has none: the
-// application's name is empty, or there is no folder for lack of a home.
+// Returns the path of the domain's file, whether the file exists or not. Reads the environment at each call. Empty if
+// the name of the application is empty, or if there is no folder because the user has no home.
 std::string preferencesFile(const PreferencesDomain& domain);
 
-// Null when there is no such value.
+// Returns the value; null if there is none.
 Ref<Object> copyPreference(const PreferencesDomain& domain, const std::string& key);
 
-// All values there are.
+// Returns all values of the domain.
 Ref<__CFDictionary> copyPreferences(const PreferencesDomain& domain);
 
-// Null removes the value. One that has no place in a property list, or nests too deep, is not taken.
+// Sets the value; null removes it. Does nothing if the value is not of a property-list type or nests too deep.
 void setPreference(const PreferencesDomain& domain, const std::string& key, Ref<Object> value);
 
-// Writes what is pending, merged with what is on the disk by now, and waits until it will survive a loss of power.
-// False when that failed: what was pending is dropped, and the file as it was. So it is when other processes hold the
-// file's lock for 5 seconds. Reading never waits for a lock.
+// Merges the pending values into the file as it is now, and waits until the result survives a loss of power. Returns
+// false if this fails, or if other processes hold the file's lock for 5 seconds; the pending values are then dropped,
+// and the file does not change. A read never waits for a lock.
 bool synchronizePreferences(const PreferencesDomain& domain);
 
 enum class PreferencesState {
     Missing,
     Good,
-    Damaged,   // no property list, or no dictionary; the next read or write sets it aside
-    Unreadable // no rights, no regular file, behind another user's link, too large, a bad disk: left alone
+    Damaged,   // does not parse, or is no dictionary; the next read or write sets it aside
+    Unreadable // no permission, not a regular file, another user's link, too large, or a disk error; not changed
 };
 
-// Looks at any file, and changes nothing.
+// Returns the state of any file, and changes nothing.
 PreferencesState checkPreferences(const std::string& path);
 
 } // namespace macapi

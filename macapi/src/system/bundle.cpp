@@ -1,4 +1,4 @@
-// The main bundle: where it is, and what its Info.plist says.
+// The main bundle: its place, and the values of its Info.plist.
 #include "macapi/src/system/bundle.h"
 
 #include "macapi/src/objects/plist.h"
@@ -59,7 +59,8 @@ static const __CFBundle* mainBundle()
     return s_bundle;
 }
 
-// What Info.plist said when it last could be read. All there ever were live on: what was lent stays good.
+// Returns the dictionary of Info.plist as it was when it could last be read. Every dictionary that was returned once
+// lives until the process ends, because callers may still use it.
 static const __CFDictionary* infoDictionary(const __CFBundle& bundle)
 {
     static std::mutex s_mutex;
@@ -67,12 +68,12 @@ static const __CFDictionary* infoDictionary(const __CFBundle& bundle)
     static auto& s_lent = *new std::vector<const __CFDictionary*>;
 
     const std::lock_guard<std::mutex> lock(s_mutex);
-    std::string text; // empty, which is no property list, when the file cannot be read
+    std::string text; // empty if the file cannot be read; an empty text does not parse
     readFile(bundle.info, &text);
     if (text != s_text) {
         Ref<Object> plist = readPlist(text);
         if (as<__CFDictionary>(plist.get())) {
-            // core is known to release the version, which it was only lent. An immortal one bears that.
+            // core releases the version, although it only borrows it. The release does nothing to an immortal object.
             s_lent.push_back(as<__CFDictionary>(immortal(std::move(plist))));
             s_text = std::move(text);
         }

@@ -1,11 +1,11 @@
-// The main bundle, as other parts need it.
+// The main bundle, for other sources of this library.
 #pragma once
 
 #include <string>
 
 namespace macapi {
 
-// What Info.plist says under CFBundleIdentifier; empty when that is nothing.
+// Returns the value of CFBundleIdentifier in Info.plist; empty if there is none.
 std::string bundleIdentifier();
 
 } // namespace macapi

@@ -56,7 +56,7 @@ private:
 
 const int sc_standardStreams = 3; // standard input, output and error: descriptors 0 to 2
 
-// Fills those of the descriptors 0 to 2 that are closed, until it is destroyed. Nothing can be written to the fillers.
+// Fills the closed ones among descriptors 0 to 2, until it is destroyed. Nothing can be written to the fillers.
 class StandardStreamsFiller {
 public:
     StandardStreamsFiller();

@@ -1,6 +1,6 @@
 // Reading and replacing files.
 //
-// A call that a signal interrupts is made again, and one that did less than it was asked to goes on.
+// A call that a signal interrupts is made again. A read or write of fewer bytes than asked is continued.
 #include "macapi/src/system/disk.h"
 
 #include <algorithm>
@@ -15,7 +15,7 @@ std::string folderOf(const std::string& path)
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-static const int sc_readable = O_RDONLY | O_NONBLOCK | O_NOCTTY; // does not wait for the other end of a pipe
+static const int sc_readable = O_RDONLY | O_NONBLOCK | O_NOCTTY; // O_NONBLOCK: opening a FIFO does not wait
 
 static int readWhole(const Descriptor& file, std::string* contents, struct stat* status)
 {
@@ -70,11 +70,11 @@ static bool writeAll(int file, std::string_view contents)
 
 static bool sync(int file)
 {
-    // EINVAL: a file system that has nothing to wait for.
+    // EINVAL: this file system has nothing to wait for.
     return again([&] { return fsync(file); }) == 0 || errno == EINVAL;
 }
 
-// Group rights that all other users have as well.
+// Reduces the group's permissions to those that all users have.
 static mode_t withoutGroup(mode_t mode)
 {
     return (mode & ~S_IRWXG) | (mode & (mode << 3) & S_IRWXG);
@@ -88,7 +88,7 @@ static bool setRights(int file, const FileRights& rights)
     }
     mode_t mode = rights.mode & 0777;
     if (now.st_uid != rights.user && fchown(file, rights.user, static_cast<gid_t>(-1)) != 0) {
-        // Only the system's own user can give a file away; anybody else's is the writer's from then on.
+        // Only root can give a file away. A file that any other user writes belongs to that user.
     }
     const bool isRightGroup = rights.group == sc_anyGroup || rights.group == now.st_gid;
     if (!isRightGroup && fchown(file, static_cast<uid_t>(-1), rights.group) != 0) {
@@ -112,7 +112,7 @@ bool writeNewFile(int folder, const std::string& name, std::string_view contents
     return false;
 }
 
-// The folder for reading, which a wait for it needs.
+// Opens the folder for reading, which fsync needs.
 static Descriptor listed(int folder)
 {
     return openAt(folder, ".", O_RDONLY | O_DIRECTORY);
@@ -120,7 +120,7 @@ static Descriptor listed(int folder)
 
 bool replaceFile(int folder, const std::string& name, std::string_view contents, const FileRights& rights)
 {
-    const Descriptor wholeFolder = listed(folder); // while there is a way back
+    const Descriptor wholeFolder = listed(folder); // opened first: if this fails, nothing has been changed
     const std::string fresh = name + ".new";
     if (wholeFolder < 0 || !writeNewFile(folder, fresh, contents, rights, true)) {
         return false;

@@ -1,6 +1,7 @@
-// Files as a whole: read at once, replaced at once, for good.
+// Whole files: read in one call, replaced in one step.
 //
-// A file is named by its folder's descriptor and its name there. No call here follows a link in that place.
+// A file is named by the descriptor of its folder and its name in that folder. If that name is a symbolic link, these
+// calls do not follow it.
 #pragma once
 
 #include "macapi/src/system/descriptor.h"
@@ -11,39 +12,40 @@
 
 namespace macapi {
 
-const off_t sc_mostBytes = 16 << 20; // of a file that is read: more than any property list of a program's needs
+const off_t sc_mostBytes = 16 << 20; // the largest file that is read; a property list of a program needs much less
 
-// The path up to its last slash.
+// Returns the path of the folder: the path up to its last slash.
 std::string folderOf(const std::string& path);
 
-// 0; else the error, and nothing read: EFBIG for more than sc_mostBytes, EINVAL for what is no regular file. *status,
-// where it is asked for, is of the very file that was read.
+// Returns 0 or an errno value, and on an error changes nothing: EFBIG for more than sc_mostBytes, EINVAL for anything
+// but a regular file. *status, if status is not null, describes the file that was read.
 int readFile(int folder, const std::string& name, std::string* contents, struct stat* status = nullptr);
 
-// The same by a path, which may lead through links.
+// The same for a path. Links in the path are followed.
 int readFile(const std::string& path, std::string* contents);
 
-const gid_t sc_anyGroup = static_cast<gid_t>(-1); // the one that a new file has in its folder
+const gid_t sc_anyGroup = static_cast<gid_t>(-1); // the group that the system gives a new file in its folder
 
 struct FileRights {
-    mode_t mode; // of these the permissions alone count, 0777
+    mode_t mode; // only the permissions, 0777, are used
     uid_t user;
     gid_t group;
 };
 
-// Makes a file, in the place of any that was there. False, and none there, when it cannot be written whole; with
-// onDisk, when it is not there for good. Where the writer may not give it the group, that group's rights shrink to those
-// of all users.
+// Makes a file; a file of that name is removed first. Returns false, and leaves no file, if the contents cannot be
+// written completely; with onDisk also if the wait for the disk fails. If the writer may not give the file its group,
+// the group gets only those permissions that all users have.
 bool writeNewFile(int folder, const std::string& name, std::string_view contents, const FileRights& rights,
                   bool onDisk);
 
-// Gives the file new contents: until the moment it has them all it has the old. True when they survive a loss of
-// power. False when it still has the old, or when the disk failed at the very last: then it may have either. One
-// process at a time: what it writes meanwhile has one name, so that a process that was killed leaves no more than that
-// behind.
+// Gives the file new contents in one step: it has the old contents until it has all of the new. Returns true if the
+// new contents survive a loss of power. Returns false if the file still has the old contents; after a failure of the
+// last wait for the disk, it may have either. Only one process at a time may do this: the temporary file NAME.new
+// always has the same name, so that killed processes leave no more than one.
 bool replaceFile(int folder, const std::string& name, std::string_view contents, const FileRights& rights);
 
-// Puts what was renamed, made or removed in a folder on the disk. The descriptor may be one that only reaches the folder.
+// Waits until names that were made, renamed or removed in the folder are on the disk. folder may be a descriptor that
+// was opened with O_PATH. Returns false on an error.
 bool syncFolder(int folder);
 
 } // namespace macapi

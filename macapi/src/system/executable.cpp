@@ -1,4 +1,4 @@
-// Asked of /proc at each call: a program may be renamed while it runs.
+// The path is read from /proc at each call, because a program may be renamed while it runs.
 #include "macapi/src/system/executable.h"
 
 #include "macapi/src/objects/encoding.h"
@@ -12,13 +12,14 @@ namespace macapi {
 
 std::string executablePath()
 {
-    // What the kernel writes behind the name of a file that is gone.
+    // The kernel appends this to the name of a deleted file.
     static const std::string sc_deleted = " (deleted)";
     char link[PATH_MAX];
     const ssize_t length = readlink("/proc/self/exe", link, sizeof(link));
     if (length <= 0) {
-        // No /proc, or an emulator whose own file is gone: the name the program was started by will do. Its user has
-        // chosen that name, by a link perhaps, so a program with more rights than its user does without.
+        // There is no /proc, or the deleted file is that of a processor emulator: the name that the program was
+        // started by must do. The user chooses that name, perhaps a link. So a program with extra rights does not use
+        // it.
         const char* name = hasExtraRights() ? nullptr : reinterpret_cast<const char*>(getauxval(AT_EXECFN));
         return name ? absolutePath(name) : "";
     }
@@ -38,7 +39,7 @@ std::string processName()
     if (std::optional<std::string> text = decode(fileName, kCFStringEncodingUTF8)) {
         return *text;
     }
-    return decode(fileName, kCFStringEncodingMacRoman).value(); // gives every byte a meaning
+    return decode(fileName, kCFStringEncodingMacRoman).value(); // Mac Roman gives every byte a meaning
 }
 
 std::string absolutePath(const std::string& path)

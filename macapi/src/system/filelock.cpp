@@ -1,12 +1,12 @@
-// Locks of fcntl, on single bytes of the file.
+// Locks of fcntl on single bytes of the file.
 //
-// 1. The process that has locked byte 0 has the lock.
-// 2. A process that waits has locked a byte of its own, its ticket: the byte whose number is the moment at which it came.
-//    For the first seconds it asks for byte 0 only while no ticket below its own is locked. After that it asks in any
-//    case: a process with an earlier ticket may have been stopped.
-// 3. The system can wait for a lock only without an end, so a process that waits asks again and again.
+// 1. The process that has locked byte 0 holds the lock.
+// 2. A waiting process has locked one other byte, its ticket. The number of that byte is the time at which the
+//    process came. During the first two seconds the process asks for byte 0 only if no lower ticket is locked. After
+//    that it always asks: a process with a lower ticket may have been stopped.
+// 3. The system cannot wait for a lock with a time limit. So a waiting process asks again and again.
 //
-// Not flock, whose lock a child would hold on to when this process is killed.
+// Not flock: a child of a killed process would still hold its lock.
 #include "macapi/src/system/filelock.h"
 
 #include <fcntl.h>
@@ -16,8 +16,8 @@
 
 namespace macapi {
 
-static const std::chrono::microseconds sc_pause(500); // between two tries
-static const std::chrono::seconds sc_turnPeriod(2);   // for which earlier tickets go first
+static const std::chrono::microseconds sc_pause(500); // between two attempts
+static const std::chrono::seconds sc_turnPeriod(2);   // during which lower tickets go first
 static const off_t sc_lockByte = 0;
 
 static struct flock bytes(short type, off_t start, off_t length)
@@ -30,7 +30,7 @@ static struct flock bytes(short type, off_t start, off_t length)
     return lock;
 }
 
-// Returns 0, or the error.
+// Returns 0 or an errno value.
 static int setLock(int file, short type, off_t byte)
 {
     struct flock lock = bytes(type, byte, 1);
@@ -42,7 +42,7 @@ static bool isConflict(int error)
     return error == EAGAIN || error == EACCES;
 }
 
-// Nanoseconds of a clock that all processes share.
+// Returns nanoseconds of a clock that all processes share.
 static off_t now()
 {
     timespec time;
@@ -50,7 +50,7 @@ static off_t now()
     return static_cast<off_t>(time.tv_sec) * 1000000000 + time.tv_nsec;
 }
 
-// The folder's owner, to whom a file belongs that root makes; root when that can't be asked.
+// Returns the folder's owner, who gets a file that root makes; user 0 if fstat fails.
 static struct stat ownerOf(int folder)
 {
     struct stat status = {};
@@ -58,12 +58,12 @@ static struct stat ownerOf(int folder)
     return status;
 }
 
-// The process's mask must not keep other users out.
+// fchmod: the umask of the process must not keep other users out.
 static void setRights(int file, int folder, mode_t mode)
 {
     const struct stat owner = ownerOf(folder);
     if (geteuid() == 0 && owner.st_uid != 0 && fchown(file, owner.st_uid, owner.st_gid) != 0) {
-        // A file system without owners.
+        // This file system has no owners.
     }
     fchmod(file, mode);
 }
@@ -77,14 +77,15 @@ static bool isLockFile(int file, int folder, mode_t mode)
     const bool isOurs = status.st_uid == geteuid() && status.st_size == 0;
     const bool isRight = (status.st_mode & 07777) == mode && (geteuid() != 0 || ownerOf(folder).st_uid == 0);
     if (isOurs && !isRight) {
-        setRights(file, folder, mode); // the process that made the file was killed before it could
+        setRights(file, folder, mode); // the process that made the file was killed before it set them
     }
     return true;
 }
 
 static Descriptor openLock(int folder, const std::string& name, mode_t mode)
 {
-    for (int turn = 0; turn < 10; turn++) { // another process may make and remove the file meanwhile
+    for (int turn = 0; turn < 10;
+         turn++) { // at most 10 turns: another process may make or remove the file between the two calls
         Descriptor file = openAt(folder, name, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
         if (file >= 0) {
             return isLockFile(file, folder, mode) ? std::move(file) : Descriptor();
@@ -126,19 +127,19 @@ FileLock::FileLock(int folder, const std::string& name, mode_t mode, std::chrono
         setLock(m_file, F_UNLCK, ticket);
     }
     if (!m_isHeld) {
-        m_file = Descriptor(); // and with it all locks that this process has on the file
+        m_file = Descriptor(); // closing drops all locks of this process on the file
     }
 }
 
-// Asks once; with inTurn, only if no other process came earlier. Returns 0 when the lock is ours; else the error, EAGAIN
-// when it is another's.
+// Asks once. With inTurn, fails while another process has a lower ticket. Returns 0 if this process now holds the
+// lock, else an errno value: EAGAIN if another process holds it or is earlier.
 int FileLock::tryLock(off_t* ticket, bool inTurn)
 {
     if (*ticket == 0) {
         const off_t moment = now();
         const int error = setLock(m_file, F_WRLCK, moment);
         if (error != 0) {
-            return error; // EAGAIN: another process came in the same moment, or has locked all bytes
+            return error; // EAGAIN: another process has the same ticket, or has locked all bytes
         }
         *ticket = moment;
     }
@@ -154,7 +155,7 @@ int FileLock::tryLock(off_t* ticket, bool inTurn)
 
 void FileLock::findHolder(off_t ticket)
 {
-    struct flock lock = bytes(F_WRLCK, sc_lockByte, ticket); // a length of 0 means all bytes
+    struct flock lock = bytes(F_WRLCK, sc_lockByte, ticket); // ticket 0 gives a length of 0, which means all bytes
     if (again([&] { return fcntl(m_file, F_GETLK, &lock); }) == 0 && lock.l_type != F_UNLCK && lock.l_pid > 0) {
         m_holder = lock.l_pid;
     }

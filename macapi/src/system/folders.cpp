@@ -1,7 +1,7 @@
 // The system's folders: two Library folders, and the folders in them.
 //
-// A program with more rights than its user does not believe the environment, which is the user's: all its folders lie in
-// the home that the password file names for the user whose rights it has at that moment.
+// A program with extra rights does not believe the environment, because its user made it. All its folders lie in the
+// home that the password file names for its effective user at that moment.
 #include "macapi/src/system/folders.h"
 
 #include "macapi/src/system/executable.h"
@@ -21,7 +21,7 @@ using namespace macapi;
 
 static std::string environment(const char* name)
 {
-    const char* value = secure_getenv(name); // null in a program with more rights than its user
+    const char* value = secure_getenv(name); // null in a program with extra rights
     return value ? value : "";
 }
 
@@ -38,11 +38,11 @@ static std::string homeFolder()
     return found ? found->pw_dir : "";
 }
 
-// The folder of ours in one of the desktop's, which a variable names; empty for a user without a home.
+// Returns our folder inside a folder of the desktop, which a variable names; empty for a user without a home.
 static std::string desktopFolder(const char* variable, const char* usual)
 {
     std::string folder = environment(variable);
-    if (folder.empty() || folder[0] != '/') { // a relative one is to be ignored
+    if (folder.empty() || folder[0] != '/') { // the desktop's rules say to ignore a relative path
         folder = homeFolder();
         if (folder.empty()) {
             return "";
@@ -54,7 +54,7 @@ static std::string desktopFolder(const char* variable, const char* usual)
 
 namespace macapi {
 
-// The machine's folders lie with the user too: elsewhere an ordinary user's game could not write to them.
+// The machine's folders lie in the user's home too: an ordinary user's game can write there.
 std::string systemFolder(short domain, OSType type)
 {
     const bool machine = domain == kLocalDomain;
@@ -85,7 +85,7 @@ static OSErr statusOf(int error)
         return afpAccessDenied;
     case ENOENT:
         return fnfErr;
-    case EEXIST: // the folder's own name is taken by a file
+    case EEXIST: // a file has the name of the folder
     case ENOTDIR:
         return dirNFErr;
     case EACCES:
@@ -103,13 +103,13 @@ static OSErr statusOf(int error)
     }
 }
 
-// The folders that references lead to. One is entered once and never leaves, so a reference stays good.
+// The paths of all folders that references name. No entry is ever removed, so references stay valid.
 static std::mutex s_mutex;
 static std::vector<std::string>& s_folders = *new std::vector<std::string>;
 
 static const char sc_mark[8] = {'m', 'a', 'c', 'a', 'p', 'i', 'F', 'S'};
 
-// A mark that says the reference is ours, the folder's place in the table, and nothing else.
+// A reference holds a mark, which shows that FSFindFolder made it, and the index of the folder's path in the table.
 static FSRef referenceTo(UInt32 place)
 {
     FSRef reference = {};
@@ -131,7 +131,7 @@ static FSRef referenceTo(const std::string& path)
     return referenceTo(place);
 }
 
-// Empty for a reference that is none of ours.
+// Returns the path; empty for a reference that FSFindFolder did not make.
 static std::string pathOf(const FSRef& reference)
 {
     UInt32 place;

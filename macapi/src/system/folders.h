@@ -7,9 +7,9 @@
 
 namespace macapi {
 
-// The absolute path of Application Support or Preferences in kLocalDomain or kUserDomain, as the environment names it
-// at this moment, whether it is there or not. In a program with more rights than its user, as the password file names
-// the effective user's home. Empty when there is none.
+// Returns the absolute path of Application Support or Preferences in kLocalDomain or kUserDomain, whether the folder
+// exists or not. Reads the environment at each call. A program with extra rights does not: it uses the home that the
+// password file names for the effective user. Returns an empty path if there is no home.
 std::string systemFolder(short domain, OSType type);
 
 } // namespace macapi

@@ -1,10 +1,11 @@
-// What the processor can do.
+// Properties of the processor.
 #include <Carbon/Carbon.h>
 
 #include <sys/auxv.h>
 
 #ifdef __powerpc__
-// The processor's features, of which the kernel's word for the vector unit is the one that anybody asks for.
+// Answers one selector, the processor's features; of these, only the vector unit. The kernel tells whether there is
+// one.
 static bool answerFor(OSType selector, SInt32* response)
 {
     static const unsigned long sc_hasAltiVec = 0x10000000; // in AT_HWCAP

@@ -1,4 +1,4 @@
-// Opening a URL: xdg-open, started as nobody's child.
+// Opening a URL: starts xdg-open, which is no child of the game.
 #include <Carbon/Carbon.h>
 
 #include "macapi/src/objects/url.h"
@@ -25,11 +25,11 @@ static bool redirectStreams()
     return true;
 }
 
-// Every descriptor above the streams is closed when xdg-open starts, whether its maker asked for that or not.
+// Marks each descriptor above the standard streams to be closed when xdg-open starts.
 static void closeDescriptorsOnExec()
 {
     const int first = STDERR_FILENO + 1;
-    const int limit = 65536; // on kernels before 5.11, where each descriptor is marked by itself
+    const int limit = 65536; // for kernels before 5.11, where each descriptor is marked by a call of its own
     if (close_range(first, ~0u, CLOSE_RANGE_CLOEXEC) == 0) {
         return;
     }
@@ -48,7 +48,7 @@ static void restoreSignals()
     sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-// Changes the environment in place: a process that was forked from one with threads makes no memory of its own.
+// Changes the environment in place: a process that was forked from one with threads must not allocate memory.
 static void fixSearchPath()
 {
     static char s_path[] = "PATH=/usr/local/bin:/usr/bin:/bin";
@@ -59,9 +59,9 @@ static void fixSearchPath()
     }
 }
 
-// In the process that becomes xdg-open: it neither reads nor writes for the game, inherits none of the game's files,
-// and does not inherit how the game takes its signals. The rights that a game has and its user has not end here.
-// Returns only when there is no xdg-open, or when it would start with more than it should have.
+// Runs in the process that becomes xdg-open. That process has no streams and no files of the game, the default action
+// for each signal, and the rights of the game's user only. Returns only if xdg-open cannot be started, or if a right
+// cannot be dropped.
 static void becomeOpener(const char* url)
 {
     if (!redirectStreams() || !dropExtraRights()) {
@@ -75,13 +75,14 @@ static void becomeOpener(const char* url)
     execlp("xdg-open", "xdg-open", url, static_cast<char*>(nullptr));
 }
 
-// Two forks: the child ends at once and is waited for here, so that the grandchild is left to the system and never a
-// zombie of the game's. The pipe is closed without a word when xdg-open takes the grandchild's place.
+// Forks twice. The child ends at once, and the game waits for it. So the grandchild belongs to the system and is
+// never a zombie of the game. When the grandchild becomes xdg-open, the pipe closes and the reader gets no byte; on
+// failure the grandchild or the child writes one byte.
 static OSStatus startOpener(const char* url, int reader, int writer)
 {
     const pid_t child = fork();
     if (child == 0) {
-        setsid(); // what ends the game from a terminal leaves the browser alone
+        setsid(); // a signal from the game's terminal does not reach the browser
         const pid_t opener = fork();
         if (opener == 0) {
             becomeOpener(url);
@@ -119,7 +120,7 @@ OSStatus LSOpenCFURLRef(CFURLRef reference, CFURLRef* launched)
         return paramErr;
     }
     if (!hasScheme(url->string->text)) {
-        return kLSApplicationNotFoundErr; // to xdg-open that would be an option, or some file in the working folder
+        return kLSApplicationNotFoundErr; // to xdg-open, an option or the name of a file
     }
     int ends[2];
     if (!makePipe(ends)) {

@@ -1,4 +1,4 @@
-// The process as the process manager knows it: there is one, and its name is its file's.
+// The process manager's calls. They know one process, this one. Its name is the name of its executable file.
 #include <Carbon/Carbon.h>
 
 #include "macapi/src/objects/string.h"

@@ -1,4 +1,4 @@
-// QuickDraw's port. A program can't make one here, so the only one there is stands for the desktop.
+// QuickDraw's port. A program cannot make a port here. The only port stands for the desktop.
 #include <Carbon/Carbon.h>
 
 #include <atomic>
@@ -22,5 +22,5 @@ void SetPort(GrafPtr port)
 
 void GlobalToLocal(Point*)
 {
-    // The desktop's own coordinates are the global ones.
+    // The desktop's local coordinates are the global ones.
 }

@@ -1,5 +1,5 @@
-// The kernel tells each program at its start whether its file has brought it rights, and who the user is. Neither
-// changes with what the program does to its own rights later.
+// The kernel tells each program at its start whether its file gives it extra rights, and who its user is. These
+// values do not change when the program changes its rights.
 #include "macapi/src/system/rights.h"
 
 #include <linux/capability.h>
@@ -22,7 +22,7 @@ static bool dropCapabilities()
     return syscall(SYS_capset, &version, none) == 0;
 }
 
-// The group goes first: without the user's rights it could no longer be changed.
+// The group is set first: without the rights of its user, the process could not change it.
 bool dropExtraRights()
 {
     if (!hasExtraRights()) {

@@ -1,14 +1,14 @@
-// Rights that the program has and the user who started it has not: those of a setuid or setgid file, and a file's
-// capabilities. To such a program its environment is the word of a stranger.
+// Extra rights: rights that the program has and the user who started it does not have. They come from a setuid or
+// setgid file, or from a file's capabilities. The environment of such a program is not to be trusted.
 #pragma once
 
 namespace macapi {
 
-// Whether the program was started with such rights. The answer is the same after the program has dropped them.
+// Returns true if the program was started with extra rights, also after it has dropped them.
 bool hasExtraRights();
 
-// Drops such rights, so that only those of the user who started the program are left. False when the system refuses:
-// then some of the rights may be left. For a child that is about to become another program.
+// Drops the extra rights, so that only the rights of the user who started the program remain. Returns false if the
+// system refuses; some of the rights may then remain. For a child process that is about to start another program.
 bool dropExtraRights();
 
 } // namespace macapi

@@ -1,10 +1,12 @@
-// Symbols by name, over the host's dynamic linker.
+// Symbols by name, through the dynamic linker.
 //
-// 1. The program's handle knows the program and the libraries that everyone may use. A library that was opened for one
-//    user alone (RTLD_LOCAL) has to be asked by itself; those come second, in the order of their loading.
-// 2. Looking keeps no library in memory. With RTLD_DEFAULT in place of a handle it would: the linker then takes the
-//    library that has the symbol for one that this one needs.
-// 3. A symbol is its address. One whose address is null counts as not defined: there is nothing to call.
+// 1. The program's handle finds symbols of the program and of all libraries that were loaded for general use. A
+//    library that was opened with RTLD_LOCAL must be asked separately. These libraries come second, in the order in
+//    which they were loaded.
+// 2. Looking up a symbol does not keep a library in memory. RTLD_DEFAULT would: the linker would then record that
+//    this library needs the other one.
+// 3. A symbol is represented by its address. A symbol whose address is null counts as not defined, because it cannot
+//    be called.
 #include <mach-o/dyld.h>
 
 #include <dlfcn.h>
@@ -19,7 +21,7 @@ static int addPath(dl_phdr_info* library, size_t, void* paths)
     return 0;
 }
 
-// The paths of all that is loaded, the program first: its own is empty.
+// Returns the paths of the program and all loaded libraries. The program is first, and its path is empty.
 static std::vector<std::string> loadedLibraries()
 {
     std::vector<std::string> paths;
@@ -31,7 +33,7 @@ static void* findIn(const std::string& path, const char* name)
 {
     void* library = dlopen(path.empty() ? nullptr : path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
     if (!library) {
-        return nullptr; // it has gone meanwhile
+        return nullptr; // the library was unloaded meanwhile
     }
     void* address = dlsym(library, name);
     dlclose(library);

@@ -1,4 +1,4 @@
-// The clock: the system's monotonic one, which starts with the machine and which nobody sets.
+// The clock: the system's monotonic clock. It starts when the machine starts, and cannot be set.
 #include <Carbon/Carbon.h>
 
 #include <algorithm>
@@ -36,7 +36,7 @@ void Microseconds(UnsignedWide* microseconds)
     }
 }
 
-// Absolute times are nanoseconds, too.
+// Absolute times are nanoseconds.
 AbsoluteTime UpTime()
 {
     return wideOf(nanosecondsSinceStart());
@@ -46,7 +46,7 @@ AbsoluteTime AddNanosecondsToAbsolute(Nanoseconds nanoseconds, AbsoluteTime time
 {
     uint64_t sum;
     if (__builtin_add_overflow(numberOf(nanoseconds), numberOf(time), &sum)) {
-        sum = UINT64_MAX; // never, rather than long ago
+        sum = UINT64_MAX; // the far future, instead of a time in the past
     }
     return wideOf(sum);
 }
@@ -56,7 +56,8 @@ OSStatus MPDelayUntil(AbsoluteTime* moment)
     if (!moment) {
         return paramErr;
     }
-    const uint64_t latest = static_cast<uint64_t>(std::numeric_limits<time_t>::max()); // 68 years on 32-bit hosts
+    const uint64_t latest =
+        static_cast<uint64_t>(std::numeric_limits<time_t>::max()); // on 32-bit builds this is 68 years
     timespec until;
     until.tv_sec = static_cast<time_t>(std::min(numberOf(*moment) / sc_nanosecondsPerSecond, latest));
     until.tv_nsec = static_cast<long>(numberOf(*moment) % sc_nanosecondsPerSecond);

@@ -1,4 +1,4 @@
-// Walks along a path, part by part.
+// Walks along a path, one part at a time.
 #include "macapi/src/system/trust.h"
 
 #include "macapi/src/system/disk.h"
@@ -11,8 +11,9 @@
 
 namespace macapi {
 
-static const int sc_mostLinks = 40;               // on one path; as many as the system follows
-static const int sc_handle = O_PATH | O_NOFOLLOW; // a folder needs no right to be listed, a link is opened itself
+static const int sc_mostLinks = 40; // on one path; the system's own limit
+static const int sc_handle =
+    O_PATH | O_NOFOLLOW; // needs no permission to list the folder; opens a link itself, not its target
 
 namespace {
 
@@ -20,7 +21,7 @@ class Walk {
 public:
     Walk(const std::string& path, MissingFolders missing) : m_rest(path), m_missing(missing) {}
 
-    // Each returns 0, or the error.
+    // Return 0 or an errno value.
     int toFolder(Descriptor* folder);
     int toFile(FilePlace* place);
 
@@ -32,14 +33,15 @@ private:
     Descriptor makeAndOpen(const std::string& part);
 
     Descriptor m_folder;
-    std::string m_rest; // of the path; relative to m_folder
+    std::string m_rest; // the rest of the path, relative to m_folder
     const MissingFolders m_missing;
     int m_links = 0;
 };
 
 } // namespace
 
-// To an emulator of processors "/" may be a folder with the program's libraries. The name in /proc is the real root's.
+// Opens the root folder. A processor emulator may show a folder with the program's libraries as "/". The name in
+// /proc leads to the real root.
 static Descriptor openRoot()
 {
     Descriptor root = openAt(AT_FDCWD, "/proc/self/root", O_PATH | O_DIRECTORY);
@@ -53,7 +55,7 @@ int Walk::begin()
     return m_folder < 0 ? errno : 0;
 }
 
-// The next part, which leaves m_rest; empty at the end.
+// Removes the next part from m_rest and returns it; empty at the end.
 std::string Walk::takePart()
 {
     const size_t begin = std::min(m_rest.find_first_not_of('/'), m_rest.size());
@@ -63,15 +65,15 @@ std::string Walk::takePart()
     return part;
 }
 
-// Returns true for root, and for the user that the process acts for. A setgid process, or a process with capabilities,
-// acts for the user who started it, but that user does not have its rights: so its user's links are not trusted.
+// Returns true for root, and for the user that the process acts for. A setgid process, or one with capabilities, acts
+// for the user who started it; but that user does not have its rights, so that user's links are not trusted.
 static bool isTrusted(uid_t owner)
 {
     const bool trustsItsUser = !hasExtraRights() || geteuid() != getuid();
     return owner == 0 || (trustsItsUser && owner == geteuid());
 }
 
-// Puts what the link says in front of the rest.
+// Puts the target of the link before the rest of the path.
 int Walk::follow(const Descriptor& link, const struct stat& status)
 {
     if (!isTrusted(status.st_uid)) {
@@ -89,7 +91,8 @@ int Walk::follow(const Descriptor& link, const struct stat& status)
     return target[0] == '/' ? begin() : 0;
 }
 
-// Makes a folder in m_folder. One that root makes belongs to the owner of m_folder, who could not use it otherwise.
+// Makes a folder in m_folder and opens it. If root makes it, it gets the owner of m_folder, who could not write to it
+// otherwise.
 Descriptor Walk::makeAndOpen(const std::string& part)
 {
     struct stat around;
@@ -105,9 +108,9 @@ Descriptor Walk::makeAndOpen(const std::string& part)
     if (isNew) {
         if (geteuid() == 0 && around.st_uid != 0 && fstat(folder, &made) == 0 && S_ISDIR(made.st_mode) &&
             made.st_uid == 0 && fchownat(folder, "", around.st_uid, around.st_gid, AT_EMPTY_PATH) != 0) {
-            // A file system without owners.
+            // This file system has no owners.
         }
-        syncFolder(m_folder); // else a loss of power could take the folder away with all that is in it by then
+        syncFolder(m_folder); // otherwise a loss of power could remove the folder with all files in it
     }
     return folder;
 }
@@ -149,7 +152,7 @@ int Walk::toFile(FilePlace* place)
     while (error == 0) {
         const std::string part = takePart();
         if (part.empty()) {
-            return EISDIR; // the path is a slash and nothing else
+            return EISDIR; // the path has only slashes
         }
         if (!m_rest.empty()) {
             error = enter(part);

@@ -29,9 +29,8 @@ bool mainDisplayMode(DisplayMode* mode);
 // The cursor. These calls return false if there is no window server or it cannot do this.
 bool hideCursor(); // hides once more; as many calls of showCursor show it again
 bool showCursor();
-bool moveCursor(
-    double x,
-    double y); // in pixels of the main display, y down; a point on no output is moved to the main display's edge
+// To a pixel of the main display, y down. A point on no output is moved to the edge of the main display.
+bool moveCursor(double x, double y);
 bool connectMouseAndCursor(bool connected);
 
 } // namespace macapi

@@ -77,8 +77,8 @@ static bool connected()
     }
     if (s_display && !s_isLost) {
         pollfd connection = {ConnectionNumber(s_display), 0, 0};
-        s_isLost = poll(&connection, 1, 0) >
-                   0; // with no events asked for, poll reports only that the server has closed the connection
+        // No events are asked for, so poll reports only that the server has closed the connection.
+        s_isLost = poll(&connection, 1, 0) > 0;
     }
     return s_display && !s_isLost;
 }

@@ -13,9 +13,8 @@ using namespace macapi;
 CFStringRef __CFStringMakeConstantString(const char* literal)
 try {
     static std::mutex s_mutex;
-    static auto& s_constants =
-        *new std::map<std::string,
-                      CFStringRef>; // never destroyed: other threads may still use it when the process ends
+    // Never destroyed: other threads may still use it when the process ends.
+    static auto& s_constants = *new std::map<std::string, CFStringRef>;
 
     // A literal should be ASCII. Mac Roman gives a meaning to each byte above 127 too, so decoding never fails.
     std::string text = decode(literal ? literal : "", kCFStringEncodingMacRoman).value();

@@ -214,8 +214,8 @@ PreferencesContents readPreferencesFile(const std::string& path, PreferencesUser
     }
     const FileLock lock = lockFor(place, user, std::chrono::milliseconds(0));
     if (lock.isTaken()) {
-        return valuesOfBackup(place,
-                              contents.status); // which is what the other process is about to put in the file's place
+        // The other process is about to put these values in the file's place.
+        return valuesOfBackup(place, contents.status);
     }
     return lock.isHeld() ? loadAndRepair(place, path) : unrepairable(place, path, contents.status);
 }

@@ -30,10 +30,10 @@
 namespace macapi {
 
 static const size_t sc_longestName = 160; // bytes; the system allows 255 for the whole name
-static const int64_t sc_timestampMargin =
-    20 * 1000 * 1000; // nanoseconds; longer than the step of the clock for files' times
-static const std::chrono::seconds
-    sc_lockTimeout(5); // how long a write waits for other processes that hold the file's lock
+// Nanoseconds; longer than the step of the clock for files' times.
+static const int64_t sc_timestampMargin = 20 * 1000 * 1000;
+// How long a write waits for other processes that hold the file's lock.
+static const std::chrono::seconds sc_lockTimeout(5);
 
 static std::string hashOf(const std::string& text)
 {

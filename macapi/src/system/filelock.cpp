@@ -84,8 +84,8 @@ static bool isLockFile(int file, int folder, mode_t mode)
 
 static Descriptor openLock(int folder, const std::string& name, mode_t mode)
 {
-    for (int turn = 0; turn < 10;
-         turn++) { // at most 10 turns: another process may make or remove the file between the two calls
+    // At most 10 turns: another process may make or remove the file between the two calls.
+    for (int turn = 0; turn < 10; turn++) {
         Descriptor file = openAt(folder, name, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
         if (file >= 0) {
             return isLockFile(file, folder, mode) ? std::move(file) : Descriptor();

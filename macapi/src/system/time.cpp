@@ -56,8 +56,8 @@ OSStatus MPDelayUntil(AbsoluteTime* moment)
     if (!moment) {
         return paramErr;
     }
-    const uint64_t latest =
-        static_cast<uint64_t>(std::numeric_limits<time_t>::max()); // on 32-bit builds this is 68 years
+    // On 32-bit builds this is 68 years.
+    const uint64_t latest = static_cast<uint64_t>(std::numeric_limits<time_t>::max());
     timespec until;
     until.tv_sec = static_cast<time_t>(std::min(numberOf(*moment) / sc_nanosecondsPerSecond, latest));
     until.tv_nsec = static_cast<long>(numberOf(*moment) % sc_nanosecondsPerSecond);

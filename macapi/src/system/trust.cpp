@@ -12,8 +12,8 @@
 namespace macapi {
 
 static const int sc_mostLinks = 40; // on one path; the system's own limit
-static const int sc_handle =
-    O_PATH | O_NOFOLLOW; // needs no permission to list the folder; opens a link itself, not its target
+// Opens a folder without the permission to list it, and a link itself instead of its target.
+static const int sc_handle = O_PATH | O_NOFOLLOW;
 
 namespace {
 

@@ -163,8 +163,8 @@ const char* Platform::GetAppVersion()
         return outVersion;
     }
     CFStringGetCString(static_cast<CFStringRef>(version), outVersion, sizeof(outVersion), kCFStringEncodingASCII);
-    CFRelease(
-        version); // NOLINT(clang-analyzer-osx.cocoa.RetainCount): deliberate, although the bundle owns the text; it happens once
+    // Deliberate, although the bundle owns the text. It happens once.
+    CFRelease(version); // NOLINT(clang-analyzer-osx.cocoa.RetainCount)
     checked = true;
     return outVersion;
 }

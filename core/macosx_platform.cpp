@@ -170,14 +170,19 @@ const char* Platform::GetAppVersion()
     return outVersion;
 }
 
+static void reportOthersLink(const char* path)
+{
+    owLogger::log(3, "^CFF0000Platform::GetAppDataDir:^c Another user's link is not followed: \"^CFFFF00%s^c\"\f",
+                  path);
+}
+
 // Makes the folder. When another user's link is part of its path, logs a message, replaces folder by elsewhere and
 // makes that instead. elsewhere is the path that results when there is no Application Support folder. Only root can
 // make it.
 static void makeDataFolder(Text& folder, const char* elsewhere)
 {
     if (HasOthersLink(folder)) {
-        owLogger::log(3, "^CFF0000Platform::GetAppDataDir:^c Another user's link is not followed: \"^CFFFF00%s^c\"\f",
-                      folder);
+        reportOthersLink(folder);
         copyText(folder, elsewhere);
     }
     Platform::CreateDir(folder);
@@ -192,8 +197,11 @@ const char* Platform::GetAppDataDir(const char* subFolder)
     // Without an Application Support folder path stays empty, and the data folder's path begins at the root.
     Text path = "";
     FSRef support;
-    if (FSFindFolder(kLocalDomain, kApplicationSupportFolderType, kCreateFolder, &support) == noErr) {
+    const OSErr error = FSFindFolder(kLocalDomain, kApplicationSupportFolderType, kCreateFolder, &support);
+    if (error == noErr) {
         FSRefMakePath(&support, reinterpret_cast<UInt8*>(path), sizeof(path));
+    } else if (error == afpAccessDenied) {
+        reportOthersLink("Application Support"); // its path is not known
     }
     snprintf(dataDir, sizeof(dataDir), "%s/Brackenlow", path);
     makeDataFolder(dataDir, "/Brackenlow");

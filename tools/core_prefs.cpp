@@ -3,9 +3,9 @@
 // core-prefs locks, reads and writes the store in the same way as a game, so it may run while a game runs. When
 // core-prefs cannot read a store, it prints an error and does not change any byte of the store.
 #include "logger/printable.h"
-#include "macapi/src/encoding.h"
-#include "macapi/src/plist.h"
-#include "macapi/src/preferences_store.h"
+#include "macapi/src/objects/encoding.h"
+#include "macapi/src/objects/plist.h"
+#include "macapi/src/preferences/preferences_store.h"
 
 #include <getopt.h>
 

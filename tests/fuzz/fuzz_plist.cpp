@@ -2,7 +2,7 @@
 //
 // What parses can be written, in valid XML: without a character that it cannot hold. And what was written reads back as
 // what would be written again, byte by byte.
-#include "macapi/src/plist.h"
+#include "macapi/src/objects/plist.h"
 
 #include <stdint.h>
 #include <stdlib.h>

@@ -161,6 +161,35 @@ TEST(Folders, AFolderThatMayNotBeWrittenReturnsTheReason)
     EXPECT_EQ(find(kLocalDomain, kPreferencesFolderType, true), std::to_string(permErr));
 }
 
+TEST(Folders, OneBehindAnotherUsersLinkIsNeitherMadeNorFound)
+{
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can make another user's link";
+    }
+    fs::create_directory("home");
+    for (const char* target : {"home", "home/new"}) { // one that exists, and one that does not
+        for (const char* link : {"MACAPI_LIBRARY", "MACAPI_LIBRARY/Preferences"}) {
+            fs::remove_all("MACAPI_LIBRARY");
+            fs::create_directories(fs::path(link).parent_path() / ".");
+            fs::create_symlink(fs::absolute(target), link);
+            ASSERT_EQ(lchown(link, 12345, 12345), 0);
+            EXPECT_EQ(find(kLocalDomain, kPreferencesFolderType, true), std::to_string(afpAccessDenied)) << link;
+            EXPECT_EQ(find(kLocalDomain, kPreferencesFolderType, false), std::to_string(afpAccessDenied)) << link;
+            EXPECT_TRUE(fs::is_empty("home")) << link;
+        }
+    }
+}
+
+TEST(Folders, OneBehindALinkOfTheUserIsMadeAndFound)
+{
+    fs::remove_all("MACAPI_LIBRARY");
+    fs::create_directory("elsewhere");
+    fs::create_symlink(fs::absolute("elsewhere"), "MACAPI_LIBRARY");
+    EXPECT_EQ(find(kLocalDomain, kPreferencesFolderType, true), here() + "/MACAPI_LIBRARY/Preferences");
+    EXPECT_TRUE(fs::is_directory("elsewhere/Preferences"));
+    EXPECT_EQ(find(kLocalDomain, kPreferencesFolderType, false), here() + "/MACAPI_LIBRARY/Preferences");
+}
+
 TEST(Folders, AFailureLeavesTheReferenceAlone)
 {
     FSRef folder;

@@ -1,7 +1,7 @@
 // A game's preferences, as the tests of their store write, read and look at them.
 #pragma once
 
-#include "macapi/src/preferences_store.h"
+#include "macapi/src/preferences/preferences_store.h"
 
 #include <gtest/gtest.h>
 

@@ -1,20 +1,20 @@
-// Application Services, as far as core asks for them: the main display and its cursor, the user's session, and opening
+// Application Services, the part that core uses: the main display and its cursor, the user's session, and opening
 // URLs.
 //
 //     CFDictionaryRef mode = CGDisplayCurrentMode(kCGDirectMainDisplay);
 //     int width = 0;
 //     CFNumberGetValue((CFNumberRef)CFDictionaryGetValue(mode, kCGDisplayWidth), kCFNumberIntType, &width);
 //
-// The main display is the primary output of the X display that DISPLAY names. Whether there is one is found out at
-// the first call that wants to know; a server that goes away later counts as none. A child that was forked finds out
-// for itself. All calls may come from any thread.
+// The main display is the primary output of the X display that DISPLAY names. The first call that needs the window
+// server looks for it. A server that ends later counts as none. A forked child looks for itself. Any thread may make
+// any call.
 #ifndef MACAPI_APPLICATIONSERVICES_H
 #define MACAPI_APPLICATIONSERVICES_H
 
 #include <CoreFoundation/CoreFoundation.h>
 
 #if __has_include(<CoreFoundation/CFCGTypes.h>)
-#include <CoreFoundation/CFCGTypes.h> // of an AppKit that has these types itself
+#include <CoreFoundation/CFCGTypes.h> // in an AppKit that has these types itself
 #else
 #ifdef __LP64__
 typedef double CGFloat;
@@ -41,7 +41,7 @@ typedef int CGWindowLevel;
 
 enum {
     kCGErrorSuccess = 0,
-    kCGErrorFailure = 1000,        // there is no window server, or it can't
+    kCGErrorFailure = 1000,        // there is no window server, or it cannot do this
     kCGErrorIllegalArgument = 1001 // no such display
 };
 
@@ -50,42 +50,43 @@ enum {
 
 CGDirectDisplayID CGMainDisplayID(void); // kCGNullDirectDisplay without a window server
 
-// What a display shows now, in the keys below; null without a window server, and for any other display. Lent: it
-// lives to the end of the process, also when the display has long gone on to another mode.
+// Returns the current mode of a display under the keys below; null without a window server, and for any display but
+// the main one. The dictionary lives until the process ends, also after the mode changes.
 CFDictionaryRef CGDisplayCurrentMode(CGDirectDisplayID display);
 
 extern const CFStringRef kCGDisplayWidth;        // "Width", pixels
 extern const CFStringRef kCGDisplayHeight;       // "Height", pixels
 extern const CFStringRef kCGDisplayBitsPerPixel; // "BitsPerPixel", 8, 16 or 32
-extern const CFStringRef kCGDisplayRefreshRate;  // "RefreshRate", a double in hertz; 0 when nobody knows
+extern const CFStringRef kCGDisplayRefreshRate;  // "RefreshRate", a double in hertz; 0 if unknown
 
-// Of what a display shows now; 0 without a window server, and for any other display.
+// Values of the current mode; 0 without a window server, and for any display but the main one.
 size_t CGDisplayPixelsWide(CGDirectDisplayID display);
 size_t CGDisplayPixelsHigh(CGDirectDisplayID display);
 size_t CGDisplayBitsPerPixel(CGDirectDisplayID display);
 
-// The level of windows that cover all others.
+// The window level above all others.
 CGWindowLevel CGShieldingWindowLevel(void);
 
-// The cursor. Hiding counts: it is shown again when it was shown as often as it was hidden. A hidden cursor, and one
-// that is tied down, is set free when the process ends, however it ends.
+// The cursor. Hiding counts: after n hides, the n-th show makes the cursor visible. When the process ends, however it
+// ends, the cursor is visible and moves with the mouse.
 CGDisplayErr CGDisplayHideCursor(CGDirectDisplayID display);
 CGDisplayErr CGDisplayShowCursor(CGDirectDisplayID display);
 
-// In pixels of that display from its top left corner, y down; what lies outside is brought to the edge.
+// Moves the cursor to a point, in pixels from the upper left corner of the display, y down. A point on no output is
+// moved to the display's edge.
 CGDisplayErr CGDisplayMoveCursorToPoint(CGDirectDisplayID display, CGPoint point);
 
-// Whether the mouse moves the cursor: it does, until this says false.
+// Sets whether the mouse moves the cursor. At the start it does.
 CGError CGAssociateMouseAndMouseCursorPosition(boolean_t connected);
 
-// The user's session at the window server; null when there is none. The caller releases it.
+// Returns the user's session at the window server; null without a window server. The caller releases it.
 CFDictionaryRef CGSessionCopyCurrentDictionary(void);
 
-extern const CFStringRef kCGSessionUserIDKey; // the user's number
+extern const CFStringRef kCGSessionUserIDKey; // the user's numeric ID
 
-// Opens a URL with the program that the user likes best for it, by way of xdg-open. 0 when that could be started:
-// what becomes of it later is between it and the user. *launched, where the caller gives one, becomes null: which
-// program it is stays the desktop's secret.
+// Opens a URL with the program that the user has chosen for it, by xdg-open. Returns 0 if xdg-open was started; that
+// does not mean that a page has opened. *launched, if launched is not null, becomes null, because the chosen program
+// is unknown.
 OSStatus LSOpenCFURLRef(CFURLRef url, CFURLRef* launched);
 
 enum {

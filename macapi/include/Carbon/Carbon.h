@@ -1,4 +1,4 @@
-// Carbon, as far as core asks for it: the process, the system's folders, what the processor can do, the clock, and
+// Carbon, the part that core uses: the process, the system's folders, the processor's features, the clock, and
 // QuickDraw's port.
 //
 //     FSRef folder;
@@ -8,7 +8,7 @@
 //         ...
 //     }
 //
-// All calls may come from any thread. Outputs are written on success only.
+// Any thread may make any call. Outputs are written only if the call succeeds.
 #ifndef MACAPI_CARBON_H
 #define MACAPI_CARBON_H
 
@@ -25,13 +25,14 @@ enum {
     nsvErr = -35, // no such domain
     ioErr = -36,
     fnfErr = -43, // no such folder
-    wPrErr = -44, // a disk that cannot be written
+    wPrErr = -44, // the disk is read-only
     paramErr = -50,
     permErr = -54,
-    dirNFErr = -120, // something on the way to it is no folder
+    dirNFErr = -120, // a part of the path is not a folder
     procNotFound = -600,
     errFSBadFSRef = -1401,
     pathTooLongErr = -2110,
+    afpAccessDenied = -5000, // a symbolic link of another user on the path
     gestaltUndefSelectorErr = -5551
 };
 
@@ -46,18 +47,19 @@ enum { kNoProcess = 0, kSystemProcess = 1, kCurrentProcess = 2 };
 
 OSErr GetCurrentProcess(ProcessSerialNumber* process); // 0, kCurrentProcess
 
-// The file name of the executable, for the current process only. A name that is no UTF-8 is taken for Mac Roman.
+// Returns the file name of the executable. Knows only the current process. A name that is not UTF-8 is read as Mac
+// Roman.
 OSStatus CopyProcessName(const ProcessSerialNumber* process, CFStringRef* name);
 
 // Folders.
 struct FSRef {
     UInt8 hidden[80];
 };
-typedef struct FSRef FSRef; // good until the process ends, and in this process only
+typedef struct FSRef FSRef; // valid until the process ends, and only in this process
 
 enum {
-    kLocalDomain = -32765, // the machine's: the folder that MACAPI_LIBRARY names
-    kUserDomain = -32763   // the user's: MACAPI_USER_LIBRARY
+    kLocalDomain = -32765, // the machine's Library folder, MACAPI_LIBRARY
+    kUserDomain = -32763   // the user's Library folder, MACAPI_USER_LIBRARY
 };
 enum {
     kApplicationSupportFolderType = 0x61737570, // 'asup'
@@ -65,22 +67,23 @@ enum {
 };
 enum { kDontCreateFolder = 0, kCreateFolder = 1 };
 
-// The variables are read at each call. A folder that is missing is fnfErr, or made together with those around it.
+// Finds a folder; reads the environment at each call. If the folder is missing, returns fnfErr, or with createFolder
+// makes it and the folders around it. Returns afpAccessDenied if the path has another user's symbolic link.
 OSErr FSFindFolder(short domain, OSType folderType, Boolean createFolder, FSRef* folder);
 
-// pathTooLongErr when the path with its NUL takes more than size bytes; errFSBadFSRef for a reference that
-// FSFindFolder has not made in this process.
+// Writes the path. Returns pathTooLongErr if the path with its NUL has more than size bytes, and errFSBadFSRef for a
+// reference that FSFindFolder did not make in this process.
 OSStatus FSRefMakePath(const FSRef* folder, UInt8* path, UInt32 size);
 
-// The processor. A selector that nothing here answers, on this processor, is gestaltUndefSelectorErr.
+// The processor. Returns gestaltUndefSelectorErr for every other selector, and on every other processor.
 enum {
-    gestaltPowerPCProcessorFeatures = 0x70706366, // 'ppcf', on PowerPC only: a bit for each of
+    gestaltPowerPCProcessorFeatures = 0x70706366, // 'ppcf', PowerPC only; each feature has one bit
     gestaltPowerPCHasVectorInstructions = 4
 };
 
 OSErr Gestalt(OSType selector, SInt32* response);
 
-// Time. The two words of a number of 64 bits lie as the processor has them.
+// Time. The two words of a 64-bit number have the processor's own order.
 struct UnsignedWide {
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
     UInt32 hi;
@@ -92,16 +95,16 @@ struct UnsignedWide {
 };
 typedef struct UnsignedWide UnsignedWide;
 typedef UnsignedWide Nanoseconds;
-typedef UnsignedWide AbsoluteTime; // of the monotonic clock; the unit is nobody's business
+typedef UnsignedWide AbsoluteTime; // of the monotonic clock; treat the unit as unknown
 
 void Microseconds(UnsignedWide* microseconds); // since the machine was started
 AbsoluteTime UpTime(void);
 AbsoluteTime AddNanosecondsToAbsolute(Nanoseconds nanoseconds, AbsoluteTime time);
 
-// Returns at that moment, or at once when it is past. Signals don't cut it short.
+// Returns at that moment; at once if it is past. Signals do not shorten the wait.
 OSStatus MPDelayUntil(AbsoluteTime* moment);
 
-// QuickDraw: where its drawing goes, and points in its terms.
+// QuickDraw: the port, and points.
 struct Point {
     short v; // down
     short h; // to the right
@@ -116,8 +119,7 @@ struct Rect {
 typedef struct Rect Rect;
 typedef struct OpaqueGrafPtr* GrafPtr;
 
-// The current port. There is one as long as a program sets none: the whole desktop, whose local coordinates are the
-// global ones.
+// The current port. Until a program sets one, it is the desktop, whose local coordinates are the global ones.
 void GetPort(GrafPtr* port);
 void SetPort(GrafPtr port);
 void GlobalToLocal(Point* point); // of the current port

@@ -1,4 +1,4 @@
-// Cocoa: AppKit and Foundation are GNUstep's.
+// Cocoa: includes GNUstep's AppKit and Foundation.
 #ifndef MACAPI_COCOA_H
 #define MACAPI_COCOA_H
 

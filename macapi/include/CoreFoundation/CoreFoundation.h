@@ -1,4 +1,4 @@
-// Core Foundation, as far as core asks for it: strings, numbers, dictionaries, URLs, the main bundle and preferences.
+// Core Foundation, the part that core uses: strings, numbers, dictionaries, URLs, the main bundle and preferences.
 //
 //     CFStringRef name = CFStringCreateWithCString(kCFAllocatorDefault, "Brackenlow", kCFStringEncodingASCII);
 //     char bytes[64];
@@ -7,9 +7,10 @@
 //     }
 //     CFRelease(name);
 //
-// What a call with Create or Copy in its name returns is the caller's, to be released once; what a call with Get
-// returns is lent, and lives as long as the object it came from. Objects never change once they are made. All calls
-// may come from any thread. A null argument, or an object of another kind, is answered with null, false or 0.
+// The result of a call with Create or Copy in its name belongs to the caller, who releases it once. The result of a
+// call with Get in its name is lent, and lives as long as the object it came from. Objects do not change after they
+// are made. Any thread may make any call. For a null argument, or an object of another kind, a call returns null,
+// false or 0.
 #ifndef MACAPI_COREFOUNDATION_H
 #define MACAPI_COREFOUNDATION_H
 
@@ -20,7 +21,7 @@
 extern "C" {
 #endif
 
-// The Mac's own names for plain types, of the same width on every host.
+// The Mac's names for plain types. They have the same width on every host.
 typedef unsigned char Boolean;
 typedef unsigned char UInt8;
 typedef signed char SInt8;
@@ -41,7 +42,7 @@ typedef FourCharCode OSType; // four characters, the first in the top byte
 enum { noErr = 0 };
 
 typedef signed long CFIndex;
-typedef const void* CFTypeRef; // any of the objects below
+typedef const void* CFTypeRef; // any object of this header
 typedef const struct __CFAllocator* CFAllocatorRef;
 typedef const struct __CFString* CFStringRef;
 typedef const struct __CFNumber* CFNumberRef;
@@ -50,13 +51,14 @@ typedef const struct __CFDictionary* CFDictionaryRef;
 typedef const struct __CFURL* CFURLRef;
 typedef struct __CFBundle* CFBundleRef;
 
-// Null, and the only allocator there is: memory comes from the C library, whatever an allocator argument says.
+// Null, the only allocator. Memory comes from the C library, whatever allocator a caller passes.
 extern const CFAllocatorRef kCFAllocatorDefault;
 
-CFTypeRef CFRetain(CFTypeRef object); // object itself
+CFTypeRef CFRetain(CFTypeRef object); // returns object
 void CFRelease(CFTypeRef object);
 
-// Strings. A text that an encoding cannot hold is refused whole, in both directions: nothing is replaced or dropped.
+// Strings. If an encoding cannot hold a text, the call fails, in both directions: no character is replaced or
+// dropped.
 typedef UInt32 CFStringEncoding;
 enum {
     kCFStringEncodingMacRoman = 0,
@@ -64,17 +66,18 @@ enum {
     kCFStringEncodingUTF8 = 0x08000100
 };
 
-// A string for each literal, the same one every time and never to be released.
+// Returns a string for a literal, the same string each time. It is never released.
 #define CFSTR(literal) __CFStringMakeConstantString("" literal "")
 CFStringRef __CFStringMakeConstantString(const char* text);
 
 CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* text, CFStringEncoding encoding);
-CFIndex CFStringGetLength(CFStringRef string); // in UTF-16 units: for what Mac Roman holds, its characters
+CFIndex
+CFStringGetLength(CFStringRef string); // UTF-16 units; for a text that Mac Roman can hold, its number of characters
 
-// False, and the buffer as it was, when the text with its NUL takes more than size bytes.
+// Returns false, and does not change the buffer, if the text with its NUL has more than size bytes.
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex size, CFStringEncoding encoding);
 
-// Numbers: whole ones of 64 bits, and doubles.
+// Numbers: 64-bit integers and doubles.
 enum {
     kCFNumberSInt8Type = 1,
     kCFNumberSInt16Type = 2,
@@ -95,72 +98,80 @@ typedef CFIndex CFNumberType;
 
 CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType type, const void* value);
 
-// False when the type cannot hold the number; *value then is the nearest that it can.
+// Returns false if the type cannot hold the number; *value then becomes the nearest number that it can hold.
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value);
 
 extern const CFBooleanRef kCFBooleanTrue;
 extern const CFBooleanRef kCFBooleanFalse;
 Boolean CFBooleanGetValue(CFBooleanRef boolean);
 
-// Dictionaries from strings to objects; the system makes them.
+// Dictionaries from strings to objects. Only the system makes them.
 CFIndex CFDictionaryGetCount(CFDictionaryRef dictionary);
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key); // lent
 
-// URLs. Null for a text that is empty, holds a character that a URL has to escape, or a % without two hexadecimal
-// digits. Without a base a text may lack its scheme; with one it may not: nothing here is put together from two.
+// URLs. Returns null for a text that is empty, that holds a character which a URL must escape, or that holds a %
+// without two hexadecimal digits. Without a base, the text may lack a scheme. With a base it must have one: no URL is
+// joined from two parts.
 CFURLRef CFURLCreateWithString(CFAllocatorRef allocator, CFStringRef text, CFURLRef base);
 
-// The URL of a path of length bytes, whatever they are; a relative one starts from the working folder.
+// Returns the URL of a path of length bytes of any value. A relative path begins at the working folder.
 CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef allocator, const UInt8* path, CFIndex length,
                                                  Boolean isFolder);
 
 CFStringRef CFURLGetString(CFURLRef url); // lent
 
-// The path a URL leads to, without a slash at its end. False, and the buffer as it was, when it leads to no file of
-// this machine, or when the path with its NUL takes more than size bytes.
+// Writes the path that a URL means, without a slash at its end. Returns false, and does not change the buffer, if the
+// URL means no file of this machine, or if the path with its NUL has more than size bytes.
 Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean resolveAgainstBase, UInt8* buffer, CFIndex size);
 
-// The main bundle: the X.app that holds the executable in Contents/MacOS, otherwise the executable's own folder.
+// The main bundle: the folder X.app if the executable is in X.app/Contents/MacOS, else the executable's own folder.
 CFBundleRef CFBundleGetMainBundle(void);
 
 extern const CFStringRef kCFBundleVersionKey; // "CFBundleVersion"
 
-// What Info.plist says, or said when it could last be read; null as long as that never was. It and all it holds live to
-// the end of the process, also when the file has changed, and one release too many does them no harm.
+// Returns the values of Info.plist as it could last be read; null if it never could. The dictionary and all objects
+// in it live until the process ends, also after the file changes. Releasing them once too often does no harm.
 CFDictionaryRef CFBundleGetInfoDictionary(CFBundleRef bundle);
 CFTypeRef CFBundleGetValueForInfoDictionaryKey(CFBundleRef bundle, CFStringRef key); // lent
 
 CFURLRef CFBundleCopyResourcesDirectoryURL(CFBundleRef bundle);
 
-// Preferences: values under names, kept in a property list for each domain, which is an application, a user and a host.
-// Each domain is a file of the Preferences folder, the user's or the machine's.
+// Preferences: values under names. Each domain belongs to an application, a user and a host, and is a property-list
+// file in the Preferences folder of the user or of the machine.
 typedef CFTypeRef CFPropertyListRef; // a string, number, boolean, date, data, array or dictionary
 
 extern const CFStringRef kCFPreferencesAnyApplication;
-extern const CFStringRef kCFPreferencesCurrentApplication; // the main bundle's identifier, else the process's name
+extern const CFStringRef
+    kCFPreferencesCurrentApplication; // the main bundle's identifier, or without one the process's name
 extern const CFStringRef kCFPreferencesAnyHost;
 extern const CFStringRef kCFPreferencesCurrentHost;
 extern const CFStringRef kCFPreferencesAnyUser; // the machine's folder
 extern const CFStringRef kCFPreferencesCurrentUser;
 
-// An application's value for the current user: of the user's domains and then the machine's, and of each its own and
-// then those of any application, and of each this host's and then those for any, the first that has one. Null when none
-// has.
+// Returns an application's value for the current user; null if there is none. These domains are searched in this
+// order:
+//
+//   User       Application          Host
+//   current    the application      current, then any
+//   current    any                  current, then any
+//   any        the application      current, then any
+//   any        any                  current, then any
 CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef application);
 
-// The value as a whole number; *valid, where it is asked for, says whether there was one: a number, which loses its
-// fraction, a boolean, or a string of an optional sign and decimal digits. 0 for one that is too large.
+// Returns the value as a whole number. *valid, if valid is not null, becomes true if there is one: a number (a real
+// loses its fraction), a boolean, or a string of decimal digits with an optional sign. Returns 0 if there is none or
+// if it is too large.
 CFIndex CFPreferencesGetAppIntegerValue(CFStringRef key, CFStringRef application, Boolean* valid);
 
-// Sets, or with null removes, a value of the current user's for any host. It is kept in the process until it is
-// synchronised. An object that has no place in a property list changes nothing.
+// Sets a value of the current user for any host; null removes the value. The change is pending in the process until
+// it is synchronised. Does nothing for an object of a type that property lists do not have.
 void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFStringRef application);
 
-// Writes what was set to the disk, merged with what other processes have written, and forgets what was read. False when
-// something could not be written; it is dropped then.
+// Writes the pending values to the disk, merged with the values that other processes have written, and forgets the
+// values that were read. Returns false if a value could not be written; it is then dropped.
 Boolean CFPreferencesAppSynchronize(CFStringRef application);
 
-// The same in one domain, which the three say.
+// The same calls for one domain.
 CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef application, CFStringRef user,
                                          CFStringRef host);
 void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef application, CFStringRef user,

@@ -1,11 +1,11 @@
-// The dynamic linker, as far as core asks it: functions of the process, found by name.
+// The dynamic linker, the part that core uses: functions of the process, found by name.
 //
 //     if (NSIsSymbolNameDefined("_CreateGfxSubsystem")) {
 //         void* address = NSAddressOfSymbol(NSLookupAndBindSymbol("_CreateGfxSubsystem"));
 //     }
 //
-// A name is that of a C symbol with an underscore in front, as the Mac's linker writes it. It is looked for in the program
-// and in every library it has loaded.
+// A name is the name of a C symbol after an underscore, as the Mac's linker writes it. The program and all libraries
+// that it has loaded are searched.
 #ifndef MACAPI_MACHO_DYLD_H
 #define MACAPI_MACHO_DYLD_H
 
@@ -19,7 +19,7 @@ extern "C" {
 typedef struct __NSSymbol* NSSymbol;
 
 bool NSIsSymbolNameDefined(const char* name);
-NSSymbol NSLookupAndBindSymbol(const char* name); // null when it isn't defined
+NSSymbol NSLookupAndBindSymbol(const char* name); // null if it is not defined
 void* NSAddressOfSymbol(NSSymbol symbol);
 
 #ifdef __cplusplus

@@ -1,5 +1,5 @@
 // Keys of an X server as macapi's insides know them, without AppKit.
-#include "macapi/src/keys.h"
+#include "macapi/src/display/keys.h"
 
 #include "tests/support/mac_keys.h"
 #include "tests/support/x_server.h"

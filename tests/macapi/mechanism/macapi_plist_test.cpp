@@ -1,7 +1,7 @@
 // The property-list codec, which macapi keeps to itself.
-#include "macapi/src/plist.h"
-#include "macapi/src/url.h"
-#include "macapi/src/values.h"
+#include "macapi/src/objects/plist.h"
+#include "macapi/src/objects/url.h"
+#include "macapi/src/objects/values.h"
 
 #include <gtest/gtest.h>
 

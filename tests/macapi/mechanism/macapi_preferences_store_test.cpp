@@ -2,7 +2,7 @@
 #include "tests/support/preferences_fixture.h"
 #include "tests/support/troubled_system.h"
 
-#include "macapi/src/plist.h"
+#include "macapi/src/objects/plist.h"
 
 #include <stdlib.h>
 #include <thread>

@@ -1,8 +1,8 @@
 // The preferences store in a folder that several users may write to. Anna and Bea play, Mallory does harm.
 #include "another_user.h"
 
-#include "macapi/src/filelock.h"
-#include "macapi/src/plist.h"
+#include "macapi/src/objects/plist.h"
+#include "macapi/src/system/filelock.h"
 
 #include <Carbon/Carbon.h>
 

@@ -1,9 +1,10 @@
 // The game that macapi_rights_test makes setuid, setgid and capable copies of. Prints an answer to each argument.
 #include <Carbon/Carbon.h>
 
-#include "macapi/src/executable.h"
-#include "macapi/src/folders.h"
-#include "macapi/src/rights.h"
+#include "macapi/src/system/executable.h"
+#include "macapi/src/system/folders.h"
+#include "macapi/src/system/rights.h"
+#include "macapi/src/system/trust.h"
 
 #include <dlfcn.h>
 #include <errno.h>
@@ -48,6 +49,9 @@ static std::string answerTo(const std::string& question)
     if (question == "executable without /proc") {
         s_hasNoProc = true;
         return "'" + macapi::executablePath() + "'";
+    }
+    if (question == "enter the link") {
+        return macapi::openFolder("lies/link", macapi::MissingFolders::Fail) >= 0 ? "entered" : "refused";
     }
     return question == "open" ? openURL() : "what?";
 }

@@ -64,6 +64,15 @@ protected:
         ASSERT_EQ(chmod("game", mode), 0);
     }
 
+    // Makes "lies/link", a link of this owner to a folder.
+    static void linkToFolder(uid_t owner)
+    {
+        fs::create_directories("folder");
+        fs::remove("lies/link");
+        fs::create_symlink(fs::absolute("folder"), "lies/link");
+        ASSERT_EQ(lchown("lies/link", owner, owner), 0);
+    }
+
     // In the child: the user, with nothing of root's left, in an environment of the user's own making.
     void becomeUser() const
     {
@@ -202,6 +211,40 @@ TEST_F(Rights, AGameWithACapabilityDoesNotBelieveItsEnvironment)
     }
     EXPECT_EQ(ask({"extra rights", "machine's preferences"}),
               "yes\n" + m_home + "/.config/macapi/local/Preferences\n");
+}
+
+TEST_F(Rights, LinksOfTheUserAreFollowedByAnOrdinaryGameAndByNoGameWithMoreRights)
+{
+    linkToFolder(m_uid);
+    install(m_owner, m_group, 0755);
+    EXPECT_EQ(ask({"enter the link"}), "entered\n");
+    install(m_owner, m_group, 02755);
+    EXPECT_EQ(ask({"enter the link"}), "refused\n");
+    install(m_owner, m_group, 04755);
+    EXPECT_EQ(ask({"enter the link"}), "refused\n");
+    EXPECT_EQ(ask({"become the user", "enter the link"}), "done\nrefused\n");
+}
+
+TEST_F(Rights, LinksOfTheUserAreNotFollowedByAGameWithACapability)
+{
+    linkToFolder(m_uid);
+    install(m_owner, m_group, 0755);
+    const FileCapabilities capabilities;
+    if (setxattr("game", "security.capability", &capabilities, sizeof(capabilities), 0) != 0) {
+        GTEST_SKIP() << "files have no capabilities here";
+    }
+    EXPECT_EQ(ask({"enter the link"}), "refused\n");
+}
+
+TEST_F(Rights, LinksOfRootAndOfASetuidGamesOwnerAreFollowed)
+{
+    install(m_owner, m_group, 02755);
+    linkToFolder(0);
+    EXPECT_EQ(ask({"enter the link"}), "entered\n");
+    install(m_owner, m_group, 04755);
+    EXPECT_EQ(ask({"enter the link"}), "entered\n");
+    linkToFolder(m_owner);
+    EXPECT_EQ(ask({"enter the link"}), "entered\n");
 }
 
 TEST_F(Rights, ASetuidGameIgnoresALinkThatItsUserStartsItThrough)

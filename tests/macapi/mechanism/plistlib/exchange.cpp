@@ -9,9 +9,9 @@
 //     s61 i-640 r4059...f t f d8950 D2003-10-24T18:00:00Z [a,b] {61:v,62:v}
 //
 // with texts, data and the bits of reals in hexadecimal, and keys in the order of their bytes.
-#include "macapi/src/encoding.h"
-#include "macapi/src/plist.h"
-#include "macapi/src/values.h"
+#include "macapi/src/objects/encoding.h"
+#include "macapi/src/objects/plist.h"
+#include "macapi/src/objects/values.h"
 
 #include <cmath>
 #include <random>

@@ -1,0 +1,61 @@
+// The connection to the X server, for the sources that use it.
+//
+// 1. The connection is our own. It is opened at the first question and is not closed. So AppKit's connection is not
+//    disturbed, and the server undoes our changes when the process ends. A forked child opens its own connection.
+// 2. The connection is used only under a ServerLock. One thread holds it at a time; it is not recursive.
+// 3. X errors of this connection are caught while a ServerLock exists. Otherwise Xlib would print them and end the
+//    process.
+#pragma once
+
+#include <X11/Xlib.h>
+
+#include <memory>
+#include <mutex>
+
+namespace macapi {
+
+class ServerLock {
+public:
+    ServerLock();
+    ~ServerLock();
+
+    explicit operator bool() const; // true while there is a server
+    Display* display() const;
+    Window root() const;
+
+    // Waits until the server has handled all requests. Returns false if it refused one since this lock was taken, or
+    // if the connection is lost.
+    bool succeeded() const;
+
+private:
+    const std::lock_guard<std::mutex> m_lock;
+    const bool m_connected;
+};
+
+// A record that Xlib allocated, with the function that frees it.
+template <class T>
+using XResource = std::unique_ptr<T, void (*)(T*)>;
+
+// The rectangle and the rate that an output shows. readMainDisplay returns false, and does not change *state, if the
+// connection is lost.
+struct OutputState {
+    int x; // pixels of the root window: the upper left corner
+    int y;
+    int width;
+    int height;
+    double refreshRate; // hertz; 0 if the server does not tell
+    bool isWayland;     // inside a Wayland session, which controls the cursor
+};
+bool readMainDisplay(const ServerLock& xserver, OutputState* state);
+
+// A pixel of the root window. isOnAnOutput returns true if an output shows it; false on a server without outputs.
+struct RootPixel {
+    int x;
+    int y;
+};
+bool isOnAnOutput(const ServerLock& xserver, const RootPixel& pixel);
+
+// Forgets what was done to the cursor, because another process's connection did it.
+void forgetCursor();
+
+} // namespace macapi

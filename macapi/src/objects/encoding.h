@@ -1,0 +1,25 @@
+// Texts and their encodings. Inside the library every text is UTF-8; these calls convert at its border.
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace macapi {
+
+// Convert to and from UTF-8. Return nothing if the encoding cannot hold the text, or is unknown.
+std::optional<std::string> decode(std::string_view bytes, CFStringEncoding encoding);
+std::optional<std::string> encode(std::string_view text, CFStringEncoding encoding);
+
+const char32_t sc_noCharacter = 0xffffffff;
+
+// Returns the character at *position and moves *position to the next character. Returns sc_noCharacter, and does not
+// move, if the bytes there are not valid UTF-8: truncated, longer than necessary, half a surrogate pair, or above
+// U+10FFFF.
+char32_t nextCharacter(std::string_view text, size_t* position);
+
+void appendCharacter(std::string* text, char32_t character);
+
+} // namespace macapi

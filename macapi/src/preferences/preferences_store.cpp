@@ -1,0 +1,298 @@
+// Domains, their pending values, and the values that were read from their files.
+//
+// 1. All values are stored under the path of the domain's file. If the environment names another folder, the domain
+//    has another file. Pending values belong to the file for which they were set.
+// 2. Values that were read are used again only while the file is certainly the same. A file's times have a coarse
+//    step: a file that changed a moment ago may change again and keep the same times.
+// 3. The lock mutex guards the stored values. It is held while a file is read. It is not held while a file is
+//    written, because a write may wait for other processes. A second lock, writing, is taken before mutex and lets
+//    one thread write at a time.
+// 4. A read sees the values that are being written just like pending values. So no read returns a value older than an
+//    earlier read.
+#include "macapi/src/preferences/preferences_store.h"
+
+#include "macapi/src/objects/plist.h"
+#include "macapi/src/preferences/preferences_file.h"
+#include "macapi/src/system/bundle.h"
+#include "macapi/src/system/disk.h"
+#include "macapi/src/system/executable.h"
+#include "macapi/src/system/folders.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <stdio.h>
+#include <sys/utsname.h>
+#include <time.h>
+#include <unistd.h>
+
+namespace macapi {
+
+static const size_t sc_longestName = 160; // bytes; the system allows 255 for the whole name
+// Nanoseconds; longer than the step of the clock for files' times.
+static const int64_t sc_timestampMargin = 20 * 1000 * 1000;
+// How long a write waits for other processes that hold the file's lock.
+static const std::chrono::seconds sc_lockTimeout(5);
+
+static std::string hashOf(const std::string& text)
+{
+    uint64_t hash = 0xcbf29ce484222325; // FNV-1a
+    for (unsigned char byte : text) {
+        hash = (hash ^ byte) * 0x100000001b3;
+    }
+    char digits[17];
+    snprintf(digits, sizeof(digits), "%08x%08x", static_cast<unsigned int>(hash >> 32),
+             static_cast<unsigned int>(hash));
+    return digits;
+}
+
+// Returns a name for this computer. Computers that share a folder have different names. The name is a hash of the
+// machine's identity, which is not for other users to see. A computer that gets a new network name keeps its
+// identity. Without an identity, the network name is hashed.
+static const std::string& hostName()
+{
+    static const std::string s_name = [] {
+        std::string identity;
+        utsname names;
+        if (readFile("/etc/machine-id", &identity) != 0 || identity.size() < 32) {
+            identity = uname(&names) == 0 ? names.nodename : "";
+        }
+        return hashOf(identity);
+    }();
+    return s_name;
+}
+
+// Asked once: a program that is renamed while it runs keeps its preferences.
+static const std::string& currentApplication()
+{
+    static const std::string s_name = [] {
+        const std::string identifier = bundleIdentifier();
+        return identifier.empty() ? processName() : identifier;
+    }();
+    return s_name;
+}
+
+// Returns a file name for an application. Different applications have different names, and no name leads to another
+// folder. A slash, a percent sign, a control character and a leading dot become % and two digits. In a name that is
+// too long, % and a hash of the whole name replace the end.
+static std::string fileNameOf(const std::string& application)
+{
+    std::string name;
+    for (unsigned char byte : application) {
+        if (byte < ' ' || byte == 0x7f || byte == '/' || byte == '%' || (byte == '.' && name.empty())) {
+            char digits[4];
+            snprintf(digits, sizeof(digits), "%%%02x", byte);
+            name += digits;
+        } else {
+            name += static_cast<char>(byte);
+        }
+    }
+    if (name.size() > sc_longestName) {
+        size_t length = sc_longestName;
+        while ((name[length] & 0xc0) == 0x80) { // a UTF-8 character is not divided
+            length--;
+        }
+        name = name.substr(0, length) + "%-" + hashOf(application);
+    }
+    return name;
+}
+
+// An application that has the same name as the domain of all applications has a file of its own.
+static std::string fileNameFor(const PreferencesDomain& domain)
+{
+    if (domain.application == sc_anyApplication) {
+        return ".GlobalPreferences";
+    }
+    return fileNameOf(domain.application == sc_currentApplication ? currentApplication() : domain.application);
+}
+
+std::string preferencesFile(const PreferencesDomain& domain)
+{
+    const bool machine = domain.user == PreferencesUser::Any;
+    const std::string folder = systemFolder(machine ? kLocalDomain : kUserDomain, kPreferencesFolderType);
+    const std::string name = fileNameFor(domain);
+    if (name.empty() || folder.empty()) {
+        return "";
+    }
+    return domain.host == PreferencesHost::Current ? folder + "/ByHost/" + name + "." + hostName() + ".plist"
+                                                   : folder + "/" + name + ".plist";
+}
+
+namespace {
+
+// What the process has stored for a domain's file.
+struct File {
+    PreferencesChanges pending;
+    PreferencesChanges written; // being written by another thread
+    Ref<__CFDictionary> values; // null: must be read
+    struct stat status;         // of the file that these values came from
+};
+
+// The state of one process. A forked child gets its own: it does not have its parent's pending values, nor the thread
+// that may hold a lock.
+struct ProcessState {
+    const pid_t id;
+    ProcessState* const parent;
+    std::mutex writing;                // held while a file is changed or repaired
+    std::mutex mutex;                  // guards files
+    std::map<std::string, File> files; // by path
+};
+
+} // namespace
+
+static ProcessState& processState()
+{
+    static std::atomic<ProcessState*> s_process; // never freed: other threads may still use it when the process ends
+    ProcessState* known = s_process.load();
+    const pid_t id = getpid();
+    while (!known || known->id != id) {
+        ProcessState* fresh = new ProcessState{id, known, {}, {}, {}};
+        if (s_process.compare_exchange_strong(known, fresh)) {
+            return *fresh;
+        }
+        delete fresh;
+    }
+    return *known;
+}
+
+static int64_t nanoseconds(const timespec& time)
+{
+    return static_cast<int64_t>(time.tv_sec) * 1000000000 + time.tv_nsec;
+}
+
+static bool isSame(const struct stat& one, const struct stat& other)
+{
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino && one.st_size == other.st_size &&
+           nanoseconds(one.st_mtim) == nanoseconds(other.st_mtim) &&
+           nanoseconds(one.st_ctim) == nanoseconds(other.st_ctim);
+}
+
+static Ref<__CFDictionary> emptyDictionary()
+{
+    static const __CFDictionary* const s_empty = immortal(make<__CFDictionary>(__CFDictionary::Entries()));
+    return share(s_empty);
+}
+
+// Returns the values of the file at this moment. A damaged file is repaired, unless another thread is writing.
+static Ref<__CFDictionary> valuesOf(ProcessState* state, File* file, const std::string& path, PreferencesUser user)
+{
+    struct stat now;
+    if (stat(path.c_str(), &now) != 0) {
+        return emptyDictionary();
+    }
+    if (file->values && isSame(file->status, now)) {
+        return share(file->values.get());
+    }
+    timespec time;
+    clock_gettime(CLOCK_REALTIME, &time);
+    const std::unique_lock<std::mutex> writing(state->writing, std::try_to_lock);
+    PreferencesContents contents = readPreferencesFile(path, user, writing.owns_lock());
+    file->values.reset();
+    if (contents.state == PreferencesState::Good &&
+        nanoseconds(time) - nanoseconds(contents.status.st_ctim) > sc_timestampMargin) {
+        file->values = share(contents.values.get());
+        file->status = contents.status;
+    }
+    return std::move(contents.values);
+}
+
+// Returns the change of a value; null if the changes do not contain it.
+static const Ref<Object>* find(const PreferencesChanges& changes, const std::string& key)
+{
+    const auto change = changes.find(key);
+    return change != changes.end() ? &change->second : nullptr;
+}
+
+Ref<Object> copyPreference(const PreferencesDomain& domain, const std::string& key)
+{
+    const std::string path = preferencesFile(domain);
+    if (path.empty()) {
+        return nullptr;
+    }
+    ProcessState& state = processState();
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    File& file = state.files[path];
+    for (const PreferencesChanges* changes : {&file.pending, &file.written}) {
+        if (const Ref<Object>* value = find(*changes, key)) {
+            return share(value->get());
+        }
+    }
+    return share(valuesOf(&state, &file, path, domain.user)->find(key));
+}
+
+Ref<__CFDictionary> copyPreferences(const PreferencesDomain& domain)
+{
+    const std::string path = preferencesFile(domain);
+    if (path.empty()) {
+        return emptyDictionary();
+    }
+    ProcessState& state = processState();
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    File& file = state.files[path];
+    return applyChanges(*applyChanges(*valuesOf(&state, &file, path, domain.user), file.written), file.pending);
+}
+
+void setPreference(const PreferencesDomain& domain, const std::string& key, Ref<Object> value)
+{
+    const std::string path = preferencesFile(domain);
+    PreferencesChanges change;
+    change[key] = std::move(value);
+    std::string text;
+    if (path.empty() || !writePlist(*applyChanges(*emptyDictionary(), change), &text)) {
+        return;
+    }
+    ProcessState& state = processState();
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    state.files[path].pending[key] = std::move(change[key]);
+}
+
+namespace {
+
+// Marks the pending values of a file as being written, until this object is destroyed. Only the thread that holds
+// writing may make one.
+class PendingWrite {
+public:
+    PendingWrite(ProcessState* processState, const std::string& path) : m_process(processState), m_path(path)
+    {
+        const std::lock_guard<std::mutex> lock(processState->mutex);
+        m_file = &processState->files[path];
+        m_file->written = std::move(m_file->pending);
+        m_file->pending.clear();
+    }
+    ~PendingWrite()
+    {
+        const std::lock_guard<std::mutex> lock(m_process->mutex);
+        m_file->written.clear();
+        m_file->values.reset();
+        if (m_file->pending.empty()) {
+            m_process->files.erase(m_path);
+        }
+    }
+    PendingWrite(const PendingWrite&) = delete;
+    PendingWrite& operator=(const PendingWrite&) = delete;
+
+    const PreferencesChanges& changes() const { return m_file->written; } // no other thread changes these
+
+private:
+    ProcessState* const m_process;
+    const std::string m_path;
+    File* m_file;
+};
+
+} // namespace
+
+bool synchronizePreferences(const PreferencesDomain& domain)
+{
+    const auto end = std::chrono::steady_clock::now() + sc_lockTimeout;
+    const std::string path = preferencesFile(domain);
+    if (path.empty()) {
+        return false;
+    }
+    ProcessState& state = processState();
+    const std::lock_guard<std::mutex> lock(state.writing);
+    const PendingWrite writing(&state, path);
+    return writing.changes().empty() || changePreferencesFile(path, writing.changes(), domain.user, end);
+}
+
+} // namespace macapi

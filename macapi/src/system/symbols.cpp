@@ -1,0 +1,74 @@
+// Symbols by name, through the dynamic linker.
+//
+// 1. The program's handle finds symbols of the program and of all libraries that were loaded for general use. A
+//    library that was opened with RTLD_LOCAL must be asked separately. These libraries come second, in the order in
+//    which they were loaded.
+// 2. Looking up a symbol does not keep a library in memory. RTLD_DEFAULT would: the linker would then record that
+//    this library needs the other one.
+// 3. A symbol is represented by its address. A symbol whose address is null counts as not defined, because it cannot
+//    be called.
+#include <mach-o/dyld.h>
+
+#include <dlfcn.h>
+#include <exception>
+#include <link.h>
+#include <string>
+#include <vector>
+
+static int addPath(dl_phdr_info* library, size_t, void* paths)
+{
+    static_cast<std::vector<std::string>*>(paths)->push_back(library->dlpi_name);
+    return 0;
+}
+
+// Returns the paths of the program and all loaded libraries. The program is first, and its path is empty.
+static std::vector<std::string> loadedLibraries()
+{
+    std::vector<std::string> paths;
+    dl_iterate_phdr(addPath, &paths);
+    return paths;
+}
+
+static void* findIn(const std::string& path, const char* name)
+{
+    void* library = dlopen(path.empty() ? nullptr : path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
+    if (!library) {
+        return nullptr; // the library was unloaded meanwhile
+    }
+    void* address = dlsym(library, name);
+    dlclose(library);
+    return address;
+}
+
+static void* find(const char* symbol)
+{
+    if (!symbol || symbol[0] != '_') {
+        return nullptr; // no C symbol of the Mac's
+    }
+    for (const std::string& path : loadedLibraries()) {
+        void* address = findIn(path, symbol + 1);
+        if (address) {
+            return address;
+        }
+    }
+    return nullptr;
+}
+
+bool NSIsSymbolNameDefined(const char* name)
+try {
+    return find(name) != nullptr;
+} catch (const std::exception&) {
+    return false;
+}
+
+NSSymbol NSLookupAndBindSymbol(const char* name)
+try {
+    return static_cast<NSSymbol>(find(name));
+} catch (const std::exception&) {
+    return nullptr;
+}
+
+void* NSAddressOfSymbol(NSSymbol symbol)
+{
+    return symbol;
+}

@@ -65,7 +65,7 @@ static unsigned long largestRequest(const MemoryBank_s* bank)
 
 inline FreeList MemoryMgr::_freeListOf(MemoryBank_s* bank) const
 {
-    return FreeList(bank, bank == &systemBank ? nullptr : FreeIndex::of(this, static_cast<int>(bank - banks)));
+    return FreeList(bank, FreeIndex::of(bank));
 }
 
 static void countAlloc(MemoryBank_s* bank, unsigned long size)
@@ -83,8 +83,8 @@ __attribute__((flatten)) void* MemoryMgr::alloc(int index, unsigned long size, c
         return nullptr;
     }
     BankLock lock(index);
-    RulesWatch watch(this, index, bank, nullptr);
-    if (size > largestRequest(bank)) {
+    RulesWatch watch(index, bank, nullptr);
+    if (size > sc_largestNode && size > largestRequest(bank)) {
         _endOutOfMemory(); // before the sums below could wrap
     }
 
@@ -116,7 +116,7 @@ __attribute__((flatten)) int MemoryMgr::free(int index, void* block)
         return MEMERR_BLOCK;
     }
     BankLock lock(index);
-    RulesWatch watch(this, index, bank, block ? nodeOf(block) : nullptr);
+    RulesWatch watch(index, bank, block ? nodeOf(block) : nullptr);
     if (bank->type == MEMBANK_HEAP && block) {
         unsigned long size = 0;
         if (const int error = _heapFree(bank, block, &size)) {

@@ -13,6 +13,28 @@ static unsigned int wordsFor(unsigned int bits)
     return (bits + sc_wordBits - 1) / sc_wordBits;
 }
 
+FreeIndex::Set* FreeIndex::_setOf(const MemoryMgr* manager)
+{
+    for (Set& set : s_sets) {
+        if (set.manager.load(std::memory_order_acquire) == manager) {
+            return &set;
+        }
+    }
+    return nullptr;
+}
+
+// A game has one manager, and the first set is its set. Only further managers and the system bank get here.
+FreeIndex* FreeIndex::_ofLaterSets(const MemoryBank_s* bank)
+{
+    for (Set& set : s_sets) {
+        FreeIndex* index = set.indexOf(bank);
+        if (index) {
+            return index->m_units ? index : nullptr;
+        }
+    }
+    return nullptr;
+}
+
 void FreeIndex::make(const MemoryMgr* manager, int number, const MemoryBank_s& bank)
 {
     Set* set = _setOf(manager);
@@ -48,6 +70,7 @@ void FreeIndex::make(const MemoryMgr* manager, int number, const MemoryBank_s& b
     index.m_heads = reinterpret_cast<unsigned int*>(index.m_classes + classWords);
     index.added(&bank, bank.freeList, nullptr);
     set->indexes[number] = index;
+    set->banks.store(&bank - number, std::memory_order_release);
     set->manager.store(manager, std::memory_order_release);
 }
 
@@ -60,6 +83,7 @@ void FreeIndex::dropAll(const MemoryMgr* manager)
     for (FreeIndex& index : set->indexes) {
         index._drop();
     }
+    set->banks.store(nullptr, std::memory_order_release);
     set->manager.store(nullptr, std::memory_order_release);
 }
 

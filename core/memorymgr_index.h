@@ -42,7 +42,7 @@ public:
     // Makes the index of a bank that is one free node. There is none when the bank is too small to need it, without
     // memory for it, and with more than four managers at a time; then the list is walked.
     static void make(const MemoryMgr* manager, int number, const MemoryBank_s& bank);
-    static FreeIndex* of(const MemoryMgr* manager, int number); // null: the bank has none
+    static FreeIndex* of(const MemoryBank_s* bank); // null: the bank has none
     static void dropAll(const MemoryMgr* manager);
 
     // The three questions, as FreeWalk has them. False: the bank contradicts the index, which has given itself up.
@@ -63,6 +63,7 @@ public:
 private:
     struct Set;
     static Set* _setOf(const MemoryMgr* manager);
+    __attribute__((cold)) static FreeIndex* _ofLaterSets(const MemoryBank_s* bank);
     void _drop();
     __attribute__((cold)) bool _giveUp();
 
@@ -107,22 +108,26 @@ private:
 };
 
 struct FreeIndex::Set {
-    std::atomic<const MemoryMgr*> manager; // null: the set is free
+    std::atomic<const MemoryMgr*> manager;  // null: the set is free
+    std::atomic<const MemoryBank_s*> banks; // of the manager; null: the set is free
     FreeIndex indexes[32];
+
+    FreeIndex* indexOf(const MemoryBank_s* bank);
 };
 
-inline FreeIndex::Set* FreeIndex::_setOf(const MemoryMgr* manager)
+// Returns the bank's index; null if the bank is not one of the set's. The distance to the first bank tells both.
+inline FreeIndex* FreeIndex::Set::indexOf(const MemoryBank_s* bank)
 {
-    for (Set& set : s_sets) {
-        if (set.manager.load(std::memory_order_acquire) == manager) {
-            return &set;
-        }
-    }
-    return nullptr;
+    const uintptr_t first = reinterpret_cast<uintptr_t>(banks.load(std::memory_order_acquire));
+    const uintptr_t distance = reinterpret_cast<uintptr_t>(bank) - first;
+    return distance < 32 * sizeof(MemoryBank_s) ? &indexes[distance / sizeof(MemoryBank_s)] : nullptr;
 }
 
-inline FreeIndex* FreeIndex::of(const MemoryMgr* manager, int number)
+inline FreeIndex* FreeIndex::of(const MemoryBank_s* bank)
 {
-    Set* set = _setOf(manager);
-    return set && set->indexes[number].m_units ? &set->indexes[number] : nullptr;
+    FreeIndex* index = s_sets[0].indexOf(bank);
+    if (!index) {
+        return _ofLaterSets(bank);
+    }
+    return index->m_units ? index : nullptr;
 }

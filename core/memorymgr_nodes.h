@@ -106,8 +106,8 @@ inline MemoryBank_s* MemoryMgr::_bank(int index)
 
 inline const MemoryBank_s* MemoryMgr::_bank(int index) const
 {
-    if (index < -1 || index >= 32) {
-        return nullptr;
+    if (index >= 0 && index < 32) {
+        return &banks[index];
     }
-    return index == -1 ? &systemBank : &banks[index];
+    return index == -1 ? &systemBank : nullptr;
 }

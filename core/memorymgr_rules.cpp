@@ -186,7 +186,7 @@ const char* FreeIndex::_brokenUnitRule(const MemoryBank_s* bank) const
 const char* RulesWatch::_brokenRule() const
 {
     const char* broken = brokenHeapRule(m_bank);
-    FreeIndex* index = m_number == -1 ? nullptr : FreeIndex::of(m_manager, m_number);
+    FreeIndex* index = FreeIndex::of(m_bank);
     if (!broken && index) {
         broken = index->brokenRule(m_bank);
     }
@@ -202,8 +202,8 @@ static void end(int number, const char* broken)
     abort();
 }
 
-RulesWatch::RulesWatch(const MemoryMgr* manager, int number, const MemoryBank_s* bank, MemoryHeapNode_s* node)
-    : m_manager(manager), m_number(number), m_bank(bank), m_fallbackCount(bank->extNodeCount), m_isChecked(false)
+RulesWatch::RulesWatch(int number, const MemoryBank_s* bank, MemoryHeapNode_s* node)
+    : m_number(number), m_bank(bank), m_fallbackCount(bank->extNodeCount), m_isChecked(false)
 {
     const unsigned int nodes = bank->usedNodeCount + bank->freeNodeCount + bank->extNodeCount;
     if (bank->type != MEMBANK_HEAP || (bank->allocCount + bank->freeCount) % (nodes / sc_steps + 1) != 0) {

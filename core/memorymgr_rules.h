@@ -17,13 +17,12 @@
 class RulesWatch {
 public:
     // number and bank are those of the operation, node the header of what it is about to free; null for other operations.
-    RulesWatch(const MemoryMgr* manager, int number, const MemoryBank_s* bank, MemoryHeapNode_s* node);
+    RulesWatch(int number, const MemoryBank_s* bank, MemoryHeapNode_s* node);
     ~RulesWatch();
 
 private:
     const char* _brokenRule() const;
 
-    const MemoryMgr* m_manager;
     int m_number;
     const MemoryBank_s* m_bank;
     unsigned int m_fallbackCount; // at the beginning of the operation
@@ -34,7 +33,7 @@ private:
 
 class RulesWatch {
 public:
-    RulesWatch(const MemoryMgr*, int, const MemoryBank_s*, MemoryHeapNode_s*) {}
+    RulesWatch(int, const MemoryBank_s*, MemoryHeapNode_s*) {}
 };
 
 #endif

@@ -123,3 +123,16 @@ MemoryHeapNode_s* FreeIndex::_firstLargeFrom(unsigned long size) const
     }
     return node;
 }
+
+// The list, which had one node, has two.
+void FreeIndex::_enterOnly(const MemoryHeapNode_s* only)
+{
+    _enter(only, nullptr);
+}
+
+// The list has one node.
+void FreeIndex::_leaveOnly()
+{
+    _setHead(_classOf(m_first->size), nullptr);
+    taken(m_first);
+}

@@ -74,6 +74,8 @@ private:
     void _setHead(unsigned int number, const MemoryHeapNode_s* node);
     void _enterClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
     void _enter(const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
+    void _enterOnly(const MemoryHeapNode_s* only);
+    void _leaveOnly();
     void _leaveClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
     MemoryHeapNode_s* _firstFrom(unsigned long size) const;
     MemoryHeapNode_s* _firstLargeFrom(unsigned long size) const;

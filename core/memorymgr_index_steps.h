@@ -127,6 +127,9 @@ inline MemoryHeapNode_s* FreeIndex::_firstFrom(unsigned long size) const
     if (units >= m_exactCount) {
         return _firstLargeFrom(size);
     }
+    if (const unsigned int head = m_heads[units]) { // mostly so; the processor need not wait for the bits
+        return _nodeAt(head - 1);
+    }
     const unsigned int number = _firstClassFrom(static_cast<unsigned int>(units));
     return number != sc_noClass ? _nodeAt(m_heads[number] - 1) : nullptr;
 }
@@ -249,7 +252,7 @@ inline bool FreeIndex::neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* 
     }
     *found = {lower, upper};
     const bool isLower = !lower || (lower->magic == sc_magicFree && behind(lower) == node);
-    const bool isUpper = !upper || _isFreeNode(upper, 1);
+    const bool isUpper = !upper || (upper->magic == sc_magicFree && _isPossible(upper));
     return (isLower && isUpper) || _giveUp();
 }
 
@@ -273,7 +276,7 @@ inline void FreeIndex::added(const MemoryBank_s* bank, const MemoryHeapNode_s* n
         return;
     }
     if (only) {
-        _enter(only, nullptr);
+        _enterOnly(only);
     }
     _enter(node, after);
 }
@@ -293,8 +296,7 @@ inline void FreeIndex::removed(const MemoryHeapNode_s* node)
     }
     _leaveClass(_classOf(node->size), node, after);
     if (m_first == m_last) {
-        _setHead(_classOf(m_first->size), nullptr);
-        taken(m_first);
+        _leaveOnly();
     }
 }
 

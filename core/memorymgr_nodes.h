@@ -53,15 +53,18 @@ inline void setLink(MemoryNodeRef& from, MemoryHeapNode_s* node, e_NodesOf nodes
 inline void linkBetween(MemoryHeapNode_s*& list, MemoryHeapNode_s* before, MemoryHeapNode_s* node,
                         MemoryHeapNode_s* after, e_NodesOf nodes = NODES_OF_BANK)
 {
-    setLink(node->prev, before, nodes);
-    setLink(node->next, after, nodes);
     if (before) {
+        setLink(node->prev, before, nodes);
         setLink(before->next, node, nodes);
     } else {
+        setLink(node->prev, nullptr, nodes);
         list = node;
     }
     if (after) {
+        setLink(node->next, after, nodes);
         setLink(after->prev, node, nodes);
+    } else {
+        setLink(node->next, nullptr, nodes);
     }
 }
 
@@ -75,6 +78,11 @@ inline void unlink(MemoryHeapNode_s*& list, MemoryHeapNode_s* node, e_NodesOf no
 {
     MemoryHeapNode_s* before = linkOf(node->prev, nodes);
     MemoryHeapNode_s* after = linkOf(node->next, nodes);
+    if (before && after) {
+        setLink(before->next, after, nodes);
+        setLink(after->prev, before, nodes);
+        return;
+    }
     if (before) {
         setLink(before->next, after, nodes);
     } else {

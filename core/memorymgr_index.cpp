@@ -23,13 +23,12 @@ FreeIndex::Set* FreeIndex::_setOf(const MemoryMgr* manager)
     return nullptr;
 }
 
-// A game has one manager, and the first set is its set. Only further managers and the system bank get here.
-FreeIndex* FreeIndex::_ofLaterSets(const MemoryBank_s* bank)
+// The system bank gets here with number 32: it has no index.
+FreeIndex* FreeIndex::_ofLaterSets(const MemoryBank_s* banks, size_t number)
 {
     for (Set& set : s_sets) {
-        FreeIndex* index = set.indexOf(bank);
-        if (index) {
-            return index->m_units ? index : nullptr;
+        if (number < 32 && set.banks.load(std::memory_order_acquire) == banks) {
+            return set.indexes[number].m_units ? &set.indexes[number] : nullptr;
         }
     }
     return nullptr;

@@ -42,7 +42,10 @@ public:
     // Makes the index of a bank that is one free node. There is none when the bank is too small to need it, without
     // memory for it, and with more than four managers at a time; then the list is walked.
     static void make(const MemoryMgr* manager, int number, const MemoryBank_s& bank);
-    static FreeIndex* of(const MemoryBank_s* bank); // null: the bank has none
+
+    // Returns the index of the bank banks[number]; null when the bank has none. banks are the 32 banks of a manager. Any
+    // number is allowed.
+    static FreeIndex* of(const MemoryBank_s* banks, size_t number);
     static void dropAll(const MemoryMgr* manager);
 
     // The three questions, as FreeWalk has them. False: the bank contradicts the index, which has given itself up.
@@ -63,7 +66,7 @@ public:
 private:
     struct Set;
     static Set* _setOf(const MemoryMgr* manager);
-    __attribute__((cold)) static FreeIndex* _ofLaterSets(const MemoryBank_s* bank);
+    __attribute__((cold)) static FreeIndex* _ofLaterSets(const MemoryBank_s* banks, size_t number);
     void _drop();
     __attribute__((cold)) bool _giveUp();
 
@@ -113,23 +116,14 @@ struct FreeIndex::Set {
     std::atomic<const MemoryMgr*> manager;  // null: the set is free
     std::atomic<const MemoryBank_s*> banks; // of the manager; null: the set is free
     FreeIndex indexes[32];
-
-    FreeIndex* indexOf(const MemoryBank_s* bank);
 };
 
-// Returns the bank's index; null if the bank is not one of the set's. The distance to the first bank tells both.
-inline FreeIndex* FreeIndex::Set::indexOf(const MemoryBank_s* bank)
+// The first set is looked at here, because a game has one manager.
+inline FreeIndex* FreeIndex::of(const MemoryBank_s* banks, size_t number)
 {
-    const uintptr_t first = reinterpret_cast<uintptr_t>(banks.load(std::memory_order_acquire));
-    const uintptr_t distance = reinterpret_cast<uintptr_t>(bank) - first;
-    return distance < 32 * sizeof(MemoryBank_s) ? &indexes[distance / sizeof(MemoryBank_s)] : nullptr;
-}
-
-inline FreeIndex* FreeIndex::of(const MemoryBank_s* bank)
-{
-    FreeIndex* index = s_sets[0].indexOf(bank);
-    if (!index) {
-        return _ofLaterSets(bank);
+    if (number >= 32 || s_sets[0].banks.load(std::memory_order_acquire) != banks) {
+        return _ofLaterSets(banks, number);
     }
+    FreeIndex* index = &s_sets[0].indexes[number];
     return index->m_units ? index : nullptr;
 }

@@ -1,17 +1,19 @@
-// The free list of one bank, for as long as one operation takes: what finds nodes on it, and all that changes it.
+// FreeList: finds nodes on the free list of one bank and makes all changes to that list. An object lives for one
+// operation.
 //
-// Two finders answer questions about free nodes: the bank's index, where it has one, and FreeWalk. The index is told of
-// each change. An index that meets a contradiction gives itself up, and FreeWalk answers from there on.
+// Questions about free nodes go to a finder: to the bank's index (memorymgr_index.h) if the bank has one, else to
+// FreeWalk (memorymgr_walk.h). FreeList tells the index of each change. An index that finds a contradiction gives
+// itself up; from then on FreeWalk answers.
 #pragma once
 
 #include "core/memorymgr_index_steps.h"
 
 class FreeList {
 public:
-    // index may be null.
+    // index: of the bank; null if the bank has none.
     FreeList(MemoryBank_s* bank, FreeIndex* index) : m_bank(bank), m_index(index) {}
 
-    // Returns the first node of at least size bytes, header included; null when there is none.
+    // Returns the first node of at least size bytes, header included; null if there is none.
     MemoryHeapNode_s* firstOfAtLeast(unsigned long size)
     {
         MemoryHeapNode_s* node = nullptr;
@@ -32,7 +34,7 @@ public:
         return FreeWalk(m_bank).neighboursOf(node);
     }
 
-    // Puts node where its size belongs.
+    // Adds node to the list, at the place for its size.
     void add(MemoryHeapNode_s* node) { _link(_placeFor(node->size, nullptr), node); }
 
     void remove(MemoryHeapNode_s* node)
@@ -43,7 +45,8 @@ public:
         unlink(m_bank->freeList, node);
     }
 
-    // Puts node, of size bytes, on the list and takes old off it. They overlap, and may be the same.
+    // Takes old off the list and adds node, of size bytes. The two overlap: node lies in old, or old in node, or
+    // they are the same.
     void replace(MemoryHeapNode_s* old, MemoryHeapNode_s* node, unsigned int size)
     {
         const FreePlace place = _placeFor(size, old);
@@ -62,7 +65,7 @@ public:
         }
     }
 
-    // node, which has left the list, is in use from here on.
+    // Tells the index that node, which has left the list, is in use now.
     void taken(const MemoryHeapNode_s* node)
     {
         if (m_index) {
@@ -70,8 +73,9 @@ public:
         }
     }
 
-    // Joins a node that is on no list with the free nodes it touches. True when there was one, and then the joined node
-    // is on the list, by its new size. A header that was taken in keeps its words.
+    // Joins node, which is on no list, with the free nodes that touch it. Returns true if there was one: then the
+    // joined node is on the list, at the place for its new size. Returns false if there was none: then node is on
+    // no list. A header that becomes part of a larger node keeps its values.
     bool join(MemoryHeapNode_s* node)
     {
         const FreeNeighbours found = neighboursOf(node);
@@ -96,7 +100,8 @@ public:
     }
 
 private:
-    // Puts joined, of size bytes, in place of other. A list that the game has changed can hold more nodes that it touches.
+    // Takes other off the list and adds joined, of size bytes. If the game has changed the list, more nodes on it
+    // can touch joined, so that joined is joined again.
     __attribute__((noinline, cold)) void _joinByWalking(MemoryHeapNode_s* other, MemoryHeapNode_s* joined,
                                                         unsigned int size)
     {
@@ -126,5 +131,5 @@ private:
     }
 
     MemoryBank_s* m_bank;
-    FreeIndex* m_index; // null: the list is walked
+    FreeIndex* m_index; // null: FreeWalk answers
 };

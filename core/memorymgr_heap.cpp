@@ -1,16 +1,16 @@
-// Serving requests: the heap of one bank, linear banks, and the fallback blocks behind both.
+// alloc, free and getSize: the heap of one bank, linear banks, and the fallback blocks that serve full banks.
 //
-// 1. The nodes tile a heap bank: used and free sizes add up to its size.
-// 2. No two free nodes touch; a freed node takes in its neighbours at once.
-// 3. The free list runs from small to large, so the first node that fits is the best fit. Of equal ones the last that
-//    came back stands first.
+// 1. The nodes tile a heap bank: used and free sizes add up to the bank's size.
+// 2. No two free nodes touch: a freed node is joined with its free neighbours at once.
+// 3. The free list runs from small to large, so the first node that is large enough is the best fit. Among nodes of
+//    equal size, the node that was freed last is the first.
 // 4. A node is on one of its bank's three lists: free, used, or fallback.
-// 5. A request a bank can't serve goes to its location. Where that has nothing either, the game ends.
+// 5. A request that a bank can't serve goes to its location. If the location has no memory either, the game ends.
 //
-// FreeList finds free nodes and makes all changes to the free list. The steps here are counters, headers and the used
-// list.
+// FreeList (memorymgr_freelist.h) finds free nodes and makes all changes to the free list. The steps in this file
+// change counters, headers and the used list.
 //
-// A bank's lock is held from the first look at the bank to the last, callbacks included.
+// An operation holds the bank's lock from its first read of the bank to its last write, also while callbacks run.
 #include "core/memorymgr.h"
 #include "core/memorymgr_freelist.h"
 #include "core/memorymgr_nodes.h"
@@ -46,18 +46,18 @@ static MemoryHeapNode_s* nodeOf(void* block)
     return static_cast<MemoryHeapNode_s*>(block) - 1;
 }
 
-// A step that is taken into alloc or free, and that a debugger can call all the same.
+// Marks a step that is inlined into alloc or free. Its function exists as well, so that a debugger can call it.
 #define INLINED_STEP __attribute__((used)) inline
 
-// The node a heap request takes. A multiple of 32 still gains 32 more: budgets have been tuned with that, and must
-// hold on every host.
+// Returns the size of the node for a heap request, in bytes, header included. A sum that is already a multiple of
+// 32 is raised by 32 all the same: the sizes of games' banks have been tuned with that.
 static unsigned long nodeSize(unsigned long request)
 {
     return ((request + sc_headerSize) & ~(sc_granularity - 1ul)) + sc_granularity;
 }
 
-// The largest request that alloc looks at, in bytes. A node's size has 31 bits; a linear bank's region has no nodes, so it
-// serves requests up to the largest multiple of 32 that fits into 32 bits.
+// Returns the largest request that alloc tries to serve, in bytes. A node's size has 31 bits. A linear bank's
+// region has no nodes, so its limit is the largest multiple of 32 below 2^32.
 static unsigned long largestRequest(const MemoryBank_s* bank)
 {
     return bank->type == MEMBANK_LINEAR ? UINT_MAX & ~(sc_granularity - 1) : sc_largestNode;
@@ -65,7 +65,7 @@ static unsigned long largestRequest(const MemoryBank_s* bank)
 
 inline FreeList MemoryMgr::_freeListOf(MemoryBank_s* bank) const
 {
-    return FreeList(bank, bank == &systemBank ? nullptr : FreeIndex::of(this, static_cast<int>(bank - banks)));
+    return FreeList(bank, FreeIndex::of(banks, static_cast<size_t>(bank - banks)));
 }
 
 static void countAlloc(MemoryBank_s* bank, unsigned long size)
@@ -75,7 +75,7 @@ static void countAlloc(MemoryBank_s* bank, unsigned long size)
     bank->peakBytes = bank->bytesInUse > bank->peakBytes ? bank->bytesInUse : bank->peakBytes;
 }
 
-// flatten: calls between the steps would be a third of the instructions of alloc and free.
+// flatten inlines all steps: as calls, they would be a third of the instructions of alloc and free.
 __attribute__((flatten)) void* MemoryMgr::alloc(int index, unsigned long size, const char* file, unsigned int line)
 {
     MemoryBank_s* bank = _bank(index);
@@ -83,8 +83,8 @@ __attribute__((flatten)) void* MemoryMgr::alloc(int index, unsigned long size, c
         return nullptr;
     }
     BankLock lock(index);
-    RulesWatch watch(this, index, bank, nullptr);
-    if (size > largestRequest(bank)) {
+    RulesWatch watch(index, bank, nullptr);
+    if (size > sc_largestNode && size > largestRequest(bank)) {
         _endOutOfMemory(); // before the sums below could wrap
     }
 
@@ -116,7 +116,7 @@ __attribute__((flatten)) int MemoryMgr::free(int index, void* block)
         return MEMERR_BLOCK;
     }
     BankLock lock(index);
-    RulesWatch watch(this, index, bank, block ? nodeOf(block) : nullptr);
+    RulesWatch watch(index, bank, block ? nodeOf(block) : nullptr);
     if (bank->type == MEMBANK_HEAP && block) {
         unsigned long size = 0;
         if (const int error = _heapFree(bank, block, &size)) {
@@ -140,8 +140,8 @@ unsigned int MemoryMgr::getSize(int index, void* block)
     return bank->type == MEMBANK_HEAP && block ? sizeOf(nodeOf(block)) - sc_headerSize : 0;
 }
 
-// Returns the block of a node of at least size bytes, header included, and sets size to the node's; null when there is
-// none.
+// Takes a free node of at least size bytes, header included. Returns its block, and stores the node's size in size;
+// null if there is no such node.
 INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& size, const char* file,
                                            unsigned int line)
 {
@@ -150,7 +150,7 @@ INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& si
     if (!node) {
         return nullptr;
     }
-    if (size + sc_headerSize < node->size) { // else the rest would hold a header and no byte more
+    if (size + sc_headerSize < node->size) { // else the rest would have room for a header only
         const unsigned int rest = node->size - static_cast<unsigned int>(size);
         list.replace(node, makeFreeNode(reinterpret_cast<char*>(node) + size, rest), rest);
         node->size = static_cast<unsigned int>(size);
@@ -168,7 +168,7 @@ INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& si
     return blockOf(node);
 }
 
-// Returns MEMERR_NONE, or MEMERR_BLOCK when block is not a live block; stores the size that went back in sizeOut.
+// Returns MEMERR_NONE and stores the freed node's size in sizeOut; MEMERR_BLOCK if block is not a live block.
 INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut)
 {
     MemoryHeapNode_s* node = nodeOf(block);
@@ -190,32 +190,33 @@ INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned 
     return 0;
 }
 
-// These three are steps of the two above, for a debugger to call.
+// The next three functions are steps of the two above, which a debugger can call.
 
-// Returns the first free node of at least size bytes, header included; null when there is none.
+// Returns the first free node of at least size bytes, header included; null if there is none.
 INLINED_STEP MemoryHeapNode_s* MemoryMgr::_heapFindBestFit(MemoryBank_s* bank, unsigned long size)
 {
     return _freeListOf(bank).firstOfAtLeast(size);
 }
 
-// Puts a node on the free list, where its size belongs.
+// Adds a node to the free list, at the place for its size.
 INLINED_STEP void MemoryMgr::_heapAddFreeNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
 {
     _freeListOf(bank).add(node);
 }
 
-// Joins a free node that is on no list with the free nodes it touches. Returns 1 when there was one, and then the joined
-// node is on the list; else 0.
+// Joins a free node that is on no list with the free nodes that touch it. Returns 1 if there was one, and then the
+// joined node is on the list; else 0.
 INLINED_STEP int MemoryMgr::_compactHeapNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
 {
     return _freeListOf(bank).join(node) ? 1 : 0;
 }
 
-// A block from the bank's location, size bytes with its header; null when the location has nothing left.
+// Makes a fallback block: a node of size bytes, header included, from the bank's location. Returns the block; null
+// if the location has no memory left.
 void* MemoryMgr::_allocExtNode(MemoryBank_s* bank, unsigned long size, const char* file, unsigned int line)
 {
     if (size < sc_headerSize) {
-        size = sc_headerSize; // a bank of another type asks for what its caller asked for
+        size = sc_headerSize; // in a bank of another type size is the caller's request, without a header
     }
     if (size > sc_largestNode) {
         return nullptr;
@@ -246,10 +247,11 @@ int MemoryMgr::_heapExtFree(MemoryBank_s* bank, MemoryHeapNode_s* node, unsigned
     return 0;
 }
 
-// The next size bytes of the region, a multiple of 32; null when they aren't there. Fallback blocks count in
-// bytesInUse, so a bank that has overflowed stays so until it is emptied, whatever is left of its region. The cursor has
-// the last word: with 4 GiB of fallback blocks the count comes round. On a 32-bit host the region can be larger than a
-// difference of two pointers, so addresses are subtracted as numbers.
+// Takes the next size bytes of the region; size is a multiple of 32. Returns their address; null if the bank has no
+// room for them. bytesInUse counts fallback blocks as well: after an overflow the bank serves fallback blocks until
+// it is emptied, even if its region has room. The position of the cursor is checked as well, because bytesInUse
+// wraps at 4 GiB of fallback blocks. In a 32-bit build the region can be larger than a difference of two pointers,
+// so addresses are subtracted as numbers.
 void* MemoryMgr::_linearAlloc(MemoryBank_s* bank, unsigned long size)
 {
     const uintptr_t cursor = reinterpret_cast<uintptr_t>(bank->cursor);
@@ -262,8 +264,8 @@ void* MemoryMgr::_linearAlloc(MemoryBank_s* bank, unsigned long size)
     return reinterpret_cast<char*>(cursor);
 }
 
-// Forgets all blocks of a linear bank; fallback blocks go back. One that has overflowed grows by half, or to what was
-// in use if that is more.
+// Empties a linear bank, and gives its fallback blocks back to the location. A bank that has overflowed grows by
+// half of its size, or to the bytes that were in use if these are more.
 void MemoryMgr::_linearReset(MemoryBank_s* bank)
 {
     while (bank->extList) {
@@ -272,7 +274,7 @@ void MemoryMgr::_linearReset(MemoryBank_s* bank)
     }
     if (bank->bytesInUse > bank->size) {
         const unsigned int half = static_cast<unsigned int>(static_cast<float>(bank->size) * 0.5f);
-        const unsigned int grown = bank->size + half; // where this wraps, it is less than what was in use
+        const unsigned int grown = bank->size + half; // if this sum wraps, it is less than bytesInUse
         _linearGrow(bank, grown < bank->bytesInUse ? bank->bytesInUse : grown);
     }
     bank->cursor = bank->base;
@@ -280,9 +282,10 @@ void MemoryMgr::_linearReset(MemoryBank_s* bank)
     bank->bytesInUse = 0;
 }
 
-// Moves the bank's region to one of the new size. Where that can't be had the bank has no memory from here on, and the old
-// region isn't lost. The realloc callback may use the bank: meanwhile the bank has no region, so the callback gets fallback
-// blocks, which go back when the bank is emptied the next time.
+// Replaces the bank's region with a region of size bytes. If the location has no such region, the old region goes
+// back to the location, and the bank has no memory any more. The realloc callback may use the bank: while it runs,
+// the bank has no region, so the callback gets fallback blocks. They go back when the bank is emptied the next
+// time.
 void MemoryMgr::_linearGrow(MemoryBank_s* bank, unsigned int size)
 {
     const MemoryLocation_s& location = locations[bank->location];
@@ -293,12 +296,13 @@ void MemoryMgr::_linearGrow(MemoryBank_s* bank, unsigned int size)
     if (!region) {
         giveTo(location, old);
     }
-    giveTo(location, bank->base); // the callback has made the bank grow in its turn
+    giveTo(location, bank->base); // not null if the callback has made the bank grow as well
     bank->base = region;
     bank->size = size;
 }
 
-// The bank's lock is still held: nobody else gets to see a bank that is about to end.
+// Shows the alert and ends the process. The bank's lock is still held, so that no other thread uses the bank
+// meanwhile.
 void MemoryMgr::_endOutOfMemory()
 {
     Platform::MessageBox("Out of Memory Error",

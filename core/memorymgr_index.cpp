@@ -1,16 +1,38 @@
-// Making and dropping the indexes. Which bank has which index stands in four sets, one for each manager.
+// Makes and drops the indexes. There are four sets of 32 indexes; each manager that has indexes owns one set.
 #include "core/memorymgr_index.h"
 #include "core/memorymgr_index_steps.h"
 
 #include <stdlib.h>
 
-static const unsigned int sc_smallestBank = 32 << 10; // bytes: the list of a smaller one is short enough to walk
+// Bytes. The free list of a smaller bank is short enough to walk.
+static const unsigned int sc_smallestBank = 32 << 10;
 
 FreeIndex::Set FreeIndex::s_sets[4];
 
 static unsigned int wordsFor(unsigned int bits)
 {
     return (bits + sc_wordBits - 1) / sc_wordBits;
+}
+
+FreeIndex::Set* FreeIndex::_setOf(const MemoryMgr* manager)
+{
+    for (Set& set : s_sets) {
+        if (set.manager.load(std::memory_order_acquire) == manager) {
+            return &set;
+        }
+    }
+    return nullptr;
+}
+
+// The system bank has number 32 and no index.
+FreeIndex* FreeIndex::_ofLaterSets(const MemoryBank_s* banks, size_t number)
+{
+    for (Set& set : s_sets) {
+        if (number < 32 && set.banks.load(std::memory_order_acquire) == banks) {
+            return set.indexes[number].m_units ? &set.indexes[number] : nullptr;
+        }
+    }
+    return nullptr;
 }
 
 void FreeIndex::make(const MemoryMgr* manager, int number, const MemoryBank_s& bank)
@@ -32,8 +54,8 @@ void FreeIndex::make(const MemoryMgr* manager, int number, const MemoryBank_s& b
     const unsigned int classWords = wordsFor(classCount);
     const unsigned int groupWords = wordsFor(classWords);
 
-    // The units' bits have no meaning yet and stay untouched until they have one: the index of a part of the bank that
-    // isn't used takes no memory from the system.
+    // malloc, not calloc: the bits have no meaning until a node is added there. The system gives memory for a page of
+    // bits when the first bit in it is written, so unused parts of the bank need no memory here.
     void* units = malloc((unitWords + wordsFor(unitWords)) * sizeof(uint64_t));
     void* classes = calloc(1, (groupWords + classWords) * sizeof(uint64_t) + classCount * sizeof(unsigned int));
     if (!units || !classes) {
@@ -48,6 +70,7 @@ void FreeIndex::make(const MemoryMgr* manager, int number, const MemoryBank_s& b
     index.m_heads = reinterpret_cast<unsigned int*>(index.m_classes + classWords);
     index.added(&bank, bank.freeList, nullptr);
     set->indexes[number] = index;
+    set->banks.store(&bank - number, std::memory_order_release);
     set->manager.store(manager, std::memory_order_release);
 }
 
@@ -60,6 +83,7 @@ void FreeIndex::dropAll(const MemoryMgr* manager)
     for (FreeIndex& index : set->indexes) {
         index._drop();
     }
+    set->banks.store(nullptr, std::memory_order_release);
     set->manager.store(nullptr, std::memory_order_release);
 }
 
@@ -76,8 +100,8 @@ bool FreeIndex::_giveUp()
     return false;
 }
 
-// As _firstFrom, for a size that has no class of its own or whose next one is the first of the large ones. The nodes
-// that are walked belong to one class; those behind it are large enough.
+// As _firstFrom, for sizes whose search starts at a large class or at the last exact class. Only nodes of one large
+// class are walked: the nodes of the next class are all large enough.
 MemoryHeapNode_s* FreeIndex::_firstLargeFrom(unsigned long size) const
 {
     if (size > m_size) {
@@ -94,8 +118,21 @@ MemoryHeapNode_s* FreeIndex::_firstLargeFrom(unsigned long size) const
     while (!isExact && node && node->size < bytes) {
         node = insideLink(node->next);
         if (node && !_isUnit(node)) {
-            return head; // which is too small: so the caller sees the contradiction
+            return head; // it is too small, and so the caller sees the contradiction
         }
     }
     return node;
+}
+
+// Gives a class and set bits to the node that was the only one, because the list has two nodes now.
+void FreeIndex::_enterOnly(const MemoryHeapNode_s* only)
+{
+    _enter(only, nullptr);
+}
+
+// Takes class and set bits away from the last node that is left on the list.
+void FreeIndex::_leaveOnly()
+{
+    _setHead(_classOf(m_first->size), nullptr);
+    taken(m_first);
 }

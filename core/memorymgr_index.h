@@ -1,25 +1,42 @@
 // The finder that needs no walk: an index of one heap bank's free nodes. It gives the same answers as FreeWalk
-// (memorymgr_walk.h), and FreeList (memorymgr_freelist.h) tells it of each change to the free list.
+// (memorymgr_walk.h). FreeList (memorymgr_freelist.h) tells the index of each change to the free list.
 //
-// 1. The bank is what it would be without an index: the same nodes on the same lists in the same order. Nothing of the
-//    index lies in the bank.
-// 2. Nodes are of a class by their size. Below 1/64 of the bank there is a class for each multiple of 32 bytes; from
-//    there on a class holds a quarter of the sizes between two powers of two. The free list runs from small to large,
-//    so the nodes of a class follow each other; the index knows the first. It also knows the last node of the list.
-// 3. So "the first node of at least so many bytes", which is the best fit and also the place where a node of that size
-//    goes, is the first node of the first class, from that of the size on, that isn't empty. Only a class of large
-//    sizes can hold smaller nodes as well and takes a walk; a bank has fewer than 64 such nodes. Three levels of bits find
-//    the class. The one node that may be no multiple of 32, at the end of the bank, is of the class below its size, and
-//    the last of it.
-// 4. A unit is 32 bytes, and each has a bit. The first and the last unit of a used node are clear. Those of a free node
-//    are set, and so are all of its units that share a word with one of the two. No two free nodes touch, so the bits
-//    from a free node's last unit down to its first are a run that a clear bit ends. A free node with a whole word
-//    between its first and its last word has the number of its first unit in the word below its last one, which is
-//    marked as spanned. All other bits have no meaning: making and joining nodes of any size changes a few words.
-// 5. While the list has one node, that node is its first and its last one, and of no class; its units are clear. Loading
-//    a level into an empty bank changes little else than the bank.
-// 6. The index checks each node against its header before an operation uses it. At the first contradiction it gives
-//    itself up: the game or a stray write has changed the bank, and its list has to be walked from there on.
+// 1. The index does not change the bank: with and without an index, the nodes are on the same list in the same
+//    order. All memory of the index lies outside the bank.
+// 2. Each node has a class, which follows from its size. Sizes below 1/64 of the bank have a class for each
+//    multiple of 32 bytes (an exact class). Larger sizes have four classes between two powers of two (a large
+//    class). The free list runs from small to large, so the nodes of a class follow each other. The index knows the
+//    first node of each class, and the index knows the last node of the list.
+// 3. Each class has a bit, which is set when the class has nodes. Two more levels of bits tell which words of the
+//    level below are not 0, so that a search skips empty words. The best fit for a size is the first node of at
+//    least that size. A node of that size goes in front of the same node. The index finds it as the first node of
+//    the first class that isn't empty, from the size's class on. A large class can also hold smaller nodes, so its
+//    nodes are walked; a bank has fewer than 64 of them. The node at the end of a bank can have a size that is no
+//    multiple of 32. Its class is that of the next smaller multiple, and it is the last node of that class.
+// 4. A unit is 32 bytes of the bank, and each unit has a bit. The first and the last unit of a used node are clear.
+//    The first and the last unit of a free node are set, and so is each of its units whose bit is in the same word
+//    as one of those two bits. From a free node's last unit the index finds its first: it reads the set bits
+//    downward to the next clear bit, which belongs to a used node because free nodes never touch. If a free node
+//    fills at least one whole word between its first and its last word, the word below its last word holds the
+//    number of the node's first unit, and the last word is marked as spanned. All other bits have no meaning, so
+//    each change writes only a few words.
+// 5. While the list has one node, this only node is of no class, and its units are clear. So loading a level
+//    into an empty bank writes little to the index.
+// 6. Before an operation uses a node, the index compares it with the node's header. At the first contradiction the
+//    index gives itself up (frees its memory), because the game or a stray write has changed the bank. From then on
+//    the bank's free list is walked.
+//
+// The bitmap of rule 4 with words of 8 bits instead of 64. U is a used node of 3 units, F a free one; "." is a bit
+// without a meaning:
+//
+//  unit     0  1  2  3  4  5  6  7 | 8  9 10 11 12 13 14 15 |16 17 18 19 20 21 22 23 |24 25 26 27 28 29 30 31
+//  node     U  U  U  F  F  F  F  F   F  F  F  F  F  F  F  F   F  F  F  F  F  F  F  F   F  F  U  U  U  F  F  U ...
+//  bit      0  .  0  1  1  1  1  1 | .  .  .  .  .  .  .  . |     the number 3        | 1  1  0  .  0  1  1  0
+//  spanned                       . |                       . |                       . |                     yes
+//
+// The free node that ends with unit 25 has set bits down to the start of its word. That word is marked as spanned,
+// so the word below it tells that the node begins with unit 3. The free node that ends with unit 30 begins with
+// unit 29, because the bit of unit 28 is clear.
 //
 // An index takes less than 1 % of its bank's size from ordinary memory when the bank is made, and nothing later.
 #pragma once
@@ -36,33 +53,40 @@ inline unsigned int unitsFor(unsigned int bytes)
     return (bytes + sc_unit - 1) / sc_unit; // bytes are less than 2^31
 }
 
-// Banks are used by different threads: no two indexes share a line of the processor's cache.
+// Different threads use different banks. The alignment keeps two indexes out of one line of the processor's cache.
 class alignas(64) FreeIndex {
 public:
-    // Makes the index of a bank that is one free node. There is none when the bank is too small to need it, without
-    // memory for it, and with more than four managers at a time; then the list is walked.
+    // Makes the index of the bank with this number, which has to be one free node. Makes none when the bank is
+    // smaller than 32 KiB, when there is no memory for an index, and when four other managers have indexes. A bank
+    // without an index has its list walked.
     static void make(const MemoryMgr* manager, int number, const MemoryBank_s& bank);
-    static FreeIndex* of(const MemoryMgr* manager, int number); // null: the bank has none
-    static void dropAll(const MemoryMgr* manager);
 
-    // The three questions, as FreeWalk has them. False: the bank contradicts the index, which has given itself up.
+    // Returns the index of the bank banks[number]; null when the bank has none. banks are the 32 banks of a
+    // manager. Any number is allowed.
+    static FreeIndex* of(const MemoryBank_s* banks, size_t number);
+    static void dropAll(const MemoryMgr* manager); // frees all indexes of a manager
+
+    // The three questions of FreeWalk. Each stores its answer and returns true; returns false if the bank
+    // contradicts the index, which has then given itself up.
     bool firstOfAtLeast(const MemoryBank_s* bank, unsigned long size, MemoryHeapNode_s** node);
     bool placeFor(unsigned int size, const MemoryHeapNode_s* leaving, FreePlace* place);
     bool neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* node, FreeNeighbours* found);
 
-    // The changes to the free list. "Before": while list and sizes are still the old ones.
+    // FreeList calls these for each change to the free list: added after the change, removed and replaced before
+    // it, while the list and the sizes are still the old ones.
     void added(const MemoryBank_s* bank, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
-    void removed(const MemoryHeapNode_s* node); // before it leaves
+    void removed(const MemoryHeapNode_s* node);
     void replaced(const MemoryHeapNode_s* old, const MemoryHeapNode_s* node,
-                  unsigned int size);         // before it takes over
-    void taken(const MemoryHeapNode_s* node); // it is in use from here on: its first and last unit become clear
+                  unsigned int size);         // node, of this size, replaces old
+    void taken(const MemoryHeapNode_s* node); // node is in use now: clears its first and last unit
 
-    // In a checked build: the first of the rules above that the index breaks; null when there is none.
+    // In a checked build: returns the first rule above that the index breaks; null when it breaks none.
     const char* brokenRule(const MemoryBank_s* bank) const;
 
 private:
     struct Set;
     static Set* _setOf(const MemoryMgr* manager);
+    __attribute__((cold)) static FreeIndex* _ofLaterSets(const MemoryBank_s* banks, size_t number);
     void _drop();
     __attribute__((cold)) bool _giveUp();
 
@@ -73,6 +97,8 @@ private:
     void _setHead(unsigned int number, const MemoryHeapNode_s* node);
     void _enterClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
     void _enter(const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
+    void _enterOnly(const MemoryHeapNode_s* only);
+    void _leaveOnly();
     void _leaveClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
     MemoryHeapNode_s* _firstFrom(unsigned long size) const;
     MemoryHeapNode_s* _firstLargeFrom(unsigned long size) const;
@@ -95,34 +121,29 @@ private:
     char* m_base;                    // of the bank
     unsigned int m_size;             // of the bank
     unsigned int m_exactCount;       // classes of a single multiple of 32
-    unsigned int m_largeOffset;      // from what a large size says to its class; may be "negative"
+    unsigned int m_largeOffset;      // added to a large size's number gives its class; can wrap below 0
     const MemoryHeapNode_s* m_first; // of the free list
     const MemoryHeapNode_s* m_last;
-    uint64_t* m_units;            // a bit for each unit; null: there is no index
-    uint64_t* m_spanned;          // a bit for each word of units: the word below it holds a number
-    uint64_t* m_groups;           // a bit for each word of m_classes that isn't 0
-    uint64_t* m_classes;          // a bit for each class that isn't empty
-    unsigned int* m_heads;        // for each class: its first node's unit and one; 0: empty
-    uint64_t m_tops[sc_topCount]; // a bit for each word of m_groups that isn't 0: the largest bank has 257 of them
+    uint64_t* m_units;            // rule 4: a bit for each unit; null: the bank has no index
+    uint64_t* m_spanned;          // rule 4: a bit for each word of m_units
+    uint64_t* m_groups;           // a bit for each word of m_classes; set: it isn't 0
+    uint64_t* m_classes;          // a bit for each class; set: the class has nodes
+    unsigned int* m_heads;        // for each class: 1 + the first node's first unit; 0: the class is empty
+    uint64_t m_tops[sc_topCount]; // a bit for each of up to 257 words of m_groups; set: it isn't 0
 };
 
 struct FreeIndex::Set {
-    std::atomic<const MemoryMgr*> manager; // null: the set is free
+    std::atomic<const MemoryMgr*> manager;  // null: the set is free
+    std::atomic<const MemoryBank_s*> banks; // of the manager; null: the set is free
     FreeIndex indexes[32];
 };
 
-inline FreeIndex::Set* FreeIndex::_setOf(const MemoryMgr* manager)
+// Only the first set is looked at in line, because a game has one manager.
+inline FreeIndex* FreeIndex::of(const MemoryBank_s* banks, size_t number)
 {
-    for (Set& set : s_sets) {
-        if (set.manager.load(std::memory_order_acquire) == manager) {
-            return &set;
-        }
+    if (number >= 32 || s_sets[0].banks.load(std::memory_order_acquire) != banks) {
+        return _ofLaterSets(banks, number);
     }
-    return nullptr;
-}
-
-inline FreeIndex* FreeIndex::of(const MemoryMgr* manager, int number)
-{
-    Set* set = _setOf(manager);
-    return set && set->indexes[number].m_units ? &set->indexes[number] : nullptr;
+    FreeIndex* index = &s_sets[0].indexes[number];
+    return index->m_units ? index : nullptr;
 }

@@ -1,5 +1,5 @@
-// The steps of FreeIndex that alloc and free consist of. They stand in a header so that memorymgr_heap.cpp takes them
-// in: a third of an operation's instructions would be calls between them.
+// The steps of FreeIndex that run in each alloc and free. They are in a header so that the compiler inlines them into
+// memorymgr_heap.cpp: as separate functions, a third of an operation's instructions would be calls and returns.
 #pragma once
 
 #include "core/memorymgr_index.h"
@@ -16,7 +16,7 @@ inline unsigned int highestBit(uint64_t word)
     return sc_wordBits - 1 - static_cast<unsigned int>(__builtin_clzll(word));
 }
 
-// The lowest bits of a word, up to this one.
+// Returns a word with bit % 64 and all lower bits set.
 inline uint64_t bitsUpTo(unsigned int bit)
 {
     return ~uint64_t(0) >> (sc_wordBits - 1 - bit % sc_wordBits);
@@ -40,14 +40,14 @@ inline unsigned int FreeIndex::_classOf(unsigned int size) const
     return number < m_exactCount ? number : _largeClassOf(size);
 }
 
-// The place of the highest bit and the two bits below it, as one number that grows with the size.
+// The position of the size's highest bit and the two bits below it make one number, which grows with the size.
 inline unsigned int FreeIndex::_largeClassOf(unsigned int size) const
 {
     const unsigned int top = highestBit(size);
     return m_largeOffset + top * 4 + (size >> (top - 2) & 3);
 }
 
-// The first class from number on that isn't empty; sc_noClass when all are.
+// Returns the first class from number on that has nodes; sc_noClass if there is none.
 inline unsigned int FreeIndex::_firstClassFrom(unsigned int number) const
 {
     const unsigned int word = number / sc_wordBits;
@@ -75,7 +75,7 @@ inline unsigned int FreeIndex::_firstClassBehindWord(unsigned int word) const
     return word * sc_wordBits + lowestBit(m_classes[word]);
 }
 
-// node is the first of its class from here on; null when there is none.
+// Makes node the first node of a class. Null makes the class empty.
 inline void FreeIndex::_setHead(unsigned int number, const MemoryHeapNode_s* node)
 {
     const unsigned int word = number / sc_wordBits;
@@ -99,7 +99,7 @@ inline void FreeIndex::_setHead(unsigned int number, const MemoryHeapNode_s* nod
     }
 }
 
-// node is of this class, and in front of after on the list.
+// Adds node to its class. after is the next node on the list, of any class; null at the list's end.
 inline void FreeIndex::_enterClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after)
 {
     const unsigned int head = m_heads[number];
@@ -117,7 +117,7 @@ inline void FreeIndex::_leaveClass(unsigned int number, const MemoryHeapNode_s* 
     }
 }
 
-// The first node of at least size bytes; null when there is none. Its header has not been looked at.
+// Returns the first node of at least size bytes; null if there is none. The caller has to check the node's header.
 inline MemoryHeapNode_s* FreeIndex::_firstFrom(unsigned long size) const
 {
     if (m_first == m_last) { // one node or none
@@ -126,6 +126,9 @@ inline MemoryHeapNode_s* FreeIndex::_firstFrom(unsigned long size) const
     const unsigned long units = (size + sc_unit - 1) / sc_unit;
     if (units >= m_exactCount) {
         return _firstLargeFrom(size);
+    }
+    if (const unsigned int head = m_heads[units]) { // a shortcut: the search below would give the same class
+        return _nodeAt(head - 1);
     }
     const unsigned int number = _firstClassFrom(static_cast<unsigned int>(units));
     return number != sc_noClass ? _nodeAt(m_heads[number] - 1) : nullptr;
@@ -148,7 +151,7 @@ inline bool FreeIndex::_isFree(unsigned int unit) const
     return m_units[unit / sc_wordBits] & oneBit(unit);
 }
 
-// The first unit of the free node that has this one for its last.
+// Returns the first unit of the free node whose last unit is last (rule 4).
 inline unsigned int FreeIndex::_firstUnitOfNodeUpTo(unsigned int last) const
 {
     unsigned int word = last / sc_wordBits;
@@ -183,20 +186,20 @@ inline void FreeIndex::_markFree(unsigned int first, unsigned int last)
 
 // ---- Consistency checks
 
-// Whether a header at a unit's place can be a node's, by its size.
+// Whether the node's size is possible at its place: it ends inside the bank, and at a unit's end or the bank's end.
 inline bool FreeIndex::_isPossible(const MemoryHeapNode_s* node) const
 {
     const unsigned int room = m_size - static_cast<unsigned int>(reinterpret_cast<const char*>(node) - m_base);
     return node->size - 1 < room && (node->size % sc_unit == 0 || node->size == room);
 }
 
-// Whether a header is one of a free node, of at least size bytes.
+// Whether the header is that of a free node of at least size bytes.
 inline bool FreeIndex::_isFreeNode(const MemoryHeapNode_s* node, unsigned long size) const
 {
     return node->magic == sc_magicFree && node->size >= size && _isPossible(node);
 }
 
-// Whether a unit begins at a place.
+// Whether node lies in the bank, at the start of a unit.
 inline bool FreeIndex::_isUnit(const MemoryHeapNode_s* node) const
 {
     const uintptr_t at = reinterpret_cast<uintptr_t>(node) - reinterpret_cast<uintptr_t>(m_base);
@@ -211,8 +214,9 @@ inline bool FreeIndex::firstOfAtLeast(const MemoryBank_s* bank, unsigned long si
     return (bank->freeList == m_first && (!*node || _isFreeNode(*node, size))) || _giveUp();
 }
 
-// An operation asks this last, so the bank's list has been looked at. A look at the neighbours on the list is quicker
-// than a search, and mostly enough.
+// Does not compare m_first with the bank's list: each operation has asked another question before, which has. When
+// the new size is still between the sizes of leaving's neighbours on the list, no search is needed; that is the
+// common case.
 inline bool FreeIndex::placeFor(unsigned int size, const MemoryHeapNode_s* leaving, FreePlace* place)
 {
     if (leaving) {
@@ -249,7 +253,7 @@ inline bool FreeIndex::neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* 
     }
     *found = {lower, upper};
     const bool isLower = !lower || (lower->magic == sc_magicFree && behind(lower) == node);
-    const bool isUpper = !upper || _isFreeNode(upper, 1);
+    const bool isUpper = !upper || (upper->magic == sc_magicFree && _isPossible(upper));
     return (isLower && isUpper) || _giveUp();
 }
 
@@ -273,7 +277,7 @@ inline void FreeIndex::added(const MemoryBank_s* bank, const MemoryHeapNode_s* n
         return;
     }
     if (only) {
-        _enter(only, nullptr);
+        _enterOnly(only);
     }
     _enter(node, after);
 }
@@ -293,8 +297,7 @@ inline void FreeIndex::removed(const MemoryHeapNode_s* node)
     }
     _leaveClass(_classOf(node->size), node, after);
     if (m_first == m_last) {
-        _setHead(_classOf(m_first->size), nullptr);
-        taken(m_first);
+        _leaveOnly();
     }
 }
 

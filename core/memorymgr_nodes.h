@@ -1,4 +1,18 @@
-// What the memory manager's sources share about headers, lists, locations and banks. Not for games.
+// The helpers for headers, lists, locations and banks that the memory manager's sources share. Private: games do not
+// include this file.
+//
+// A node is a header and the memory after it. alloc returns the address of that memory, the block. The numbers are
+// bytes from the node's start:
+//
+//   0       4       8       12      16      20      24                                     size
+//   +-------+-------+-------+-------+-------+-------+---------------------------------------+
+//   | magic | size  | file  | line  | next  | prev  | the block: the caller's bytes         | the next node
+//   +-------+-------+-------+-------+-------+-------+---------------------------------------+
+//
+//   magic  0xfeedface in use, 0xdeadf00d free
+//   size   bytes of the node, the header included; top bit set: the node lies outside its bank (a fallback block)
+//   file   who asked for the block: a name, and the line in it; both have no meaning in a free node
+//   next   the links of the one list that the node is on: free, used or fallback
 #pragma once
 
 #include "core/memorymgr.h"
@@ -7,8 +21,8 @@ static const unsigned int sc_magicUsed = 0xfeedface;
 static const unsigned int sc_magicFree = 0xdeadf00d;
 
 static const unsigned int sc_headerSize = sizeof(MemoryHeapNode_s);
-static const unsigned int sc_extBit = 0x80000000;      // in a node's size: it lies outside its bank
-static const unsigned int sc_largestNode = 0x7fffffff; // bytes: what the size word can say beside that bit
+static const unsigned int sc_extBit = 0x80000000;      // set in the size of a node outside its bank
+static const unsigned int sc_largestNode = 0x7fffffff; // bytes: the largest size without that bit
 static const unsigned int sc_granularity = 32;         // bytes: node sizes and linear requests are multiples of it
 
 inline unsigned int sizeOf(const MemoryHeapNode_s* node)
@@ -21,7 +35,8 @@ inline MemoryHeapNode_s* behind(MemoryHeapNode_s* node)
     return reinterpret_cast<MemoryHeapNode_s*>(reinterpret_cast<char*>(node) + sizeOf(node));
 }
 
-// A free node at a place that nothing is known about, on no list.
+// Writes the header of a free node of size bytes at place, and returns it. The node is on no list yet. The bytes at
+// place can have any values before.
 inline MemoryHeapNode_s* makeFreeNode(char* place, unsigned int size)
 {
     MemoryHeapNode_s* node = reinterpret_cast<MemoryHeapNode_s*>(place);
@@ -31,8 +46,9 @@ inline MemoryHeapNode_s* makeFreeNode(char* place, unsigned int size)
     return node;
 }
 
-// Where the nodes of a list lie. Links between nodes inside one bank are written without a look at the header that holds
-// them: that header may not be in the processor's cache, and a write does not wait for it.
+// Where the nodes of a list lie: inside their bank (free and used list) or anywhere (fallback list). A link of the
+// first kind is written without reading it before. The header may not be in the processor's cache, and the write
+// does not wait for it.
 enum e_NodesOf { NODES_OF_BANK, NODES_OF_LOCATION };
 
 inline MemoryHeapNode_s* linkOf(const MemoryNodeRef& from, e_NodesOf nodes)
@@ -53,15 +69,18 @@ inline void setLink(MemoryNodeRef& from, MemoryHeapNode_s* node, e_NodesOf nodes
 inline void linkBetween(MemoryHeapNode_s*& list, MemoryHeapNode_s* before, MemoryHeapNode_s* node,
                         MemoryHeapNode_s* after, e_NodesOf nodes = NODES_OF_BANK)
 {
-    setLink(node->prev, before, nodes);
-    setLink(node->next, after, nodes);
     if (before) {
+        setLink(node->prev, before, nodes);
         setLink(before->next, node, nodes);
     } else {
+        setLink(node->prev, nullptr, nodes);
         list = node;
     }
     if (after) {
+        setLink(node->next, after, nodes);
         setLink(after->prev, node, nodes);
+    } else {
+        setLink(node->next, nullptr, nodes);
     }
 }
 
@@ -70,11 +89,16 @@ inline void pushFront(MemoryHeapNode_s*& list, MemoryHeapNode_s* node, e_NodesOf
     linkBetween(list, nullptr, node, list, nodes);
 }
 
-// node keeps its own links.
+// Takes node off a list. node's own links keep their values.
 inline void unlink(MemoryHeapNode_s*& list, MemoryHeapNode_s* node, e_NodesOf nodes = NODES_OF_BANK)
 {
     MemoryHeapNode_s* before = linkOf(node->prev, nodes);
     MemoryHeapNode_s* after = linkOf(node->next, nodes);
+    if (before && after) {
+        setLink(before->next, after, nodes);
+        setLink(after->prev, before, nodes);
+        return;
+    }
     if (before) {
         setLink(before->next, after, nodes);
     } else {
@@ -85,12 +109,13 @@ inline void unlink(MemoryHeapNode_s*& list, MemoryHeapNode_s* node, e_NodesOf no
     }
 }
 
-// A location without the callback it needs has nothing to give, and gets nothing back.
+// Returns size bytes from the location; null if it has no memory left or no callback for it.
 inline void* takeFrom(const MemoryLocation_s& location, unsigned long size)
 {
     return location.allocCb && size != 0 ? location.allocCb(size) : nullptr;
 }
 
+// Gives block, which may be null, back to the location. Does nothing if the location has no callback for it.
 inline void giveTo(const MemoryLocation_s& location, void* block)
 {
     if (location.freeCb && block) {
@@ -98,7 +123,8 @@ inline void giveTo(const MemoryLocation_s& location, void* block)
     }
 }
 
-// The record of a bank that can be, defined or not: one that isn't has no memory and draws from location 0.
+// Returns the record of a bank, for indexes from -1 (the system bank) to 31; null for any other index. The record
+// of a bank that has not been defined is all zero: it has no memory, and its requests go to location 0.
 inline MemoryBank_s* MemoryMgr::_bank(int index)
 {
     return const_cast<MemoryBank_s*>(static_cast<const MemoryMgr*>(this)->_bank(index));
@@ -106,8 +132,8 @@ inline MemoryBank_s* MemoryMgr::_bank(int index)
 
 inline const MemoryBank_s* MemoryMgr::_bank(int index) const
 {
-    if (index < -1 || index >= 32) {
-        return nullptr;
+    if (index >= 0 && index < 32) {
+        return &banks[index];
     }
-    return index == -1 ? &systemBank : &banks[index];
+    return index == -1 ? &systemBank : nullptr;
 }

@@ -263,18 +263,18 @@ struct NameSlot {
 
 struct NameSlots {
     NameSlots* smaller; // the hash table before the last growth; null in the first
-    unsigned int capacityLog2;
-    NameSlot slots[1]; // in fact capacity() slots
+    unsigned int shift; // 64 less the binary logarithm of the capacity
+    NameSlot slots[1];  // in fact capacity() slots
 
-    unsigned int capacity() const { return 1u << capacityLog2; }
+    unsigned int capacityLog2() const { return 64 - shift; }
+    unsigned int capacity() const { return 1u << capacityLog2(); }
     unsigned int mask() const { return capacity() - 1; }
 
     // Returns where the search for a name begins. Fibonacci hashing (Knuth, The Art of Computer Programming, volume
     // 3, section 6.4): the upper bits of the address times 2^64 divided by the golden ratio.
     unsigned int placeOf(const char* name) const
     {
-        return static_cast<unsigned int>(reinterpret_cast<uintptr_t>(name) * 0x9e3779b97f4a7c15u >>
-                                         (64 - capacityLog2));
+        return static_cast<unsigned int>(reinterpret_cast<uintptr_t>(name) * 0x9e3779b97f4a7c15u >> shift);
     }
 };
 
@@ -286,8 +286,8 @@ static constexpr size_t bytesOfNameSlots(unsigned int capacityLog2)
 // Returns the name's number; 0 when the name has none.
 static unsigned int findName(const NameSlots* slots, const char* name)
 {
-    for (unsigned int place = slots->placeOf(name);; ++place) {
-        const NameSlot& slot = slots->slots[place & slots->mask()];
+    for (unsigned int place = slots->placeOf(name);; place = (place + 1) & slots->mask()) {
+        const NameSlot& slot = slots->slots[place];
         const char* found = slot.name.load(std::memory_order_acquire);
         if (found == name) {
             return slot.number;
@@ -317,7 +317,7 @@ public:
     size_t bytesWanted() const
     {
         const NameSlots* slots = _slots();
-        return m_count + 1 < slots->capacity() / 2 ? 0 : bytesOfNameSlots(slots->capacityLog2 + 1);
+        return m_count + 1 < slots->capacity() / 2 ? 0 : bytesOfNameSlots(slots->capacityLog2() + 1);
     }
 
     void grow(void* zeroes)
@@ -325,7 +325,7 @@ public:
         NameSlots* smaller = _slots();
         NameSlots* larger = static_cast<NameSlots*>(zeroes);
         larger->smaller = smaller;
-        larger->capacityLog2 = smaller->capacityLog2 + 1;
+        larger->shift = smaller->shift - 1;
         for (unsigned int place = 0; place < smaller->capacity(); ++place) {
             const NameSlot& slot = smaller->slots[place];
             if (const char* name = slot.name.load(std::memory_order_relaxed)) {
@@ -359,7 +359,7 @@ private:
     unsigned int m_count = 0;
 };
 
-NameIndex::FirstSlots NameIndex::s_first = {{nullptr, 8, {}}, {}}; // 2^8 slots
+NameIndex::FirstSlots NameIndex::s_first = {{nullptr, 64 - 8, {}}, {}}; // 2^8 slots
 
 static const char* s_firstNames[ChunkedTable<const char*>::sc_first];
 static ChunkedTable<const char*> s_names(s_firstNames); // by number, from 1

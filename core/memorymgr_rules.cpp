@@ -1,5 +1,6 @@
-// The functions below have the rules of their sources in the same words and in the same order. Each returns the first
-// rule that is broken; null when there is none. They allocate nothing and change nothing.
+// The functions below check the rules of memorymgr_heap.cpp and memorymgr_index.h, in the words of those rules.
+// Each function returns the first broken rule; null if no rule is broken. They allocate no memory and change
+// nothing.
 #include "core/memorymgr_rules.h"
 
 #ifdef CORE_CHECKED
@@ -10,10 +11,10 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-static const unsigned int sc_steps = 64; // nodes that checks walk for each operation, about
+static const unsigned int sc_steps = 64; // about so many nodes are walked for each operation
 
-// For each bank number, the bank whose last check found no broken rule. Each is used under its bank's lock; the last one
-// is the system bank's.
+// For each bank number: the bank, if its last check found no broken rule; else null. The last element is for the
+// system bank. Each element is used under the lock of its bank.
 static const MemoryBank_s* s_sound[33];
 
 static bool isInside(const MemoryBank_s* bank, const MemoryHeapNode_s* node)
@@ -30,7 +31,7 @@ static bool isOnList(const MemoryHeapNode_s* list, const MemoryHeapNode_s* node)
     return list != nullptr;
 }
 
-// Whether the nodes of a list have its mark, lie where its nodes have to lie, know each other, and are so many.
+// Whether the list has count nodes, and each has this magic, lies inside the bank and is linked with its neighbours.
 static bool isListOf(const MemoryBank_s* bank, const MemoryHeapNode_s* list, unsigned int magic, unsigned int count)
 {
     const MemoryHeapNode_s* before = nullptr;
@@ -74,7 +75,7 @@ static bool touchesAFreeNode(const MemoryBank_s* bank, MemoryHeapNode_s* node)
     return reinterpret_cast<char*>(upper) < bank->base + bank->size && upper->magic == sc_magicFree;
 }
 
-// The rules of memorymgr_heap.cpp. The fourth comes first: the others follow the lists.
+// The rules of memorymgr_heap.cpp. The fourth is checked first, because the other checks walk the lists.
 static const char* brokenHeapRule(const MemoryBank_s* bank)
 {
     const bool hasMemory = bank->base != nullptr;
@@ -96,7 +97,7 @@ static const char* brokenHeapRule(const MemoryBank_s* bank)
     return nullptr;
 }
 
-// Whether both finders answer alike.
+// Whether both finders give the same answers for a size.
 static bool doFindersAgree(const MemoryBank_s* bank, FreeIndex* index, unsigned int size)
 {
     MemoryHeapNode_s* node = nullptr;
@@ -107,6 +108,7 @@ static bool doFindersAgree(const MemoryBank_s* bank, FreeIndex* index, unsigned 
            index->placeFor(size, nullptr, &place) && place.before == expected.before && place.after == expected.after;
 }
 
+// Whether both finders give the same neighbours of a node.
 static bool doFindersAgree(const MemoryBank_s* bank, FreeIndex* index, MemoryHeapNode_s* node)
 {
     FreeNeighbours found = {nullptr, nullptr};
@@ -114,7 +116,7 @@ static bool doFindersAgree(const MemoryBank_s* bank, FreeIndex* index, MemoryHea
     return index->neighboursOf(bank, node, &found) && found.lower == expected.lower && found.upper == expected.upper;
 }
 
-// The newest node in use is the one that the operation has taken, and has its neighbours beside it.
+// The first node on the used list is the newest: after an alloc, the node that the alloc took.
 static const char* brokenFinderRule(const MemoryBank_s* bank, FreeIndex* index)
 {
     const MemoryHeapNode_s* smallest = bank->freeList;
@@ -128,7 +130,8 @@ static const char* brokenFinderRule(const MemoryBank_s* bank, FreeIndex* index)
     return nullptr;
 }
 
-// The rules of memorymgr_index.h that a state can break. The bank keeps the rules of its heap.
+// The rules of memorymgr_index.h, as far as the state of an index can break them. The bank meets the rules of its
+// heap.
 const char* FreeIndex::brokenRule(const MemoryBank_s* bank) const
 {
     if (bank->freeList != m_first) {
@@ -186,7 +189,7 @@ const char* FreeIndex::_brokenUnitRule(const MemoryBank_s* bank) const
 const char* RulesWatch::_brokenRule() const
 {
     const char* broken = brokenHeapRule(m_bank);
-    FreeIndex* index = m_number == -1 ? nullptr : FreeIndex::of(m_manager, m_number);
+    FreeIndex* index = m_number == -1 ? nullptr : FreeIndex::of(m_bank - m_number, static_cast<size_t>(m_number));
     if (!broken && index) {
         broken = index->brokenRule(m_bank);
     }
@@ -202,8 +205,8 @@ static void end(int number, const char* broken)
     abort();
 }
 
-RulesWatch::RulesWatch(const MemoryMgr* manager, int number, const MemoryBank_s* bank, MemoryHeapNode_s* node)
-    : m_manager(manager), m_number(number), m_bank(bank), m_fallbackCount(bank->extNodeCount), m_isChecked(false)
+RulesWatch::RulesWatch(int number, const MemoryBank_s* bank, MemoryHeapNode_s* node)
+    : m_number(number), m_bank(bank), m_fallbackCount(bank->extNodeCount), m_isChecked(false)
 {
     const unsigned int nodes = bank->usedNodeCount + bank->freeNodeCount + bank->extNodeCount;
     if (bank->type != MEMBANK_HEAP || (bank->allocCount + bank->freeCount) % (nodes / sc_steps + 1) != 0) {
@@ -212,7 +215,7 @@ RulesWatch::RulesWatch(const MemoryMgr* manager, int number, const MemoryBank_s*
     const MemoryBank_s*& sound = s_sound[number == -1 ? 32 : number];
     const char* broken = _brokenRule();
     if (broken && sound == bank && nodes > sc_steps) {
-        end(number, broken); // by one of the operations since, or by the game
+        end(number, broken); // an operation since the last check has broken it, or the game
     }
     sound = broken ? nullptr : bank;
     m_isChecked = !broken && (!node || isOnList(bank->usedList, node) || isOnList(bank->extList, node));

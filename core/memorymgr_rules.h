@@ -1,13 +1,16 @@
-// The rules at the top of memorymgr_heap.cpp and memorymgr_index.h, checked around each operation of a heap bank. Only a
-// checked build (the CMake option CORE_CHECKED) does so; in any other one this class is empty.
+// RulesWatch: checks the rules at the top of memorymgr_heap.cpp and memorymgr_index.h before and after an operation
+// of a heap bank. It does so in a checked build only (the CMake option CORE_CHECKED); in any other build this class
+// is empty.
 //
-// A bank that keeps the rules before an operation has to keep them after it, else the process ends with the rule that
-// was broken. A bank that does not keep them before, because the game or a stray write has changed its headers, lists or
-// counters, is left alone: then the documented answers apply. So is an operation that frees what was no block,
-// and one that takes a fallback block: its location, the game's, may have written anywhere.
+// If the bank meets the rules before the operation and not after it, the process ends with a message that names the
+// broken rule. There is no check after the operation in three cases:
 //
-// A check walks all nodes of the bank. With more than 64 nodes it takes place in some operations only, so that checks
-// take about 64 steps for each operation.
+// - the bank breaks a rule before the operation: the game or a stray write has changed headers, lists or counters;
+// - the operation frees an address that is not a live block;
+// - the operation takes a fallback block: the callback of the location is the game's code and may change the bank.
+//
+// A check walks all nodes of the bank. In a bank with more than 64 nodes only some operations are checked, so that
+// the checks walk about 64 nodes for each operation in the mean.
 #pragma once
 
 #include "core/memorymgr.h"
@@ -16,25 +19,24 @@
 
 class RulesWatch {
 public:
-    // number and bank are those of the operation, node the header of what it is about to free; null for other operations.
-    RulesWatch(const MemoryMgr* manager, int number, const MemoryBank_s* bank, MemoryHeapNode_s* node);
+    // number and bank: of the operation. node: the header of the block that the operation frees; null for alloc.
+    RulesWatch(int number, const MemoryBank_s* bank, MemoryHeapNode_s* node);
     ~RulesWatch();
 
 private:
     const char* _brokenRule() const;
 
-    const MemoryMgr* m_manager;
     int m_number;
     const MemoryBank_s* m_bank;
-    unsigned int m_fallbackCount; // at the beginning of the operation
-    bool m_isChecked;             // at the end of it
+    unsigned int m_fallbackCount; // before the operation
+    bool m_isChecked;             // whether to check after the operation
 };
 
 #else
 
 class RulesWatch {
 public:
-    RulesWatch(const MemoryMgr*, int, const MemoryBank_s*, MemoryHeapNode_s*) {}
+    RulesWatch(int, const MemoryBank_s*, MemoryHeapNode_s*) {}
 };
 
 #endif

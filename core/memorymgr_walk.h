@@ -1,30 +1,31 @@
-// The finder that walks: it answers three questions about the free nodes of one bank from the bank's free list alone.
-// memorymgr_index.h declares the finder that answers the same questions without a walk.
+// The finder that walks: it answers three questions about the free nodes of one bank, and reads only the bank's
+// free list. The index (memorymgr_index.h) answers the same questions without a walk.
 //
-// Small banks are served by this finder, and so are banks whose lists the game has changed. It is also the reference: in
-// a checked build the index has to give the same answers.
+// This finder serves small banks, and banks whose lists the game has changed. It is also the reference: in a
+// checked build the index has to give the same answers.
 #pragma once
 
 #include "core/memorymgr_nodes.h"
 
-// A place between two neighbours on the free list; null at the list's ends.
+// A place on the free list: between the nodes before and after. Each is null at its end of the list.
 struct FreePlace {
     MemoryHeapNode_s* before;
     MemoryHeapNode_s* after;
 };
 
-// The free nodes that end where a node begins, and that begin where it ends; null where there is none.
+// The free node that ends where a node begins (lower), and the free node that begins where the node ends (upper).
+// Each is null if there is no such node.
 struct FreeNeighbours {
     MemoryHeapNode_s* lower;
     MemoryHeapNode_s* upper;
 };
 
-// Its functions are never taken into others: the code of an indexed bank stays small.
+// The functions are not inlined, so that the code that runs in banks with an index stays small.
 class FreeWalk {
 public:
     explicit FreeWalk(const MemoryBank_s* bank) : m_list(bank->freeList) {}
 
-    // The first node of at least size bytes, which is the best fit; null when there is none.
+    // Returns the first node of at least size bytes, which is the best fit; null if there is none.
     __attribute__((noinline)) MemoryHeapNode_s* firstOfAtLeast(unsigned long size) const
     {
         MemoryHeapNode_s* node = m_list;
@@ -34,9 +35,9 @@ public:
         return node;
     }
 
-    // Where a node of size bytes goes: in front of the first node of at least that size, else behind the last one.
-    // leaving, which may be null, is a node that the new one replaces: it does not count. Where it is the place's
-    // before, the new node takes its place.
+    // Returns the place of a node of size bytes: before the first node of at least that size; if there is none,
+    // after the last node. leaving is a node that the new node replaces; null if it replaces none. leaving's size
+    // is not compared. If the answer's before is leaving, the new node takes leaving's place.
     __attribute__((noinline)) FreePlace placeFor(unsigned int size, const MemoryHeapNode_s* leaving) const
     {
         FreePlace place = {nullptr, m_list};

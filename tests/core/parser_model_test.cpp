@@ -8,6 +8,7 @@
 #include "file/file.h"
 #include "tests/support/parser_fixture.h"
 #include "tests/support/parser_readers.h"
+#include "tests/support/rounds.h"
 #include "tests/support/watched_log.h"
 
 #include <gtest/gtest.h>
@@ -603,7 +604,7 @@ void Pair::call(const ParserReader& reader)
 TEST(ParserModel, AgreesOnRandomCallsOverRandomTexts)
 {
     Random random(1);
-    for (int i = 0; i < 200000; ++i) {
+    for (int i = 0; i < rounds(200000); ++i) {
         const std::string text = randomText(random);
         Pair pair(text, random.below(UINT32_MAX));
         for (uint32_t calls = random.below(60); calls > 0; --calls) {
@@ -639,7 +640,7 @@ static std::vector<std::string> linesByStrtok(std::string text)
 TEST(ParserModel, FindsTheLinesThatStrtokFinds)
 {
     Random random(2);
-    for (int i = 0; i < 200000; ++i) {
+    for (int i = 0; i < rounds(200000); ++i) {
         std::string text;
         for (uint32_t runs = random.below(6); runs > 0; --runs) {
             text.append(random.below(12), '\n');

@@ -4,6 +4,7 @@
 
 #include "tests/support/ini_memory.h"
 #include "tests/support/ini_model.h"
+#include "tests/support/rounds.h"
 
 #include <gtest/gtest.h>
 
@@ -66,7 +67,7 @@ TEST(PreferencesModel, FindsWhatTheRulesFind)
     preferences.init("model.ini");
     Random random(1);
     int found = 0;
-    for (int i = 0; i < 100000; ++i) {
+    for (int i = 0; i < rounds(100000); ++i) {
         s_ini.clear();
         for (unsigned int lines = random.below(12); lines > 0; --lines) {
             s_ini += random.line();

@@ -2,6 +2,7 @@
 #include "core/str.h"
 
 #include "tests/support/game_memory.h"
+#include "tests/support/rounds.h"
 
 #include <gtest/gtest.h>
 
@@ -315,7 +316,7 @@ TEST(RoundTrip, OfAMillionRandomTextsGivesThemBack)
         state = state * 1664525u + 1013904223u;
         return static_cast<uint32_t>((static_cast<uint64_t>(state) * below) >> 32);
     };
-    for (int i = 0; i < 1000000; ++i) {
+    for (int i = 0; i < rounds(1000000); ++i) {
         std::string text(random(24), ' ');
         for (char& byte : text) {
             // Every second byte is one of the ten.

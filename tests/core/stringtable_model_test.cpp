@@ -3,6 +3,7 @@
 #include "core/stringtable.h"
 
 #include "tests/support/memory_file.h"
+#include "tests/support/rounds.h"
 #include "tests/support/stringtable_access.h"
 #include "tests/support/watched_log.h"
 
@@ -346,7 +347,7 @@ protected:
 TEST_P(Models, LoadTheSameEntries)
 {
     Random random(GetParam());
-    for (int tables = 0; tables < 2000; ++tables) {
+    for (int tables = 0; tables < rounds(2000); ++tables) {
         StringTable table;
         NaiveTable naive;
         for (int files = 0; files < 16; ++files) {
@@ -380,7 +381,7 @@ TEST_P(Models, FillUpAlike)
 TEST_P(Models, WriteTheSameFile)
 {
     Random random(GetParam());
-    for (int tables = 0; tables < 300; ++tables) {
+    for (int tables = 0; tables < rounds(300); ++tables) {
         NaiveTable naive;
         s_file = "not written";
         {

@@ -5,7 +5,7 @@
 // - Windows: a window is a BKWindow. It exists until the game or the user closes it. Call BKIsWindow before a call
 //   for a window that the user may have closed.
 // - Coordinates: points and rectangles are in pixels, y upward. Positions on the screen count from the lower left
-//   corner of the main screen. AppKit may count from another corner; this file's functions convert.
+//   corner of the main display. AppKit may count from another corner; this file's functions convert.
 // - Threads: the main thread only.
 //
 // core/macosx_bkwindow.mm implements these functions. A build without AppKit compiles core/macosx_bkwindow_none.cpp
@@ -41,7 +41,7 @@ int BKRunAlert(const char* title, const char* message, const char* button);
 
 // ---- The screen
 
-BKRect BKMainScreenFrame();   // the rectangle of the main screen
+BKRect BKMainScreenFrame();   // the rectangle of the main display
 double BKFirstScreenHeight(); // the height of AppKit's first screen, which shows the main display
 
 // Returns the number of that name in a display mode; 0 if there is no such number.

@@ -105,7 +105,7 @@ static short toShort(double position)
     return static_cast<short>(std::clamp(position, -32768.0, 32767.0));
 }
 
-// Returns the content rectangle of a window, in pixels from the upper left corner of the main screen, y downward.
+// Returns the content rectangle of a window, in pixels from the upper left corner of the main display, y downward.
 static Rect boundsOf(void* window)
 {
     const BKRect content = BKWindowContentRect(window);
@@ -135,7 +135,7 @@ void Platform::CaptureMouse(bool capture)
     point.h = nearestToZero(bounds.left, bounds.right);
     point.v = nearestToZero(bounds.top, bounds.bottom);
     if (point.h == 0 && point.v == 0) {
-        return; // the upper left corner of the main screen lies in the window
+        return; // the upper left corner of the main display lies in the window
     }
     GrafPtr port = nullptr;
     GetPort(&port);

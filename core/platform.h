@@ -164,7 +164,7 @@ public:
     //     }
     //
     // A position or a size means the content rectangle: the window without its frame, in pixels. Positions count
-    // from the lower left corner of the main screen, y upward. No window can be made without a display, or in a
+    // from the lower left corner of the main display, y upward. No window can be made without a display, or in a
     // build without AppKit. The order of the messages to the window is frozen: docs/architecture.md, "Orders of
     // calls".
 
@@ -222,7 +222,7 @@ public:
     static void ShowCursor(bool show); // does not count calls: one true shows the cursor after any number of false
 
     // Stores capture in g_MacMouseCaptured. true also moves the cursor to the point of the current window that is
-    // nearest to the upper left corner of the main screen; when that corner lies in the window, the cursor does not
+    // nearest to the upper left corner of the main display; when that corner lies in the window, the cursor does not
     // move. To confine the cursor to the window afterwards is the game's task.
     static void CaptureMouse(bool capture);
 

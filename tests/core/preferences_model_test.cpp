@@ -83,6 +83,6 @@ TEST(PreferencesModel, FindsWhatTheRulesFind)
             found += answer;
         }
     }
-    EXPECT_GT(found, 5000); // else the questions have missed the point
+    EXPECT_GT(found, rounds(5000)); // with fewer answers the test would show little
     RecordProperty("found", found);
 }

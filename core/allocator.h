@@ -18,10 +18,10 @@
 // without memory the game ends (MemoryMgr::alloc). Allocation and freeing may take place on any thread. In a linear
 // bank, `delete` of one object empties the whole bank.
 //
-// Alignment. A block begins 24 bytes after the start of its header. So its address is a multiple of 8, and of no
-// larger power of two, even when the bank's region begins at a multiple of 4096. From the second run on, regions
-// begin at any address (docs/surprises.md, "Memory"), and then 8 is not certain either. A class that needs an
-// alignment above 8 derives from AlignedAllocator<BANK>. Its objects have the right alignment in every bank:
+// Alignment. Headers lie a multiple of 32 bytes apart, and a block begins 24 bytes after the start of its header. So
+// in a region that begins at a multiple of 32, each block's address is a multiple of 8 and not of 16. From the second
+// run on, regions begin at any address (docs/surprises.md, "Memory"), and then 8 is not certain either. A class that
+// needs an alignment above 8 derives from AlignedAllocator<BANK>. Its objects have the right alignment in every bank:
 //
 //     struct alignas(16) Vec4 : AlignedAllocator<2> { float v[4]; };
 //
@@ -74,8 +74,8 @@ public:
     static void* operator new(size_t, void* storage) noexcept { return storage; }
 
     // The compiler chooses these two for a class that needs more alignment than a bank promises, and then reports the
-    // text below as an error. They are not deleted functions, because g++ then calls an operator new without
-    // alignment.
+    // text below as an error. If they were deleted functions, g++ would call an operator new without alignment and
+    // report no error.
     template <int USED = BANK>
     static void* operator new(size_t, std::align_val_t) noexcept
     {

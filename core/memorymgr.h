@@ -46,11 +46,11 @@
 //   |<--- node ----->|<--- node ---->|                                      ^ cursor
 //
 // How bank sizes are tuned. The manager records each bank's high-water mark, the most bytes that were in use at one
-// moment. The destructor computes a new size for each bank from the bank's size s and its high-water mark p, which is
-// (s * s + p * p) / (s + p), and writes it to the bank-size file. The next run reads these sizes in initialize and
-// uses them instead of the sizes in the code. So a bank that was too small grows with each run, a bank that was too
-// large shrinks, and a bank without any use does not change. The new size never reaches the high-water mark of a bank
-// that was too small, so define each bank with its expected peak and some room; docs/surprises.md ("Memory") has
+// moment. The destructor computes a new size for each bank, (s * s + p * p) / (s + p), where s is the bank's size and
+// p its high-water mark, and writes it to the bank-size file. The next run reads these sizes in initialize and uses
+// them instead of the sizes in the code. So a bank that was too small grows with each run, a bank that was too large
+// shrinks, and a bank without any use does not change. The new size never reaches the high-water mark of a bank that
+// was too small, so define each bank with its expected peak and some room; docs/surprises.md ("Memory") has
 // measurements.
 #pragma once
 
@@ -145,8 +145,8 @@ public:
     // ---- Start and end
 
     // Makes the folder "data" in the game's data folder, for the bank-size file, and stores this object in
-    // g_MemoryPtr. From here on bank -1 can be used. All other banks have to be defined first, and then initialize
-    // has to be called.
+    // g_MemoryPtr. From here on the system bank, bank -1, can be used. All other banks have to be defined first, and
+    // then initialize has to be called.
     MemoryMgr();
 
     // Gives all regions back to their locations and writes the bank-size file. Fallback blocks that are still in use
@@ -237,9 +237,9 @@ public:
     // none, and always for a bank that is no heap bank. With expectEmpty, blocks in use inside the region count as
     // MEMERR_SIZE.
     //
-    // largestFree may be null. A heap bank stores the size of its largest free node there, header included, as far as
-    // the check has come. A linear bank stores size - bytesInUse, which wraps around when the bank has overflowed.
-    // Other banks store 0.
+    // largestFree may be null. A heap bank stores the size of its largest free node there, header included, among the
+    // nodes that were checked before the first error. A linear bank stores size - bytesInUse, which wraps around when
+    // the bank has overflowed. Other banks store 0.
     //
     // Takes no lock: no other thread may use the bank during the call.
     int checkMemory(int bank, unsigned int* largestFree, bool expectEmpty);

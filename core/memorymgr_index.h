@@ -1,5 +1,5 @@
-// The finder that needs no walk: an index of one heap bank's free nodes. It gives the same answers as FreeWalk
-// (memorymgr_walk.h). FreeList (memorymgr_freelist.h) tells the index of each change to the free list.
+// An index of one heap bank's free nodes. It finds nodes without following the free list. It gives the same answers
+// as FreeWalk (memorymgr_walk.h). FreeList (memorymgr_freelist.h) tells the index of each change to the free list.
 //
 // 1. The index does not change the bank: with and without an index, the nodes are on the same list in the same
 //    order. All memory of the index lies outside the bank.
@@ -9,10 +9,11 @@
 //    first node of each class, and the index knows the last node of the list.
 // 3. Each class has a bit, which is set when the class has nodes. Two more levels of bits tell which words of the
 //    level below are not 0, so that a search skips empty words. The best fit for a size is the first node of at
-//    least that size. A node of that size goes in front of the same node. The index finds it as the first node of
-//    the first class that isn't empty, from the size's class on. A large class can also hold smaller nodes, so its
-//    nodes are walked; a bank has fewer than 64 of them. The node at the end of a bank can have a size that is no
-//    multiple of 32. Its class is that of the next smaller multiple, and it is the last node of that class.
+//    least that size. When a node of that size is added to the list, its place is in front of the same node. To find
+//    that node, the index goes upward from the size's class to the first class that is not empty, and takes the first
+//    node of that class. A large class can also hold smaller nodes, so its nodes are walked; a bank has fewer than 64
+//    nodes in all its large classes. The node at the end of a bank can have a size that is no multiple of 32. Its
+//    class is that of the next smaller multiple, and it is the last node of that class.
 // 4. A unit is 32 bytes of the bank, and each unit has a bit. The first and the last unit of a used node are clear.
 //    The first and the last unit of a free node are set, and so is each of its units whose bit is in the same word
 //    as one of those two bits. From a free node's last unit the index finds its first: it reads the set bits
@@ -20,8 +21,8 @@
 //    fills at least one whole word between its first and its last word, the word below its last word holds the
 //    number of the node's first unit, and the last word is marked as spanned. All other bits have no meaning, so
 //    each change writes only a few words.
-// 5. While the list has one node, this only node is of no class, and its units are clear. So loading a level
-//    into an empty bank writes little to the index.
+// 5. Exception to rules 2 and 4: while the free list has only one node, this node has no class, and the bits of its
+//    units are clear. So loading a level into an empty bank writes little to the index.
 // 6. Before an operation uses a node, the index compares it with the node's header. At the first contradiction the
 //    index gives itself up (frees its memory), because the game or a stray write has changed the bank. From then on
 //    the bank's free list is walked.
@@ -138,7 +139,7 @@ struct FreeIndex::Set {
     FreeIndex indexes[32];
 };
 
-// Only the first set is looked at in line, because a game has one manager.
+// Only the search in the first set is inlined, because a game has one manager.
 inline FreeIndex* FreeIndex::of(const MemoryBank_s* banks, size_t number)
 {
     if (number >= 32 || s_sets[0].banks.load(std::memory_order_acquire) != banks) {

@@ -1,6 +1,6 @@
-// A recursive mutex: a thread that holds the mutex may lock it again, and unlocks it as often. The memory manager has
-// one for each bank. It is recursive because a location callback runs under the bank's lock and may call the manager
-// again.
+// A recursive mutex: a thread that holds the mutex may lock it again, and must unlock it as many times as it has
+// locked it. The memory manager has one for each bank. It is recursive because a location callback runs under the
+// bank's lock and may call the manager again.
 //
 // Lock and unlock it with the system's calls:
 //

@@ -309,7 +309,8 @@ int UnloadSoundAPI();
 int Load3dSoundAPI(const char* name);
 int Unload3dSoundAPI();
 
-// The factories; each is null before its load call. Cast a factory to the function type of its module.
+// The factories; each is null before its load call. Before you call a factory, cast it to its real function type,
+// which the module that defines it declares.
 extern void (*gfxCreateGfxSubsystem)();
 extern void (*sndCreateSndSubsystem)();
 extern void (*sndCreateSnd3dSubsystem)();

@@ -6,6 +6,7 @@
 // 3. required is never negative. Only args[0] to args[m_argCount - 1] are read.
 #include "core/commandline.h"
 
+#include <assert.h>
 #include <string.h>
 
 static const int sc_maxCommands = 32;
@@ -73,6 +74,7 @@ void CommandLine::_parseCmdLine()
 int CommandLine::_processCmd(CommandEntry_s* entry, int position)
 {
     const int required = entry->required;
+    assert(required >= 0 && "3: required is never negative");
     for (int k = 1; k <= required; ++k) {
         const int word = position + k;
         if (word == m_argCount || !isArgument(m_args[word])) {
@@ -89,6 +91,7 @@ int CommandLine::_processCmd(CommandEntry_s* entry, int position)
         ++entry->found;
         ++word;
     }
+    assert(word <= m_argCount && "3: only args[0] to args[m_argCount - 1] are read");
     return word;
 }
 

@@ -33,6 +33,7 @@
 #include "core/str.h"
 #include "core/words.h"
 
+#include <assert.h>
 #include <string.h>
 
 struct Slice {
@@ -236,6 +237,7 @@ CACHE_LINE_BEGIN bool Parser::ParseLine()
     m_cursor = stepFrom(cursor, line, textEnd);
     m_position = trim(skipBlanks(line.begin), line.end);
     ++m_lineNumber;
+    assert(m_cursor <= textEnd && m_position <= textEnd && "2: the cursor and the line position never pass the NUL");
     return true;
 }
 

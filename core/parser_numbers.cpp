@@ -7,6 +7,7 @@
 //    numbers, inf and nan, numbers with more digits, and numbers for which toFloat cannot prove the rounding.
 #include "core/parser_numbers.h"
 
+#include <assert.h>
 #include <float.h>
 #include <locale.h>
 #include <stddef.h>
@@ -152,9 +153,18 @@ static inline const char* readPlain(const char* text, float* value)
     return toFloat(digits, decimals, negative, value) ? end : nullptr;
 }
 
+// Returns true when the C library reads the same value, to the last bit, and ends at the same place.
+[[maybe_unused]] static bool agreesWithLibrary(const char* text, const char* end, float value)
+{
+    char* libraryEnd;
+    const float number = strtof_l(text, &libraryEnd, cLocale());
+    return libraryEnd == end && memcmp(&number, &value, sizeof(value)) == 0;
+}
+
 const char* ReadNumber(const char* text, float* value)
 {
     if (const char* end = readPlain(text, value)) {
+        assert(agreesWithLibrary(text, end, *value) && "2: plain numbers have the same value to the last bit");
         return end;
     }
     char* end;

@@ -6,6 +6,7 @@
 
 #include "core/allocator.h"
 
+#include <assert.h>
 #include <string.h>
 
 static constexpr char sc_letters[] = "abtnvfr\"'\\";
@@ -56,6 +57,7 @@ bool str::unescape(char* text)
         valid = valid && byte;
         *write++ = byte ? byte : '\\';
         read += read[1] ? 2 : 1; // deliberate: the letter of an unknown escape is lost
+        assert(write <= read && "2: decoding never makes a text longer");
     }
     *write = '\0';
     return valid;

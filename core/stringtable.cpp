@@ -15,6 +15,7 @@
 #include "logger/logger.h"
 
 #include <algorithm>
+#include <assert.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
@@ -221,6 +222,7 @@ static bool writeEntry(FILE* stream, const char* key, const char* text)
 
 void StringTable::_exportStringTable()
 {
+    assert(!m_loaded && "3: a table that has opened a strings file never writes one");
     const char* path = _stringTableFilename();
     if (HasOthersLink(path)) {
         owLogger::log(

@@ -18,6 +18,8 @@
 #include <sstream>
 #include <string>
 
+#include "tests/support/openbox.h" // X11 defines words that GoogleTest uses, so it comes after it
+
 struct Box {
     int x; // pixels, from the desktop's upper left corner
     int y;
@@ -132,7 +134,7 @@ protected:
         m_root = DefaultRootWindow(m_display);
         XSetErrorHandler([](Display*, XErrorEvent*) { return 0; }); // a window may go while it is asked for
         if (managed) {
-            startManager();
+            m_manager = startOpenbox(m_display, m_root);
         }
         m_pool = [[NSAutoreleasePool alloc] init];
     }
@@ -255,28 +257,6 @@ private:
         mode.name = name.data();
         mode.nameLength = static_cast<unsigned int>(name.size());
         return XRRCreateMode(m_display, m_root, &mode);
-    }
-
-    void startManager()
-    {
-        m_manager = fork();
-        if (m_manager == 0) {
-            const int nowhere = ::open("/dev/null", O_RDWR);
-            dup2(nowhere, STDOUT_FILENO);
-            dup2(nowhere, STDERR_FILENO);
-            execlp("openbox", "openbox", "--sm-disable", nullptr);
-            _exit(127);
-        }
-        const Atom mark = XInternAtom(m_display, "_NET_SUPPORTING_WM_CHECK", False);
-        unsigned char* value = nullptr;
-        while (!value) {
-            Atom type;
-            int bits;
-            unsigned long count, rest;
-            XGetWindowProperty(m_display, m_root, mark, 0, 1, False, AnyPropertyType, &type, &bits, &count, &rest,
-                               &value);
-        }
-        XFree(value);
     }
 
     pid_t m_manager = 0;

@@ -21,6 +21,8 @@
 #include <sys/prctl.h>
 #include <vector>
 
+#include "tests/support/openbox.h" // X11 defines words that GoogleTest uses, so it comes after it
+
 @interface NSWindow (TheGamesView)
 - (void)setGLView:(id)view;
 - (id)getGLView;
@@ -57,7 +59,7 @@ protected:
         m_root = DefaultRootWindow(m_display);
         XSetErrorHandler([](Display*, XErrorEvent*) { return 0; }); // a window may go while it is asked for
         if (desktop.manager) {
-            startManager();
+            m_manager = startOpenbox(m_display, m_root);
         }
         XSetWindowBackground(m_display, m_root, WhitePixel(m_display, 0));
         XClearWindow(m_display, m_root);
@@ -191,28 +193,6 @@ protected:
     Window m_root = 0;
 
 private:
-    void startManager()
-    {
-        m_manager = fork();
-        if (m_manager == 0) {
-            const int nowhere = ::open("/dev/null", O_RDWR);
-            dup2(nowhere, STDOUT_FILENO);
-            dup2(nowhere, STDERR_FILENO);
-            execlp("openbox", "openbox", "--sm-disable", nullptr);
-            _exit(127);
-        }
-        const Atom active = XInternAtom(m_display, "_NET_SUPPORTING_WM_CHECK", False);
-        unsigned char* value = nullptr;
-        while (!value) {
-            Atom type;
-            int bits;
-            unsigned long count, rest;
-            XGetWindowProperty(m_display, m_root, active, 0, 1, False, AnyPropertyType, &type, &bits, &count, &rest,
-                               &value);
-        }
-        XFree(value);
-    }
-
     std::string m_name;
     pid_t m_manager = 0;
     NSAutoreleasePool* m_pool = nil;

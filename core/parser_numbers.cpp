@@ -158,7 +158,11 @@ static inline const char* readPlain(const char* text, float* value)
 {
     char* libraryEnd;
     const float number = strtof_l(text, &libraryEnd, cLocale());
-    return libraryEnd == end && memcmp(&number, &value, sizeof(value)) == 0;
+    uint32_t libraryBits;
+    uint32_t bits;
+    memcpy(&libraryBits, &number, sizeof(bits));
+    memcpy(&bits, &value, sizeof(bits));
+    return libraryEnd == end && libraryBits == bits;
 }
 
 const char* ReadNumber(const char* text, float* value)

@@ -449,7 +449,7 @@ TEST(MessageBox, OmitsALastCharacterThatTruncationHasSplit)
         {"", 4090, "\xf0\x9d\x84\x9ex", 4094},
         {"", 4094, "\xc3\xa4", 4094},
         {"", 4093, "xx", 4094},
-        // No UTF-8: a byte that is none in front, or an end that no character begins with.
+        // Texts that are not UTF-8: one begins with a wrong byte; the others end with bytes that begin no character.
         {"\x8e", 4093, "\xc3\xa4", 4094},
         {"", 4093, "\x8ex", 4094},
         {"", 4093, "\xc0\x80", 4094},

@@ -5,7 +5,7 @@ if(NOT APPLE)
     set(gdb_printers ${PROJECT_SOURCE_DIR}/tools/gdb/core.py)
     add_custom_command(TARGET core POST_BUILD
         COMMAND ${CMAKE_COMMAND} -E copy_if_different ${gdb_printers} $<TARGET_FILE:core>-gdb.py)
-    set_property(TARGET core APPEND PROPERTY LINK_DEPENDS ${gdb_printers}) # a change there copies it again
+    set_property(TARGET core APPEND PROPERTY LINK_DEPENDS ${gdb_printers}) # a change of the file makes the build copy it again
     install(FILES ${gdb_printers} RENAME $<TARGET_FILE_NAME:core>-gdb.py
         DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load/${CMAKE_INSTALL_FULL_LIBDIR})
 endif()

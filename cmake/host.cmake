@@ -24,8 +24,8 @@ if(NOT APPLE)
         # Remove the options that this project's own settings decide: optimisation, debug symbols, dependency files,
         # warnings and the current folder.
         list(REMOVE_ITEM appkit_flags -MMD -MP -g -O2 -I. -Wall -Wno-import -pthread -fPIC)
-        # The C++ library finds the system's headers only when their folder comes after its own, so it must not be
-        # named.
+        # Do not name /usr/include. The C++ library's headers find the C library's only if the folder of the C library
+        # is searched later. An option that names the folder would change this order.
         list(REMOVE_ITEM appkit_flags -I/usr/include)
         list(TRANSFORM appkit_flags REPLACE "^-I" "-isystem")
     endif()

@@ -9,9 +9,9 @@ endif()
 
 find_package(Threads REQUIRED)
 
-# Blocks of a bank are aligned to at most 8 bytes. With this option, a class that allocates from a bank and needs a
-# larger alignment does not compile. Without it the compiler accepts alignments up to 16. The target core passes the
-# option on to the game.
+# Blocks of a bank are aligned to 8 bytes. With this option, a class that allocates from a bank and needs a larger
+# alignment does not compile. Without this option, the compiler would accept an alignment of 16. The target core
+# passes the option on to the game.
 set(core_new_alignment -faligned-new=8)
 if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
     set(core_new_alignment -fnew-alignment=8)

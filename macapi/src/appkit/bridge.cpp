@@ -10,7 +10,8 @@
 
 namespace macapi {
 
-// Returns the new class; null when a class of that name exists, as with a second copy of this library.
+// Returns the new class; null if the program already has a class of that name, because it has loaded a second copy of
+// this library.
 static Class makeClass(const KindEntry& kind)
 {
     const Class made = objc_allocateClassPair(objc_lookUpClass(kind.superclass), kind.className, 0);
@@ -26,7 +27,7 @@ static std::mutex s_mutex;
 static std::atomic<bool> s_made;
 static std::atomic<const void*> s_classes[sc_kindCount];
 
-// Immortal objects that are older than the classes. Guarded by s_mutex.
+// The immortal objects that were made before the classes. Guarded by s_mutex.
 static std::vector<const Object*>& objectsWithoutClass()
 {
     static auto& s_objects = *new std::vector<const Object*>;
@@ -52,7 +53,7 @@ static void makeClasses()
 const void* classOf(Kind kind)
 {
     if (!objc_lookUpClass) {
-        return nullptr; // no Objective-C
+        return nullptr; // the Objective-C runtime is not loaded
     }
     if (!s_made) {
         makeClasses();

@@ -3,7 +3,7 @@
 //     NSDictionary* mode = (NSDictionary*)CGDisplayCurrentMode(kCGDirectMainDisplay);
 //     int width = [[mode objectForKey:@"Width"] intValue];
 //
-// A program without AppKit loads nothing because of this.
+// These functions load no library. In a program without AppKit the objects have no class.
 #pragma once
 
 #include "macapi/src/objects/kinds.h"
@@ -15,8 +15,8 @@
 
 namespace macapi {
 
-// Returns the Objective-C class for objects of a kind; null before Foundation is loaded. The first call after that
-// makes the classes.
+// Returns the Objective-C class for objects of a kind; null before Foundation is loaded. The first call after
+// Foundation was loaded makes the classes.
 const void* classOf(Kind kind);
 bool isObjectClass(const void* objectsClass);
 

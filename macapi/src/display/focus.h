@@ -12,8 +12,8 @@
 
 namespace macapi {
 
-// Replaces the two methods, once, as soon as AppKit has loaded its X backend. Before that, a call does almost
-// nothing.
+// Replaces the two methods, once, as soon as AppKit has loaded its X backend. Before that, a call only
+// looks for AppKit's class.
 void followFocus();
 
 } // namespace macapi

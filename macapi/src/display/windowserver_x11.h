@@ -19,7 +19,7 @@ public:
     ServerLock();
     ~ServerLock();
 
-    explicit operator bool() const; // true while there is a server
+    explicit operator bool() const; // true while the server is connected and answers
     Display* display() const;
     Window root() const;
 
@@ -55,7 +55,7 @@ struct RootPixel {
 };
 bool isOnAnOutput(const ServerLock& xserver, const RootPixel& pixel);
 
-// Forgets what was done to the cursor, because another process's connection did it.
+// Forgets the state of the cursor. A forked child calls this: the changes belong to the connection of its parent.
 void forgetCursor();
 
 } // namespace macapi

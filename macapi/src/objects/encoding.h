@@ -9,7 +9,8 @@
 
 namespace macapi {
 
-// Convert to and from UTF-8. Return nothing if the encoding cannot hold the text, or is unknown.
+// decode converts to UTF-8, encode from UTF-8. They return nothing if the bytes are no text of the encoding, if the
+// encoding cannot hold the text, or if the encoding is unknown.
 std::optional<std::string> decode(std::string_view bytes, CFStringEncoding encoding);
 std::optional<std::string> encode(std::string_view text, CFStringEncoding encoding);
 

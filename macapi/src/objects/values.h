@@ -47,7 +47,7 @@ struct __CFDate final : macapi::Object {
 
     explicit __CFDate(std::string contents) : Object(sc_kind), text(std::move(contents)) {}
 
-    const std::string text; // such as 2003-10-24T18:00:00Z; the day exists
+    const std::string text; // such as 2003-10-24T18:00:00Z; always a day that exists
 };
 
 struct __CFArray final : macapi::Object {

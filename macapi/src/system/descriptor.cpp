@@ -24,7 +24,8 @@ static Descriptor openAnywhere(int folder, const std::string& name, int flags, m
     return Descriptor(again([&] { return openat(folder, name.c_str(), flags | O_CLOEXEC, mode); }));
 }
 
-// A file that is only read may have a low number for a moment: a log line cannot damage it. So it needs no filler.
+// Only a file that is opened for writing needs the filler. A file that is only read may have the number of a standard
+// stream for a moment: a log line of another thread cannot damage it.
 Descriptor openAt(int folder, const std::string& name, int flags, mode_t mode)
 {
     const bool isWritten = (flags & O_ACCMODE) != O_RDONLY;
@@ -38,7 +39,8 @@ Descriptor openAt(int folder, const std::string& name, int flags, mode_t mode)
     if (file < 0 || file >= sc_standardStreams) {
         return file;
     }
-    // A file that is read; or a written one, if another thread has closed a stream since the filler looked.
+    // The number is below 3: the file is only read, or another thread has closed a standard stream after the filler
+    // looked.
     return Descriptor(fcntl(file, F_DUPFD_CLOEXEC, sc_standardStreams));
 }
 

@@ -180,7 +180,7 @@ static void touch(void* block)
 struct Play {
     std::string name;
     Session session;
-    unsigned int room; // bytes of a region in which the session fits: see playOf
+    unsigned int room; // bytes of a region that is large enough; see playOf
 };
 
 // Counts 56 bytes for the header and the rounding of each block. The room is 1.5 times the most bytes in use, because

@@ -1,5 +1,5 @@
-// The steps added to two methods of AppKit's X backend: the method that reads events and the method that asks for the
-// focus.
+// The steps added to two methods of AppKit's X back end: the method that reads events and the method that asks for
+// the focus.
 #include "macapi/src/display/focus.h"
 
 #include "macapi/src/appkit/objc.h"

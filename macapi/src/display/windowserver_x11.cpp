@@ -169,7 +169,7 @@ static bool readOutput(XRRScreenResources* resources, RROutput output, OutputSta
     state->width = static_cast<int>(crtc->width);
     state->height = static_cast<int>(crtc->height);
     state->refreshRate = refreshRateOf(*resources, crtc->mode);
-    state->isWayland = strncmp(info->name, "XWAYLAND", 8) == 0; // each output of Xwayland is named so
+    state->isWayland = strncmp(info->name, "XWAYLAND", 8) == 0; // XWAYLAND0 and so on
     return true;
 }
 

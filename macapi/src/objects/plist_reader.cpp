@@ -24,7 +24,7 @@ static bool isNameLetter(char letter)
     return isLetter(letter) || isDigit(letter) || letter == '-' || letter == '_' || letter == ':' || letter == '.';
 }
 
-// Whether XML allows all characters of the text to stand unescaped.
+// Returns true if XML allows all characters of the text to stand unescaped.
 static bool isXmlText(std::string_view text)
 {
     for (size_t position = 0; position < text.size();) {

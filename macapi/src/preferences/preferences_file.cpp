@@ -103,7 +103,7 @@ static std::string setAside(int folder, const std::string& name)
             isSameFile(folder, name, aside)) { // the file already has both names: a process was killed here
             return aside;
         }
-        if (!exists(folder, aside)) { // hard links cannot be made here
+        if (!exists(folder, aside)) { // linkat failed: no hard links here
             return renameat(folder, name.c_str(), folder, aside.c_str()) == 0 ? aside : "";
         }
     }

@@ -1,8 +1,10 @@
 // The connection to the X server, for the sources that use it.
 //
-// 1. The connection is our own. It is opened at the first question and is not closed. So AppKit's connection is not
-//    disturbed, and the server undoes our changes when the process ends. A forked child opens its own connection.
-// 2. The connection is used only under a ServerLock. One thread holds it at a time; it is not recursive.
+// 1. The connection is our own, not AppKit's. It is opened at the first question to the server, and stays open until
+//    the process ends or the server does not answer. Then the server undoes our changes. A forked child opens its own
+//    connection.
+// 2. A thread uses the connection only while it holds a ServerLock. One thread holds the lock at a time; the lock is
+//    not recursive.
 // 3. X errors of this connection are caught while a ServerLock exists. Otherwise Xlib would print them and end the
 //    process.
 #pragma once

@@ -1,7 +1,8 @@
 // Reads property lists.
 //
 // 1. m_rest is the text that is not read yet. Only functions named take... and skip... shorten it.
-// 2. When a take... function returns false or null, reading ends. No function goes back to try another rule.
+// 2. take(text) returns false, and does not shorten m_rest, if m_rest does not begin with the text. When any other
+//    take... function returns false or null, reading ends. No function goes back to try another rule.
 // 3. The only recursion is a value inside a value; its depth is counted. Values are counted too.
 #include "macapi/src/objects/plist.h"
 

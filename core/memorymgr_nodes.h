@@ -11,8 +11,8 @@
 //
 //   magic  0xfeedface in use, 0xdeadf00d free
 //   size   bytes of the node, the header included; top bit set: the node lies outside its bank (a fallback block)
-//   file   who asked for the block: a name, and the line in it; both have no meaning in a free node
-//   next   the links of the one list that the node is on: free, used or fallback
+//   file   and line: the block's tag, as the caller of alloc gave it; no meaning in a free node
+//   next   and prev: the links of the one list that the node is on: free, used or fallback
 #pragma once
 
 #include "core/memorymgr.h"
@@ -46,9 +46,8 @@ inline MemoryHeapNode_s* makeFreeNode(char* place, unsigned int size)
     return node;
 }
 
-// Where the nodes of a list lie: inside their bank (free and used list) or anywhere (fallback list). A link of the
-// first kind is written without reading it before. The header may not be in the processor's cache, and the write
-// does not wait for it.
+// Where the nodes of a list lie: inside their bank (free and used list) or anywhere (fallback list). The code writes
+// a link of the first kind without reading it first: insideLink in memorymgr_refs.h says why.
 enum e_NodesOf { NODES_OF_BANK, NODES_OF_LOCATION };
 
 inline MemoryHeapNode_s* linkOf(const MemoryNodeRef& from, e_NodesOf nodes)

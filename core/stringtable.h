@@ -52,7 +52,7 @@ public:
     StringTable& operator=(const StringTable&) = delete;
 
     // Sets the locale folder for all later loads and exports. path is truncated to 1023 bytes. When a file is
-    // opened, the path with the file's name is truncated to 127 bytes, so keep path shorter than 114 bytes. A null
+    // opened, the path with the file's name is truncated to 127 bytes, so keep path to at most 114 bytes. A null
     // or empty path changes nothing.
     static void s_setLocalePath(const char* path);
 

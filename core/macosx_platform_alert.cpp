@@ -31,8 +31,8 @@ static size_t characterLength(unsigned char first)
     return first < 0xc2 ? 0 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : first < 0xf5 ? 4 : 0;
 }
 
-// Returns true if text is UTF-8 after count bytes of this value are appended to it. text has room in a Message; count
-// is 1 to 3.
+// Returns true if text is UTF-8 after count bytes of this value are appended to it. text is no longer than a Message;
+// count is 1 to 3.
 static bool isUtf8With(const char* text, size_t count, char value)
 {
     char whole[sizeof(Message) + 3];

@@ -1,7 +1,7 @@
 // Keys, cursor and mouse.
 //
 // 1. GetCursorPos counts y upward from the bottom of a window's content. SetCursorPos counts y downward from the
-//    top of the main display. Neither call converts.
+//    top of the main display. Neither call converts to the coordinates of the other.
 // 2. Equal calls of ShowCursor in a row send at most one call to the display. The display counts its calls;
 //    ShowCursor does not.
 #include "core/macosx_bkwindow.h"

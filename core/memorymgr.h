@@ -2,7 +2,7 @@
 //
 // A bank is a budget: a name and a size in bytes. A heap bank serves and frees blocks one by one, by best fit. A
 // linear bank serves one block after the other and is emptied as a whole. When a bank has no room for a request, the
-// manager gets a fallback block from the bank's location, and makes the bank larger in the next run.
+// manager gets a fallback block from the bank's location. The size of a bank in the next run follows from its use.
 //
 //     class GameMemory : public MemoryMgr {
 //         void onOutOfMemory(int) override {}           // save a log here; the process ends after this call
@@ -48,10 +48,9 @@
 // How bank sizes are tuned. The manager records each bank's high-water mark, the most bytes that were in use at one
 // moment. The destructor computes a new size for each bank, (s * s + p * p) / (s + p), where s is the bank's size and
 // p its high-water mark, and writes it to the bank-size file. The next run reads these sizes in initialize and uses
-// them instead of the sizes in the code. So a bank that was too small grows with each run, a bank that was too large
-// shrinks, and a bank without any use does not change. The new size never reaches the high-water mark of a bank that
-// was too small, so define each bank with its expected peak and some room; docs/surprises.md ("Memory") has
-// measurements.
+// them instead of the sizes in the code. So a bank smaller than p grows with each run, a bank larger than p shrinks,
+// and a bank without any use does not change. A bank that was too small never reaches p, so define each bank with
+// its expected peak and some room; docs/surprises.md ("Memory") has measurements.
 #pragma once
 
 #include "core/allocator.h"
@@ -74,7 +73,7 @@ enum e_MemoryBankType : int {
     MEMBANK_LINEAR = 1 // one block directly after the other, without headers; free empties the whole bank
 };
 
-// What calls return that can fail.
+// The results of calls that can fail.
 enum e_MemoryError : int {
     MEMERR_NONE = 0,        // success; checkMemory: the bank is sound
     MEMERR_UNDEFINED = -1,  // the location does not exist; initialize: no bank is defined
@@ -153,8 +152,9 @@ public:
     MemoryMgr();
 
     // Gives all regions back to their locations and writes the bank-size file. Fallback blocks that are still in use
-    // stay allocated. g_MemoryPtr does not change. When the file can't be written, there is no message. When a
-    // symbolic link of another user is in the path, the file is not written, and a message of level 3 names the path.
+    // stay allocated. g_MemoryPtr does not change. When the file can't be written, there is no message. When
+    // another user's link is in the path (docs/surprises.md, "Memory"), the file is not written, and a message of
+    // level 3 names the path.
     virtual ~MemoryMgr();
 
     MemoryMgr(const MemoryMgr&) = delete;
@@ -178,7 +178,7 @@ public:
     static void operator delete(void*, void*) {} // the compiler calls this one when a constructor throws
 
     // Reads the bank-size file and gets a region for each bank. Returns MEMERR_NONE; MEMERR_UNDEFINED when no bank is
-    // defined. A missing file is no error. When another user's symbolic link is in the path, the file is not read.
+    // defined. A missing file is no error. When another user's link is in the path, the file is not read.
     // When a location has no memory for a bank, the bank gets no region, and all its blocks are fallback blocks;
     // checkMemory returns MEMERR_SIZE for such a heap bank.
     //

@@ -6,7 +6,7 @@
 // 2. Each node has a class, which follows from its size. Below 1/64 of the bank's size, each multiple of 32 bytes
 //    has a class of its own (an exact class). Above that, there are four classes between a power of two and the next
 //    (large classes). The free list runs from small to large, so the nodes of a class follow each other. The index
-//    knows the first node of each class and the last node of the list.
+//    knows the first node of each class, and the index knows the last node of the list.
 // 3. Each class has a bit, which is set when the class has nodes. Two more levels of bits tell which words of the
 //    level below are not 0, so that a search skips empty words. The best fit for a size is the first node of at
 //    least that size. When a node of that size is added to the list, its place is before the same node. To find

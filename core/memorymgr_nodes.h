@@ -23,7 +23,7 @@ static const unsigned int sc_magicFree = 0xdeadf00d;
 static const unsigned int sc_headerSize = sizeof(MemoryHeapNode_s);
 static const unsigned int sc_extBit = 0x80000000;      // set in the size of a node outside its bank
 static const unsigned int sc_largestNode = 0x7fffffff; // bytes: the largest size without that bit
-static const unsigned int sc_granularity = 32;         // bytes: node sizes and linear requests are multiples of it
+static const unsigned int sc_granularity = 32;         // bytes: node sizes and linear requests are rounded up to it
 
 inline unsigned int sizeOf(const MemoryHeapNode_s* node)
 {

@@ -2,9 +2,9 @@
 //
 // 1. An entry never moves. So a thread that has the number of an entry may use the entry without a lock.
 // 2. A thread takes a table's lock to get or to give back an entry. It may hold a bank's lock at that time. It holds
-//    at most one table lock, and calls no callback, calloc or free while it holds one. A table lock is a spin lock,
-//    not a mutex: it is held for a few steps only. A thread finds a name that is in the table already without any
-//    lock, because banks must not wait for each other.
+//    at most one table lock, and calls no callback, calloc or free meanwhile. A table lock is a spin lock, not a
+//    mutex: it is held for a few steps only. A thread finds a name that is in the table already without any lock,
+//    because banks must not wait for each other.
 // 3. The compiler initialises everything here, and no destructor runs. So the tables work for static objects of a
 //    game, before and after all other static objects. The first entries of each table are static arrays, so banks
 //    work when calloc has no memory.

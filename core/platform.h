@@ -226,7 +226,7 @@ public:
     // cursor does not move. After this call the game itself has to confine the cursor to the window.
     static void CaptureMouse(bool capture);
 
-    // Moves the cursor. Pixels from the upper left corner of the main display, y downward.
+    // Moves the cursor to a point: in pixels from the upper left corner of the main display, y downward.
     static void SetCursorPos(int x, int y);
 
     // Stores the position of the cursor at the last event that the game fetched: in pixels from the lower left corner

@@ -35,7 +35,7 @@ StringTable::StringTable() : m_loaded(0), m_table(nullptr)
 {
     m_spare[0] = '\0';
     m_language[0] = '\0';
-    m_table = new (sc_source, 56) HashTable<_StringTableNode_s>(1021, 1024); // 56: frozen; buckets, entries
+    m_table = new (sc_source, 56) HashTable<_StringTableNode_s>(1021, 1024); // 56: frozen; 1021 buckets, 1024 nodes
     g_stringTblPtr = this;
 }
 

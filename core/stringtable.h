@@ -43,9 +43,9 @@ public:
     // Stores the address of this table in g_stringTblPtr.
     StringTable();
 
-    // Writes the entries to a strings file if this table has never opened one. If a symbolic link of another user
-    // is part of the file's path, logs a message and writes nothing. Sets g_stringTblPtr to null, also if it holds
-    // another table.
+    // Writes the entries to a strings file if this table has never opened one. If another user's link is part of
+    // the file's path (docs/surprises.md, "Localisation"), logs a message and writes nothing. Sets g_stringTblPtr to
+    // null, also if it holds another table.
     virtual ~StringTable();
 
     StringTable(const StringTable&) = delete;

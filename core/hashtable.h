@@ -13,7 +13,7 @@
 // - Ownership: the caller owns the records. removeAll(true) frees all of them as blocks of bank 0.
 // - Long keys: a key of more than 127 bytes is truncated to 127 bytes when it is stored. getData with the whole key
 //   does not find the entry, because it compares the whole key with the 127 bytes. (getData with exactly these 127
-//   bytes finds it if both keys have the same bucket.)
+//   bytes finds the entry if the 127 bytes and the whole key have the same bucket.)
 // - Equal keys: inserting a key twice makes two entries. getData finds the older one.
 // - Memory: the buckets, the pool and the nodes are three blocks of bank 0. If bank 0 has no memory for them, the
 //   game ends as MemoryMgr::alloc describes. Without a memory manager the table has no nodes and insert returns
@@ -78,8 +78,8 @@ public:
     // if poolSize is 0. A second call first frees the nodes of the first call, also those that a table uses.
     bool initialize();
 
-    // Takes the first node of the free list, which is the node that was freed last. Before any node was freed, it
-    // is the last free node of the array. Returns null if there is no free node.
+    // Takes the first node of the free list and returns it; null if there is no free node. The first node is the one
+    // that was freed last; if none was freed, it is the last free node of the array.
     HashData<T>* allocNode();
 
     unsigned int m_poolSize; // number of nodes, free or in use
@@ -141,7 +141,7 @@ inline void* AllocForHashTable(unsigned long count, unsigned long size, unsigned
 {
     unsigned long bytes;
     if (__builtin_mul_overflow(count, size, &bytes)) {
-        bytes = ULONG_MAX; // the product overflows. No bank has so many bytes: the game ends as out of memory.
+        bytes = ULONG_MAX; // no bank has so many bytes: the memory manager ends the game as out of memory
     }
     return g_MemoryPtr ? g_MemoryPtr->alloc(0, bytes, "core/hashtable", line) : nullptr;
 }

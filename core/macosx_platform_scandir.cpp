@@ -65,9 +65,9 @@ static int scan(const char* folder, dirent*** entries, int (*select)(const char*
 // The beginning of all paths of a list: the folder and a slash.
 struct Prefix_s {
     char text[1024 + 1] = ""; // a folder of at most 1023 bytes, the slash, the NUL
-    size_t length;            // bytes of text that a path has room for
+    size_t length;            // bytes of text, at most 259: a path has no room for more
 
-    // convertedLength is the length of path after ConvertDOSToMacPath, which does not change the length.
+    // convertedLength: the length of the converted path, which is also the length of path.
     Prefix_s(const char* path, size_t convertedLength)
     {
         strcpy(text, path);

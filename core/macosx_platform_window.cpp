@@ -70,8 +70,8 @@ static bool screenMatches(CFDictionaryRef mode)
            static_cast<int>(BKMainScreenFrame().height) == BKModeEntry(mode, "Height");
 }
 
-// Makes the window in the lower left corner of the screen. matches: the result of screenMatches. When it is false,
-// the window lies in the upper left corner of AppKit's main screen.
+// Makes a window without a frame. matches: the result of screenMatches. If it is true, the window lies in the lower
+// left corner of the screen; otherwise it lies in the upper left corner of AppKit's main screen.
 static void* makeFullScreenWindow(int width, int height, bool matches)
 {
     const int y = matches ? 0 : static_cast<int>(BKMainScreenFrame().height - height);

@@ -3,29 +3,29 @@
 //
 // 1. The index does not change the bank: with and without an index, the nodes are on the same list in the same
 //    order. All memory of the index lies outside the bank.
-// 2. Each node has a class, which follows from its size. Sizes below 1/64 of the bank have a class for each
-//    multiple of 32 bytes (an exact class). Larger sizes have four classes between two powers of two (a large
-//    class). The free list runs from small to large, so the nodes of a class follow each other. The index knows the
-//    first node of each class, and the index knows the last node of the list.
+// 2. Each node has a class, which follows from its size. Below 1/64 of the bank's size, each multiple of 32 bytes
+//    has a class of its own (an exact class). Above that, there are four classes between a power of two and the next
+//    (large classes). The free list runs from small to large, so the nodes of a class follow each other. The index
+//    knows the first node of each class, and the index knows the last node of the list.
 // 3. Each class has a bit, which is set when the class has nodes. Two more levels of bits tell which words of the
 //    level below are not 0, so that a search skips empty words. The best fit for a size is the first node of at
-//    least that size. When a node of that size is added to the list, its place is in front of the same node. To find
+//    least that size. When a node of that size is added to the list, its place is before the same node. To find
 //    that node, the index goes upward from the size's class to the first class that is not empty, and takes the first
-//    node of that class. A large class can also hold smaller nodes, so its nodes are walked; a bank has fewer than 64
-//    nodes in all its large classes. The node at the end of a bank can have a size that is no multiple of 32. Its
-//    class is that of the next smaller multiple, and it is the last node of that class.
+//    node of that class. A large class can also hold smaller nodes, so its nodes are walked; a bank has at most 64
+//    nodes in all its large classes. The node at the end of a bank can have a size that is no multiple of 32. It has
+//    the class of the next smaller multiple; in an exact class it is the last node.
 // 4. A unit is 32 bytes of the bank, and each unit has a bit. The first and the last unit of a used node are clear.
 //    The first and the last unit of a free node are set, and so is each of its units whose bit is in the same word
 //    as one of those two bits. From a free node's last unit the index finds its first: it reads the set bits
-//    downward to the next clear bit, which belongs to a used node because free nodes never touch. If a free node
-//    fills at least one whole word between its first and its last word, the word below its last word holds the
-//    number of the node's first unit, and the last word is marked as spanned. All other bits have no meaning, so
-//    each change writes only a few words.
+//    downward to the next clear bit, which belongs to a used node because free nodes never touch. A long free node
+//    has at least one whole word between the words of its first and its last unit. The word below its last word then
+//    holds the number of the node's first unit, and the last word is marked as spanned. All other bits have no
+//    meaning, so each change writes only a few words.
 // 5. Exception to rules 2 and 4: while the free list has only one node, this node has no class, and the bits of its
-//    units are clear. So loading a level into an empty bank writes little to the index.
-// 6. Before an operation uses a node, the index compares it with the node's header. At the first contradiction the
-//    index gives itself up (frees its memory), because the game or a stray write has changed the bank. From then on
-//    the bank's free list is walked.
+//    units have no meaning. So loading a level into an empty bank writes little to the index.
+// 6. Before an operation uses an answer, the index compares it with the header of the node. At the first
+//    contradiction the index gives itself up (frees its memory), because the game or a stray write has changed the
+//    bank. From then on the bank's free list is walked.
 //
 // The bitmap of rule 4 with words of 8 bits instead of 64. U is a used node of 3 units, F a free one; "." is a bit
 // without a meaning:
@@ -35,11 +35,11 @@
 //  bit      0  .  0  1  1  1  1  1 | .  .  .  .  .  .  .  . |     the number 3        | 1  1  0  .  0  1  1  0
 //  spanned                       . |                       . |                       . |                     yes
 //
-// The free node that ends with unit 25 has set bits down to the start of its word. That word is marked as spanned,
-// so the word below it tells that the node begins with unit 3. The free node that ends with unit 30 begins with
-// unit 29, because the bit of unit 28 is clear.
+// The free node that ends with unit 25 has set bits down to the start of its word, which is marked as spanned. So the
+// word below holds the number of the node's first unit, 3. The free node that ends with unit 30 begins with unit 29,
+// because the bit of unit 28 is clear.
 //
-// An index takes less than 1 % of its bank's size from ordinary memory when the bank is made, and nothing later.
+// An index takes ordinary memory, less than 1 % of its bank's size, when the bank is made. It takes no more later.
 #pragma once
 
 #include "core/memorymgr_walk.h"
@@ -57,18 +57,18 @@ inline unsigned int unitsFor(unsigned int bytes)
 // Different threads use different banks. The alignment keeps two indexes out of one line of the processor's cache.
 class alignas(64) FreeIndex {
 public:
-    // Makes the index of the bank with this number, which has to be one free node. Makes none when the bank is
-    // smaller than 32 KiB, when there is no memory for an index, and when four other managers have indexes. A bank
-    // without an index has its list walked.
+    // Makes the index of the bank with this number. The bank's region has to be one free node. Makes no index when
+    // the bank has no region or is smaller than 32 KiB, when there is no memory for an index, and when four other
+    // managers have indexes. FreeWalk then answers for the bank.
     static void make(const MemoryMgr* manager, int number, const MemoryBank_s& bank);
 
-    // Returns the index of the bank banks[number]; null when the bank has none. banks are the 32 banks of a
-    // manager. Any number is allowed.
+    // Returns the index of the bank banks[number]; null when the bank has none, and for a number above 31. banks: the
+    // 32 banks of a manager.
     static FreeIndex* of(const MemoryBank_s* banks, size_t number);
     static void dropAll(const MemoryMgr* manager); // frees all indexes of a manager
 
-    // The three questions of FreeWalk. Each stores its answer and returns true; returns false if the bank
-    // contradicts the index, which has then given itself up.
+    // The three questions of FreeWalk. Each function stores its answer and returns true. If the bank contradicts the
+    // index, the index gives itself up and the function returns false.
     bool firstOfAtLeast(const MemoryBank_s* bank, unsigned long size, MemoryHeapNode_s** node);
     bool placeFor(unsigned int size, const MemoryHeapNode_s* leaving, FreePlace* place);
     bool neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* node, FreeNeighbours* found);
@@ -121,8 +121,8 @@ private:
 
     char* m_base;                    // of the bank
     unsigned int m_size;             // of the bank
-    unsigned int m_exactCount;       // classes of a single multiple of 32
-    unsigned int m_largeOffset;      // added to a large size's number gives its class; can wrap below 0
+    unsigned int m_exactCount;       // how many exact classes there are
+    unsigned int m_largeOffset;      // a term of _largeClassOf; a negative number is stored modulo 2^32
     const MemoryHeapNode_s* m_first; // of the free list
     const MemoryHeapNode_s* m_last;
     uint64_t* m_units;            // rule 4: a bit for each unit; null: the bank has no index

@@ -214,9 +214,9 @@ inline bool FreeIndex::firstOfAtLeast(const MemoryBank_s* bank, unsigned long si
     return (bank->freeList == m_first && (!*node || _isFreeNode(*node, size))) || _giveUp();
 }
 
-// Does not compare m_first with the bank's list: each operation has asked another question before, which has. When
-// the new size is still between the sizes of leaving's neighbours on the list, no search is needed; that is the
-// common case.
+// Does not compare m_first with the bank's list: each operation has asked one of the other two questions before, and
+// these compare it. In the common case, the new size lies between the sizes of leaving's neighbours on the list; then
+// no search is needed.
 inline bool FreeIndex::placeFor(unsigned int size, const MemoryHeapNode_s* leaving, FreePlace* place)
 {
     if (leaving) {

@@ -1,5 +1,5 @@
-// The finder that walks: it answers three questions about the free nodes of one bank, and reads only the bank's
-// free list. The index (memorymgr_index.h) answers the same questions without a walk.
+// The finder that walks the free list of one bank. It answers three questions: the first node for a size, the place
+// of a new node, and the free neighbours of a node. The index (memorymgr_index.h) answers them without a walk.
 //
 // This finder serves small banks, and banks whose lists the game has changed. It is also the reference: in a
 // checked build the index has to give the same answers.
@@ -36,8 +36,8 @@ public:
     }
 
     // Returns the place of a node of size bytes: before the first node of at least that size; if there is none,
-    // after the last node. leaving is a node that the new node replaces; null if it replaces none. leaving's size
-    // is not compared. If the answer's before is leaving, the new node takes leaving's place.
+    // after the last node. leaving: a node on the list that the new node will replace; null if there is none. The
+    // size of leaving is not compared. If before is leaving in the result, the new node takes its place.
     __attribute__((noinline)) FreePlace placeFor(unsigned int size, const MemoryHeapNode_s* leaving) const
     {
         FreePlace place = {nullptr, m_list};

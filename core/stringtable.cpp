@@ -4,8 +4,8 @@
 // 2. An entry is never replaced. Of several entries with the same key, the oldest is found.
 // 3. A table that has opened a strings file never writes one.
 //
-// The numbers 56, 146, 169, 221 and 226 in this file name the blocks in leak reports. They are frozen and are not
-// lines of this file: docs/architecture.md, "Numbers in block tags".
+// The line in the tag of each block is a frozen number (56, 146, 169, 221, 226), and not a line of this file:
+// docs/architecture.md, "Numbers in block tags".
 #include "core/stringtable.h"
 #include "core/hashtable.h"
 #include "core/otherslinks.h"
@@ -35,7 +35,7 @@ StringTable::StringTable() : m_loaded(0), m_table(nullptr)
 {
     m_spare[0] = '\0';
     m_language[0] = '\0';
-    m_table = new (sc_source, 56) HashTable<_StringTableNode_s>(1021, 1024);
+    m_table = new (sc_source, 56) HashTable<_StringTableNode_s>(1021, 1024); // 56: frozen; 1021 buckets, 1024 nodes
     g_stringTblPtr = this;
 }
 
@@ -43,7 +43,7 @@ StringTable::~StringTable()
 {
     g_stringTblPtr = nullptr;
     if (!m_table) {
-        return; // no memory manager, so there are no entries: an export would overwrite a strings file with nothing
+        return; // without a memory manager there are no entries, and an export would empty an existing strings file
     }
     if (!m_loaded) {
         _exportStringTable();
@@ -108,7 +108,7 @@ static void formatWithoutArguments(char* out, size_t size, const char* format)
 static char* readText(_BkzFileType_s* file, const char* path)
 {
     const unsigned long length = File::getLength(file);
-    void* block = length <= sc_longestFile ? AllocInBank(0, length + 1, sc_source, 146) : nullptr;
+    void* block = length <= sc_longestFile ? AllocInBank(0, length + 1, sc_source, 146) : nullptr; // 146: frozen
     if (!block) {
         owLogger::log(3, "^CFF0000StringTable::setLanguage:^c ^CFF0000Memory Allocation Error^c %s\f", path);
         return nullptr;
@@ -146,7 +146,7 @@ bool StringTable::setLanguage(const char* language)
 void StringTable::_parseStringTable(char* text)
 {
     const bool hasByteOrderMark = strncmp(text, "\xEF\xBB\xBF", 3) == 0;
-    Parser* parser = new (sc_source, 169) Parser(hasByteOrderMark ? text + 3 : text);
+    Parser* parser = new (sc_source, 169) Parser(hasByteOrderMark ? text + 3 : text); // 169: frozen
     while (parser && parser->ParseLine()) {
         _parseStringTableEntry(parser);
     }
@@ -171,12 +171,12 @@ void StringTable::_insertString(const char* key, const unsigned char* text)
     if (!m_table) {
         return;
     }
-    void* record = AllocInBank(0, sizeof(_StringTableNode_s), sc_source, 221);
+    void* record = AllocInBank(0, sizeof(_StringTableNode_s), sc_source, 221); // 221: frozen
     if (!record) {
         return;
     }
     const size_t size = strlen(reinterpret_cast<const char*>(text)) + 1;
-    void* copy = AllocInBank(0, size, sc_source, 226);
+    void* copy = AllocInBank(0, size, sc_source, 226); // 226: frozen
     if (!copy) {
         FreeInBank(0, record);
         return;

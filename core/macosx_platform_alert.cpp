@@ -9,6 +9,7 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <assert.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
@@ -98,6 +99,7 @@ int Platform::MessageBox(const char*, const char* format, ...)
     if (length == -1) {
         message[sc_limit] = '\0';
     }
+    assert(strlen(message) < sc_limit && "1: a text is truncated after 4094 bytes");
     if (!BKMakeApplication()) {
         printAlert(message);
         return 1;
@@ -105,6 +107,8 @@ int Platform::MessageBox(const char*, const char* format, ...)
     if (length >= sc_limit) {
         // The text was truncated. With an incomplete character the whole text would not be UTF-8.
         message[findBrokenCharacter(message)] = '\0';
+        assert(message[findBrokenCharacter(message)] == '\0' &&
+               "1: the bytes of an incomplete character are removed");
     }
     return BKRunAlert("Alert", message, "OK");
 }

@@ -134,6 +134,13 @@ private:
     T* _firstFromBucket(HashTableIter_t<T>& it);
 };
 
+// ---- The code of the templates. It keeps these rules; core/hashtable_rules.h checks them.
+//
+// 1. Each node is on the free list and has no record, or is in the chain of one bucket and has a record. A node that a
+//    game takes with allocNode is the game's until the game puts it into one of the two lists.
+// 2. A key that was not truncated is in the bucket of its hash.
+// 3. A chain runs from the oldest entry to the newest.
+
 // Allocates count * size bytes from bank 0. Returns null without a memory manager. line is a frozen number that
 // names the block in leak reports: 161 for the array of nodes, 289 for the array of buckets, 296 for the pool
 // object (docs/architecture.md, "Numbers in block tags").

@@ -9,6 +9,7 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <assert.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
@@ -97,6 +98,7 @@ int Platform::MessageBox(const char*, const char* format, ...)
     if (length == -1) {
         message[sc_limit] = '\0';
     }
+    assert(strlen(message) < sc_limit && "1: a text is truncated after 4094 bytes");
     if (!BKMakeApplication()) {
         printAlert(message);
         return 1;
@@ -105,6 +107,8 @@ int Platform::MessageBox(const char*, const char* format, ...)
         // The text was truncated. With an incomplete character at its end it would not be UTF-8, and the panel would
         // show all of it as Mac Roman.
         message[findBrokenCharacter(message)] = '\0';
+        assert(message[findBrokenCharacter(message)] == '\0' &&
+               "1: the bytes of an incomplete character are removed");
     }
     return BKRunAlert("Alert", message, "OK");
 }

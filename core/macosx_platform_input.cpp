@@ -12,6 +12,7 @@
 #include <Carbon/Carbon.h>
 
 #include <algorithm>
+#include <assert.h>
 
 int g_MacMouseCaptured;
 
@@ -65,6 +66,7 @@ void Platform::ShowCursor(bool show)
         CGDisplayHideCursor(kCGDirectMainDisplay);
         count = -1;
     }
+    assert(count == (show ? 0 : -1) && "2: the display counts its calls; ShowCursor does not");
 }
 
 void Platform::SetCursorPos(int x, int y)

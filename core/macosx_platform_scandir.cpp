@@ -7,6 +7,7 @@
 #include "file/file.h"
 
 #include <algorithm>
+#include <assert.h>
 #include <dirent.h>
 #include <limits.h>
 #include <stdlib.h>
@@ -81,6 +82,7 @@ struct Prefix_s {
 static void writePath(Path& path, const Prefix_s& prefix, const char* name)
 {
     const size_t nameLength = std::min(strlen(name), sizeof(path) - 1 - prefix.length);
+    assert(prefix.length + nameLength < sizeof(path) && "2: each path of the list has 260 bytes, with the NUL");
     memcpy(path, prefix.text, prefix.length);
     memcpy(path + prefix.length, name, nameLength);
     path[prefix.length + nameLength] = '\0';

@@ -1,6 +1,7 @@
 // The game's window, framed or full screen, and the size of the display.
 //
-// 1. Only InitWindow writes windowX, windowY, windowWidth and windowHeight of s_platformData.
+// 1. Only InitWindow writes windowX, windowY, windowWidth and windowHeight of s_platformData. (The first call of SetApp
+//    sets all fields to 0 except desktopMode.)
 // 2. The user can close a framed window. The record then still holds the pointer of a window that is gone. So
 //    BKIsWindow is asked before a message is sent to a window.
 // 3. The order of the messages is frozen: docs/architecture.md, "Orders of calls".

@@ -8,6 +8,7 @@
 // docs/architecture.md, "Numbers in block tags".
 #include "core/stringtable.h"
 #include "core/hashtable.h"
+#include "core/hashtable_rules.h"
 #include "core/otherslinks.h"
 #include "core/parser.h"
 #include "core/str.h"
@@ -31,6 +32,16 @@ StringTable* g_stringTblPtr;
 char StringTable::s_localePath[1024];
 const char* const StringTable::sc_stringFileName = "strings.utf8";
 
+// Returns true if the hash table keeps its rules. Otherwise prints the first broken rule and returns false.
+[[maybe_unused]] static bool keepsItsRules(const HashTable<_StringTableNode_s>& table)
+{
+    const char* broken = BrokenHashRule(table);
+    if (broken) {
+        fprintf(stderr, "a string table breaks a rule: %s\n", broken);
+    }
+    return !broken;
+}
+
 StringTable::StringTable() : m_loaded(0), m_table(nullptr)
 {
     m_spare[0] = '\0';
@@ -45,6 +56,7 @@ StringTable::~StringTable()
     if (!m_table) {
         return; // without a memory manager there are no entries, and an export would empty an existing strings file
     }
+    assert(keepsItsRules(*m_table));
     if (!m_loaded) {
         _exportStringTable();
     }
@@ -183,7 +195,9 @@ void StringTable::_insertString(const char* key, const unsigned char* text)
     }
     _StringTableNode_s* entry = static_cast<_StringTableNode_s*>(record);
     entry->string = static_cast<char*>(memcpy(copy, text, size));
-    m_table->insert(key, entry);
+    [[maybe_unused]] const HashData<_StringTableNode_s>* node = m_table->insert(key, entry);
+    assert(entry->string != reinterpret_cast<const char*>(text) && "1: each entry owns two blocks");
+    assert((!node || !node->m_next) && "2: of several entries with the same key, the oldest is found");
 }
 
 const char* StringTable::translate(const char* text)

@@ -4,6 +4,7 @@
 #include "macapi/src/appkit/messages.h"
 #include "macapi/src/objects/string.h"
 
+#include <assert.h>
 #include <atomic>
 #include <mutex>
 #include <vector>
@@ -41,6 +42,7 @@ static void makeClasses()
         return;
     }
     for (int i = 0; i < sc_kindCount; i++) {
+        assert(!s_classes[i] && "appkit 2: the classes are made once");
         s_classes[i] = makeClass(entryOf(static_cast<Kind>(i)));
     }
     for (const Object* object : objectsWithoutClass()) {
@@ -76,6 +78,7 @@ void assignClass(const Object* object)
     if (!objc_lookUpClass) {
         return;
     }
+    assert(object->references() == 0 && "appkit 3: an immortal object gets its class when the classes are made");
     const std::lock_guard<std::mutex> lock(s_mutex);
     if (s_made) {
         object->isa = s_classes[static_cast<int>(object->kind)].load();

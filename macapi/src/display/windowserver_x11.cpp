@@ -8,6 +8,7 @@
 
 #include <X11/extensions/Xrandr.h>
 
+#include <assert.h>
 #include <atomic>
 #include <poll.h>
 #include <string.h>
@@ -121,6 +122,7 @@ ServerLock::operator bool() const
 
 Display* ServerLock::display() const
 {
+    assert(s_process == getpid() && "display 6: a forked child does not use its parent's connection");
     return s_display;
 }
 

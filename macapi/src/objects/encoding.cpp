@@ -113,6 +113,11 @@ static bool isUtf8(std::string_view bytes)
     return true;
 }
 
+bool isText(std::string_view bytes)
+{
+    return isUtf8(bytes) && bytes.find('\0') == bytes.npos;
+}
+
 std::optional<std::string> decode(std::string_view bytes, CFStringEncoding encoding)
 {
     switch (encoding) {

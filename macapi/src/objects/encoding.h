@@ -14,6 +14,9 @@ namespace macapi {
 std::optional<std::string> decode(std::string_view bytes, CFStringEncoding encoding);
 std::optional<std::string> encode(std::string_view text, CFStringEncoding encoding);
 
+// Returns true for well-formed UTF-8 without a NUL: the texts inside the library.
+bool isText(std::string_view bytes);
+
 const char32_t sc_noCharacter = 0xffffffff;
 
 // Returns the character at *position and moves *position to the next character. Returns sc_noCharacter, and does not

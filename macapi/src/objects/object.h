@@ -15,17 +15,22 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <assert.h>
 #include <atomic>
 #include <cstdint>
 #include <memory>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 namespace macapi {
 
 class Object {
 public:
-    explicit Object(Kind objectKind) : isa(classOf(objectKind)), kind(objectKind) {}
+    explicit Object(Kind objectKind) : isa(classOf(objectKind)), kind(objectKind)
+    {
+        assert(static_cast<const void*>(&isa) == this && "objects 1: the first word of an object is its class");
+    }
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
 
@@ -55,6 +60,7 @@ using Ref = std::unique_ptr<const T, DropReference>;
 template <class T, class... Arguments>
 Ref<T> make(Arguments&&... arguments)
 {
+    static_assert(!std::is_polymorphic_v<T>, "objects 1: an object has no virtual table");
     return Ref<T>(new T(std::forward<Arguments>(arguments)...));
 }
 

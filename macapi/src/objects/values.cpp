@@ -20,6 +20,16 @@ const Object* __CFDictionary::find(const std::string& key) const
     return entry == entries.end() ? nullptr : entry->second.get();
 }
 
+bool __CFDictionary::hasTexts() const
+{
+    for (const auto& [key, value] : entries) {
+        if (!isText(key)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 namespace macapi {
 
 Ref<__CFNumber> makeInteger(int64_t value)

@@ -11,6 +11,7 @@
 #include "macapi/src/system/filelock.h"
 #include "macapi/src/system/trust.h"
 
+#include <assert.h>
 #include <atomic>
 #include <errno.h>
 #include <exception>
@@ -163,9 +164,11 @@ static PreferencesContents unrepairable(const FilePlace& place, const std::strin
     return valuesOfBackup(place, damaged);
 }
 
-// Reads the file, and first repairs it if it is damaged. The caller holds the lock.
-static PreferencesContents loadAndRepair(const FilePlace& place, const std::string& path)
+// Reads the file, and first repairs it if it is damaged. lock is the file's, and is held.
+static PreferencesContents loadAndRepair(const FilePlace& place, const std::string& path,
+                                         [[maybe_unused]] const FileLock& lock)
 {
+    assert(lock.isHeld() && "file 1: only the holder of the lock changes the file");
     PreferencesContents contents = load(place.folder, place.name);
     if (contents.state != PreferencesState::Damaged) {
         return contents; // not damaged, or another process has repaired it meanwhile
@@ -217,7 +220,7 @@ PreferencesContents readPreferencesFile(const std::string& path, PreferencesUser
         // The other process is going to repair the file with the same values.
         return valuesOfBackup(place, contents.status);
     }
-    return lock.isHeld() ? loadAndRepair(place, path) : unrepairable(place, path, contents.status);
+    return lock.isHeld() ? loadAndRepair(place, path, lock) : unrepairable(place, path, contents.status);
 }
 
 Ref<__CFDictionary> applyChanges(const __CFDictionary& values, const PreferencesChanges& changes)
@@ -297,7 +300,7 @@ bool changePreferencesFile(const std::string& path, const PreferencesChanges& ch
         reportNoLock(path, lock);
         return false;
     }
-    const PreferencesContents now = loadAndRepair(place, path);
+    const PreferencesContents now = loadAndRepair(place, path, lock);
     const bool there = now.state == PreferencesState::Good;
     if (!there && now.state != PreferencesState::Missing) {
         return false;

@@ -19,6 +19,7 @@
 #include "macapi/src/system/executable.h"
 #include "macapi/src/system/folders.h"
 
+#include <assert.h>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -259,6 +260,7 @@ public:
     {
         const std::lock_guard<std::mutex> lock(processState->mutex);
         m_file = &processState->files[path];
+        assert(m_file->written.empty() && "store 3: writing lets one thread write at a time");
         m_file->written = std::move(m_file->pending);
         m_file->pending.clear();
     }

@@ -1,6 +1,7 @@
 // Opening files with descriptors above the standard streams.
 #include "macapi/src/system/descriptor.h"
 
+#include <assert.h>
 #include <fcntl.h>
 #include <poll.h>
 
@@ -24,6 +25,11 @@ static Descriptor openAnywhere(int folder, const std::string& name, int flags, m
     return Descriptor(again([&] { return openat(folder, name.c_str(), flags | O_CLOEXEC, mode); }));
 }
 
+[[maybe_unused]] static bool isKept(int file)
+{
+    return file >= sc_standardStreams && (fcntl(file, F_GETFD) & FD_CLOEXEC) != 0;
+}
+
 // Only a file that is opened for writing needs the filler. A file that is only read may have the number of a standard
 // stream for a moment: a log line of another thread cannot damage it.
 Descriptor openAt(int folder, const std::string& name, int flags, mode_t mode)
@@ -36,12 +42,12 @@ Descriptor openAt(int folder, const std::string& name, int flags, mode_t mode)
     } else {
         file = openAnywhere(folder, name, flags, mode);
     }
-    if (file < 0 || file >= sc_standardStreams) {
-        return file;
+    if (file >= 0 && file < sc_standardStreams) {
+        // The file is only read, or another thread has closed a standard stream after the filler looked.
+        file = Descriptor(fcntl(file, F_DUPFD_CLOEXEC, sc_standardStreams));
     }
-    // The number is below 3: the file is only read, or another thread has closed a standard stream after the filler
-    // looked.
-    return Descriptor(fcntl(file, F_DUPFD_CLOEXEC, sc_standardStreams));
+    assert((file < 0 || isKept(file)) && "system 1: every descriptor is 3 or higher, and closes on exec");
+    return file;
 }
 
 } // namespace macapi

@@ -121,6 +121,9 @@ function(core_library name)
         # Calls between the libraries load the address of the function and need no jump table. The dynamic linker
         # still chooses the function, so a program can define it.
         target_compile_options(${target} PRIVATE -fno-plt)
+        if(CORE_ABI) # the comparison reads the types in the debug information
+            target_compile_options(${target} PRIVATE -g)
+        endif()
         # Copies of an unknown small length call the C library. The string instruction that the compiler would emit
         # takes longer to start than most of these copies take.
         if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|i.86)$")

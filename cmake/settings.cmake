@@ -42,16 +42,16 @@ if(CORE_SANITIZE)
     add_link_options(-fsanitize=${CORE_SANITIZE})
 endif()
 
-# core_library(NAME SOURCE... [INCLUDE_DIR FOLDER] PUBLIC_HEADERS HEADER...): a shared library and its public headers.
+# core_library(NAME SOURCE... [INCLUDE_DIR FOLDER] [MAP FILE] PUBLIC_HEADERS HEADER...): a shared library and its public headers.
 #
 # The headers after PUBLIC_HEADERS are all headers that get installed. Every other header is private to this tree. The
 # headers are included by their path from the project's folder ("core/parser.h") and installed under that path; with
 # INCLUDE_DIR, by their path from FOLDER (<Carbon/Carbon.h>), and installed below a folder NAME.
 #
-# NAME/NAME.map lists the functions that the library exports, for linkers that take such a list. It hides the code
+# FILE, or without it NAME/NAME.map, lists the functions that the library exports, for linkers that take such a list. It hides the code
 # that templates of the standard library generate; hidden visibility alone would export that code.
 function(core_library name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" INCLUDE_DIR PUBLIC_HEADERS)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "INCLUDE_DIR;MAP" PUBLIC_HEADERS)
     add_library(${name} SHARED ${arg_UNPARSED_ARGUMENTS})
     set_target_properties(${name} PROPERTIES
         VERSION ${PROJECT_VERSION}
@@ -87,6 +87,9 @@ function(core_library name)
             target_compile_options(${name} PRIVATE -mstringop-strategy=libcall)
         endif()
         set(map ${PROJECT_SOURCE_DIR}/${name}/${name}.map)
+        if(arg_MAP)
+            set(map ${arg_MAP})
+        endif()
         target_link_options(${name} PRIVATE LINKER:--version-script=${map} LINKER:--no-undefined-version)
         set_target_properties(${name} PROPERTIES LINK_DEPENDS ${map} INSTALL_RPATH "$ORIGIN")
     endif()

@@ -1,6 +1,9 @@
 // Finding the Objective-C runtime in the process. The runtime comes with the program, or later with AppKit.
 #include "macapi/src/appkit/objc.h"
 
+#include "macapi/src/appkit/bkwindow_library.h"
+#include "macapi/src/appkit/bridge.h"
+
 #include <atomic>
 #include <dlfcn.h>
 #include <mutex>
@@ -61,3 +64,10 @@ bool findObjectiveC()
 }
 
 } // namespace macapi
+
+void macapi_appKitWasLoaded()
+{
+    if (macapi::findObjectiveC()) {
+        macapi::makeClasses();
+    }
+}

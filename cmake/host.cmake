@@ -52,3 +52,23 @@ function(core_appkit target with without)
         target_sources(${target} PRIVATE ${without})
     endif()
 endfunction()
+
+# core_lazy_appkit(TARGET WITH WITHOUT): like core_appkit, but TARGET, which is core, loads AppKit when it first needs it.
+# On hosts whose AppKit is not the system's own, WITH becomes the library core-appkit;
+# macapi/src/appkit/bkwindow_library.h explains it. A static core links AppKit itself.
+function(core_lazy_appkit target with without)
+    if(APPLE OR NOT appkit_found OR core_kind STREQUAL "STATIC")
+        core_appkit(${target} ${with} ${without})
+        return()
+    endif()
+    set(appkit_dir ${PROJECT_SOURCE_DIR}/macapi/src/appkit)
+    core_library(core-appkit ${appkit_dir}/bkwindow_library.cpp MAP ${appkit_dir}/bkwindow_library.map MODULE appkit)
+    core_appkit(${target}-appkit ${with} ${without})
+    target_link_libraries(${target}-appkit PRIVATE core::mac)
+    target_sources(${target} PRIVATE ${appkit_dir}/bkwindow_loader.cpp)
+    set_source_files_properties(${appkit_dir}/bkwindow_loader.cpp PROPERTIES
+        COMPILE_DEFINITIONS BKWINDOW_LIBRARY="$<TARGET_SONAME_FILE_NAME:${target}-appkit>")
+    target_link_libraries(${target} PRIVATE ${CMAKE_DL_LIBS})
+    set_property(TARGET ${target} APPEND PROPERTY BUILD_RPATH $ORIGIN) # where libcore looks for it
+    add_dependencies(${target} ${target}-appkit)
+endfunction()

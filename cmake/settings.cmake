@@ -77,17 +77,18 @@ if(CORE_SANITIZE)
     add_link_options(-fsanitize=${CORE_SANITIZE})
 endif()
 
-# core_library(NAME SOURCE... [INCLUDE_DIR FOLDER] PUBLIC_HEADERS HEADER...): a library and its public headers. Its target
-# is ${prefix}NAME, with the alias core::NAME.
+# core_library(NAME SOURCE... [INCLUDE_DIR FOLDER] [MAP FILE] [MODULE COMPONENT] PUBLIC_HEADERS HEADER...): a library and
+# its public headers. Its target is ${prefix}NAME, with the alias core::NAME. A MODULE is a shared library that no game
+# links; it is installed with COMPONENT.
 #
 # The headers after PUBLIC_HEADERS are all headers that get installed. Every other header is private to this tree. The
 # headers are included by their path from the project's folder ("core/parser.h") and installed under that path; with
 # INCLUDE_DIR, by their path from FOLDER (<Carbon/Carbon.h>), and installed below a folder NAME.
 #
-# NAME/NAME.map lists the functions that the library exports, for linkers that take such a list. It hides the code
-# that templates of the standard library generate; hidden visibility alone would export that code.
+# FILE, or without it NAME/NAME.map, lists the functions that the library exports, for linkers that take such a list. It
+# hides the code that templates of the standard library generate; hidden visibility alone would export that code.
 function(core_library name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" INCLUDE_DIR PUBLIC_HEADERS)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "INCLUDE_DIR;MAP;MODULE" PUBLIC_HEADERS)
     set(target ${prefix}${name})
     add_library(${target} ${core_kind} ${arg_UNPARSED_ARGUMENTS})
     add_library(core::${name} ALIAS ${target})
@@ -130,8 +131,16 @@ function(core_library name)
             target_compile_options(${target} PRIVATE -mstringop-strategy=libcall)
         endif()
         set(map ${PROJECT_SOURCE_DIR}/${name}/${name}.map)
+        if(arg_MAP)
+            set(map ${arg_MAP})
+        endif()
         target_link_options(${target} PRIVATE LINKER:--version-script=${map} LINKER:--no-undefined-version)
         set_target_properties(${target} PROPERTIES LINK_DEPENDS ${map} INSTALL_RPATH "${core_run_path}")
+    endif()
+    if(arg_MODULE)
+        install(TARGETS ${target}
+            LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${arg_MODULE} NAMELINK_SKIP)
+        return()
     endif()
     install(TARGETS ${target} EXPORT core
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development

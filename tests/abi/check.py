@@ -40,6 +40,7 @@ def exported(library):
     for line in out.splitlines():
         kind, name = line.split(" ", 2)[1:]
         private = re.search(r"::_[a-z]", name) and not name.startswith("Parser::")
+        private = private or name.startswith("__objc_")  # for the linker alone; a build without AppKit lacks it
         if kind in "TBDRV" and not private:  # not W: a template's function that the compiler chose to keep
             names.add(re.sub(r"@@.*", "", name))
     return names

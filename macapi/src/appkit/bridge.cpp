@@ -33,7 +33,7 @@ static std::vector<const Object*>& objectsWithoutClass()
     return s_objects;
 }
 
-static void makeClasses()
+void makeClasses()
 {
     const std::lock_guard<std::mutex> lock(s_mutex);
     if (s_made || !objc_lookUpClass("NSDictionary")) {
@@ -51,8 +51,8 @@ static void makeClasses()
 
 const void* classOf(Kind kind)
 {
-    if (!objc_lookUpClass) {
-        return nullptr; // no Objective-C
+    if (!hasObjectiveC()) {
+        return nullptr;
     }
     if (!s_made) {
         makeClasses();
@@ -72,9 +72,6 @@ bool isObjectClass(const void* objectsClass)
 
 void assignClass(const Object* object)
 {
-    if (!objc_lookUpClass) {
-        return;
-    }
     const std::lock_guard<std::mutex> lock(s_mutex);
     if (s_made) {
         object->isa = s_classes[static_cast<int>(object->kind)].load();
@@ -86,7 +83,7 @@ void assignClass(const Object* object)
 // Returns nothing if the object is no NSString, or if its text has no UTF-8 form (half a surrogate pair).
 static std::optional<std::string> textOfNSString(ID string)
 {
-    const Class strings = objc_lookUpClass ? objc_lookUpClass("NSString") : nullptr;
+    const Class strings = hasObjectiveC() ? objc_lookUpClass("NSString") : nullptr;
     if (!strings || !send<unsigned char>(string, "isKindOfClass:", strings)) {
         return std::nullopt;
     }

@@ -3,7 +3,8 @@
 #
 #   check.sh WAYS SOURCE BUILD TOOLCHAIN EMULATOR STANDARDS COMPILER...
 #
-# WAYS are the names of functions below, from "moved" on. SOURCE is the tree of core, BUILD a build of it. TOOLCHAIN is a
+# WAYS are the names of functions below, from "moved" on. SOURCE is the tree of core, BUILD a build of it; the way "system"
+# needs neither. TOOLCHAIN is a
 # CMake toolchain file and EMULATOR a command that runs the programs; both may be empty. The game is compiled with each
 # COMPILER for each of the STANDARDS, such as "17 20". A COMPILER that is not installed is left out, except the first.
 #
@@ -117,7 +118,7 @@ with_appkit() {
     step cmake -S "$here" -B "$game" -G Ninja -DCMAKE_CXX_COMPILER="$(command -v g++)" \
         -DCMAKE_OBJCXX_COMPILER="$(command -v g++)" "$@"
     step cmake --build "$game" --target window
-    echo "NSView 640x480, window" >"$folder/window.txt"
+    printf "NSView 640x480, window\ncore's window class: found\n" >"$folder/window.txt"
     expect "$folder/window.txt" "$game/window"
 }
 
@@ -149,8 +150,20 @@ short_names() {
     with_cmake short_names -DCONSUMER_CORE="$source" "${kind[@]}"
 }
 
-kind=("-DBUILD_SHARED_LIBS=$(sed -n 's/^BUILD_SHARED_LIBS:[A-Z]*=//p' "$build/CMakeCache.txt")")
-[ "${kind[0]}" != -DBUILD_SHARED_LIBS= ] || kind=()
+# Packages of the system: no path is named.
+system() {
+    local words
+    with_cmake find_package
+    read -ra words <<<"$(pkg-config --cflags --libs core)"
+    by_hand "${words[@]}"
+    by_hand -I/usr/include/macapi -lcore -lfile -llogger -lmacapi
+}
+
+kind=()
+if [ -n "$build" ]; then # the game's own build of core makes the same kind of libraries as BUILD
+    shared=$(sed -n 's/^BUILD_SHARED_LIBS:[A-Z]*=//p' "$build/CMakeCache.txt")
+    [ -z "$shared" ] || kind=("-DBUILD_SHARED_LIBS=$shared")
+fi
 for way in "${ways[@]}"; do
     "$way"
 done

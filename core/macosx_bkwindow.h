@@ -9,7 +9,7 @@
 // - Threads: the main thread only.
 //
 // core/macosx_bkwindow.mm implements these functions. A build without AppKit compiles core/macosx_bkwindow_none.cpp
-// instead.
+// instead. Hosts whose AppKit is GNUstep's load it with the first window: macapi/src/appkit/bkwindow_library.h.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>

@@ -236,7 +236,13 @@ int BKModeEntry(CFDictionaryRef mode, const char* name)
     return [[(NSDictionary*)mode objectForKey:textOf(name)] intValue];
 }
 
-static std::set<const void*> s_made; // the address of each window that BKMakeWindow has made, open or closed
+// The address of each window that BKMakeWindow has made, also after its end. The set is never destroyed: a game's static
+// object may ask about a window while the process ends.
+static std::set<const void*>& made()
+{
+    static auto& s_made = *new std::set<const void*>;
+    return s_made;
+}
 
 // GNUstep's largest frame: setMaxSize: accepts no larger size, and GNUstep shrinks a larger window when it moves.
 static const double sc_longestSide = 10000; // pixels
@@ -257,7 +263,7 @@ void* BKMakeWindow(const BKRect& content, unsigned int styleMask, int backing, b
                                                    styleMask:styleMask
                                                      backing:static_cast<NSBackingStoreType>(backing)
                                                        defer:defer];
-    s_made.insert(window);
+    made().insert(window);
     return window;
 }
 
@@ -270,7 +276,7 @@ bool BKIsWindow(const void* window)
     const bool known = [[NSApp windows] indexOfObjectIdenticalTo:(id)window] != NSNotFound;
     // AppKit may not list a window before it is shown. So a pointer that does not come from BKMakeWindow counts as a
     // window: the game may have made that window itself.
-    return known || s_made.count(window) == 0;
+    return known || made().count(window) == 0;
 }
 
 std::string BKWindowTitle(void* window)

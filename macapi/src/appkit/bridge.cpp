@@ -35,7 +35,7 @@ static std::vector<const Object*>& objectsWithoutClass()
     return s_objects;
 }
 
-static void makeClasses()
+void makeClasses()
 {
     const std::lock_guard<std::mutex> lock(s_mutex);
     if (s_made || !objc_lookUpClass("NSDictionary")) {
@@ -54,8 +54,8 @@ static void makeClasses()
 
 const void* classOf(Kind kind)
 {
-    if (!objc_lookUpClass) {
-        return nullptr; // the Objective-C runtime is not loaded
+    if (!hasObjectiveC()) {
+        return nullptr;
     }
     if (!s_made) {
         makeClasses();
@@ -75,9 +75,6 @@ bool isObjectClass(const void* objectsClass)
 
 void assignClass(const Object* object)
 {
-    if (!objc_lookUpClass) {
-        return;
-    }
     assert(object->references() == 0 && "appkit 3: an immortal object gets its class when the classes are made");
     const std::lock_guard<std::mutex> lock(s_mutex);
     if (s_made) {
@@ -90,7 +87,7 @@ void assignClass(const Object* object)
 // Returns nothing if the object is no NSString, or if its text has no UTF-8 form (half a surrogate pair).
 static std::optional<std::string> textOfNSString(ID string)
 {
-    const Class strings = objc_lookUpClass ? objc_lookUpClass("NSString") : nullptr;
+    const Class strings = hasObjectiveC() ? objc_lookUpClass("NSString") : nullptr;
     if (!strings || !send<unsigned char>(string, "isKindOfClass:", strings)) {
         return std::nullopt;
     }

@@ -3,7 +3,7 @@
 //     NSDictionary* mode = (NSDictionary*)CGDisplayCurrentMode(kCGDirectMainDisplay);
 //     int width = [[mode objectForKey:@"Width"] intValue];
 //
-// These functions load no library. In a program without AppKit the objects have no class.
+// These functions load no library. A program has AppKit if it links AppKit itself, or after its first window.
 #pragma once
 
 #include "macapi/src/objects/kinds.h"
@@ -14,6 +14,9 @@
 #include <string>
 
 namespace macapi {
+
+// Makes the classes, once, if Foundation is loaded. Call this only if hasObjectiveC returns true.
+void makeClasses();
 
 // Returns the Objective-C class for objects of a kind; null before Foundation is loaded. The first call after
 // Foundation was loaded makes the classes.

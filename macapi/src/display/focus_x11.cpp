@@ -121,7 +121,7 @@ void followFocus()
     static std::mutex s_mutex;
     static std::atomic<bool> s_done;
 
-    if (!objc_lookUpClass || s_done) {
+    if (s_done || !hasObjectiveC()) {
         return;
     }
     const std::lock_guard<std::mutex> lock(s_mutex);

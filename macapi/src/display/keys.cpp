@@ -52,7 +52,7 @@ void translateKeyEvents()
     static std::mutex s_mutex;
     static std::atomic<bool> s_done;
 
-    if (!objc_lookUpClass || s_done) {
+    if (s_done || !findObjectiveC()) {
         return;
     }
     const std::lock_guard<std::mutex> lock(s_mutex);

@@ -9,6 +9,15 @@ endif()
 
 find_package(Threads REQUIRED)
 
+# ccache is used where it is installed, unless the user has chosen a launcher or none (-DCMAKE_CXX_COMPILER_LAUNCHER=).
+# The two exceptions are those that ccache asks for with precompiled headers.
+find_program(CCACHE ccache)
+if(CCACHE AND PROJECT_IS_TOP_LEVEL AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_CXX_COMPILER_LAUNCHER
+        ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE})
+    set(CMAKE_OBJCXX_COMPILER_LAUNCHER ${CMAKE_CXX_COMPILER_LAUNCHER})
+endif()
+
 # Blocks of a bank are aligned to at most 8 bytes. With this option, a class that allocates from a bank and needs a
 # larger alignment does not compile. Without it the compiler accepts alignments up to 16. The target core passes the
 # option on to the game.

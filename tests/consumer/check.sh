@@ -150,6 +150,49 @@ short_names() {
     with_cmake short_names -DCONSUMER_CORE="$source" "${kind[@]}"
 }
 
+# readme_block WORD: prints the first block of the README's chapter "Use it in your game" that contains WORD.
+readme_block() {
+    awk -v word="$1" '/^## /{inside = /Use it in your game/} !inside{next}
+        /^```$/{if (index(block, word)) {printf "%s", block; exit} open = 0}
+        open{block = block $0 "\n"} /^```[a-z]/{open = 1; block = ""}' "$source/README.md"
+}
+
+# readme_game WORD: builds the game with the README's lines for CMake.
+readme_game() {
+    local game=$folder/readme
+    rm -rf "$game"
+    mkdir "$game"
+    cp "$here/game.cpp" "$game"
+    ln -s "$source" "$game/core"
+    {
+        printf 'cmake_minimum_required(VERSION 3.25)\nproject(game LANGUAGES CXX)\n'
+        readme_block "$1" | sed "s,/path/to/core,$source,"
+        readme_block "$1" | grep -q add_executable || readme_block find_package | tail -n 2
+    } >"$game/CMakeLists.txt"
+    step cmake -S "$game" -B "$game/build" -G Ninja -DCMAKE_PREFIX_PATH="$folder/second" -DCMAKE_CXX_COMPILER="${compilers[0]}"
+    step cmake --build "$game/build" --target game
+    expect "$here/expected.txt" "$game/build/game"
+}
+
+# The README's lines for installed libraries, as they stand.
+readme() {
+    local word
+    readme_game find_package
+    for word in pkg-config -rpath; do
+        readme_block "$word" | sed "s,/usr/local,$folder/second," >"$folder/lines.sh"
+        grep -q g++ "$folder/lines.sh" || { echo "FAILED in readme: no lines with $word" && exit 1; }
+        cp "$here/game.cpp" "$folder"
+        (cd "$folder" && PKG_CONFIG_PATH=$folder/second/lib/pkgconfig LD_RUN_PATH=$folder/second/lib step bash -e lines.sh)
+        expect "$here/expected.txt" "$folder/game"
+    done
+}
+
+# The README's lines for the sources.
+readme_sources() {
+    readme_game add_subdirectory
+    readme_game FetchContent
+}
+
 # Packages of the system: no path is named.
 system() {
     local words

@@ -1,6 +1,5 @@
-# What `cmake --install` adds to the libraries and headers, so that games find them: the package configuration for CMake,
-# core.pc for pkg-config, the licence and the manual pages. All paths in these files are relative, so that the installed
-# tree may move.
+# The files by which a game finds the installed libraries: the package configuration for CMake, and core.pc for
+# pkg-config. All paths in them are relative, so that the installed tree may move. Also the licence and the manual pages.
 include(CMakePackageConfigHelpers)
 
 # What a game links besides static libraries: X11::Xau and -lXau, and so on.
@@ -49,8 +48,8 @@ string(REGEX REPLACE "[^/]+" ".." pc_prefix "${pc_dir}")
 configure_file(cmake/core.pc.in ${CMAKE_CURRENT_BINARY_DIR}/core.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/core.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
-# Every page in docs/man, by its section: core-prefs.1 goes to man1. Debian's packages have their own form of the licence,
-# and compressed pages.
+# Every page in docs/man is installed by its section: core-prefs.1 goes to man1. Debian's packages have the licence in
+# another form, and compressed pages.
 set(debian NO)
 if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     set(debian YES)

@@ -94,8 +94,8 @@ newClone() {
     touch tests/fuzz/fuzz_one.cpp
     printf '#!/bin/sh\ncat >"$1" && touch "$2"\n' >bench/table.py
     printf '#!/bin/sh\nexec "$1"\n' >tests/soak/soak.py
-    printf '#!/bin/sh\n' | tee tests/lint.sh tests/consumer/check.sh packaging/check.sh >tests/soak/two_users.py
-    chmod +x tests/consumer/check.sh packaging/check.sh bench/table.py tests/soak/soak.py tests/soak/two_users.py tests/lint.sh
+    printf '#!/bin/sh\n' | tee tests/lint.sh tests/consumer/matrix.sh packaging/check.sh >tests/soak/two_users.py
+    chmod +x tests/consumer/matrix.sh packaging/check.sh bench/table.py tests/soak/soak.py tests/soak/two_users.py tests/lint.sh
 }
 
 # ---- The commands, as the README has them.

@@ -1,5 +1,6 @@
 # The files by which a game finds the installed libraries: the package configuration for CMake, and core.pc for
-# pkg-config. All paths in them are relative, so that the installed tree may move. Also the licence and the manual pages.
+# pkg-config. All paths in them are relative, so that the installed tree may move. This file also installs the licence
+# and the manual pages.
 include(CMakePackageConfigHelpers)
 
 # What a game links besides static libraries: X11::Xau and -lXau, and so on.

@@ -86,9 +86,9 @@ endif()
 # headers are included by their path from the project's folder ("core/parser.h") and installed under that path; with
 # INCLUDE_DIR, by their path from FOLDER (<Carbon/Carbon.h>), and installed below a folder NAME.
 #
-# FILE lists the functions that the library exports, for linkers that take such a list; without MAP it is NAME/NAME.map.
-# The list hides the code that templates of the standard library generate; hidden visibility alone would export that
-# code.
+# FILE lists the functions that the library exports, for linkers that take such a list. Without MAP, the list is
+# NAME/NAME.map. The list hides the code that templates of the standard library generate; hidden visibility alone
+# would export that code.
 function(core_library name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "INCLUDE_DIR;MAP;MODULE" PUBLIC_HEADERS)
     set(target ${prefix}${name})

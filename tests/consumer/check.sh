@@ -112,6 +112,22 @@ plain() {
         -Wl,-rpath,"$prefix/lib"
 }
 
+# A game that defines one of the libraries' functions: core calls the game's function; static libraries do not link with it.
+replaced() {
+    local words
+    words=$(PKG_CONFIG_LIBDIR="$folder/second/lib/pkgconfig" pkg-config --cflags --libs core)
+    read -ra words <<<"$words"
+    words=("${compilers[0]}" -std=c++17 "$here/replaced.cpp" -o "$folder/game" "${words[@]}" -Wl,-rpath,"$folder/second/lib")
+    if [ -e "$folder/second/lib/libcore.a" ]; then
+        ! "${words[@]}" >"$folder/said" 2>&1 || { echo "FAILED in replaced: the game links" && exit 1; }
+        grep -q "multiple definition of .File::open" "$folder/said" || { cat "$folder/said" && exit 1; }
+        return
+    fi
+    step "${words[@]}"
+    printf '%s\n' "opens a strings file: rb" "opens a strings file: w" >"$folder/replaced.txt"
+    CORE_LOG_LEVEL=0 expect "$folder/replaced.txt" "$folder/game"
+}
+
 # Objective-C++, with AppKit.
 with_appkit() {
     local game=$folder/$way

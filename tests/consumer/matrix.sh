@@ -24,7 +24,7 @@ build() {
 
 # native NAME WAYS, cross NAME WAYS: the installed libraries in the ways WAYS, then the sources.
 native() {
-    "$here/check.sh" "$2 appkit" "$source" "$folder/$1" "" "" "17 20 23" g++ clang++
+    "$here/check.sh" "$2 replaced appkit" "$source" "$folder/$1" "" "" "17 20 23" g++ clang++
     "$here/check.sh" "moved readme_sources subdirectory subdirectory_appkit read_only short_names" \
         "$source" "$folder/$1" "" "" 17 g++
     "$here/check.sh" subdirectory "$source" "$folder/$1" "" "" "20 23" clang++

@@ -49,13 +49,17 @@ string(REGEX REPLACE "[^/]+" ".." pc_prefix "${pc_dir}")
 configure_file(cmake/core.pc.in ${CMAKE_CURRENT_BINARY_DIR}/core.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/core.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
-# Every page in docs/man is installed by its section: core-prefs.1 goes to man1. Debian's packages have the licence in
-# another form, and compressed pages.
+# Debian's packages have the licence in another form, and compressed pages.
 set(debian NO)
 if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     set(debian YES)
 else()
     install(FILES LICENSE CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/core COMPONENT development)
+endif()
+
+# Every page in docs/man is installed by its section: core-prefs.1 goes to man1.
+if(NOT CORE_TOOLS)
+    return()
 endif()
 file(GLOB pages CONFIGURE_DEPENDS docs/man/*.[1-8])
 foreach(page IN LISTS pages)

@@ -1,4 +1,9 @@
 # The compile settings of all targets, and the function that adds a library.
+file(STRINGS core/version.h version_line REGEX "define CORE_VERSION \"${PROJECT_VERSION}\"")
+if(NOT version_line)
+    message(FATAL_ERROR "core/version.h has another version than ${PROJECT_VERSION}, which CMakeLists.txt has")
+endif()
+
 set(CMAKE_CXX_STANDARD 17)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)

@@ -14,6 +14,15 @@ endif()
 
 find_package(Threads REQUIRED)
 
+# ccache is used where it is installed, unless the user has chosen a launcher or none (-DCMAKE_CXX_COMPILER_LAUNCHER=).
+# The two exceptions are those that ccache asks for with precompiled headers.
+find_program(CCACHE ccache)
+if(CCACHE AND PROJECT_IS_TOP_LEVEL AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_CXX_COMPILER_LAUNCHER
+        ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE})
+    set(CMAKE_OBJCXX_COMPILER_LAUNCHER ${CMAKE_CXX_COMPILER_LAUNCHER})
+endif()
+
 # The libraries are shared, so that a game can replace their functions. BUILD_SHARED_LIBS=OFF makes static ones.
 set(core_kind SHARED)
 if(DEFINED BUILD_SHARED_LIBS AND NOT BUILD_SHARED_LIBS)

@@ -176,26 +176,38 @@ bool Modules::findSymbols(GameSymbols* symbols, std::string* error) const
     return !symbols->managerPointers.empty();
 }
 
+// True for a file with a program interpreter. Some libraries have one as well; they lie above the program.
+static bool isProgram(Dwfl_Module* module)
+{
+    GElf_Addr bias = 0;
+    size_t count = 0;
+    Elf* elf = dwfl_module_getelf(module, &bias);
+    if (!elf || elf_getphdrnum(elf, &count) != 0) {
+        return false;
+    }
+    for (size_t index = 0; index < count; ++index) {
+        GElf_Phdr segment;
+        if (gelf_getphdr(elf, static_cast<int>(index), &segment) && segment.p_type == PT_INTERP) {
+            return true;
+        }
+    }
+    return false;
+}
+
 std::string Modules::programName() const
 {
     if (!m_executable.empty()) {
         return baseName(m_executable);
     }
     std::string name;
+    GElf_Addr lowest = 0;
     forEachModule(m_dwfl, [&](Dwfl_Module* module) {
-        GElf_Addr bias = 0;
-        Elf* elf = dwfl_module_getelf(module, &bias);
-        size_t count = 0;
-        if (!elf || !name.empty() || elf_getphdrnum(elf, &count) != 0) {
-            return;
-        }
-        for (size_t index = 0; index < count; ++index) {
-            GElf_Phdr segment;
-            const char* file = nullptr;
-            if (gelf_getphdr(elf, static_cast<int>(index), &segment) && segment.p_type == PT_INTERP) {
-                dwfl_module_info(module, nullptr, nullptr, nullptr, nullptr, nullptr, &file, nullptr);
-                name = file ? baseName(file) : "";
-            }
+        GElf_Addr start = 0;
+        const char* file = nullptr;
+        dwfl_module_info(module, nullptr, &start, nullptr, nullptr, nullptr, &file, nullptr);
+        if (file && isProgram(module) && (name.empty() || start < lowest)) {
+            name = baseName(file);
+            lowest = start;
         }
     });
     return name;

@@ -82,7 +82,7 @@ int main(int argc, char** argv)
     fill(memory);
     fillWith(memory, many, count);
     if (mode == "damaged") {
-        memset(memory.alloc(0, 50, "game/text.cpp", 12), 'A', 64);
+        memset(memory.alloc(0, 50, "game/text.cpp", 12), 'A', 90);
     }
     std::thread worker;
     if (mode == "waiting") {

@@ -13,6 +13,7 @@ enum e_ExitStatus {
 };
 
 // Each adds its command to app. When the command has run, its exit status is in status.
+void addHtml(CLI::App& app, int* status);
 void addReport(CLI::App& app, int* status);
 void addSnapshot(CLI::App& app, int* status);
 

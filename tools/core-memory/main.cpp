@@ -26,6 +26,7 @@ int main(int argc, char** argv)
     int status = STATUS_FINE;
     addSnapshot(app, &status);
     addReport(app, &status);
+    addHtml(app, &status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -42,11 +42,12 @@ for (const snapshot of data.snapshots) {
 
 // ---- Colours: a hue for each file, a shade for each line of it
 
+const hueOf = (number) => 20 + number * 137.508 % 320; // no red, which is the colour of damage
 const fileOf = (place) => place.slice(0, place.lastIndexOf(":"));
 const files = new Map();
 const placeHues = data.places.map((place) => {
   const file = fileOf(place);
-  if (!files.has(file)) files.set(file, {hue: files.size * 137.508 % 360, lines: 0});
+  if (!files.has(file)) files.set(file, {hue: hueOf(files.size), lines: 0});
   const entry = files.get(file);
   return {hue: entry.hue, shade: entry.lines++ % 5};
 });
@@ -187,8 +188,9 @@ class MapView {
   // gives the colour, but a damaged or picked one always does.
   pixel(low, high, node) {
     const {offsets, sizes, places, count} = this.part;
-    let best = null;
+    let best = null;     // a place
     let most = 0;
+    let isEdge = false;  // a block begins here, and is wide enough for a line before it
     while (node < count && offsets[node] < high) {
       const end = offsets[node] + sizes[node];
       const bytes = Math.min(high, end) - Math.max(low, offsets[node]);
@@ -197,16 +199,14 @@ class MapView {
       if (bytes > 0 && weight > most) {
         most = weight;
         best = place;
-        // A line between two blocks, once there is room for it.
-        if (place >= 0 && offsets[node] > low && sizes[node] > 5 * (high - low)) best = "edge";
-        if (best === "edge") this.edge = place;
+        isEdge = place >= 0 && offsets[node] > low && sizes[node] > 5 * (high - low);
       }
       if (end > high) break;
       node += 1;
     }
     if (best === null) return [this.isFallback || low >= this.part.total ? pack(fixed.card) : this.restColour(low), node];
-    if (best === "edge") return [pack(colourOf(this.edge).map((channel, i) => (channel + fixed.card[i]) >> 1)), node];
-    return [pack(colourOf(best)), node];
+    const colour = colourOf(best);
+    return [pack(isEdge ? colour.map((channel, i) => (channel + fixed.card[i]) >> 1) : colour), node];
   }
 
   // A linear bank has no list of blocks: its bytes up to the cursor are in use.
@@ -268,7 +268,6 @@ class MapView {
 
   onDown(event) {
     if (event.pointerType !== "touch") this.drag = {x: event.clientX, y: event.clientY, first: this.first, moved: false};
-    this.wasDragged = () => this.lastDrag && this.lastDrag.moved;
     this.lastDrag = this.drag;
   }
 
@@ -293,11 +292,11 @@ class MapView {
       "Enter": () => this.selected >= 0 && pick(this.part.places[this.selected]), "Escape": () => pick(null),
       "ArrowLeft": () => (event.shiftKey ? this.move(this.first - step / 4) : this.select(this.selected < 0 ? this.at(this.first) : this.selected - 1)),
       "ArrowRight": () => (event.shiftKey ? this.move(this.first + step / 4) : this.select(this.selected < 0 ? Math.max(0, this.at(this.first)) : this.selected + 1)),
-      "ArrowUp": () => event.shiftKey && this.move(this.first - step), "ArrowDown": () => event.shiftKey && this.move(this.first + step),
+      "ArrowUp": () => this.move(this.first - step), "ArrowDown": () => this.move(this.first + step),
     };
     const action = actions[event.key];
     if (!action || event.ctrlKey || event.metaKey || event.altKey) return;
-    if (event.key.startsWith("Arrow") && !event.shiftKey && (event.key === "ArrowUp" || event.key === "ArrowDown")) return;
+    if (!event.shiftKey && (event.key === "ArrowUp" || event.key === "ArrowDown")) return; // they scroll the page
     event.preventDefault();
     action();
   }
@@ -354,8 +353,8 @@ function meter(used, size) {
 
 function showFacts(box, bank) {
   const facts = element("p", "facts");
-  facts.append(bank.type + " ", meter(bank.inUse, bank.size));
-  fact(facts, "in use", `${format(bank.inUse)} of ${format(bank.size)} bytes`);
+  facts.append(bank.index === -1 ? "" : bank.type + " ", bank.index === -1 ? "" : meter(bank.inUse, bank.size));
+  fact(facts, "in use", bank.index === -1 ? `${format(bank.inUse)} bytes` : `${format(bank.inUse)} of ${format(bank.size)} bytes`);
   fact(facts, "peak", format(bank.peak), bank.size > 0 && bank.peak > bank.size);
   if (bank.freeNodes) {
     fact(facts, "free nodes", format(bank.freeNodes));
@@ -389,7 +388,7 @@ function showFree(box, bank) {
   }
   bars.setAttribute("role", "img");
   bars.setAttribute("aria-label", `Free bytes of bank ${bank.title} by size of the free node`);
-  box.append(bars, element("div", "row-name", `free bytes by size of the node, from ${format(2 ** first)} bytes on`));
+  box.append(bars, element("div", "row-name", `free bytes by size of the free node: ${format(2 ** first)} to ${format(2 ** classes.length - 1)} bytes`));
 }
 
 function addMap(box, bank, part, isFallback) {
@@ -666,7 +665,7 @@ function drawChart() {
   }));
 }
 
-const bankColour = (number) => toRgb(number * 137.508 % 360, 0.6, state.theme === "light" ? 0.4 : 0.65);
+const bankColour = (number) => toRgb(hueOf(number), 0.6, state.theme === "light" ? 0.4 : 0.65);
 
 function goTo(moment) {
   state.moment = Math.max(0, Math.min(moment, data.snapshots.length - 1));

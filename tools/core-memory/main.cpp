@@ -26,6 +26,8 @@ int main(int argc, char** argv)
     int status = STATUS_FINE;
     addSnapshot(app, &status);
     addReport(app, &status);
+    addDiff(app, &status);
+    addSizes(app, &status);
     addHtml(app, &status);
     try {
         app.parse(argc, argv);

@@ -63,8 +63,9 @@ std::string Table::_cell(const nlohmann::ordered_json& cell, Kind kind) const
         snprintf(text, sizeof(text), "%.1f %%", cell.get<double>() * 100);
         return text;
     }
-    if (kind == NUMBER) {
-        return grouped(cell.get<int64_t>());
+    if (kind == NUMBER || kind == CHANGE) {
+        const int64_t number = cell.get<int64_t>();
+        return (kind == CHANGE && number > 0 ? "+" : "") + grouped(number);
     }
     return printable(cell.get<std::string>());
 }
@@ -76,11 +77,14 @@ static size_t widthOf(const std::string& text)
         std::count_if(text.begin(), text.end(), [](char character) { return (character & 0xc0) != 0x80; }));
 }
 
-size_t Table::cutTo(size_t most)
+void Table::printTop(size_t most) const
 {
-    const size_t left = most == 0 || m_rows.size() <= most ? 0 : m_rows.size() - most;
-    m_rows.resize(m_rows.size() - left);
-    return left;
+    Table first = *this;
+    first.m_rows.resize(most == 0 ? m_rows.size() : std::min(most, m_rows.size()));
+    first.printText();
+    if (const size_t left = m_rows.size() - first.m_rows.size()) {
+        printf("... and %s more; --top 0 shows all\n", grouped(static_cast<int64_t>(left)).c_str());
+    }
 }
 
 void Table::printText() const

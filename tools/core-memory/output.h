@@ -31,7 +31,7 @@ void printJson(const nlohmann::ordered_json& json);
 
 class Table {
 public:
-    enum Kind { TEXT, NUMBER, PERCENT };
+    enum Kind { TEXT, NUMBER, CHANGE, PERCENT }; // CHANGE: a number with its sign
 
     struct Column {
         const char* title; // also the key in JSON
@@ -43,10 +43,11 @@ public:
     void add(std::vector<nlohmann::ordered_json> cells) { m_rows.push_back(std::move(cells)); }
     size_t rowCount() const { return m_rows.size(); }
 
-    // Removes the rows after the first `most`, and returns how many these were. 0 removes none.
-    size_t cutTo(size_t most);
-
     void printText() const;
+
+    // Prints the first `most` rows, and says how many more there are. 0 prints all.
+    void printTop(size_t most) const;
+
     void printCsv() const;
     nlohmann::ordered_json json() const;
 

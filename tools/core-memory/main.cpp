@@ -28,6 +28,7 @@ int main(int argc, char** argv)
     addReport(app, &status);
     addDiff(app, &status);
     addSizes(app, &status);
+    addTop(app, &status);
     addHtml(app, &status);
     try {
         app.parse(argc, argv);

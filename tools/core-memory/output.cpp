@@ -77,13 +77,18 @@ static size_t widthOf(const std::string& text)
         std::count_if(text.begin(), text.end(), [](char character) { return (character & 0xc0) != 0x80; }));
 }
 
-void Table::printTop(size_t most) const
+void Table::printRows(size_t most) const
 {
     Table first = *this;
-    first.m_rows.resize(most == 0 ? m_rows.size() : std::min(most, m_rows.size()));
+    first.m_rows.resize(std::min(most, m_rows.size()));
     first.printText();
-    if (const size_t left = m_rows.size() - first.m_rows.size()) {
-        printf("... and %s more; --top 0 shows all\n", grouped(static_cast<int64_t>(left)).c_str());
+}
+
+void Table::printTop(size_t most) const
+{
+    printRows(most == 0 ? m_rows.size() : most);
+    if (most != 0 && m_rows.size() > most) {
+        printf("... and %s more; --top 0 shows all\n", grouped(static_cast<int64_t>(m_rows.size() - most)).c_str());
     }
 }
 

@@ -44,6 +44,7 @@ public:
     size_t rowCount() const { return m_rows.size(); }
 
     void printText() const;
+    void printRows(size_t most) const; // the first `most` rows
 
     // Prints the first `most` rows, and says how many more there are. 0 prints all.
     void printTop(size_t most) const;

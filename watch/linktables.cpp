@@ -28,7 +28,7 @@ static const uint64_t sc_searchPart = 1u << 20;     // bytes that are searched a
 struct TableRecord {
     uint64_t chunks[sc_chunks];
     uint32_t chunkCount;
-    uint32_t dealt;
+    uint32_t dealt; // entries
 };
 
 static uint32_t capacityOf(uint32_t chunkCount)
@@ -129,23 +129,31 @@ LinkTables findLinkTables(const MemoryReader& memory, const std::vector<MemoryRa
     return found;
 }
 
-uint64_t entryOfTable(const MemoryReader& memory, uint64_t table, uint32_t number, uint32_t entrySize)
+LinkTable::LinkTable(const MemoryReader& memory, uint64_t table) : m_chunks(), m_chunkCount(0), m_dealt(0)
 {
-    uint32_t chunkCount = 0;
-    uint32_t dealt = 0;
-    if (table == 0 || !memory.readWord(table + sc_countOffset, &chunkCount) || chunkCount > sc_chunks ||
-        !memory.readWord(table + sc_dealtOffset, &dealt) || number >= dealt || dealt > capacityOf(chunkCount)) {
+    unsigned char bytes[sc_recordSize];
+    if (table == 0 || !memory.read(table, bytes, sizeof(bytes))) {
+        return;
+    }
+    const TableRecord record = recordAt(memory, bytes);
+    if (record.chunkCount <= sc_chunks && record.dealt <= capacityOf(record.chunkCount)) {
+        std::copy(record.chunks, record.chunks + sc_chunks, m_chunks);
+        m_chunkCount = record.chunkCount;
+        m_dealt = record.dealt;
+    }
+}
+
+uint64_t LinkTable::entryAt(uint32_t number, uint32_t entrySize) const
+{
+    if (number >= m_dealt) {
         return 0;
     }
     uint32_t chunk = 0;
     while (number >= capacityOf(chunk + 1)) {
         chunk += 1;
     }
-    uint64_t first = 0;
-    if (!memory.readPointer(table + 8 * chunk, &first) || first == 0) {
-        return 0;
-    }
-    return first + static_cast<uint64_t>(number - capacityOf(chunk)) * entrySize;
+    const uint64_t first = m_chunks[chunk];
+    return first == 0 ? 0 : first + static_cast<uint64_t>(number - capacityOf(chunk)) * entrySize;
 }
 
 bool readName(const MemoryReader& memory, const LinkTables& tables, uint32_t word, std::string* out)
@@ -156,7 +164,7 @@ bool readName(const MemoryReader& memory, const LinkTables& tables, uint32_t wor
     }
     uint64_t name = word;
     if (memory.layout().wordSize == 8) {
-        const uint64_t entry = entryOfTable(memory, tables.names, word - 1, sc_nameSize);
+        const uint64_t entry = LinkTable(memory, tables.names).entryAt(word - 1, sc_nameSize);
         if (entry == 0 || !memory.readPointer(entry, &name)) {
             return false;
         }
@@ -164,7 +172,7 @@ bool readName(const MemoryReader& memory, const LinkTables& tables, uint32_t wor
     return name != 0 && memory.readText(name, sc_longestName, out);
 }
 
-bool readLink(const MemoryReader& memory, const LinkTables& tables, uint64_t at, uint32_t word, uint64_t* node)
+bool readLink(const MemoryReader& memory, const LinkTable& links, uint64_t at, uint32_t word, uint64_t* node)
 {
     if (memory.layout().wordSize == 4) {
         *node = word;
@@ -174,7 +182,7 @@ bool readLink(const MemoryReader& memory, const LinkTables& tables, uint64_t at,
         *node = word ? at + static_cast<uint64_t>(static_cast<int64_t>(static_cast<int32_t>(word))) : 0;
         return true;
     }
-    const uint64_t entry = entryOfTable(memory, tables.links, word / 4, sc_linksSize);
+    const uint64_t entry = links.entryAt(word / 4, sc_linksSize);
     return entry != 0 && memory.readPointer(entry + (word & 2 ? sc_prevOffset : 0), node);
 }
 

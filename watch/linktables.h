@@ -22,12 +22,26 @@ struct LinkTables {
 // Finds the tables in the writable memory of the program or library that contains the memory manager.
 LinkTables findLinkTables(const MemoryReader& memory, const std::vector<MemoryRange>& writable);
 
-// Returns the address of a table's entry; 0 when the table has no such entry.
-uint64_t entryOfTable(const MemoryReader& memory, uint64_t table, uint32_t number, uint32_t entrySize);
+// A table whose record was read once, for a walk that follows many links at one moment of the game.
+class LinkTable {
+public:
+    // table is one of the addresses in LinkTables.
+    LinkTable(const MemoryReader& memory, uint64_t table);
+
+    // Returns the address of an entry; 0 when the table has no such entry.
+    uint64_t entryAt(uint32_t number, uint32_t entrySize) const;
+
+private:
+    static const uint32_t sc_chunks = 20;
+
+    uint64_t m_chunks[sc_chunks];
+    uint32_t m_chunkCount;
+    uint32_t m_dealt; // entries
+};
 
 // Read the source name, or the node, that a word of a header refers to. `at` is the address of the word. Both return
 // false when the word leads nowhere. A null link gives the node 0; a null name gives an empty text.
 bool readName(const MemoryReader& memory, const LinkTables& tables, uint32_t word, std::string* out);
-bool readLink(const MemoryReader& memory, const LinkTables& tables, uint64_t at, uint32_t word, uint64_t* node);
+bool readLink(const MemoryReader& memory, const LinkTable& links, uint64_t at, uint32_t word, uint64_t* node);
 
 } // namespace watch

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fcntl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 #if UINTPTR_MAX > 0xffffffffu
 #include <link.h>

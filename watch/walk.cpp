@@ -101,8 +101,8 @@ class BankWalk {
 public:
     BankWalk(const MemoryReader& memory, const LinkTables& tables, Names* names, Snapshot* snapshot,
              BankRecord* record)
-        : m_memory(memory), m_tables(tables), m_names(names), m_snapshot(snapshot), m_record(record),
-          m_bank(&record->bank)
+        : m_memory(memory), m_tables(tables), m_links(memory, tables.links), m_names(names), m_snapshot(snapshot),
+          m_record(record), m_bank(&record->bank)
     {
     }
 
@@ -157,6 +157,7 @@ private:
 
     const MemoryReader& m_memory;
     const LinkTables& m_tables;
+    const LinkTable m_links;
     Names* m_names;
     Snapshot* m_snapshot;
     BankRecord* m_record;
@@ -216,7 +217,7 @@ bool BankWalk::_checkLinks(uint64_t at, uint64_t before, const Header& header, u
     const uint32_t offset = static_cast<uint32_t>(at - m_record->base);
     const uint32_t from = before ? static_cast<uint32_t>(before - m_record->base) : sc_noNumber;
     uint64_t prev = 0;
-    if (readLink(m_memory, m_tables, at + sc_prevOffset, header.prev, &prev) && prev == before) {
+    if (readLink(m_memory, m_links, at + sc_prevOffset, header.prev, &prev) && prev == before) {
         return true;
     }
     const std::string where = "offset " + std::to_string(offset);
@@ -254,7 +255,7 @@ void BankWalk::_walkList(uint64_t first, uint32_t magic, const char* list)
         m_isFreeListSorted = m_isFreeListSorted && (magic == sc_magicUsed || header.size >= smaller);
         smaller = header.size;
         before = at;
-        if (!readLink(m_memory, m_tables, at + sc_nextOffset, header.next, &at)) {
+        if (!readLink(m_memory, m_links, at + sc_nextOffset, header.next, &at)) {
             _addAt(DAMAGE_LINK, offset, std::string("the ") + list + " leads to a block that is not in the bank");
             return;
         }
@@ -474,7 +475,7 @@ void BankWalk::_walkFallbacks()
             break;
         }
         uint64_t prev = 0;
-        if (!readLink(m_memory, m_tables, at + sc_prevOffset, header.prev, &prev) || prev != before) {
+        if (!readLink(m_memory, m_links, at + sc_prevOffset, header.prev, &prev) || prev != before) {
             broken = "the links of a fallback block and of the block before it do not match";
             break;
         }
@@ -487,7 +488,7 @@ void BankWalk::_walkFallbacks()
         block.state = BLOCK_FALLBACK;
         m_bank->fallbacks.push_back(block);
         before = at;
-        if (!readLink(m_memory, m_tables, at + sc_nextOffset, header.next, &at)) {
+        if (!readLink(m_memory, m_links, at + sc_nextOffset, header.next, &at)) {
             broken = "a fallback block's link to the next one leads nowhere";
         }
     }

@@ -28,19 +28,42 @@ static std::vector<uint64_t> findMutexes(const watch::MemoryReader& memory, cons
     return mutexes;
 }
 
-// Returns the first of 32 addresses that lie one Mutex apart; the count of addresses when there are none.
-static size_t findArray(const std::vector<uint64_t>& mutexes, uint64_t size)
+// Returns how many addresses from a place on lie one Mutex apart.
+static size_t runFrom(const std::vector<uint64_t>& mutexes, size_t first, uint64_t size)
 {
-    for (size_t first = 0; first + sc_bankCount <= mutexes.size(); ++first) {
-        size_t count = 1;
-        while (count < sc_bankCount && mutexes[first + count] == mutexes[first] + count * size) {
-            count += 1;
-        }
-        if (count == sc_bankCount) {
-            return first;
-        }
+    size_t count = 1;
+    while (first + count < mutexes.size() && mutexes[first + count] == mutexes[first] + count * size) {
+        count += 1;
     }
-    return mutexes.size();
+    return count;
+}
+
+// The locks of the banks among all Mutex objects.
+struct BankLocks {
+    size_t first; // of bank 0
+    bool isSure;  // the place of bank 0 is sure; else it may be one Mutex later
+};
+
+// Finds 32 objects that lie one Mutex apart. Returns false when there are none. When the system bank's lock lies
+// directly before or after them, only the symbol of the array tells where it begins.
+static bool findBankLocks(const std::vector<uint64_t>& mutexes, const GameSymbols& symbols, BankLocks* locks)
+{
+    const uint64_t size = symbols.layout.wordSize == 8 ? sc_mutexSize64 : sc_mutexSize32;
+    for (size_t first = 0; first + sc_bankCount <= mutexes.size(); ++first) {
+        const size_t count = runFrom(mutexes, first, size);
+        if (count < sc_bankCount) {
+            continue;
+        }
+        *locks = {first, count == sc_bankCount};
+        for (const uint64_t array : symbols.lockArrays) {
+            const uint64_t later = (array - mutexes[first]) / size;
+            if (later + sc_bankCount <= count && mutexes[first + later] == array) {
+                *locks = {first + later, true};
+            }
+        }
+        return true;
+    }
+    return false;
 }
 
 static void addHeld(const watch::MemoryReader& memory, uint64_t mutex, const std::string& bank,
@@ -61,16 +84,18 @@ std::vector<std::string> heldLocks(const watch::MemoryReader& memory, const Game
         return held;
     }
     const std::vector<uint64_t> mutexes = findMutexes(memory, symbols);
-    const size_t first = findArray(mutexes, symbols.layout.wordSize == 8 ? sc_mutexSize64 : sc_mutexSize32);
-    if (first == mutexes.size()) {
+    BankLocks locks = {0, false};
+    if (!findBankLocks(mutexes, symbols, &locks)) {
         return held;
     }
     for (size_t bank = 0; bank < sc_bankCount; ++bank) {
-        addHeld(memory, mutexes[first + bank], "bank " + std::to_string(bank), &held);
+        const std::string name = locks.isSure ? "bank " + std::to_string(bank) : "a bank";
+        addHeld(memory, mutexes[locks.first + bank], name, &held);
     }
     // The library's only other Mutex belongs to the system bank. A static program can have more, of its own.
     if (mutexes.size() == sc_bankCount + 1) {
-        addHeld(memory, first == 0 ? mutexes.back() : mutexes.front(), "the system bank", &held);
+        const uint64_t other = locks.first == 0 ? mutexes.back() : mutexes.front();
+        addHeld(memory, other, locks.isSure ? "the system bank" : "a bank", &held);
     }
     return held;
 }

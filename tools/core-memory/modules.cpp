@@ -144,6 +144,8 @@ static void findInModule(Dwfl_Module* module, GameSymbols* symbols)
         }
         if (strcmp(name, "g_MemoryPtr") == 0) {
             symbols->managerPointers.push_back(address);
+        } else if (strcmp(name, "_ZL7s_mutex") == 0) {
+            symbols->lockArrays.push_back(address);
         } else if (strcmp(name, "_ZTV5Mutex") == 0) {
             symbols->mutexTable = address;
         } else if (strcmp(name, "_ZN9MemoryMgr11touchMemoryEv") == 0) {

@@ -15,6 +15,7 @@
 struct GameSymbols {
     std::vector<uint64_t> managerPointers;     // each g_MemoryPtr; a program can have a copy of the library's
     uint64_t mutexTable = 0;                   // the virtual table of Mutex; 0: not found
+    std::vector<uint64_t> lockArrays;          // each s_mutex; empty in a stripped library
     std::vector<watch::MemoryRange> writable;  // variables of the program or library that contains the memory manager
     watch::Layout layout = watch::ownLayout(); // of its numbers
 };

@@ -4,8 +4,9 @@
 #include <fcntl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
-#if UINTPTR_MAX > 0xffffffffu
+#if UINTPTR_MAX > 0xffffffffu && __has_include(<link.h>)
 #include <link.h>
+#define HAS_MODULES
 #endif
 
 namespace watch {
@@ -53,7 +54,7 @@ bool OwnMemory::read(uint64_t address, void* out, size_t size) const
     return true;
 }
 
-#if UINTPTR_MAX > 0xffffffffu
+#ifdef HAS_MODULES
 
 static int addWritable(dl_phdr_info* module, size_t, void* ranges)
 {

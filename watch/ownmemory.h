@@ -18,7 +18,8 @@ private:
     int m_pipe[2]; // -1: no pipe could be opened, and every read fails
 };
 
-// The writable memory of the program and of all its libraries, for findLinkTables. Empty in a 32-bit build.
+// The writable memory of the program and of all its libraries, for findLinkTables. Empty in a 32-bit build, which
+// needs no tables.
 std::vector<MemoryRange> ownWritableMemory();
 
 inline uint64_t addressOf(const void* pointer)

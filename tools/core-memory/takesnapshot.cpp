@@ -10,7 +10,8 @@
 #include <stdlib.h>
 #include <thread>
 
-static const int sc_mostTries = 20; // how often a process is stopped again when a bank's lock was held
+static const int sc_mostTries = 20;  // how often a process is stopped again when a bank's lock was held
+static const int sc_damageTries = 3; // how often in all when damage was found: half done work is gone at the next try
 static const std::chrono::milliseconds sc_betweenTries(3);
 
 static double millisecondsSince(std::chrono::steady_clock::time_point start)
@@ -65,7 +66,7 @@ bool LiveGame::take(watch::Snapshot* snapshot, double* stoppedMs, std::string* e
             return false;
         }
         *stoppedMs = millisecondsSince(start);
-        if (snapshot->torn.empty()) {
+        if (snapshot->torn.empty() && (snapshot->damages.empty() || tries >= sc_damageTries)) {
             break;
         }
         std::this_thread::sleep_for(sc_betweenTries);

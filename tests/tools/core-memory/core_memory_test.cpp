@@ -153,12 +153,15 @@ TEST(CoreMemorySnapshot, WithoutTheTimeEqualGamesGiveEqualFiles)
     EXPECT_EQ(run("snapshot --no-time " + game.id()).output, first);
 }
 
-TEST(CoreMemorySnapshot, OfAGameThatAllocatesAllTheTimeIsNeverTorn)
+// In a checked build the game holds the lock nearly all the time, so that a snapshot can be torn at each try.
+TEST(CoreMemorySnapshot, OfAGameThatAllocatesAllTheTimeIsSoundOrSaysThatItIsTorn)
 {
     RunningGame game({"busy"});
     for (int round = 0; round < 10; ++round) {
         const Result taken = run("snapshot -o snapshot " + game.id());
-        EXPECT_EQ(taken.status, 0) << taken.errors << run("report snapshot").output;
+        const bool isTorn = contains(readFile("snapshot"), "torn what=\"the lock of bank 0 is held");
+        EXPECT_TRUE(taken.status == 0 || (taken.status == 1 && isTorn))
+            << taken.errors << run("report snapshot").output;
     }
 }
 

@@ -87,15 +87,17 @@ printf '%s\n' ./demo/Game ./tests/screenshots >>"$FOLDERS"
 newClone() {
     rm -rf "$folder/clone"
     mkdir -p "$folder/clone/bench" "$folder/clone/tests/fuzz/corpus/one" "$folder/clone/tests/soak" \
-        "$folder/clone/tests/consumer" "$folder/clone/packaging"
+        "$folder/clone/tests/consumer" "$folder/clone/packaging" "$folder/clone/tests/tools/core-memory"
     cd "$folder/clone"
     : >"$NOTED"
     cp "$run" run
     touch tests/fuzz/fuzz_one.cpp
     printf '#!/bin/sh\ncat >"$1" && touch "$2"\n' >bench/table.py
     printf '#!/bin/sh\nexec "$1"\n' >tests/soak/soak.py
-    printf '#!/bin/sh\n' | tee tests/lint.sh tests/consumer/matrix.sh packaging/check.sh >tests/soak/two_users.py
-    chmod +x tests/consumer/matrix.sh packaging/check.sh bench/table.py tests/soak/soak.py tests/soak/two_users.py tests/lint.sh
+    printf '#!/bin/sh\n' | tee tests/lint.sh tests/consumer/matrix.sh packaging/check.sh tests/soak/two_users.py \
+        >tests/tools/core-memory/page_test.py
+    chmod +x tests/consumer/matrix.sh packaging/check.sh bench/table.py tests/soak/*.py tests/tools/core-memory/page_test.py \
+        tests/lint.sh
 }
 
 # ---- The commands, as the README has them.

@@ -76,10 +76,10 @@ private:
     void _checkWords(size_t line);
     bool _checkEquals();
     bool _checkEqualsIn(const Word& word);
-    void _checkWord(size_t index, bool isTyped);
-    void _checkPlainWord(const Word& word, bool isTyped, unsigned int content);
+    bool _checkWord(size_t index, bool isTyped);
+    void _checkPlainWord(const Word& word, unsigned int content);
     void _checkBrace(size_t line, const Word& word);
-    void _checkString(const Word& word);
+    bool _checkString(const Word& word);
     void _checkOtherBytes(const Word& word);
     void _checkTruth(const Word& word);
     void _checkValueLine(size_t line);
@@ -186,6 +186,9 @@ bool FormCheck::_checkReturns(size_t line)
     }
     if (!edits.empty()) {
         const size_t count = edits.size();
+        if (returns == 1 && !hasLineFeed) {
+            edits.push_back({found.next, found.next, "\n"}); // the last one of the file
+        }
         _add(edits[0].begin, 1, true,
              counted(count, "carriage return") + " without line feed: the game takes " + counted(count + 1, "line") +
                  " for one",
@@ -222,7 +225,7 @@ void FormCheck::_checkLine(size_t line)
 
 void FormCheck::_checkWords(size_t line)
 {
-    const bool isGood = _checkEquals();
+    bool isGood = _checkEquals(); // the words that follow mean what they seem to mean
     const bool isTyped = m_options.typedLines && (*m_options.typedLines)[line];
     for (size_t index = 0; index < m_words.size(); ++index) {
         const Word& word = m_words[index];
@@ -231,7 +234,7 @@ void FormCheck::_checkWords(size_t line)
         if (!word.isString && (first == '{' || first == '}' || last == '{' || last == '}')) {
             _checkBrace(line, word);
         } else if (isGood) {
-            _checkWord(index, isTyped);
+            isGood = _checkWord(index, isTyped);
         }
     }
 }
@@ -303,24 +306,28 @@ void FormCheck::_checkBrace(size_t line, const Word& word)
 
 // ---- Words
 
-void FormCheck::_checkWord(size_t index, bool isTyped)
+// Returns false if the word ends elsewhere than it seems to: then the words after it say nothing.
+bool FormCheck::_checkWord(size_t index, bool isTyped)
 {
     const Word& word = m_words[index];
     if (word.isString) {
-        _checkString(word);
-        return;
+        return _checkString(word);
     }
     const unsigned int content = contentOf(&m_text.bytes()[word.begin], word.end - word.begin);
     const bool isName = index == 0 && m_words.size() > 1 && m_text.is(m_words[1], "=");
-    if (content || !isName) {
-        _checkPlainWord(word, isTyped || isName, content);
+    if (content) {
+        _checkPlainWord(word, content);
     }
-    if (index == 2 && !isTyped && m_text.is(m_words[1], "=")) {
+    if (!content && !isTyped && !isName && isLikeNumber(m_text, word)) {
+        checkNumber(m_text, word, index > 0, m_faults);
+    }
+    if (index == 2 && !content && !isTyped && m_text.is(m_words[1], "=")) {
         _checkTruth(word);
     }
+    return true;
 }
 
-void FormCheck::_checkPlainWord(const Word& word, bool isTyped, unsigned int content)
+void FormCheck::_checkPlainWord(const Word& word, unsigned int content)
 {
     if (content & CONTENT_TAB) {
         const size_t tab = m_text.bytes().find('\t', word.begin);
@@ -336,12 +343,10 @@ void FormCheck::_checkPlainWord(const Word& word, bool isTyped, unsigned int con
              "write a space before a text between quotes", "quote-in-word", {});
     } else if (content & CONTENT_HIGH) {
         _checkOtherBytes(word);
-    } else if (!isTyped && isLikeNumber(m_text, word)) {
-        checkNumber(m_text, word, m_faults);
     }
 }
 
-void FormCheck::_checkString(const Word& word)
+bool FormCheck::_checkString(const Word& word)
 {
     const std::string& bytes = m_text.bytes();
     if (!word.isClosed) {
@@ -352,8 +357,9 @@ void FormCheck::_checkString(const Word& word)
                               : "the text that begins here has no closing quote in this line",
              isAfterBackslash ? "end no text with a backslash" : "write the quote that ends it",
              isAfterBackslash ? "quote-after-backslash" : "open-quote", {});
-        return;
+        return false;
     }
+    bool isGood = true;
     for (size_t at = word.begin + 1; at + 1 < word.end; ++at) {
         if (bytes[at] != '\\') {
             continue;
@@ -364,6 +370,7 @@ void FormCheck::_checkString(const Word& word)
                  "this quote is after a backslash, so it does not end the text that began at column " +
                      std::to_string(word.begin - m_text.lines()[m_text.lineOf(word.begin)].begin + 1),
                  "end no text with a backslash", "quote-after-backslash", {});
+            isGood = false;
         } else if (!strchr("\"'\\abfnrtv", letter)) {
             _add(at - 1, 2, true,
                  std::string("the game reads ") + quoted(m_text.inside(word)) + " as " +
@@ -371,6 +378,7 @@ void FormCheck::_checkString(const Word& word)
                  std::string("write \"\\\\") + letter + "\", or a slash", "lost-letter", {});
         }
     }
+    return isGood;
 }
 
 // Finds quotes and blanks of other alphabets, which look like those that the game knows.

@@ -109,7 +109,7 @@ static void checkInteger(const Word& at, const std::string& word, Faults* faults
                        {}});
 }
 
-void checkNumber(const ConfigText& text, const Word& at, Faults* faults)
+void checkNumber(const ConfigText& text, const Word& at, bool isValue, Faults* faults)
 {
     const char* bytes = &text.bytes()[at.begin];
     if (isPlain(bytes, at.end - at.begin)) {
@@ -118,7 +118,10 @@ void checkNumber(const ConfigText& text, const Word& at, Faults* faults)
     const std::string word = text.text(at);
     const NumberFacts facts = numberFactsOf(word.c_str());
     if (facts.length < word.size()) {
-        faults->push_back(tailFault(at, word, facts.length));
+        const Fault fault = tailFault(at, word, facts.length);
+        if (isValue || fault.isError) {
+            faults->push_back(fault);
+        }
     } else if (isInteger(word)) {
         checkInteger(at, word, faults);
     } else if (isinf(facts.value)) {

@@ -7,18 +7,39 @@
 
 namespace config {
 
-Faults checkText(const std::string& bytes, const CheckOptions& options)
+static void checkPreferences(const std::string& bytes, const CheckOptions& options, Faults* faults)
+{
+    std::vector<IniEntry> entries;
+    checkIni(bytes, faults, [&](const IniEntry& entry) { entries.push_back(entry); });
+    if (options.schema) {
+        checkIniWithSchema(entries, *options.schema, options.tellsMissing, faults);
+    }
+}
+
+static void checkConfig(const std::string& bytes, const CheckOptions& options, Faults* faults,
+                        std::vector<SchemaPlace>* places)
+{
+    const ConfigText text(bytes);
+    std::vector<bool> typedLines;
+    FormOptions form;
+    form.wantsCarriageReturns = options.wantsCarriageReturns;
+    if (options.schema) {
+        checkConfigWithSchema(text, *options.schema, options.tellsMissing, &typedLines, faults, places);
+        form.typedLines = &typedLines;
+    }
+    checkForm(text, form, faults);
+}
+
+Faults checkText(const std::string& bytes, const CheckOptions& options, std::vector<SchemaPlace>* places)
 {
     Faults faults;
     if (!checkEncoding(bytes, &faults)) {
         return faults;
     }
     if (options.isIni) {
-        checkIni(bytes, &faults);
+        checkPreferences(bytes, options, &faults);
     } else {
-        FormOptions form;
-        form.wantsCarriageReturns = options.wantsCarriageReturns;
-        checkForm(ConfigText(bytes), form, &faults);
+        checkConfig(bytes, options, &faults, places);
     }
     sortFaults(&faults);
     return faults;

@@ -13,6 +13,7 @@ static const char sc_footer[] =
     "Examples:\n"
     "  core-config check Game/units.txt Game/levels.txt\n"
     "  core-config check --ini Game/demo.ini\n"
+    "  core-config check --schema game.schema Game/units.txt\n"
     "  core-config check --fix --dry-run Game/units.txt     shows the repairs and changes nothing\n"
     "  core-config check --github Game/*.txt                annotations for a pull request\n"
     "  sed 's/,/./g' Game/units.txt | core-config check -   reads the standard input\n"
@@ -21,6 +22,8 @@ static const char sc_footer[] =
 
 struct CommandOptions {
     std::vector<std::string> files;
+    std::string schema; // path
+    std::string as;     // the file's path in the schema
     config::CheckOptions check;
     bool isIni = false;
     bool isFix = false;
@@ -67,7 +70,23 @@ static int fix(const std::string& file, const CommandOptions& options, const con
     return TOOL_FINE;
 }
 
-static int checkFile(const std::string& file, const CommandOptions& options, std::vector<Finding>* findings)
+// Finds the file in the schema. Returns TOOL_FINE, or prints a message and returns TOOL_NOT_UNDERSTOOD.
+static int chooseSchema(const std::string& file, const CommandOptions& options, const config::Schema& schema,
+                        config::CheckOptions* check)
+{
+    const std::string path = options.as.empty() ? file : options.as;
+    const config::FileSchema* found = config::fileFor(schema, path);
+    if (!found) {
+        return complain(TOOL_NOT_UNDERSTOOD,
+                        options.schema + " has no file \"" + path + "\"; --as NAME chooses one of its files");
+    }
+    check->schema = found;
+    check->isIni = found->isIni;
+    return TOOL_FINE;
+}
+
+static int checkFile(const std::string& file, const CommandOptions& options, const config::Schema& schema,
+                     std::vector<Finding>* findings)
 {
     std::string bytes;
     std::string error;
@@ -76,6 +95,11 @@ static int checkFile(const std::string& file, const CommandOptions& options, std
     }
     config::CheckOptions check = options.check;
     check.isIni = options.isIni || hasIniName(file);
+    if (!options.schema.empty()) {
+        if (const int status = chooseSchema(file, options, schema, &check)) {
+            return status;
+        }
+    }
     if (options.isFix) {
         if (const int status = fix(file, options, check, &bytes)) {
             return status;
@@ -86,13 +110,34 @@ static int checkFile(const std::string& file, const CommandOptions& options, std
     return TOOL_FINE;
 }
 
+// Reads the schema, when there is one. Returns TOOL_FINE, or prints a message and returns another status.
+static int readSchemaFile(const std::string& path, config::Schema* schema)
+{
+    std::string text;
+    std::string error;
+    if (path.empty()) {
+        return TOOL_FINE;
+    }
+    if (!readFile(path, &text, &error)) {
+        return complain(TOOL_CANT_ACCESS, error);
+    }
+    if (!config::readSchema(text, schema, &error)) {
+        return complain(TOOL_NOT_UNDERSTOOD, path + ':' + error);
+    }
+    return TOOL_FINE;
+}
+
 static int check(const CommandOptions& options)
 {
+    config::Schema schema;
+    if (const int status = readSchemaFile(options.schema, &schema)) {
+        return status;
+    }
     std::vector<Finding> findings;
     int status = TOOL_FINE;
     bool isInput = false;
     for (const std::string& file : options.files) {
-        status = std::max(status, checkFile(file, options, &findings));
+        status = std::max(status, checkFile(file, options, schema, &findings));
         isInput = isInput || file == "-";
     }
     const e_FindingForm form = options.isJson ? FINDINGS_JSON : options.isGithub ? FINDINGS_GITHUB : FINDINGS_TEXT;
@@ -109,6 +154,13 @@ void addCheck(CLI::App& app, int* status)
         app.add_subcommand("check", "Finds what a game misreads in config files and preferences files");
     command->add_option("FILE", options->files, "The files; - for the standard input")->required();
     command->add_flag("--ini", options->isIni, "The files are preferences files (INI)");
+    const auto schema =
+        command->add_option("--schema", options->schema, "Also check names, types and values against this schema");
+    command->add_option("--as", options->as, "The files are this file of the schema")->needs(schema);
+    command
+        ->add_flag("--missing", options->check.tellsMissing,
+                   "Also tell the names that a file lacks, with their defaults")
+        ->needs(schema);
     const auto fixes =
         command->add_flag("--fix", options->isFix, "Repair what has one right answer, and show it as a diff");
     command

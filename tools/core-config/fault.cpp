@@ -29,7 +29,7 @@ void sortFaults(Faults* faults)
     std::stable_sort(faults->begin(), faults->end(),
                      [](const Fault& a, const Fault& b) { return a.place < b.place; });
     const auto same = [](const Fault& a, const Fault& b) {
-        return a.place == b.place && strcmp(a.check, b.check) == 0;
+        return a.place == b.place && strcmp(a.check, b.check) == 0 && a.what == b.what;
     };
     faults->erase(std::unique(faults->begin(), faults->end(), same), faults->end());
 }

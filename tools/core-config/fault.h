@@ -30,7 +30,7 @@ typedef std::vector<Fault> Faults;
 // Returns the text with all edits made. Of edits that overlap, the first one is made.
 std::string repaired(const std::string& text, const Faults& faults);
 
-// Orders the faults by their place. Of faults with the same place and check, the first one is left.
+// Orders the faults by their place. Equal faults become one.
 void sortFaults(Faults* faults);
 
 // Returns a part of a file as a message can show it: between quotes, at most 40 bytes, control characters as "?".

@@ -10,7 +10,7 @@ namespace config {
 
 // An entry as Preferences reads it.
 struct IniEntry {
-    std::string section;
+    std::string section; // in lower case
     std::string name;
     std::string value;
     size_t place;      // of the name

@@ -105,6 +105,59 @@ std::string asInt32(const std::string& word)
     return std::to_string(value);
 }
 
+// Calls a reader of named parameters on the line "name = word". name may have blanks, so it is no word of the line.
+template <typename Value>
+static StoredValue callReader(bool (Parser::*reader)(const char*, const char*, Value*), const std::string& name,
+                              const std::string& word, Value* value)
+{
+    std::string line = "x = " + word;
+    Parser parser(&line[0]);
+    takeMessages();
+    parser.ParseLine();
+    parser.GetToken(" ");
+    (parser.*reader)(name.c_str(), name.c_str(), value);
+    const std::vector<std::string> messages = takeMessages();
+    return {messages.empty(), "",
+            messages.empty() ? "" : messages.back().substr(messages.back().find_first_not_of('.'))};
+}
+
+template <typename Value>
+static StoredValue readInteger(bool (Parser::*reader)(const char*, const char*, Value*), const std::string& name,
+                               const std::string& word)
+{
+    Value value = 0;
+    StoredValue stored = callReader(reader, name, word, &value);
+    stored.text = std::to_string(value);
+    return stored;
+}
+
+StoredValue readValue(e_ValueType type, const std::string& name, const std::string& word)
+{
+    float number = 0;
+    bool truth = false;
+    StoredValue stored;
+    switch (type) {
+    case TYPE_INT8:
+        return readInteger(&Parser::ParamEqualsInt8, name, word);
+    case TYPE_INT16:
+        return readInteger(&Parser::ParamEqualsInt16, name, word);
+    case TYPE_UINT32:
+        return readInteger(&Parser::ParamEqualsUInt32, name, word);
+    case TYPE_INT64:
+        return readInteger(&Parser::ParamEqualsInt64, name, word);
+    case TYPE_FLOAT32:
+        stored = callReader(&Parser::ParamEqualsFloat32, name, word, &number);
+        stored.text = shown(number);
+        return stored;
+    case TYPE_BOOL:
+        stored = callReader(&Parser::ParamEqualsBoolean, name, word, &truth);
+        stored.text = truth ? "true" : "false";
+        return stored;
+    default:
+        return readInteger(&Parser::ParamEqualsInt32, name, word);
+    }
+}
+
 std::string shown(float value)
 {
     char text[64];

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "tools/core-config/configtext.h"
+#include "tools/core-config/schema.h"
 
 #include <string>
 #include <vector>
@@ -53,6 +54,15 @@ NumberFacts numberFactsOf(const char* word);
 
 // Returns what ParamEqualsInt32 stores for this word, as a text. The word must begin with an integer.
 std::string asInt32(const std::string& word);
+
+struct StoredValue {
+    bool isRead;         // false: the reader has complained
+    std::string text;    // what it stores
+    std::string message; // its complaint
+};
+
+// Gives the line "name = word" to the library's reader of this type: one of TYPE_INT8 to TYPE_BOOL.
+StoredValue readValue(e_ValueType type, const std::string& name, const std::string& word);
 
 // Returns how a message shows a float: the shortest text that is read as the same float.
 std::string shown(float value);

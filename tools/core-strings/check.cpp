@@ -5,6 +5,7 @@
 // 2. An entry that a game does not find has a finding, also when no cause is known.
 // 3. A line has at most one finding about its form: the first cause from its left.
 #include "tools/core-strings/check.h"
+#include "tools/core-strings/document.h"
 #include "tools/core-strings/texts.h"
 
 #include <algorithm>
@@ -135,6 +136,7 @@ private:
     void _checkRest(size_t begin, size_t end);
     void _checkEscapes(const QuotedText& text);
     void _checkTranslation(const TakenLine& line);
+    void _checkConversions(const TakenLine& line);
     void _checkBlanks(const TakenLine& line);
     void _checkKeys();
     void _checkKey(const TakenLine& line, const TakenLine* first, size_t number);
@@ -237,7 +239,10 @@ void Checker::_reportHidden(size_t run, size_t count, size_t lineAfter)
                  plural(hidden, "line") + " below it " + (hidden == 1 ? "is" : "are") + " lost",
              "leave at most one line empty", "empty-lines");
     } else {
-        _add(false, run, plural(count, "empty line") + " in a row: the game loses its place after line " + next,
+        _add(false, run,
+             plural(count, "empty line") + " in a row: " +
+                 (count == 2 ? "the game would lose an entry after line " + next
+                             : "the game reads the end of line " + next + " twice"),
              "leave at most one line empty", "empty-lines");
     }
 }
@@ -275,8 +280,9 @@ void Checker::_checkLine(const TakenLine& line)
         --end;
     }
     const size_t first = skipBlanks(m_text, line.begin, end);
-    if (first == end || startsWith(m_text, first, "//")) {
-        return;
+    if (first == end || startsWith(m_text, first, "//") || m_text.substr(first, end - first) == sc_charsetLine ||
+        m_text.find('\r', first) < end) {
+        return; // carriage returns inside of a line: _checkBytes reports them
     }
     if (!line.value.isPresent) {
         _checkNoEntry(line, first, end);
@@ -404,7 +410,14 @@ void Checker::_checkEntry(const TakenLine& line, size_t first, size_t end)
         return;
     }
     const size_t quote = line.key.begin - 1;
-    if (first < quote) {
+    if (startsWith(m_text, first, "/*") || startsWith(m_text, first, "#")) {
+        _add(true, first, "only // begins a comment: the game reads the entry of this line",
+             "write // before the comment", "not-a-comment");
+        return;
+    }
+    if (startsWith(m_text, first, "\xEF\xBB\xBF")) {
+        _add(false, first, "a byte-order mark inside of the file: the game skips it", "remove it", "outside-quotes");
+    } else if (first < quote) {
         _add(false, first, "text before the key: the game skips it",
              "write // before a comment, on a line of its own", "outside-quotes");
     }
@@ -482,12 +495,7 @@ void Checker::_checkTranslation(const TakenLine& line)
     if (key.size() == sc_longestKey && translation.compare(0, key.size(), key) == 0) {
         return; // a key that the export truncated: _checkKey reports it
     }
-    if (!haveSameConversions(key, translation)) {
-        _add(true, line.value.begin,
-             "the conversions of key and translation differ: " + listConversions(key) + " became " +
-                 listConversions(translation),
-             "keep each conversion and their order, or number all of them (%1$s)", "conversions");
-    }
+    _checkConversions(line);
     if (coloursOf(key) != coloursOf(translation)) {
         _add(false, line.value.begin,
              "the colours of key and translation differ: " + joined(coloursOf(key)) + " became " +
@@ -495,6 +503,24 @@ void Checker::_checkTranslation(const TakenLine& line)
              "keep each ^CRRGGBB and ^c", "colours");
     }
     _checkBlanks(line);
+}
+
+void Checker::_checkConversions(const TakenLine& line)
+{
+    const std::string& key = line.key.text;
+    const std::string& translation = line.value.text;
+    if (haveSameConversions(key, translation)) {
+        return;
+    }
+    if (conversionsOf(key).types == conversionsOf(translation).types) {
+        _add(true, line.value.begin, "the translation has a '%' that begins no conversion",
+             "write %% for a percent sign", "conversions");
+        return;
+    }
+    _add(true, line.value.begin,
+         "the conversions of key and translation differ: " + listConversions(key) + " became " +
+             listConversions(translation),
+         "keep each conversion and their order, or number all of them (%1$s)", "conversions");
 }
 
 void Checker::_checkBlanks(const TakenLine& line)
@@ -579,13 +605,13 @@ std::vector<Finding> checkStrings(const std::string& name, const std::string& by
 // The findings with which a file can be rewritten and loses nothing.
 static bool isRewritable(const Finding& finding)
 {
-    static const char* const sc_checks[] = {"blanks-at-begin", "blanks-at-end",     "colours",
-                                            "conversions",     "empty-translation", "key-case",
-                                            "key-too-long",    "key-twice",         "key-two-translations",
-                                            "not-a-comment",   "path-too-long",     "too-many-entries"};
+    static const char* const sc_checks[] = {"blanks-at-begin",      "blanks-at-end", "colours",         "conversions",
+                                            "empty-translation",    "key-case",      "key-too-long",    "key-twice",
+                                            "key-two-translations", "path-too-long", "too-many-entries"};
     const auto isThis = [&](const char* check) { return finding.check == check; };
     return std::any_of(std::begin(sc_checks), std::end(sc_checks), isThis) ||
-           (!finding.isError && (finding.check == "not-an-entry" || finding.check == "empty-lines"));
+           (!finding.isError &&
+            (finding.check == "not-an-entry" || finding.check == "not-a-comment" || finding.check == "empty-lines"));
 }
 
 std::vector<Finding> findUnreadable(const std::string& name, const std::string& bytes)

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+const char sc_charsetLine[] = "\"\"=\"Content-Type: text/plain; charset=UTF-8\\n\";";
+
 static const char sc_proposal[] = "//? ";
 static const char sc_obsolete[] = "//~ ";
 
@@ -74,6 +76,8 @@ bool readDocument(const std::string& name, const std::string& bytes, Document* d
     }
     std::vector<Item> items = itemsOf(takeForm(bytes, &document->form), &document->hasSemicolons);
     const auto isEmpty = [](const Item& item) { return item.kind == ITEM_COMMENT && item.comment.empty(); };
+    const auto isCharset = [](const Item& item) { return item.comment == sc_charsetLine; };
+    items.erase(std::remove_if(items.begin(), items.end(), isCharset), items.end());
     items.erase(items.begin(), std::find_if_not(items.begin(), items.end(), isEmpty));
     const size_t begin = headerSize(items);
     for (size_t index = 0; index < begin; ++index) {
@@ -104,22 +108,35 @@ std::string lineOf(const Item& item, bool hasSemicolons)
            (hasSemicolons ? ";" : "");
 }
 
+// Adds lines to a text; an empty line only after one that is not empty.
+static void addLines(std::string* text, const std::vector<std::string>& lines)
+{
+    for (const std::string& line : lines) {
+        const bool isAfterEmpty =
+            text->empty() || (text->size() > 1 && text->compare(text->size() - 2, 2, "\n\n") == 0);
+        if (!line.empty() || !isAfterEmpty) {
+            *text += line + "\n";
+        }
+    }
+}
+
 std::string writeDocument(const Document& document)
 {
     std::string text;
-    const auto add = [&](const std::vector<std::string>& lines) {
-        for (const std::string& line : lines) {
-            text += line + "\n";
-        }
-    };
-    add(document.header);
-    text += document.header.empty() ? "" : "\n";
+    addLines(&text, document.header);
+    addLines(&text, {""});
     for (const Item& item : document.items) {
-        add(item.comments);
-        text += lineOf(item, document.hasSemicolons) + "\n";
+        addLines(&text, item.comments);
+        addLines(&text, {lineOf(item, document.hasSemicolons)});
     }
-    add(document.trailer);
-    return giveForm(text, document.form);
+    addLines(&text, document.trailer);
+    const auto isOther = [](char letter) { return static_cast<unsigned char>(letter) >= 0x80; };
+    TextForm form = document.form;
+    if (document.hasSemicolons && std::any_of(text.begin(), text.end(), isOther)) {
+        form.hasByteOrderMark = true;
+        text = std::string(sc_charsetLine) + "\n" + text;
+    }
+    return giveForm(text, form);
 }
 
 static int rankOf(const std::string& comment)
@@ -128,7 +145,7 @@ static int rankOf(const std::string& comment)
     return mark == "//." ? 1 : mark == "//:" ? 2 : mark == "//|" ? 3 : 0;
 }
 
-// Writes each place on a line of its own.
+// Writes each place on a line of its own, and once.
 static std::vector<std::string> splitPlaces(const std::vector<std::string>& comments)
 {
     std::vector<std::string> result;
@@ -139,7 +156,10 @@ static std::vector<std::string> splitPlaces(const std::vector<std::string>& comm
         }
         for (size_t begin = 3; (begin = comment.find_first_not_of(" \t", begin)) != std::string::npos;) {
             const size_t end = std::min(comment.find_first_of(" \t", begin), comment.size());
-            result.push_back("//: " + comment.substr(begin, end - begin));
+            const std::string place = "//: " + comment.substr(begin, end - begin);
+            if (std::find(result.begin(), result.end(), place) == result.end()) {
+                result.push_back(place);
+            }
             begin = end;
         }
     }

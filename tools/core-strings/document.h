@@ -20,6 +20,10 @@
 #include <string>
 #include <vector>
 
+// A line that tells gettext the encoding of a strings file in the form of `format --apple`. Without a space after the
+// equals sign it is no entry for a game.
+extern const char sc_charsetLine[];
+
 enum e_ItemKind {
     ITEM_ENTRY,    // "key" = "text"
     ITEM_PROPOSAL, // //? "key" = "text"
@@ -49,7 +53,8 @@ struct Document {
 bool readDocument(const std::string& name, const std::string& bytes, Document* document,
                   std::vector<Finding>* findings);
 
-// Returns the bytes of a strings file. Each entry has one form, and there is no more than one empty line in a row.
+// Returns the bytes of a strings file. Each entry has one form, and there is no more than one empty line in a row. With
+// semicolons, a file with other characters than ASCII begins with a byte-order mark and sc_charsetLine.
 std::string writeDocument(const Document& document);
 
 // Brings comments and items in the order that they have in a PO file: comments of the translator, for the translator, the

@@ -12,7 +12,7 @@
 #include <set>
 #include <stdio.h>
 
-static const double sc_leastSimilarity = 0.6; // of the key that a proposal comes from
+static const double sc_leastSimilarity = 0.7; // of the key that a proposal comes from
 
 typedef std::map<std::string, size_t> Index; // the place of the first item with a key, in lower case
 

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <stdio.h>
 #include <tuple>
 
 void sortFindings(std::vector<Finding>* findings)
@@ -98,6 +99,11 @@ std::string formatFindings(const std::vector<Finding>& findings, e_FindingForm f
         text += (form == FINDINGS_GITHUB ? annotationOf(finding) : textOf(finding)) + "\n";
     }
     return text;
+}
+
+std::string quotedForJson(const std::string& text)
+{
+    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 int statusOf(const std::vector<Finding>& findings)

@@ -68,7 +68,8 @@ static bool isIncomplete(const std::string& tail)
 
 static Fault tailFault(const Word& at, const std::string& word, size_t length)
 {
-    const std::string number = word.substr(0, length);
+    std::string number = word.substr(0, length);
+    number.resize(number.size() - (number.size() > 1 && number.back() == '.'));
     const std::string tail = word.substr(length);
     const std::string likely = likelyNumber(word, tail);
     const std::string instead = !likely.empty()      ? "write " + likely

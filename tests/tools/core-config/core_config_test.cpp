@@ -15,6 +15,8 @@
 #include <iterator>
 #include <map>
 #include <random>
+#include <regex>
+#include <set>
 #include <sstream>
 #include <stdlib.h>
 #include <string>
@@ -147,6 +149,47 @@ TEST(CoreConfigTable, HasARowForEachFileAndAFileForEachRow)
 {
     EXPECT_EQ(tableRows().size(), brokenFiles().size());
     EXPECT_GE(brokenFiles().size(), 30u);
+}
+
+// Returns the names of checks that the text has between these marks.
+static std::set<std::string> checkNames(const std::string& text, const std::string& pattern)
+{
+    std::set<std::string> names;
+    const std::regex mark(pattern);
+    for (std::sregex_iterator match(text.begin(), text.end(), mark); match != std::sregex_iterator(); ++match) {
+        names.insert((*match)[1]);
+    }
+    return names;
+}
+
+TEST(CoreConfigTable, AndThePageExplainEachCheckOfTheSources)
+{
+    std::string findings;
+    for (const std::string& name : brokenFiles()) {
+        findings += findingsOf(readFile(sc_broken + '/' + name), optionsFor(name));
+    }
+    const std::string text = readFile(CHECKS_PAGE);
+    const std::set<std::string> page =
+        checkNames(text.substr(text.find("## The checks")), "\n\\| `([a-z0-9-]+)` \\|");
+    for (const std::string& name : checkNames(findings, " ([a-z0-9-]+)\n")) {
+        EXPECT_EQ(page.count(name), 1u) << name;
+    }
+    std::set<std::string> sources;
+    for (const auto& entry : std::filesystem::directory_iterator(TOOL_SOURCES)) {
+        if (entry.path().extension() == ".cpp") {
+            sources.merge(
+                checkNames(readFile(entry.path().string()), "\"([a-z0-9]+(?:-[a-z0-9]+)+|tab|nul|range)\""));
+        }
+    }
+    for (const char* other : {"core-config", "one-of"}) {
+        sources.erase(other);
+    }
+    for (const std::string& name : sources) {
+        EXPECT_EQ(page.count(name), 1u) << name;
+    }
+    for (const std::string& name : page) {
+        EXPECT_EQ(sources.count(name), 1u) << name;
+    }
 }
 
 // ---- Correct files

@@ -1,7 +1,7 @@
 // core-config's reader of schemas, and its checks with a schema.
 //
-// An input is a schema, a NUL, and a file that is checked with it. A schema that was read and written is read again as
-// the same schema.
+// An input is a schema, a NUL, and a file that is checked with it. A schema that was read and written is read again
+// as the same schema.
 #include "tools/core-config/check.h"
 #include "tools/core-config/schema.h"
 

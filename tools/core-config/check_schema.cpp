@@ -1,6 +1,6 @@
 // 1. Each open brace has a level. A level with no schema (an unknown block) is not checked, only closed.
-// 2. A line is a brace, the head of a block, or an entry. The head of a block is followed by an open brace, in the same
-//    line or in the next line with words.
+// 2. A line is a brace, the head of a block, or an entry. The head of a block is followed by an open brace, in the
+//    same line or in the next line with words.
 #include "tools/core-config/check_schema.h"
 
 #include "tools/core-config/check_value.h"

@@ -11,8 +11,8 @@ struct Value {
     std::string text; // as it stands in the file; a string with its quotes
 };
 
-// Adds the fault of a value, if there is one: a wrong type, a value that the game reads as another one, a value out of
-// its range, or none of the choices.
+// Adds the fault of a value, if there is one: a wrong type, a value that the game reads as another one, a value out
+// of its range, or none of the choices.
 void checkValue(const NameSchema& name, const Value& value, Faults* faults);
 
 } // namespace config

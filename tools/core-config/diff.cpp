@@ -1,6 +1,6 @@
-// 1. The texts are compared line by line, from the start. At a difference, the nearest pair of equal lines is looked for;
-//    the lines before the pair are changed lines.
-// 2. Repairs change few lines at a place, so the search is short. Where it finds no pair, the two lines count as changed.
+// 1. The texts are compared line by line, from the start. At a difference, the nearest pair of equal lines is looked
+//    for; the lines before the pair are changed lines.
+// 2. Repairs change few lines at a place, so the search is short. If it finds no pair, the two lines count as changed.
 #include "tools/core-config/diff.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 // 1. A piece is what the library reads at once: a line with its line feed, or 1023 bytes of a longer line.
-// 2. Each piece is taken for what the library takes it for: a comment, a section, an entry, or nothing. Its bytes after
-//    a NUL do not count.
+// 2. Each piece is taken for what the library takes it for: a comment, a section, an entry, or nothing. Its bytes
+//    after a NUL do not count.
 #include "tools/core-config/ini.h"
 
 #include "tools/core-config/configtext.h"

@@ -1,4 +1,5 @@
-// 1. A line of a schema is empty, a comment, a brace, or an entry. A comment at the end of a line belongs to its entry.
+// 1. A line of a schema is empty, a comment, a brace, or an entry. A comment at the end of a line belongs to the
+//    entry of that line.
 // 2. Words are read one by one; each attribute takes the words that belong to it.
 // 3. The writer puts quotes around a word that the reader would take for something else.
 #include "tools/core-config/schema.h"

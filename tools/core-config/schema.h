@@ -78,8 +78,8 @@ bool readSchema(const std::string& text, Schema* schema, std::string* error);
 
 std::string writeSchema(const Schema& schema);
 
-// Returns the file of the schema for this path: the end of the path is the file's path, with slashes or backslashes and
-// without regard to case. Returns null if there is none.
+// Returns the file of the schema for this path: the end of the path is the file's path, with slashes or backslashes
+// and without regard to case. Returns null if there is none.
 const FileSchema* fileFor(const Schema& schema, const std::string& path);
 
 // Returns "int32", "int32 int32" or "int32 [int32]", with the range.

@@ -130,10 +130,10 @@ TEST(Schema, FindsAFileByTheEndOfItsPath)
 
 TEST(Nearest, IsTheNameWithTheFewestChanges)
 {
-    const std::vector<std::string> names = {"width", "height", "depth", "x"};
-    EXPECT_EQ(config::nearest("widht", names), "width");
-    EXPECT_EQ(config::nearest("hight", names), "height");
-    EXPECT_EQ(config::nearest("DEPHT", names), "depth");
+    const std::vector<std::string> names = {"speed", "armour", "gravity", "x"};
+    EXPECT_EQ(config::nearest("spede", names), "speed");
+    EXPECT_EQ(config::nearest("amour", names), "armour");
+    EXPECT_EQ(config::nearest("GRAVTIY", names), "gravity");
     EXPECT_EQ(config::nearest("y", names), "x");
     EXPECT_EQ(config::nearest("colour", names), "");
     EXPECT_EQ(config::nearest("", names), "x");
@@ -237,7 +237,7 @@ TEST(SchemaCheck, FindsNothingInAFileThatFollowsIt)
 
 TEST(SchemaCheck, FindsNamesThatTheGameNeverAsksFor)
 {
-    EXPECT_EQ(inUnit("nmae = \"b\""), "4:1 unknown-name\n");
+    EXPECT_EQ(inUnit("naem = \"b\""), "4:1 unknown-name\n");
     EXPECT_EQ(inUnit("gravity = 1"), "4:1 unknown-name\n");
     EXPECT_EQ(findingsOf("units.txt", "wall\n{\n    x = 1\n}\nheight = 2\n"), "1:1 unknown-name\n5:1 unknown-name\n");
     EXPECT_EQ(findingsOf("demo.ini", "[Video]\nwidth=640\nwidht=640\n[Audio]\nvolume=7\nmusic=1\n"),

@@ -16,21 +16,20 @@ static void checkPreferences(const std::string& bytes, const CheckOptions& optio
     }
 }
 
-static void checkConfig(const std::string& bytes, const CheckOptions& options, Faults* faults,
-                        std::vector<SchemaPlace>* places)
+static void checkConfig(const std::string& bytes, const CheckOptions& options, Faults* faults)
 {
     const ConfigText text(bytes);
     std::vector<bool> typedLines;
     FormOptions form;
     form.wantsCarriageReturns = options.wantsCarriageReturns;
     if (options.schema) {
-        checkConfigWithSchema(text, *options.schema, options.tellsMissing, &typedLines, faults, places);
+        checkConfigWithSchema(text, *options.schema, options.tellsMissing, &typedLines, faults);
         form.typedLines = &typedLines;
     }
     checkForm(text, form, faults);
 }
 
-Faults checkText(const std::string& bytes, const CheckOptions& options, std::vector<SchemaPlace>* places)
+Faults checkText(const std::string& bytes, const CheckOptions& options)
 {
     Faults faults;
     if (!checkEncoding(bytes, &faults)) {
@@ -39,7 +38,7 @@ Faults checkText(const std::string& bytes, const CheckOptions& options, std::vec
     if (options.isIni) {
         checkPreferences(bytes, options, &faults);
     } else {
-        checkConfig(bytes, options, &faults, places);
+        checkConfig(bytes, options, &faults);
     }
     sortFaults(&faults);
     return faults;

@@ -17,9 +17,8 @@ struct CheckOptions {
     bool tellsMissing = false; // a name of the schema that the file lacks is a fault, also if it is not required
 };
 
-// Returns the faults in the order of their places. places may be null; else it gets the schema's entry for each line
-// of a config file.
-Faults checkText(const std::string& bytes, const CheckOptions& options, std::vector<SchemaPlace>* places = nullptr);
+// Returns the faults in the order of their places.
+Faults checkText(const std::string& bytes, const CheckOptions& options);
 
 // Returns the text with all repairs, also of the faults that appear only after other repairs.
 std::string repairText(const std::string& bytes, const CheckOptions& options);

@@ -96,14 +96,14 @@ static void checkLacking(const BlockSchema& block, const std::vector<size_t>& co
 class SchemaCheck {
 public:
     SchemaCheck(const ConfigText& text, const FileSchema& schema, bool tellsMissing, std::vector<bool>* typedLines,
-                Faults* faults, std::vector<SchemaPlace>* places)
-        : m_text(text), m_tellsMissing(tellsMissing), m_typedLines(typedLines), m_faults(faults), m_places(places)
+                Faults* faults)
+        : m_text(text), m_tellsMissing(tellsMissing), m_typedLines(typedLines), m_faults(faults)
     {
         m_levels.push_back({&schema.block, 0, "the file", {}});
         m_levels.back().counts.resize(schema.block.names.size() + schema.block.blocks.size());
     }
 
-    void run();
+    const BlockSchema* run(); // returns the block that is open at the end; null for an unknown one
 
 private:
     struct Level {
@@ -127,30 +127,28 @@ private:
     const bool m_tellsMissing;
     std::vector<bool>* m_typedLines;
     Faults* m_faults;
-    std::vector<SchemaPlace>* m_places;
     std::vector<Level> m_levels;
     std::vector<Word> m_words;
     const BlockSchema* m_next = nullptr; // the block whose head was the last line
     size_t m_nextPlace = 0;
 };
 
-void SchemaCheck::run()
+const BlockSchema* SchemaCheck::run()
 {
     m_typedLines->assign(m_text.lines().size(), false);
     for (size_t line = 0; line < m_text.lines().size(); ++line) {
-        if (m_places) {
-            m_places->push_back({line, m_levels.back().block, nullptr});
-        }
         m_text.wordsOf(line, &m_words);
         if (!m_words.empty()) {
             _checkLine(line);
         }
     }
+    const BlockSchema* last = m_levels.back().block;
     while (m_levels.size() > 1) {
         _close(); // the check of the form reports the missing brace
     }
     const Level& file = m_levels[0];
     checkLacking(*file.block, file.counts, 0, file.title, false, m_tellsMissing, m_faults);
+    return last;
 }
 
 void SchemaCheck::_open(const BlockSchema* block)
@@ -247,7 +245,8 @@ bool SchemaCheck::_beginBlock(size_t line)
 bool SchemaCheck::_checkEntry(size_t line)
 {
     const BlockSchema& block = *m_levels.back().block;
-    const std::string name = m_text.text(m_words[0]);
+    const std::string word = m_text.text(m_words[0]);
+    const std::string name = word.substr(0, word.find_first_of("=\t")); // the rest is a fault of the form
     const auto found = std::find_if(block.names.begin(), block.names.end(),
                                     [&](const NameSchema& other) { return isSameName(other.name, name); });
     const auto bare = std::find_if(block.names.begin(), block.names.end(),
@@ -257,11 +256,11 @@ bool SchemaCheck::_checkEntry(size_t line)
         return false;
     }
     (*m_typedLines)[line] = true;
-    if (m_places) {
-        m_places->back().name = &*entry;
-    }
     _count(static_cast<size_t>(entry - block.names.begin()), entry->isOnce);
     const bool hasEquals = m_words.size() > 1 && m_text.is(m_words[1], "=");
+    if (name.size() < word.size()) {
+        return true;
+    }
     if (found == block.names.end()) {
         _checkValues(*entry, 0);
     } else if (!entry->hasEquals || hasEquals) {
@@ -316,9 +315,16 @@ void SchemaCheck::_blameUnknown()
 }
 
 void checkConfigWithSchema(const ConfigText& text, const FileSchema& schema, bool tellsMissing,
-                           std::vector<bool>* typedLines, Faults* faults, std::vector<SchemaPlace>* places)
+                           std::vector<bool>* typedLines, Faults* faults)
 {
-    SchemaCheck(text, schema, tellsMissing, typedLines, faults, places).run();
+    SchemaCheck(text, schema, tellsMissing, typedLines, faults).run();
+}
+
+const BlockSchema* blockAtEnd(const ConfigText& text, const FileSchema& schema)
+{
+    std::vector<bool> typedLines;
+    Faults faults;
+    return SchemaCheck(text, schema, false, &typedLines, &faults).run();
 }
 
 // ---- Preferences files

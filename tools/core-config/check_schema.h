@@ -10,17 +10,13 @@
 
 namespace config {
 
-// Where the checker was: for the commands of an editor.
-struct SchemaPlace {
-    size_t line;              // the index of the line
-    const BlockSchema* block; // the block that the line belongs to; null for an unknown block
-    const NameSchema* name;   // the entry of the line; null if it has none
-};
-
 // Adds the faults of a config file. Stores in *typedLines, for each line, if the schema has an entry for it.
-// tellsMissing: a name that is not required and that the file lacks is a fault, too. places may be null.
+// tellsMissing: a name that is not required and that the file lacks is a fault, too.
 void checkConfigWithSchema(const ConfigText& text, const FileSchema& schema, bool tellsMissing,
-                           std::vector<bool>* typedLines, Faults* faults, std::vector<SchemaPlace>* places = nullptr);
+                           std::vector<bool>* typedLines, Faults* faults);
+
+// Returns the block that is open at the end of a part of a config file; null if the schema does not have it.
+const BlockSchema* blockAtEnd(const ConfigText& text, const FileSchema& schema);
 
 // Adds the faults of a preferences file with these entries.
 void checkIniWithSchema(const std::vector<IniEntry>& entries, const FileSchema& schema, bool tellsMissing,

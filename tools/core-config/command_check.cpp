@@ -110,23 +110,6 @@ static int checkFile(const std::string& file, const CommandOptions& options, con
     return TOOL_FINE;
 }
 
-// Reads the schema, when there is one. Returns TOOL_FINE, or prints a message and returns another status.
-static int readSchemaFile(const std::string& path, config::Schema* schema)
-{
-    std::string text;
-    std::string error;
-    if (path.empty()) {
-        return TOOL_FINE;
-    }
-    if (!readFile(path, &text, &error)) {
-        return complain(TOOL_CANT_ACCESS, error);
-    }
-    if (!config::readSchema(text, schema, &error)) {
-        return complain(TOOL_NOT_UNDERSTOOD, path + ':' + error);
-    }
-    return TOOL_FINE;
-}
-
 static int check(const CommandOptions& options)
 {
     config::Schema schema;

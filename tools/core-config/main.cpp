@@ -1,5 +1,6 @@
 // core-config: finds what a game misreads in its config files and preferences files.
 #include "tools/core-config/command.h"
+#include "tools/shared/files.h"
 
 #include <stdio.h>
 
@@ -7,6 +8,22 @@ int complain(int status, const std::string& message)
 {
     fprintf(stderr, "core-config: %s\n", printable(message).c_str());
     return status;
+}
+
+int readSchemaFile(const std::string& path, config::Schema* schema)
+{
+    std::string text;
+    std::string error;
+    if (path.empty()) {
+        return TOOL_FINE;
+    }
+    if (!readFile(path, &text, &error)) {
+        return complain(TOOL_CANT_ACCESS, error);
+    }
+    if (!config::readSchema(text, schema, &error)) {
+        return complain(TOOL_NOT_UNDERSTOOD, path + ':' + error);
+    }
+    return TOOL_FINE;
 }
 
 static const char sc_description[] =
@@ -25,6 +42,7 @@ int main(int argc, char** argv)
     app.failure_message(CLI::FailureMessage::help);
     int status = TOOL_FINE;
     addCheck(app, &status);
+    addLsp(app, &status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -270,6 +270,8 @@ TEST(SchemaCheck, FindsTooFewAndTooManyValues)
     EXPECT_EQ(inUnit("damage = 1 2 3"), "4:14 extra-value\n");
     EXPECT_EQ(inUnit("damage ="), "4:8 no-value\n");
     EXPECT_EQ(inUnit("damage 1 2"), "4:1 no-equals\n");
+    EXPECT_EQ(findingsOf("units.txt", "unit\n{\nname=\"a\"\n}\n"),
+              "3:5 no-space-around-equals\n"); // and lacks no name
     EXPECT_EQ(findingsOf("units.txt", "points\n{\n1\n}\n"), "3:1 few-values\n");
 }
 

@@ -1,16 +1,29 @@
-// The commands of core-config. Each source command_NAME.cpp adds one of them to the command line.
+// The commands of core-config, without their command lines: main.cpp fills the options and calls a command. Each command
+// returns an e_ToolStatus.
 #pragma once
 
+#include "tools/core-config/check.h"
 #include "tools/core-config/schema.h"
 #include "tools/shared/findings.h"
 
-#include <CLI/CLI.hpp>
-
 #include <string>
+#include <vector>
 
-// Each adds its command to app. When the command has run, its exit status is in status.
-void addCheck(CLI::App& app, int* status);
-void addLsp(CLI::App& app, int* status);
+struct CheckCommand {
+    std::vector<std::string> files;
+    std::string schema; // path
+    std::string as;     // the file's path in the schema
+    config::CheckOptions check;
+    bool isIni = false;
+    bool isFix = false;
+    bool isDryRun = false;
+    bool isJson = false;
+    bool isGithub = false;
+};
+
+int runCheck(const CheckCommand& options);
+
+int runLsp(const std::string& schemaPath); // an empty path: without a schema
 
 // Prints a message of the tool on the standard error stream, and returns status.
 int complain(int status, const std::string& message);

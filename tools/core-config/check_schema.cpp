@@ -40,7 +40,7 @@ static bool hasName(const BlockSchema& block, const std::string& name)
 static std::string blockWith(const BlockSchema& block, const std::string& name)
 {
     for (const BlockSchema& inner : block.blocks) {
-        const std::string found = hasName(inner, name) ? inner.name : blockWith(inner, name);
+        std::string found = hasName(inner, name) ? inner.name : blockWith(inner, name);
         if (!found.empty()) {
             return found;
         }

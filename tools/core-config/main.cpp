@@ -67,7 +67,7 @@ static void addLsp(CLI::App& app, int* status)
     command->callback([=] { *status = runLsp(*schema); });
 }
 
-int main(int argc, char** argv)
+static int run(int argc, char** argv)
 {
     CLI::App app(sc_description, "core-config");
     app.footer(sc_statuses);
@@ -90,4 +90,14 @@ int main(int argc, char** argv)
         return complain(TOOL_CANT_ACCESS, "the standard output can't be written");
     }
     return status;
+}
+
+int main(int argc, char** argv)
+{
+    try {
+        return run(argc, argv);
+    } catch (...) {
+        fputs("core-config: there is not enough memory\n", stderr);
+        return TOOL_CANT_ACCESS;
+    }
 }

@@ -76,7 +76,7 @@ public:
     }
 
     // Places that come in their order are found fast, also in a long line.
-    Json positionOf(size_t place)
+    Json editorPosition(size_t place)
     {
         const auto after = std::upper_bound(m_lines.begin(), m_lines.end(), place);
         const size_t line = static_cast<size_t>(after - m_lines.begin()) - 1;
@@ -93,8 +93,8 @@ public:
 
     Json rangeOf(size_t begin, size_t end)
     {
-        const Json start = positionOf(begin);
-        return {{"start", start}, {"end", positionOf(std::max(begin, end))}};
+        const Json start = editorPosition(begin);
+        return {{"start", start}, {"end", editorPosition(std::max(begin, end))}};
     }
 
 private:

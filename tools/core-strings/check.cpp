@@ -124,6 +124,7 @@ private:
     void _checkEnd();
     void _checkEmptyLines();
     void _reportHidden(size_t run, size_t count, size_t lineAfter);
+    bool _hasEntryInTail(size_t begin) const;
     void _checkBytes();
     void _checkLine(const TakenLine& line);
     void _checkNoEntry(const TakenLine& line, size_t first, size_t end);
@@ -232,19 +233,39 @@ void Checker::_reportHidden(size_t run, size_t count, size_t lineAfter)
             at = std::min(m_text.find('\n', at), m_text.size());
         }
     }
-    const std::string next = std::to_string(m_lines.lineOf(lineAfter));
+    const std::string empties = plural(count, "empty line") + " in a row: ";
+    const std::string next = "line " + std::to_string(m_lines.lineOf(lineAfter));
+    const char* const instead = "leave at most one line empty";
     if (hidden > 0) {
         _add(true, run,
-             plural(count, "empty line") + " in a row: after line " + next + " the game reads no further, and " +
-                 plural(hidden, "line") + " below it " + (hidden == 1 ? "is" : "are") + " lost",
-             "leave at most one line empty", "empty-lines");
+             empties + "after " + next + " the game reads no further, and " + plural(hidden, "line") + " below it " +
+                 (hidden == 1 ? "is" : "are") + " lost",
+             instead, "empty-lines");
+    } else if (_hasEntryInTail(lineAfter)) {
+        _add(true, run, empties + "the game reads the end of " + next + " twice, and takes it for an entry", instead,
+             "empty-lines");
+    } else if (count == 2) {
+        _add(false, run, empties + "the game would lose an entry after " + next, instead, "empty-lines");
     } else {
-        _add(false, run,
-             plural(count, "empty line") + " in a row: " +
-                 (count == 2 ? "the game would lose an entry after line " + next
-                             : "the game reads the end of line " + next + " twice"),
-             "leave at most one line empty", "empty-lines");
+        _add(false, run, empties + "the game reads the end of " + next + " twice", instead, "empty-lines");
     }
+}
+
+// Returns true if the parser found an entry in the end of a line that is not the entry of the whole line.
+bool Checker::_hasEntryInTail(size_t begin) const
+{
+    const TakenLine* whole = nullptr;
+    for (const TakenLine& line : m_view.lines) {
+        if (line.begin != begin) {
+            continue;
+        }
+        whole = line.isRepeated ? whole : &line;
+        const bool isSame = whole && whole->key.text == line.key.text && whole->value.text == line.value.text;
+        if (line.isRepeated && line.value.isPresent && !isSame) {
+            return true;
+        }
+    }
+    return false;
 }
 
 // Bytes that are no UTF-8, and carriage returns that do not end a line. One finding for a line.

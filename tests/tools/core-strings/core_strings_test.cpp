@@ -220,7 +220,7 @@ TEST(CoreStringsCheck, ReadsTheStandardInput)
 TEST(CoreStringsCheck, TheStatusSays2ForAWrongCommandLineAnd3ForAFileThatCannotBeRead)
 {
     EXPECT_EQ(run("").status, 2);
-    EXPECT_EQ(run("chekc a.utf8").status, 2);
+    EXPECT_EQ(run("examine a.utf8").status, 2);
     EXPECT_EQ(run("check").status, 2);
     EXPECT_EQ(run("check --json --github a.utf8").status, 2);
     const Result missing = run("check missing.utf8");
@@ -247,11 +247,11 @@ TEST(CoreStringsCheck, FindsUnchangedTranslationsOnlyWhenAsked)
 
 TEST(CoreStringsCheck, ComparesTheKeysOfTwoLanguages)
 {
-    writeFile("de.utf8", "\"Quit\" = \"Beenden\"\n\"Lod\" = \"Laden\"\n");
+    writeFile("de.utf8", "\"Quit\" = \"Beenden\"\n\"Store\" = \"Laden\"\n");
     writeFile("fr.utf8", "\"Load\" = \"Charger\"\n\"QUIT\" = \"Quitter\"\n");
     const Result result = run("check --with fr.utf8 de.utf8");
     EXPECT_EQ(result.output,
-              "de.utf8:2:1: warning: fr.utf8 has no entry \"Lod\"; remove the entry, or correct its key "
+              "de.utf8:2:1: warning: fr.utf8 has no entry \"Store\"; remove the entry, or correct its key "
               "[key-not-in-reference]\n"
               "fr.utf8:1:1: warning: de.utf8 has no entry \"Load\"; add a translation [key-missing]\n");
     EXPECT_EQ(result.status, 1);

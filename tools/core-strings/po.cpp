@@ -54,6 +54,13 @@ static std::string joinLines(const std::vector<std::string>& lines)
 
 // ---- The library
 
+// The library never frees the texts that po_message_comments returns, and the caller may not free them. The leak checker
+// asks here what it does not report.
+extern "C" __attribute__((used)) const char* __lsan_default_suppressions()
+{
+    return "leak:libgettextpo_xmalloc";
+}
+
 static std::string s_name;    // of the PO file that is read, for messages
 static std::string s_message; // the first error
 static size_t s_line;         // its line

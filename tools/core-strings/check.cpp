@@ -1,7 +1,7 @@
 // The findings in a strings file.
 //
-// Whether a line is an entry, and whether a game finds the entry, is what the library says (game.h). The checks look for
-// the cause, and name it.
+// Whether a line is an entry, and whether a game finds the entry, is what the library says (game.h). The checks look
+// for the cause, and name it.
 #include "tools/core-strings/check.h"
 
 #include "tools/core-strings/check_report.h"

@@ -1,7 +1,7 @@
 // The keys of all entries together, and of two languages.
 //
-// Whether a game finds an entry is what the string table says. An entry that it does not find has a finding, also when no
-// cause is known.
+// Whether a game finds an entry is what the string table says. An entry that it does not find has a finding, also
+// when no cause is known.
 #include "tools/core-strings/check_report.h"
 #include "tools/core-strings/texts.h"
 

@@ -27,10 +27,10 @@ struct Report {
 };
 
 // The checks of a file, by subject. The file is UTF-8 text.
-void checkBytes(const std::string& bytes, const GamesView& view, Report* report); // bytes, empty lines
-void checkForm(const GamesView& view, Report* report); // of each line
+void checkBytes(const std::string& bytes, const GamesView& view, Report* report);       // bytes, empty lines
+void checkForm(const GamesView& view, Report* report);                                  // of each line
 void checkTranslations(const GamesView& view, const CheckRules& rules, Report* report); // with their keys
-void checkKeys(const GamesView& view, Report* report); // of all entries together
+void checkKeys(const GamesView& view, Report* report);                                  // of all entries together
 
 // True when text has start at the offset.
 bool startsWith(const std::string& text, size_t at, const char* start);

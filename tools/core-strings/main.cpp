@@ -66,7 +66,7 @@ static void addMerge(CLI::App& app, MergeOptions* options, int* status)
     addOutput(command, &options->output, "Writes to this file and leaves OLD as it is");
     command->add_flag("--drop-unused", options->dropsUnused,
                       "Removes entries that NEW lacks, and does not mark them");
-    command->add_flag("!--no-proposals", options->hasProposals, "Proposes no translations of similar texts");
+    command->add_flag("--no-proposals", options->isWithoutProposals, "Proposes no translations of similar texts");
     command->callback([=] { *status = runMerge(*options); });
 }
 

@@ -112,7 +112,7 @@ std::string encodeEscapes(const std::string& text)
     if (!str::escape(&escaped, text.c_str())) {
         return "";
     }
-    const std::string result = escaped;
+    std::string result = escaped;
     g_MemoryPtr->free(0, escaped);
     return result;
 }

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <exception>
 #include <stdio.h>
 
 static const char sc_description[] =
@@ -127,7 +128,7 @@ static void addFromPo(CLI::App& app, FromPoOptions* options, int* status)
     command->callback([=] { *status = runFromPo(*options); });
 }
 
-int main(int argc, char** argv)
+static int runProgram(int argc, char** argv)
 {
     CLI::App app(sc_description, "core-strings");
     app.footer(sc_footer);
@@ -161,4 +162,14 @@ int main(int argc, char** argv)
         return complain(TOOL_CANT_ACCESS, "the standard output can't be written");
     }
     return status;
+}
+
+int main(int argc, char** argv)
+{
+    try {
+        return runProgram(argc, argv);
+    } catch (const std::exception& error) { // no memory
+        fprintf(stderr, "core-strings: %s\n", error.what());
+        return TOOL_CANT_ACCESS;
+    }
 }

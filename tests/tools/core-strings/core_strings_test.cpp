@@ -114,14 +114,17 @@ static std::string shownEntries(const Entries& entries)
     return text.empty() ? "nothing" : text;
 }
 
-// "FILE:1:2: error: what; instead [check]" becomes "1:2 error check".
-static std::string shownFindings(const std::string& output)
+// The lines "FILE:1:2: error: what; instead [check]" of one file, as "1:2 error check".
+static std::string shownFindings(const std::string& output, const std::string& file)
 {
     std::string text;
     size_t begin = 0;
     for (size_t end; (end = output.find('\n', begin)) != std::string::npos; begin = end + 1) {
         const std::string line = output.substr(begin, end - begin);
-        const size_t place = line.find(".utf8:") + 6;
+        if (line.compare(0, file.size() + 1, file + ":") != 0) {
+            continue;
+        }
+        const size_t place = file.size() + 1;
         const size_t severity = line.find(": ", place);
         const size_t what = line.find(": ", severity + 2);
         const size_t check = line.rfind('[');
@@ -143,11 +146,10 @@ TEST(CoreStringsCheck, SaysWhatTheGameMakesOfEachBrokenFileOfTheTable)
         }
     }
     std::sort(files.begin(), files.end());
+    const std::string output = run("check '" BROKEN "'/*.utf8").output;
     for (const std::filesystem::path& file : files) {
-        const Result result = run("check '" + file.string() + "'");
-        EXPECT_EQ(result.status, 1) << file;
         const std::string row = "| " + file.stem().string() + " | " + shownEntries(readByGame(file)) + " | " +
-                                shownFindings(result.output) + " |\n";
+                                shownFindings(output, file.string()) + " |\n";
         EXPECT_TRUE(contains(table, row)) << "the table should have the row\n" << row;
         ++count;
     }

@@ -18,6 +18,7 @@ tidy) # AppKit's headers belong to gcc, so Objective-C++ is left out
     mkdir -p build/run/tidy
     python3 tests/lint_commands.py build/release/compile_commands.json build/run/tidy/compile_commands.json
     git ls-files 'core/*.cpp' 'file/*.cpp' 'logger/*.cpp' 'macapi/*.cpp' 'tools/*.cpp' |
+        grep -v '^tools/core-strings/main.cpp$' | # the header of its command line would take half a minute
         xargs -P "$(nproc)" -n 1 clang-tidy -p build/run/tidy --quiet 2>/dev/null |
         awk '/: (warning|error): / { print; found = 1 } END { exit found }'
     ;;

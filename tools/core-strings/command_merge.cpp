@@ -138,7 +138,7 @@ Item Merger::_proposalFor(const Item& fresh)
             best = &candidate;
         }
     }
-    if (best && m_options.hasProposals) {
+    if (best && !m_options.isWithoutProposals) {
         m_proposed += 1;
         item.comments.push_back("//| \"" + encodeEscapes(best->key) + '"');
         item.translation = best->translation;

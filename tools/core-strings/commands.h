@@ -40,7 +40,7 @@ struct MergeOptions {
     std::string newFile;
     std::string output; // empty: OLD is replaced
     bool dropsUnused = false;
-    bool hasProposals = true; // false: new keys get no similar translation
+    bool isWithoutProposals = false; // new keys get no similar translation
 };
 int runMerge(const MergeOptions& options);
 

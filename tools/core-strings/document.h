@@ -1,7 +1,7 @@
 // A strings file as a list of entries and comments, for the commands that write one.
 //
-// Comments that begin with a mark have a meaning to this program, and none to a game. PO files have the same marks after
-// a '#', where there is one:
+// Comments that begin with a mark have a meaning to this program, and none to a game. PO files have the same marks
+// after a '#', where there is one:
 //
 // | Line | Meaning | In a PO file |
 // |---|---|---|
@@ -48,17 +48,17 @@ struct Document {
     std::vector<std::string> trailer; // the comments after the last item
 };
 
-// Reads a strings file. Returns true; returns false and stores the findings if a part of the file would get lost when it
-// is written again.
+// Reads a strings file. Returns true; returns false and stores the findings if a part of the file would get lost when
+// it is written again.
 bool readDocument(const std::string& name, const std::string& bytes, Document* document,
                   std::vector<Finding>* findings);
 
-// Returns the bytes of a strings file. Each entry has one form, and there is no more than one empty line in a row. With
-// semicolons, a file with other characters than ASCII begins with a byte-order mark and sc_charsetLine.
+// Returns the bytes of a strings file. Each entry has one form, and there is no more than one empty line in a row.
+// With semicolons, a file with other characters than ASCII begins with a byte-order mark and sc_charsetLine.
 std::string writeDocument(const Document& document);
 
-// Brings comments and items in the order that they have in a PO file: comments of the translator, for the translator, the
-// places, the previous key; obsolete entries last. Then a way through a PO file changes nothing.
+// Brings comments and items in the order that they have in a PO file: comments of the translator, for the translator,
+// the places, the previous key; obsolete entries last. Then a way through a PO file changes nothing.
 void normalise(Document* document);
 
 // Returns the line of an item as it is written, without line feed.

@@ -4,8 +4,8 @@
 //    place of the returned pointer in the buffer.
 // 2. The string table's own answers say which entries a game can find.
 //
-// The program defines some functions of the library itself, and the library calls these: the file that the string table
-// opens is in memory, its blocks come from malloc, its messages are dropped, and it makes no folder.
+// The program defines some functions of the library itself, and the library calls these: the file that the string
+// table opens is in memory, its blocks come from malloc, its messages are dropped, and it makes no folder.
 #include "tools/core-strings/game.h"
 
 #include "core/memorymgr.h"
@@ -112,7 +112,7 @@ std::string encodeEscapes(const std::string& text)
     if (!str::escape(&escaped, text.c_str())) {
         return "";
     }
-    const std::string result = escaped;
+    std::string result = escaped;
     g_MemoryPtr->free(0, escaped);
     return result;
 }
@@ -145,8 +145,8 @@ public:
 private:
     size_t _endOfLine(size_t begin) const { return std::min(m_text.find('\n', begin), m_text.size()); }
 
-    // Finds the line that the parser just took: it has written a NUL over the line feed at the line's end. Otherwise it
-    // took a part of a line: of the last one again, or of one that a text before it reaches into.
+    // Finds the line that the parser just took: it has written a NUL over the line feed at the line's end. Otherwise
+    // it took a part of a line: of the last one again, or of one that a text before it reaches into.
     TakenLine _place()
     {
         TakenLine line;

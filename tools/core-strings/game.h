@@ -1,5 +1,5 @@
-// What a game makes of a strings file. The library's own parser and string table read the file, so that the tool and a
-// game cannot disagree.
+// What a game makes of a strings file. The library's own parser and string table read the file, so that the tool and
+// a game cannot disagree.
 #pragma once
 
 #include <stddef.h>

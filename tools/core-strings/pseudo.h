@@ -4,6 +4,6 @@
 
 #include <string>
 
-// "New game" becomes "[Ñéŵ ğámé~~]": letters with accents, a third more of them, in brackets. Conversions, colours, and
-// blanks at the ends stay as they are.
+// "New game" becomes "[Ñéŵ ğámé~~]": letters with accents, a third more of them, in brackets. Conversions, colours,
+// and blanks at the ends stay as they are.
 std::string pseudoTranslation(const std::string& key);

@@ -33,8 +33,8 @@ static bool isIn(const std::string& text, size_t at, const char* set)
     return at < text.size() && text[at] != '\0' && strchr(set, text[at]);
 }
 
-// Signed types and unsigned types of a size are the same argument: "%d" may become "%i", but not "%s". "%u" stays apart
-// from "%d", because a large number would be shown as a negative one.
+// Signed types and unsigned types of a size are the same argument: "%d" may become "%i", but not "%s". "%u" stays
+// apart from "%d", because a large number would be shown as a negative one.
 static std::string typeOf(const std::string& length, char letter)
 {
     const char* const classes[] = {"di", "ouxX", "eEfFgGaA", "c", "C", "s", "S", "p", "n"};

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-// The arguments that a printf format takes, one text for each: the type, such as "d", "ls" or "*" for a width that is an
-// argument. "%2$s" names the second argument. A '%' that begins no conversion, or begins one with a blank ("100 % sure"),
-// takes none.
+// The arguments that a printf format takes, one text for each: the type, such as "d", "ls" or "*" for a width that is
+// an argument. "%2$s" names the second argument. A '%' that begins no conversion, or begins one with a blank ("100 %
+// sure"), takes none.
 struct Conversions {
     std::vector<std::string> types;
     bool isValid = true; // false: a '%' begins no conversion, or an argument has two types or none
@@ -37,6 +37,6 @@ std::string foldCase(const std::string& text);
 std::string leadingBlanks(const std::string& text);
 std::string trailingBlanks(const std::string& text);
 
-// Returns how similar two texts are: 1 if they are equal, 0 if they have nothing in common. Both texts are truncated to
-// 400 bytes.
+// Returns how similar two texts are: 1 if they are equal, 0 if they have nothing in common. Both texts are truncated
+// to 400 bytes.
 double similarity(const std::string& left, const std::string& right);

@@ -10,7 +10,7 @@
 
 static const char sc_byteOrderMark[] = "\xEF\xBB\xBF";
 
-static std::string replaceAll(std::string text, const std::string& from, const std::string& to)
+static std::string replaceAll(const std::string& text, const std::string& from, const std::string& to)
 {
     std::string result;
     size_t at = 0;
@@ -87,7 +87,7 @@ static bool writeAll(int file, const std::string& bytes)
 static std::string targetOf(const std::string& path)
 {
     char* target = realpath(path.c_str(), nullptr);
-    const std::string result = target ? target : path;
+    std::string result = target ? target : path;
     free(target);
     return result;
 }

@@ -24,9 +24,9 @@ std::string giveForm(const std::string& text, const TextForm& form);
 // message with the path in *error.
 bool readFile(const std::string& path, std::string* bytes, std::string* error);
 
-// Replaces a file as a whole, or writes to the standard output when path is "-". The bytes are written to a new file in
-// the same folder, which then gets the name of the old one: at each moment the file has all of the old bytes or all of
-// the new ones. Keeps the permissions of the old file; a symbolic link stays a link, and the file that it names is
-// replaced. A device or a pipe is written to. Returns true; on failure returns false, stores a message with the path in *error, and the old file is
-// unchanged.
+// Replaces a file as a whole, or writes to the standard output when path is "-". The bytes are written to a new file
+// in the same folder, which then gets the name of the old one: at each moment the file has all of the old bytes or
+// all of the new ones. Keeps the permissions of the old file; a symbolic link stays a link, and the file that it
+// names is replaced. A device or a pipe is written to. Returns true; on failure returns false, stores a message with
+// the path in *error, and the old file is unchanged.
 bool replaceFile(const std::string& path, const std::string& bytes, std::string* error);

@@ -1,6 +1,6 @@
 // What the checking tools say about a file: one line for each finding, in a form that editors can jump to.
 //
-//   locale/de/strings.utf8:12:8: error: no space after the equals sign; write `"key" = "text"` [no-space-after-equals]
+//   locale/de/strings.utf8:12:8: error: no space after the equals sign; write one space [no-space-after-equals]
 #pragma once
 
 #include <stddef.h>
@@ -17,7 +17,7 @@ enum e_ToolStatus {
 enum e_FindingForm {
     FINDINGS_TEXT,   // FILE:LINE:COLUMN: error|warning: what is wrong; what to write instead [check]
     FINDINGS_JSON,   // an array with an object for each finding
-    FINDINGS_GITHUB, // annotations: ::error file=...,line=...,col=...,title=check::what is wrong; what to write instead
+    FINDINGS_GITHUB, // annotations, as workflows of GitHub print them
 };
 
 struct Finding {
@@ -39,8 +39,8 @@ std::string formatFindings(const std::vector<Finding>& findings, e_FindingForm f
 // Returns TOOL_FOUND if there is a finding, else TOOL_FINE.
 int statusOf(const std::vector<Finding>& findings);
 
-// Returns the text with each control character replaced by '?', because a text from a file could have commands for the
-// terminal in it.
+// Returns the text with each control character replaced by '?', because a text from a file could have commands for
+// the terminal in it.
 std::string printable(const std::string& text);
 
 // Returns the text as a string of JSON, with its quotes. Bytes that are no UTF-8 are replaced.

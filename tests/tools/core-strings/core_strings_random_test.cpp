@@ -15,7 +15,7 @@
 static int roundsToPlay()
 {
     const char* number = getenv("STRINGS_ROUNDS");
-    return number ? atoi(number) : rounds(400);
+    return number ? atoi(number) : rounds(300);
 }
 
 static size_t below(std::mt19937& dice, size_t end)

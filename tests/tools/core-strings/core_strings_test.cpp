@@ -114,14 +114,17 @@ static std::string shownEntries(const Entries& entries)
     return text.empty() ? "nothing" : text;
 }
 
-// "FILE:1:2: error: what; instead [check]" becomes "1:2 error check".
-static std::string shownFindings(const std::string& output)
+// The lines "FILE:1:2: error: what; instead [check]" of one file, as "1:2 error check".
+static std::string shownFindings(const std::string& output, const std::string& file)
 {
     std::string text;
     size_t begin = 0;
     for (size_t end; (end = output.find('\n', begin)) != std::string::npos; begin = end + 1) {
         const std::string line = output.substr(begin, end - begin);
-        const size_t place = line.find(".utf8:") + 6;
+        if (line.compare(0, file.size() + 1, file + ":") != 0) {
+            continue;
+        }
+        const size_t place = file.size() + 1;
         const size_t severity = line.find(": ", place);
         const size_t what = line.find(": ", severity + 2);
         const size_t check = line.rfind('[');
@@ -143,11 +146,10 @@ TEST(CoreStringsCheck, SaysWhatTheGameMakesOfEachBrokenFileOfTheTable)
         }
     }
     std::sort(files.begin(), files.end());
+    const std::string output = run("check '" BROKEN "'/*.utf8").output;
     for (const std::filesystem::path& file : files) {
-        const Result result = run("check '" + file.string() + "'");
-        EXPECT_EQ(result.status, 1) << file;
         const std::string row = "| " + file.stem().string() + " | " + shownEntries(readByGame(file)) + " | " +
-                                shownFindings(result.output) + " |\n";
+                                shownFindings(output, file.string()) + " |\n";
         EXPECT_TRUE(contains(table, row)) << "the table should have the row\n" << row;
         ++count;
     }
@@ -220,7 +222,7 @@ TEST(CoreStringsCheck, ReadsTheStandardInput)
 TEST(CoreStringsCheck, TheStatusSays2ForAWrongCommandLineAnd3ForAFileThatCannotBeRead)
 {
     EXPECT_EQ(run("").status, 2);
-    EXPECT_EQ(run("chekc a.utf8").status, 2);
+    EXPECT_EQ(run("examine a.utf8").status, 2);
     EXPECT_EQ(run("check").status, 2);
     EXPECT_EQ(run("check --json --github a.utf8").status, 2);
     const Result missing = run("check missing.utf8");
@@ -247,11 +249,11 @@ TEST(CoreStringsCheck, FindsUnchangedTranslationsOnlyWhenAsked)
 
 TEST(CoreStringsCheck, ComparesTheKeysOfTwoLanguages)
 {
-    writeFile("de.utf8", "\"Quit\" = \"Beenden\"\n\"Lod\" = \"Laden\"\n");
+    writeFile("de.utf8", "\"Quit\" = \"Beenden\"\n\"Store\" = \"Laden\"\n");
     writeFile("fr.utf8", "\"Load\" = \"Charger\"\n\"QUIT\" = \"Quitter\"\n");
     const Result result = run("check --with fr.utf8 de.utf8");
     EXPECT_EQ(result.output,
-              "de.utf8:2:1: warning: fr.utf8 has no entry \"Lod\"; remove the entry, or correct its key "
+              "de.utf8:2:1: warning: fr.utf8 has no entry \"Store\"; remove the entry, or correct its key "
               "[key-not-in-reference]\n"
               "fr.utf8:1:1: warning: de.utf8 has no entry \"Load\"; add a translation [key-missing]\n");
     EXPECT_EQ(result.status, 1);

@@ -25,6 +25,7 @@ int main(int argc, char** argv)
     app.failure_message(CLI::FailureMessage::help);
     int status = STATUS_FINE;
     addReport(app, &status);
+    addRun(app, &status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

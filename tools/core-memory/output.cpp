@@ -83,7 +83,7 @@ size_t Table::cutTo(size_t most)
     return left;
 }
 
-void Table::printText() const
+void Table::printText(FILE* out) const
 {
     std::vector<std::vector<std::string>> lines(1);
     for (const Column& column : m_columns) {
@@ -109,7 +109,7 @@ void Table::printText() const
             text += (index ? "  " : "") + (isText ? lines[number][index] + blanks : blanks + lines[number][index]);
         }
         text.erase(text.find_last_not_of(' ') + 1);
-        printf("%s\n", (number == 0 ? bold(text) : text).c_str());
+        fprintf(out, "%s\n", (number == 0 && out == stdout ? bold(text) : text).c_str());
     }
 }
 

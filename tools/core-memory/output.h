@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include <stdint.h>
+#include <stdio.h>
 #include <string>
 #include <vector>
 
@@ -46,7 +47,7 @@ public:
     // Removes the rows after the first `most`, and returns how many these were. 0 removes none.
     size_t cutTo(size_t most);
 
-    void printText() const;
+    void printText(FILE* out = stdout) const;
     void printCsv() const;
     nlohmann::ordered_json json() const;
 

@@ -1,0 +1,335 @@
+// core-memory run: starts a game with libcorewatch.so in front.
+#include "tools/core-memory/command.h"
+#include "tools/core-memory/files.h"
+#include "tools/core-memory/run_report.h"
+#include "tools/core-memory/waitingprocess.h"
+#include "tools/core-memory/watchedgame.h"
+#include "watch/summary.h"
+#include "watch/walk.h"
+
+#include <algorithm>
+#include <errno.h>
+#include <memory>
+#include <sstream>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <time.h>
+
+static const char sc_footer[] =
+    "Examples:\n"
+    "  core-memory run -- ./game -level 2\n"
+    "  core-memory run --check --stacks -- ./game\n"
+    "  core-memory run --check=each --fail-on-fault -- ./game\n"
+    "  core-memory run -o before -- ./game && core-memory report before/end.snapshot\n"
+    "\n"
+    "The exit status is that of the game. With --fail-on-fault it is 1 after a fault.\n"
+    "It is 2 when the command line was not understood, and 3 when the game could not be started.";
+
+struct RunOptions {
+    std::vector<std::string> command;
+    std::string check; // "", "block" or "each"
+    std::string folder;
+    unsigned int quarantine = 0;
+    bool stacks = false;
+    bool isFailing = false; // --fail-on-fault
+};
+
+// ---- The messages of libcorewatch.so
+
+// The lines of the message "end: CAUSE"; see sendBlocks in watch/preload/recordedbank.h.
+class EndMessage {
+public:
+    EndMessage(const WaitingProcess& process, const std::string& text) : m_process(process)
+    {
+        std::istringstream lines(text);
+        std::string line;
+        std::getline(lines, line);
+        m_cause = line.substr(strlen("end: "));
+        while (std::getline(lines, line)) {
+            std::istringstream words(line);
+            std::string kind;
+            words >> kind;
+            if (kind == "manager") {
+                words >> std::hex >> m_manager;
+            } else if (kind == "defined") {
+                int bank = 0;
+                words >> bank >> m_defined[bank];
+            } else if (kind == "block") {
+                _addBlock(words);
+            } else if (kind == "stack") {
+                unsigned int number = 0;
+                words >> number;
+                std::getline(words, m_stacks[number]);
+            }
+        }
+    }
+
+    bool store(RunResult* result, std::string* error) const
+    {
+        watch::CachedMemory memory(m_process);
+        if (!watch::takeSnapshot(memory, m_process.tables(), m_manager, &result->snapshot, error)) {
+            return false;
+        }
+        result->snapshot.cause = m_cause;
+        for (watch::Bank& bank : result->snapshot.banks) {
+            const auto defined = m_defined.find(bank.index);
+            bank.defined = defined == m_defined.end() ? 0 : defined->second;
+            if (bank.type == watch::BANK_LINEAR) {
+                _addLinearBlocks(&result->snapshot, &bank);
+            }
+        }
+        _addStacks(result);
+        result->hasSnapshot = true;
+        return true;
+    }
+
+private:
+    struct RecordedBlock {
+        int bank;
+        long long offset; // -1: a fallback block
+        uint32_t bytes;
+        uint64_t file; // address of the text
+        uint32_t line;
+        unsigned int stack;
+    };
+
+    void _addBlock(std::istringstream& words)
+    {
+        RecordedBlock block = {};
+        words >> block.bank >> block.offset >> block.bytes >> std::hex >> block.file >> std::dec >> block.line >>
+            block.stack;
+        m_blocks.push_back(block);
+    }
+
+    std::string _nameOf(const RecordedBlock& block) const
+    {
+        std::string& name = m_names[block.file];
+        if (name.empty() && block.file != 0) {
+            m_process.readText(block.file, 1024, &name);
+        }
+        return name;
+    }
+
+    // A linear bank has no headers, so only the records know its blocks.
+    void _addLinearBlocks(watch::Snapshot* snapshot, watch::Bank* bank) const
+    {
+        for (const RecordedBlock& recorded : m_blocks) {
+            if (recorded.bank == bank->index && recorded.offset >= 0) {
+                watch::Block block;
+                block.state = watch::BLOCK_USED;
+                block.offset = static_cast<uint32_t>(recorded.offset);
+                block.size = (recorded.bytes + 31) & ~31u;
+                block.name = snapshot->addName(_nameOf(recorded));
+                block.line = recorded.line;
+                bank->blocks.push_back(block);
+            }
+        }
+        std::sort(bank->blocks.begin(), bank->blocks.end(),
+                  [](const watch::Block& left, const watch::Block& right) { return left.offset < right.offset; });
+        for (uint32_t order = 0; order < bank->blocks.size(); ++order) {
+            bank->blocks[order].order = order; // a linear bank serves its region from the start to the end
+        }
+    }
+
+    std::vector<std::string> _functionsOf(unsigned int number) const
+    {
+        std::vector<std::string> functions;
+        const auto found = m_stacks.find(number);
+        std::istringstream tokens(found == m_stacks.end() ? "" : found->second);
+        for (std::string kind, address; tokens >> kind >> address;) {
+            functions.push_back(m_process.explain(kind + " " + address));
+        }
+        return functions;
+    }
+
+    void _addStacks(RunResult* result) const
+    {
+        std::map<std::pair<std::string, unsigned int>, StackSum> sums; // by place and stack
+        for (const RecordedBlock& block : m_blocks) {
+            if (block.stack != 0) {
+                const std::string name = _nameOf(block);
+                StackSum& sum =
+                    sums[{(name.empty() ? "(no name)" : name) + ":" + std::to_string(block.line), block.stack}];
+                sum.blocks += 1;
+                sum.bytes += block.bytes;
+            }
+        }
+        for (auto& sum : sums) {
+            sum.second.functions = _functionsOf(sum.first.second);
+            result->stacks[sum.first.first].push_back(std::move(sum.second));
+        }
+        for (auto& place : result->stacks) {
+            std::stable_sort(place.second.begin(), place.second.end(),
+                             [](const StackSum& left, const StackSum& right) { return left.bytes > right.bytes; });
+        }
+    }
+
+    const WaitingProcess& m_process;
+    std::string m_cause;
+    uint64_t m_manager = 0;
+    std::map<int, uint32_t> m_defined;
+    std::vector<RecordedBlock> m_blocks;
+    std::map<unsigned int, std::string> m_stacks;
+    mutable std::map<uint64_t, std::string> m_names;
+};
+
+// The name of the bank in a fault's first line; empty when there is none.
+static std::string bankOfFault(const std::string& fault)
+{
+    const size_t begin = fault.find(": bank \"");
+    const size_t name = begin + strlen(": bank \"");
+    return begin == std::string::npos ? "" : fault.substr(name, fault.find('"', name) - name);
+}
+
+// The library may have told of the same damage, with more details.
+static bool isToldAlready(const RunResult& result, const watch::Damage& damage)
+{
+    const watch::Bank* bank = result.snapshot.bankOf(damage.bank);
+    return bank && std::any_of(result.faults.begin(), result.faults.end(), [bank](const std::string& fault) {
+               return bankOfFault(fault) == bank->name && fault.compare(0, 21, "fault: out-of-memory:") != 0;
+           });
+}
+
+static void addFault(RunResult* result, const std::string& fault)
+{
+    printFault(fault);
+    result->faults.push_back(fault);
+}
+
+static std::string now()
+{
+    const time_t seconds = time(nullptr);
+    struct tm parts;
+    char text[32];
+    strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%SZ", gmtime_r(&seconds, &parts));
+    return text;
+}
+
+static void takeEnd(const RunOptions& options, const WaitingProcess& process, const std::string& message,
+                    RunResult* result)
+{
+    std::string error;
+    result->snapshot = watch::Snapshot();
+    result->stacks.clear();
+    if (!EndMessage(process, message).store(result, &error)) {
+        complain(STATUS_CANT_LOOK, "no snapshot: " + error);
+        return;
+    }
+    const std::string& program = options.command[0];
+    result->snapshot.game = program.substr(program.rfind('/') + 1);
+    result->snapshot.time = now();
+    const size_t told = result->faults.size();
+    RunResult before = *result;
+    for (const watch::Damage& damage : result->snapshot.damages) {
+        if (!isToldAlready(before, damage)) {
+            addFault(result, faultOf(result->snapshot, damage));
+        }
+    }
+    (void)told;
+}
+
+static void takeMessage(const RunOptions& options, const WatchedGame& game, RunResult* result)
+{
+    const WaitingProcess process(game.sender());
+    const std::string& message = game.message();
+    if (message.compare(0, 5, "end: ") == 0) {
+        takeEnd(options, process, message, result);
+    } else if (message.compare(0, 7, "fault: ") == 0) {
+        addFault(result, process.explain(message));
+    }
+}
+
+// ---- The command
+
+static bool makeFolder(const std::string& folder)
+{
+    return mkdir(folder.c_str(), 0777) == 0 || errno == EEXIST;
+}
+
+static int writeEnd(const RunOptions& options, const WatchedGame& game, const RunResult& result)
+{
+    const std::string folder =
+        options.folder.empty() ? "core-memory." + std::to_string(game.process()) : options.folder;
+    const std::string path = folder + "/end.snapshot";
+    if (!makeFolder(folder)) {
+        return complain(STATUS_CANT_LOOK, folder + ": " + strerror(errno));
+    }
+    if (const int status = writeWholeFile(path, watch::writeSnapshot(result.snapshot))) {
+        return status;
+    }
+    fprintf(stderr, "core-memory: the snapshot is %s\n", path.c_str());
+    return STATUS_FINE;
+}
+
+static std::vector<std::pair<std::string, std::string>> variablesOf(const RunOptions& options,
+                                                                    const std::string& library)
+{
+    const char* others = getenv("LD_PRELOAD");
+    const char* sanitizer = getenv("ASAN_OPTIONS");
+    std::vector<std::pair<std::string, std::string>> variables = {
+        {"LD_PRELOAD", library + (others && *others ? ":" + std::string(others) : "")},
+        {"ASAN_OPTIONS", "verify_asan_link_order=0" + (sanitizer && *sanitizer ? ":" + std::string(sanitizer) : "")}};
+    if (!options.check.empty() || options.quarantine != 0) {
+        variables.emplace_back("CORE_WATCH_CHECK", options.check.empty() ? "block" : options.check);
+    }
+    if (options.stacks) {
+        variables.emplace_back("CORE_WATCH_STACKS", "1");
+    }
+    if (options.quarantine != 0) {
+        variables.emplace_back("CORE_WATCH_QUARANTINE", std::to_string(options.quarantine));
+    }
+    return variables;
+}
+
+static int run(const RunOptions& options)
+{
+    const std::string library = watchLibraryPath();
+    if (library.empty()) {
+        return complain(STATUS_CANT_LOOK, "libcorewatch.so is not beside this program");
+    }
+    WatchedGame game;
+    RunResult result;
+    std::string error;
+    if (!game.start(options.command, variablesOf(options, library), &error)) {
+        return complain(STATUS_CANT_LOOK, error);
+    }
+    if (options.quarantine != 0) {
+        fprintf(stderr, "core-memory: --quarantine changes where blocks lie\n");
+    }
+    while (game.wait(-1) != WatchedGame::EVENT_END) {
+        takeMessage(options, game, &result);
+        game.answer();
+    }
+    if (!result.hasSnapshot) {
+        complain(STATUS_CANT_LOOK, "the game has made no memory manager that this program could see");
+    }
+    printSummary(result);
+    if (result.hasSnapshot) {
+        writeEnd(options, game, result);
+    }
+    return options.isFailing && !result.faults.empty() ? static_cast<int>(STATUS_FOUND) : game.endAsTheGame();
+}
+
+void addRun(CLI::App& app, int* status)
+{
+    auto options = std::make_shared<RunOptions>();
+    CLI::App* command =
+        app.add_subcommand("run", "Runs a game; at its end tells its blocks, its banks and its faults");
+    command->footer(sc_footer);
+    command
+        ->add_flag("--check{block}", options->check,
+                   "Write patterns into spare and freed bytes, and compare headers; =each: at each operation")
+        ->check(CLI::IsMember({"block", "each"}));
+    command->add_flag("--stacks", options->stacks, "Record the stack of each allocation");
+    command
+        ->add_option("--quarantine", options->quarantine,
+                     "Keep the last N freed blocks of each bank out of reuse; this changes where blocks lie")
+        ->check(CLI::Range(1, 1 << 20));
+    command->add_flag("--fail-on-fault", options->isFailing, "Exit with status 1 after a fault");
+    command->add_option("-o,--output", options->folder, "The folder for snapshots (default: core-memory.PID)");
+    command->add_option("command", options->command, "The game and its arguments, after --")->required();
+    command->positionals_at_end();
+    command->callback([options, status] { *status = run(*options); });
+}

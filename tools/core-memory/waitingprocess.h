@@ -1,0 +1,39 @@
+// The memory and the code of a process that has sent a message and waits for the answer.
+#pragma once
+
+#include "watch/linktables.h"
+#include "watch/memoryreader.h"
+
+#include <memory>
+#include <string>
+#include <sys/types.h>
+
+class WaitingProcess : public watch::MemoryReader {
+public:
+    explicit WaitingProcess(pid_t process);
+    ~WaitingProcess() override;
+
+    bool read(uint64_t address, void* out, size_t size) const override;
+
+    // True when the memory can be read.
+    bool isReadable() const { return !m_writable.empty(); }
+
+    const watch::LinkTables& tables() const; // searched at the first call
+
+    // Returns "Mesh::load(char const*) (game/mesh.cpp:41)" for a return address; without debug information the function
+    // and the library. Never empty.
+    std::string codeAt(uint64_t address) const;
+
+    // Replaces the tokens of a message (watch/preload/message.h).
+    std::string explain(const std::string& message) const;
+
+private:
+    struct Symbols;
+
+    std::string _explainToken(const std::string& token) const;
+
+    pid_t m_process;
+    std::vector<watch::MemoryRange> m_writable; // of the program and its libraries
+    mutable std::unique_ptr<watch::LinkTables> m_tables;
+    mutable std::unique_ptr<Symbols> m_symbols;
+};

@@ -13,9 +13,11 @@
 #include <sstream>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <time.h>
+#include <unistd.h>
 
 static const char sc_footer[] =
     "Examples:\n"
@@ -33,6 +35,7 @@ struct RunOptions {
     std::string folder;
     unsigned int quarantine = 0;
     bool stacks = false;
+    bool valgrind = false;
     bool isFailing = false; // --fail-on-fault
 };
 
@@ -135,11 +138,16 @@ private:
 
     std::vector<std::string> _functionsOf(unsigned int number) const
     {
-        std::vector<std::string> functions;
         const auto found = m_stacks.find(number);
         std::istringstream tokens(found == m_stacks.end() ? "" : found->second);
+        std::string stack;
         for (std::string kind, address; tokens >> kind >> address;) {
-            functions.push_back(m_process.explain(kind + " " + address));
+            stack += "    " + kind + " " + address + "\n";
+        }
+        std::istringstream places(m_process.explain(stack));
+        std::vector<std::string> functions;
+        for (std::string place; std::getline(places, place);) {
+            functions.push_back(place.substr(4));
         }
         return functions;
     }
@@ -184,10 +192,11 @@ static std::string bankOfFault(const std::string& fault)
 }
 
 // The library may have told of the same damage, with more details.
-static bool isToldAlready(const RunResult& result, const watch::Damage& damage)
+static bool isToldAlready(const std::vector<std::string>& told, const watch::Snapshot& snapshot,
+                          const watch::Damage& damage)
 {
-    const watch::Bank* bank = result.snapshot.bankOf(damage.bank);
-    return bank && std::any_of(result.faults.begin(), result.faults.end(), [bank](const std::string& fault) {
+    const watch::Bank* bank = snapshot.bankOf(damage.bank);
+    return bank && std::any_of(told.begin(), told.end(), [bank](const std::string& fault) {
                return bankOfFault(fault) == bank->name && fault.compare(0, 21, "fault: out-of-memory:") != 0;
            });
 }
@@ -220,14 +229,12 @@ static void takeEnd(const RunOptions& options, const WaitingProcess& process, co
     const std::string& program = options.command[0];
     result->snapshot.game = program.substr(program.rfind('/') + 1);
     result->snapshot.time = now();
-    const size_t told = result->faults.size();
-    RunResult before = *result;
+    const std::vector<std::string> told = result->faults;
     for (const watch::Damage& damage : result->snapshot.damages) {
-        if (!isToldAlready(before, damage)) {
+        if (!isToldAlready(told, result->snapshot, damage)) {
             addFault(result, faultOf(result->snapshot, damage));
         }
     }
-    (void)told;
 }
 
 static void takeMessage(const RunOptions& options, const WatchedGame& game, RunResult* result)
@@ -283,6 +290,28 @@ static std::vector<std::pair<std::string, std::string>> variablesOf(const RunOpt
     return variables;
 }
 
+// What the libraries of windows allocate once and never free is no leak of the game.
+static const char sc_suppressions[] = "{\n   objc\n   Memcheck:Leak\n   ...\n   obj:*/libobjc.so*\n}\n"
+                                      "{\n   gnustep\n   Memcheck:Leak\n   ...\n   obj:*/libgnustep-*.so*\n}\n";
+
+// Returns the path of a file without a name, which the game inherits.
+static std::string suppressionsFile()
+{
+    const int file = memfd_create("suppressions", 0);
+    const bool isWritten = file >= 0 && write(file, sc_suppressions, strlen(sc_suppressions)) > 0;
+    return isWritten ? "/proc/self/fd/" + std::to_string(file) : "/dev/null";
+}
+
+static std::vector<std::string> commandOf(const RunOptions& options)
+{
+    std::vector<std::string> command = options.command;
+    if (options.valgrind) {
+        const std::string words[] = {"valgrind", "--suppressions=" + suppressionsFile()};
+        command.insert(command.begin(), std::begin(words), std::end(words));
+    }
+    return command;
+}
+
 static int run(const RunOptions& options)
 {
     const std::string library = watchLibraryPath();
@@ -292,7 +321,7 @@ static int run(const RunOptions& options)
     WatchedGame game;
     RunResult result;
     std::string error;
-    if (!game.start(options.command, variablesOf(options, library), &error)) {
+    if (!game.start(commandOf(options), variablesOf(options, library), &error)) {
         return complain(STATUS_CANT_LOOK, error);
     }
     if (options.quarantine != 0) {
@@ -323,6 +352,8 @@ void addRun(CLI::App& app, int* status)
                    "Write patterns into spare and freed bytes, and compare headers; =each: at each operation")
         ->check(CLI::IsMember({"block", "each"}));
     command->add_flag("--stacks", options->stacks, "Record the stack of each allocation");
+    command->add_flag("--valgrind", options->valgrind,
+                      "Start the game under Valgrind, and announce every block to memcheck");
     command
         ->add_option("--quarantine", options->quarantine,
                      "Keep the last N freed blocks of each bank out of reuse; this changes where blocks lie")

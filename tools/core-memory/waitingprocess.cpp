@@ -146,6 +146,21 @@ std::string WaitingProcess::_explainToken(const std::string& token) const
 
 std::string WaitingProcess::explain(const std::string& message) const
 {
+    std::istringstream lines(message);
+    std::string result;
+    bool isAfterMain = false;
+    for (std::string line; std::getline(lines, line);) {
+        const bool isPlace = line.compare(0, 4, "    ") == 0;
+        line = _explainLine(line);
+        isAfterMain = isAfterMain && isPlace;
+        result += isAfterMain ? "" : line + "\n";
+        isAfterMain = isAfterMain || (isPlace && line.compare(0, 10, "    main (") == 0);
+    }
+    return result;
+}
+
+std::string WaitingProcess::_explainLine(const std::string& message) const
+{
     std::string result;
     size_t done = 0;
     for (size_t begin; (begin = message.find('{', done)) != std::string::npos;) {

@@ -24,12 +24,13 @@ public:
     // and the library. Never empty.
     std::string codeAt(uint64_t address) const;
 
-    // Replaces the tokens of a message (watch/preload/message.h).
+    // Replaces the tokens of a message (watch/preload/message.h). Leaves out the places of a stack after main.
     std::string explain(const std::string& message) const;
 
 private:
     struct Symbols;
 
+    std::string _explainLine(const std::string& line) const;
     std::string _explainToken(const std::string& token) const;
 
     pid_t m_process;

@@ -4,6 +4,7 @@
 // 3. A forked child tells nothing: its memory is a copy.
 #include "watch/preload/ending.h"
 
+#include "watch/preload/announce.h"
 #include "watch/preload/channel.h"
 #include "watch/preload/memorymgr_hooks.h"
 #include "watch/preload/realfunction.h"
@@ -30,7 +31,11 @@ void bankIsDefined(int bank, unsigned int size)
 
 static void tellEnd(MemoryMgr* manager, const char* cause)
 {
-    checkAllBanks(manager);
+    {
+        Quiet quiet;
+        checkAllBanks(manager);
+    }
+    announceEnd();
     Channel channel;
     Message message;
     message.add("end: ").add(cause).add("\nmanager ").addHex(reinterpret_cast<uintptr_t>(manager)).add("\n");

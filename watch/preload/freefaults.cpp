@@ -164,7 +164,7 @@ void examineFree(ManagerView& manager, int bank, const void* block, const void* 
 
 // ---- Refusals
 
-static void tellDoubleFree(ManagerView& manager, int bank, const void* block, const void* caller)
+void tellDoubleFree(ManagerView& manager, int bank, const void* block, const void* caller)
 {
     LastFree first;
     const bool isKnown = g_lastFrees.find(block, &first);
@@ -206,7 +206,9 @@ static void tellNoBlock(ManagerView& manager, int bank, const void* block, const
         const char* address = static_cast<const char*>(block);
         const Place place = placeOf(manager.banks[owner], address);
         fault.what("free was called for an address inside ").addBank(owner, &manager.banks[owner]);
-        if (place.node) {
+        if (place.node && address - place.node < static_cast<long>(sc_headerBytes)) {
+            fault.add(", in the header of a node");
+        } else if (place.node) {
             const bool isUsed = headerWord(place.node, WORD_MAGIC) == sc_used;
             fault.add(isUsed ? ", in a block, after its first " : ", in a free node, after its first ");
             fault.add(static_cast<unsigned int>(address - place.node - sc_headerBytes)).add(" bytes");

@@ -9,6 +9,9 @@ namespace watch {
 // the return address of free.
 void examineFree(ManagerView& manager, int bank, const void* block, const void* caller);
 
+// Tells that the block was freed before.
+void tellDoubleFree(ManagerView& manager, int bank, const void* block, const void* caller);
+
 // Tells why the real free has returned MEMERR_BLOCK.
 void explainRefusal(ManagerView& manager, int bank, const void* block, const void* caller);
 

@@ -2,6 +2,7 @@
 // 2. Without an option, a hook allocates no memory, takes no lock and writes nothing into the game's memory.
 #include "watch/preload/memorymgr_hooks.h"
 
+#include "watch/preload/announce.h"
 #include "watch/preload/ending.h"
 #include "watch/preload/fault.h"
 #include "watch/preload/freefaults.h"
@@ -36,20 +37,47 @@ WATCH_FUNCTION("_ZN9MemoryMgrC2Ev", void, construct, (MemoryMgr * manager))
 WATCH_FUNCTION("_ZN9MemoryMgrD2Ev", void, destroy, (MemoryMgr * manager))
 {
     watch::managerEnds(manager, "the manager's end");
-    s_destroy.real()(manager);
     if (watch::hasRecords(manager)) {
-        watch::regionsChanged(manager, false);
+        watch::regionsEnd(manager);
     }
+    watch::Quiet quiet;
+    s_destroy.real()(manager);
 }
 
 WATCH_FUNCTION("_ZN9MemoryMgr10initializeEv", int, initialize, (MemoryMgr * manager))
 {
-    const int result = s_initialize.real()(manager);
-    if (watch::hasRecords(manager)) {
-        watch::regionsChanged(manager, true);
+    if (!watch::hasRecords(manager)) {
+        return s_initialize.real()(manager);
     }
+    watch::Quiet quiet;
+    watch::regionsEnd(manager);
+    const int result = s_initialize.real()(manager);
+    watch::regionsBegin(manager);
     return result;
 }
+
+// ---- Calls that read headers, which memcheck takes for reads outside of blocks
+
+WATCH_FUNCTION("_ZN9MemoryMgr11checkMemoryEiPjb", int, checkMemory,
+               (MemoryMgr * manager, int bank, unsigned int* largestFree, bool expectEmpty))
+{
+    watch::Quiet quiet;
+    return s_checkMemory.real()(manager, bank, largestFree, expectEmpty);
+}
+
+WATCH_FUNCTION("_ZN9MemoryMgr11touchMemoryEv", void, touchMemory, (MemoryMgr * manager))
+{
+    watch::Quiet quiet;
+    s_touchMemory.real()(manager);
+}
+
+WATCH_FUNCTION("_ZN9MemoryMgrdlEPv", void, operatorDelete, (void* storage))
+{
+    watch::Quiet quiet;
+    s_operatorDelete.real()(storage);
+}
+
+// ---- Blocks
 
 WATCH_FUNCTION("_ZN9MemoryMgr10defineBankE16e_MemoryLocation16e_MemoryBankTypePKcj", int, defineBank,
                (MemoryMgr * manager, e_MemoryLocation location, e_MemoryBankType type, const char* name,
@@ -67,6 +95,7 @@ WATCH_FUNCTION("_ZN9MemoryMgr5allocEimPKcj", void*, alloc,
 {
     s_request = {bank, size, file, line, __builtin_return_address(0)};
     if (watch::hasRecords(manager) && bank >= -1 && bank < 32) {
+        watch::Quiet quiet;
         return watch::recordedAlloc({manager, bank, s_request.caller}, size, file, line, s_alloc.real());
     }
     return s_alloc.real()(manager, bank, size, file, line);
@@ -74,6 +103,7 @@ WATCH_FUNCTION("_ZN9MemoryMgr5allocEimPKcj", void*, alloc,
 
 WATCH_FUNCTION("_ZN9MemoryMgr7getSizeEiPv", unsigned int, getSize, (MemoryMgr * manager, int bank, void* block))
 {
+    watch::Quiet quiet;
     const unsigned int size = s_getSize.real()(manager, bank, block);
     if (watch::hasRecords(manager) && size != 0) {
         watch::recordGetSize({manager, bank, __builtin_return_address(0)}, block, size);
@@ -90,6 +120,7 @@ WATCH_FUNCTION("_ZN9MemoryMgr4freeEiPv", int, free, (MemoryMgr * manager, int ba
     ManagerView& view = ManagerView::of(manager);
     const MemoryBank_s* record = view.bank(bank);
     if (watch::hasRecords(manager) && record) {
+        watch::Quiet quiet;
         return watch::recordedFree({manager, bank, caller}, block, s_free.real());
     }
     if (!watch::settings().socket || !block) {

@@ -5,6 +5,7 @@
 //    for its bank. So one fault does not cause messages about others.
 #include "watch/preload/recordedbank.h"
 
+#include "watch/preload/announce.h"
 #include "watch/preload/blockcheck.h"
 #include "watch/preload/channel.h"
 #include "watch/preload/freefaults.h"
@@ -26,6 +27,7 @@ struct RecordedBank {
     Records records;
     uint32_t order = 0;
     bool isFilled = false; // rule 2
+    bool isBusy = false;   // the real operation is under way; it may end the process
 
     // The blocks in quarantine, oldest first: a ring of settings().quarantine records.
     Record** held = nullptr;
@@ -54,7 +56,23 @@ private:
     pthread_mutex_t* m_mutex;
 };
 
+class Busy {
+public:
+    explicit Busy(RecordedBank& bank) : m_isBusy(bank.isBusy), m_before(bank.isBusy) { m_isBusy = true; }
+    ~Busy() { m_isBusy = m_before; }
+
+private:
+    bool& m_isBusy;
+    bool m_before; // a location's callback may use the bank again
+};
+
 } // namespace
+
+static int realFree(const Call& call, RecordedBank& mine, void* block, RealFree* real)
+{
+    Busy busy(mine);
+    return real(call.manager, call.bank, block);
+}
 
 bool hasRecords(const MemoryMgr* manager)
 {
@@ -74,6 +92,22 @@ static bool isChecking()
 static bool isInRegionOf(const MemoryBank_s& bank, const Record& record)
 {
     return (record.size & sc_fallback) == 0 && isInRegion(bank, record.block);
+}
+
+// The block with its header, or without one in a linear bank's region.
+static char* wholeOf(const MemoryBank_s& bank, const Record& record)
+{
+    return record.block - (hasHeader(bank, record) ? sc_headerBytes : 0);
+}
+
+static size_t wholeBytesOf(const Record& record)
+{
+    return record.size & ~sc_fallback;
+}
+
+static bool isFallback(const Record& record)
+{
+    return (record.size & sc_fallback) != 0;
 }
 
 // ---- Links of a header, as records
@@ -186,6 +220,7 @@ void* recordedAlloc(const Call& call, unsigned long size, const char* file, unsi
     if (isChecking()) {
         fillBlock(call.bank, bank, mine, *record);
     }
+    announceBlock(&mine, block, record->request, wholeOf(bank, *record), wholeBytesOf(*record));
     if (hasHeader(bank, *record)) {
         if (Record* older = recordOf(mine, nodeAt(headerOf(*record))->next)) {
             older->prev = headerWord(headerOf(*older), WORD_PREV);
@@ -230,12 +265,15 @@ static int release(const Call& call, RecordedBank& mine, Record& record, RealFre
     const bool isJoinedAfter = isInside && isInRegion(bank, after) && headerWord(after, WORD_MAGIC) == sc_free;
 
     void* block = record.block;
-    const int result = real(call.manager, call.bank, block);
+    const bool isOutside = isFallback(record);
+    beforeFree(header, size, isOutside);
+    const int result = realFree(call, mine, block, real);
     if (result != MEMERR_NONE) {
         record.set(RECORD_REPORTED); // its header is damaged, which was told
         return result;
     }
     mine.records.remove(&record);
+    retractBlock(&mine, block, header, size, isOutside);
     if (!isRight) {
         mine.isFilled = false;
         readAllLinks(bank, mine);
@@ -288,9 +326,11 @@ static void freeHeld(const Call& call, RecordedBank& mine, RealFree* real)
     }
 }
 
-// A block of another bank was freed here, and the manager has accepted it. Both banks are damaged now.
-static void forgetElsewhere(const Call& call, const void* block)
+// A block of another bank was freed here, and the manager has accepted it. Both banks are damaged now. Returns false when
+// it was a block of no bank.
+static bool forgetElsewhere(const Call& call, const void* block)
 {
+    bool isFound = false;
     for (int index = -1; index < 32; ++index) {
         RecordedBank& other = recordedBank(index);
         if (pthread_mutex_trylock(&other.mutex) != 0) {
@@ -300,30 +340,31 @@ static void forgetElsewhere(const Call& call, const void* block)
             other.records.remove(record);
             other.isFilled = false;
             readAllLinks(realBank(call.manager, index), other);
+            isFound = true;
         }
         pthread_mutex_unlock(&other.mutex);
     }
+    return isFound;
 }
 
-// An address without a record in this bank, or a block in quarantine.
-static int freeUnknown(const Call& call, RecordedBank& mine, const Record* record, void* block, RealFree* real)
+// An address without a record in this bank.
+static int freeUnknown(const Call& call, RecordedBank& mine, void* block, RealFree* real)
 {
     ManagerView& view = ManagerView::of(call.manager);
-    if (record) {
-        explainRefusal(view, call.bank, block, call.caller);
-        return MEMERR_BLOCK;
-    }
     if (!isInRegion(*view.bank(call.bank), static_cast<char*>(block) - sc_headerBytes)) {
         examineFree(view, call.bank, block, call.caller);
     }
-    const int result = real(call.manager, call.bank, block);
-    if (result != MEMERR_NONE) {
-        explainRefusal(view, call.bank, block, call.caller);
-        return result;
+    const int result = realFree(call, mine, block, real);
+    if (result == MEMERR_NONE) {
+        mine.isFilled = false;
+        const bool isKnown = forgetElsewhere(call, block) || !mine.records.isComplete();
+        readAllLinks(*view.bank(call.bank), mine);
+        if (isKnown) {
+            return result;
+        }
     }
-    mine.isFilled = false;
-    forgetElsewhere(call, block);
-    readAllLinks(*view.bank(call.bank), mine);
+    explainRefusal(view, call.bank, block, call.caller); // the bytes of a free block may look like a block in use
+    announceWrongFree(&mine, block);
     return result;
 }
 
@@ -331,8 +372,12 @@ static int freeInHeap(const Call& call, RecordedBank& mine, void* block, RealFre
 {
     const MemoryBank_s& bank = realBank(call.manager, call.bank);
     Record* record = mine.records.find(block);
-    if (!record || record->is(RECORD_QUARANTINE)) {
-        return freeUnknown(call, mine, record, block, real);
+    if (!record) {
+        return freeUnknown(call, mine, block, real);
+    }
+    if (record->is(RECORD_QUARANTINE)) {
+        tellDoubleFree(ManagerView::of(call.manager), call.bank, block, call.caller);
+        return MEMERR_BLOCK;
     }
     const BankOfRecords all = {call.bank, bank, mine.records};
     checkBlock(all, *record, call.caller);
@@ -359,12 +404,19 @@ static int emptyLinear(const Call& call, RecordedBank& mine, void* block, RealFr
     const char* base = bank.base;
     const unsigned int size = bank.size;
     const size_t used = static_cast<size_t>(bank.cursor - bank.base);
-    const int result = real(call.manager, call.bank, block);
+    for (uint32_t place = 0; place < mine.records.places(); ++place) {
+        const Record& record = mine.records.at(place);
+        beforeFree(wholeOf(bank, record), wholeBytesOf(record), isFallback(record));
+        retractBlock(&mine, record.block, wholeOf(bank, record), wholeBytesOf(record), true);
+    }
+    retractRegion(bank.base, size);
+    const int result = realFree(call, mine, block, real);
     mine.records.clear();
     if (isChecking() && mine.isFilled && bank.base) {
         const bool isSame = bank.base == base && bank.size == size;
         memset(bank.base, sc_freedByte, isSame ? used : bank.size);
     }
+    announceRegion(bank.base, bank.size);
     return result;
 }
 
@@ -394,6 +446,7 @@ void recordGetSize(const Call& call, void* block, unsigned int size)
     Record* record = mine.records.find(block);
     if (record && size >= record->request && !record->is(RECORD_REPORTED)) {
         checkBlock({call.bank, realBank(call.manager, call.bank), mine.records}, *record, nullptr);
+        resizeBlock(&mine, block, record->request, size);
         record->request = size;
     }
 }
@@ -403,20 +456,25 @@ void recordManager(MemoryMgr* manager)
     if (!settings().socket || !settings().needsRecords()) {
         return;
     }
+    const bool isFirst = s_manager == nullptr;
     s_manager = manager;
     for (RecordedBank& mine : s_banks) {
         Lock lock(mine);
+        if (isFirst) {
+            announcePool(&mine);
+        }
         mine.records.clear();
         mine.heldCount = 0;
         mine.isFilled = false;
     }
 }
 
-static void forgetRegion(RecordedBank& mine)
+static void forgetRegion(const MemoryBank_s& bank, RecordedBank& mine)
 {
     for (uint32_t place = 0; place < mine.records.places(); ++place) {
         Record& record = mine.records.at(place);
-        if (record.block && (record.size & sc_fallback) == 0) {
+        if (record.block && !isFallback(record)) {
+            retractBlock(&mine, record.block, wholeOf(bank, record), wholeBytesOf(record), true);
             mine.records.remove(&record);
         }
     }
@@ -424,19 +482,34 @@ static void forgetRegion(RecordedBank& mine)
     mine.isFilled = false;
 }
 
-void regionsChanged(MemoryMgr* manager, bool areNew)
+void regionsEnd(MemoryMgr* manager)
 {
     for (int index = 0; index < 32; ++index) {
         RecordedBank& mine = recordedBank(index);
-        Lock lock(mine);
-        forgetRegion(mine);
         const MemoryBank_s& bank = realBank(manager, index);
-        if (!areNew || !isChecking() || !bank.base || index >= ManagerView::of(manager).bankCount) {
+        Lock lock(mine);
+        forgetRegion(bank, mine);
+        if (bank.base) {
+            retractRegion(bank.base, bank.size);
+        }
+    }
+}
+
+void regionsBegin(MemoryMgr* manager)
+{
+    for (int index = 0; index < ManagerView::of(manager).bankCount; ++index) {
+        RecordedBank& mine = recordedBank(index);
+        const MemoryBank_s& bank = realBank(manager, index);
+        Lock lock(mine);
+        if (!bank.base) {
             continue;
         }
-        const unsigned int header = bank.type == MEMBANK_HEAP ? sc_headerBytes : 0;
-        memset(bank.base + header, sc_freedByte, bank.size - header);
-        mine.isFilled = true;
+        if (isChecking()) {
+            const unsigned int header = bank.type == MEMBANK_HEAP ? sc_headerBytes : 0;
+            memset(bank.base + header, sc_freedByte, bank.size - header);
+            mine.isFilled = true;
+        }
+        announceRegion(bank.base, bank.size);
     }
 }
 
@@ -446,6 +519,9 @@ void checkRecords(MemoryMgr* manager, RealFree* real)
         RecordedBank& mine = recordedBank(index);
         const MemoryBank_s& bank = realBank(manager, index);
         Lock lock(mine);
+        if (mine.isBusy) {
+            continue; // a crash inside the operation, which has changed a part of the bank
+        }
         checkBlocks(index, bank, mine);
         freeHeld({manager, index, nullptr}, mine, real);
         checkFreeBytes(index, bank, mine);

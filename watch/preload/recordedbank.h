@@ -36,8 +36,9 @@ void* recordedAlloc(const Call& call, unsigned long size, const char* file, unsi
 int recordedFree(const Call& call, void* block, RealFree* real);
 void recordGetSize(const Call& call, void* block, unsigned int size); // after the game has asked
 
-// The regions are new, or gone: only fallback blocks are still in use.
-void regionsChanged(MemoryMgr* manager, bool areNew);
+// The regions go back to their locations: of all blocks, only fallback blocks stay in use. Then there are new ones.
+void regionsEnd(MemoryMgr* manager);
+void regionsBegin(MemoryMgr* manager);
 
 // Checks all blocks in use and all free bytes of all banks, and tells the faults. Frees the blocks in quarantine.
 void checkRecords(MemoryMgr* manager, RealFree* real);

@@ -1,5 +1,7 @@
 #include "watch/preload/settings.h"
 
+#include "watch/preload/announce.h"
+
 #include <pthread.h>
 #include <stdlib.h>
 #include <string.h>
@@ -23,7 +25,11 @@ static void readSettings()
     }
     s_settings.stacks = number("CORE_WATCH_STACKS") != 0;
     s_settings.quarantine = number("CORE_WATCH_QUARANTINE");
-    s_settings.every = number("CORE_WATCH_EVERY");
+    s_settings.announces = listener() != LISTENER_NONE;
+    if (listener() == LISTENER_SANITIZER) {
+        s_settings.check = CHECK_NONE;
+        s_settings.quarantine = 0;
+    }
     if (!s_settings.socket || s_settings.socket[0] == '\0') {
         s_settings = Settings();
     }

@@ -4,7 +4,8 @@
 //   CORE_WATCH_CHECK        "1": bytes and headers are checked; "each": headers also at each operation
 //   CORE_WATCH_STACKS       "1": the stack of each allocation is recorded
 //   CORE_WATCH_QUARANTINE   how many freed blocks of each bank are kept out of reuse
-//   CORE_WATCH_EVERY        milliseconds between two checks of all banks; 0 or none: only at the end
+//
+// The address sanitizer finds more than the check, and it would report the reads of the check. So it replaces the check.
 #pragma once
 
 namespace watch {
@@ -16,10 +17,10 @@ struct Settings {
     Check check = CHECK_NONE;
     bool stacks = false;
     unsigned int quarantine = 0;
-    unsigned int every = 0;
+    bool announces = false; // another tool listens; see announce.h
 
     // True when each block needs a record.
-    bool needsRecords() const { return check != CHECK_NONE || stacks || quarantine != 0; }
+    bool needsRecords() const { return check != CHECK_NONE || stacks || quarantine != 0 || announces; }
 };
 
 // The first call reads the environment. Any thread may call it.

@@ -98,6 +98,31 @@ std::string bankTitle(const Bank& bank)
     return bank.name.empty() ? "bank " + std::to_string(bank.index) : bank.name;
 }
 
+const char* typeName(const Bank& bank)
+{
+    return bank.type == BANK_HEAP ? "heap" : bank.type == BANK_LINEAR ? "linear" : "other";
+}
+
+static std::string neighbour(const char* title, const std::string& text)
+{
+    return text.empty() ? "" : "\n    " + std::string(title) + text;
+}
+
+std::string describeDamage(const Snapshot& snapshot, const Damage& damage)
+{
+    const Bank* bank = snapshot.bankOf(damage.bank);
+    std::string text = nameOf(damage.kind);
+    text += ": bank \"" + (bank ? bankTitle(*bank) : std::to_string(damage.bank)) + "\"";
+    if (damage.offset != sc_noNumber) {
+        text += ", offset " + std::to_string(damage.offset);
+    }
+    if (damage.fallback != sc_noNumber) {
+        text += ", fallback block " + std::to_string(damage.fallback);
+    }
+    return text + ": " + damage.what + neighbour("block:  ", damage.block) + neighbour("before: ", damage.before) +
+           neighbour("after:  ", damage.after);
+}
+
 uint32_t tunedSize(uint32_t bankSize, uint32_t peakBytes)
 {
     const float size = static_cast<float>(bankSize);

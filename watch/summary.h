@@ -41,6 +41,12 @@ BankSum sumBank(const Bank& bank);
 // Returns the name of a bank for people: "level", or "(system)" for bank -1.
 std::string bankTitle(const Bank& bank);
 
+const char* typeName(const Bank& bank); // "heap", "linear" or "other"
+
+// Returns a damage as text: a line `KIND: bank "level", offset 64: what is wrong`, and indented lines with the damaged
+// block and its neighbours.
+std::string describeDamage(const Snapshot& snapshot, const Damage& damage);
+
 // Returns the size that the manager writes to the bank-size file: (s * s + p * p) / (s + p) in single precision, where
 // s is the size and p the high-water mark. Returns 0 when both are 0.
 uint32_t tunedSize(uint32_t size, uint32_t peakBytes);

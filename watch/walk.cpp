@@ -1,15 +1,16 @@
 // The walk over a memory manager.
 //
 // A heap bank is walked twice: along its lists, which tell the age of each block, and from header to header, which
-// shows every byte. A header that is damaged ends the second walk; it continues at the next node that a list knows.
+// shows every byte. After a damaged header, the second walk continues at the next node that a list knows.
+//
+// A list whose links forward and back agree cannot be a circle. So only a node whose link back is wrong is looked up
+// among the nodes before it.
 #include "watch/walk.h"
 
 #include <algorithm>
-#include <map>
 #include <stdio.h>
 #include <string.h>
 #include <unordered_map>
-#include <unordered_set>
 
 namespace watch {
 
@@ -19,8 +20,7 @@ static const uint32_t sc_extBit = 0x80000000;
 static const uint32_t sc_headerSize = 24;
 static const uint32_t sc_nextOffset = 16;
 static const uint32_t sc_prevOffset = 20;
-static const uint32_t sc_mostFallbacks = 1u << 22; // a longer list counts as damaged
-static const size_t sc_mostDamages = 100;          // for each bank; further ones would repeat the first
+static const size_t sc_mostDamages = 100; // for each bank; further ones would repeat the first
 
 // A header, read and decoded.
 struct Header {
@@ -122,6 +122,7 @@ public:
 private:
     // A node that a list of the region leads to.
     struct Listed {
+        uint32_t offset;
         uint32_t magic; // the mark that the list's nodes have
         uint32_t order; // 0 is the head of the list
         bool isMet;     // the walk from header to header has met it
@@ -132,6 +133,7 @@ private:
     void _checkBytesInUse();
     void _walkHeap();
     void _walkList(uint64_t first, uint32_t magic, const char* list);
+    bool _checkLinks(uint64_t at, uint64_t before, const Header& header, uint32_t magic, const char* list);
     void _walkTiles();
     uint32_t _addTile(uint32_t offset);
     uint32_t _addDamagedTile(uint32_t offset, const Header& header, bool isReadable);
@@ -159,8 +161,11 @@ private:
     Snapshot* m_snapshot;
     BankRecord* m_record;
     Bank* m_bank;
-    std::map<uint32_t, Listed> m_listed;     // by offset
-    std::map<uint32_t, uint32_t> m_freeSize; // sizes on the free list, by order
+    std::vector<Listed> m_listed; // in the order of the lists; by offset during and after the walk over the headers
+    std::vector<Listed>::iterator m_next;
+    bool m_isFreeListSorted = true;
+    uint32_t m_lost[2] = {0, 0}; // used and free nodes that are on no list
+    uint32_t m_firstLost[2] = {sc_noNumber, sc_noNumber};
     size_t m_damages = 0;
     size_t m_firstDamage = 0;
 };
@@ -205,47 +210,54 @@ void BankWalk::_checkCursor()
     m_bank->cursor = static_cast<uint32_t>(handedOut);
 }
 
-// Follows a list of the region. The list ends at a null link, at a link that leads nowhere, or in a circle.
+// Compares a node of a list with the node before it. Returns false when the list must end here.
+bool BankWalk::_checkLinks(uint64_t at, uint64_t before, const Header& header, uint32_t magic, const char* list)
+{
+    const uint32_t offset = static_cast<uint32_t>(at - m_record->base);
+    const uint32_t from = before ? static_cast<uint32_t>(before - m_record->base) : sc_noNumber;
+    uint64_t prev = 0;
+    if (readLink(m_memory, m_tables, at + sc_prevOffset, header.prev, &prev) && prev == before) {
+        return true;
+    }
+    const std::string where = "offset " + std::to_string(offset);
+    if (header.magic != magic) {
+        _addAt(DAMAGE_LINK, from, std::string("the ") + list + " leads to " + where + ", where no node of it is");
+        return false;
+    }
+    const auto isIt = [&](const Listed& known) { return known.offset == offset; };
+    if (std::any_of(m_listed.begin(), m_listed.end(), isIt)) {
+        _addAt(DAMAGE_LINK, from, std::string("the ") + list + " leads back to " + where);
+        return false;
+    }
+    _addAt(DAMAGE_LINK, offset, std::string("the node's link to the node before it on the ") + list + " is wrong");
+    return m_damages < sc_mostDamages;
+}
+
+// Follows a list of the region, and adds its nodes to m_listed.
 void BankWalk::_walkList(uint64_t first, uint32_t magic, const char* list)
 {
     uint64_t before = 0;
     uint64_t at = first;
-    uint32_t order = 0;
-    while (at != 0) {
+    uint32_t smaller = 0;
+    for (uint32_t order = 0; at != 0; ++order) {
         const uint32_t from = before ? static_cast<uint32_t>(before - m_record->base) : sc_noNumber;
         Header header;
         if (!_isInside(at) || !readHeader(m_memory, at, &header)) {
             _addAt(DAMAGE_LINK, from, std::string("the ") + list + " leads out of the bank");
             return;
         }
+        if (!_checkLinks(at, before, header, magic, list)) {
+            return;
+        }
         const uint32_t offset = static_cast<uint32_t>(at - m_record->base);
-        uint64_t prev = 0;
-        const bool isLinkedBack =
-            readLink(m_memory, m_tables, at + sc_prevOffset, header.prev, &prev) && prev == before;
-        if (header.magic != magic && !isLinkedBack) {
-            _addAt(DAMAGE_LINK, from,
-                   std::string("the ") + list + " leads to offset " + std::to_string(offset) +
-                       ", where no node of this list is");
-            return;
-        }
-        if (!isLinkedBack) {
-            _addAt(DAMAGE_LINK, offset,
-                   std::string("the node's link to the node before it on the ") + list + " is wrong");
-        }
-        if (!m_listed.insert({offset, Listed{magic, order, false}}).second) {
-            _addAt(DAMAGE_LINK, from,
-                   std::string("the ") + list + " meets offset " + std::to_string(offset) + " for the second time");
-            return;
-        }
-        if (magic == sc_magicFree) {
-            m_freeSize[order] = header.size;
-        }
+        m_listed.push_back({offset, magic, order, false});
+        m_isFreeListSorted = m_isFreeListSorted && (magic == sc_magicUsed || header.size >= smaller);
+        smaller = header.size;
         before = at;
         if (!readLink(m_memory, m_tables, at + sc_nextOffset, header.next, &at)) {
             _addAt(DAMAGE_LINK, offset, std::string("the ") + list + " leads to a block that is not in the bank");
             return;
         }
-        order += 1;
     }
 }
 
@@ -271,15 +283,14 @@ void BankWalk::_addUsed(const Header& header, Block* block)
 // Adds the bytes from a damaged header to the next node that a list knows. Returns where that node is.
 uint32_t BankWalk::_addDamagedTile(uint32_t offset, const Header& header, bool isReadable)
 {
-    auto next = m_listed.upper_bound(offset);
-    const bool isListed = m_listed.count(offset) != 0;
-    const uint32_t end = next == m_listed.end() ? m_bank->size : next->first;
+    const bool isListed = m_next != m_listed.end() && m_next->offset == offset;
+    const auto next = isListed ? m_next + 1 : m_next;
+    const bool isUsed = header.magic == sc_magicUsed || (isListed && m_next->magic == sc_magicUsed);
     Block block;
     block.state = BLOCK_DAMAGED;
     block.offset = offset;
-    block.size = end - offset;
-    const bool hasMark = header.magic == sc_magicUsed || header.magic == sc_magicFree;
-    if (isReadable && (header.magic == sc_magicUsed || (isListed && m_listed[offset].magic == sc_magicUsed))) {
+    block.size = (next == m_listed.end() ? m_bank->size : next->offset) - offset;
+    if (isReadable && isUsed) {
         bool isKnown = false;
         block.name = m_names->indexOf(header.file, &isKnown);
         block.line = isKnown ? header.line : 0;
@@ -287,29 +298,30 @@ uint32_t BankWalk::_addDamagedTile(uint32_t offset, const Header& header, bool i
     m_bank->blocks.push_back(block);
     if (!isReadable) {
         _addAt(DAMAGE_SIZE, offset, "the memory of the bank can't be read here");
-    } else if (hasMark) {
+    } else if (header.magic == sc_magicUsed || header.magic == sc_magicFree) {
         _addAt(DAMAGE_SIZE, offset, "the header's size, " + std::to_string(header.size) + ", can't be right");
     } else {
         _addAt(DAMAGE_MAGIC, offset,
                "the header is neither of a used nor of a free node: it begins with the bytes " + markOf(header));
     }
-    return end;
+    return offset + block.size;
 }
 
-// Adds the node at an offset, and returns where the next one begins.
+// Adds the node at an offset, and returns where the next one begins. m_next is the first listed node that does not lie
+// before the offset.
 uint32_t BankWalk::_addTile(uint32_t offset)
 {
     Header header = {};
     const bool isReadable =
         m_bank->size - offset >= sc_headerSize && readHeader(m_memory, m_record->base + offset, &header);
-    const auto listed = m_listed.find(offset);
-    const auto next = m_listed.upper_bound(offset);
+    const bool isListed = m_next != m_listed.end() && m_next->offset == offset;
+    if (isListed) {
+        m_next->isMet = true;
+    }
     // A node that reaches over the beginning of a listed node has a damaged size.
-    const bool isTooLong = next != m_listed.end() && header.size > next->first - offset;
+    const auto following = isListed ? m_next + 1 : m_next;
+    const bool isTooLong = following != m_listed.end() && header.size > following->offset - offset;
     if (!isReadable || !_isTile(offset, header) || isTooLong) {
-        if (listed != m_listed.end()) {
-            listed->second.isMet = true;
-        }
         return _addDamagedTile(offset, header, isReadable);
     }
     Block block;
@@ -318,11 +330,15 @@ uint32_t BankWalk::_addTile(uint32_t offset)
     if (header.magic == sc_magicUsed) {
         _addUsed(header, &block);
     }
-    if (listed != m_listed.end()) {
-        listed->second.isMet = true;
-        if (listed->second.magic == sc_magicUsed) {
-            block.order = listed->second.order;
-        }
+    const uint32_t magic = block.state == BLOCK_USED ? sc_magicUsed : sc_magicFree;
+    if (!isListed) {
+        m_lost[block.state] += 1;
+        m_firstLost[block.state] = std::min(m_firstLost[block.state], offset);
+    } else if (m_next->magic != magic) {
+        _addAt(DAMAGE_LIST, offset,
+               magic == sc_magicUsed ? "a used block is on the free list" : "a free node is on the used list");
+    } else if (magic == sc_magicUsed) {
+        block.order = m_next->order;
     }
     m_bank->blocks.push_back(block);
     return offset + header.size;
@@ -330,43 +346,32 @@ uint32_t BankWalk::_addTile(uint32_t offset)
 
 void BankWalk::_walkTiles()
 {
-    uint32_t offset = 0;
-    while (offset < m_bank->size) {
+    std::sort(m_listed.begin(), m_listed.end(),
+              [](const Listed& left, const Listed& right) { return left.offset < right.offset; });
+    m_next = m_listed.begin();
+    for (uint32_t offset = 0; offset < m_bank->size;) {
         offset = _addTile(offset);
+        while (m_next != m_listed.end() && m_next->offset < offset) {
+            ++m_next;
+        }
     }
 }
 
-// Compares the lists with the nodes in the region. The blocks of the first list node that was lost are all lost with
-// it, so they give one message.
+// Tells which nodes are on no list, in one sentence for each list. When a list is broken, all nodes after the break are
+// on no list.
 void BankWalk::_checkListed()
 {
-    uint32_t lost[2] = {0, 0};
-    uint32_t first[2] = {sc_noNumber, sc_noNumber};
-    for (const Block& block : m_bank->blocks) {
-        const auto listed = m_listed.find(block.offset);
-        if (block.state == BLOCK_DAMAGED) {
-            continue;
-        }
-        const uint32_t magic = block.state == BLOCK_USED ? sc_magicUsed : sc_magicFree;
-        if (listed == m_listed.end()) {
-            lost[block.state]++;
-            first[block.state] = std::min(first[block.state], block.offset);
-        } else if (listed->second.magic != magic) {
-            _addAt(DAMAGE_LIST, block.offset,
-                   magic == sc_magicUsed ? "a used block is on the free list" : "a free node is on the used list");
-        }
-    }
     static const char* const s_names[2] = {"used", "free"};
     for (int state = 0; state < 2; ++state) {
-        if (lost[state] != 0) {
-            _addAt(DAMAGE_LIST, first[state],
-                   std::to_string(lost[state]) + " " + s_names[state] + " node" +
-                       (lost[state] == 1 ? " is" : "s are") + " not on the " + s_names[state] + " list");
+        if (m_lost[state] != 0) {
+            _addAt(DAMAGE_LIST, m_firstLost[state],
+                   std::to_string(m_lost[state]) + " " + s_names[state] + " node" +
+                       (m_lost[state] == 1 ? " is" : "s are") + " not on the " + s_names[state] + " list");
         }
     }
-    for (const auto& listed : m_listed) {
-        if (!listed.second.isMet) {
-            _addAt(DAMAGE_LIST, listed.first, "a list leads into the middle of another node");
+    for (const Listed& listed : m_listed) {
+        if (!listed.isMet) {
+            _addAt(DAMAGE_LIST, listed.offset, "a list leads into the middle of another node, or twice to one node");
         }
     }
 }
@@ -380,13 +385,8 @@ void BankWalk::_checkFreeNodes()
         }
         before = &block;
     }
-    uint32_t smaller = 0;
-    for (const auto& size : m_freeSize) {
-        if (size.second < smaller) {
-            _add(DAMAGE_LIST, "the free list does not run from small to large");
-            return;
-        }
-        smaller = size.second;
+    if (!m_isFreeListSorted) {
+        _add(DAMAGE_LIST, "the free list does not run from small to large");
     }
 }
 
@@ -416,10 +416,8 @@ void BankWalk::_walkHeap()
     _walkList(m_record->freeList, sc_magicFree, "free list");
     _walkTiles();
     // The used list begins with the newest block. The order of a snapshot begins with the oldest.
-    uint32_t used = 0;
-    for (const auto& listed : m_listed) {
-        used += listed.second.magic == sc_magicUsed;
-    }
+    const auto isUsed = [](const Listed& listed) { return listed.magic == sc_magicUsed; };
+    const uint32_t used = static_cast<uint32_t>(std::count_if(m_listed.begin(), m_listed.end(), isUsed));
     for (Block& block : m_bank->blocks) {
         block.order = block.order == sc_noNumber ? sc_noNumber : used - 1 - block.order;
     }
@@ -438,9 +436,12 @@ std::string BankWalk::_describe(const Block& block) const
     return std::string(block.state == BLOCK_FREE ? "free, " : "damaged, ") + size;
 }
 
-// Adds the damaged block and its neighbours to each damage of the region.
+// Adds the damaged block and its neighbours to each damage of the region. The damage of headers comes first, because
+// it is the cause of wrong links and lists.
 void BankWalk::_nameNeighbours()
 {
+    std::stable_sort(m_snapshot->damages.begin() + static_cast<ptrdiff_t>(m_firstDamage), m_snapshot->damages.end(),
+                     [](const Damage& left, const Damage& right) { return left.kind < right.kind; });
     const std::vector<Block>& blocks = m_bank->blocks;
     for (size_t index = m_firstDamage; index < m_snapshot->damages.size(); ++index) {
         Damage& damage = m_snapshot->damages[index];
@@ -463,7 +464,6 @@ void BankWalk::_nameNeighbours()
 
 void BankWalk::_walkFallbacks()
 {
-    std::unordered_set<uint64_t> met;
     uint64_t before = 0;
     uint64_t at = m_record->extList;
     std::string broken;
@@ -473,13 +473,10 @@ void BankWalk::_walkFallbacks()
             broken = "the list of fallback blocks leads to something that is no fallback block";
             break;
         }
-        if (!met.insert(at).second || met.size() > sc_mostFallbacks) {
-            broken = "the list of fallback blocks is a circle";
-            break;
-        }
         uint64_t prev = 0;
         if (!readLink(m_memory, m_tables, at + sc_prevOffset, header.prev, &prev) || prev != before) {
             broken = "the links of a fallback block and of the block before it do not match";
+            break;
         }
         Block block;
         block.offset = sc_noNumber;
@@ -491,7 +488,7 @@ void BankWalk::_walkFallbacks()
         m_bank->fallbacks.push_back(block);
         before = at;
         if (!readLink(m_memory, m_tables, at + sc_nextOffset, header.next, &at)) {
-            broken = broken.empty() ? "a fallback block's link to the next one leads nowhere" : broken;
+            broken = "a fallback block's link to the next one leads nowhere";
         }
     }
     std::reverse(m_bank->fallbacks.begin(), m_bank->fallbacks.end());

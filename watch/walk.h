@@ -2,7 +2,7 @@
 //
 // 1. Each byte comes from a MemoryReader, so memory that does not exist ends in a message.
 // 2. Each number that was read is compared with the bank's bounds before it is used.
-// 3. Each list ends after as many nodes as its bank can hold, also when its links form a circle.
+// 3. No list is followed for ever, also when its links form a circle.
 //
 //     watch::OwnMemory own;
 //     watch::CachedMemory memory(own);

@@ -13,8 +13,10 @@ enum e_ExitStatus {
 };
 
 // Each adds its command to app. When the command has run, its exit status is in status.
+void addHtml(CLI::App& app, int* status);
 void addReport(CLI::App& app, int* status);
 void addRun(CLI::App& app, int* status);
+void addSnapshot(CLI::App& app, int* status);
 
 // Prints a message of the tool on the standard error stream, and returns status.
 int complain(int status, const std::string& message);

@@ -61,11 +61,6 @@ static Table placeTable(const View& view)
     return table;
 }
 
-static const char* typeOf(const watch::Bank& bank)
-{
-    return bank.type == watch::BANK_HEAP ? "heap" : bank.type == watch::BANK_LINEAR ? "linear" : "other";
-}
-
 static Table bankTable(const View& view)
 {
     Table table({{"bank", Table::TEXT},
@@ -84,8 +79,8 @@ static Table bankTable(const View& view)
         }
         const watch::BankSum sum = watch::sumBank(bank);
         const nlohmann::ordered_json next = known(watch::tunedSize(bank.size, bank.peakBytes), bank.index != -1);
-        table.add({watch::bankTitle(bank), typeOf(bank), bank.size, bank.bytesInUse, bank.peakBytes, sum.usedBlocks,
-                   sum.largestFree, sum.fragmentation(), sum.fallbackBlocks, next});
+        table.add({watch::bankTitle(bank), watch::typeName(bank), bank.size, bank.bytesInUse, bank.peakBytes,
+                   sum.usedBlocks, sum.largestFree, sum.fragmentation(), sum.fallbackBlocks, next});
     }
     return table;
 }
@@ -160,24 +155,6 @@ static Table ageTable(const View& view)
     return table;
 }
 
-static std::string sentenceOf(const watch::Damage& damage, const watch::Snapshot& snapshot)
-{
-    const watch::Bank* bank = snapshot.bankOf(damage.bank);
-    std::string text = "damage: " + std::string(watch::nameOf(damage.kind)) + ": bank \"" +
-                       (bank ? watch::bankTitle(*bank) : std::to_string(damage.bank)) + "\"";
-    if (damage.offset != watch::sc_noNumber) {
-        text += ", offset " + std::to_string(damage.offset);
-    }
-    if (damage.fallback != watch::sc_noNumber) {
-        text += ", fallback block " + std::to_string(damage.fallback);
-    }
-    text += ": " + damage.what;
-    text += damage.block.empty() ? "" : "\n    block:  " + damage.block;
-    text += damage.before.empty() ? "" : "\n    before: " + damage.before;
-    text += damage.after.empty() ? "" : "\n    after:  " + damage.after;
-    return text;
-}
-
 // Prints each line of text on a line of its own, without control characters.
 static void printLines(const std::string& text, bool isAlarm)
 {
@@ -196,7 +173,7 @@ static void printFaults(const watch::Snapshot& snapshot)
         printLines("torn: " + torn, true);
     }
     for (const watch::Damage& damage : snapshot.damages) {
-        printLines(sentenceOf(damage, snapshot), true);
+        printLines("damage: " + watch::describeDamage(snapshot, damage), true);
     }
     if (!snapshot.torn.empty() || !snapshot.damages.empty()) {
         printf("\n");

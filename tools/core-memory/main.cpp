@@ -24,7 +24,9 @@ int main(int argc, char** argv)
     app.require_subcommand(1);
     app.failure_message(CLI::FailureMessage::help);
     int status = STATUS_FINE;
+    addSnapshot(app, &status);
     addReport(app, &status);
+    addHtml(app, &status);
     addRun(app, &status);
     try {
         app.parse(argc, argv);

@@ -6,7 +6,6 @@
 #include <sstream>
 #include <stdio.h>
 #include <stdlib.h>
-#include <sys/uio.h>
 
 // The writable memory of files, and the memory directly after it, which holds the data without initial value.
 static std::vector<watch::MemoryRange> writableOf(pid_t process)
@@ -57,18 +56,11 @@ struct WaitingProcess::Symbols {
 };
 
 WaitingProcess::WaitingProcess(pid_t process)
-    : MemoryReader(watch::ownLayout()), m_process(process), m_writable(writableOf(process))
+    : ProcessMemory(process, watch::ownLayout()), m_process(process), m_writable(writableOf(process))
 {
 }
 
 WaitingProcess::~WaitingProcess() = default;
-
-bool WaitingProcess::read(uint64_t address, void* out, size_t size) const
-{
-    const iovec to = {out, size};
-    const iovec from = {reinterpret_cast<void*>(static_cast<uintptr_t>(address)), size};
-    return process_vm_readv(m_process, &to, 1, &from, 1, 0) == static_cast<ssize_t>(size);
-}
 
 const watch::LinkTables& WaitingProcess::tables() const
 {

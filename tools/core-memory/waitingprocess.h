@@ -1,22 +1,17 @@
 // The memory and the code of a process that has sent a message and waits for the answer.
 #pragma once
 
+#include "tools/core-memory/process.h"
 #include "watch/linktables.h"
-#include "watch/memoryreader.h"
 
 #include <memory>
 #include <string>
 #include <sys/types.h>
 
-class WaitingProcess : public watch::MemoryReader {
+class WaitingProcess : public ProcessMemory {
 public:
     explicit WaitingProcess(pid_t process);
     ~WaitingProcess() override;
-
-    bool read(uint64_t address, void* out, size_t size) const override;
-
-    // True when the memory can be read.
-    bool isReadable() const { return !m_writable.empty(); }
 
     const watch::LinkTables& tables() const; // searched at the first call
 

@@ -1,0 +1,100 @@
+#include "tools/core-memory/takesnapshot.h"
+#include "tools/core-memory/command.h"
+#include "tools/core-memory/coredump.h"
+#include "tools/core-memory/locks.h"
+#include "tools/core-memory/process.h"
+#include "watch/walk.h"
+
+#include <algorithm>
+#include <chrono>
+#include <stdlib.h>
+#include <thread>
+
+static const int sc_mostTries = 20; // how often a process is stopped again when a bank's lock was held
+static const std::chrono::milliseconds sc_betweenTries(3);
+
+static double millisecondsSince(std::chrono::steady_clock::time_point start)
+{
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+// Walks the manager that the first set g_MemoryPtr points to.
+static bool walk(const watch::MemoryReader& memory, const GameSymbols& symbols, watch::Snapshot* snapshot,
+                 std::string* error)
+{
+    uint64_t manager = 0;
+    for (const uint64_t pointer : symbols.managerPointers) {
+        if (manager == 0 && !memory.readPointer(pointer, &manager)) {
+            manager = 0;
+        }
+    }
+    const watch::LinkTables tables = watch::findLinkTables(memory, symbols.writable);
+    return watch::takeSnapshot(memory, tables, manager, snapshot, error);
+}
+
+// Stops the process and walks its banks. Stores whether a lock was held in isTorn.
+static bool tryProcess(pid_t process, const GameSymbols& symbols, bool isLastTry, watch::Snapshot* snapshot,
+                       std::string* error)
+{
+    const ProcessMemory source(process, symbols.layout);
+    const watch::CachedMemory memory(source);
+    StoppedProcess stopped;
+    if (!stopped.stop(process, error)) {
+        return false;
+    }
+    snapshot->torn = heldLocks(memory, symbols);
+    return (!snapshot->torn.empty() && !isLastTry) || walk(memory, symbols, snapshot, error);
+}
+
+static int takeOfProcess(pid_t process, watch::Snapshot* snapshot, double* stoppedMs)
+{
+    Modules modules;
+    GameSymbols symbols;
+    std::string error;
+    if (!modules.openProcess(process, &error) || !modules.findSymbols(&symbols, &error)) {
+        return complain(STATUS_CANT_LOOK, error);
+    }
+    for (int tries = 1; tries <= sc_mostTries; ++tries) {
+        const auto start = std::chrono::steady_clock::now();
+        *snapshot = watch::Snapshot();
+        if (!tryProcess(process, symbols, tries == sc_mostTries, snapshot, &error)) {
+            return complain(STATUS_CANT_LOOK, error);
+        }
+        *stoppedMs = millisecondsSince(start);
+        if (snapshot->torn.empty()) {
+            break;
+        }
+        std::this_thread::sleep_for(sc_betweenTries);
+    }
+    snapshot->game = modules.programName();
+    return STATUS_FINE;
+}
+
+static int takeOfCore(const SnapshotSource& source, watch::Snapshot* snapshot)
+{
+    Modules modules;
+    GameSymbols symbols;
+    std::string error;
+    if (!modules.openCore(source.target, source.executable, &error) || !modules.findSymbols(&symbols, &error)) {
+        return complain(STATUS_CANT_LOOK, error);
+    }
+    const CoreMemory memory(modules, symbols.layout);
+    if (!walk(memory, symbols, snapshot, &error)) {
+        return complain(STATUS_CANT_LOOK, error);
+    }
+    snapshot->torn = heldLocks(memory, symbols);
+    snapshot->game = modules.programName();
+    return STATUS_FINE;
+}
+
+static bool isNumber(const std::string& text)
+{
+    return !text.empty() && text.size() < 10 && text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+int takeSnapshotOf(const SnapshotSource& source, watch::Snapshot* snapshot, double* stoppedMs)
+{
+    *stoppedMs = -1;
+    return isNumber(source.target) ? takeOfProcess(atoi(source.target.c_str()), snapshot, stoppedMs)
+                                   : takeOfCore(source, snapshot);
+}

@@ -578,14 +578,23 @@ static bool readCount(const MemoryReader& memory, uint64_t manager, uint32_t* co
     return true;
 }
 
-static bool walkBank(const MemoryReader& memory, const LinkTables& tables, uint64_t manager, int index, Names* names,
-                     Snapshot* snapshot, std::string* error)
+static bool readBankOf(const MemoryReader& memory, uint64_t manager, int index, BankRecord* record,
+                       std::string* error)
 {
     const uint64_t first = manager + memory.layout().wordSize + 8;
     const unsigned int place = index == -1 ? sc_bankCount : static_cast<unsigned int>(index);
-    BankRecord record = {};
-    if (!readBank(memory, first + place * bankBytes(memory), index, &record)) {
+    if (!readBank(memory, first + place * bankBytes(memory), index, record)) {
         *error = "the record of bank " + std::to_string(index) + " can't be read";
+        return false;
+    }
+    return true;
+}
+
+static bool walkBank(const MemoryReader& memory, const LinkTables& tables, uint64_t manager, int index, Names* names,
+                     Snapshot* snapshot, std::string* error)
+{
+    BankRecord record = {};
+    if (!readBankOf(memory, manager, index, &record, error)) {
         return false;
     }
     BankWalk(memory, tables, names, snapshot, &record).walk();
@@ -607,6 +616,22 @@ bool takeSnapshot(const MemoryReader& memory, const LinkTables& tables, uint64_t
         }
     }
     return walkBank(memory, tables, manager, -1, &names, snapshot, error);
+}
+
+bool takeCounters(const MemoryReader& memory, uint64_t manager, Snapshot* snapshot, std::string* error)
+{
+    uint32_t count = 0;
+    if (!readCount(memory, manager, &count, error)) {
+        return false;
+    }
+    for (uint32_t place = 0; place <= count; ++place) {
+        BankRecord record = {};
+        if (!readBankOf(memory, manager, place == count ? -1 : static_cast<int>(place), &record, error)) {
+            return false;
+        }
+        snapshot->banks.push_back(std::move(record.bank));
+    }
+    return true;
 }
 
 bool takeBank(const MemoryReader& memory, const LinkTables& tables, uint64_t manager, int index, Snapshot* snapshot,

@@ -23,6 +23,10 @@ namespace watch {
 bool takeSnapshot(const MemoryReader& memory, const LinkTables& tables, uint64_t manager, Snapshot* snapshot,
                   std::string* error);
 
+// Adds the banks without their blocks, from their records alone. The game may run meanwhile: each number is right, but
+// two numbers may be of different moments.
+bool takeCounters(const MemoryReader& memory, uint64_t manager, Snapshot* snapshot, std::string* error);
+
 // Walks one bank only, for a check of that bank. `index` is -1 or 0 to 31.
 bool takeBank(const MemoryReader& memory, const LinkTables& tables, uint64_t manager, int index, Snapshot* snapshot,
               std::string* error);

@@ -13,9 +13,12 @@ enum e_ExitStatus {
 };
 
 // Each adds its command to app. When the command has run, its exit status is in status.
+void addDiff(CLI::App& app, int* status);
 void addHtml(CLI::App& app, int* status);
 void addReport(CLI::App& app, int* status);
 void addRun(CLI::App& app, int* status);
+void addSizes(CLI::App& app, int* status);
+void addTop(CLI::App& app, int* status);
 void addSnapshot(CLI::App& app, int* status);
 
 // Prints a message of the tool on the standard error stream, and returns status.

@@ -216,21 +216,11 @@ static nlohmann::ordered_json jsonOf(const View& view, const std::string& by)
     return json;
 }
 
-// Prints the first rows of a table, and says how many are left out.
-static void printTop(Table table, unsigned int top)
-{
-    const size_t left = table.cutTo(top);
-    table.printText();
-    if (left != 0) {
-        printf("... and %s more; --top 0 shows all\n", grouped(static_cast<int64_t>(left)).c_str());
-    }
-}
-
 static void printText(const View& view, const ReportOptions& options)
 {
     printFaults(view.snapshot);
     if (!options.by.empty()) {
-        printTop(tableBy(options.by, view), options.top);
+        tableBy(options.by, view).printTop(options.top);
         return;
     }
     const std::string title = view.snapshot.game + (view.snapshot.time.empty() ? "" : " at " + view.snapshot.time);
@@ -240,7 +230,7 @@ static void printText(const View& view, const ReportOptions& options)
     }
     bankTable(view).printText();
     printf("\n");
-    printTop(placeTable(view), options.top);
+    placeTable(view).printTop(options.top);
 }
 
 static int report(const ReportOptions& options)

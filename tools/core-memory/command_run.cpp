@@ -4,6 +4,7 @@
 #include "tools/core-memory/run_report.h"
 #include "tools/core-memory/waitingprocess.h"
 #include "tools/core-memory/watchedgame.h"
+#include "watch/gamewatch.h"
 #include "watch/summary.h"
 #include "watch/walk.h"
 
@@ -232,7 +233,7 @@ static void takeEnd(const RunOptions& options, const WaitingProcess& process, co
     const std::vector<std::string> told = result->faults;
     for (const watch::Damage& damage : result->snapshot.damages) {
         if (!isToldAlready(told, result->snapshot, damage)) {
-            addFault(result, faultOf(result->snapshot, damage));
+            addFault(result, watch::faultOf(result->snapshot, damage));
         }
     }
 }

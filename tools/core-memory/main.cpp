@@ -26,6 +26,9 @@ int main(int argc, char** argv)
     int status = STATUS_FINE;
     addSnapshot(app, &status);
     addReport(app, &status);
+    addDiff(app, &status);
+    addSizes(app, &status);
+    addTop(app, &status);
     addHtml(app, &status);
     addRun(app, &status);
     try {

@@ -199,16 +199,15 @@ std::string Modules::programName() const
     if (!m_executable.empty()) {
         return baseName(m_executable);
     }
-    std::string name;
+    std::string program;
     GElf_Addr lowest = 0;
     forEachModule(m_dwfl, [&](Dwfl_Module* module) {
         GElf_Addr start = 0;
-        const char* file = nullptr;
-        dwfl_module_info(module, nullptr, &start, nullptr, nullptr, nullptr, &file, nullptr);
-        if (file && isProgram(module) && (name.empty() || start < lowest)) {
-            name = baseName(file);
+        const char* name = dwfl_module_info(module, nullptr, &start, nullptr, nullptr, nullptr, nullptr, nullptr);
+        if (name && isProgram(module) && (program.empty() || start < lowest)) {
+            program = baseName(name);
             lowest = start;
         }
     });
-    return name;
+    return program;
 }

@@ -63,8 +63,9 @@ std::string Table::_cell(const nlohmann::ordered_json& cell, Kind kind) const
         snprintf(text, sizeof(text), "%.1f %%", cell.get<double>() * 100);
         return text;
     }
-    if (kind == NUMBER) {
-        return grouped(cell.get<int64_t>());
+    if (kind == NUMBER || kind == CHANGE) {
+        const int64_t number = cell.get<int64_t>();
+        return (kind == CHANGE && number > 0 ? "+" : "") + grouped(number);
     }
     return printable(cell.get<std::string>());
 }
@@ -76,11 +77,19 @@ static size_t widthOf(const std::string& text)
         std::count_if(text.begin(), text.end(), [](char character) { return (character & 0xc0) != 0x80; }));
 }
 
-size_t Table::cutTo(size_t most)
+void Table::printRows(size_t most, FILE* out) const
 {
-    const size_t left = most == 0 || m_rows.size() <= most ? 0 : m_rows.size() - most;
-    m_rows.resize(m_rows.size() - left);
-    return left;
+    Table first = *this;
+    first.m_rows.resize(std::min(most, m_rows.size()));
+    first.printText(out);
+}
+
+void Table::printTop(size_t most) const
+{
+    printRows(most == 0 ? m_rows.size() : most);
+    if (most != 0 && m_rows.size() > most) {
+        printf("... and %s more; --top 0 shows all\n", grouped(static_cast<int64_t>(m_rows.size() - most)).c_str());
+    }
 }
 
 void Table::printText(FILE* out) const

@@ -32,7 +32,7 @@ void printJson(const nlohmann::ordered_json& json);
 
 class Table {
 public:
-    enum Kind { TEXT, NUMBER, PERCENT };
+    enum Kind { TEXT, NUMBER, CHANGE, PERCENT }; // CHANGE: a number with its sign
 
     struct Column {
         const char* title; // also the key in JSON
@@ -44,10 +44,12 @@ public:
     void add(std::vector<nlohmann::ordered_json> cells) { m_rows.push_back(std::move(cells)); }
     size_t rowCount() const { return m_rows.size(); }
 
-    // Removes the rows after the first `most`, and returns how many these were. 0 removes none.
-    size_t cutTo(size_t most);
-
     void printText(FILE* out = stdout) const;
+    void printRows(size_t most, FILE* out = stdout) const; // the first `most` rows
+
+    // Prints the first `most` rows, and says how many more there are. 0 prints all.
+    void printTop(size_t most) const;
+
     void printCsv() const;
     nlohmann::ordered_json json() const;
 

@@ -24,28 +24,6 @@ void printFault(const std::string& fault)
     printLines(fault);
 }
 
-std::string faultOf(const watch::Snapshot& snapshot, const watch::Damage& damage)
-{
-    const watch::Bank* bank = snapshot.bankOf(damage.bank);
-    std::string text = "fault: damage: ";
-    text += !bank               ? "bank " + std::to_string(damage.bank)
-            : damage.bank == -1 ? "the system bank"
-                                : "bank \"" + bank->name + "\"";
-    if (damage.offset != watch::sc_noNumber) {
-        text += ", the header at " + std::to_string(damage.offset);
-    } else if (damage.fallback != watch::sc_noNumber) {
-        text += ", fallback block " + std::to_string(damage.fallback);
-    }
-    text += ": " + damage.what + "\n";
-    const std::pair<const char*, const std::string&> neighbours[] = {{"the damaged block", damage.block},
-                                                                     {"the block before it", damage.before},
-                                                                     {"the block after it", damage.after}};
-    for (const auto& neighbour : neighbours) {
-        text += neighbour.second.empty() ? "" : std::string("  ") + neighbour.first + ": " + neighbour.second + "\n";
-    }
-    return text;
-}
-
 // The oldest block of each place: its rank among the blocks in use of its bank, 1 for the oldest.
 static std::map<std::string, uint32_t> oldestOfPlaces(const watch::Snapshot& snapshot)
 {
@@ -100,10 +78,9 @@ static void printPlaces(const RunResult& result)
         table.add({place.place, place.blocks, place.bytes,
                    first == oldest.end() ? nlohmann::ordered_json() : nlohmann::ordered_json(first->second)});
     }
-    const size_t left = table.cutTo(sc_mostPlaces);
-    table.printText(stderr);
-    if (left != 0) {
-        fprintf(stderr, "and %zu more places\n", left);
+    table.printRows(sc_mostPlaces, stderr);
+    if (places.size() > sc_mostPlaces) {
+        fprintf(stderr, "... and %zu more places; core-memory report shows all\n", places.size() - sc_mostPlaces);
     }
     printStacks(result, places);
 }

@@ -26,6 +26,3 @@ void printFault(const std::string& fault);
 
 // Prints the blocks in use, the banks, and how many faults there were. Damage of the snapshot was told as faults.
 void printSummary(const RunResult& result);
-
-// Makes a fault of a damage that the walk over the banks has found.
-std::string faultOf(const watch::Snapshot& snapshot, const watch::Damage& damage);

@@ -18,9 +18,8 @@ static double millisecondsSince(std::chrono::steady_clock::time_point start)
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
 }
 
-// Walks the manager that the first set g_MemoryPtr points to.
-static bool walk(const watch::MemoryReader& memory, const GameSymbols& symbols, watch::Snapshot* snapshot,
-                 std::string* error)
+// Returns the address of the memory manager; 0 when the game has none yet.
+static uint64_t managerOf(const watch::MemoryReader& memory, const GameSymbols& symbols)
 {
     uint64_t manager = 0;
     for (const uint64_t pointer : symbols.managerPointers) {
@@ -28,37 +27,42 @@ static bool walk(const watch::MemoryReader& memory, const GameSymbols& symbols, 
             manager = 0;
         }
     }
-    const watch::LinkTables tables = watch::findLinkTables(memory, symbols.writable);
-    return watch::takeSnapshot(memory, tables, manager, snapshot, error);
+    return manager;
 }
 
-// Stops the process and walks its banks. Stores whether a lock was held in isTorn.
-static bool tryProcess(pid_t process, const GameSymbols& symbols, bool isLastTry, watch::Snapshot* snapshot,
-                       std::string* error)
+static bool walk(const watch::MemoryReader& memory, const GameSymbols& symbols, watch::Snapshot* snapshot,
+                 std::string* error)
 {
-    const ProcessMemory source(process, symbols.layout);
+    const watch::LinkTables tables = watch::findLinkTables(memory, symbols.writable);
+    return watch::takeSnapshot(memory, tables, managerOf(memory, symbols), snapshot, error);
+}
+
+bool LiveGame::open(pid_t process, std::string* error)
+{
+    m_process = process;
+    return m_modules.openProcess(process, error) && m_modules.findSymbols(&m_symbols, error);
+}
+
+// Stops the game and walks its banks. While a lock is held, only the last try walks.
+bool LiveGame::_try(bool isLastTry, watch::Snapshot* snapshot, std::string* error) const
+{
+    const ProcessMemory source(m_process, m_symbols.layout);
     const watch::CachedMemory memory(source);
     StoppedProcess stopped;
-    if (!stopped.stop(process, error)) {
+    if (!stopped.stop(m_process, error)) {
         return false;
     }
-    snapshot->torn = heldLocks(memory, symbols);
-    return (!snapshot->torn.empty() && !isLastTry) || walk(memory, symbols, snapshot, error);
+    snapshot->torn = heldLocks(memory, m_symbols);
+    return (!snapshot->torn.empty() && !isLastTry) || walk(memory, m_symbols, snapshot, error);
 }
 
-static int takeOfProcess(pid_t process, watch::Snapshot* snapshot, double* stoppedMs)
+bool LiveGame::take(watch::Snapshot* snapshot, double* stoppedMs, std::string* error) const
 {
-    Modules modules;
-    GameSymbols symbols;
-    std::string error;
-    if (!modules.openProcess(process, &error) || !modules.findSymbols(&symbols, &error)) {
-        return complain(STATUS_CANT_LOOK, error);
-    }
     for (int tries = 1; tries <= sc_mostTries; ++tries) {
         const auto start = std::chrono::steady_clock::now();
         *snapshot = watch::Snapshot();
-        if (!tryProcess(process, symbols, tries == sc_mostTries, snapshot, &error)) {
-            return complain(STATUS_CANT_LOOK, error);
+        if (!_try(tries == sc_mostTries, snapshot, error)) {
+            return false;
         }
         *stoppedMs = millisecondsSince(start);
         if (snapshot->torn.empty()) {
@@ -66,8 +70,24 @@ static int takeOfProcess(pid_t process, watch::Snapshot* snapshot, double* stopp
         }
         std::this_thread::sleep_for(sc_betweenTries);
     }
-    snapshot->game = modules.programName();
-    return STATUS_FINE;
+    snapshot->game = m_modules.programName();
+    return true;
+}
+
+bool LiveGame::takeCounters(watch::Snapshot* snapshot, std::string* error) const
+{
+    const ProcessMemory memory(m_process, m_symbols.layout);
+    *snapshot = watch::Snapshot();
+    snapshot->game = m_modules.programName();
+    return watch::takeCounters(memory, managerOf(memory, m_symbols), snapshot, error);
+}
+
+static int takeOfProcess(pid_t process, watch::Snapshot* snapshot, double* stoppedMs)
+{
+    LiveGame game;
+    std::string error;
+    const bool isTaken = game.open(process, &error) && game.take(snapshot, stoppedMs, &error);
+    return isTaken ? STATUS_FINE : complain(STATUS_CANT_LOOK, error);
 }
 
 static int takeOfCore(const SnapshotSource& source, watch::Snapshot* snapshot)

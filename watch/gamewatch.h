@@ -13,6 +13,7 @@
 // The calls belong to the main thread, at a moment when no other thread uses the manager: they take no lock of a bank.
 #pragma once
 
+#include "watch/faulttext.h"
 #include "watch/snapshot.h"
 #include "watch/summary.h"
 
@@ -35,9 +36,5 @@ void printGameBlocks(FILE* out, size_t most);
 // Checks the headers, lists and counters of all banks. Returns a text for each damage, see faultOf; none when all banks
 // are sound. An overflow is no damage.
 std::vector<std::string> verifyGameBanks();
-
-// Returns a damage as the line "fault: damage: bank "level", the header at 128: what is wrong", and a line for the
-// damaged block and for each of its neighbours.
-std::string faultOf(const Snapshot& snapshot, const Damage& damage);
 
 } // namespace watch

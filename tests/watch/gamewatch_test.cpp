@@ -12,7 +12,7 @@ struct Game {
         memory.defineHeap("level", 1024);
         memory.initialize();
         mesh = memory.alloc(1, 100, "game/mesh.cpp", 41);
-        map = memory.alloc(1, 200, "game/map.cpp", 7);
+        map = memory.alloc(1, 150, "game/map.cpp", 7);
         unit = memory.alloc(1, 100, "game/mesh.cpp", 41);
     }
 
@@ -39,7 +39,7 @@ TEST(GameWatch, PrintsThePlacesThatHoldMost)
 {
     Game game;
     EXPECT_EQ(printed(0), "       256 bytes in      2 blocks from game/mesh.cpp:41\n"
-                          "       224 bytes in      1 blocks from game/map.cpp:7\n");
+                          "       192 bytes in      1 blocks from game/map.cpp:7\n");
     EXPECT_EQ(printed(1), "       256 bytes in      2 blocks from game/mesh.cpp:41\n");
 }
 
@@ -51,7 +51,7 @@ TEST(GameWatch, WritesASnapshotThatTheToolsRead)
     watch::Snapshot snapshot;
     ASSERT_TRUE(watch::readSnapshot(readFile("level.snapshot"), &snapshot, &error)) << error;
     EXPECT_EQ(snapshot.cause, "end of level 2");
-    EXPECT_EQ(snapshot.bankOf(1)->bytesInUse, 480u);
+    EXPECT_EQ(snapshot.bankOf(1)->bytesInUse, 448u);
 }
 
 TEST(GameWatch, SaysWhyASnapshotCouldNotBeWritten)

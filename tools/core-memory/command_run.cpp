@@ -4,7 +4,7 @@
 #include "tools/core-memory/run_report.h"
 #include "tools/core-memory/waitingprocess.h"
 #include "tools/core-memory/watchedgame.h"
-#include "watch/gamewatch.h"
+#include "watch/faulttext.h"
 #include "watch/summary.h"
 #include "watch/walk.h"
 

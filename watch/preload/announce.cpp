@@ -31,24 +31,17 @@ static const bool sc_isLibraryBuiltWithSanitizer = true; // then libcore is as w
 static const bool sc_isLibraryBuiltWithSanitizer = false;
 #endif
 
-static Listener findListener()
-{
-    if (RUNNING_ON_VALGRIND) {
-        return LISTENER_MEMCHECK;
-    }
-    const bool isSanitizer = __asan_poison_memory_region && __asan_unpoison_memory_region;
-    return isSanitizer && !sc_isLibraryBuiltWithSanitizer ? LISTENER_SANITIZER : LISTENER_NONE;
-}
+std::atomic<int> g_listener{-1};
 
-Listener listener()
+Listener findListener()
 {
-    static std::atomic<int> s_listener{-1};
-    int found = s_listener.load(std::memory_order_relaxed);
-    if (found < 0) {
-        found = findListener();
-        s_listener.store(found, std::memory_order_relaxed);
+    const bool isSanitizer = __asan_poison_memory_region && __asan_unpoison_memory_region;
+    Listener found = isSanitizer && !sc_isLibraryBuiltWithSanitizer ? LISTENER_SANITIZER : LISTENER_NONE;
+    if (RUNNING_ON_VALGRIND) {
+        found = LISTENER_MEMCHECK;
     }
-    return static_cast<Listener>(found);
+    g_listener.store(found, std::memory_order_relaxed);
+    return found;
 }
 
 static void forbid(void* memory, size_t bytes)
@@ -138,18 +131,14 @@ void announceEnd()
     }
 }
 
-Quiet::Quiet()
+void stopReports()
 {
-    if (listener() == LISTENER_MEMCHECK) {
-        VALGRIND_DISABLE_ERROR_REPORTING;
-    }
+    VALGRIND_DISABLE_ERROR_REPORTING;
 }
 
-Quiet::~Quiet()
+void continueReports()
 {
-    if (listener() == LISTENER_MEMCHECK) {
-        VALGRIND_ENABLE_ERROR_REPORTING;
-    }
+    VALGRIND_ENABLE_ERROR_REPORTING;
 }
 
 } // namespace watch

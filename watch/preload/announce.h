@@ -9,13 +9,22 @@
 // The library itself reads headers. It is not built with the sanitizer; memcheck's reports are turned off meanwhile.
 #pragma once
 
+#include <atomic>
 #include <stddef.h>
 
 namespace watch {
 
 enum Listener { LISTENER_NONE, LISTENER_MEMCHECK, LISTENER_SANITIZER };
 
-Listener listener(); // who listens in this process; the first call finds it out
+extern std::atomic<int> g_listener; // a Listener; -1 before the first call of listener
+Listener findListener();
+
+// Who listens in this process.
+inline Listener listener()
+{
+    const int found = g_listener.load(std::memory_order_relaxed);
+    return found < 0 ? findListener() : static_cast<Listener>(found);
+}
 
 // A region without blocks, and a region that goes back to its location.
 void announceRegion(void* region, size_t bytes);
@@ -38,11 +47,24 @@ void announceWrongFree(void* pool, void* address);
 // The manager ends: memcheck looks for blocks that were lost.
 void announceEnd();
 
+void stopReports();
+void continueReports();
+
 // Memcheck reports no errors of this thread meanwhile.
 class Quiet {
 public:
-    Quiet();
-    ~Quiet();
+    Quiet()
+    {
+        if (listener() == LISTENER_MEMCHECK) {
+            stopReports();
+        }
+    }
+    ~Quiet()
+    {
+        if (listener() == LISTENER_MEMCHECK) {
+            continueReports();
+        }
+    }
     Quiet(const Quiet&) = delete;
     Quiet& operator=(const Quiet&) = delete;
 };

@@ -7,28 +7,6 @@
 
 namespace watch {
 
-bool hasHeader(const MemoryBank_s& bank, const Record& record)
-{
-    return bank.type != MEMBANK_LINEAR || (record.size & sc_fallback) != 0;
-}
-
-unsigned int bytesOf(const MemoryBank_s& bank, const Record& record)
-{
-    const unsigned int size = record.size & ~sc_fallback;
-    return hasHeader(bank, record) ? size - sc_headerBytes : size;
-}
-
-bool isHeaderRight(const MemoryBank_s& bank, const Record& record)
-{
-    if (!hasHeader(bank, record)) {
-        return true;
-    }
-    const char* header = headerOf(record); // not by memcmp: the address sanitizer would report a call of it
-    return headerWord(header, WORD_MAGIC) == sc_used && headerWord(header, WORD_SIZE) == record.size &&
-           headerWord(header, WORD_FILE) == record.name && headerWord(header, WORD_LINE) == record.line &&
-           headerWord(header, WORD_NEXT) == record.next && headerWord(header, WORD_PREV) == record.prev;
-}
-
 // The block whose last byte lies directly before an address; null when there is none.
 static Record* blockBefore(const BankOfRecords& bank, const char* address)
 {

@@ -14,7 +14,10 @@ struct BankOfRecords {
 };
 
 // True when the block has a header: all blocks but those in the region of a linear bank.
-bool hasHeader(const MemoryBank_s& bank, const Record& record);
+inline bool hasHeader(const MemoryBank_s& bank, const Record& record)
+{
+    return bank.type != MEMBANK_LINEAR || (record.size & sc_fallback) != 0;
+}
 
 inline const char* headerOf(const Record& record)
 {
@@ -22,10 +25,23 @@ inline const char* headerOf(const Record& record)
 }
 
 // Bytes of the block: the request and the spare bytes after it.
-unsigned int bytesOf(const MemoryBank_s& bank, const Record& record);
+inline unsigned int bytesOf(const MemoryBank_s& bank, const Record& record)
+{
+    const unsigned int size = record.size & ~sc_fallback;
+    return hasHeader(bank, record) ? size - sc_headerBytes : size;
+}
 
 // True when the header holds what the record says.
-bool isHeaderRight(const MemoryBank_s& bank, const Record& record);
+inline bool isHeaderRight(const MemoryBank_s& bank, const Record& record)
+{
+    if (!hasHeader(bank, record)) {
+        return true;
+    }
+    const char* header = headerOf(record); // not by memcmp: the address sanitizer would report a call of it
+    return headerWord(header, WORD_MAGIC) == sc_used && headerWord(header, WORD_SIZE) == record.size &&
+           headerWord(header, WORD_FILE) == record.name && headerWord(header, WORD_LINE) == record.line &&
+           headerWord(header, WORD_NEXT) == record.next && headerWord(header, WORD_PREV) == record.prev;
+}
 
 // Compares the header and the spare bytes with what they have to be, and tells a fault. A block is told once. `caller`
 // is the return address of free; null at other times.

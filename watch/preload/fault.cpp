@@ -6,13 +6,6 @@
 
 namespace watch {
 
-Tag tagOf(const char* header)
-{
-    const unsigned int size = headerWord(header, WORD_SIZE) & ~sc_fallback;
-    return {size < sc_headerBytes ? 0 : size - sc_headerBytes, headerWord(header, WORD_FILE),
-            headerWord(header, WORD_LINE)};
-}
-
 Fault::Fault(const char* kind, int index, const MemoryBank_s* bank)
 {
     m_message.add("fault: ").add(kind).add(": ");

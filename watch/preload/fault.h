@@ -7,7 +7,7 @@
 // The first line says all that a search needs. The lines after it have details and stacks.
 #pragma once
 
-#include "core/memorymgr.h"
+#include "watch/preload/managerview.h"
 #include "watch/preload/message.h"
 #include "watch/preload/stack.h"
 
@@ -21,7 +21,12 @@ struct Tag {
     unsigned int line = 0;
 };
 
-Tag tagOf(const char* header);
+inline Tag tagOf(const char* header)
+{
+    const unsigned int size = headerWord(header, WORD_SIZE) & ~sc_fallback;
+    return {size < sc_headerBytes ? 0 : size - sc_headerBytes, headerWord(header, WORD_FILE),
+            headerWord(header, WORD_LINE)};
+}
 
 class Fault {
 public:

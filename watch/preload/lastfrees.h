@@ -1,4 +1,4 @@
-// Who freed which block: the frees of some thousand blocks, in a table of fixed size. A block takes the place of an
+// Who freed which block: the frees of about a thousand blocks, in a table of fixed size. A block takes the place of an
 // older one, so the table costs the same for every game. It answers for a second free of the same block.
 #pragma once
 
@@ -23,21 +23,36 @@ public:
     bool findAround(const void* address, const char** block, LastFree* last) const;
 
 private:
-    static const unsigned int sc_slots = 4096;
+    static const unsigned int sc_slots = 1024;
 
-    // Two threads may write a slot at the same time. The sum of all words tells a slot with words of both.
-    struct Slot {
+    // One line of the processor's cache has two slots. Two threads may write a slot at the same time; then a message
+    // about this block may name the other one's place.
+    struct alignas(32) Slot {
         std::atomic<uintptr_t> block{0};
         std::atomic<uintptr_t> caller{0};
-        std::atomic<uint32_t> words[4] = {}; // bank, size, name, line
-        std::atomic<uint32_t> sum{0};
+        std::atomic<uint32_t> size{0};
+        std::atomic<uint32_t> name{0};
+        std::atomic<uint32_t> line{0};
+        std::atomic<int> bank{0};
     };
 
-    static uint32_t _sumOf(uintptr_t block, uintptr_t caller, const uint32_t (&words)[4]);
-    static unsigned int _slotOf(uintptr_t block) { return static_cast<unsigned int>(block >> 3) * 0x9e3779b1u >> 20; }
+    static LastFree _read(const Slot& slot);
+    static unsigned int _slotOf(uintptr_t block) { return static_cast<uint32_t>(block >> 3) * 0x9e3779b1u >> 22; }
 
     Slot m_slots[sc_slots];
 };
+
+inline void LastFrees::note(const void* block, const LastFree& last)
+{
+    const uintptr_t address = reinterpret_cast<uintptr_t>(block);
+    Slot& slot = m_slots[_slotOf(address)];
+    slot.block.store(address, std::memory_order_relaxed);
+    slot.caller.store(reinterpret_cast<uintptr_t>(last.caller), std::memory_order_relaxed);
+    slot.size.store(last.tag.size, std::memory_order_relaxed);
+    slot.name.store(last.tag.name, std::memory_order_relaxed);
+    slot.line.store(last.tag.line, std::memory_order_relaxed);
+    slot.bank.store(last.bank, std::memory_order_relaxed);
+}
 
 extern LastFrees g_lastFrees;
 

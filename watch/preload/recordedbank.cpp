@@ -6,6 +6,7 @@
 #include "watch/preload/recordedbank.h"
 
 #include "watch/preload/announce.h"
+#include "watch/preload/banklock.h"
 #include "watch/preload/blockcheck.h"
 #include "watch/preload/channel.h"
 #include "watch/preload/freefaults.h"
@@ -15,7 +16,6 @@
 #include "watch/preload/stacks.h"
 
 #include <initializer_list>
-#include <pthread.h>
 #include <sys/mman.h>
 
 namespace watch {
@@ -23,7 +23,7 @@ namespace watch {
 namespace {
 
 struct RecordedBank {
-    pthread_mutex_t mutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
+    BankMutex mutex;
     Records records;
     uint32_t order = 0;
     bool isFilled = false; // rule 2
@@ -38,7 +38,7 @@ struct RecordedBank {
 } // namespace
 
 static RecordedBank s_banks[33]; // by bank index + 1
-static MemoryMgr* s_manager;
+MemoryMgr* g_recordedManager;
 
 static RecordedBank& recordedBank(int bank)
 {
@@ -49,11 +49,11 @@ namespace {
 
 class Lock {
 public:
-    explicit Lock(RecordedBank& bank) : m_mutex(&bank.mutex) { pthread_mutex_lock(m_mutex); }
-    ~Lock() { pthread_mutex_unlock(m_mutex); }
+    explicit Lock(RecordedBank& bank) : m_mutex(bank.mutex) { m_mutex.lock(); }
+    ~Lock() { m_mutex.unlock(); }
 
 private:
-    pthread_mutex_t* m_mutex;
+    BankMutex& m_mutex;
 };
 
 class Busy {
@@ -72,11 +72,6 @@ static int realFree(const Call& call, RecordedBank& mine, void* block, RealFree*
 {
     Busy busy(mine);
     return real(call.manager, call.bank, block);
-}
-
-bool hasRecords(const MemoryMgr* manager)
-{
-    return manager == s_manager && manager != nullptr;
 }
 
 static MemoryBank_s& realBank(MemoryMgr* manager, int index)
@@ -194,7 +189,7 @@ static void fillBlock(int index, const MemoryBank_s& bank, RecordedBank& mine, c
     if (mine.isFilled && isInRegionOf(bank, record)) {
         checkFreed({index, bank, mine.records}, record.block, bytes, "before it was handed out again");
     }
-    memset(record.block + record.request, sc_spareByte, bytes - record.request);
+    fill(record.block + record.request, bytes - record.request, sc_spareByte);
 }
 
 void* recordedAlloc(const Call& call, unsigned long size, const char* file, unsigned int line, RealAlloc* real)
@@ -245,9 +240,9 @@ static bool isOnFreeList(const MemoryBank_s& bank, const char* header)
 // Fills a freed node, and the headers that are no nodes any more because the manager has joined free nodes.
 static void fillFreed(const MemoryBank_s& bank, char* header, unsigned int size, bool isJoinedAfter)
 {
-    memset(header + sc_headerBytes, sc_freedByte, size - sc_headerBytes + (isJoinedAfter ? sc_headerBytes : 0));
+    fill(header + sc_headerBytes, size - sc_headerBytes + (isJoinedAfter ? sc_headerBytes : 0), sc_freedByte);
     if (!isOnFreeList(bank, header)) {
-        memset(header, sc_freedByte, sc_headerBytes);
+        fill(header, sc_headerBytes, sc_freedByte);
     }
 }
 
@@ -333,7 +328,7 @@ static bool forgetElsewhere(const Call& call, const void* block)
     bool isFound = false;
     for (int index = -1; index < 32; ++index) {
         RecordedBank& other = recordedBank(index);
-        if (pthread_mutex_trylock(&other.mutex) != 0) {
+        if (!other.mutex.tryLock()) {
             continue; // another thread uses that bank
         }
         if (Record* record = other.records.find(block)) {
@@ -342,7 +337,7 @@ static bool forgetElsewhere(const Call& call, const void* block)
             readAllLinks(realBank(call.manager, index), other);
             isFound = true;
         }
-        pthread_mutex_unlock(&other.mutex);
+        other.mutex.unlock();
     }
     return isFound;
 }
@@ -384,8 +379,8 @@ static int freeInHeap(const Call& call, RecordedBank& mine, void* block, RealFre
     if (isHeaderRight(bank, *record)) {
         for (Record* neighbour :
              {recordOf(mine, nodeAt(headerOf(*record))->prev), recordOf(mine, nodeAt(headerOf(*record))->next)}) {
-            if (neighbour) {
-                checkBlock(all, *neighbour, nullptr); // the real free writes its links
+            if (neighbour && !isHeaderRight(bank, *neighbour)) {
+                checkBlock(all, *neighbour, nullptr); // before the real free writes its links
             }
         }
     }
@@ -456,8 +451,8 @@ void recordManager(MemoryMgr* manager)
     if (!settings().socket || !settings().needsRecords()) {
         return;
     }
-    const bool isFirst = s_manager == nullptr;
-    s_manager = manager;
+    const bool isFirst = g_recordedManager == nullptr;
+    g_recordedManager = manager;
     for (RecordedBank& mine : s_banks) {
         Lock lock(mine);
         if (isFirst) {

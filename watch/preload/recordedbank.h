@@ -25,8 +25,13 @@ struct Call {
     const void* caller; // the return address of the game's call
 };
 
+extern MemoryMgr* g_recordedManager; // null: no records
+
 // True when this manager's blocks have records: the options ask for them, and it is the last manager that began.
-bool hasRecords(const MemoryMgr* manager);
+inline bool hasRecords(const MemoryMgr* manager)
+{
+    return manager == g_recordedManager;
+}
 
 // The last manager begins. Forgets all blocks of others.
 void recordManager(MemoryMgr* manager);

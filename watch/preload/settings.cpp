@@ -8,7 +8,8 @@
 
 namespace watch {
 
-static Settings s_settings;
+Settings g_settings;
+std::atomic<bool> g_settingsAreRead{false};
 static pthread_once_t s_once = PTHREAD_ONCE_INIT;
 
 static unsigned int number(const char* name)
@@ -17,28 +18,28 @@ static unsigned int number(const char* name)
     return text ? static_cast<unsigned int>(strtoul(text, nullptr, 10)) : 0;
 }
 
-static void readSettings()
+static void readEnvironment()
 {
-    s_settings.socket = getenv("CORE_WATCH");
+    g_settings.socket = getenv("CORE_WATCH");
     if (const char* check = getenv("CORE_WATCH_CHECK")) {
-        s_settings.check = strcmp(check, "each") == 0 ? CHECK_EACH : CHECK_BLOCK;
+        g_settings.check = strcmp(check, "each") == 0 ? CHECK_EACH : CHECK_BLOCK;
     }
-    s_settings.stacks = number("CORE_WATCH_STACKS") != 0;
-    s_settings.quarantine = number("CORE_WATCH_QUARANTINE");
-    s_settings.announces = listener() != LISTENER_NONE;
+    g_settings.stacks = number("CORE_WATCH_STACKS") != 0;
+    g_settings.quarantine = number("CORE_WATCH_QUARANTINE");
+    g_settings.announces = listener() != LISTENER_NONE;
     if (listener() == LISTENER_SANITIZER) {
-        s_settings.check = CHECK_NONE;
-        s_settings.quarantine = 0;
+        g_settings.check = CHECK_NONE;
+        g_settings.quarantine = 0;
     }
-    if (!s_settings.socket || s_settings.socket[0] == '\0') {
-        s_settings = Settings();
+    if (!g_settings.socket || g_settings.socket[0] == '\0') {
+        g_settings = Settings();
     }
 }
 
-const Settings& settings()
+void readSettings()
 {
-    pthread_once(&s_once, readSettings);
-    return s_settings;
+    pthread_once(&s_once, readEnvironment);
+    g_settingsAreRead.store(true, std::memory_order_release);
 }
 
 } // namespace watch

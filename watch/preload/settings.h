@@ -8,6 +8,8 @@
 // The address sanitizer finds more than the check, and it would report the reads of the check. So it replaces the check.
 #pragma once
 
+#include <atomic>
+
 namespace watch {
 
 enum Check { CHECK_NONE, CHECK_BLOCK, CHECK_EACH };
@@ -23,7 +25,18 @@ struct Settings {
     bool needsRecords() const { return check != CHECK_NONE || stacks || quarantine != 0 || announces; }
 };
 
+extern Settings g_settings;
+extern std::atomic<bool> g_settingsAreRead;
+
+void readSettings(); // once; any thread may call it
+
 // The first call reads the environment. Any thread may call it.
-const Settings& settings();
+inline const Settings& settings()
+{
+    if (!g_settingsAreRead.load(std::memory_order_acquire)) {
+        readSettings();
+    }
+    return g_settings;
+}
 
 } // namespace watch

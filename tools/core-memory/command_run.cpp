@@ -1,7 +1,9 @@
 // core-memory run: starts a game with libcorewatch.so in front.
+#include "tools/core-memory/budget.h"
 #include "tools/core-memory/command.h"
 #include "tools/core-memory/files.h"
 #include "tools/core-memory/run_report.h"
+#include "tools/core-memory/timeline.h"
 #include "tools/core-memory/waitingprocess.h"
 #include "tools/core-memory/watchedgame.h"
 #include "watch/faulttext.h"
@@ -9,6 +11,7 @@
 #include "watch/walk.h"
 
 #include <algorithm>
+#include <chrono>
 #include <errno.h>
 #include <memory>
 #include <sstream>
@@ -27,13 +30,17 @@ static const char sc_footer[] =
     "  core-memory run --check=each --fail-on-fault -- ./game\n"
     "  core-memory run -o before -- ./game && core-memory report before/end.snapshot\n"
     "\n"
-    "The exit status is that of the game. With --fail-on-fault it is 1 after a fault.\n"
+    "The exit status is that of the game. It is 1 when a budget is exceeded, and with --fail-on-fault after a "
+    "fault.\n"
     "It is 2 when the command line was not understood, and 3 when the game could not be started.";
 
 struct RunOptions {
     std::vector<std::string> command;
     std::string check; // "", "block" or "each"
     std::string folder;
+    std::string budgetFile;
+    std::string timelineFile;
+    double every = 0; // seconds between two snapshots; 0: none
     unsigned int quarantine = 0;
     bool stacks = false;
     bool valgrind = false;
@@ -256,19 +263,22 @@ static bool makeFolder(const std::string& folder)
     return mkdir(folder.c_str(), 0777) == 0 || errno == EEXIST;
 }
 
-static int writeEnd(const RunOptions& options, const WatchedGame& game, const RunResult& result)
+static std::string folderOf(const RunOptions& options, const WatchedGame& game)
 {
-    const std::string folder =
-        options.folder.empty() ? "core-memory." + std::to_string(game.process()) : options.folder;
-    const std::string path = folder + "/end.snapshot";
+    return options.folder.empty() ? "core-memory." + std::to_string(game.process()) : options.folder;
+}
+
+// Writes a snapshot into the folder of -o. Returns its path; empty after a message.
+static std::string store(const RunOptions& options, const WatchedGame& game, const std::string& name,
+                         const watch::Snapshot& snapshot)
+{
+    const std::string folder = folderOf(options, game);
+    const std::string path = folder + "/" + name + ".snapshot";
     if (!makeFolder(folder)) {
-        return complain(STATUS_CANT_LOOK, folder + ": " + strerror(errno));
+        complain(STATUS_CANT_LOOK, folder + ": " + strerror(errno));
+        return "";
     }
-    if (const int status = writeWholeFile(path, watch::writeSnapshot(result.snapshot))) {
-        return status;
-    }
-    fprintf(stderr, "core-memory: the snapshot is %s\n", path.c_str());
-    return STATUS_FINE;
+    return writeWholeFile(path, watch::writeSnapshot(snapshot)) == STATUS_FINE ? path : "";
 }
 
 static std::vector<std::pair<std::string, std::string>> variablesOf(const RunOptions& options,
@@ -313,33 +323,143 @@ static std::vector<std::string> commandOf(const RunOptions& options)
     return command;
 }
 
+// Waits for the end of the game. Meanwhile takes the messages, and a sample after each interval.
+class Watching {
+public:
+    Watching(const RunOptions& options, WatchedGame& game, RunResult* result)
+        : m_options(options), m_game(game), m_result(result), m_timeline(game.process()),
+          m_start(std::chrono::steady_clock::now())
+    {
+    }
+
+    void watch()
+    {
+        WatchedGame::Event event;
+        while ((event = m_game.wait(_untilSample())) != WatchedGame::EVENT_END) {
+            if (event == WatchedGame::EVENT_MESSAGE) {
+                if (!m_options.timelineFile.empty()) {
+                    m_timeline.readCounters(_seconds()); // the end is a moment of interest as well
+                }
+                takeMessage(m_options, m_game, m_result);
+                m_game.answer();
+            } else {
+                _sample();
+            }
+        }
+    }
+
+    void writeTimeline() const
+    {
+        if (!m_options.timelineFile.empty()) {
+            writeWholeFile(m_options.timelineFile, m_timeline.trace());
+            writeWholeFile(m_options.timelineFile + ".csv", m_timeline.csv());
+        }
+    }
+
+private:
+    double _interval() const
+    {
+        return m_options.every > 0 ? m_options.every : m_options.timelineFile.empty() ? 0 : 1;
+    }
+
+    double _seconds() const
+    {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
+    }
+
+    int _untilSample() const
+    {
+        const double left = (m_samples + 1) * _interval() - _seconds();
+        return _interval() > 0 ? std::max(0, static_cast<int>(left * 1000)) : -1;
+    }
+
+    void _sample()
+    {
+        m_samples += 1;
+        if (!m_options.timelineFile.empty()) {
+            m_timeline.readCounters(_seconds());
+        }
+        watch::Snapshot snapshot;
+        if (m_options.every > 0 && m_timeline.takeSnapshot(&snapshot)) {
+            char name[16];
+            char cause[64];
+            snprintf(name, sizeof(name), "%04u", ++m_snapshots);
+            snprintf(cause, sizeof(cause), "%.2f seconds after the start", _seconds());
+            snapshot.time = now();
+            snapshot.cause = cause;
+            store(m_options, m_game, name, snapshot);
+        }
+    }
+
+    const RunOptions& m_options;
+    WatchedGame& m_game;
+    RunResult* m_result;
+    Timeline m_timeline;
+    std::chrono::steady_clock::time_point m_start;
+    unsigned int m_samples = 0;   // intervals that are over
+    unsigned int m_snapshots = 0; // written
+};
+
+// Prints what the run has found. Returns true when a budget is exceeded.
+static bool report(const RunOptions& options, const WatchedGame& game, const std::vector<Budget>& budgets,
+                   const RunResult& result)
+{
+    if (!result.hasSnapshot) {
+        complain(STATUS_CANT_LOOK, "the game has made no memory manager that this program could see");
+        printSummary(result);
+        return !budgets.empty();
+    }
+    printSummary(result);
+    const std::vector<std::string> exceeded = exceededBudgets(result.snapshot, budgets);
+    for (const std::string& budget : exceeded) {
+        printFault(budget);
+    }
+    const std::string path = store(options, game, "end", result.snapshot);
+    if (!path.empty()) {
+        fprintf(stderr, "core-memory: the snapshot is %s\n", path.c_str());
+    }
+    return !exceeded.empty();
+}
+
+static int readBudgetFile(const std::string& path, std::vector<Budget>* budgets)
+{
+    std::string text;
+    std::string error;
+    if (path.empty()) {
+        return STATUS_FINE;
+    }
+    if (const int status = readWholeFile(path, &text)) {
+        return status;
+    }
+    return readBudgets(text, budgets, &error) ? static_cast<int>(STATUS_FINE)
+                                              : complain(STATUS_NOT_UNDERSTOOD, path + ": " + error);
+}
+
 static int run(const RunOptions& options)
 {
     const std::string library = watchLibraryPath();
-    if (library.empty()) {
-        return complain(STATUS_CANT_LOOK, "libcorewatch.so is not beside this program");
-    }
+    std::vector<Budget> budgets;
     WatchedGame game;
     RunResult result;
     std::string error;
+    if (library.empty()) {
+        return complain(STATUS_CANT_LOOK, "libcorewatch.so is not beside this program");
+    }
+    if (const int status = readBudgetFile(options.budgetFile, &budgets)) {
+        return status;
+    }
     if (!game.start(commandOf(options), variablesOf(options, library), &error)) {
         return complain(STATUS_CANT_LOOK, error);
     }
     if (options.quarantine != 0) {
         fprintf(stderr, "core-memory: --quarantine changes where blocks lie\n");
     }
-    while (game.wait(-1) != WatchedGame::EVENT_END) {
-        takeMessage(options, game, &result);
-        game.answer();
-    }
-    if (!result.hasSnapshot) {
-        complain(STATUS_CANT_LOOK, "the game has made no memory manager that this program could see");
-    }
-    printSummary(result);
-    if (result.hasSnapshot) {
-        writeEnd(options, game, result);
-    }
-    return options.isFailing && !result.faults.empty() ? static_cast<int>(STATUS_FOUND) : game.endAsTheGame();
+    Watching watching(options, game, &result);
+    watching.watch();
+    watching.writeTimeline();
+    const bool isExceeded = report(options, game, budgets, result);
+    const bool isFaulty = options.isFailing && !result.faults.empty();
+    return isExceeded || isFaulty ? static_cast<int>(STATUS_FOUND) : game.endAsTheGame();
 }
 
 void addRun(CLI::App& app, int* status)
@@ -360,6 +480,13 @@ void addRun(CLI::App& app, int* status)
                      "Keep the last N freed blocks of each bank out of reuse; this changes where blocks lie")
         ->check(CLI::Range(1, 1 << 20));
     command->add_flag("--fail-on-fault", options->isFailing, "Exit with status 1 after a fault");
+    command->add_option("--every", options->every, "Take a snapshot each so many seconds: FOLDER/0001.snapshot, ...")
+        ->check(CLI::Range(0.01, 1e6));
+    command->add_option("--budget", options->budgetFile,
+                        "Limits, a line each, such as \"level <= 4 MiB\", \"level fallback <= 0\", "
+                        "\"leaks <= 0 from game/\"; exit with status 1 when one is exceeded");
+    command->add_option("--timeline", options->timelineFile,
+                        "Write the banks over time: FILE for chrome://tracing or Perfetto, FILE.csv as a table");
     command->add_option("-o,--output", options->folder, "The folder for snapshots (default: core-memory.PID)");
     command->add_option("command", options->command, "The game and its arguments, after --")->required();
     command->positionals_at_end();

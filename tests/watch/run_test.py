@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Tests of core-memory run: run_test.py TOOL FOLDER, where FOLDER has the games ending, growing and planted."""
 import csv
+import glob
 import json
 import os
 import signal
@@ -37,6 +38,9 @@ class Run(unittest.TestCase):
     def snapshot(self, name="end"):
         with open(f"{self.folder}/out/{name}.snapshot", encoding="utf-8") as file:
             return file.read()
+
+    def snapshots(self):
+        return len(glob.glob(self.folder + "/out/*.snapshot"))
 
     def write(self, name, text):
         with open(f"{self.folder}/{name}", "w", encoding="utf-8") as file:
@@ -127,13 +131,12 @@ class Run(unittest.TestCase):
         tool = self.start(TOOL, "run", "-o", "out", "--every", "0.02", "--timeline", "time", "--", GAMES + "/ending",
                           "wait")
         self.assertEqual(tool.stdout.readline(), "ready\n")
-        os.makedirs(self.folder + "/out", exist_ok=True)
-        before = len(os.listdir(self.folder + "/out"))
+        wanted = self.snapshots() + 2  # the next one may be from before
         deadline = time.monotonic() + 60
-        while len(os.listdir(self.folder + "/out")) < before + 2 and time.monotonic() < deadline:
+        while self.snapshots() < wanted and time.monotonic() < deadline:
             time.sleep(0.01)
         self.assertEqual(tool.communicate("\n", timeout=120)[0], "over\n")
-        self.assertIn("game/mesh.cpp:41", self.snapshot(f"{before + 1:04}"))
+        self.assertIn("game/mesh.cpp:41", self.snapshot(f"{wanted:04}"))
         with open(f"{self.folder}/time", encoding="utf-8") as file:
             events = json.load(file)["traceEvents"]
         self.assertIn(("core", 128), {(event["name"], event["args"]["bytes in use"]) for event in events})

@@ -96,7 +96,8 @@ WATCH_FUNCTION("_ZN9MemoryMgr5allocEimPKcj", void*, alloc,
     s_request = {bank, size, file, line, __builtin_return_address(0)};
     if (watch::hasRecords(manager) && bank >= -1 && bank < 32) {
         watch::Quiet quiet;
-        return watch::recordedAlloc({manager, bank, s_request.caller}, size, file, line, s_alloc.real());
+        return watch::recordedAlloc({manager, bank, s_request.caller, __builtin_frame_address(0)}, size, file, line,
+                                    s_alloc.real());
     }
     return s_alloc.real()(manager, bank, size, file, line);
 }

@@ -25,6 +25,8 @@ namespace {
 struct RecordedBank {
     BankMutex mutex;
     Records records;
+    Record* newest[2] =
+        {}; // the record that was added last: in the region, and of a fallback block; may be out of date
     uint32_t order = 0;
     bool isFilled = false; // rule 2
     bool isBusy = false;   // the real operation is under way; it may end the process
@@ -112,6 +114,22 @@ static Record* recordOf(const RecordedBank& mine, const MemoryHeapNode_s* node)
     return node ? mine.records.find(node + 1) : nullptr;
 }
 
+namespace {
+
+struct Neighbours {
+    Record* newer; // null: none, or not known
+    Record* older;
+};
+
+} // namespace
+
+// The neighbours on the list of a block with a header, whose links must be right.
+static Neighbours neighboursOf(const RecordedBank& mine, const Record& record)
+{
+    const MemoryHeapNode_s* node = nodeAt(headerOf(record));
+    return {recordOf(mine, node->prev), recordOf(mine, node->next)};
+}
+
 static void readLinks(Record& record)
 {
     record.next = headerWord(headerOf(record), WORD_NEXT);
@@ -192,6 +210,20 @@ static void fillBlock(int index, const MemoryBank_s& bank, RecordedBank& mine, c
     fill(record.block + record.request, bytes - record.request, sc_spareByte);
 }
 
+// The block that was the newest of its list has another link now.
+static void becomesNewest(RecordedBank& mine, Record& record)
+{
+    const MemoryHeapNode_s* next = nodeAt(headerOf(record))->next;
+    Record*& newest = mine.newest[isFallback(record)];
+    if (next) {
+        const bool isKnown = newest && newest->block == reinterpret_cast<const char*>(next + 1);
+        if (Record* older = isKnown ? newest : recordOf(mine, next)) {
+            older->prev = headerWord(headerOf(*older), WORD_PREV);
+        }
+    }
+    newest = &record;
+}
+
 void* recordedAlloc(const Call& call, unsigned long size, const char* file, unsigned int line, RealAlloc* real)
 {
     RecordedBank& mine = recordedBank(call.bank);
@@ -210,16 +242,14 @@ void* recordedAlloc(const Call& call, unsigned long size, const char* file, unsi
     record->order = mine.order++;
     fillRecord(bank, *record, static_cast<unsigned int>(size));
     if (settings().stacks) {
-        record->moreBits = numberOfStack(call.caller) << 4;
+        record->moreBits = numberOfStack(call.caller, call.frame) << 4;
     }
     if (isChecking()) {
         fillBlock(call.bank, bank, mine, *record);
     }
     announceBlock(&mine, block, record->request, wholeOf(bank, *record), wholeBytesOf(*record));
     if (hasHeader(bank, *record)) {
-        if (Record* older = recordOf(mine, nodeAt(headerOf(*record))->next)) {
-            older->prev = headerWord(headerOf(*older), WORD_PREV);
-        }
+        becomesNewest(mine, *record);
     }
     return block;
 }
@@ -246,14 +276,12 @@ static void fillFreed(const MemoryBank_s& bank, char* header, unsigned int size,
     }
 }
 
-// Calls the real free for a block with a record, and forgets the record.
-static int release(const Call& call, RecordedBank& mine, Record& record, RealFree* real)
+// Calls the real free for a block with a record, and forgets the record. isRight: its header is.
+static int release(const Call& call, RecordedBank& mine, Record& record, bool isRight, const Neighbours& neighbours,
+                   RealFree* real)
 {
     const MemoryBank_s& bank = realBank(call.manager, call.bank);
     char* header = record.block - sc_headerBytes;
-    const bool isRight = isHeaderRight(bank, record);
-    Record* newer = isRight ? recordOf(mine, nodeAt(header)->prev) : nullptr;
-    Record* older = isRight ? recordOf(mine, nodeAt(header)->next) : nullptr;
     const bool isInside = isInRegionOf(bank, record);
     const unsigned int size = record.size & ~sc_fallback;
     const char* after = header + size;
@@ -274,16 +302,22 @@ static int release(const Call& call, RecordedBank& mine, Record& record, RealFre
         readAllLinks(bank, mine);
         return result;
     }
-    if (newer) {
-        newer->next = headerWord(headerOf(*newer), WORD_NEXT);
+    if (neighbours.newer) {
+        neighbours.newer->next = headerWord(headerOf(*neighbours.newer), WORD_NEXT);
     }
-    if (older) {
-        older->prev = headerWord(headerOf(*older), WORD_PREV);
+    if (neighbours.older) {
+        neighbours.older->prev = headerWord(headerOf(*neighbours.older), WORD_PREV);
     }
     if (isChecking() && mine.isFilled && isInside) {
         fillFreed(bank, header, size, isJoinedAfter);
     }
     return result;
+}
+
+static int releaseHeld(const Call& call, RecordedBank& mine, Record& record, RealFree* real)
+{
+    const bool isRight = isHeaderRight(realBank(call.manager, call.bank), record);
+    return release(call, mine, record, isRight, isRight ? neighboursOf(mine, record) : Neighbours(), real);
 }
 
 // Puts a block into quarantine. The block that was there longest is freed when the quarantine is full.
@@ -295,7 +329,7 @@ static int hold(const Call& call, RecordedBank& mine, Record& record, RealFree* 
         void* pages =
             mmap(nullptr, most * sizeof(Record*), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (pages == MAP_FAILED) {
-            return release(call, mine, record, real);
+            return releaseHeld(call, mine, record, real);
         }
         mine.held = static_cast<Record**>(pages);
     }
@@ -304,7 +338,7 @@ static int hold(const Call& call, RecordedBank& mine, Record& record, RealFree* 
         mine.heldFirst = (mine.heldFirst + 1) % most;
         mine.heldCount -= 1;
         checkBlock({call.bank, bank, mine.records}, oldest, nullptr);
-        release(call, mine, oldest, real);
+        releaseHeld(call, mine, oldest, real);
     }
     record.set(RECORD_QUARANTINE);
     memset(record.block, sc_freedByte, bytesOf(bank, record));
@@ -316,7 +350,7 @@ static int hold(const Call& call, RecordedBank& mine, Record& record, RealFree* 
 static void freeHeld(const Call& call, RecordedBank& mine, RealFree* real)
 {
     for (; mine.heldCount > 0; --mine.heldCount) {
-        release(call, mine, *mine.held[mine.heldFirst], real);
+        releaseHeld(call, mine, *mine.held[mine.heldFirst], real);
         mine.heldFirst = (mine.heldFirst + 1) % settings().quarantine;
     }
 }
@@ -376,17 +410,17 @@ static int freeInHeap(const Call& call, RecordedBank& mine, void* block, RealFre
     }
     const BankOfRecords all = {call.bank, bank, mine.records};
     checkBlock(all, *record, call.caller);
-    if (isHeaderRight(bank, *record)) {
-        for (Record* neighbour :
-             {recordOf(mine, nodeAt(headerOf(*record))->prev), recordOf(mine, nodeAt(headerOf(*record))->next)}) {
-            if (neighbour && !isHeaderRight(bank, *neighbour)) {
-                checkBlock(all, *neighbour, nullptr); // before the real free writes its links
-            }
+    const bool isRight = isHeaderRight(bank, *record);
+    const Neighbours neighbours = isRight ? neighboursOf(mine, *record) : Neighbours();
+    for (Record* neighbour : {neighbours.newer, neighbours.older}) {
+        if (neighbour && !isHeaderRight(bank, *neighbour)) {
+            checkBlock(all, *neighbour, nullptr); // before the real free writes its links
         }
     }
     const unsigned int bytes = record->request;
     g_lastFrees.note(block, {call.bank, {bytes, record->name, record->line}, call.caller});
-    return settings().quarantine != 0 ? hold(call, mine, *record, real) : release(call, mine, *record, real);
+    return settings().quarantine != 0 ? hold(call, mine, *record, real)
+                                      : release(call, mine, *record, isRight, neighbours, real);
 }
 
 // ---- free: a linear bank
@@ -459,6 +493,7 @@ void recordManager(MemoryMgr* manager)
             announcePool(&mine);
         }
         mine.records.clear();
+        mine.newest[0] = mine.newest[1] = nullptr;
         mine.heldCount = 0;
         mine.isFilled = false;
     }

@@ -21,8 +21,9 @@ typedef int RealFree(MemoryMgr* manager, int bank, void* block);
 
 struct Call {
     MemoryMgr* manager;
-    int bank;           // -1 to 31
-    const void* caller; // the return address of the game's call
+    int bank;                    // -1 to 31
+    const void* caller;          // the return address of the game's call
+    const void* frame = nullptr; // alloc: the frame address of the hook; see stacks.h
 };
 
 extern MemoryMgr* g_recordedManager; // null: no records

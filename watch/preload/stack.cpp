@@ -9,6 +9,7 @@ namespace {
 struct Capture {
     const void* caller;
     const void** places;
+    uintptr_t* frames;
     unsigned int count;
     unsigned int most;
     unsigned int left; // frames that may still be looked at
@@ -21,6 +22,7 @@ static _Unwind_Reason_Code addPlace(_Unwind_Context* context, void* capture)
     Capture& wanted = *static_cast<Capture*>(capture);
     const void* place = reinterpret_cast<const void*>(_Unwind_GetIP(context));
     if (wanted.count > 0 || place == wanted.caller) {
+        wanted.frames[wanted.count] = _Unwind_GetCFA(context);
         wanted.places[wanted.count++] = place;
     }
     const bool isEnough = wanted.count == wanted.most || --wanted.left == 0 || !place;
@@ -29,7 +31,7 @@ static _Unwind_Reason_Code addPlace(_Unwind_Context* context, void* capture)
 
 void Stack::capture(const void* caller, unsigned int most)
 {
-    Capture wanted = {caller, m_places, 0, most, 32};
+    Capture wanted = {caller, m_places, m_frames, 0, most, 32};
     _Unwind_Backtrace(addPlace, &wanted);
     m_count = wanted.count;
     if (m_count == 0) {

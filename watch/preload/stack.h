@@ -16,11 +16,15 @@ public:
     unsigned int count() const { return m_count; }
     const void* at(unsigned int index) const { return m_places[index]; }
 
+    // Where the return address would be stored, on a processor that stores it directly before the caller's frame.
+    uintptr_t slotAt(unsigned int index) const { return m_frames[index] - sizeof(uintptr_t); }
+
     // Adds a line with the title, and a line for each place.
     void addTo(Message& message, const char* title) const;
 
 private:
     const void* m_places[sc_most] = {};
+    uintptr_t m_frames[sc_most] = {};
     unsigned int m_count = 0;
 };
 

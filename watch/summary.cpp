@@ -37,6 +37,7 @@ std::vector<PlaceSum> sumPlaces(const Snapshot& snapshot, int wanted)
         }
     }
     std::vector<PlaceSum> places;
+    places.reserve(sums.size());
     for (auto& sum : sums) {
         places.push_back(std::move(sum.second));
     }

@@ -84,15 +84,16 @@ done
 printf '%s\n' ./demo/Game ./tests/screenshots >>"$FOLDERS"
 newClone() {
     rm -rf "$folder/clone"
-    mkdir -p "$folder/clone/bench" "$folder/clone/tests/fuzz/corpus/one" "$folder/clone/tests/soak"
+    mkdir -p "$folder/clone/bench" "$folder/clone/tests/fuzz/corpus/one" "$folder/clone/tests/soak" \
+        "$folder/clone/tests/tools/core-memory" "$folder/clone/tests/watch"
     cd "$folder/clone"
     : >"$NOTED"
     cp "$run" run
     touch tests/fuzz/fuzz_one.cpp
     printf '#!/bin/sh\ncat >"$1" && touch "$2"\n' >bench/table.py
     printf '#!/bin/sh\nexec "$1"\n' >tests/soak/soak.py
-    printf '#!/bin/sh\n' | tee tests/lint.sh >tests/soak/two_users.py
-    chmod +x bench/table.py tests/soak/soak.py tests/soak/two_users.py tests/lint.sh
+    printf '#!/bin/sh\n' | tee tests/lint.sh tests/soak/two_users.py tests/watch/planted.py >tests/tools/core-memory/page_test.py
+    chmod +x bench/table.py tests/soak/*.py tests/tools/core-memory/page_test.py tests/watch/planted.py tests/lint.sh
 }
 
 # ---- The commands, as the README has them.

@@ -3,7 +3,8 @@
 
 page.py PAGE FOLDER...
 
-A block that begins with ```console has commands, after "$ ", and their output. The commands of a page run in one empty
+A block that begins with ```console has commands, after "$ ", and their output. The blocks with "core-memory run" are run: the
+others show games that take long. All commands run in one empty
 folder and in order. FOLDERs are searched for programs; the last one has the games. A compiler may store the path of a
 source in several forms, so what comes before "tests/" is left out.
 """
@@ -16,6 +17,8 @@ import tempfile
 
 def commands_of(text):
     for block in re.findall(r"^```console\n(.*?)^```", text, re.M | re.S):
+        if "core-memory run" not in block:
+            continue
         for command, output in re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", block, re.M):
             yield command, output
 

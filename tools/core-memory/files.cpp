@@ -1,5 +1,5 @@
 #include "tools/core-memory/files.h"
-#include "tools/core-memory/command.h"
+#include "tools/core-memory/status.h"
 #include "watch/summary.h"
 
 #include <errno.h>

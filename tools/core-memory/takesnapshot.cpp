@@ -1,8 +1,8 @@
 #include "tools/core-memory/takesnapshot.h"
-#include "tools/core-memory/command.h"
 #include "tools/core-memory/coredump.h"
 #include "tools/core-memory/locks.h"
 #include "tools/core-memory/process.h"
+#include "tools/core-memory/status.h"
 #include "watch/walk.h"
 
 #include <algorithm>

@@ -42,7 +42,7 @@ for (const snapshot of data.snapshots) {
 
 // ---- Colours: a hue for each file, a shade for each line of it
 
-const hueOf = (number) => 20 + number * 137.508 % 320; // no red, which is the colour of damage
+const hueOf = (number) => 20 + number * 0.618034 % 1 * 320; // the golden ratio keeps hues apart; no red, which is the colour of damage
 const fileOf = (place) => place.slice(0, place.lastIndexOf(":"));
 const files = new Map();
 const placeHues = data.places.map((place) => {

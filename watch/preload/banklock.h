@@ -28,6 +28,18 @@ public:
         }
     }
 
+    // Waits for at most a tenth of a second: for a signal handler, whose thread another thread may wait for.
+    bool lockSoon()
+    {
+        for (int tries = 0; tries < 1000; ++tries) {
+            if (tryLock()) {
+                return true;
+            }
+            usleep(100);
+        }
+        return false;
+    }
+
     void unlock()
     {
         if (--m_depth == 0) {

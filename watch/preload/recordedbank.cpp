@@ -548,13 +548,15 @@ void checkRecords(MemoryMgr* manager, RealFree* real)
     for (int index = -1; index < 32; ++index) {
         RecordedBank& mine = recordedBank(index);
         const MemoryBank_s& bank = realBank(manager, index);
-        Lock lock(mine);
-        if (mine.isBusy) {
-            continue; // a crash inside the operation, which has changed a part of the bank
+        if (!mine.mutex.lockSoon()) {
+            continue;
         }
-        checkBlocks(index, bank, mine);
-        freeHeld({manager, index, nullptr}, mine, real);
-        checkFreeBytes(index, bank, mine);
+        if (!mine.isBusy) { // else the process ends inside of an operation, which has changed a part of the bank
+            checkBlocks(index, bank, mine);
+            freeHeld({manager, index, nullptr}, mine, real);
+            checkFreeBytes(index, bank, mine);
+        }
+        mine.mutex.unlock();
     }
 }
 
@@ -590,13 +592,16 @@ void sendBlocks(MemoryMgr* manager, Channel& channel)
     for (int index = -1; index < 32; ++index) {
         RecordedBank& mine = recordedBank(index);
         const MemoryBank_s& bank = realBank(manager, index);
-        Lock lock(mine);
+        if (!mine.mutex.lockSoon()) {
+            continue;
+        }
         for (uint32_t place = 0; place < mine.records.places(); ++place) {
             const Record& record = mine.records.at(place);
             if (record.block && (record.stack() != 0 || !hasHeader(bank, record))) {
                 sendBlock(index, bank, record, channel);
             }
         }
+        mine.mutex.unlock();
     }
     sendStacks(channel);
 }

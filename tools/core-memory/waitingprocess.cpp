@@ -76,7 +76,7 @@ static std::string demangled(const char* symbol)
 {
     int status = 0;
     char* name = abi::__cxa_demangle(symbol, nullptr, nullptr, &status);
-    const std::string result = name ? name : symbol;
+    std::string result = name ? name : symbol;
     free(name);
     return result;
 }

@@ -75,6 +75,7 @@ static void execute(const std::vector<std::string>& command,
         setenv(variable.first.c_str(), variable.second.c_str(), 1);
     }
     std::vector<char*> words;
+    words.reserve(command.size() + 1);
     for (const std::string& word : command) {
         words.push_back(const_cast<char*>(word.c_str()));
     }

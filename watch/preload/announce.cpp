@@ -48,14 +48,14 @@ static void forbid(void* memory, size_t bytes)
 {
     if (listener() == LISTENER_MEMCHECK) {
         VALGRIND_MAKE_MEM_NOACCESS(memory, bytes);
-    } else if (listener() == LISTENER_SANITIZER) {
+    } else if (listener() == LISTENER_SANITIZER && __asan_poison_memory_region) {
         __asan_poison_memory_region(memory, bytes);
     }
 }
 
 static void allow(void* memory, size_t bytes)
 {
-    if (listener() == LISTENER_SANITIZER) {
+    if (listener() == LISTENER_SANITIZER && __asan_unpoison_memory_region) {
         __asan_unpoison_memory_region(memory, bytes);
     }
 }

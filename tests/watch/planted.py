@@ -62,7 +62,7 @@ def read_table(page):
     """The rows of the page's table: number, sentence, and a cell for each column."""
     with open(page, encoding="utf-8") as file:
         rows = [re.split(r"\s*\|\s*", line.strip().strip("|").strip()) for line in file if re.match(r"\| \d+ \|", line)]
-    return {int(row[0]): row[1:] for row in rows}
+    return {int(row[0]): row[1:] for row in rows if len(row) == 2 + len(COLUMNS)}
 
 
 def main():

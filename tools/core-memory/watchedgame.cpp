@@ -110,8 +110,13 @@ bool WatchedGame::start(const std::vector<std::string>& command,
         *error = failure("no pipe");
         return false;
     }
+    sigset_t passed;
+    sigset_t before;
+    sigfillset(&passed);
+    sigprocmask(SIG_BLOCK, &passed, &before); // a signal that comes too early waits until it can be passed on
     m_process = s_game = fork();
     if (m_process == 0) {
+        sigprocmask(SIG_SETMASK, &before, nullptr);
         auto all = variables;
         all.emplace_back("CORE_WATCH", m_name);
         execute(command, all);
@@ -119,6 +124,10 @@ bool WatchedGame::start(const std::vector<std::string>& command,
         (void)!write(failed[1], &reason, sizeof(reason));
         _exit(127);
     }
+    if (m_process > 0) {
+        passSignalsOn();
+    }
+    sigprocmask(SIG_SETMASK, &before, nullptr);
     close(failed[1]);
     int reason = 0;
     const bool isStarted = m_process > 0 && read(failed[0], &reason, sizeof(reason)) == 0;
@@ -129,7 +138,6 @@ bool WatchedGame::start(const std::vector<std::string>& command,
         *error = failure(command[0].c_str());
         return false;
     }
-    passSignalsOn();
     return true;
 }
 

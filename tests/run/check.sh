@@ -87,7 +87,8 @@ printf '%s\n' ./demo/Game ./tests/screenshots >>"$FOLDERS"
 newClone() {
     rm -rf "$folder/clone"
     mkdir -p "$folder/clone/bench" "$folder/clone/tests/fuzz/corpus/one" "$folder/clone/tests/soak" \
-        "$folder/clone/tests/consumer" "$folder/clone/packaging" "$folder/clone/tests/tools/core-memory"
+        "$folder/clone/tests/consumer" "$folder/clone/packaging" "$folder/clone/tests/tools/core-memory" \
+        "$folder/clone/tests/watch"
     cd "$folder/clone"
     : >"$NOTED"
     cp "$run" run
@@ -95,9 +96,9 @@ newClone() {
     printf '#!/bin/sh\ncat >"$1" && touch "$2"\n' >bench/table.py
     printf '#!/bin/sh\nexec "$1"\n' >tests/soak/soak.py
     printf '#!/bin/sh\n' | tee tests/lint.sh tests/consumer/matrix.sh packaging/check.sh tests/soak/two_users.py \
-        >tests/tools/core-memory/page_test.py
+        tests/watch/planted.py >tests/tools/core-memory/page_test.py
     chmod +x tests/consumer/matrix.sh packaging/check.sh bench/table.py tests/soak/*.py tests/tools/core-memory/page_test.py \
-        tests/lint.sh
+        tests/watch/planted.py tests/lint.sh
 }
 
 # ---- The commands, as the README has them.

@@ -9,6 +9,7 @@
 void addDiff(CLI::App& app, int* status);
 void addHtml(CLI::App& app, int* status);
 void addReport(CLI::App& app, int* status);
+void addRun(CLI::App& app, int* status);
 void addSizes(CLI::App& app, int* status);
 void addTop(CLI::App& app, int* status);
 void addSnapshot(CLI::App& app, int* status);

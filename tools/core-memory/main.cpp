@@ -30,6 +30,7 @@ int main(int argc, char** argv)
     addSizes(app, &status);
     addTop(app, &status);
     addHtml(app, &status);
+    addRun(app, &status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

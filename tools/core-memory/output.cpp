@@ -77,11 +77,11 @@ static size_t widthOf(const std::string& text)
         std::count_if(text.begin(), text.end(), [](char character) { return (character & 0xc0) != 0x80; }));
 }
 
-void Table::printRows(size_t most) const
+void Table::printRows(size_t most, FILE* out) const
 {
     Table first = *this;
     first.m_rows.resize(std::min(most, m_rows.size()));
-    first.printText();
+    first.printText(out);
 }
 
 void Table::printTop(size_t most) const
@@ -92,7 +92,7 @@ void Table::printTop(size_t most) const
     }
 }
 
-void Table::printText() const
+void Table::printText(FILE* out) const
 {
     std::vector<std::vector<std::string>> lines(1);
     for (const Column& column : m_columns) {
@@ -118,7 +118,7 @@ void Table::printText() const
             text += (index ? "  " : "") + (isText ? lines[number][index] + blanks : blanks + lines[number][index]);
         }
         text.erase(text.find_last_not_of(' ') + 1);
-        printf("%s\n", (number == 0 ? bold(text) : text).c_str());
+        fprintf(out, "%s\n", (number == 0 && out == stdout ? bold(text) : text).c_str());
     }
 }
 

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include <stdint.h>
+#include <stdio.h>
 #include <string>
 #include <vector>
 
@@ -43,8 +44,8 @@ public:
     void add(std::vector<nlohmann::ordered_json> cells) { m_rows.push_back(std::move(cells)); }
     size_t rowCount() const { return m_rows.size(); }
 
-    void printText() const;
-    void printRows(size_t most) const; // the first `most` rows
+    void printText(FILE* out = stdout) const;
+    void printRows(size_t most, FILE* out = stdout) const; // the first `most` rows
 
     // Prints the first `most` rows, and says how many more there are. 0 prints all.
     void printTop(size_t most) const;

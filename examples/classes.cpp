@@ -1,7 +1,7 @@
 // What you learn: classes whose objects lie in a bank, also classes that need an alignment.
 //
-// A class that derives from Allocator<BANK> is made with plain new and freed with plain delete. The number of the bank has to
-// be known at compile time, so give the banks constants, and define them in that order.
+// A class that derives from Allocator<BANK> is made with plain new and freed with plain delete. The number of the
+// bank has to be known at compile time, so give the banks constants, and define them in that order.
 #include "core/memorymgr.h"
 
 #include <stdint.h>
@@ -33,8 +33,8 @@ public:
     int arrows = 12;
 };
 
-// Blocks of a bank have no certain alignment. AlignedAllocator takes care of that. With Allocator this class would not
-// compile.
+// Blocks of a bank have no certain alignment. AlignedAllocator takes care of that. With Allocator this class would
+// not compile.
 struct alignas(16) Matrix : AlignedAllocator<BANK_UNITS> {
     float cells[16] = {};
 };

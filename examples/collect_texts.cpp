@@ -1,7 +1,8 @@
 // What you learn: how a game collects its texts into a file for a translator.
 //
-// Play the game once with a table that never calls setLanguage. Each text that goes through translate becomes an entry. When
-// the table is destroyed, it writes all entries to "strings.utf8" in the locale folder. An existing file is overwritten.
+// Play the game once with a table that never calls setLanguage. Each text that goes through translate becomes an
+// entry. When the table is destroyed, it writes all entries to "strings.utf8" in the locale folder. An existing file
+// is overwritten.
 #include "core/memorymgr.h"
 #include "core/stringtable.h"
 #include "file/file.h"

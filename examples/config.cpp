@@ -1,7 +1,7 @@
 // What you learn: how to read a config file with sections, braces and arrays.
 //
-// Parser gives lines and tokens; the game decides what they mean. The lines of a text have to end with a carriage return and a
-// line feed. loadText makes it so, whatever editor wrote the file.
+// Parser gives lines and tokens; the game decides what they mean. The lines of a text have to end with a carriage
+// return and a line feed. loadText makes it so, whatever editor wrote the file.
 #include "core/parser.h"
 #include "core/platform.h"
 #include "file/file.h"

@@ -1,15 +1,15 @@
 // What you learn: how to ask a bank what was not freed, and where it was allocated.
 //
-// Call such a report where a bank should be empty: after a level, and before the manager is destroyed. No debug build is
-// needed, because every block has its tag (source name and line) in all builds.
+// Call such a report where a bank should be empty: after a level, and before the manager is destroyed. No debug build
+// is needed, because every block has its tag (source name and line) in all builds.
 #include "core/memorymgr.h"
 
 #include <stdio.h>
 
 class GameMemory : public MemoryMgr {
 public:
-    // Prints each block of a heap bank that is still in use, the newest first. Returns the number of these blocks. The
-    // main thread calls it while no other thread uses the bank.
+    // Prints each block of a heap bank that is still in use, the newest first. Returns the number of these blocks.
+    // The main thread calls it while no other thread uses the bank.
     int reportLeaks(int bank) const
     {
         return reportList(banks[bank].usedList) + reportList(banks[bank].extList); // inside the bank, fallback blocks

@@ -1,7 +1,7 @@
 // What you learn: full screen and back, keys, and the mouse. F switches, H hides the cursor, Escape ends the program.
 //
-// window.mm explains the window and its loop. SetFullscreenWindow closes the window and makes another one, so the view has to
-// be attached again.
+// window.mm explains the window and its loop. SetFullscreenWindow closes the window and makes another one, so the
+// view has to be attached again.
 #include "core/platform.h"
 
 #import <Cocoa/Cocoa.h>

@@ -1,6 +1,7 @@
 // What you learn: how a game starts and ends with its memory in banks.
 //
-// A bank is a budget with a name. Each block carries the place in the source that asked for it, so a report can name it.
+// A bank is a budget with a name. Each block carries the place in the source that asked for it, so a report can name
+// it.
 #include "core/memorymgr.h"
 
 #include <stdio.h>

@@ -1,7 +1,7 @@
 // What you learn: how the texts of a game come in the player's language.
 //
-// The text in the source is the key. translate returns its translation, from "strings.utf8" in the locale folder. A text
-// without a translation comes back as it is, so a game can always be played.
+// The text in the source is the key. translate returns its translation, from "strings.utf8" in the locale folder. A
+// text without a translation comes back as it is, so a game can always be played.
 #include "core/memorymgr.h"
 #include "core/platform.h"
 #include "core/stringtable.h"

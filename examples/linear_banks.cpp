@@ -1,7 +1,7 @@
 // What you learn: memory that you free all at once, for a level and for a frame.
 //
-// A linear bank serves one block directly after the other, without headers. Nothing has to be freed one by one: the game
-// empties the bank when the level or the frame is over. This is the fastest memory that core has.
+// A linear bank serves one block directly after the other, without headers. Nothing has to be freed one by one: the
+// game empties the bank when the level or the frame is over. This is the fastest memory that core has.
 #include "core/memorymgr.h"
 
 #include <stdio.h>

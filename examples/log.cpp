@@ -1,7 +1,7 @@
 // What you learn: how the messages of core and of the game reach a console of the game's own.
 //
-// core calls owLogger::log through the dynamic linker. A program that defines this function itself receives all messages.
-// core needs nothing else of a logger.
+// core calls owLogger::log through the dynamic linker. A program that defines this function itself receives all
+// messages. core needs nothing else of a logger.
 #include "core/memorymgr.h"
 #include "core/parser.h"
 #include "logger/logger.h"
@@ -35,7 +35,8 @@ static std::string plain(const char* text)
     return result;
 }
 
-// In this program, this function takes the place of the library's. Any thread may call it: a game with threads locks here.
+// In this program, this function takes the place of the library's. Any thread may call it: a game with threads locks
+// here.
 __attribute__((visibility("default"))) void owLogger::log(int level, const char* format, ...)
 {
     char message[512];

@@ -1,8 +1,8 @@
 // What you learn: which calls many threads may make at once.
 //
-// alloc, free and getSize of the memory manager, new and delete of classes in a bank, and log may be called from any thread.
-// Each bank has a lock of its own, so threads that use different banks do not wait for each other. Almost everything else in
-// core belongs to the main thread; each header says so.
+// alloc, free and getSize of the memory manager, new and delete of classes in a bank, and log may be called from any
+// thread. Each bank has a lock of its own, so threads that use different banks do not wait for each other. Almost
+// everything else in core belongs to the main thread; each header says so.
 #include "core/memorymgr.h"
 #include "logger/logger.h"
 

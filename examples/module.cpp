@@ -1,8 +1,8 @@
 // What you learn: how a game finds its graphics module without naming any of its functions.
 //
-// A module is a library that exports one C function, its factory: CreateGfxSubsystem. LoadGraphicsAPI looks for a function of
-// that name in the program and in all libraries that the process has loaded, so the game can be linked with one module or
-// another. module_gfx.cpp is such a module. Sound has LoadSoundAPI and Load3dSoundAPI.
+// A module is a library that exports one C function, its factory: CreateGfxSubsystem. LoadGraphicsAPI looks for a
+// function of that name in the program and in all libraries that the process has loaded, so the game can be linked
+// with one module or another. module_gfx.cpp is such a module. Sound has LoadSoundAPI and Load3dSoundAPI.
 #include "module.h"
 
 #include "core/platform.h"

@@ -1,7 +1,8 @@
 // What you learn: OpenGL in core's window.
 //
-// The window gets an NSOpenGLView as its content. On a Mac this is the system's; elsewhere GNUstep's makes the context with
-// GLX, and Mesa draws in software where there is no graphics card. Escape ends the program; window.mm explains the loop.
+// The window gets an NSOpenGLView as its content. On a Mac this is the system's; elsewhere GNUstep's makes the
+// context with GLX, and Mesa draws in software where there is no graphics card. Escape ends the program; window.mm
+// explains the loop.
 #include "core/platform.h"
 
 #import <Cocoa/Cocoa.h>

@@ -1,8 +1,8 @@
 // What you learn: banks in memory of the game's own.
 //
-// A location is a source of memory, given by three callbacks. Location 0 is malloc. Location 1 is the game's: here one large
-// array, as on a machine without an operating system's heap. core asks the location once for all heap banks together, once
-// for each linear bank, and once for each fallback block.
+// A location is a source of memory, given by three callbacks. Location 0 is malloc. Location 1 is the game's: here
+// one large array, as on a machine without an operating system's heap. core asks the location once for all heap banks
+// together, once for each linear bank, and once for each fallback block.
 #include "core/memorymgr.h"
 
 #include <stdio.h>

@@ -1,7 +1,7 @@
 // What you learn: preferences with a section and a key, whose first values come from an INI file of the game.
 //
-// A read asks the store, which has what the player chose; then the INI file, which ships with the game; then it returns the
-// default in the source. A write changes the store only, and the value is on the disk when it returns.
+// A read asks the store, which has what the player chose; then the INI file, which ships with the game; then it
+// returns the default in the source. A write changes the store only, and the value is on the disk when it returns.
 #include "core/preferences.h"
 #include "core/memorymgr.h"
 #include "core/platform.h"

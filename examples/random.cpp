@@ -1,7 +1,7 @@
 // What you learn: random numbers that are the same on every machine.
 //
-// A game that stores the seed with a recorded battle can play the battle again, on a PowerPC Mac as on a PC. The numbers are
-// 32 bits without a sign; the process has one generator, which takes no lock.
+// A game that stores the seed with a recorded battle can play the battle again, on a PowerPC Mac as on a PC. The
+// numbers are 32 bits without a sign; the process has one generator, which takes no lock.
 #include "core/platform.h"
 
 #include <stdio.h>

@@ -1,7 +1,7 @@
 // What you learn: how to write a reader of your own on top of Parser, whose messages help the author of a data file.
 //
-// A good message names the file and the line, says what is there and what is expected, and the reader goes on, so that the
-// author sees all faults at once. The readers of Parser log short messages; here the game makes its own.
+// A good message names the file and the line, says what is there and what is expected, and the reader goes on, so
+// that the author sees all faults at once. The readers of Parser log short messages; here the game makes its own.
 #include "core/parser.h"
 #include "file/file.h"
 
@@ -11,7 +11,8 @@
 
 class UnitReader {
 public:
-    // text is cut. Its lines end with a carriage return and a line feed, so each call of ParseLine takes exactly one line.
+    // text is cut. Its lines end with a carriage return and a line feed, so each call of ParseLine takes exactly one
+    // line.
     UnitReader(const char* file, char* text) : m_file(file), m_parser(text) {}
 
     // Goes to the next line with a name; false at the end.

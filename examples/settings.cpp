@@ -1,7 +1,7 @@
 // What you learn: single settings without sections and without a memory manager, and a marker that all users share.
 //
-// Settings are for what the game has to know before it has memory: the size of its window, the language. The section is
-// ignored, so give each setting a key of its own.
+// Settings are for what the game has to know before it has memory: the size of its window, the language. The section
+// is ignored, so give each setting a key of its own.
 #include "core/platform.h"
 
 #include <stdio.h>

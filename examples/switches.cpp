@@ -4,8 +4,8 @@
 //
 // Without arguments this program shows that line.
 //
-// A switch with required arguments does not count the last words of the command line as optional ones: with one required
-// argument it would not see "towers" here. So a list is registered with optional arguments only.
+// A switch with required arguments does not count the last words of the command line as optional ones: with one
+// required argument it would not see "towers" here. So a list is registered with optional arguments only.
 #include "core/commandline.h"
 
 #include <stdio.h>

@@ -1,7 +1,7 @@
 // What you learn: how threadStarter runs a function of the game in a thread, and how the game sees that it is over.
 //
-// threadStarter has the form that the system's thread calls want. It gets a record with a function, its argument and a thread
-// object. It calls the function, sets the object's running flag to 0, and deletes the record.
+// threadStarter has the form that the system's thread calls want. It gets a record with a function, its argument and
+// a thread object. It calls the function, sets the object's running flag to 0, and deletes the record.
 #include "core/platform.h"
 
 #include <atomic>

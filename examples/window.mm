@@ -1,7 +1,7 @@
 // What you learn: a window, its event loop, and drawing with AppKit.
 //
-// core makes the window; the void* of core/platform.h is an NSWindow. The game's own Objective-C++ gives it a view, fetches
-// the events, and draws. Escape and the close button end the program.
+// core makes the window; the void* of core/platform.h is an NSWindow. The game's own Objective-C++ gives it a view,
+// fetches the events, and draws. Escape and the close button end the program.
 #include "core/platform.h"
 
 #import <Cocoa/Cocoa.h>
@@ -32,8 +32,8 @@ static float s_seconds; // since the start
 
 @end
 
-// The application is the delegate of core's windows: AppKit asks it whether a window may close. The game closes its window
-// itself, at the end.
+// The application is the delegate of core's windows: AppKit asks it whether a window may close. The game closes its
+// window itself, at the end.
 @implementation NSApplication (Game)
 
 - (BOOL)windowShouldClose:(id)window

@@ -45,7 +45,8 @@ public:
 
 // ---- Data. Lines of the form "name = number".
 
-// Returns the text of a file, with a carriage return before each line feed, as Parser wants it; "" if it can't be read.
+// Returns the text of a file, with a carriage return before each line feed, as Parser wants it; "" if it can't be
+// read.
 static std::string loadText(const std::string& path)
 {
     std::string text;

@@ -83,7 +83,7 @@ int main()
     [(NSWindow*)Platform::GetWindow() setContentView:view];
     Platform::SetWindowPos();
 
-    while (s_running) {
+    while (s_running && [view window]) { // the view has no window when the player has closed it
         NSAutoreleasePool* frame = [[NSAutoreleasePool alloc] init];
         while (NSEvent* event = s_running ? [NSApp nextEventMatchingMask:NSAnyEventMask
                                                                untilDate:[NSDate distantPast]
@@ -98,7 +98,7 @@ int main()
         Platform::Sleep(33);
     }
     Platform::ShowCursor(true);
-    Platform::DestructWindow(Platform::GetWindow()); // null is ignored
+    Platform::DestructWindow(Platform::GetWindow()); // ignores null, and a window that the player has closed
     [view release];
     [pool release];
     return 0;

@@ -14,6 +14,19 @@
 #endif
 #include <stdio.h>
 
+static bool s_running = true;
+
+@implementation NSApplication (Game)
+
+- (BOOL)windowShouldClose:(id)window
+{
+    (void)window;
+    s_running = false;
+    return NO;
+}
+
+@end
+
 static void drawTriangle(NSOpenGLView* view)
 {
     const NSSize size = [view bounds].size;
@@ -45,12 +58,13 @@ static bool takeEvents()
                                                untilDate:[NSDate distantPast]
                                                   inMode:NSDefaultRunLoopMode
                                                  dequeue:YES]) {
-        if ([event type] == NSKeyDown && Platform::RawKeyToLocalKey([event keyCode]) == 27) {
-            return false;
+        if ([event type] == NSKeyDown) {
+            s_running = s_running && Platform::RawKeyToLocalKey([event keyCode]) != 27;
+        } else {
+            [NSApp sendEvent:event];
         }
-        [NSApp sendEvent:event];
     }
-    return true;
+    return s_running;
 }
 
 int main()

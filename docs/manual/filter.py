@@ -27,9 +27,12 @@ def is_page(path):
 
 
 def escaped(text):
-    """Escapes what Doxygen would take for a command, except in code between backticks."""
-    parts = re.split(r"(`[^`]*`)", text)
-    return "".join(part if part.startswith("`") else re.sub(r"([\\@<>#])", r"\\\1", part) for part in parts)
+    """Escapes what Doxygen would take for a command. In code between backticks, that is "%" before a word only."""
+    def part(text):
+        if text.startswith("`"):
+            return re.sub(r"%(?=\w)", "%%", text)
+        return re.sub(r"([\\@<>#])", r"\\\1", text)
+    return "".join(part(text) for text in re.split(r"(`[^`]*`)", text))
 
 
 # ---- Headers
@@ -63,6 +66,8 @@ def header(path, lines):
         for text in block(comment) if documents else comment:
             out.append(f"{indent}///{' ' + text if text else ''}" if documents else f"{indent}//")
         comment = []
+        if re.match(r"class \w+.*{$", line) and not documents:
+            out.append(f"/// @copydoc {path.name}") # the comment at the top of the header is also that of its class
         if re.match(r"\s*class \w+;", line): # its remark would go to the next declaration
             line = line.partition(" //")[0]
         code, mark, remark = line.partition(" // ")

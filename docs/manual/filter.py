@@ -29,6 +29,8 @@ def is_page(path):
 def escaped(text):
     """Escapes what Doxygen would take for a command. In code between backticks, that is "%" before a word only."""
     def part(text):
+        if text.startswith("`") and "\\" in text: # Doxygen would take a backslash at the end for one before a backtick
+            return "<code>" + re.sub(r"([\\@<>#%\"*_])", r"\\\1", text[1:-1]) + "</code>"
         if text.startswith("`"):
             return re.sub(r"%(?=\w)", "%%", text)
         return re.sub(r"([\\@<>#])", r"\\\1", text)

@@ -2,6 +2,7 @@
 #include "core/platform.h"
 #include "core/str.h"
 #include "core/stringtable.h"
+#include "core/version.h"
 
 #include "tests/support/game_memory.h"
 #include "tests/support/stringtable_access.h"
@@ -229,7 +230,7 @@ TEST(CoreStringsCheck, TheStatusSays2ForAWrongCommandLineAnd3ForAFileThatCannotB
     EXPECT_EQ(missing.status, 3);
     EXPECT_EQ(missing.errors, "core-strings: missing.utf8: No such file or directory\n");
     EXPECT_EQ(run("--help").status, 0);
-    EXPECT_TRUE(contains(run("--version").output, "core-strings 0."));
+    EXPECT_TRUE(contains(run("--version").output, "core-strings " CORE_VERSION));
 }
 
 TEST(CoreStringsCheck, WarnsOfAPathThatIsTooLongForAGame)

@@ -10,6 +10,7 @@
 #include <stdlib.h>
 #include <string>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -291,6 +292,17 @@ static const char sc_snapshot[] =
     "free bank=0 offset=288 size=736\n"
     "fallback bank=0 number=1 size=544 place=\"game/sound.cpp:34\"\n"
     "end\n";
+
+TEST(CoreMemoryHtml, WritesToAPipeAndLeavesItAPipe)
+{
+    writeFile("7.snapshot", sc_snapshot);
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    ASSERT_EQ(system("timeout 60 cat pipe >copy &"), 0);
+    EXPECT_EQ(run("html 7.snapshot -o pipe").status, 0);
+    struct stat status;
+    ASSERT_EQ(stat("pipe", &status), 0);
+    EXPECT_TRUE(S_ISFIFO(status.st_mode));
+}
 
 TEST(CoreMemoryReport, ShowsPlacesByTheirBytes)
 {

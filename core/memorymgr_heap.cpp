@@ -152,16 +152,17 @@ INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& si
     }
     if (size + sc_headerSize < node->size) { // else the rest would have room for a header only
         const unsigned int rest = node->size - static_cast<unsigned int>(size);
-        list.replace(node, makeFreeNode(reinterpret_cast<char*>(node) + size, rest), rest);
+        MemoryHeapNode_s* remainder = reinterpret_cast<MemoryHeapNode_s*>(reinterpret_cast<char*>(node) + size);
+        remainder->magic = sc_magicFree;
+        list.replace(node, remainder, rest);
         node->size = static_cast<unsigned int>(size);
     } else {
         list.remove(node);
         bank->freeNodeCount -= 1;
     }
-    list.taken(node);
     bank->usedNodeCount += 1;
     pushFront(bank->usedList, node);
-    node->file = file;
+    list.setName(node, file);
     node->line = line;
     node->magic = sc_magicUsed;
     size = node->size;

@@ -3,7 +3,7 @@
 //
 // 1. The index does not change the bank: with and without an index, the nodes are on the same list in the same
 //    order. All memory of the index lies outside the bank.
-// 2. Each node has a class, which follows from its size. Sizes below 1/64 of the bank have a class for each
+// 2. Each node has a class, which follows from its size. Sizes below 1/128 of the bank have a class for each
 //    multiple of 32 bytes (an exact class). Larger sizes have four classes between two powers of two (a large
 //    class). The free list runs from small to large, so the nodes of a class follow each other. The index knows the
 //    first node of each class, and the index knows the last node of the list.
@@ -11,35 +11,36 @@
 //    level below are not 0, so that a search skips empty words. The best fit for a size is the first node of at
 //    least that size. When a node of that size is added to the list, its place is in front of the same node. To find
 //    that node, the index goes upward from the size's class to the first class that is not empty, and takes the first
-//    node of that class. A large class can also hold smaller nodes, so its nodes are walked; a bank has fewer than 64
+//    node of that class. A large class can also hold smaller nodes, so its nodes are walked; a bank has fewer than 128
 //    nodes in all its large classes. The node at the end of a bank can have a size that is no multiple of 32. Its
 //    class is that of the next smaller multiple, and it is the last node of that class.
-// 4. A unit is 32 bytes of the bank, and each unit has a bit. The first and the last unit of a used node are clear.
-//    The first and the last unit of a free node are set, and so is each of its units whose bit is in the same word
-//    as one of those two bits. From a free node's last unit the index finds its first: it reads the set bits
-//    downward to the next clear bit, which belongs to a used node because free nodes never touch. If a free node
-//    fills at least one whole word between its first and its last word, the word below its last word holds the
-//    number of the node's first unit, and the last word is marked as spanned. All other bits have no meaning, so
-//    each change writes only a few words.
-// 5. Exception to rules 2 and 4: while the free list has only one node, this node has no class, and the bits of its
-//    units are clear. So loading a level into an empty bank writes little to the index.
+// 4. A unit is 32 bytes of the bank, and each unit has two bits. Its start bit is set if a free node begins with the
+//    unit. Its end bit is set if a free node ends before the unit. From the unit after a free node the index finds the
+//    node's first unit: it is the next lower unit whose start bit is set, because a free node has no start bit inside.
+//    The bits of 64 units are one group. If a free node fills at least one whole group below the group of its end bit,
+//    the highest of these groups is marked as spanned, and holds the number of the node's first unit in place of start
+//    bits. So the search reads at most two groups. Used nodes have no bits.
+// 5. Exception to rules 2 to 4: the newest node, the one that was placed on the list last, has no class, and its bits
+//    are clear. It gets both when another node becomes the newest. The three questions compare their answers with the
+//    newest node. A game often uses the memory again that it has freed last; then nothing is written to the index.
+//    Among nodes of equal size the newest node is the first.
 // 6. Before an operation uses a node, the index compares it with the node's header. At the first contradiction the
 //    index gives itself up (frees its memory), because the game or a stray write has changed the bank. From then on
 //    the bank's free list is walked.
 //
-// The bitmap of rule 4 with words of 8 bits instead of 64. U is a used node of 3 units, F a free one; "." is a bit
-// without a meaning:
+// The bits of rule 4, with groups of 8 units instead of 64. U is a used node, F a free one:
 //
-//  unit     0  1  2  3  4  5  6  7 | 8  9 10 11 12 13 14 15 |16 17 18 19 20 21 22 23 |24 25 26 27 28 29 30 31
-//  node     U  U  U  F  F  F  F  F   F  F  F  F  F  F  F  F   F  F  F  F  F  F  F  F   F  F  U  U  U  F  F  U ...
-//  bit      0  .  0  1  1  1  1  1 | .  .  .  .  .  .  .  . |     the number 3        | 1  1  0  .  0  1  1  0
-//  spanned                       . |                       . |                       . |                     yes
+//  unit      0  1  2  3  4  5  6  7 | 8  9 10 11 12 13 14 15 |16 17 18 19 20 21 22 23 |24 25 26 27 28 29 30 31
+//  node      U  U  U  F  F  F  F  F   F  F  F  F  F  F  F  F   F  F  F  F  F  F  F  F   F  F  U  U  U  F  F  U ...
+//  start     0  0  0  1  0  0  0  0 | 0  0  0  0  0  0  0  0 |     the number 3        | 0  0  0  0  0  1  0  0
+//  end       0  0  0  0  0  0  0  0 | 0  0  0  0  0  0  0  0 | 1  1  1  1  1  1  1  1 | 0  0  1  0  0  0  0  1
 //
-// The free node that ends with unit 25 has set bits down to the start of its word. That word is marked as spanned,
-// so the word below it tells that the node begins with unit 3. The free node that ends with unit 30 begins with
-// unit 29, because the bit of unit 28 is clear.
+// The end bit of unit 26 is set. No unit below 26 in the same group has a start bit. All end bits of the group below
+// are set, so this group is marked as spanned: the free node begins with unit 3. The end bit of unit 31 is set, and
+// the next lower start bit is that of unit 29.
 //
-// An index takes less than 1 % of its bank's size from ordinary memory when the bank is made, and nothing later.
+// An index takes less than 1 % of its bank's size from ordinary memory when the bank is made, and nothing later. In
+// banks of less than 128 KiB it can take up to 128 bytes more.
 #pragma once
 
 #include "core/memorymgr_walk.h"
@@ -53,6 +54,12 @@ inline unsigned int unitsFor(unsigned int bytes)
 {
     return (bytes + sc_unit - 1) / sc_unit; // bytes are less than 2^31
 }
+
+// A group: the bits of 64 units (rule 4).
+struct FreeBits {
+    uint64_t starts; // in a spanned group: the number of the first unit of the free node that fills the group
+    uint64_t ends;   // in a spanned group: all bits set
+};
 
 // Different threads use different banks. The alignment keeps two indexes out of one line of the processor's cache.
 class alignas(64) FreeIndex {
@@ -70,16 +77,18 @@ public:
     // The three questions of FreeWalk. Each stores its answer and returns true; returns false if the bank
     // contradicts the index, which has then given itself up.
     bool firstOfAtLeast(const MemoryBank_s* bank, unsigned long size, MemoryHeapNode_s** node);
-    bool placeFor(unsigned int size, const MemoryHeapNode_s* leaving, FreePlace* place);
+    bool placeFor(unsigned int size, FreePlace* place);
     bool neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* node, FreeNeighbours* found);
 
-    // FreeList calls these for each change to the free list: added after the change, removed and replaced before
-    // it, while the list and the sizes are still the old ones.
-    void added(const MemoryBank_s* bank, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
-    void removed(const MemoryHeapNode_s* node);
-    void replaced(const MemoryHeapNode_s* old, const MemoryHeapNode_s* node,
-                  unsigned int size);         // node, of this size, replaces old
-    void taken(const MemoryHeapNode_s* node); // node is in use now: clears its first and last unit
+    // FreeList calls these before each change to the free list, while the list and the sizes are still the old ones.
+    // They return false if the newest node contradicts the index, which has then given itself up.
+    bool adding(const MemoryHeapNode_s* node, const FreePlace& place);
+    bool replacing(const MemoryHeapNode_s* old, const MemoryHeapNode_s* node,
+                   unsigned int size); // node, of this size, takes old's place
+    void removing(const MemoryHeapNode_s* node);
+
+    // Stores the source name of node. Looks into the table of names only if name is not the bank's last one.
+    void setName(MemoryHeapNode_s* node, const char* name);
 
     // In a checked build: returns the first rule above that the index breaks; null when it breaks none.
     const char* brokenRule(const MemoryBank_s* bank) const;
@@ -93,44 +102,56 @@ private:
 
     unsigned int _classOf(unsigned int size) const;
     unsigned int _largeClassOf(unsigned int size) const;
+    bool _isOfClass(unsigned int number, unsigned int size) const;
+    bool _hasNodes(unsigned int number) const;
     unsigned int _firstClassFrom(unsigned int number) const;
     unsigned int _firstClassBehindWord(unsigned int word) const;
     void _setHead(unsigned int number, const MemoryHeapNode_s* node);
+    void _clearHead(unsigned int number);
     void _enterClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
-    void _enter(const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
-    void _enterOnly(const MemoryHeapNode_s* only);
-    void _leaveOnly();
     void _leaveClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
     MemoryHeapNode_s* _firstFrom(unsigned long size) const;
     MemoryHeapNode_s* _firstLargeFrom(unsigned long size) const;
+    bool _isNewestBefore(unsigned int number) const;
+    bool _enterNewest();
+    void _leave(const MemoryHeapNode_s* node);
 
     MemoryHeapNode_s* _nodeAt(unsigned int unit) const;
+    size_t _offsetOf(const MemoryHeapNode_s* node) const;
     unsigned int _unitOf(const MemoryHeapNode_s* node) const;
-    bool _isFree(unsigned int unit) const;
-    unsigned int _firstUnitOfNodeUpTo(unsigned int last) const;
-    void _markFree(unsigned int first, unsigned int last);
+    bool _isStart(unsigned int unit) const;
+    bool _isEnd(unsigned int unit) const;
+    unsigned int _firstUnitOfNodeBefore(unsigned int end) const;
+    bool _isSpanning(unsigned int first, unsigned int end) const;
+    void _mark(const MemoryHeapNode_s* node);
+    void _unmark(const MemoryHeapNode_s* node);
     const char* _brokenUnitRule(const MemoryBank_s* bank) const;
 
     bool _isUnit(const MemoryHeapNode_s* node) const;
     bool _isPossible(const MemoryHeapNode_s* node) const;
+    bool _isNewestSound() const;
     bool _isFreeNode(const MemoryHeapNode_s* node, unsigned long size) const;
 
     static Set s_sets[4];
     static const unsigned int sc_noClass = UINT32_MAX;
-    static const unsigned int sc_topCount = 5;
+    static const uint64_t sc_spanned = UINT64_MAX;
 
     char* m_base;                    // of the bank
     unsigned int m_size;             // of the bank
     unsigned int m_exactCount;       // classes of a single multiple of 32
-    unsigned int m_largeOffset;      // added to a large size's number gives its class; can wrap below 0
     const MemoryHeapNode_s* m_first; // of the free list
     const MemoryHeapNode_s* m_last;
-    uint64_t* m_units;            // rule 4: a bit for each unit; null: the bank has no index
-    uint64_t* m_spanned;          // rule 4: a bit for each word of m_units
-    uint64_t* m_groups;           // a bit for each word of m_classes; set: it isn't 0
-    uint64_t* m_classes;          // a bit for each class; set: the class has nodes
-    unsigned int* m_heads;        // for each class: 1 + the first node's first unit; 0: the class is empty
-    uint64_t m_tops[sc_topCount]; // a bit for each of up to 257 words of m_groups; set: it isn't 0
+    const MemoryHeapNode_s* m_newest; // rule 5; null: all nodes have a class
+    unsigned int m_newestSize;        // the size with which it was placed
+    FreeBits* m_bits;                 // rule 4; null: the bank has no index
+    uint64_t* m_classes;              // a bit for each class; set: the class has nodes
+    unsigned int* m_heads;            // for each class that has nodes: the first node's first unit
+    uint64_t* m_groups;               // a bit for each word of m_classes; set: it isn't 0
+    const char* m_lastName;           // of setName
+    MemoryNameRef m_lastNameRef;      // the link to it; null: none
+    unsigned int m_largeOffset;       // added to a large size's number gives its class; can wrap below 0
+    unsigned int m_topCount;          // words of m_tops in use
+    uint64_t m_tops[5];               // a bit for each of up to 257 words of m_groups; set: it isn't 0
 };
 
 struct FreeIndex::Set {
@@ -142,9 +163,9 @@ struct FreeIndex::Set {
 // Only the search in the first set is inlined, because a game has one manager.
 inline FreeIndex* FreeIndex::of(const MemoryBank_s* banks, size_t number)
 {
-    if (number >= 32 || s_sets[0].banks.load(std::memory_order_acquire) != banks) {
+    if (__builtin_expect(number >= 32 || s_sets[0].banks.load(std::memory_order_acquire) != banks, false)) {
         return _ofLaterSets(banks, number);
     }
     FreeIndex* index = &s_sets[0].indexes[number];
-    return index->m_units ? index : nullptr;
+    return __builtin_expect(index->m_bits != nullptr, true) ? index : nullptr;
 }

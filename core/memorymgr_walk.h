@@ -35,13 +35,12 @@ public:
         return node;
     }
 
-    // Returns the place of a node of size bytes: before the first node of at least that size; if there is none,
-    // after the last node. leaving is a node that the new node replaces; null if it replaces none. leaving's size
-    // is not compared. If the answer's before is leaving, the new node takes leaving's place.
-    __attribute__((noinline)) FreePlace placeFor(unsigned int size, const MemoryHeapNode_s* leaving) const
+    // Returns the place of a node of size bytes that is not on the list: before the first node of at least that size;
+    // if there is none, after the last node.
+    __attribute__((noinline)) FreePlace placeFor(unsigned int size) const
     {
         FreePlace place = {nullptr, m_list};
-        while (place.after && (place.after == leaving || place.after->size < size)) {
+        while (place.after && place.after->size < size) {
             place = {place.after, place.after->next};
         }
         return place;

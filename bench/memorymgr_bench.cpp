@@ -1,13 +1,21 @@
-// What the banks cost, beside other allocators: boost's rbtree_best_fit, which works in a region of its own as a bank
-// does, and malloc, mimalloc and jemalloc.
+// The time of alloc and free in a bank, and the memory that a bank takes, beside other allocators: boost's
+// rbtree_best_fit, which allocates inside one region as a bank does, and malloc of the C library, mimalloc and
+// jemalloc.
 //
-// On each side an operation takes a recursive lock, as a bank does, and each block that is made gets a byte written to
-// it. A side ends as it began, with nothing in use, so its memory is warm.
+// On each side, an operation locks a recursive mutex, as an operation of a bank does. One byte of each new block is
+// written. At the end of its work a side has freed all blocks of that work. So each work after the first one uses
+// memory that the process has already written to.
 //
-//     memorymgr_bench [PART OF A SUBJECT [FOLDER]]      FOLDER: of the recorded sessions to play, the demo's if none
+//     memorymgr_bench [PART OF A SUBJECT [FOLDER]]
 //
-// The subjects "worst" are single operations, the slowest but one in 10,000; the clock's own time, some 20 ns, is in
-// them. How much memory each side takes is told on the standard error stream; that subject is "memory".
+// FOLDER is a folder of recorded sessions; the default is the recordings of this tree. Three kinds of subjects:
+//
+//  | Subject      | Result                                                                                       |
+//  |--------------|----------------------------------------------------------------------------------------------|
+//  | heap: worst  | the time of one operation; one operation in 10,000 takes longer. It contains the time that   |
+//  |              | it takes to read the clock, about 20 ns                                                      |
+//  | memory       | the KiB that each side takes, printed on the standard error stream                           |
+//  | all others   | the time of an operation, as peers.h describes                                               |
 #include "core/memorymgr.h"
 #include "memorymgr_scripts.h"
 #include "peers.h"
@@ -30,7 +38,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-// A manager whose bank keeps the size it is given: it reads and writes no bank-size file.
+// A manager with one bank of a fixed size. The manager reads and writes no bank-size file.
 class BenchMemory : public MemoryMgr {
 public:
     BenchMemory(e_MemoryBankType type, unsigned int size)
@@ -40,7 +48,7 @@ public:
         initialize();
     }
 
-    // Some of the time would have been the fallback's, which is malloc's.
+    // Fallback blocks come from malloc. With fallback blocks, part of the measured time would be malloc's.
     ~BenchMemory() override
     {
         if (banks[0].extNodeCount != 0) {
@@ -97,12 +105,13 @@ public:
 private:
     typedef boost::interprocess::rbtree_best_fit<boost::interprocess::null_mutex_family, void*> Algorithm;
     std::unique_ptr<char[]> m_region;
-    Algorithm* m_heap; // in the region
+    Algorithm* m_heap; // at the start of m_region
     Mutex m_mutex;
 };
 #endif
 
-// malloc and free of any library. It is loaded here, so that nobody else gets its malloc.
+// malloc and free of a library. dlopen loads the library. If the program were linked with it, all other code of the
+// program would call its malloc, too.
 template <int LIBRARY>
 class Malloc {
 public:
@@ -138,7 +147,8 @@ typedef Malloc<0> Libc;
 typedef Malloc<1> Mimalloc;
 typedef Malloc<2> Jemalloc;
 
-// use(name, make) for each side there is, ours first; make(size) makes the side with a region of so many bytes.
+// Calls use(name, make) for each installed side, core's first. make(size) returns a new object of that side; a side
+// that allocates inside a region gets a region of size bytes.
 template <typename Use>
 static void forEachSide(Use use)
 {
@@ -170,9 +180,11 @@ static void touch(void* block)
 struct Play {
     std::string name;
     Session session;
-    unsigned int room; // bytes: half as much again as is ever in use, headers and all
+    unsigned int room; // bytes of a region that is large enough; see playOf
 };
 
+// Counts 56 bytes for the header and the rounding of each block. The room is 1.5 times the most bytes in use, because
+// free nodes lie between the blocks, and 64 KiB.
 static Play playOf(const std::string& name, Session session)
 {
     unsigned long long bytes = 0;
@@ -205,8 +217,8 @@ static std::vector<Play> recordedPlays(const std::string& folder)
     return plays;
 }
 
-// Does each operation of a session through around(operation, what), and frees what is left in the end. The answer is
-// the number of blocks.
+// Plays a session: calls around(operation, what) for each operation; what() does the operation. Then frees the blocks
+// that the session did not free. Returns the number of blocks.
 template <typename Heap, typename Around>
 static unsigned long long play(const Session& session, std::vector<void*>& blocks, Heap& heap, Around around)
 {
@@ -245,7 +257,8 @@ static void comparePlay(Bench& bench, const Play& p)
     bench.compare(subject.c_str(), "operation", 2.0 * static_cast<double>(blocks.size()), sides);
 }
 
-// Each operation counts with the fastest of five times, so that what else the machine does stays out of it.
+// Plays the session five times and takes the shortest time of each operation, because other programs on the machine
+// can only make an operation slower.
 static void compareWorst(Bench& bench, const Play& p)
 {
     const std::string subject = "heap: worst of " + p.name;
@@ -271,7 +284,8 @@ static void compareWorst(Bench& bench, const Play& p)
 
 // ---- Free nodes
 
-// Leaves holes, none of which touches another: a block that stays in use stands behind each.
+// Makes one free node for each size. A block in use lies between each two free nodes, so they do not coalesce.
+// Returns these blocks in use.
 template <typename Heap>
 static std::vector<void*> makeHoles(Heap& heap, const std::vector<unsigned int>& sizes)
 {
@@ -287,7 +301,7 @@ static std::vector<void*> makeHoles(Heap& heap, const std::vector<unsigned int>&
     return walls;
 }
 
-// One alloc and the free of its block among holes of these sizes.
+// Measures an alloc and the free of the same block, in a heap that has free nodes of these sizes.
 static void compareHoles(Bench& bench, const std::string& subject, std::vector<unsigned int> sizes)
 {
     if (!bench.wants(subject.c_str())) {
@@ -380,7 +394,7 @@ static void compareLinear(Bench& bench)
 
 // ---- Memory
 
-// What the process has written to, of its own, in KiB.
+// Returns the KiB of memory that this process has written to and shares with no other process; 0 if unknown.
 static long privateMemory()
 {
     std::ifstream file("/proc/self/smaps_rollup");
@@ -392,8 +406,8 @@ static long privateMemory()
     return 0;
 }
 
-// A session as far as the operation that has the most in use, each block written to its last byte, in a process of its
-// own: what has been taken by then.
+// Plays a session up to the operation after which the most bytes are in use, and writes every byte of each block.
+// Prints the memory that each side has taken at that point. Each side runs in a child process of its own.
 static void compareMemory(Bench& bench, const Play& p)
 {
     const std::string subject = "memory: " + p.name;
@@ -434,7 +448,8 @@ static void compareMemory(Bench& bench, const Play& p)
     fprintf(stderr, " KiB taken\n");
 }
 
-// jemalloc needs more room for its thread's own variables than the dynamic linker leaves unasked for.
+// Starts this program again, once, with more room for thread-local variables. When dlopen loads jemalloc, it needs
+// more of this room than the dynamic linker reserves by default.
 static void leaveRoomForThreadVariables(char** argv)
 {
     if (!getenv("GLIBC_TUNABLES")) {
@@ -448,7 +463,7 @@ int main(int argc, char** argv)
     leaveRoomForThreadVariables(argv);
     Bench bench(argc, argv);
     std::vector<Play> plays = recordedPlays(argc > 2 ? argv[2] : CORE_RECORDINGS);
-    const ScratchFolder scratch; // for the data folder of each manager; FOLDER, which may be relative, is read by now
+    const ScratchFolder scratch; // changes the working folder, so it is made after FOLDER was read
     plays.push_back(playOf("frames of a game", gameFrames()));
     plays.push_back(playOf("20,000 holes", manyHoles()));
     plays.push_back(playOf("loading levels", levels()));

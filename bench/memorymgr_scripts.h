@@ -1,4 +1,5 @@
-// Sessions that nobody recorded, the same in each run: what games do to their heap.
+// Sessions that are computed, not recorded: the allocations that games and other programs typically make. Each is the
+// same in every run.
 #pragma once
 
 #include "recordings/session.h"
@@ -8,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-// Writes a session, operation by operation.
+// Makes a session, one operation at a time. Blocks are named by their numbers, in the order of their allocation.
 class Script {
 public:
     explicit Script(unsigned int seed) : m_random(seed) {}
@@ -37,7 +38,7 @@ public:
         numbers.clear();
     }
 
-    // One of them, which leaves the list.
+    // Frees one of these blocks, chosen at random, and removes it from the list.
     void freeAny(std::vector<unsigned int>& numbers)
     {
         std::swap(numbers[below(static_cast<unsigned int>(numbers.size()))], numbers.back());
@@ -61,8 +62,8 @@ private:
     Session m_session;
 };
 
-// A thousand frames of a game: 5000 things of the level stay, in each frame twenty are replaced, and 200 small blocks
-// live for the frame alone.
+// A thousand frames of a game. The level has 5000 blocks. Each frame replaces 20 of them, and allocates 200 small
+// blocks that it frees at its end.
 inline Session gameFrames()
 {
     Script script(1);
@@ -85,7 +86,8 @@ inline Session gameFrames()
     return script.take();
 }
 
-// Every other one of 40,000 blocks is freed, in no order, which leaves 20,000 holes; then blocks come and go among them.
+// Allocates 40,000 blocks and frees every second one, in random order, which leaves 20,000 holes. Then allocates and
+// frees blocks among these holes.
 inline Session manyHoles()
 {
     Script script(2);
@@ -111,8 +113,8 @@ inline Session manyHoles()
     return script.take();
 }
 
-// Ten levels, one after the other: mostly small things, some meshes of up to 8 KiB, textures and sounds of up to 1 MiB.
-// A twentieth stays until the level after the next.
+// Ten levels, one after the other: most blocks are small, some are meshes of up to 8 KiB, a few are textures and
+// sounds of up to 1 MiB. One block in 20 is freed only after the next level has been loaded.
 inline Session levels()
 {
     Script script(3);
@@ -128,20 +130,21 @@ inline Session levels()
         script.shuffle(things);
         older.assign(things.end() - 1000, things.end());
         things.resize(things.size() - 1000);
-        std::sort(things.begin(), things.begin() + 10000); // half of it goes in the order it came
+        std::sort(things.begin(), things.begin() + 10000); // half in the order of allocation
         script.freeAll(things);
     }
     return script.take();
 }
 
-// Twelve levels, each of 30,000 blocks that are freed in exactly the reverse order: there is one free node all the time.
+// Twelve levels. Each allocates 30,000 blocks and frees them in exactly the reverse order, so there is always one
+// free node.
 inline Session levelsInReverse()
 {
     Script script(4);
     std::vector<unsigned int> things;
     for (int level = 0; level < 12; ++level) {
         for (int i = 0; i < 30000; ++i) {
-            things.push_back(script.make(1 + script.below(script.below(10) ? 300 : 14000))); // 855 bytes in the mean
+            things.push_back(script.make(1 + script.below(script.below(10) ? 300 : 14000))); // 825 bytes on average
         }
         std::reverse(things.begin(), things.end());
         script.freeAll(things);
@@ -149,8 +152,9 @@ inline Session levelsInReverse()
     return script.take();
 }
 
-// An image program: few and large blocks. Layers consist of tiles of 64 KiB, filters take buffers of the size of rows
-// and of whole pictures, and the last twenty steps can be undone.
+// An image editor, with few and large blocks. Layers consist of tiles of 64 KiB. Each of 4000 steps allocates buffers
+// for rows and for a whole picture. The replaced tiles of the last twenty steps are kept, so that the user can undo
+// them.
 inline Session images()
 {
     Script script(5);
@@ -167,7 +171,7 @@ inline Session images()
         }
         steps.emplace_back();
         for (unsigned int i = script.below(20); i > 0; --i) {
-            steps.back().push_back(tiles.back()); // the tile as it was
+            steps.back().push_back(tiles.back()); // the tile before this step
             tiles.back() = script.make(64 << 10);
             std::swap(tiles.back(), tiles[script.below(300)]);
         }
@@ -182,8 +186,8 @@ inline Session images()
     return script.take();
 }
 
-// A window server: resources of its clients that stay for a while, requests and answers that are gone at once, a
-// pixmap now and then. 804 bytes in the mean.
+// A window server: resources of clients, which live for a while; requests and answers, which are freed soon;
+// sometimes a pixmap. A block has 856 bytes on average.
 inline Session windowServer()
 {
     Script script(6);
@@ -208,8 +212,9 @@ inline Session windowServer()
     return script.take();
 }
 
-// A compiler: for each function a tree of small nodes and lists that double, all of which go at the function's end;
-// names and types stay to the end of the file, chunks of 4 KiB among them.
+// A compiler. For each function it allocates a tree of small nodes and a list that is reallocated, at times to double
+// its length; it frees both at the end of the function. Names, types and chunks of 4 KiB are freed at the end of the
+// file, after 300 functions.
 inline Session compiler()
 {
     Script script(7);
@@ -227,7 +232,7 @@ inline Session compiler()
                 length = length > 64 << 10 ? 64 : length;
             }
             if (script.below(6) == 0) {
-                script.freeAny(nodes); // folded
+                script.freeAny(nodes); // a constant expression was computed: its node is not needed
             }
             if (script.below(15) == 0) {
                 file.push_back(script.make(script.below(20) ? 10 + script.below(60) : 4064));
@@ -243,7 +248,8 @@ inline Session compiler()
     return script.take();
 }
 
-// A database: pages in a cache, statements of many small parts that are prepared, run and dropped, rows of all lengths.
+// A database: a cache of 1000 pages; statements, each of 5 to 29 small blocks that are freed together; the last 400
+// or fewer rows, of 1 to 5000 bytes.
 inline Session database()
 {
     Script script(8);
@@ -272,7 +278,8 @@ inline Session database()
     return script.take();
 }
 
-// A game whose scripts make objects and texts: a collector frees what has died, a tenth of all, in the order it was made.
+// A game whose scripts make objects and texts. After each step a garbage collector frees one object in ten, in the
+// order of their allocation; above 8000 objects also the 1100 oldest.
 inline Session scriptedGame()
 {
     Script script(9);

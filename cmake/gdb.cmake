@@ -3,9 +3,9 @@
 # (add-auto-load-safe-path), and the auto-load folder that the install rule below uses, which GDB trusts.
 if(NOT APPLE)
     set(gdb_printers ${PROJECT_SOURCE_DIR}/tools/gdb/core.py)
-    add_custom_command(TARGET core POST_BUILD
-        COMMAND ${CMAKE_COMMAND} -E copy_if_different ${gdb_printers} $<TARGET_FILE:core>-gdb.py)
-    set_property(TARGET core APPEND PROPERTY LINK_DEPENDS ${gdb_printers}) # a change there copies it again
-    install(FILES ${gdb_printers} RENAME $<TARGET_FILE_NAME:core>-gdb.py
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load/${CMAKE_INSTALL_FULL_LIBDIR})
+    add_custom_command(TARGET ${prefix}core POST_BUILD
+        COMMAND ${CMAKE_COMMAND} -E copy_if_different ${gdb_printers} $<TARGET_FILE:${prefix}core>-gdb.py)
+    set_property(TARGET ${prefix}core APPEND PROPERTY LINK_DEPENDS ${gdb_printers}) # a change of the file makes the build copy it again
+    install(FILES ${gdb_printers} RENAME $<TARGET_FILE_NAME:${prefix}core>-gdb.py
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load/${CMAKE_INSTALL_FULL_LIBDIR} COMPONENT development)
 endif()

@@ -9,14 +9,49 @@ endif()
 
 find_package(Threads REQUIRED)
 
+# The libraries are shared, so that a game can replace their functions. BUILD_SHARED_LIBS=OFF makes static ones.
+set(core_kind SHARED)
+if(DEFINED BUILD_SHARED_LIBS AND NOT BUILD_SHARED_LIBS)
+    set(core_kind STATIC)
+endif()
+
+# The libraries' targets are core, file, logger and macapi. In a game's build they are core-core, core-file and so on,
+# because a game may have a target named logger. A game links core::core, which is the same in every build.
+set(prefix)
+if(NOT PROJECT_IS_TOP_LEVEL)
+    set(prefix core-)
+    cmake_language(DEFER DIRECTORY ${CMAKE_SOURCE_DIR} CALL core_short_names)
+endif()
+
+# core_short_names(): gives the targets their short names as well, as far as the game has no such targets. CMake calls this
+# function at the end of the game's CMakeLists.txt.
+function(core_short_names)
+    foreach(name core file logger macapi)
+        if(TARGET core-${name} AND NOT TARGET ${name})
+            add_library(${name} ALIAS core-${name})
+        endif()
+    endforeach()
+endfunction()
+
+# Installed libraries look for each other in their own folder. The dynamic linker searches the system's folders anyway.
+set(core_run_path "$ORIGIN")
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    set(core_run_path)
+endif()
+
 # Blocks of a bank are aligned to at most 8 bytes. With this option, a class that allocates from a bank and needs a
-# larger alignment does not compile. Without it the compiler accepts alignments up to 16. The target core passes the
-# option on to the game.
+# larger alignment does not compile. Without it the compiler accepts alignments up to 16. The target core::core passes
+# the option on to the game, whose compiler may be another one than this build's.
 set(core_new_alignment -faligned-new=8)
 if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
     set(core_new_alignment -fnew-alignment=8)
 endif()
-set(core_new_alignment_options $<$<COMPILE_LANGUAGE:CXX,OBJCXX>:${core_new_alignment}>)
+set(core_new_alignment_options)
+foreach(language CXX OBJCXX)
+    list(APPEND core_new_alignment_options
+        $<$<COMPILE_LANG_AND_ID:${language},GNU>:-faligned-new=8>
+        $<$<COMPILE_LANG_AND_ID:${language},Clang,AppleClang>:-fnew-alignment=8>)
+endforeach()
 
 # Compile options:
 #
@@ -42,24 +77,30 @@ if(CORE_SANITIZE)
     add_link_options(-fsanitize=${CORE_SANITIZE})
 endif()
 
-# core_library(NAME SOURCE... [INCLUDE_DIR FOLDER] PUBLIC_HEADERS HEADER...): a shared library and its public headers.
+# core_library(NAME SOURCE... [INCLUDE_DIR FOLDER] [MAP FILE] [MODULE COMPONENT] PUBLIC_HEADERS HEADER...): a library and
+# its public headers. Its target is ${prefix}NAME, with the alias core::NAME. A MODULE is a shared library that no game
+# links; it is installed with COMPONENT.
 #
 # The headers after PUBLIC_HEADERS are all headers that get installed. Every other header is private to this tree. The
 # headers are included by their path from the project's folder ("core/parser.h") and installed under that path; with
 # INCLUDE_DIR, by their path from FOLDER (<Carbon/Carbon.h>), and installed below a folder NAME.
 #
-# NAME/NAME.map lists the functions that the library exports, for linkers that take such a list. It hides the code
-# that templates of the standard library generate; hidden visibility alone would export that code.
+# FILE, or without it NAME/NAME.map, lists the functions that the library exports, for linkers that take such a list. It
+# hides the code that templates of the standard library generate; hidden visibility alone would export that code.
 function(core_library name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" INCLUDE_DIR PUBLIC_HEADERS)
-    add_library(${name} SHARED ${arg_UNPARSED_ARGUMENTS})
-    set_target_properties(${name} PROPERTIES
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "INCLUDE_DIR;MAP;MODULE" PUBLIC_HEADERS)
+    set(target ${prefix}${name})
+    add_library(${target} ${core_kind} ${arg_UNPARSED_ARGUMENTS})
+    add_library(core::${name} ALIAS ${target})
+    set_target_properties(${target} PROPERTIES
+        OUTPUT_NAME ${name}
+        EXPORT_NAME ${name}
         VERSION ${PROJECT_VERSION}
         SOVERSION ${PROJECT_VERSION_MAJOR}
         CXX_VISIBILITY_PRESET hidden
         OBJCXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON)
-    target_include_directories(${name} PUBLIC
+    target_include_directories(${target} PUBLIC
         $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
         $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
     set(include_dir ${PROJECT_SOURCE_DIR})
@@ -67,30 +108,42 @@ function(core_library name)
     if(arg_INCLUDE_DIR)
         set(include_dir ${arg_INCLUDE_DIR})
         set(install_dir ${CMAKE_INSTALL_INCLUDEDIR}/${name})
-        target_include_directories(${name} PUBLIC
+        target_include_directories(${target} PUBLIC
             $<BUILD_INTERFACE:${include_dir}>
             $<INSTALL_INTERFACE:${install_dir}>)
     endif()
-    target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${include_dir} FILES ${arg_PUBLIC_HEADERS})
+    target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS ${include_dir} FILES ${arg_PUBLIC_HEADERS})
     if(APPLE)
         # A game's bundle has the libraries in Contents/Frameworks.
-        set_target_properties(${name} PROPERTIES
+        set_target_properties(${target} PROPERTIES
             INSTALL_NAME_DIR "@executable_path/../Frameworks"
             BUILD_WITH_INSTALL_NAME_DIR OFF)
     else()
         # Calls between the libraries load the address of the function and need no jump table. The dynamic linker
         # still chooses the function, so a program can define it.
-        target_compile_options(${name} PRIVATE -fno-plt)
+        target_compile_options(${target} PRIVATE -fno-plt)
+        if(CORE_ABI) # the comparison reads the types in the debug information
+            target_compile_options(${target} PRIVATE -g)
+        endif()
         # Copies of an unknown small length call the C library. The string instruction that the compiler would emit
         # takes longer to start than most of these copies take.
         if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|i.86)$")
-            target_compile_options(${name} PRIVATE -mstringop-strategy=libcall)
+            target_compile_options(${target} PRIVATE -mstringop-strategy=libcall)
         endif()
         set(map ${PROJECT_SOURCE_DIR}/${name}/${name}.map)
-        target_link_options(${name} PRIVATE LINKER:--version-script=${map} LINKER:--no-undefined-version)
-        set_target_properties(${name} PROPERTIES LINK_DEPENDS ${map} INSTALL_RPATH "$ORIGIN")
+        if(arg_MAP)
+            set(map ${arg_MAP})
+        endif()
+        target_link_options(${target} PRIVATE LINKER:--version-script=${map} LINKER:--no-undefined-version)
+        set_target_properties(${target} PROPERTIES LINK_DEPENDS ${map} INSTALL_RPATH "${core_run_path}")
     endif()
-    install(TARGETS ${name}
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-        FILE_SET HEADERS DESTINATION ${install_dir} COMPONENT headers)
+    if(arg_MODULE)
+        install(TARGETS ${target}
+            LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${arg_MODULE} NAMELINK_SKIP)
+        return()
+    endif()
+    install(TARGETS ${target} EXPORT core
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+        FILE_SET HEADERS DESTINATION ${install_dir} COMPONENT development)
 endfunction()

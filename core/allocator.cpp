@@ -3,8 +3,8 @@
 #include <stdint.h>
 #include <string.h>
 
-// The mark directly before aligned memory. FreeAlignedInBank finds the bank's block with it. The mark may lie at any
-// address, so the code copies it with memcpy.
+// The mark lies directly before aligned memory. FreeAlignedInBank reads it to find the bank's block. The mark may lie
+// at any address, so the code copies it with memcpy.
 struct AlignedMark {
     unsigned int distance;   // bytes from the start of the bank's block to the memory
     unsigned int complement; // ~distance; another value means that this is not aligned memory

@@ -9,26 +9,26 @@
 //     Unit* unit = new ("game/unit", __LINE__) Unit;   // the tag of its block in reports of leaks
 //     delete unit;                                     // frees the block in bank 2
 //
-//   new ("game/unit", 12) Unit     the block's tag is this text and this line; the text is kept as a pointer
+//   new ("game/unit", 12) Unit     the block's tag is this text, a literal, and this line
 //   new Unit                       the block's tag is "core/allocator" and a line of this header
 //   new (storage) Unit             constructs in storage that the caller owns; do not `delete` the object
 //   new Unit[10]                   the global `new[]`, not the bank
 //
-// Without a memory manager, `new` returns null and `delete` does nothing. With one, `new` does not return null:
-// without memory the game ends (MemoryMgr::alloc). Allocation and freeing may take place on any thread. In a linear
-// bank, `delete` of one object empties the whole bank.
+// Without a memory manager, `new` returns null and `delete` does nothing. With a manager, `new` never returns null:
+// when there is no memory, the game ends (MemoryMgr::alloc). Any thread may use `new` and `delete`. In a linear bank,
+// `delete` of one object empties the whole bank.
 //
 // Alignment. Headers lie a multiple of 32 bytes apart, and a block begins 24 bytes after the start of its header. So
 // in a region that begins at a multiple of 32, each block's address is a multiple of 8 and not of 16. From the second
 // run on, regions begin at any address (docs/surprises.md, "Memory"), and then 8 is not certain either. A class that
-// needs an alignment above 8 derives from AlignedAllocator<BANK>. Its objects have the right alignment in every bank:
+// needs an alignment above 8 derives from AlignedAllocator<BANK>. Its objects are aligned in every bank:
 //
 //     struct alignas(16) Vec4 : AlignedAllocator<2> { float v[4]; };
 //
-// When such a class derives from Allocator<BANK>, a `new` of it does not compile. This check needs a compiler option:
-// -faligned-new=8 for g++, -fnew-alignment=8 for clang. The CMake target core::core sets it. Without the option the
-// compiler assumes that `new` returns multiples of 16, so a class of alignment 16 compiles, and its first aligned
-// store can crash.
+// If such a class derives from Allocator<BANK> instead, `new` of the class does not compile. This check needs a
+// compiler option: -faligned-new=8 for g++, -fnew-alignment=8 for clang. The CMake target core::core sets it. Without
+// the option the compiler assumes that `new` returns multiples of 16, so a class of alignment 16 compiles, and its
+// first aligned store can crash.
 #pragma once
 
 #include <new>
@@ -43,14 +43,14 @@
 void* AllocInBank(int bank, size_t size, const char* file, unsigned int line) noexcept;
 void FreeInBank(int bank, void* block) noexcept;
 
-// Returns memory of size bytes whose address is a multiple of alignment, a power of two. The memory lies in an
-// ordinary block of the bank, which is alignment + 7 bytes larger than size. Returns null where alloc returns null,
-// without a manager, and for an alignment that is not a power of two.
+// Returns memory of size bytes. Its address is a multiple of alignment, which must be a power of two. The memory lies
+// in an ordinary block of the bank of size + alignment + 7 bytes. Returns null where alloc returns null, without a
+// manager, and for an alignment that is not a power of two.
 //
 //   +--------+---------------------------------------------+
 //   | header | unused | mark, 8 bytes | memory             |
 //   +--------+---------------------------------------------+
-//   24 bytes ^ the bank's block       ^ what is returned
+//   24 bytes ^ the bank's block       ^ the returned address
 //
 // Free it with FreeAlignedInBank only. MemoryMgr::free and MemoryMgr::getSize accept the bank's block, not the
 // memory.
@@ -73,9 +73,9 @@ public:
     }
     static void* operator new(size_t, void* storage) noexcept { return storage; }
 
-    // The compiler chooses these two for a class that needs more alignment than a bank promises, and then reports the
-    // text below as an error. If they were deleted functions, g++ would call an operator new without alignment and
-    // report no error.
+    // For a class that needs more alignment than a bank promises, the compiler chooses one of the next two functions.
+    // It then reports the text of the static_assert as an error. If these functions were deleted, g++ would call an
+    // operator new without alignment and report no error.
     template <int USED = BANK>
     static void* operator new(size_t, std::align_val_t) noexcept
     {
@@ -127,8 +127,8 @@ public:
     static void operator delete(void*, void*) {}
 
 private:
-    // The alignment of all objects for which the compiler passes none: such a class needs 16 or less. The value does
-    // not depend on the compiler option above, so sources that were compiled with and without the option agree.
+    // The alignment of objects for which the compiler passes no alignment: their class needs 16 or less. The value is
+    // the same with and without the compiler option above, so sources that were compiled both ways work together.
     static constexpr std::align_val_t sc_usual{16};
     static_assert(__STDCPP_DEFAULT_NEW_ALIGNMENT__ <= 16,
                   "the compiler passes no alignment for classes that need more");

@@ -1,8 +1,8 @@
 // Finding the registered switches among the arguments.
 //
 // 1. The table ends before the first entry with an empty name, or after its 32nd entry.
-// 2. When the switch of an entry is found, present becomes 1. It remains 1 until addCommand overwrites the entry.
-//    An entry whose present is 1 does not match again.
+// 2. When the switch of an entry is found with all its required arguments, present becomes 1. It remains 1 until
+//    addCommand overwrites the entry. An entry whose present is 1 does not match again.
 // 3. required is never negative. Only args[0] to args[m_argCount - 1] are read.
 #include "core/commandline.h"
 
@@ -85,7 +85,8 @@ int CommandLine::_processCmd(CommandEntry_s* entry, int position)
     entry->index = position;
     entry->found = 0;
 
-    // Deliberate: the last `required` words of the command line are never optional arguments.
+    // Deliberate: as many words at the end of the command line as the switch requires are never its optional
+    // arguments.
     int word = position + required + 1;
     while (entry->found < entry->optional && word < m_argCount - required && isArgument(m_args[word])) {
         ++entry->found;
@@ -107,7 +108,7 @@ bool CommandLine::getArgs(const char* name, int* count, char*** args)
     // The table is shared, so the index may come from another CommandLine and be too large for this argument vector.
     const bool inside = entry && m_args && entry->index <= m_argCount;
     if (count) {
-        *count = entry ? static_cast<int>(entry->required + entry->found + 1u) : 0; // unsigned: INT_MAX + 1 wraps
+        *count = entry ? static_cast<int>(entry->required + entry->found + 1u) : 0; // 1u: required can be INT_MAX
     }
     if (args) {
         *args = inside ? m_args + entry->index : nullptr;

@@ -13,7 +13,7 @@
 //         }
 //     }
 //
-// - A word that begins with "-" or "+" is never an argument of a switch. So no switch can have a negative number.
+// - A word that begins with "-" or "+" is never an argument of a switch. So a negative number is never an argument.
 // - Words that belong to no registered switch are ignored.
 // - The switch "-logger", without arguments, is always registered. It is entry 0 of the table.
 // - All CommandLine objects share one table of 32 entries. The first addCommand of each object overwrites entry 1,

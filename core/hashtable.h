@@ -13,7 +13,7 @@
 // - Ownership: the caller owns the records. removeAll(true) frees all of them as blocks of bank 0.
 // - Long keys: a key of more than 127 bytes is truncated to 127 bytes when it is stored. getData with the whole key
 //   does not find the entry, because it compares the whole key with the 127 bytes. (getData with exactly these 127
-//   bytes finds it if both keys have the same bucket.)
+//   bytes finds the entry if the 127 bytes and the whole key have the same bucket.)
 // - Equal keys: inserting a key twice makes two entries. getData finds the older one.
 // - Memory: the buckets, the pool and the nodes are three blocks of bank 0. If bank 0 has no memory for them, the
 //   game ends as MemoryMgr::alloc describes. Without a memory manager the table has no nodes and insert returns
@@ -78,8 +78,8 @@ public:
     // if poolSize is 0. A second call first frees the nodes of the first call, also those that a table uses.
     bool initialize();
 
-    // Takes the first node of the free list, which is the node that was freed last. Before any node was freed, it
-    // is the last free node of the array. Returns null if there is no free node.
+    // Takes the first node of the free list and returns it; null if there is no free node. The first node is the one
+    // that was freed last; if none was freed, it is the last free node of the array.
     HashData<T>* allocNode();
 
     unsigned int m_poolSize; // number of nodes, free or in use
@@ -134,6 +134,13 @@ private:
     T* _firstFromBucket(HashTableIter_t<T>& it);
 };
 
+// ---- The code of the templates. It keeps these rules; core/hashtable_rules.h checks them.
+//
+// 1. Each node is on the free list and has no record, or is in the chain of one bucket and has a record. A node that a
+//    game takes with allocNode is the game's until the game puts it into one of the two lists.
+// 2. A key that was not truncated is in the bucket of its hash.
+// 3. A chain runs from the oldest entry to the newest.
+
 // Allocates count * size bytes from bank 0. Returns null without a memory manager. line is a frozen number that
 // names the block in leak reports: 161 for the array of nodes, 289 for the array of buckets, 296 for the pool
 // object (docs/architecture.md, "Numbers in block tags").
@@ -141,7 +148,7 @@ inline void* AllocForHashTable(unsigned long count, unsigned long size, unsigned
 {
     unsigned long bytes;
     if (__builtin_mul_overflow(count, size, &bytes)) {
-        bytes = ULONG_MAX; // the product overflows. No bank has so many bytes: the game ends as out of memory.
+        bytes = ULONG_MAX; // no bank has so many bytes: the memory manager ends the game as out of memory
     }
     return g_MemoryPtr ? g_MemoryPtr->alloc(0, bytes, "core/hashtable", line) : nullptr;
 }

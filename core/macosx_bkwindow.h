@@ -9,7 +9,7 @@
 // - Threads: the main thread only.
 //
 // core/macosx_bkwindow.mm implements these functions. A build without AppKit compiles core/macosx_bkwindow_none.cpp
-// instead.
+// instead. Hosts whose AppKit is GNUstep's load it with the first window: macapi/src/appkit/bkwindow_library.h.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -42,7 +42,7 @@ int BKRunAlert(const char* title, const char* message, const char* button);
 // ---- The screen
 
 BKRect BKMainScreenFrame();   // the rectangle of the main display
-double BKFirstScreenHeight(); // the height of AppKit's first screen, which shows the main display
+double BKFirstScreenHeight(); // the height of AppKit's first screen, which is the main display
 
 // Returns the number of that name in a display mode; 0 if there is no such number.
 int BKModeEntry(CFDictionaryRef mode, const char* name);
@@ -68,17 +68,18 @@ void BKWindowClearDelegate(void* window);
 void BKWindowSetLevel(void* window, int level);
 void BKWindowCenter(void* window);
 void BKWindowMakeKey(void* window);
-void BKWindowMakeKeyAndOrderFront(void* window); // the message's sender is the window itself
+void BKWindowMakeKeyAndOrderFront(void* window); // passes the window itself as the message's sender
 void BKWindowClose(void* window);
-void BKWindowRetain(void* window); // the window's memory is freed by BKWindowRelease at the earliest, not by closing
+void BKWindowRetain(void* window); // closing the window then does not free it; BKWindowRelease may
 void BKWindowRelease(void* window);
 
 BKPoint BKWindowConvertBaseToScreen(void* window, const BKPoint& point);
 
 // ---- The mouse
 
-// Both store a position in pixels from the lower left corner of a window's content, y upward, and return true. The
-// first stores the position of the event that the game fetched last. The second stores the present position of the
-// mouse in the key window. They return false, and store nothing, if there is no such event or no key window.
+// Both store a position in pixels from the lower left corner of a window's content, y upward, and return true.
+// BKCurrentEventLocation stores the position of the last event that the game fetched; BKKeyWindowMouseLocation the
+// present position of the mouse in the key window. Without such an event or window they store nothing and return
+// false.
 bool BKCurrentEventLocation(BKPoint& point);
 bool BKKeyWindowMouseLocation(BKPoint& point);

@@ -24,7 +24,7 @@
 
 @implementation BKWindow
 
-// AppKit's own answer for a window without a frame is NO, and a full-screen game would receive no keys.
+// NSWindow returns NO for a window without a frame. A full-screen game would then receive no keys.
 - (BOOL)canBecomeKeyWindow
 {
     return YES;
@@ -59,7 +59,7 @@
 
 @end
 
-// A method of GNUstep that the Mac does not have: AppKit reads the list of screens again.
+// A method of GNUstep that the Mac does not have. It makes AppKit read the list of screens again.
 @interface NSScreen (BKScreensThatChange)
 + (void)resetScreens;
 @end
@@ -123,10 +123,10 @@ static void finishLaunching()
     [delegate release];
 }
 
-// Lets GNUstep measure window frames on the screen when the display has 8 bits per pixel or fewer. Without a window
-// manager GNUstep opens 15 windows, one after the other, to measure its own frames, and waits up to a second until
-// each window is drawn. The windows lie outside the screen. A display of 8 bits per pixel never draws them there,
-// so the game would wait for 15 seconds; on the screen it draws them at once.
+// Without a window manager, GNUstep measures its own frames: it opens 15 windows outside the screen, one after the
+// other, and waits up to a second until each window is drawn. A display of 8 bits per pixel or fewer never draws
+// windows outside the screen, so the game would wait for 15 seconds. For such a display this function makes GNUstep
+// open the windows on the screen, where they are drawn at once.
 static void measureFramesOnScreen()
 {
     const size_t fewBits = 8;
@@ -213,9 +213,9 @@ int BKRunAlert(const char* title, const char* message, const char* button)
     return static_cast<int>(NSRunAlertPanel(textOf(title), asFormat(textOf(message)), textOf(button), nil, nil));
 }
 
-// AppKit's main screen is the screen of the key window, and still is for a while after that window was closed.
-// Positions count from the first screen, so the result is the first screen. Only if AppKit's main screen is not in
-// AppKit's list of screens, the result is the rectangle of that screen.
+// AppKit's main screen is the screen of the key window; for a while also after that window was closed. Positions
+// count from the first screen. So the result is the rectangle of the first screen. If AppKit's main screen is not in
+// AppKit's list of screens, the result is the rectangle of the main screen.
 BKRect BKMainScreenFrame()
 {
     const Pool pool;
@@ -236,7 +236,13 @@ int BKModeEntry(CFDictionaryRef mode, const char* name)
     return [[(NSDictionary*)mode objectForKey:textOf(name)] intValue];
 }
 
-static std::set<const void*> s_made; // the address of each window that BKMakeWindow has made, also after its end
+// The address of each window that BKMakeWindow has made, also after its end. The set is never destroyed: a game's static
+// object may ask about a window while the process ends.
+static std::set<const void*>& made()
+{
+    static auto& s_made = *new std::set<const void*>;
+    return s_made;
+}
 
 // GNUstep's largest frame: setMaxSize: accepts no larger size, and GNUstep shrinks a larger window when it moves.
 static const double sc_longestSide = 10000; // pixels
@@ -257,7 +263,7 @@ void* BKMakeWindow(const BKRect& content, unsigned int styleMask, int backing, b
                                                    styleMask:styleMask
                                                      backing:static_cast<NSBackingStoreType>(backing)
                                                        defer:defer];
-    s_made.insert(window);
+    made().insert(window);
     return window;
 }
 
@@ -268,8 +274,9 @@ bool BKIsWindow(const void* window)
     }
     const Pool pool;
     const bool known = [[NSApp windows] indexOfObjectIdenticalTo:(id)window] != NSNotFound;
-    // AppKit may not list a window before it is shown. So a window that the game itself made counts as a window.
-    return known || s_made.count(window) == 0;
+    // AppKit may not list a window before it is shown. So a pointer that does not come from BKMakeWindow counts as a
+    // window: the game may have made that window itself.
+    return known || made().count(window) == 0;
 }
 
 std::string BKWindowTitle(void* window)

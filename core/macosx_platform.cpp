@@ -1,8 +1,8 @@
 // The game's names and folders, and the state that the platform stores for the game.
 //
-// 1. A query that fails does not change its buffer: the caller gets the last answer, or the buffer's initial text.
-// 2. A path and the version are asked for at each call until the system has given them. Later calls return the same
-//    text.
+// 1. The name of the process is asked for at each call. When the system gives no name, the buffer does not change.
+// 2. The version and the folder of the game's own files are asked for until the system has given them; later calls
+//    return the same text. The data folder is asked for at the first call only, also when that call fails.
 // 3. A null text counts as an empty text.
 #include "core/macosx_platform.h"
 #include "core/otherslinks.h"
@@ -164,7 +164,7 @@ const char* Platform::GetAppVersion()
         return outVersion;
     }
     CFStringGetCString(static_cast<CFStringRef>(version), outVersion, sizeof(outVersion), kCFStringEncodingASCII);
-    // Deliberate, although the bundle owns the text. It happens once in a process.
+    // Deliberate: this releases a text that the bundle owns, but only once in a process.
     CFRelease(version); // NOLINT(clang-analyzer-osx.cocoa.RetainCount)
     checked = true;
     return outVersion;
@@ -177,8 +177,8 @@ static void reportOthersLink(const char* path)
 }
 
 // Makes the folder. When another user's link is part of its path, logs a message, replaces folder by elsewhere and
-// makes that instead. elsewhere is the path that results when there is no Application Support folder. Only root can
-// make it.
+// makes that folder. elsewhere is the path without an Application Support folder: it begins at the root, where only
+// root can make folders.
 static void makeDataFolder(Text& folder, const char* elsewhere)
 {
     if (HasOthersLink(folder)) {

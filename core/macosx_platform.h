@@ -20,6 +20,6 @@ struct PlatformData_s {
 
 extern PlatformData_s s_platformData;
 
-// Stores where the mouse is in the key window, even if the game's last event says otherwise. Pixels, y downward
-// from the upper left corner of a window that is 600 pixels high. Stores nothing when there is no key window.
+// Stores the present position of the mouse in the key window, not its position at the last event. In pixels from the
+// upper left corner of a window that is 600 pixels high, y downward. Stores nothing when there is no key window.
 void GetKeyWindowCursorPos(int& x, int& y);

@@ -1,7 +1,7 @@
 // The alert: a panel, or without a display a text on the standard error stream.
 //
-// 1. A text is truncated after 4094 bytes. The standard error stream gets exactly these bytes. For the panel, the
-//    bytes of an incomplete character at the end are removed as well.
+// 1. A text is truncated after 4094 bytes. The standard error stream gets all of these bytes, then a line feed. For
+//    the panel, the bytes of an incomplete character at the end are removed as well.
 // 2. A terminal receives control characters as visible text. A file or a pipe receives the bytes unchanged.
 #include "core/macosx_bkwindow.h"
 #include "core/platform.h"
@@ -9,6 +9,7 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <assert.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
@@ -31,7 +32,7 @@ static size_t characterLength(unsigned char first)
     return first < 0xc2 ? 0 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : first < 0xf5 ? 4 : 0;
 }
 
-// Returns true if text with count bytes of that value appended is UTF-8. text has at most the length of a Message;
+// Returns true if text is UTF-8 after count bytes of this value are appended to it. text is no longer than a Message;
 // count is 1 to 3.
 static bool isUtf8With(const char* text, size_t count, char value)
 {
@@ -47,8 +48,8 @@ static bool isUtf8With(const char* text, size_t count, char value)
     return string != nullptr;
 }
 
-// Returns the offset of an incomplete character at the end of text. Returns the length of text if its last
-// character is complete, and if text is not UTF-8.
+// Returns the offset of an incomplete UTF-8 character at the end of text. Returns the length of text if its last
+// character is complete, or if text is not UTF-8.
 static size_t findBrokenCharacter(const char* text)
 {
     const size_t length = strlen(text);
@@ -64,9 +65,8 @@ static size_t findBrokenCharacter(const char* text)
     if (whole <= kept) {
         return length;
     }
-    // A byte 0x80 to 0xbf continues a character. Some first bytes forbid the low or the high ones of these as the
-    // second byte. No first byte forbids both 0x80 and 0xbf, so one of these two completes every incomplete
-    // character.
+    // The bytes 0x80 to 0xbf continue a character. After some first bytes, the second byte has a smaller range. Each
+    // of these ranges includes 0x80 or 0xbf, so one of the two bytes completes any incomplete character.
     const bool isBroken = isUtf8With(text, whole - kept, '\x80') || isUtf8With(text, whole - kept, '\xbf');
     return isBroken ? begin : length;
 }
@@ -98,13 +98,17 @@ int Platform::MessageBox(const char*, const char* format, ...)
     if (length == -1) {
         message[sc_limit] = '\0';
     }
+    assert(strlen(message) < sc_limit && "1: a text is truncated after 4094 bytes");
     if (!BKMakeApplication()) {
         printAlert(message);
         return 1;
     }
     if (length >= sc_limit) {
-        // The text was truncated. With an incomplete character the whole text would not be UTF-8.
+        // The text was truncated. With an incomplete character at its end it would not be UTF-8, and the panel would
+        // show all of it as Mac Roman.
         message[findBrokenCharacter(message)] = '\0';
+        assert(message[findBrokenCharacter(message)] == '\0' &&
+               "1: the bytes of an incomplete character are removed");
     }
     return BKRunAlert("Alert", message, "OK");
 }

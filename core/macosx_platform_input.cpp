@@ -1,8 +1,8 @@
 // Keys, cursor and mouse.
 //
 // 1. GetCursorPos counts y upward from the bottom of a window's content. SetCursorPos counts y downward from the
-//    top of the main display. The two calls do not convert.
-// 2. Several equal calls of ShowCursor in a row send one call to the display. The display counts its calls;
+//    top of the main display. Neither call converts to the coordinates of the other.
+// 2. Equal calls of ShowCursor in a row send at most one call to the display. The display counts its calls;
 //    ShowCursor does not.
 #include "core/macosx_bkwindow.h"
 #include "core/macosx_platform.h"
@@ -12,13 +12,14 @@
 #include <Carbon/Carbon.h>
 
 #include <algorithm>
+#include <assert.h>
 
 int g_MacMouseCaptured;
 
-// The code of each virtual key code; eight codes in each line. The code is the key's character on an American
-// keyboard, and 163 to 175 for F1 to F13. Arrows and forward delete have a number that sc_remap replaces. Home,
-// End, the page keys, Help and the modifiers have the code 0. Games store these codes in their key settings, so the
-// codes do not change.
+// The library's code for each of the Mac's virtual key codes; eight in each line. The code is the key's character on
+// an American keyboard; F1 to F13 have 163 to 175. For the arrows and forward delete, the table holds a number that
+// sc_remap converts to the code. Home, End, the page keys, Help and the modifiers have the code 0. Games store these
+// codes in their key settings, so the codes do not change.
 static const unsigned char s_ScanCodeToKey[128] = {
     97,  115, 100, 102, 104, 103, 122, 120, // a s d f h g z x
     99,  118, 0,   98,  113, 119, 101, 114, // c v, none, b q w e r
@@ -65,6 +66,7 @@ void Platform::ShowCursor(bool show)
         CGDisplayHideCursor(kCGDirectMainDisplay);
         count = -1;
     }
+    assert(count == (show ? 0 : -1) && "2: the display counts its calls; ShowCursor does not");
 }
 
 void Platform::SetCursorPos(int x, int y)
@@ -93,7 +95,7 @@ void GetKeyWindowCursorPos(int& x, int& y)
 {
     BKPoint location;
     if (BKKeyWindowMouseLocation(location)) {
-        const float middle = 300.0f; // pixels: the middle of the 600 that a caller's window is high
+        const float middle = 300.0f; // pixels: half of the height of the callers' windows, 600
         x = static_cast<int>(static_cast<float>(location.x));
         y = static_cast<int>(middle - (static_cast<float>(location.y) - middle));
     }
@@ -135,7 +137,7 @@ void Platform::CaptureMouse(bool capture)
     point.h = nearestToZero(bounds.left, bounds.right);
     point.v = nearestToZero(bounds.top, bounds.bottom);
     if (point.h == 0 && point.v == 0) {
-        return; // the upper left corner of the main display lies in the window
+        return; // that corner lies in the window, so the cursor does not move
     }
     GrafPtr port = nullptr;
     GetPort(&port);

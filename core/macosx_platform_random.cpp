@@ -6,6 +6,8 @@
 //    each range of i in which no modulo is needed, so that the compiler can compute several words at a time.
 #include "core/platform.h"
 
+#include <assert.h>
+
 static const int sc_words = 624;
 static const int sc_middle = 397;
 static const unsigned int sc_upperMask = 0x80000000;
@@ -62,5 +64,6 @@ unsigned int mt_rand()
     if (mti >= sc_words) {
         renew();
     }
+    assert(mti < sc_words && numbers[mti] == temper(mt[mti]) && "1: mt_rand only returns numbers[mti]");
     return numbers[mti++];
 }

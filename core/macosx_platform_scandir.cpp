@@ -7,6 +7,7 @@
 #include "file/file.h"
 
 #include <algorithm>
+#include <assert.h>
 #include <dirent.h>
 #include <limits.h>
 #include <stdlib.h>
@@ -65,9 +66,9 @@ static int scan(const char* folder, dirent*** entries, int (*select)(const char*
 // The beginning of all paths of a list: the folder and a slash.
 struct Prefix_s {
     char text[1024 + 1] = ""; // a folder of at most 1023 bytes, the slash, the NUL
-    size_t length;            // bytes of text that a path has room for
+    size_t length;            // bytes of text, at most 259: a path has no room for more
 
-    // convertedLength is the length of path after ConvertDOSToMacPath, which does not change the length.
+    // convertedLength: the length of the converted path, which is also the length of path.
     Prefix_s(const char* path, size_t convertedLength)
     {
         strcpy(text, path);
@@ -81,6 +82,7 @@ struct Prefix_s {
 static void writePath(Path& path, const Prefix_s& prefix, const char* name)
 {
     const size_t nameLength = std::min(strlen(name), sizeof(path) - 1 - prefix.length);
+    assert(prefix.length + nameLength < sizeof(path) && "2: each path of the list has 260 bytes, with the NUL");
     memcpy(path, prefix.text, prefix.length);
     memcpy(path + prefix.length, name, nameLength);
     path[prefix.length + nameLength] = '\0';

@@ -69,7 +69,7 @@ int Platform::RegGetInt32(const char*, const char* key, int defaultValue)
     return valid && number == value ? number : defaultValue;
 }
 
-static const CFIndex sc_stringRoom = 1024; // bytes that each caller's buffer has room for, with the NUL
+static const CFIndex sc_stringRoom = 1024; // bytes, with the NUL: each caller's buffer has this room
 
 // Returns the value of that key, which the caller releases; null if there is none.
 static CFStringRef copyValue(CFStringRef name)
@@ -78,8 +78,8 @@ static CFStringRef copyValue(CFStringRef name)
     if (!value || CFStringGetLength(static_cast<CFStringRef>(value)) < sc_stringRoom) {
         return static_cast<CFStringRef>(value);
     }
-    // Only a text that the game itself has stored for this user may be longer, because the game gives a buffer with
-    // room for it. So read the value of this user again, without the values that all users share.
+    // The text is longer than sc_stringRoom. The game gives a buffer with room for a longer text only if it has
+    // stored that text itself, for this user. So read the value of this user alone: not those that all users share.
     CFRelease(value);
     return static_cast<CFStringRef>(CFPreferencesCopyValue(name, kCFPreferencesCurrentApplication,
                                                            kCFPreferencesCurrentUser, kCFPreferencesAnyHost));
@@ -132,7 +132,7 @@ bool Platform::RegInitSecureKey(const char* name, bool& created)
     bool exists = hasMarker(key);
     if (!exists) {
         makeMarker(key);
-        created = true; // also if the marker could not be made; then the result is false
+        created = true; // deliberate: also if the marker could not be made; the function then returns false
         exists = hasMarker(key);
     }
     CFRelease(key);

@@ -41,8 +41,8 @@ void Platform::Sleep(unsigned int ms)
 
 void Sleep(unsigned int ms)
 {
-    // Deliberate: the product has 32 bits and wraps. It and the order of the three calls are frozen: docs/architecture.md,
-    // "Sizes and rounding" and "Orders of calls".
+    // Deliberate: the product has 32 bits and wraps. The product and the order of the three calls are frozen:
+    // docs/architecture.md, "Sizes and rounding" and "Orders of calls".
     Nanoseconds duration = {};
     duration.lo = ms * 1000000u;
     AbsoluteTime deadline = AddNanosecondsToAbsolute(duration, UpTime());

@@ -1,6 +1,7 @@
 // The game's window, framed or full screen, and the size of the display.
 //
-// 1. Only InitWindow writes windowX, windowY, windowWidth and windowHeight of s_platformData.
+// 1. Only InitWindow writes windowX, windowY, windowWidth and windowHeight of s_platformData. (The first call of SetApp
+//    sets all fields to 0 except desktopMode.)
 // 2. The user can close a framed window. The record then still holds the pointer of a window that is gone. So
 //    BKIsWindow is asked before a message is sent to a window.
 // 3. The order of the messages is frozen: docs/architecture.md, "Orders of calls".
@@ -70,8 +71,8 @@ static bool screenMatches(CFDictionaryRef mode)
            static_cast<int>(BKMainScreenFrame().height) == BKModeEntry(mode, "Height");
 }
 
-// Makes the window in the lower left corner of the screen. matches: the result of screenMatches. When it is false,
-// the window lies in the upper left corner of AppKit's main screen.
+// Makes a window without a frame. matches: the result of screenMatches. If it is true, the window lies in the lower
+// left corner of the screen; otherwise it lies in the upper left corner of AppKit's main screen.
 static void* makeFullScreenWindow(int width, int height, bool matches)
 {
     const int y = matches ? 0 : static_cast<int>(BKMainScreenFrame().height - height);

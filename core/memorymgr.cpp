@@ -73,7 +73,7 @@ static void replaceLiving(const MemoryMgr* other, MemoryMgr* manager)
 
 MemoryMgr::MemoryMgr() : locked(0), bankCount(0), banks(), systemBank(), locations(), bankSizePath()
 {
-    replaceLiving(this, nullptr); // the game may reuse the storage of a manager without destroying that one first
+    replaceLiving(this, nullptr); // a manager that was never destroyed may have lain in this storage
     replaceLiving(nullptr, this);
     g_MemoryPtr = this;
     defineLocAllocCb(MEMLOC_DEFAULT, callback<void* (*)(unsigned long)>(malloc));
@@ -93,7 +93,7 @@ MemoryMgr::~MemoryMgr()
 
 void* MemoryMgr::operator new(size_t size) noexcept
 {
-    return operator new(size, std::align_val_t(16)); // as malloc on 64-bit hosts
+    return operator new(size, std::align_val_t(16)); // the alignment of malloc in 64-bit builds
 }
 
 void* MemoryMgr::operator new(size_t size, std::align_val_t alignment) noexcept
@@ -194,7 +194,7 @@ int MemoryMgr::defineBank(e_MemoryLocation location, e_MemoryBankType type, cons
     bank.location = location;
     bank.type = type;
     bank.size = size;
-    bank.freeNodeCount = 1; // the whole bank, once it has memory
+    bank.freeNodeCount = 1; // initialize makes the region of a heap bank one free node
     return bankCount++;
 }
 
@@ -233,8 +233,8 @@ unsigned int MemoryMgr::_calcMemorySize(e_MemoryLocation location) const
     return total;
 }
 
-// Returns the region of the location's next heap bank. Returns null when rule 3 gives the bank no region; a bank of
-// less than 24 bytes still uses up its bytes, so that the regions fill the piece of memory.
+// Returns the region of the location's next heap bank; null when rule 3 gives the bank no region. The cursor also
+// passes the bytes of a bank of less than 24 bytes, because blockSize includes them.
 static char* carve(MemoryLocation_s& location, unsigned int size)
 {
     const char* start = static_cast<char*>(location.block);
@@ -254,7 +254,8 @@ static void end(int number, const char* broken)
     abort();
 }
 
-// Ends the process when initialize has made regions that break rule 1 or 3. Rule 2 is no state that can be checked.
+// Ends the process when initialize has made regions that break rule 1 or 3. Rule 2 cannot be checked: a bank does not
+// record where its size came from.
 static void checkRules(const MemoryBank_s* banks, int bankCount, const MemoryLocation_s* locations)
 {
     unsigned int used[2] = {0, 0}; // bytes of each location's piece of memory
@@ -306,8 +307,8 @@ void MemoryMgr::_createMemoryBanks()
         }
         bank.cursor = bank.base;
     }
-    // The system bank has no free node, so all its blocks are fallback blocks. bytesInUse begins at 0; its other
-    // counters continue.
+    // The system bank has no free node, so all its blocks are fallback blocks. A second call of initialize sets its
+    // bytesInUse back to 0 and does not change its other counters.
     systemBank.location = MEMLOC_DEFAULT;
     systemBank.type = MEMBANK_HEAP;
     systemBank.size = 0;
@@ -366,8 +367,8 @@ static bool readSize(const char* text, unsigned int* size)
 }
 
 // Reads lines of the form "name=size". The first line of another form ends the reading. A line whose name is not the
-// name of a defined bank is skipped. The name field has 32 bytes, and its last byte may be any byte. So the field of
-// a name of 31 characters includes the '=' and matches no bank.
+// name of a defined bank is skipped. A field of 32 bytes ends with its last byte, whatever that byte is. So the field
+// of a name of 31 characters includes the '=' and matches no bank.
 void MemoryMgr::_readBankSizes()
 {
     FILE* file = HasOthersLink(bankSizePath) ? nullptr : fopen_mac(bankSizePath, "rb");
@@ -403,8 +404,8 @@ MemoryBank_s* MemoryMgr::_bankNamed(const char* name)
     return nullptr;
 }
 
-// Returns (s * s + p * p) / (s + p), rounded down: the mean of the bank's size s and its high-water mark p, where
-// each of the two is weighted by itself. Single precision and this order of the steps are part of the file's form:
+// Returns (s * s + p * p) / (s + p), rounded down, for the bank's size s and its high-water mark p: the mean of the
+// two, in which the larger counts more. Single precision and this order of the steps are part of the file's form:
 // every host computes the same size. Sizes beyond 32 bits become UINT_MAX.
 static unsigned int tunedSize(unsigned int bankSize, unsigned int peakBytes)
 {

@@ -2,7 +2,7 @@
 //
 // A bank is a budget: a name and a size in bytes. A heap bank serves and frees blocks one by one, by best fit. A
 // linear bank serves one block after the other and is emptied as a whole. When a bank has no room for a request, the
-// manager gets a fallback block from the bank's location, and makes the bank larger in the next run.
+// manager gets a fallback block from the bank's location. The size of a bank in the next run follows from its use.
 //
 //     class GameMemory : public MemoryMgr {
 //         void onOutOfMemory(int) override {}           // save a log here; the process ends after this call
@@ -48,10 +48,9 @@
 // How bank sizes are tuned. The manager records each bank's high-water mark, the most bytes that were in use at one
 // moment. The destructor computes a new size for each bank, (s * s + p * p) / (s + p), where s is the bank's size and
 // p its high-water mark, and writes it to the bank-size file. The next run reads these sizes in initialize and uses
-// them instead of the sizes in the code. So a bank that was too small grows with each run, a bank that was too large
-// shrinks, and a bank without any use does not change. The new size never reaches the high-water mark of a bank that
-// was too small, so define each bank with its expected peak and some room; docs/surprises.md ("Memory") has
-// measurements.
+// them instead of the sizes in the code. So a bank smaller than p grows with each run, a bank larger than p shrinks,
+// and a bank without any use does not change. A bank that was too small never reaches p, so define each bank with
+// its expected peak and some room; docs/surprises.md ("Memory") has measurements.
 #pragma once
 
 #include "core/allocator.h"
@@ -74,7 +73,7 @@ enum e_MemoryBankType : int {
     MEMBANK_LINEAR = 1 // one block directly after the other, without headers; free empties the whole bank
 };
 
-// What calls return that can fail.
+// The results of calls that can fail.
 enum e_MemoryError : int {
     MEMERR_NONE = 0,        // success; checkMemory: the bank is sound
     MEMERR_UNDEFINED = -1,  // the location does not exist; initialize: no bank is defined
@@ -82,7 +81,7 @@ enum e_MemoryError : int {
     MEMERR_LOCKED = -3,     // the field `locked` is not 0, so nothing can be defined
     MEMERR_BLOCK = -4,      // free: not a block in use; checkMemory: a used node lacks its mark, 0xfeedface
     MEMERR_FREE_NODE = -5,  // a free node lacks its mark, 0xdeadf00d
-    MEMERR_SIZE = -6,       // the nodes do not add up to the bank's size; or an empty bank is expected and is not
+    MEMERR_SIZE = -6,       // the nodes do not add up to the bank's size, or the bank has to be empty and is not
     MEMERR_USED_COUNT = -7, // usedNodeCount is not the number of nodes on the used list
     MEMERR_FREE_COUNT = -8, // freeNodeCount is not the number of nodes on the free list
     MEMERR_OVERFLOW = -9    // the bank is sound, but has handed out a fallback block at least once
@@ -120,7 +119,7 @@ struct MemoryBank_s {
     unsigned int usedNodeCount; // nodes in use in the region
     unsigned int freeNodeCount; // free nodes in the region; 1 before initialize
     unsigned int extNodeCount;  // fallback blocks made so far; freeing a fallback block does not lower it
-    unsigned int bytesInUse;    // fallback blocks included; heap: with headers; linear: requests rounded up to 32
+    unsigned int bytesInUse;    // heap: sizes of nodes; linear: requests rounded up to 32; plus fallback blocks
     unsigned int peakBytes;     // the high-water mark: the largest value of bytesInUse so far
     char* base;                 // the region; null when the bank has none
     char* cursor;               // linear: the first free byte of the region
@@ -129,14 +128,14 @@ struct MemoryBank_s {
     MemoryHeapNode_s* extList;  // the fallback blocks, newest first
 };
 
-// When alloc or free call a callback, they hold the lock of their bank. A callback may call the manager again; two
-// callbacks that use each other's banks can wait for each other forever.
+// When alloc or free call a callback, they hold the lock of their bank. A callback may call the manager again. Two
+// callbacks on two threads, each of which uses the bank of the other, can wait for each other forever.
 struct MemoryLocation_s {
     void* (*allocCb)(unsigned long size);                // returns memory of size bytes; null when there is none
     void* (*reallocCb)(void* block, unsigned long size); // resizes the region of a linear bank, which may move
     void (*freeCb)(void* block);
     void* block;            // the piece of memory that holds the regions of all heap banks of this location
-    unsigned int blockSize; // bytes of it
+    unsigned int blockSize; // bytes of that piece
     char* carveCursor;      // used by initialize: where the next heap bank's region begins
 };
 
@@ -144,22 +143,32 @@ class MemoryMgr {
 public:
     // ---- Start and end
 
-    // Makes the folder "data" in the game's data folder, for the bank-size file, and stores this object in
-    // g_MemoryPtr. From here on the system bank, bank -1, can be used. All other banks have to be defined first, and
-    // then initialize has to be called.
+    // Stores this object in g_MemoryPtr and calls Platform::GetAppDataDir("data"), which makes the folder of the
+    // bank-size file. A game that has called GetAppDataDir before has to make the folder "data" itself; otherwise
+    // the file cannot be written.
+    //
+    // From here on the system bank, bank -1, can be used. All other banks have to be defined first, and then
+    // initialize has to be called.
     MemoryMgr();
 
     // Gives all regions back to their locations and writes the bank-size file. Fallback blocks that are still in use
-    // stay allocated. g_MemoryPtr does not change. When the file can't be written, there is no message. When a
-    // symbolic link of another user is in the path, the file is not written, and a message of level 3 names the path.
+    // stay allocated. g_MemoryPtr does not change. When the file can't be written, there is no message. When
+    // another user's link is in the path (docs/surprises.md, "Memory"), the file is not written, and a message of
+    // level 3 names the path.
     virtual ~MemoryMgr();
 
     MemoryMgr(const MemoryMgr&) = delete;
     MemoryMgr& operator=(const MemoryMgr&) = delete;
 
     // Plain `new` takes the manager's storage from malloc; returns null when malloc has none. `new (storage)`
-    // constructs the manager in storage that the game owns. `delete` gives storage of plain `new` back to malloc. It
-    // gives storage in bank 0 of another living manager back to that bank. It leaves all other storage to its owner.
+    // constructs the manager in storage that the game owns. `delete` destroys the manager; its storage:
+    //
+    // | The storage comes from | `delete` |
+    // |---|---|
+    // | plain `new` | frees it with free of the C library |
+    // | bank 0 of another living manager | frees it in that bank |
+    // | any other place | does not free it; the owner does |
+    //
     // An array of managers does not compile, because a game has one manager.
     static void* operator new(size_t size) noexcept;
     static void* operator new(size_t size, std::align_val_t alignment) noexcept;
@@ -169,10 +178,12 @@ public:
     static void operator delete(void*, void*) {} // the compiler calls this one when a constructor throws
 
     // Reads the bank-size file and gets a region for each bank. Returns MEMERR_NONE; MEMERR_UNDEFINED when no bank is
-    // defined. A missing file is no error. When another user's symbolic link is in the path, the file is not read.
+    // defined. A missing file is no error. When another user's link is in the path, the file is not read.
     // When a location has no memory for a bank, the bank gets no region, and all its blocks are fallback blocks;
-    // checkMemory returns MEMERR_SIZE for such a heap bank. A second call gives all regions back first, so all blocks
-    // in them are gone. Fallback blocks stay valid. Counters and high-water marks continue.
+    // checkMemory returns MEMERR_SIZE for such a heap bank.
+    //
+    // A second call first gives all regions back. All blocks in them become invalid; fallback blocks stay valid.
+    // The counters and high-water marks are not set back to 0.
     int initialize();
 
     // Reads one byte of every 4096 of the piece of memory that holds the heap banks of location 0. So the
@@ -192,7 +203,7 @@ public:
 
     // Replace one callback of a location. Location 0 begins with malloc, realloc and free, location 1 with none. Each
     // returns MEMERR_NONE, MEMERR_LOCKED when the manager is locked, or MEMERR_UNDEFINED when the location does not
-    // exist. A null allocCb or reallocCb counts as one that has no memory; with a null freeCb nothing is given back.
+    // exist. A null allocCb or reallocCb acts like a callback that returns null; a null freeCb frees nothing.
     int defineLocAllocCb(e_MemoryLocation location, void* (*callback)(unsigned long));
     int defineLocReallocCb(e_MemoryLocation location, void* (*callback)(void*, unsigned long));
     int defineLocFreeCb(e_MemoryLocation location, void (*callback)(void*));
@@ -215,9 +226,9 @@ public:
     // MEMERR_NONE. Returns MEMERR_BLOCK and does nothing when block is not a block in use, for example when it has
     // been freed already.
     //
-    // Linear bank: empties the whole bank, for any pointer and for null, and returns MEMERR_NONE. If the bank has
-    // overflowed, its region also grows, by half of its size or to the bytes that were in use, whichever is more. The
-    // region may move.
+    // Linear bank: empties the whole bank, for any pointer and for null, and returns MEMERR_NONE. If more bytes were
+    // in use than the bank's size, its region also grows: to 1.5 times its size, or to the bytes that were in use if
+    // these are more. The region may move.
     //
     // Returns MEMERR_BLOCK for a bank below -1 or above 31.
     int free(int bank, void* block);
@@ -237,9 +248,9 @@ public:
     // none, and always for a bank that is no heap bank. With expectEmpty, blocks in use inside the region count as
     // MEMERR_SIZE.
     //
-    // largestFree may be null. A heap bank stores the size of its largest free node there, header included, among the
-    // nodes that were checked before the first error. A linear bank stores size - bytesInUse, which wraps around when
-    // the bank has overflowed. Other banks store 0.
+    // Stores a number in *largestFree, which may be null. Heap bank: the size of the largest free node, header
+    // included; after an error, of those that were checked before it. Linear bank: size - bytesInUse, which wraps
+    // around when the bank has overflowed. Any other bank: 0.
     //
     // Takes no lock: no other thread may use the bank during the call.
     int checkMemory(int bank, unsigned int* largestFree, bool expectEmpty);

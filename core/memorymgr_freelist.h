@@ -54,8 +54,8 @@ public:
         unlink(m_bank->freeList, node);
     }
 
-    // Takes old off the list and adds node, of size bytes. The two overlap: node lies in old, or old in node, or
-    // they are the same.
+    // Takes old off the list and adds node, of size bytes. The two overlap: one lies inside the other, or they are
+    // the same node.
     void replace(MemoryHeapNode_s* old, MemoryHeapNode_s* node, unsigned int size)
     {
         MemoryHeapNode_s* before = insideLink(old->prev);

@@ -85,7 +85,7 @@ __attribute__((flatten)) void* MemoryMgr::alloc(int index, unsigned long size, c
     BankLock lock(index);
     RulesWatch watch(index, bank, nullptr);
     if (size > sc_largestNode && size > largestRequest(bank)) {
-        _endOutOfMemory(); // before the sums below could wrap
+        _endOutOfMemory(); // no bank serves it; the sums below could wrap
     }
 
     void* block = nullptr;
@@ -150,7 +150,7 @@ INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& si
     if (!node) {
         return nullptr;
     }
-    if (size + sc_headerSize < node->size) { // else the rest would have room for a header only
+    if (size + sc_headerSize < node->size) { // else the rest is a header at most
         const unsigned int rest = node->size - static_cast<unsigned int>(size);
         MemoryHeapNode_s* remainder = reinterpret_cast<MemoryHeapNode_s*>(reinterpret_cast<char*>(node) + size);
         remainder->magic = sc_magicFree;
@@ -191,7 +191,7 @@ INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned 
     return 0;
 }
 
-// The next three functions are steps of the two above, which a debugger can call.
+// The next three functions are for a debugger. alloc and free use FreeList directly.
 
 // Returns the first free node of at least size bytes, header included; null if there is none.
 INLINED_STEP MemoryHeapNode_s* MemoryMgr::_heapFindBestFit(MemoryBank_s* bank, unsigned long size)
@@ -205,8 +205,8 @@ INLINED_STEP void MemoryMgr::_heapAddFreeNode(MemoryBank_s* bank, MemoryHeapNode
     _freeListOf(bank).add(node);
 }
 
-// Joins a free node that is on no list with the free nodes that touch it. Returns 1 if there was one, and then the
-// joined node is on the list; else 0.
+// Joins a free node that is on no list with the free nodes that touch it. Returns 1 if at least one touched it: the
+// joined node is then on the free list. Returns 0 if none did: the node is then on no list.
 INLINED_STEP int MemoryMgr::_compactHeapNode(MemoryBank_s* bank, MemoryHeapNode_s* node)
 {
     return _freeListOf(bank).join(node) ? 1 : 0;
@@ -217,7 +217,7 @@ INLINED_STEP int MemoryMgr::_compactHeapNode(MemoryBank_s* bank, MemoryHeapNode_
 void* MemoryMgr::_allocExtNode(MemoryBank_s* bank, unsigned long size, const char* file, unsigned int line)
 {
     if (size < sc_headerSize) {
-        size = sc_headerSize; // in a bank of another type size is the caller's request, without a header
+        size = sc_headerSize; // only in a bank that is neither heap nor linear: there size is the caller's request
     }
     if (size > sc_largestNode) {
         return nullptr;
@@ -249,10 +249,10 @@ int MemoryMgr::_heapExtFree(MemoryBank_s* bank, MemoryHeapNode_s* node, unsigned
 }
 
 // Takes the next size bytes of the region; size is a multiple of 32. Returns their address; null if the bank has no
-// room for them. bytesInUse counts fallback blocks as well: after an overflow the bank serves fallback blocks until
-// it is emptied, even if its region has room. The position of the cursor is checked as well, because bytesInUse
-// wraps at 4 GiB of fallback blocks. In a 32-bit build the region can be larger than a difference of two pointers,
-// so addresses are subtracted as numbers.
+// room for them. bytesInUse includes fallback blocks. So after an overflow the bank serves fallback blocks until it
+// is emptied, even if its region has room. The cursor is checked as well, because bytesInUse wraps at 4 GiB of
+// fallback blocks. Addresses are subtracted as numbers: in a 32-bit build the region can be larger than a ptrdiff_t
+// can hold.
 void* MemoryMgr::_linearAlloc(MemoryBank_s* bank, unsigned long size)
 {
     const uintptr_t cursor = reinterpret_cast<uintptr_t>(bank->cursor);
@@ -265,8 +265,8 @@ void* MemoryMgr::_linearAlloc(MemoryBank_s* bank, unsigned long size)
     return reinterpret_cast<char*>(cursor);
 }
 
-// Empties a linear bank, and gives its fallback blocks back to the location. A bank that has overflowed grows by
-// half of its size, or to the bytes that were in use if these are more.
+// Empties a linear bank, and gives its fallback blocks back to the location. A bank with more bytes in use than its
+// size also grows: by half of its size, or to the bytes that were in use if these are more.
 void MemoryMgr::_linearReset(MemoryBank_s* bank)
 {
     while (bank->extList) {
@@ -275,7 +275,7 @@ void MemoryMgr::_linearReset(MemoryBank_s* bank)
     }
     if (bank->bytesInUse > bank->size) {
         const unsigned int half = static_cast<unsigned int>(static_cast<float>(bank->size) * 0.5f);
-        const unsigned int grown = bank->size + half; // if this sum wraps, it is less than bytesInUse
+        const unsigned int grown = bank->size + half; // a sum that wraps is less than bytesInUse
         _linearGrow(bank, grown < bank->bytesInUse ? bank->bytesInUse : grown);
     }
     bank->cursor = bank->base;
@@ -284,9 +284,8 @@ void MemoryMgr::_linearReset(MemoryBank_s* bank)
 }
 
 // Replaces the bank's region with a region of size bytes. If the location has no such region, the old region goes
-// back to the location, and the bank has no memory any more. The realloc callback may use the bank: while it runs,
-// the bank has no region, so the callback gets fallback blocks. They go back when the bank is emptied the next
-// time.
+// back to the location, and the bank has no region any more. The realloc callback may use the bank. While the
+// callback runs, the bank has no region, so the callback gets fallback blocks. The next reset gives them back.
 void MemoryMgr::_linearGrow(MemoryBank_s* bank, unsigned int size)
 {
     const MemoryLocation_s& location = locations[bank->location];
@@ -297,7 +296,7 @@ void MemoryMgr::_linearGrow(MemoryBank_s* bank, unsigned int size)
     if (!region) {
         giveTo(location, old);
     }
-    giveTo(location, bank->base); // not null if the callback has made the bank grow as well
+    giveTo(location, bank->base); // not null if the callback has emptied the bank and made it grow
     bank->base = region;
     bank->size = size;
 }

@@ -24,7 +24,7 @@ FreeIndex::Set* FreeIndex::_setOf(const MemoryMgr* manager)
     return nullptr;
 }
 
-// The system bank has number 32 and no index.
+// The record of the system bank follows the 32 banks, so its number is 32. It has no index.
 FreeIndex* FreeIndex::_ofLaterSets(const MemoryBank_s* banks, size_t number)
 {
     for (Set& set : s_sets) {
@@ -99,8 +99,9 @@ bool FreeIndex::_giveUp()
     return false;
 }
 
-// As _firstFrom, for sizes whose search starts at a large class or at the last exact class. Only nodes of one large
-// class are walked: the nodes of the next class are all large enough.
+// As _firstFrom, for sizes above the exact classes. The search starts at a large class; for a size that is not a
+// multiple of 32 it can start at the last exact class. Only the first class with nodes is walked: the nodes of the
+// next class are all large enough.
 MemoryHeapNode_s* FreeIndex::_firstLargeFrom(unsigned long size) const
 {
     if (size > m_size) {
@@ -114,7 +115,7 @@ MemoryHeapNode_s* FreeIndex::_firstLargeFrom(unsigned long size) const
     while (!isExact && node && node->size < bytes) {
         node = insideLink(node->next);
         if (node && !_isUnit(node)) {
-            return head; // it is too small, and so the caller sees the contradiction
+            return head; // it is too small, which firstOfAtLeast takes for a contradiction
         }
     }
     const bool isNewest = m_newest && m_newestSize >= bytes && (!node || m_newestSize <= node->size);

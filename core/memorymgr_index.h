@@ -9,7 +9,7 @@
 //    first node of each class, and the index knows the last node of the list.
 // 3. Each class has a bit, which is set when the class has nodes. Two more levels of bits tell which words of the
 //    level below are not 0, so that a search skips empty words. The best fit for a size is the first node of at
-//    least that size. When a node of that size is added to the list, its place is in front of the same node. To find
+//    least that size. When a node of that size is added to the list, its place is before the same node. To find
 //    that node, the index goes upward from the size's class to the first class that is not empty, and takes the first
 //    node of that class. A large class can also hold smaller nodes, so its nodes are walked; a bank has fewer than 128
 //    nodes in all its large classes. The node at the end of a bank can have a size that is no multiple of 32. Its
@@ -64,18 +64,18 @@ struct FreeBits {
 // Different threads use different banks. The alignment keeps two indexes out of one line of the processor's cache.
 class alignas(64) FreeIndex {
 public:
-    // Makes the index of the bank with this number, which has to be one free node. Makes none when the bank is
-    // smaller than 32 KiB, when there is no memory for an index, and when four other managers have indexes. A bank
-    // without an index has its list walked.
+    // Makes the index of the bank with this number. The bank's region has to be one free node. Makes no index when
+    // the bank has no region or is smaller than 32 KiB, when there is no memory for an index, and when four other
+    // managers have indexes. FreeWalk then answers for the bank.
     static void make(const MemoryMgr* manager, int number, const MemoryBank_s& bank);
 
-    // Returns the index of the bank banks[number]; null when the bank has none. banks are the 32 banks of a
-    // manager. Any number is allowed.
+    // Returns the index of the bank banks[number]; null when the bank has none, and for a number above 31. banks: the
+    // 32 banks of a manager.
     static FreeIndex* of(const MemoryBank_s* banks, size_t number);
     static void dropAll(const MemoryMgr* manager); // frees all indexes of a manager
 
-    // The three questions of FreeWalk. Each stores its answer and returns true; returns false if the bank
-    // contradicts the index, which has then given itself up.
+    // The three questions of FreeWalk. Each function stores its answer and returns true. If the bank contradicts the
+    // index, the index gives itself up and the function returns false.
     bool firstOfAtLeast(const MemoryBank_s* bank, unsigned long size, MemoryHeapNode_s** node);
     bool placeFor(unsigned int size, FreePlace* place);
     bool neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* node, FreeNeighbours* found);

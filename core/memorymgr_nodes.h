@@ -11,8 +11,8 @@
 //
 //   magic  0xfeedface in use, 0xdeadf00d free
 //   size   bytes of the node, the header included; top bit set: the node lies outside its bank (a fallback block)
-//   file   who asked for the block: a name, and the line in it; both have no meaning in a free node
-//   next   the links of the one list that the node is on: free, used or fallback
+//   file   and line: the block's tag, as the caller of alloc gave it; no meaning in a free node
+//   next   and prev: the links of the one list that the node is on: free, used or fallback
 #pragma once
 
 #include "core/memorymgr.h"
@@ -23,7 +23,7 @@ static const unsigned int sc_magicFree = 0xdeadf00d;
 static const unsigned int sc_headerSize = sizeof(MemoryHeapNode_s);
 static const unsigned int sc_extBit = 0x80000000;      // set in the size of a node outside its bank
 static const unsigned int sc_largestNode = 0x7fffffff; // bytes: the largest size without that bit
-static const unsigned int sc_granularity = 32;         // bytes: node sizes and linear requests are multiples of it
+static const unsigned int sc_granularity = 32;         // bytes: node sizes and linear requests are rounded up to it
 
 inline unsigned int sizeOf(const MemoryHeapNode_s* node)
 {
@@ -46,9 +46,8 @@ inline MemoryHeapNode_s* makeFreeNode(char* place, unsigned int size)
     return node;
 }
 
-// Where the nodes of a list lie: inside their bank (free and used list) or anywhere (fallback list). A link of the
-// first kind is written without reading it before. The header may not be in the processor's cache, and the write
-// does not wait for it.
+// Where the nodes of a list lie: inside their bank (free and used list) or anywhere (fallback list). The code writes
+// a link of the first kind without reading it first: insideLink in memorymgr_refs.h says why.
 enum e_NodesOf { NODES_OF_BANK, NODES_OF_LOCATION };
 
 inline MemoryHeapNode_s* linkOf(const MemoryNodeRef& from, e_NodesOf nodes)

@@ -2,9 +2,9 @@
 //
 // 1. An entry never moves. So a thread that has the number of an entry may use the entry without a lock.
 // 2. A thread takes a table's lock to get or to give back an entry. It may hold a bank's lock at that time. It holds
-//    at most one table lock, and calls no callback, calloc or free meanwhile. The lock is a spin lock that is held
-//    for a few steps, so that a bank's mutex stays the only mutex that a thread holds. A name that is in the table
-//    already is found without any lock, because banks must not wait for each other.
+//    at most one table lock, and calls no callback, calloc or free meanwhile. A table lock is a spin lock, not a
+//    mutex: it is held for a few steps only. A thread finds a name that is in the table already without any lock,
+//    because banks must not wait for each other.
 // 3. The compiler initialises everything here, and no destructor runs. So the tables work for static objects of a
 //    game, before and after all other static objects. The first entries of each table are static arrays, so banks
 //    work when calloc has no memory.
@@ -66,8 +66,8 @@ public:
     // Returns the number of an entry that has not been used yet: 0, then 1, and so on; sc_noEntry when all are used.
     unsigned int deal() { return m_dealt < _capacity() ? m_dealt++ : sc_noEntry; }
 
-    // Returns the size of the next chunk in bytes; 0 while more than sc_reserve entries are left, and when all chunks
-    // exist. `returned` is how many used entries the caller can use again.
+    // Returns the size of the next chunk in bytes. Returns 0 while more than sc_reserve entries are left, and when
+    // all chunks exist. `returned`: the number of entries that were given back; they count as left.
     size_t bytesWanted(unsigned int returned = 0) const
     {
         const bool isShort = _capacity() - m_dealt + returned <= sc_reserve && m_chunkCount < sc_chunks;
@@ -173,7 +173,7 @@ static void growInTime(Table& table, std::atomic_flag& taken)
 struct Links {
     MemoryHeapNode_s* next;
     MemoryHeapNode_s* prev;
-    unsigned int nextFree; // in an entry that was given back: the number of the next such entry, plus 1; 0: none
+    unsigned int nextFree; // only in an entry that was given back: 1 + the number of the next such entry; 0: none
 };
 
 // The table of fallback links. Entries that were given back form a list, and are used before new ones.
@@ -208,7 +208,7 @@ private:
     static Links s_first[ChunkedTable<Links>::sc_first];
 
     ChunkedTable<Links> m_table;
-    unsigned int m_firstFree = 0; // the number of the first entry that was given back, plus 1; 0: none
+    unsigned int m_firstFree = 0; // 1 + the number of the first entry that was given back; 0: none
     unsigned int m_freeCount = 0; // entries that were given back
 };
 
@@ -249,11 +249,11 @@ MemoryHeapNode_s** MemoryNodeRef::_outside() const
 
 // ---- Source names
 //
-// A chunked table has the name of each number. A hash table has the number of each name: the key is the address of
-// the name, with open addressing and linear probing. The hash table grows when it is half full. When there is no
-// memory, and for a thread that is in calloc, it still takes names until it is three quarters full. Readers take no
-// lock, so a reader may still search the smaller hash table after the table has grown. For this reason the smaller
-// one is never freed.
+// A chunked table maps each number to its name. A hash table maps each name to its number: the key is the address of
+// the name, with open addressing and linear probing. The hash table grows when it is half full. When it cannot grow,
+// because there is no memory or because the thread is in calloc, it takes names until it is three quarters full.
+// Readers take no lock, so a reader may still search the smaller hash table after the growth. For this reason the
+// smaller one is never freed.
 
 // name is written after number. So a thread that reads a name here may read its number without a lock.
 struct NameSlot {
@@ -263,7 +263,7 @@ struct NameSlot {
 
 struct NameSlots {
     NameSlots* smaller; // the hash table before the last growth; null in the first
-    unsigned int shift; // 64 less the binary logarithm of the capacity
+    unsigned int shift; // the capacity is 2 to the power of 64 - shift
     NameSlot slots[1];  // in fact capacity() slots
 
     unsigned int capacityLog2() const { return 64 - shift; }
@@ -359,7 +359,7 @@ private:
     unsigned int m_count = 0;
 };
 
-NameIndex::FirstSlots NameIndex::s_first = {{nullptr, 64 - 8, {}}, {}}; // 2^8 slots
+NameIndex::FirstSlots NameIndex::s_first = {{nullptr, 64 - 8, {}}, {}}; // 2^8 slots: one in head, 255 in others
 
 static const char* s_firstNames[ChunkedTable<const char*>::sc_first];
 static ChunkedTable<const char*> s_names(s_firstNames); // by number, from 1

@@ -10,27 +10,27 @@
 //   | signed distance in bytes, from this word to the other header   | 0 |    0: null
 //   +----------------------------------------------------------------+---+
 //
-//   next or prev of a fallback block: its entry in the table of fallback links, which has the pointers
+//   next or prev of a fallback block: the block's entry in the table of fallback links, which holds the pointers
 //   31                                                         2   1   0
 //   +------------------------------------------------------------+---+---+
 //   | number of the entry, from 0                                | p | 1 |    p: 0 is the entry's next, 1 its prev
 //   +------------------------------------------------------------+---+---+
 //
-//   file: its number in the table of source names, which has the pointers
+//   file: the number of the name in the table of source names, which holds the pointers
 //   31                                                                 0
 //   +--------------------------------------------------------------------+
 //   | number of the name, from 1                                         |    0: null
 //   +--------------------------------------------------------------------+
 //
-// A distance has room in 31 bits and a sign because a heap bank is smaller than 2 GiB. Fallback blocks can lie
-// anywhere in memory, so 32 bits are too few for the distance between two of them. One entry serves the two links of
-// a block. Each different name pointer gets one number, which lasts as long as the process.
+// A distance fits in 31 bits and a sign because a heap bank is smaller than 2 GiB. Fallback blocks can lie anywhere
+// in memory, so 32 bits are too few for the distance between two of them. A fallback block has one entry for both of
+// its links. Each different name pointer gets a number of its own, which lasts as long as the process.
 //
 // The tables get more memory from calloc when they need it. They never move an entry. A header may lie at any
 // address, so these types have an alignment of 1, like all fields of a header.
 //
-// Threads. The links of a node are used under the lock of its bank. The tables are shared by all banks and protect
-// themselves.
+// Threads. The links of a node are used under the lock of its bank. All banks share the tables, which have locks of
+// their own.
 #pragma once
 
 #include <stdint.h>
@@ -52,8 +52,8 @@ bool setUpOutsideLinks(MemoryHeapNode_s* node);
 void giveUpOutsideLinks(MemoryHeapNode_s* node);
 
 // insideLink(link) returns the node that a link points to; setInsideLink(link, node) assigns a node or null. Both are
-// for links of nodes inside a bank only. They do not test bit 0 of the word. So setInsideLink writes the word without
-// reading it first, and the processor need not wait for a header that is not in its cache.
+// for links of nodes inside a bank only, so they need not test bit 0 of the word. setInsideLink writes the word
+// without reading it first: the processor does not wait for a header that is not in its cache.
 
 #if UINTPTR_MAX == 0xffffffffu
 
@@ -110,7 +110,7 @@ private:
     static const unsigned int sc_outside = 1; // bit 0 of m_word: the link of a fallback block
     static const unsigned int sc_prev = 2;    // bit 1, in such a link: prev
 
-    // The address that distances count from.
+    // Distances count from this address.
     uintptr_t _here() const { return reinterpret_cast<uintptr_t>(this); }
     MemoryHeapNode_s** _outside() const; // the pointer in the table, for a link of a fallback block
 
@@ -119,7 +119,7 @@ private:
     MemoryWord m_word;
 };
 
-// m_word has the low 32 bits of the distance. Read as a signed number, these 32 bits are the whole distance.
+// m_word holds the distance as a signed number of 32 bits.
 inline MemoryHeapNode_s* insideLink(const MemoryNodeRef& link)
 {
     const intptr_t distance = static_cast<int>(link.m_word);

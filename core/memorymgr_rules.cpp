@@ -1,6 +1,6 @@
 // The functions below check the rules of memorymgr_heap.cpp and memorymgr_index.h, in the words of those rules.
-// Each function returns the first broken rule; null if no rule is broken. They allocate no memory and change
-// nothing.
+// The functions whose names have "broken" in them return the first broken rule; null if no rule is broken. They
+// allocate no memory and do not change the bank. An index that finds a contradiction gives itself up, as always.
 #include "core/memorymgr_rules.h"
 
 #ifdef CORE_CHECKED
@@ -11,7 +11,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-static const unsigned int sc_steps = 64; // about so many nodes are walked for each operation
+static const unsigned int sc_steps = 64; // nodes that the checks walk for each operation, on average
 
 // For each bank number: the bank, if its last check found no broken rule; else null. The last element is for the
 // system bank. Each element is used under the lock of its bank.
@@ -130,8 +130,7 @@ static const char* brokenFinderRule(const MemoryBank_s* bank, FreeIndex* index)
     return nullptr;
 }
 
-// The rules of memorymgr_index.h, as far as the state of an index can break them. The bank meets the rules of its
-// heap.
+// Checks the rules of memorymgr_index.h that an index can break. The bank must keep the rules of memorymgr_heap.cpp.
 const char* FreeIndex::brokenRule(const MemoryBank_s* bank) const
 {
     if (bank->freeList != m_first) {
@@ -224,7 +223,7 @@ RulesWatch::RulesWatch(int number, const MemoryBank_s* bank, MemoryHeapNode_s* n
     const MemoryBank_s*& sound = s_sound[number == -1 ? 32 : number];
     const char* broken = _brokenRule();
     if (broken && sound == bank && nodes > sc_steps) {
-        end(number, broken); // an operation since the last check has broken it, or the game
+        end(number, broken); // the library or the game has broken it since the last check
     }
     sound = broken ? nullptr : bank;
     m_isChecked = !broken && (!node || isOnList(bank->usedList, node) || isOnList(bank->extList, node));

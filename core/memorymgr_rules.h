@@ -10,7 +10,7 @@
 // - the operation takes a fallback block: the callback of the location is the game's code and may change the bank.
 //
 // A check walks all nodes of the bank. In a bank with more than 64 nodes only some operations are checked, so that
-// the checks walk about 64 nodes for each operation in the mean.
+// the checks walk about 64 nodes for each operation on average.
 #pragma once
 
 #include "core/memorymgr.h"

@@ -1,5 +1,5 @@
-// The finder that walks: it answers three questions about the free nodes of one bank, and reads only the bank's
-// free list. The index (memorymgr_index.h) answers the same questions without a walk.
+// The finder that walks the free list of one bank. It answers three questions: the first node for a size, the place
+// of a new node, and the free neighbours of a node. The index (memorymgr_index.h) answers them without a walk.
 //
 // This finder serves small banks, and banks whose lists the game has changed. It is also the reference: in a
 // checked build the index has to give the same answers.

@@ -15,16 +15,16 @@ typedef char Text[1024];
 
 static const int sc_mostLinks = 40; // Linux opens no path with more links
 
-// Returns true for root, for the user of this process, and for the owner of the root folder. In a user namespace
-// root's files can have another user number than 0; the owner of the root folder is that number.
+// Returns true for root, for the user of this process, and for the owner of the root folder. In a user namespace,
+// root's files can have an owner other than 0; the root folder has the same owner.
 static bool isTrusted(uid_t user)
 {
     struct stat root;
     return user == 0 || user == geteuid() || (stat("/", &root) == 0 && user == root.st_uid);
 }
 
-// Returns the offset of the end of the first part (a name between slashes) at or after the offset start; start if
-// there is no further part.
+// A part is a name between slashes. Returns the offset at which the first part at or after the offset start ends;
+// start if there is no further part.
 static size_t partEnd(const char* path, size_t start)
 {
     const size_t name = start + strspn(path + start, "/");

@@ -68,8 +68,8 @@ static char* skipBlanks(char* text)
     return text;
 }
 
-// Returns the next line feed or NUL, whichever comes first. Examines two words of text in each step. The memory
-// before end may be read.
+// Returns the next line feed or NUL, whichever comes first. Examines two machine words in each step, and so reads
+// bytes after a NUL, but no byte at or after end in these steps.
 static inline char* findLineFeed(char* text, const char* end)
 {
     while (end - text >= static_cast<ptrdiff_t>(2 * sizeof(Word))) {
@@ -125,7 +125,7 @@ static char* findQuote(char* text)
 }
 
 // Trims the end of a text whose leading blanks are already skipped. end is the NUL of the text. Returns the text;
-// null if it is empty. Makes a comment an empty text.
+// null if it is empty. A comment becomes an empty text.
 static char* trim(char* text, char* end)
 {
     if (!usually(*text)) {
@@ -153,8 +153,8 @@ static inline Slice cutLine(char* from, const char* textEnd)
     return {line, end};
 }
 
-// Returns from plus the length of the slice plus one; textEnd if that is smaller. The fast path: the slice begins
-// at from.
+// Returns from + the length of the slice + 1, at most textEnd. The slice begins at from or after it. The fast path:
+// it begins at from.
 static inline char* stepFrom(char* from, Slice slice, char* textEnd)
 {
     if (usually(slice.begin == from && slice.end < textEnd)) {

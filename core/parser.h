@@ -11,15 +11,15 @@
 //     }
 //
 // - Memory: the parser cuts the caller's text: it writes a NUL at the end of each line, token and string. It never
-//   removes these NULs. A text that a function returns is a part of the caller's text, and is valid as long as the
-//   caller's text. The parser itself allocates nothing; `new Parser(text)` allocates the parser from bank 0.
+//   removes these NULs. A text that a function returns is a part of the caller's text: it is valid as long as the
+//   caller's text exists. The parser itself allocates nothing; `new Parser(text)` allocates the parser from bank 0.
 // - Comments: a comment begins with "//", after leading blanks, and its whole line is ignored.
 // - Line ends: config files end each line with a carriage return and a line feed. In a text whose lines end with a
 //   line feed alone, GetToken after the last token of a line returns the first token of the next line, not null. In
 //   such a text exactly two empty lines together end the text; docs/surprises.md lists the results for other
 //   numbers of empty lines.
 // - Threads: one thread at a time may use a parser.
-// - Results of numbers and messages are frozen: docs/architecture.md, "Message texts".
+// - The texts of the messages are frozen: docs/architecture.md, "Message texts".
 #pragma once
 
 #include "core/allocator.h"
@@ -42,9 +42,9 @@ public:
 
     // ---- The parts of the current line. Each call begins at the line position, where the last call ended.
 
-    // Returns the next token; null if the line has no further token (but see "Line ends" above). The token ends
-    // before the next character of delimiters, or at the end of the line. A NUL is written over that character.
-    // Blanks before the token are skipped, also if they are not in delimiters.
+    // Returns the next token; null if the line has no further token (for bare line feeds see "Line ends" above).
+    // First skips blanks, also if they are not in delimiters, then characters of delimiters. The token ends before
+    // the next character of delimiters, or at the end of the line. Writes a NUL over that character.
     char* GetToken(const char* delimiters);
 
     // Returns the next text between double quotes, with its escapes decoded (core/str.h); null if the line has no
@@ -52,7 +52,8 @@ public:
     char* GetString();
 
     // Each of these functions takes the next token. GetEqualsToken returns true if the token is "=", GetOpenBrace
-    // if it is "{", GetCloseBrace if it is "}". Another token is used up as well; the next call begins after it.
+    // if it is "{", GetCloseBrace if it is "}". They also take a token that does not match: the next call of any
+    // function begins after that token.
     //
     // A sample for a text of these three lines:
     //
@@ -80,8 +81,8 @@ public:
     //
     // These calls do not move the line position: a second call reads the same numbers.
     //
-    // Return true if the line has all the numbers. Otherwise they return false and log a message with the line
-    // number; the numbers before the missing number are stored. For all readers of this class:
+    // Each call returns true if the line has all the numbers. Otherwise it returns false, logs a message with the
+    // line number, and stores the numbers before the missing number. For all readers of this class:
     // - the decimal separator is a point, in every locale;
     // - a float may also be inf, nan or hexadecimal;
     // - an integer is read with 64 bits; the low bits are stored if the type of the output is smaller.
@@ -102,13 +103,13 @@ public:
     // The text must have no empty lines, no comments and no leading blanks, and its lines must end with a carriage
     // return and a line feed.
     //
-    // A call that reads all its values returns true and moves the cursor to the next line. Otherwise it returns
-    // false, logs a message with the line number, and stores the values before the missing value. The cursor does
-    // not move then, but the line number grows by 1: the next call reads the same line, and its message has the
-    // next number.
+    // A call that reads all its values returns true and moves the cursor to the next line. If a value is missing, the
+    // call returns false, logs a message with the line number, and stores the values before the missing value. The
+    // cursor does not move, but the line number grows by 1: the next call reads the same line, and its message has
+    // the next line number.
     bool ParseString(char* word);        // the line's first word; word needs room for the whole line and a NUL
     bool ParseChar(char* letter);        // the first character after leading tabs; it may be a space
-    bool ParseUTF8(unsigned char* word); // like ParseString; a line with a space after leading tabs is read as " "
+    bool ParseUTF8(unsigned char* word); // like ParseString; if a space follows the leading tabs, stores " "
     bool ParseInteger(int* value);
     bool ParseInteger2(int* first, int* second);
     bool ParseInteger2x(int* first, int* second); // one or two values; *second is unchanged if there is only one
@@ -119,10 +120,10 @@ public:
 
     // ---- Named parameters: lines of the form "name = value".
     //
-    // token is the first token of the line, which the caller has taken. These functions return false, and read
-    // nothing, if token and name differ; upper and lower case are equal. Otherwise they read the value, and return
-    // true even if the value cannot be read. Then they log a message and do not change that output; of two values
-    // the first may have been stored. ParamEqualsBoolean and ParamEqualsString have other rules for a bad value.
+    // token is the first token of the line, which the caller has taken. If token and name differ, these functions
+    // return false and read nothing; upper and lower case are equal. If token and name are equal, they read the
+    // value and return true. If a value cannot be read, they log a message, do not store it, and still return true;
+    // a value before it is stored. ParamEqualsBoolean and ParamEqualsString have other rules for a bad value.
     bool ParamEqualsInt8(const char* token, const char* name, signed char* value); // stores the low 8 bits: 300 is 44
     bool ParamEqualsInt16(const char* token, const char* name, short* value);      // stores the low 16 bits
     bool ParamEqualsInt32(const char* token, const char* name, int* value);
@@ -138,9 +139,9 @@ public:
     // "false". Without "=" it stores nothing and logs a message.
     bool ParamEqualsBoolean(const char* token, const char* name, bool* value);
 
-    // Stores a quoted string, truncated to size - 1 bytes, and fills the rest of the size bytes with NULs.
-    // Deliberate: if the names are equal but no complete quoted string follows "=", it logs a message and returns
-    // false, unlike the other readers. A size of 0 stores nothing.
+    // Stores a quoted string, truncated to size - 1 bytes, and fills the rest of the size bytes with NULs. Stores
+    // nothing for a size of 0. Deliberate, and unlike the other readers: if "=" is there and no complete quoted
+    // string follows it, logs a message and returns false.
     bool ParamEqualsString(const char* token, const char* name, char* text, unsigned int size);
 
     // ---- The trimming that all readers use, for a line that the caller supplies.
@@ -173,7 +174,7 @@ private:
     char* m_buffer;
     char* m_cursor;   // where the parser looks for the next line
     char* m_position; // the line position: where the parser looks for the next token; null on a line of blanks
-    int m_lineNumber; // lines that ParseLine took, plus calls for value lines, also failed ones
+    int m_lineNumber; // the number of lines that ParseLine took, plus the number of calls for value lines
 
     // A NUL in the text can be one that the parser wrote. So these pointers remember where the text and the line end.
     struct {

@@ -111,7 +111,7 @@ const char* ReadNumber(const char* text, unsigned long long* value)
 // - The float that is nearest to this double is also the float that is nearest to the number. The one exception is
 //   a double exactly half way between two floats: the division may have rounded to it from either side. Then the
 //   function returns false.
-// - A number other than 0 is at least 1e-19, so its float is not subnormal.
+// - A number other than 0 is at least 1e-19, so its float is not subnormal and has all its bits.
 static inline bool toFloat(uint64_t digits, ptrdiff_t decimals, bool negative, float* value)
 {
     static const double sc_powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,
@@ -123,7 +123,7 @@ static inline bool toFloat(uint64_t digits, ptrdiff_t decimals, bool negative, f
     const double number = (negative ? -all : all) / sc_powersOfTen[decimals];
     uint64_t bits;
     memcpy(&bits, &number, sizeof(bits));
-    // Half way: a double has 29 bits more than a float, and they are a one and 28 zeros.
+    // A double has 29 bits more than a float. Half way between two floats, they are a one and 28 zeros.
     if ((bits & 0x1fffffff) == 0x10000000) {
         return false;
     }

@@ -220,8 +220,8 @@ bool Parser::_cutNumber(Value* value)
 }
 
 // Reads the values after "=". Logs the complaint if fewer than `required` values can be read. Always returns true,
-// the result of a reader whose name is equal. This function is not inlined, because most calls of a reader end
-// after the comparison of the names, and these calls are faster without saving registers.
+// the result of a reader whose name is equal. This function is not inlined: most calls of a reader end
+// after the comparison of the names, and so need not save registers for the work here.
 template <typename... Values>
 bool Parser::_readValues(const char* name, const char* complaint, int required, Values*... values)
 {

@@ -10,8 +10,7 @@
 // - Memory: only ScanDir and ScanDirFree need a memory manager. A game can use all other calls before it makes one.
 // - Threads: any thread may call GetTime, Sleep and threadStarter. Only the main thread may make the other calls.
 // - Texts: each function that returns a text has its own buffer of 1024 bytes in the library. The text is valid
-//   until the next call of the same function. A text of more than 1023 bytes is truncated, except in
-//   GetAppGamePath.
+//   until the next call of the same function. A text of more than 1023 bytes is truncated.
 // - Failures: a call reports a failure only if its comment says so.
 //
 // docs/surprises.md lists the results that look wrong and are deliberate.
@@ -39,8 +38,8 @@ public:
     // Stores app. The number belongs to the game: the library only returns it from GetApp.
     //
     // The first call also sets these values to 0, false or null: the current window, active, minimized, the
-    // position and size that InitWindow stored, and the note that ShowCursor has hidden the cursor. It also checks
-    // whether the processor has a vector unit. So make this call before InitWindow and SetWindow.
+    // position and size that InitWindow stored. The cursor then counts as shown. So call SetApp before InitWindow,
+    // SetWindow and ShowCursor. The first call also checks whether the processor has a vector unit.
     static void SetApp(unsigned int app);
     static unsigned int GetApp(); // 0 before SetApp
 
@@ -49,8 +48,8 @@ public:
     static void SetWindow(void* window);
     static void* GetWindow();
 
-    // Two flags for the game's own use. The game sets them when the system sends it an event, and reads them in its
-    // loop. The library does nothing else with them.
+    // Two flags and the state, for the game's own use. The game sets a flag when the system sends it an event, and
+    // reads it in its loop. The library only stores them.
     static void SetActive(bool active); // true while the game is the active application
     static bool GetActive();
     static void SetMinimized(bool minimized); // true while the window is in the dock
@@ -79,15 +78,15 @@ public:
     // "/Brackenlow/", then the name of the process. The result never contains subFolder.
     //
     // Only the first call in a process makes folders: the data folder, and subFolder in it unless subFolder is
-    // null. The constructor of the memory manager makes that first call, with "data". So a game that has a memory
-    // manager makes every other folder with CreateDir.
+    // null. The constructor of the memory manager calls it with "data". That has to be the first call, because the
+    // bank-size file needs the folder "data". The game makes every other folder with CreateDir.
     //
-    // When a symbolic link that another user made is part of the path, the function logs a message and returns
-    // "/Brackenlow/" and the name of the process. An ordinary user cannot make that folder.
+    // When a symbolic link that another user made is part of the path, the function logs a message. It then returns
+    // "/Brackenlow/" and the name of the process, a folder that an ordinary user cannot make.
     static const char* GetAppDataDir(const char* subFolder);
 
-    // Makes one folder with mode 0755. Its parent folder must exist. Backslashes are not converted to slashes.
-    // Returns 0; on failure -1, with the reason in errno.
+    // Makes one folder, with mode 0755 less the process's umask. Its parent folder must exist. Does not convert
+    // backslashes to slashes. Returns 0; on failure -1, with the reason in errno.
     static int CreateDir(const char* path);
 
     // ---- Alerts, web pages, the command line
@@ -102,8 +101,8 @@ public:
     // is a terminal, control characters are written as "\x1B".
     static int MessageBox(const char* caption, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-    // Opens a page in the user's browser. Returns 0 if the browser was started, and also if url is not a URL.
-    // Returns the system's error code if the browser cannot be started.
+    // Opens a page in the user's browser. Returns 0 if the browser was started, and also if url is not a URL or is
+    // null. Returns the system's error code if the browser cannot be started.
     static int SpawnWebBrowser(const char* url);
 
     // Stores a pointer to the game's command line. The library neither reads nor frees the command line.
@@ -115,8 +114,8 @@ public:
     //     Platform::RegSetInt32("Video", "width", 800);
     //     int width = Platform::RegGetInt32("Video", "width", 640); // 800, also in the next run
     //
-    // A value that could be stored is on the disk when the call returns. The section is ignored: two sections with
-    // the same key share one value.
+    // When a call returns, its value is on the disk, if it could be stored. The section is ignored: two sections
+    // with the same key share one value.
 
     static bool RegInit(const char* name, bool& created); // sets created to false and returns true; does nothing else
 
@@ -124,15 +123,15 @@ public:
     static bool RegSetInt32(const char* section, const char* key, int value);
     static bool RegSetString(const char* section, const char* key, char* value);
 
-    // Returns the value; defaultValue if there is none, and if it is outside the range of an int. A stored text
-    // that is a number counts as that number.
+    // Returns the value. Returns defaultValue if there is no value, and if the value is outside the range of an int.
+    // A stored text that is a number counts as that number.
     static int RegGetInt32(const char* section, const char* key, int defaultValue);
 
     // Copies the value to out; copies defaultValue if there is no value. Use the text in out and ignore the result.
     //
-    // out needs room for 1024 bytes. It needs more if the game stores a longer text with RegSetString, or passes a
-    // longer default: this function writes all of that text. A text of 1024 bytes or more that did not come from
-    // RegSetString (for example from the preferences of all users) counts as missing.
+    // out needs room for 1024 bytes. If the game stores a longer text with RegSetString, or passes a longer default,
+    // out needs room for all of it and a NUL. A text of 1024 bytes or more that did not come from RegSetString, for
+    // example from the preferences of all users, counts as missing.
     static char* RegGetString(const char* section, const char* key, char* defaultValue, char* out);
 
     // Makes a marker: an empty value that all users of this computer share. Does nothing if the marker exists. Sets
@@ -163,14 +162,14 @@ public:
     //         }
     //     }
     //
-    // A position or a size means the content rectangle: the window without its frame, in pixels. Positions count
-    // from the lower left corner of the main display, y upward. No window can be made without a display, or in a
-    // build without AppKit. The order of the messages to the window is frozen: docs/architecture.md, "Orders of
+    // A position and a size are those of the content rectangle (the window without its frame), in pixels. Positions
+    // count from the lower left corner of the main display, y upward. No window can be made without a display, or in
+    // a build without AppKit. The order of the messages to the window is frozen: docs/architecture.md, "Orders of
     // calls".
 
     // Makes a framed window and centres it on the screen. Returns the window, which is not yet visible and not yet
-    // the current window. Returns null if it cannot be made, for example because it and its frame are wider or
-    // higher than 10,000 pixels: GNUstep's AppKit has no larger windows.
+    // the current window. Returns null if the window cannot be made, for example if it would be wider or higher than
+    // 10,000 pixels with its frame: GNUstep's AppKit has no larger windows.
     //
     // x and y do not move the window; GetWindowPos returns them. The title is UTF-8; a title that is not UTF-8 is
     // read as Mac Roman. The arguments without a name are ignored. If the game has not made the application object
@@ -181,15 +180,16 @@ public:
     // Closes a window. If it is the current window, there is no current window afterwards. Null is ignored.
     static void DestructWindow(void* window);
 
-    // Closes window, makes a new one of the given size, shows it and makes it the current window. fullScreen true:
-    // the new window has no frame and lies above all other windows. false: it is framed. The new window has the
-    // title of the old one but no view: the game attaches its drawing object again. If the new window cannot be
-    // made, the game has no window, and GetWindow returns null.
+    // Closes window, makes a new one of the given size, shows it and makes it the current window. If fullScreen is
+    // true, the new window has no frame and lies above all other windows; otherwise it is framed. It has the title
+    // of the old window but no view: the game attaches its view again. If the new window cannot be made, the old one
+    // is closed all the same, and GetWindow returns null if it was the current window.
     static void SetFullscreenWindow(void* window, bool fullScreen, int width, int height);
 
     static void SetWindowPos(); // centres the current window and shows it; does nothing if there is none
 
-    // The position and the size that the last successful InitWindow was given. Later moves do not change them.
+    // Return the position and the size that the game gave to the last successful InitWindow. They do not change when
+    // the window is moved.
     static void GetWindowPos(int& x, int& y);
     static int GetWindowWidth();
     static int GetWindowHeight();
@@ -219,18 +219,18 @@ public:
     // | F1 to F13 | 163 to 175 |
     static unsigned int RawKeyToLocalKey(int macKeyCode);
 
-    static void ShowCursor(bool show); // does not count calls: one true shows the cursor after any number of false
+    static void ShowCursor(bool show); // calls are not counted: one call with true always shows the cursor
 
-    // Stores capture in g_MacMouseCaptured. true also moves the cursor to the point of the current window that is
-    // nearest to the upper left corner of the main display; when that corner lies in the window, the cursor does not
-    // move. To confine the cursor to the window afterwards is the game's task.
+    // Stores capture in g_MacMouseCaptured. If capture is true, also moves the cursor to the point of the current
+    // window that is nearest to the upper left corner of the main display. If that corner lies in the window, the
+    // cursor does not move. After this call the game itself has to confine the cursor to the window.
     static void CaptureMouse(bool capture);
 
-    // Moves the cursor. Pixels from the upper left corner of the main display, y downward.
+    // Moves the cursor to a point: in pixels from the upper left corner of the main display, y downward.
     static void SetCursorPos(int x, int y);
 
-    // Stores where the cursor was at the event that the game fetched last: in pixels from the lower left corner of
-    // that event's window without its frame, y upward. Stores nothing if the game has fetched no event.
+    // Stores the position of the cursor at the last event that the game fetched: in pixels from the lower left corner
+    // of the content of the event's window, y upward. Stores nothing if the game has fetched no event.
     static void GetCursorPos(int& x, int& y);
 
     // ---- Time
@@ -240,7 +240,8 @@ public:
     //     const unsigned int passed = Platform::GetTime() - start; // milliseconds, also across the return to 0
 
     // Returns milliseconds since the computer was started. The number returns to 0 after 2^32 ms, about 49.7 days.
-    // The difference of two times, as an unsigned number, is right also then.
+    // The difference of two times is right even if the number has returned to 0 in between: subtract them as
+    // unsigned numbers.
     static unsigned int GetTime();
     static void Sleep(unsigned int ms); // calls the free function Sleep at the end of this file
     static void BeginTimePeriod();      // does nothing
@@ -273,7 +274,7 @@ public:
 // Returns "" if there is no bundle; null if the path of the folder for resources is longer than 1023 bytes.
 const char* GetAppGamePath();
 
-// Blocks the calling thread for (ms * 1000000) mod 2^32 nanoseconds. A signal does not end the sleep early. From
+// Blocks the calling thread for (ms * 1,000,000) modulo 2^32 nanoseconds. A signal does not end the sleep early. From
 // 4295 ms on the sleep is shorter than ms: Sleep(5000) sleeps for 705 ms. This is deliberate and frozen
 // (docs/architecture.md, "Sizes and rounding"): games have tuned their waits with it.
 void Sleep(unsigned int ms);
@@ -282,13 +283,13 @@ void Sleep(unsigned int ms);
 // writes 0 to the running flag of the thread object, frees the record with the global operator delete, and returns
 // the function's result. Returns 0 for null.
 //
-// | Memory | Word 1 | Word 2 | Word 3 | After word 3 |
-// |---|---|---|---|---|
-// | record, from the global operator new | function: int (*)(void*) | argument | address of the thread object | |
-// | thread object, which the game owns | for the game | for the game | for the game | running flag, 32 bits |
+// The record comes from the global operator new; the game owns the thread object. A word has the size of a pointer:
 //
-// A word has the size of a pointer. A null function is not called; a null thread object is not written to. The
-// layout is frozen: docs/architecture.md, "Record layouts and virtual tables".
+//   record:         word 1: function, int (*)(void*) | word 2: argument | word 3: address of the thread object
+//   thread object:  words 1 to 3: for the game       | then 32 bits: the running flag
+//
+// A null function is not called; a null thread object is not written to. The layout is frozen: docs/architecture.md,
+// "Record layouts and virtual tables".
 int threadStarter(void* record);
 
 // Random numbers: MT19937 (Matsumoto and Nishimura, "Mersenne Twister: a 623-dimensionally equidistributed uniform
@@ -309,8 +310,8 @@ int UnloadSoundAPI();
 int Load3dSoundAPI(const char* name);
 int Unload3dSoundAPI();
 
-// The factories; each is null before its load call. Before you call a factory, cast it to its real function type,
-// which the module that defines it declares.
+// The factories; each is null before its load call. The module that defines a factory also declares its function
+// type: cast the variable to that type before you call it.
 extern void (*gfxCreateGfxSubsystem)();
 extern void (*sndCreateSndSubsystem)();
 extern void (*sndCreateSnd3dSubsystem)();

@@ -1,7 +1,7 @@
 // Preferences: reading the store, then the INI file; writing the store.
 //
-// 1. A text read empties sPrefBuffer before it reads the INI file. A section, key or default that lies in
-//    sPrefBuffer then is an empty text. So a game must not pass a text that a read returned.
+// 1. read empties sPrefBuffer before it looks in the INI file. From then on, a section, key or default that lies in
+//    sPrefBuffer is an empty text. So a game must not pass a text that read returned.
 // 2. Each read of the INI file begins at the start of the file. fgets reads at most 1023 bytes; the rest of a
 //    longer line is the next line.
 #include "core/preferences.h"
@@ -100,9 +100,9 @@ static int toInt(const char* text)
 // Gives sPrefBuffer to free of bank 0, although bank 0 did not allocate it. Deliberate and frozen: programs that
 // watch free see this call for each number that is read. A heap bank refuses the block because its header is all 0.
 //
-// A linear bank would be emptied by any call of free, so the call is made for heap banks only. getSize tells the
-// two kinds apart: a heap bank returns the header's size minus 24, here 0 - 24, which is not 0. Other banks return
-// 0.
+// free of any address empties a linear bank, so the call is made for heap banks only. getSize tells the two kinds
+// apart: in a heap bank it returns the size in the header minus 24, here 0 - 24, which is not 0. In other banks it
+// returns 0.
 static void freeBuffer()
 {
     if (g_MemoryPtr && g_MemoryPtr->getSize(0, sPrefBuffer) != 0) {

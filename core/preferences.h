@@ -38,7 +38,7 @@
 class Preferences : public Allocator<0> {
 public:
     Preferences() = default;
-    virtual ~Preferences(); // frees the path of the INI file; then no object has an INI file until the next init
+    virtual ~Preferences(); // frees the shared path: no object has an INI file until the next init
 
     Preferences(const Preferences&) = delete;
     Preferences& operator=(const Preferences&) = delete;
@@ -51,7 +51,7 @@ public:
     // truncated to 1023 bytes; "" for a null defaultText. A value in the store counts as missing if it is longer
     // than 1023 bytes, is not a text, or has characters that Mac Roman does not have.
     //
-    // section, key and defaultText must not be a text that read returned: read empties its buffer before it looks
+    // Do not pass a text that read returned as section, key or defaultText: read empties its buffer before it looks
     // in the INI file.
     const char* read(const char* section, const char* key, const char* defaultText);
 

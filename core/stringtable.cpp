@@ -4,10 +4,11 @@
 // 2. An entry is never replaced. Of several entries with the same key, the oldest is found.
 // 3. A table that has opened a strings file never writes one.
 //
-// The numbers 56, 146, 169, 221 and 226 in this file name the blocks in leak reports. They are frozen and are not
-// lines of this file: docs/architecture.md, "Numbers in block tags".
+// The line in the tag of each block is a frozen number (56, 146, 169, 221, 226), and not a line of this file:
+// docs/architecture.md, "Numbers in block tags".
 #include "core/stringtable.h"
 #include "core/hashtable.h"
+#include "core/hashtable_rules.h"
 #include "core/otherslinks.h"
 #include "core/parser.h"
 #include "core/str.h"
@@ -31,11 +32,21 @@ StringTable* g_stringTblPtr;
 char StringTable::s_localePath[1024];
 const char* const StringTable::sc_stringFileName = "strings.utf8";
 
+// Returns true if the hash table keeps its rules. Otherwise prints the first broken rule and returns false.
+[[maybe_unused]] static bool keepsItsRules(const HashTable<_StringTableNode_s>& table)
+{
+    const char* broken = BrokenHashRule(table);
+    if (broken) {
+        fprintf(stderr, "a string table breaks a rule: %s\n", broken);
+    }
+    return !broken;
+}
+
 StringTable::StringTable() : m_loaded(0), m_table(nullptr)
 {
     m_spare[0] = '\0';
     m_language[0] = '\0';
-    m_table = new (sc_source, 56) HashTable<_StringTableNode_s>(1021, 1024);
+    m_table = new (sc_source, 56) HashTable<_StringTableNode_s>(1021, 1024); // 56: frozen; 1021 buckets, 1024 nodes
     g_stringTblPtr = this;
 }
 
@@ -43,8 +54,9 @@ StringTable::~StringTable()
 {
     g_stringTblPtr = nullptr;
     if (!m_table) {
-        return; // no memory manager, so there are no entries: an export would overwrite a strings file with nothing
+        return; // without a memory manager there are no entries, and an export would empty an existing strings file
     }
+    assert(keepsItsRules(*m_table));
     if (!m_loaded) {
         _exportStringTable();
     }
@@ -108,7 +120,7 @@ static void formatWithoutArguments(char* out, size_t size, const char* format)
 static char* readText(_BkzFileType_s* file, const char* path)
 {
     const unsigned long length = File::getLength(file);
-    void* block = length <= sc_longestFile ? AllocInBank(0, length + 1, sc_source, 146) : nullptr;
+    void* block = length <= sc_longestFile ? AllocInBank(0, length + 1, sc_source, 146) : nullptr; // 146: frozen
     if (!block) {
         owLogger::log(3, "^CFF0000StringTable::setLanguage:^c ^CFF0000Memory Allocation Error^c %s\f", path);
         return nullptr;
@@ -146,7 +158,7 @@ bool StringTable::setLanguage(const char* language)
 void StringTable::_parseStringTable(char* text)
 {
     const bool hasByteOrderMark = strncmp(text, "\xEF\xBB\xBF", 3) == 0;
-    Parser* parser = new (sc_source, 169) Parser(hasByteOrderMark ? text + 3 : text);
+    Parser* parser = new (sc_source, 169) Parser(hasByteOrderMark ? text + 3 : text); // 169: frozen
     while (parser && parser->ParseLine()) {
         _parseStringTableEntry(parser);
     }
@@ -171,19 +183,21 @@ void StringTable::_insertString(const char* key, const unsigned char* text)
     if (!m_table) {
         return;
     }
-    void* record = AllocInBank(0, sizeof(_StringTableNode_s), sc_source, 221);
+    void* record = AllocInBank(0, sizeof(_StringTableNode_s), sc_source, 221); // 221: frozen
     if (!record) {
         return;
     }
     const size_t size = strlen(reinterpret_cast<const char*>(text)) + 1;
-    void* copy = AllocInBank(0, size, sc_source, 226);
+    void* copy = AllocInBank(0, size, sc_source, 226); // 226: frozen
     if (!copy) {
         FreeInBank(0, record);
         return;
     }
     _StringTableNode_s* entry = static_cast<_StringTableNode_s*>(record);
     entry->string = static_cast<char*>(memcpy(copy, text, size));
-    m_table->insert(key, entry);
+    [[maybe_unused]] const HashData<_StringTableNode_s>* node = m_table->insert(key, entry);
+    assert(entry->string != reinterpret_cast<const char*>(text) && "1: each entry owns two blocks");
+    assert((!node || !node->m_next) && "2: of several entries with the same key, the oldest is found");
 }
 
 const char* StringTable::translate(const char* text)

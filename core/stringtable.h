@@ -43,16 +43,16 @@ public:
     // Stores the address of this table in g_stringTblPtr.
     StringTable();
 
-    // Writes the entries to a strings file if this table has never opened one. If a symbolic link of another user
-    // is part of the file's path, logs a message and writes nothing. Sets g_stringTblPtr to null, also if it holds
-    // another table.
+    // Writes the entries to a strings file if this table has never opened one. If another user's link is part of
+    // the file's path (docs/surprises.md, "Localisation"), logs a message and writes nothing. Sets g_stringTblPtr to
+    // null, also if it holds another table.
     virtual ~StringTable();
 
     StringTable(const StringTable&) = delete;
     StringTable& operator=(const StringTable&) = delete;
 
     // Sets the locale folder for all later loads and exports. path is truncated to 1023 bytes. When a file is
-    // opened, the path with the file's name is truncated to 127 bytes, so keep path shorter than 114 bytes. A null
+    // opened, the path with the file's name is truncated to 127 bytes, so keep path to at most 114 bytes. A null
     // or empty path changes nothing.
     static void s_setLocalePath(const char* path);
 

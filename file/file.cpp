@@ -5,8 +5,8 @@
 //    act.
 // 3. The descriptor of a file is greater than 2, and it is closed on exec. With descriptor 2 the log would write
 //    its messages into the file.
-// 4. No file is written through a symbolic link of another user. A file is truncated to 0 bytes only after all
-//    these checks.
+// 4. A path that ends with a symbolic link of another user is not opened for writing. A file is truncated to 0 bytes
+//    only after all these checks.
 #include "file/file.h"
 
 #include <algorithm>
@@ -167,8 +167,8 @@ static int openDescriptor(const char* path, int flags)
     return above;
 }
 
-// Returns true for root, for the user of this process, and for the owner of the root folder. In a user namespace
-// root's files can have another user number than 0; the owner of the root folder is that number.
+// Returns true for root, for the user of this process, and for the owner of the root folder. In a user namespace,
+// root's files can have an owner other than 0; the root folder has the same owner.
 static bool isTrusted(uid_t user)
 {
     struct stat root;
@@ -205,8 +205,7 @@ static bool isRegular(const struct stat& status)
 }
 
 // Opens a regular file and returns its descriptor; -1 on failure, with the reason in errno. stat checks the kind of
-// the file before it is opened, fstat checks it again on the opened file, because the path may name another file by
-// then.
+// the file before it is opened. fstat checks the opened file again, because the path may name another file by then.
 static int openRegular(const char* path, const OpenMode& mode)
 {
     struct stat status;
@@ -219,7 +218,7 @@ static int openRegular(const char* path, const OpenMode& mode)
         return -1;
     }
     if (fstat(descriptor, &status) != 0 || !isRegular(status) ||
-        fcntl(descriptor, F_SETFL, mode.flags & O_APPEND) != 0 || // removes O_NONBLOCK
+        fcntl(descriptor, F_SETFL, mode.flags & O_APPEND) != 0 || // O_NONBLOCK was for opening only
         (mode.empties && status.st_size > 0 && ftruncate(descriptor, 0) != 0)) {
         closeQuietly(descriptor);
         return -1;

@@ -15,7 +15,7 @@
 //
 // - Kinds of files: only a regular file can be opened. For a folder, a pipe, a socket or a device, opening fails at
 //   once.
-// - Links: a file is not opened for writing through a symbolic link that another user made. Links that root or the
+// - Links: a path that ends with a symbolic link of another user is not opened for writing. Links that root or the
 //   user of this process made are followed.
 // - Descriptors: an opened file has a descriptor greater than 2. It is closed when the process starts another
 //   program.
@@ -38,8 +38,8 @@ public:
     // reason, unless an argument is null.
     static _BkzFileType_s* open(const char* name, const char* mode);
 
-    // Returns the length of the file in bytes, with the bytes that were written to the stream. The position in the
-    // file does not change. Returns 0 for null, and for a length that an unsigned long cannot hold.
+    // Returns the length of the file in bytes. Bytes in the buffer of the stream count: they are written first. The
+    // position in the file does not change. Returns 0 for null, and for a length that an unsigned long cannot hold.
     static unsigned long getLength(_BkzFileType_s* file);
 
     // Reads up to count items of size bytes each into buffer. Returns the number of complete items that were read.
@@ -59,14 +59,14 @@ FILE* fopen_mac(const char* path, const char* mode);
 // Converts a path to the spelling with slashes, and stores the result in out. The result has the length of the
 // path. The function does not look at the disk.
 //
-// | In the path | Becomes | Example |
-// |---|---|---|
-// | a backslash | a slash | data\units.txt: data/units.txt |
-// | a drive with a slash or backslash after it | "/.", the root | C:\data: /./data |
-// | a drive without one | "./", the working folder | C:data: ./data |
+// | In the path | Becomes | Example | Its result |
+// |---|---|---|---|
+// | a backslash | a slash | data\units.txt | data/units.txt |
+// | a drive before a slash or backslash | "/.", the root | C:\data | /./data |
+// | any other drive | "./", the working folder | C:data | ./data |
 //
-// out needs room for the length of in and a NUL; out and in may be the same buffer. A null in counts as an empty
-// path. A null out: the function does nothing.
+// out needs room for the length of in and a NUL; out and in may be the same buffer. If in is null, the
+// result is an empty path. If out is null, the function does nothing.
 void ConvertDOSToMacPath(const char* in, char* out);
 
 // Compares two texts like strcmp, with 'A' to 'Z' read as 'a' to 'z' in every locale. Returns 0 if the texts are

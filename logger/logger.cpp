@@ -1,7 +1,7 @@
 // The log: format a message, make a line of it, write the line.
 //
 // 1. The logger uses no other library of this project and no memory manager, because it logs their failures. Long
-//    texts are in memory from malloc.
+//    texts lie in blocks of malloc.
 // 2. The lock of the standard error stream is held while a line is written, and at no other time. So a line does
 //    not mix with lines of other threads or with texts that the game prints to the stream.
 // 3. Without memory a message is still written: a long line in several pieces, a long message truncated.
@@ -70,7 +70,7 @@ static void writeAll(const char* bytes, size_t count)
     }
 }
 
-// A line that is being put together: on the stack, and in one block of malloc's when it needs more room.
+// A line that is being put together: on the stack, or in one block of malloc if the line needs more room.
 class Line {
 public:
     Line() = default;
@@ -174,9 +174,8 @@ static void appendColour(Line& line, const char* digits)
 }
 
 // Returns the number of bytes of the control character that begins at text; 0 if none begins there. Colour marks
-// are left out of the written line, so the bytes before and after a mark can form a control character. Then returns
-// 1: when the first byte is escaped, the others no longer form a control character. coloured: a colour has begun,
-// so "^c" is a mark.
+// are left out of the written line, so the bytes before and after a mark can form a control character. For such a
+// character returns 1: it is enough to escape the first byte. coloured: a colour has begun, so "^c" is a mark.
 static size_t shownControlLength(const char* text, bool coloured)
 {
     char shown[3];
@@ -232,7 +231,7 @@ static void appendMessage(Line& line, const char* text, bool showColours)
     }
 }
 
-// Formats a message of length bytes into a block of malloc's, which the caller frees. Returns null without memory.
+// Formats a message of length bytes into a block of malloc, which the caller frees. Returns null without memory.
 static char* formatInBlock(size_t length, const char* format, va_list args)
 {
     char* block = static_cast<char*>(malloc(length + 1));

@@ -10,12 +10,12 @@
 // | form feed, \f | The message ends here. A message without a form feed ends at its NUL. |
 // | ^CRRGGBB | A colour begins: red, green and blue, two hexadecimal digits each. |
 // | ^c | The colour ends. The next colour and the end of the message end it as well. |
-// | control characters other than line feed and tab | Written as visible text: the escape character as \x1B. |
-// | characters that change the direction of text | The same. |
+// | control characters other than line feed and tab | They become visible text: the escape character becomes \x1B. |
+// | characters that change the direction of text | They become visible text. |
 //
 // Every other caret is text, also ^c when no colour has begun. Colours appear only on a terminal, and not if
-// NO_COLOR is set to a text or TERM is "dumb"; elsewhere the colour marks are left out. Control characters in data
-// could steer a terminal. So they are also made visible when a colour mark separates their bytes.
+// NO_COLOR is set to a text or TERM is "dumb"; elsewhere the colour marks are left out. A control character
+// is made visible even if a colour mark stands between its bytes, because it could steer a terminal.
 //
 // Lines of several threads do not mix, and a line of any length is complete. Any thread may call. docs/logging.md
 // describes levels, colours and a game's own log.

@@ -295,7 +295,8 @@ static const Command& findCommand(const std::string& name, size_t arguments)
     failUnderstanding("\"" + name + "\" is not a command");
 }
 
-// Ends the program. Fails when the output could not be written: otherwise a script would use half of it.
+// Ends the program with sc_done, or with sc_notWritten when the output could not be written completely. A script must
+// not use an incomplete output.
 [[noreturn]] static void finish()
 {
     if (fflush(stdout) != 0 || ferror(stdout)) {

@@ -1,5 +1,6 @@
 #include "core/hashtable.h"
 
+#include "core/hashtable_rules.h"
 #include "tests/support/watched_memory.h"
 
 #include <locale.h>
@@ -24,9 +25,10 @@ typedef HashTableIter_t<int> Iter;
 
 static int s_records[2000];
 
-// Keys and records in the order of the walk: "hello=1, a=0".
+// Keys and records in the order of the walk: "hello=1, a=0". The table keeps its rules.
 static std::string walk(Table& table)
 {
+    EXPECT_EQ(BrokenHashRule(table), nullptr);
     std::string text;
     Iter it;
     for (int* data = table.getFirstElement(it); data; data = table.getNextElement(it)) {
@@ -35,6 +37,12 @@ static std::string walk(Table& table)
         EXPECT_TRUE(strlen(it.key) == 127 || it.bucket == table.getHashIndex(it.key));
     }
     return text;
+}
+
+static void expectBroken(const Table& table, const std::string& rule)
+{
+    const char* broken = BrokenHashRule(table);
+    EXPECT_EQ(std::string(broken ? broken : "").substr(0, rule.size()), rule);
 }
 
 static unsigned int freeNodes(const HashPool<int>& pool)
@@ -449,6 +457,60 @@ TEST(HashTable, HandsOutTheNodesFreedLastFirst)
     EXPECT_EQ(table.insert("d", &s_records[4]), a);
     EXPECT_EQ(table.insert("e", &s_records[5]), table.m_pool->m_nodes + 1);
     EXPECT_EQ(table.insert("f", &s_records[6]), table.m_pool->m_nodes);
+}
+
+// ---- The rules
+
+TEST(HashTableRules, TheCheckFindsALostNode)
+{
+    WatchedMemory memory;
+    Table table(10, 4);
+    table.insert("a", &s_records[1]);
+    EXPECT_EQ(BrokenHashRule(table), nullptr);
+    HashData<int>* lost = table.m_pool->allocNode();
+    expectBroken(table, "hash table 1: ");
+    lost->m_next = table.m_pool->m_freeList;
+    table.m_pool->m_freeList = lost;
+    EXPECT_EQ(BrokenHashRule(table), nullptr);
+}
+
+TEST(HashTableRules, TheCheckFindsAFreeNodeWithARecordAndAnEntryWithoutOne)
+{
+    WatchedMemory memory;
+    Table table(10, 4);
+    HashData<int>* node = table.insert("a", &s_records[1]);
+    node->m_data = nullptr;
+    expectBroken(table, "hash table 1: ");
+    node->m_data = &s_records[1];
+    table.m_pool->m_freeList->m_data = &s_records[2];
+    expectBroken(table, "hash table 1: ");
+    table.m_pool->m_freeList->m_data = nullptr;
+    EXPECT_EQ(BrokenHashRule(table), nullptr);
+}
+
+TEST(HashTableRules, TheCheckFindsAChainThatEndsInItselfOrLeavesThePool)
+{
+    WatchedMemory memory;
+    Table table(10, 4);
+    HashData<int> other;
+    HashData<int>* node = table.insert("a", &s_records[1]);
+    for (HashData<int>* wrong : {node, &other}) {
+        node->m_next = wrong;
+        expectBroken(table, "hash table 1: ");
+    }
+    node->m_next = nullptr;
+    EXPECT_EQ(BrokenHashRule(table), nullptr);
+}
+
+TEST(HashTableRules, TheCheckFindsAKeyInAnotherBucketUnlessItMayBeTruncated)
+{
+    WatchedMemory memory;
+    Table table(1021, 4);
+    table.insert((std::string(127, 'k') + "x").c_str(), &s_records[1]);
+    EXPECT_EQ(BrokenHashRule(table), nullptr);
+    HashData<int>* node = table.insert("a", &s_records[2]);
+    node->m_key[0] = 'b';
+    expectBroken(table, "hash table 2: ");
 }
 
 // ---- Nodes and their pool

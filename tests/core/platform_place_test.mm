@@ -2,7 +2,7 @@
 // desktop's upper left corner, the game's positions from the main screen's corners.
 //
 // Xvfb has one output, which may show any part of the desktop. A neighbour is a part of the desktop beside it, or a second
-// output that this program puts in front of the server's answers.
+// output that this program adds to the server's answers.
 #include "core/platform.h"
 #include "tests/support/x_server.h"
 
@@ -12,20 +12,14 @@
 
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
-#include <X11/extensions/Xrandr.h>
 #include <chrono>
 #include <functional>
 #include <sstream>
 #include <string>
 
-#include "tests/support/openbox.h" // X11 defines words that GoogleTest uses, so it comes after it
-
-struct Box {
-    int x; // pixels, from the desktop's upper left corner
-    int y;
-    int width;
-    int height;
-};
+// X11 defines words that GoogleTest uses, so these come after it.
+#include "tests/support/openbox.h"
+#include "tests/support/second_output.h"
 
 static std::string textOf(const Box& box)
 {
@@ -53,68 +47,6 @@ static const Arrangement sc_arrangements[] = {
     {"Below", 1024, 1200, {0, 600, 800, 600}},
     {"InTheMiddle", 1600, 1200, {300, 200, 1024, 768}},
 };
-
-// A second output, of which the server knows nothing; none while its width is 0.
-static Box s_second;
-static const RROutput sc_secondOutput = 0x7ffff0;
-static const RRCrtc sc_secondCrtc = 0x7ffff1;
-
-static XRRScreenResources* withSecond(XRRScreenResources* resources)
-{
-    static RROutput s_outputs[2];
-    static RRCrtc s_crtcs[2];
-    if (s_second.width > 0 && resources) {
-        s_outputs[0] = resources->outputs[0];
-        s_outputs[1] = sc_secondOutput;
-        s_crtcs[0] = resources->crtcs[0];
-        s_crtcs[1] = sc_secondCrtc;
-        resources->outputs = s_outputs;
-        resources->crtcs = s_crtcs;
-        resources->noutput = resources->ncrtc = 2;
-    }
-    return resources;
-}
-
-extern "C" XRRScreenResources* XRRGetScreenResources(Display* display, Window root)
-{
-    return withSecond(NEXT(XRRGetScreenResources)(display, root));
-}
-
-extern "C" XRRScreenResources* XRRGetScreenResourcesCurrent(Display* display, Window root)
-{
-    return withSecond(NEXT(XRRGetScreenResourcesCurrent)(display, root));
-}
-
-extern "C" RROutput XRRGetOutputPrimary(Display* display, Window root)
-{
-    return s_second.width > 0 ? sc_secondOutput : NEXT(XRRGetOutputPrimary)(display, root);
-}
-
-extern "C" XRROutputInfo* XRRGetOutputInfo(Display* display, XRRScreenResources* resources, RROutput output)
-{
-    if (output != sc_secondOutput) {
-        return NEXT(XRRGetOutputInfo)(display, resources, output);
-    }
-    auto* info = static_cast<XRROutputInfo*>(calloc(1, sizeof(XRROutputInfo)));
-    static char s_name[] = "second";
-    info->name = s_name;
-    info->crtc = sc_secondCrtc;
-    return info;
-}
-
-extern "C" XRRCrtcInfo* XRRGetCrtcInfo(Display* display, XRRScreenResources* resources, RRCrtc crtc)
-{
-    if (crtc != sc_secondCrtc) {
-        return NEXT(XRRGetCrtcInfo)(display, resources, crtc);
-    }
-    auto* info = static_cast<XRRCrtcInfo*>(calloc(1, sizeof(XRRCrtcInfo)));
-    info->x = s_second.x;
-    info->y = s_second.y;
-    info->width = static_cast<unsigned int>(s_second.width);
-    info->height = static_cast<unsigned int>(s_second.height);
-    info->mode = 1;
-    return info;
-}
 
 class Places : public XServer {
 protected:

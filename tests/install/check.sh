@@ -17,7 +17,7 @@ fail() {
     exit 1
 }
 
-"$cmake" --install "$build" --prefix "$folder" --component headers >/dev/null
+"$cmake" --install "$build" --prefix "$folder" --component development >/dev/null
 cd "$folder" # where the compiler finds no header of the source tree
 for header in core/memorymgr.h core/platform.h core/parser.h file/file.h logger/logger.h; do
     [ -e "include/$header" ] || fail "$header is not installed"

@@ -21,7 +21,8 @@ static void expectFailures()
 #include <X11/XWDFile.h>
 #include <X11/cursorfont.h>
 #include <X11/extensions/Xfixes.h>
-#include <X11/extensions/Xrandr.h>
+
+#include "tests/support/second_output.h"
 
 #include <algorithm>
 #include <chrono>
@@ -36,7 +37,6 @@ using namespace std::chrono_literals;
 static int s_hides;
 static int s_barriers;
 static bool s_hasNoXFixes; // the server is made to say so
-static RROutput s_primary; // what the server is made to call its primary output; 0: what it does
 
 extern "C" Bool XFixesQueryExtension(Display* display, int* event, int* error)
 {
@@ -67,41 +67,6 @@ extern "C" void XFixesDestroyPointerBarrier(Display* display, PointerBarrier bar
 {
     s_barriers--;
     NEXT(XFixesDestroyPointerBarrier)(display, barrier);
-}
-
-extern "C" RROutput XRRGetOutputPrimary(Display* display, Window root)
-{
-    return s_primary ? s_primary : NEXT(XRRGetOutputPrimary)(display, root);
-}
-
-// A second output, on the right of the first.
-static const RROutput sc_secondOutput = 0x7ffff0;
-static const RRCrtc sc_secondCrtc = 0x7ffff1;
-
-extern "C" XRROutputInfo* XRRGetOutputInfo(Display* display, XRRScreenResources* resources, RROutput output)
-{
-    if (output != sc_secondOutput) {
-        return NEXT(XRRGetOutputInfo)(display, resources, output);
-    }
-    auto* info = static_cast<XRROutputInfo*>(calloc(1, sizeof(XRROutputInfo)));
-    static char s_name[] = "second";
-    info->name = s_name;
-    info->crtc = sc_secondCrtc;
-    return info;
-}
-
-extern "C" XRRCrtcInfo* XRRGetCrtcInfo(Display* display, XRRScreenResources* resources, RRCrtc crtc)
-{
-    if (crtc != sc_secondCrtc) {
-        return NEXT(XRRGetCrtcInfo)(display, resources, crtc);
-    }
-    auto* info = static_cast<XRRCrtcInfo*>(calloc(1, sizeof(XRRCrtcInfo)));
-    info->x = 600;
-    info->y = 100;
-    info->width = 200;
-    info->height = 300;
-    info->mode = 1;
-    return info;
 }
 
 class TheCursor : public XServer {
@@ -256,7 +221,7 @@ TEST_F(TheCursor, StaysAsItIsWhenItMoves)
 
 TEST_F(TheCursor, MovesOnTheMainDisplayWhereverThatIs)
 {
-    s_primary = sc_secondOutput;
+    s_second = {600, 100, 200, 300};
     EXPECT_EQ(CGDisplayPixelsWide(kCGDirectMainDisplay), 200u);
     EXPECT_EQ(CGDisplayPixelsHigh(kCGDirectMainDisplay), 300u);
     moveTo(10, 20);
@@ -269,7 +234,7 @@ TEST_F(TheCursor, MovesOnTheMainDisplayWhereverThatIs)
 
 TEST_F(TheCursor, MovesToAPointOfAnotherDisplay)
 {
-    s_primary = sc_secondOutput; // the other one shows the whole of the screen
+    s_second = {600, 100, 200, 300}; // the other one shows the whole of the screen
     moveTo(-10, -90);
     EXPECT_EQ(position(), "590, 10");
     moveTo(-0.5, 20);

@@ -5,16 +5,17 @@
 //     int width = 0;
 //     CFNumberGetValue((CFNumberRef)CFDictionaryGetValue(mode, kCGDisplayWidth), kCFNumberIntType, &width);
 //
-// The main display is the primary output of the X display that DISPLAY names. The first call that needs the window
-// server looks for it. A server that ends later counts as none. A forked child looks for itself. Any thread may make
-// any call.
+// The main display is the primary output of the X display that DISPLAY names; docs/macapi.md says what it is without
+// a primary output. The first call that needs the window server connects to it. When the server ends later, the calls
+// return the results of a process without a window server. A forked child connects again. Any thread may make any
+// call.
 #ifndef MACAPI_APPLICATIONSERVICES_H
 #define MACAPI_APPLICATIONSERVICES_H
 
 #include <CoreFoundation/CoreFoundation.h>
 
 #if __has_include(<CoreFoundation/CFCGTypes.h>)
-#include <CoreFoundation/CFCGTypes.h> // in an AppKit that has these types itself
+#include <CoreFoundation/CFCGTypes.h> // exists if the installed GNUstep defines these types
 #else
 #ifdef __LP64__
 typedef double CGFloat;
@@ -41,7 +42,7 @@ typedef int CGWindowLevel;
 
 enum {
     kCGErrorSuccess = 0,
-    kCGErrorFailure = 1000,        // there is no window server, or it cannot do this
+    kCGErrorFailure = 1000,        // there is no window server, or it cannot do what was asked
     kCGErrorIllegalArgument = 1001 // no such display
 };
 
@@ -56,7 +57,7 @@ CFDictionaryRef CGDisplayCurrentMode(CGDirectDisplayID display);
 
 extern const CFStringRef kCGDisplayWidth;        // "Width", pixels
 extern const CFStringRef kCGDisplayHeight;       // "Height", pixels
-extern const CFStringRef kCGDisplayBitsPerPixel; // "BitsPerPixel", 8, 16 or 32
+extern const CFStringRef kCGDisplayBitsPerPixel; // "BitsPerPixel", usually 8, 16 or 32
 extern const CFStringRef kCGDisplayRefreshRate;  // "RefreshRate", a double in hertz; 0 if unknown
 
 // Values of the current mode; 0 without a window server, and for any display but the main one.
@@ -67,16 +68,16 @@ size_t CGDisplayBitsPerPixel(CGDirectDisplayID display);
 // The window level above all others.
 CGWindowLevel CGShieldingWindowLevel(void);
 
-// The cursor. Hiding counts: after n hides, the n-th show makes the cursor visible. When the process ends, however it
-// ends, the cursor is visible and moves with the mouse.
+// The cursor. Hides are counted: after n hides, the n-th show makes the cursor visible. When the process ends, also
+// by a crash, the cursor becomes visible and moves with the mouse again.
 CGDisplayErr CGDisplayHideCursor(CGDirectDisplayID display);
 CGDisplayErr CGDisplayShowCursor(CGDirectDisplayID display);
 
-// Moves the cursor to a point, in pixels from the upper left corner of the display, y down. A point on no output is
-// moved to the display's edge.
+// Moves the cursor to a point, in pixels from the upper left corner of the display, y down. For a point that
+// no output shows, the cursor goes to the nearest pixel of the main display.
 CGDisplayErr CGDisplayMoveCursorToPoint(CGDirectDisplayID display, CGPoint point);
 
-// Sets whether the mouse moves the cursor. At the start it does.
+// Sets whether the mouse moves the cursor. When the process starts, the mouse moves the cursor.
 CGError CGAssociateMouseAndMouseCursorPosition(boolean_t connected);
 
 // Returns the user's session at the window server; null without a window server. The caller releases it.
@@ -84,14 +85,14 @@ CFDictionaryRef CGSessionCopyCurrentDictionary(void);
 
 extern const CFStringRef kCGSessionUserIDKey; // the user's numeric ID
 
-// Opens a URL with the program that the user has chosen for it, by xdg-open. Returns 0 if xdg-open was started; that
-// does not mean that a page has opened. *launched, if launched is not null, becomes null, because the chosen program
-// is unknown.
+// Starts xdg-open, which opens the URL with the program that the user has chosen. Returns 0 if xdg-open was started;
+// that does not mean that a page has opened. Stores null in *launched, if launched is not null: the chosen program is
+// unknown.
 OSStatus LSOpenCFURLRef(CFURLRef url, CFURLRef* launched);
 
 enum {
     kLSUnknownErr = -10810,
-    kLSApplicationNotFoundErr = -10814 // there is no xdg-open, or the URL has no scheme
+    kLSApplicationNotFoundErr = -10814 // xdg-open could not be started, or the URL has no scheme
 };
 
 #ifdef __cplusplus

@@ -28,11 +28,11 @@ enum {
     wPrErr = -44, // the disk is read-only
     paramErr = -50,
     permErr = -54,
-    dirNFErr = -120, // a part of the path is not a folder
+    dirNFErr = -120, // a part of the path exists and is not a folder
     procNotFound = -600,
     errFSBadFSRef = -1401,
     pathTooLongErr = -2110,
-    afpAccessDenied = -5000, // a symbolic link of another user on the path
+    afpAccessDenied = -5000, // a part of the path is another user's symbolic link
     gestaltUndefSelectorErr = -5551
 };
 
@@ -47,8 +47,8 @@ enum { kNoProcess = 0, kSystemProcess = 1, kCurrentProcess = 2 };
 
 OSErr GetCurrentProcess(ProcessSerialNumber* process); // 0, kCurrentProcess
 
-// Returns the file name of the executable. Knows only the current process. A name that is not UTF-8 is read as Mac
-// Roman.
+// Stores the file name of the executable in *name. The caller releases it. A file name that is not UTF-8 is read as
+// Mac Roman. Returns procNotFound for any process but the current one.
 OSStatus CopyProcessName(const ProcessSerialNumber* process, CFStringRef* name);
 
 // Folders.
@@ -67,23 +67,25 @@ enum {
 };
 enum { kDontCreateFolder = 0, kCreateFolder = 1 };
 
-// Finds a folder; reads the environment at each call. If the folder is missing, returns fnfErr, or with createFolder
-// makes it and the folders around it. Returns afpAccessDenied if the path has another user's symbolic link.
+// Finds a folder; reads the environment variables at each call. A missing folder is made, together with its missing
+// parent folders, if createFolder is true; otherwise the call returns fnfErr. Returns afpAccessDenied if a part of
+// the path is another user's symbolic link.
 OSErr FSFindFolder(short domain, OSType folderType, Boolean createFolder, FSRef* folder);
 
 // Writes the path. Returns pathTooLongErr if the path with its NUL has more than size bytes, and errFSBadFSRef for a
 // reference that FSFindFolder did not make in this process.
 OSStatus FSRefMakePath(const FSRef* folder, UInt8* path, UInt32 size);
 
-// The processor. Returns gestaltUndefSelectorErr for every other selector, and on every other processor.
+// The processor. Gestalt answers the selector gestaltPowerPCProcessorFeatures on a PowerPC. It returns
+// gestaltUndefSelectorErr for any other selector, and on any other processor.
 enum {
-    gestaltPowerPCProcessorFeatures = 0x70706366, // 'ppcf', PowerPC only; each feature has one bit
+    gestaltPowerPCProcessorFeatures = 0x70706366, // 'ppcf'; each feature has one bit in the response
     gestaltPowerPCHasVectorInstructions = 4
 };
 
 OSErr Gestalt(OSType selector, SInt32* response);
 
-// Time. The two words of a 64-bit number have the processor's own order.
+// Time. The words of a 64-bit number are in the order of the processor, so the record is a 64-bit integer in memory.
 struct UnsignedWide {
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
     UInt32 hi;
@@ -101,7 +103,7 @@ void Microseconds(UnsignedWide* microseconds); // since the machine was started
 AbsoluteTime UpTime(void);
 AbsoluteTime AddNanosecondsToAbsolute(Nanoseconds nanoseconds, AbsoluteTime time);
 
-// Returns at that moment; at once if it is past. Signals do not shorten the wait.
+// Waits until the moment, a time of UpTime's clock. Returns at once if it is past. Signals do not shorten the wait.
 OSStatus MPDelayUntil(AbsoluteTime* moment);
 
 // QuickDraw: the port, and points.
@@ -119,7 +121,7 @@ struct Rect {
 typedef struct Rect Rect;
 typedef struct OpaqueGrafPtr* GrafPtr;
 
-// The current port. Until a program sets one, it is the desktop, whose local coordinates are the global ones.
+// The current port. Until a program sets another, it is the desktop, whose local coordinates are the global ones.
 void GetPort(GrafPtr* port);
 void SetPort(GrafPtr port);
 void GlobalToLocal(Point* point); // of the current port

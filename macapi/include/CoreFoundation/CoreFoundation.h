@@ -57,8 +57,8 @@ extern const CFAllocatorRef kCFAllocatorDefault;
 CFTypeRef CFRetain(CFTypeRef object); // returns object
 void CFRelease(CFTypeRef object);
 
-// Strings. If an encoding cannot hold a text, the call fails, in both directions: no character is replaced or
-// dropped.
+// Strings. A call that converts to or from an encoding fails if the encoding cannot hold the whole text. No character
+// is replaced or dropped.
 typedef UInt32 CFStringEncoding;
 enum {
     kCFStringEncodingMacRoman = 0,
@@ -105,23 +105,24 @@ extern const CFBooleanRef kCFBooleanTrue;
 extern const CFBooleanRef kCFBooleanFalse;
 Boolean CFBooleanGetValue(CFBooleanRef boolean);
 
-// Dictionaries from strings to objects. Only the system makes them.
+// Dictionaries from strings to objects. A program cannot make one; it gets them from other calls.
 CFIndex CFDictionaryGetCount(CFDictionaryRef dictionary);
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key); // lent
 
-// URLs. Returns null for a text that is empty, that holds a character which a URL must escape, or that holds a %
-// without two hexadecimal digits. Without a base, the text may lack a scheme. With a base it must have one: no URL is
-// joined from two parts.
+// URLs. Returns null for an empty text, for a character that must be escaped in a URL, and for a % that two
+// hexadecimal digits do not follow. If base is not null, also returns null for a text without a scheme, because this
+// call does not join a base and a relative URL.
 CFURLRef CFURLCreateWithString(CFAllocatorRef allocator, CFStringRef text, CFURLRef base);
 
-// Returns the URL of a path of length bytes of any value. A relative path begins at the working folder.
+// Returns the file URL of a path. The path has length bytes, of any value except 0, and needs no NUL. A relative path
+// begins at the working folder.
 CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef allocator, const UInt8* path, CFIndex length,
                                                  Boolean isFolder);
 
 CFStringRef CFURLGetString(CFURLRef url); // lent
 
-// Writes the path that a URL means, without a slash at its end. Returns false, and does not change the buffer, if the
-// URL means no file of this machine, or if the path with its NUL has more than size bytes.
+// Writes the path of a file URL, without a slash at its end. Returns false, and does not change the buffer, if the
+// URL does not name a file on this machine, or if the path with its NUL has more than size bytes.
 Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean resolveAgainstBase, UInt8* buffer, CFIndex size);
 
 // The main bundle: the folder X.app if the executable is in X.app/Contents/MacOS, else the executable's own folder.
@@ -129,8 +130,9 @@ CFBundleRef CFBundleGetMainBundle(void);
 
 extern const CFStringRef kCFBundleVersionKey; // "CFBundleVersion"
 
-// Returns the values of Info.plist as it could last be read; null if it never could. The dictionary and all objects
-// in it live until the process ends, also after the file changes. Releasing them once too often does no harm.
+// Returns the values of Info.plist. If the file cannot be read now, returns the values that were read last; null if
+// there are none. The dictionary and all objects in it live until the process ends, also after the file changes. To
+// release them has no effect.
 CFDictionaryRef CFBundleGetInfoDictionary(CFBundleRef bundle);
 CFTypeRef CFBundleGetValueForInfoDictionaryKey(CFBundleRef bundle, CFStringRef key); // lent
 
@@ -142,7 +144,7 @@ typedef CFTypeRef CFPropertyListRef; // a string, number, boolean, date, data, a
 
 extern const CFStringRef kCFPreferencesAnyApplication;
 extern const CFStringRef
-    kCFPreferencesCurrentApplication; // the main bundle's identifier, or without one the process's name
+    kCFPreferencesCurrentApplication; // the main bundle's identifier; if it has none, the process's name
 extern const CFStringRef kCFPreferencesAnyHost;
 extern const CFStringRef kCFPreferencesCurrentHost;
 extern const CFStringRef kCFPreferencesAnyUser; // the machine's folder
@@ -158,17 +160,18 @@ extern const CFStringRef kCFPreferencesCurrentUser;
 //   any        any                  current, then any
 CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef application);
 
-// Returns the value as a whole number. *valid, if valid is not null, becomes true if there is one: a number (a real
-// loses its fraction), a boolean, or a string of decimal digits with an optional sign. Returns 0 if there is none or
-// if it is too large.
+// Returns the value as a whole number. *valid, if valid is not null, becomes true if the value is a number (a
+// real loses its fraction), a boolean, or a string of decimal digits with an optional sign, and CFIndex can hold it.
+// Otherwise *valid becomes false, and the result is 0.
 CFIndex CFPreferencesGetAppIntegerValue(CFStringRef key, CFStringRef application, Boolean* valid);
 
-// Sets a value of the current user for any host; null removes the value. The change is pending in the process until
-// it is synchronised. Does nothing for an object of a type that property lists do not have.
+// Sets a value in the domain of the current user, the application and any host; null removes the value. The change is
+// pending until the application is synchronised: only this process sees it. Does nothing for an object of a type that
+// property lists do not have.
 void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFStringRef application);
 
-// Writes the pending values to the disk, merged with the values that other processes have written, and forgets the
-// values that were read. Returns false if a value could not be written; it is then dropped.
+// Merges the pending values of the domains above into their files, and waits until they are on the disk. Later reads
+// read the files again. Returns false if a value could not be written; the value is then dropped.
 Boolean CFPreferencesAppSynchronize(CFStringRef application);
 
 // The same calls for one domain.

@@ -4,13 +4,15 @@
 #include "macapi/src/appkit/messages.h"
 #include "macapi/src/objects/string.h"
 
+#include <assert.h>
 #include <atomic>
 #include <mutex>
 #include <vector>
 
 namespace macapi {
 
-// Returns the new class; null when a class of that name exists, as with a second copy of this library.
+// Returns the new class; null if the program already has a class of that name, because it has loaded a second copy of
+// this library.
 static Class makeClass(const KindEntry& kind)
 {
     const Class made = objc_allocateClassPair(objc_lookUpClass(kind.superclass), kind.className, 0);
@@ -26,20 +28,21 @@ static std::mutex s_mutex;
 static std::atomic<bool> s_made;
 static std::atomic<const void*> s_classes[sc_kindCount];
 
-// Immortal objects that are older than the classes. Guarded by s_mutex.
+// The immortal objects that were made before the classes. Guarded by s_mutex.
 static std::vector<const Object*>& objectsWithoutClass()
 {
     static auto& s_objects = *new std::vector<const Object*>;
     return s_objects;
 }
 
-static void makeClasses()
+void makeClasses()
 {
     const std::lock_guard<std::mutex> lock(s_mutex);
     if (s_made || !objc_lookUpClass("NSDictionary")) {
         return;
     }
     for (int i = 0; i < sc_kindCount; i++) {
+        assert(!s_classes[i] && "appkit 2: the classes are made once");
         s_classes[i] = makeClass(entryOf(static_cast<Kind>(i)));
     }
     for (const Object* object : objectsWithoutClass()) {
@@ -51,8 +54,8 @@ static void makeClasses()
 
 const void* classOf(Kind kind)
 {
-    if (!objc_lookUpClass) {
-        return nullptr; // no Objective-C
+    if (!hasObjectiveC()) {
+        return nullptr;
     }
     if (!s_made) {
         makeClasses();
@@ -72,9 +75,7 @@ bool isObjectClass(const void* objectsClass)
 
 void assignClass(const Object* object)
 {
-    if (!objc_lookUpClass) {
-        return;
-    }
+    assert(object->references() == 0 && "appkit 3: an immortal object gets its class when the classes are made");
     const std::lock_guard<std::mutex> lock(s_mutex);
     if (s_made) {
         object->isa = s_classes[static_cast<int>(object->kind)].load();
@@ -86,7 +87,7 @@ void assignClass(const Object* object)
 // Returns nothing if the object is no NSString, or if its text has no UTF-8 form (half a surrogate pair).
 static std::optional<std::string> textOfNSString(ID string)
 {
-    const Class strings = objc_lookUpClass ? objc_lookUpClass("NSString") : nullptr;
+    const Class strings = hasObjectiveC() ? objc_lookUpClass("NSString") : nullptr;
     if (!strings || !send<unsigned char>(string, "isKindOfClass:", strings)) {
         return std::nullopt;
     }

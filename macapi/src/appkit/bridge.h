@@ -3,7 +3,7 @@
 //     NSDictionary* mode = (NSDictionary*)CGDisplayCurrentMode(kCGDirectMainDisplay);
 //     int width = [[mode objectForKey:@"Width"] intValue];
 //
-// A program without AppKit loads nothing because of this.
+// These functions load no library. A program has AppKit if it links AppKit itself, or after its first window.
 #pragma once
 
 #include "macapi/src/objects/kinds.h"
@@ -15,8 +15,11 @@
 
 namespace macapi {
 
-// Returns the Objective-C class for objects of a kind; null before Foundation is loaded. The first call after that
-// makes the classes.
+// Makes the classes, once, if Foundation is loaded. Call this only if hasObjectiveC returns true.
+void makeClasses();
+
+// Returns the Objective-C class for objects of a kind; null before Foundation is loaded. The first call after
+// Foundation was loaded makes the classes.
 const void* classOf(Kind kind);
 bool isObjectClass(const void* objectsClass);
 

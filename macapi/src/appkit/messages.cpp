@@ -1,6 +1,6 @@
 // The messages that our objects answer in a program with AppKit.
 //
-// Each function here is one method. Foundation's abstract classes build all their other methods on these few.
+// Each function here is one method. Foundation's abstract classes implement all other methods by calling these.
 #include "macapi/src/appkit/messages.h"
 
 #include "macapi/src/appkit/bridge.h"
@@ -12,8 +12,8 @@
 
 namespace macapi {
 
-// The compiler's letters for integers as wide as a pointer. A method's types are letters for the result, self, the
-// selector and each argument.
+// The runtime describes the types of a method by letters: for the result, self, the selector and each argument. These
+// are the compiler's letters for a signed and an unsigned integer as wide as a pointer.
 #ifdef __LP64__
 #define WORD "q"
 #define UNSIGNED_WORD "Q"
@@ -35,7 +35,7 @@ static Function method(F* function)
     return reinterpret_cast<Function>(function);
 }
 
-// Returns the receiver of a message. The runtime guarantees its class.
+// Returns the receiver of a message as an object of type T. The runtime calls a method only for objects of its class.
 template <class T>
 static const T& self(ID receiver)
 {
@@ -67,7 +67,7 @@ static void release(ID receiver, Selector)
 static unsigned long retainCount(ID receiver, Selector)
 {
     const unsigned int references = self<Object>(receiver).references();
-    return references ? references : ~0ul >> 1; // immortal: as many references as possible
+    return references ? references : ~0ul >> 1; // the object is immortal: the largest count
 }
 
 static ID copyWithZone(ID receiver, Selector, void*)

@@ -1,5 +1,5 @@
-// The calls of the Objective-C runtime that we use. They are weak: this library is built without the runtime's
-// headers and runs without its library. Their addresses are null when the runtime is not loaded.
+// The calls of the Objective-C runtime that we use. This library is built without the runtime's headers and runs
+// without its library: the calls are pointers, which findObjectiveC sets when the program has loaded the runtime.
 #pragma once
 
 namespace macapi {
@@ -10,19 +10,24 @@ using Selector = const void*; // the name of a message
 using Method = void*;
 using Function = void (*)(); // the function of a method: (ID self, Selector, ...)
 
-extern "C" {
-__attribute__((weak)) Class objc_lookUpClass(const char* name);
-__attribute__((weak)) Class objc_allocateClassPair(Class superclass, const char* name, unsigned long extraBytes);
-__attribute__((weak)) void objc_registerClassPair(Class made);
-__attribute__((weak)) unsigned char class_addMethod(Class to, Selector name, Function function, const char* types);
-__attribute__((weak)) Method class_getInstanceMethod(Class of, Selector name);
-__attribute__((weak)) Method class_getClassMethod(Class of, Selector name);
-__attribute__((weak)) Function class_getMethodImplementation(Class of, Selector name);
-__attribute__((weak)) Function method_getImplementation(Method method);
-__attribute__((weak)) Function method_setImplementation(Method method, Function function);
-__attribute__((weak)) Selector sel_registerName(const char* name);
-__attribute__((weak)) Function objc_msg_lookup(ID receiver, Selector name);
-}
+// Returns true if the pointers below are set. The first call looks for the runtime.
+bool hasObjectiveC();
+
+// Looks for the runtime, unless it was found before. Returns hasObjectiveC. The call takes about a microsecond while
+// the program has no runtime.
+bool findObjectiveC();
+
+extern Class (*objc_lookUpClass)(const char* name);
+extern Class (*objc_allocateClassPair)(Class superclass, const char* name, unsigned long extraBytes);
+extern void (*objc_registerClassPair)(Class made);
+extern unsigned char (*class_addMethod)(Class to, Selector name, Function function, const char* types);
+extern Method (*class_getInstanceMethod)(Class of, Selector name);
+extern Method (*class_getClassMethod)(Class of, Selector name);
+extern Function (*class_getMethodImplementation)(Class of, Selector name);
+extern Function (*method_getImplementation)(Method method);
+extern Function (*method_setImplementation)(Method method, Function function);
+extern Selector (*sel_registerName)(const char* name);
+extern Function (*objc_msg_lookup)(ID receiver, Selector name);
 
 // [receiver name]: send<Result>(receiver, "name", arguments...)
 template <class Result, class... Arguments>

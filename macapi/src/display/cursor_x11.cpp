@@ -1,8 +1,8 @@
 // The cursor of an X server.
 //
-// 1. Everything done to the cursor belongs to our connection. The server undoes it when the process ends, however it
-//    ends.
-// 2. The pointer is never grabbed: AppKit receives mouse events as before.
+// 1. All changes to the cursor are made on our connection. The server undoes them when the process ends, also by a
+//    crash.
+// 2. The pointer is never grabbed, so AppKit receives all mouse events.
 #include "macapi/src/display/windowserver.h"
 #include "macapi/src/display/windowserver_x11.h"
 #include "macapi/src/display/xfixes.h"
@@ -12,7 +12,7 @@
 namespace macapi {
 
 // Both are read and written only under a ServerLock.
-static int s_hides; // calls that hid the cursor minus calls that showed it
+static int s_hides; // hides minus shows, at least 0; above 0 the cursor is hidden
 static bool s_isDisconnected;
 
 void forgetCursor()
@@ -54,7 +54,8 @@ bool showCursor()
     return xserver.succeeded();
 }
 
-// Returns the pixel of a coordinate on a display of so many pixels, at most the last. NaN gives 0.
+// Returns the pixel that a coordinate lies in, 0 to pixels - 1. A coordinate outside gives the nearest pixel, NaN
+// gives 0.
 static int pixelOf(double coordinate, int pixels)
 {
     if (!(coordinate > 0)) {
@@ -63,8 +64,8 @@ static int pixelOf(double coordinate, int pixels)
     return coordinate < pixels ? static_cast<int>(coordinate) : pixels - 1;
 }
 
-// Returns the root pixel for a point of the main display. A point that any output shows keeps its place. A point that
-// no output shows is moved to the nearest edge of the main display.
+// Returns the root pixel for a point of the main display. A point that another output shows may lie outside the
+// main display. For a point that no output shows, returns the nearest pixel of the main display.
 static RootPixel pixelOf(const ServerLock& xserver, const OutputState& main, double x, double y)
 {
     const RootPixel onMain = {main.x + pixelOf(x, main.width), main.y + pixelOf(y, main.height)};
@@ -83,7 +84,7 @@ bool moveCursor(double x, double y)
     if (!xserver || !readMainDisplay(xserver, &state)) {
         return false;
     }
-    // A Wayland session does not let a program move a visible cursor. So the cursor is hidden for this moment.
+    // In a Wayland session only a hidden cursor can be moved. So a visible cursor is hidden during the move.
     const bool hides = state.isWayland && s_hides == 0 && hasXFixes(xserver);
     if (hides) {
         hideCursorOnServer(xserver);

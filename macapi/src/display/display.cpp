@@ -11,9 +11,10 @@
 
 using namespace macapi;
 
-// GNUstep's highest level is that of the screen saver, 1000. GNUstep tells the window manager some known levels as
-// window types (dock, menu, dialog), which window managers place and decorate in their own way. At any other level a
-// window is an ordinary window above all lower levels. 2000 leaves room above for a program's own levels.
+// Above GNUstep's own levels; the highest of them is that of the screen saver, 1000. For some of its own levels
+// GNUstep tells the window manager a window type (dock, menu, dialog), and window managers place and decorate such
+// windows in their own way. A window of level 2000 is an ordinary window above all windows of lower levels. A program
+// may use higher levels.
 static const CGWindowLevel sc_shieldingLevel = 2000;
 
 static const Constant<__CFString> s_width("Width");
@@ -38,8 +39,8 @@ static Ref<__CFDictionary> dictionaryOf(const DisplayMode& mode)
     return make<__CFDictionary>(std::move(entries));
 }
 
-// Returns a dictionary that lives until the process ends, because callers never release it. There is one for each
-// mode that the display ever had.
+// Returns a dictionary that lives until the process ends, because callers never release it. There is one dictionary
+// for each mode that was asked for, so repeated calls take no more memory.
 static CFDictionaryRef lendMode(const DisplayMode& mode)
 {
     struct KnownMode {

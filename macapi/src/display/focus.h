@@ -7,13 +7,13 @@
 // 2. AppKit's request for the focus carries the time of the last event that AppKit has read. If a window manager has
 //    moved the focus since that time, the server ignores the request as out of date.
 //
-// So this source adds one step each to two methods of AppKit's X backend, after the method's own work.
+// So this source adds one step each to two methods of AppKit's X back end, after the method's own work.
 #pragma once
 
 namespace macapi {
 
-// Replaces the two methods, once, as soon as AppKit has loaded its X backend. Before that, a call does almost
-// nothing.
+// Replaces the two methods, once, as soon as AppKit has loaded its X back end. Before that, a call only looks for
+// AppKit's class.
 void followFocus();
 
 } // namespace macapi

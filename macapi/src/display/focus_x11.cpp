@@ -1,5 +1,5 @@
-// The steps added to two methods of AppKit's X backend: the method that reads events and the method that asks for the
-// focus.
+// The steps added to two methods of AppKit's X back end: the method that reads events and the method that asks for
+// the focus.
 #include "macapi/src/display/focus.h"
 
 #include "macapi/src/appkit/objc.h"
@@ -15,7 +15,7 @@ namespace macapi {
 
 using ReceivedEvent = void (*)(ID server, Selector, void* data, int type, void* extra, ID mode);
 using SetInputFocus = void (*)(ID server, Selector, int window);
-static ReceivedEvent s_receivedEvent; // the backend's own functions
+static ReceivedEvent s_receivedEvent; // the back end's own functions of the replaced methods
 static SetInputFocus s_setInputFocus;
 
 // Returns AppKit's window for a window of the server; null if there is none.
@@ -32,8 +32,8 @@ static ID findWindow(ID application, Window wanted)
     return nullptr;
 }
 
-// Sends the event that makes an AppKit window the key window and activates the application. AppKit sends the same
-// event when a window manager offers it the focus.
+// Sends the event that makes an AppKit window the key window and activates the application. AppKit itself sends the
+// same event when a window manager offers the focus to the application.
 static void sendFocusIn(ID window)
 {
     const unsigned long appKitDefined = 13; // NSAppKitDefined
@@ -87,10 +87,10 @@ static void receivedEvent(ID server, Selector name, void* data, int type, void* 
     }
 }
 
-// Step 2, after AppKit has asked for the focus: asks again, with the current time. The server refuses this for a
-// window that is not visible yet; AppKit asks again when the window is visible. Step 1 does not ask for the focus,
-// because its window has it already. If a window manager took the focus back, asking would start an endless exchange
-// with it.
+// Step 2, after AppKit has asked for the focus: repeats the request, with the current time. The server refuses the
+// focus to a window that is not visible yet; AppKit asks again when the window is visible. AppKit also calls this
+// method while it handles the event of step 1. Then nothing is requested: the window already has the focus, and a
+// window manager that takes the focus back would start an endless exchange of requests.
 static void setInputFocus(ID server, Selector name, int number)
 {
     if (FocusEvent::s_isBeingSent) {
@@ -121,7 +121,7 @@ void followFocus()
     static std::mutex s_mutex;
     static std::atomic<bool> s_done;
 
-    if (!objc_lookUpClass || s_done) {
+    if (s_done || !hasObjectiveC()) {
         return;
     }
     const std::lock_guard<std::mutex> lock(s_mutex);

@@ -1,4 +1,4 @@
-// Replaces the method of AppKit that makes key events. If the X backend calls the method, the key code is the
+// Replaces the method of AppKit that makes key events. If the X back end calls the method, the key code is the
 // server's and is translated.
 #include "macapi/src/display/keys.h"
 
@@ -24,8 +24,8 @@ static const void* libraryOf(const void* address)
     return address && dladdr(address, &info) ? info.dli_fbase : nullptr;
 }
 
-// Whether an address lies in the X backend. The backend is loaded with the application object; its class XGServer
-// shows where it is.
+// Returns true if an address lies in the X back end. The back end is loaded with the application object; its class
+// XGServer shows where it is.
 static bool isInBackend(const void* address)
 {
     const Class server = objc_lookUpClass("XGServer");
@@ -52,7 +52,7 @@ void translateKeyEvents()
     static std::mutex s_mutex;
     static std::atomic<bool> s_done;
 
-    if (!objc_lookUpClass || s_done) {
+    if (s_done || !findObjectiveC()) {
         return;
     }
     const std::lock_guard<std::mutex> lock(s_mutex);

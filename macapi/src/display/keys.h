@@ -6,7 +6,8 @@
 
 namespace macapi {
 
-// Replaces AppKit's method once, as soon as the program has loaded AppKit. Before that, a call does almost nothing.
+// Replaces AppKit's method once, as soon as the program has loaded AppKit. Before that, a call only looks for
+// AppKit's class.
 void translateKeyEvents();
 
 // Returns the Mac's code for a key code of the server; sc_noKey for a key that the Mac does not have or that is

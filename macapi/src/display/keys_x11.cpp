@@ -1,8 +1,8 @@
 // The keys of an X server.
 //
-// Each server numbers its keys in its own way, and names them by their place: AC01 is the first key in the third row
-// from below, which has an A on American keyboards. The name decides. On a server without names, the numbers are
-// those of Linux's input events plus 8.
+// Servers may give a key different numbers, but the same name. A name tells the place of the key: AC01 is the first
+// key in the third row from below, the A of American keyboards. So a key is found by its name. If a server has no
+// names, its numbers are taken for those of Linux's input events plus 8.
 #include "macapi/src/display/keys.h"
 #include "macapi/src/display/windowserver_x11.h"
 
@@ -14,14 +14,14 @@ namespace macapi {
 
 struct Key {
     char name[5];       // the key's name in XKB
-    unsigned char code; // in Linux's input events
-    unsigned char mac;
+    unsigned char code; // the key's number in Linux's input events
+    unsigned char mac;  // the Mac's virtual key code
 };
 
-// Keys of a PC that a Mac does not have get the codes that the Mac gives them: PRSC, SCLK and PAUS are F13, F14 and
-// F15; NMLK is Clear; INS is Help; LALT and RALT are Option; LWIN and RWIN are Command. LSGT is left of Z on
-// keyboards that have it. AB11 and AE13 are the Japanese underscore and yen; HNGL and HJCV are the Japanese Kana and
-// Eisu.
+// Some keys of a PC do not exist on a Mac's own keyboard. They get the codes that a Mac gives to them: PRSC, SCLK and
+// PAUS are F13, F14 and F15; NMLK is Clear; INS is Help; LALT and RALT are Option; LWIN and RWIN are Command. LSGT is
+// left of Z on keyboards that have it. AB11 and AE13 are the Japanese underscore and yen; HNGL and HJCV are the
+// Japanese Kana and Eisu.
 static const Key s_keys[] = {
     {"ESC", 1, 53},     {"AE01", 2, 18},    {"AE02", 3, 19},    {"AE03", 4, 20},    {"AE04", 5, 21},
     {"AE05", 6, 23},    {"AE06", 7, 22},    {"AE07", 8, 26},    {"AE08", 9, 28},    {"AE09", 10, 25},

@@ -3,7 +3,7 @@
 // 1. A probe sends what Xlib sends first: the setup of a connection, with the user's authorization, and one request.
 // 2. All parts of one question share one deadline. So a server that sends one byte now and then also counts as
 //    silent.
-// 3. Only the length of an answer matters here. Xlib reads the contents of its own answers.
+// 3. The contents of an answer are skipped; a complete answer is enough. Xlib asks again on its own connection.
 #include "macapi/src/display/probe_x11.h"
 
 #include "macapi/src/system/descriptor.h"
@@ -147,7 +147,7 @@ static int connectToServer(const DisplayName& name, const Deadline& deadline)
     if (!name.host.empty()) {
         return connectToHost(name, deadline);
     }
-    // In the order that Xlib uses.
+    // The same three addresses as Xlib, in the same order.
     const std::string path = "/tmp/.X11-unix/X" + name.number;
     int connection = connectToSocket(path, true, deadline);
     if (connection < 0 && deadline.left() > 0) {
@@ -273,7 +273,7 @@ static bool skip(int connection, size_t size, const Deadline& deadline)
     return true;
 }
 
-// Whether the server answers. A server that refuses the user has answered too.
+// Returns true if the server answers. A refusal is an answer, too.
 static bool acceptsOrRefuses(int connection, const std::string& setup, const Deadline& deadline)
 {
     unsigned char answer[sz_xConnSetupPrefix];
@@ -374,7 +374,8 @@ static bool pingHasArrived(Display* display, Window pingWindow)
     return arrived;
 }
 
-// The deadline is checked after the events: if the game was stopped meanwhile, the answer may be waiting.
+// Events are read before the deadline is checked: when the game was stopped for a while, the deadline may be past
+// although the answer has arrived.
 bool answersPing(Display* display, Window pingWindow)
 {
     const Deadline deadline;

@@ -1,5 +1,5 @@
-// The window server: the questions of the display and cursor calls. One implementation uses X11; one is for builds
-// without X11.
+// What the exported calls for the display and the cursor ask of the window server. windowserver_x11.cpp and
+// cursor_x11.cpp implement these functions with X11, windowserver_none.cpp for builds without X11.
 #pragma once
 
 namespace macapi {
@@ -19,17 +19,18 @@ struct DisplayMode {
     }
 };
 
-// Returns true if there is a window server. The first call looks for it; later the answer changes only when the
-// server ends.
+// Returns true if there is a window server. The first call connects to it. Later the result becomes false if the
+// server ends or does not answer, and does not become true again. A forked child connects again.
 bool hasWindowServer();
 
 // Reads the current mode of the main display. Returns false, and does not change *mode, without a window server.
 bool mainDisplayMode(DisplayMode* mode);
 
-// The cursor. These calls return false if there is no window server or it cannot do this.
-bool hideCursor(); // hides once more; as many calls of showCursor show it again
+// The cursor. These calls return false if there is no window server, or if it cannot do what was asked.
+bool hideCursor(); // n calls need n calls of showCursor to make the cursor visible
 bool showCursor();
-// To a pixel of the main display, y down. A point on no output is moved to the edge of the main display.
+// x and y: pixels from the upper left corner of the main display, y down. For a point that no output shows, the
+// cursor goes to the nearest pixel of the main display.
 bool moveCursor(double x, double y);
 bool connectMouseAndCursor(bool connected);
 

@@ -8,6 +8,7 @@
 
 #include <X11/extensions/Xrandr.h>
 
+#include <assert.h>
 #include <atomic>
 #include <poll.h>
 #include <string.h>
@@ -23,7 +24,8 @@ static Window s_pingWindow;        // an invisible window; events to it show whe
 static std::atomic<bool> s_isLost; // the connection is lost
 static std::atomic<int> s_errors;  // X errors since the ServerLock was taken
 
-// The handlers before ours. Xlib has one of each for all connections of the process.
+// The handlers that were set before ours. Xlib has one handler of each kind for all connections of the process, so
+// ours pass on what belongs to other connections.
 static std::atomic<XErrorHandler> s_formerErrorHandler;
 static std::atomic<XIOErrorHandler> s_formerLossHandler;
 
@@ -120,6 +122,7 @@ ServerLock::operator bool() const
 
 Display* ServerLock::display() const
 {
+    assert(s_process == getpid() && "display 6: a forked child does not use its parent's connection");
     return s_display;
 }
 
@@ -150,7 +153,8 @@ static double refreshRateOf(const XRRScreenResources& resources, RRMode wanted)
     return 0;
 }
 
-// Reads what an output shows, after rotation. Returns false if it shows nothing or is unknown.
+// Reads the rectangle of the X screen that an output shows; width and height are those after rotation. Returns false
+// if the output shows nothing or is unknown.
 static bool readOutput(XRRScreenResources* resources, RROutput output, OutputState* state)
 {
     const XResource<XRROutputInfo> info(output ? XRRGetOutputInfo(s_display, resources, output) : nullptr,
@@ -167,7 +171,7 @@ static bool readOutput(XRRScreenResources* resources, RROutput output, OutputSta
     state->width = static_cast<int>(crtc->width);
     state->height = static_cast<int>(crtc->height);
     state->refreshRate = refreshRateOf(*resources, crtc->mode);
-    state->isWayland = strncmp(info->name, "XWAYLAND", 8) == 0; // the names of all outputs of such a server begin so
+    state->isWayland = strncmp(info->name, "XWAYLAND", 8) == 0; // XWAYLAND0 and so on
     return true;
 }
 
@@ -176,8 +180,8 @@ static XResource<XRRScreenResources> outputsOf(Window root)
 {
     int major = 0;
     int minor = 0;
-    // Asks first whether the extension exists. Otherwise Xlib would print an error about the question for its
-    // version.
+    // Asks whether the extension exists before asking for its version. For a missing extension, Xlib would print an
+    // error.
     const bool knowsOutputs = XRRQueryExtension(s_display, &major, &minor) &&
                               XRRQueryVersion(s_display, &major, &minor) && (major > 1 || minor >= 3);
     return {knowsOutputs ? XRRGetScreenResourcesCurrent(s_display, root) : nullptr, XRRFreeScreenResources};

@@ -1,8 +1,10 @@
 // The connection to the X server, for the sources that use it.
 //
-// 1. The connection is our own. It is opened at the first question and is not closed. So AppKit's connection is not
-//    disturbed, and the server undoes our changes when the process ends. A forked child opens its own connection.
-// 2. The connection is used only under a ServerLock. One thread holds it at a time; it is not recursive.
+// 1. The connection is our own, not AppKit's. It is opened at the first question to the server, and stays open until
+//    the process ends or the server does not answer. Then the server undoes our changes. A forked child opens its own
+//    connection.
+// 2. A thread uses the connection only while it holds a ServerLock. One thread holds the lock at a time; the lock is
+//    not recursive.
 // 3. X errors of this connection are caught while a ServerLock exists. Otherwise Xlib would print them and end the
 //    process.
 #pragma once
@@ -19,7 +21,7 @@ public:
     ServerLock();
     ~ServerLock();
 
-    explicit operator bool() const; // true while there is a server
+    explicit operator bool() const; // true while the server is connected and answers
     Display* display() const;
     Window root() const;
 
@@ -55,7 +57,7 @@ struct RootPixel {
 };
 bool isOnAnOutput(const ServerLock& xserver, const RootPixel& pixel);
 
-// Forgets what was done to the cursor, because another process's connection did it.
+// Forgets the state of the cursor. A forked child calls this: the changes belong to the connection of its parent.
 void forgetCursor();
 
 } // namespace macapi

@@ -1,4 +1,4 @@
-// XFixes exists in this build. The server may still lack it.
+// A build with XFixes. A server may lack the extension.
 #include "macapi/src/display/xfixes.h"
 
 #include <X11/extensions/Xfixes.h>
@@ -40,8 +40,8 @@ void showCursorOnServer(const ServerLock& xserver)
 void makeBarriers(const ServerLock& xserver, int x, int y)
 {
     removeBarriers(xserver);
-    // A barrier lies between two pixels, before the pixel that has its number. These barriers cross the whole screen,
-    // so that the pointer cannot pass around an end.
+    // A barrier at x lies between the pixels x - 1 and x. These barriers cross the whole screen, so that the pointer
+    // cannot pass around an end.
     Display* const display = xserver.display();
     const int far = 0x7fff; // the largest coordinate of the X protocol
     const int lines[4][4] = {

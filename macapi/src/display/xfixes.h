@@ -1,4 +1,5 @@
-// Changes to the cursor that the XFixes extension makes. No call here waits for an answer to a change.
+// Changes to the cursor that the XFixes extension makes. The calls that change something only send requests; call
+// ServerLock::succeeded to see whether the server has accepted them.
 #pragma once
 
 #include "macapi/src/display/windowserver_x11.h"
@@ -8,7 +9,7 @@ namespace macapi {
 bool hasXFixes(const ServerLock& xserver);
 bool hasBarriers(const ServerLock& xserver);
 
-// Each call that hides needs one that shows. To the server, showing a visible cursor is an error.
+// Each hide needs one show. The server reports an error for a show of a visible cursor.
 void hideCursorOnServer(const ServerLock& xserver);
 void showCursorOnServer(const ServerLock& xserver);
 

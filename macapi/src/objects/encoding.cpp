@@ -68,7 +68,8 @@ void appendCharacter(std::string* text, char32_t character)
     }
 }
 
-// Single-byte encodings that are ASCII below 128. upperHalf gives the characters from 128; null: there are none.
+// For encodings with one byte for each character whose bytes below 128 are ASCII. upperHalf has the characters of the
+// bytes from 128 on; null: such bytes are not valid.
 static std::optional<std::string> decodeBytes(std::string_view bytes, const char16_t* upperHalf)
 {
     std::string text;
@@ -110,6 +111,11 @@ static bool isUtf8(std::string_view bytes)
         }
     }
     return true;
+}
+
+bool isText(std::string_view bytes)
+{
+    return isUtf8(bytes) && bytes.find('\0') == bytes.npos;
 }
 
 std::optional<std::string> decode(std::string_view bytes, CFStringEncoding encoding)

@@ -9,9 +9,13 @@
 
 namespace macapi {
 
-// Convert to and from UTF-8. Return nothing if the encoding cannot hold the text, or is unknown.
+// decode converts to UTF-8, encode from UTF-8. They return nothing if the bytes are no text of the encoding, if the
+// encoding cannot hold the text, or if the encoding is unknown.
 std::optional<std::string> decode(std::string_view bytes, CFStringEncoding encoding);
 std::optional<std::string> encode(std::string_view text, CFStringEncoding encoding);
+
+// Returns true for well-formed UTF-8 without a NUL: the texts inside the library.
+bool isText(std::string_view bytes);
 
 const char32_t sc_noCharacter = 0xffffffff;
 

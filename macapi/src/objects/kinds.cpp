@@ -5,6 +5,7 @@
 #include "macapi/src/objects/url.h"
 #include "macapi/src/objects/values.h"
 
+#include <assert.h>
 #include <iterator>
 
 namespace macapi {
@@ -12,6 +13,7 @@ namespace macapi {
 template <class T>
 static void destroy(const Object* object)
 {
+    assert(object->references() == 0 && "object 1: it is destroyed when its last reference is dropped");
     delete static_cast<const T*>(object);
 }
 

@@ -1,8 +1,8 @@
 // What every object begins with: its class, its kind and its reference count. README.md has the rules of this folder.
 //
 // 1. A new object has one reference. It does not change, and it is destroyed when its last reference is dropped.
-// 2. References to an immortal object are not counted. Constants are immortal. So are objects that the system lends
-//    to callers that are known to release them.
+// 2. References to an immortal object are not counted. Constants are immortal. So are objects that callers get
+//    without a reference and may release anyway, such as the values of Info.plist.
 // 3. In a program with Objective-C, the first word of an object is its class. So objects have no virtual functions:
 //    the pointer to the virtual table would take the first word.
 // 4. An exported call checks its arguments and then calls what these headers declare. No code here calls an exported
@@ -15,23 +15,28 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <assert.h>
 #include <atomic>
 #include <cstdint>
 #include <memory>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 namespace macapi {
 
 class Object {
 public:
-    explicit Object(Kind objectKind) : isa(classOf(objectKind)), kind(objectKind) {}
+    explicit Object(Kind objectKind) : isa(classOf(objectKind)), kind(objectKind)
+    {
+        assert(static_cast<const void*>(&isa) == this && "objects 1: the first word of an object is its class");
+    }
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
 
     void addReference() const;
     void dropReference() const;
-    void makeImmortal() const; // with all objects inside it; call this before another thread sees the object
+    void makeImmortal() const; // also all objects inside it; call this before another thread sees the object
     unsigned int references() const { return m_references.load(std::memory_order_relaxed); } // 0: immortal
 
     mutable std::atomic<const void*> isa; // the Objective-C class; null: the object answers no messages
@@ -55,6 +60,7 @@ using Ref = std::unique_ptr<const T, DropReference>;
 template <class T, class... Arguments>
 Ref<T> make(Arguments&&... arguments)
 {
+    static_assert(!std::is_polymorphic_v<T>, "objects 1: an object has no virtual table");
     return Ref<T>(new T(std::forward<Arguments>(arguments)...));
 }
 
@@ -75,8 +81,8 @@ const T* immortal(Ref<T> object)
     return object.release();
 }
 
-// A constant: an immortal object in static storage that is never destroyed. Its address is known before any code
-// runs. So code here never reads the exported pointer to it, which a program may define itself.
+// A constant: an immortal object in static storage that is never destroyed. Code here uses the object itself, never
+// the exported pointer to it, such as kCGDisplayWidth, because a program may define that pointer itself.
 template <class T>
 union Constant {
     template <class... Arguments>

@@ -15,8 +15,8 @@ namespace macapi {
 const int sc_plistDepth = 128;     // levels of values inside values; more is taken for an attack
 const int sc_plistValues = 250000; // values in one list; each may take about 200 bytes of memory beside its text
 
-// Returns the value; null if the text does not parse. If isTooMuch is not null, *isTooMuch becomes true if the reason
-// is that the text holds more than sc_plistValues values or that there is too little memory, else false.
+// Returns the value; null if the text does not parse. *isTooMuch, if isTooMuch is not null, becomes true if there are
+// more than sc_plistValues values or too little memory: the text may then be good. Otherwise it becomes false.
 Ref<Object> readPlist(std::string_view text, bool* isTooMuch = nullptr);
 
 // Returns false, and does not change *text, if the value or a value inside it is not a property-list type, if values

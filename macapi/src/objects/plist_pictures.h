@@ -1,10 +1,10 @@
 // Characters that XML cannot hold: control characters, U+FFFE and U+FFFF.
 //
-// A string or a key may hold them, and its file must still be XML that every reader accepts. So each such character
-// has a picture, another character that stands for it after a backslash: U+0001 is written as \␁.
+// A string or a key may hold such characters, and every XML reader must accept its file. So each of these characters
+// has a picture: another character, which is written instead, after a backslash. U+0001 is written as \␁.
 //
-// 1. A picture after an odd number of backslashes means its character. After an even number it means the picture
-//    itself. Half of these backslashes, rounded down, belong to the text.
+// 1. In the file, a picture after an odd number of backslashes means the character that it stands for. After an even
+//    number, 0 included, it means the picture itself. Of n such backslashes, n / 2 (rounded down) belong to the text.
 // 2. All other backslashes and all other characters mean themselves.
 // 3. So each text has exactly one written form, and each written form means exactly one text. A file that another
 //    program has written is the same after it was read and written again.

@@ -1,7 +1,8 @@
 // Reads property lists.
 //
 // 1. m_rest is the text that is not read yet. Only functions named take... and skip... shorten it.
-// 2. When a take... function returns false or null, reading ends. No function goes back to try another rule.
+// 2. take(text) returns false, and does not shorten m_rest, if m_rest does not begin with the text. When any other
+//    take... function returns false or null, reading ends. No function goes back to try another rule.
 // 3. The only recursion is a value inside a value; its depth is counted. Values are counted too.
 #include "macapi/src/objects/plist.h"
 
@@ -24,7 +25,7 @@ static bool isNameLetter(char letter)
     return isLetter(letter) || isDigit(letter) || letter == '-' || letter == '_' || letter == ':' || letter == '.';
 }
 
-// Whether XML allows all characters of the text to stand unescaped.
+// Returns true if XML allows all characters of the text to stand unescaped.
 static bool isXmlText(std::string_view text)
 {
     for (size_t position = 0; position < text.size();) {
@@ -99,7 +100,7 @@ static Ref<Object> realFrom(std::string_view text)
     return make<__CFNumber>(value);
 }
 
-// Returns the number that the given count of digits forms.
+// Returns the number that the digits at position form; digits is their count.
 static int numberAt(std::string_view text, size_t position, size_t digits)
 {
     int number = 0;
@@ -216,7 +217,7 @@ bool Reader::take(std::string_view text)
     return true;
 }
 
-// Moves past the next end. Returns false, and does not move, if there is none.
+// Moves past the next occurrence of the text end. Returns false, and does not move, if there is none.
 bool Reader::skipBehind(std::string_view end)
 {
     const size_t position = m_rest.find(end);
@@ -227,8 +228,8 @@ bool Reader::skipBehind(std::string_view end)
     return true;
 }
 
-// Skips white space, comments and processing instructions. One without an end is not skipped; then no take...
-// function accepts it.
+// Skips white space, comments and processing instructions. Does not skip a comment or an instruction without an end;
+// no take... function accepts its beginning, so reading ends.
 void Reader::skipBetween()
 {
     do {
@@ -306,8 +307,8 @@ bool Reader::takeDeclaration()
            strcasecmp(encoding.c_str(), "us-ascii") == 0;
 }
 
-// Skips <!DOCTYPE ...>, with or without declarations in brackets. The entities that these declare are not known: a
-// reference to one does not parse.
+// Skips the rest of <!DOCTYPE ...>, with or without declarations in brackets. Entities that it declares are ignored:
+// a reference to such an entity does not parse.
 bool Reader::takeDocumentType()
 {
     bool brackets = false;

@@ -16,7 +16,7 @@ try {
     // Never destroyed: other threads may still use it when the process ends.
     static auto& s_constants = *new std::map<std::string, CFStringRef>;
 
-    // A literal should be ASCII. Mac Roman gives a meaning to each byte above 127 too, so decoding never fails.
+    // A literal should be ASCII. Mac Roman has a character for every byte above 127, so decoding never fails.
     std::string text = decode(literal ? literal : "", kCFStringEncodingMacRoman).value();
     const std::lock_guard<std::mutex> lock(s_mutex);
     CFStringRef& constant = s_constants[text];

@@ -27,7 +27,8 @@ static bool isEscape(const std::string& text, size_t position)
            hexValue(text[position + 2]) >= 0;
 }
 
-// Letters, digits and punctuation as RFC 2396 has it, the brackets of RFC 2732, and one # for the fragment.
+// Accepts letters, digits, escapes, the punctuation of RFC 2396, the brackets of RFC 2732, and one # before the
+// fragment. Does not check how the parts of a URL follow each other.
 static bool isURL(const std::string& text)
 {
     bool fragment = false;

@@ -1,7 +1,7 @@
 // Numbers, booleans and containers.
 //
-// A number is read as any C type. If that type cannot hold the number, the caller gets the nearest value that it can
-// hold, and false.
+// A number can be read as any C type. If the type cannot hold the number, the caller gets false, and the nearest
+// value that the type can hold.
 #include "macapi/src/objects/values.h"
 
 #include <cmath>
@@ -18,6 +18,16 @@ const Object* __CFDictionary::find(const std::string& key) const
 {
     const auto entry = entries.find(key);
     return entry == entries.end() ? nullptr : entry->second.get();
+}
+
+bool __CFDictionary::hasTexts() const
+{
+    for (const auto& [key, value] : entries) {
+        if (!isText(key)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 namespace macapi {
@@ -75,7 +85,8 @@ static T load(const void* value)
     return loaded;
 }
 
-// Writes the value for the caller. Returns exact: whether it is the same number.
+// Copies the value to *out. Returns exact, so that callers can end with this call; exact is true if the value is the
+// same number.
 template <class T>
 static bool store(T value, bool exact, void* out)
 {
@@ -90,8 +101,8 @@ static bool storeReal(const __CFNumber& number, void* out)
         const T value = static_cast<T>(number.real);
         return store(value, std::isnan(number.real) || value == number.real, out);
     }
-    // A magnitude near 2^64 may be rounded up to 2^64, which no uint64_t holds. So size is compared before it is
-    // converted.
+    // A magnitude near 2^64 may be rounded up to 2^64, which uint64_t cannot hold. So size is compared with 2^64
+    // before it is converted back.
     const T size = static_cast<T>(number.magnitude);
     const bool exact = size < static_cast<T>(0x1p64) && static_cast<uint64_t>(size) == number.magnitude;
     return store(number.negative ? -size : size, exact, out);
@@ -107,8 +118,8 @@ static bool storeInteger(const __CFNumber& number, void* out)
         if (std::isnan(real)) {
             return store<T>(0, false, out);
         }
-        // The largest integer + 1 is a power of two, which a double holds exactly. A double may be unable to hold the
-        // largest integer itself.
+        // -least is the largest integer + 1, a power of two: a double can hold it exactly. The largest integer itself
+        // may have too many digits for a double.
         if (real < static_cast<double>(least) || real >= -static_cast<double>(least)) {
             return store(real < 0 ? least : most, false, out);
         }
@@ -118,7 +129,8 @@ static bool storeInteger(const __CFNumber& number, void* out)
     if (number.magnitude > limit) {
         return store(number.negative ? least : most, false, out);
     }
-    // Computed as -(magnitude - 1) - 1: the least number has no positive counterpart that T could hold.
+    // A negative number is computed as -(magnitude - 1) - 1: for the least number, T cannot hold the magnitude
+    // itself.
     return store(static_cast<T>(number.negative ? -static_cast<T>(number.magnitude - 1) - 1
                                                 : static_cast<T>(number.magnitude)),
                  true, out);

@@ -47,7 +47,7 @@ struct __CFDate final : macapi::Object {
 
     explicit __CFDate(std::string contents) : Object(sc_kind), text(std::move(contents)) {}
 
-    const std::string text; // such as 2003-10-24T18:00:00Z; the day exists
+    const std::string text; // such as 2003-10-24T18:00:00Z; always a day that exists
 };
 
 struct __CFArray final : macapi::Object {
@@ -63,11 +63,17 @@ struct __CFDictionary final : macapi::Object {
     static const macapi::Kind sc_kind = macapi::Kind::Dictionary;
     using Entries = std::map<std::string, macapi::Ref<Object>>; // keys are UTF-8, like the text of __CFString
 
-    explicit __CFDictionary(Entries pairs) : Object(sc_kind), entries(std::move(pairs)) {}
+    explicit __CFDictionary(Entries pairs) : Object(sc_kind), entries(std::move(pairs))
+    {
+        assert(hasTexts() && "objects 3: every text is well-formed UTF-8 without a NUL");
+    }
 
     const Object* find(const std::string& key) const; // lent; null if there is no such key
 
     const Entries entries;
+
+private:
+    bool hasTexts() const; // true if all keys are texts
 };
 
 namespace macapi {

@@ -72,7 +72,7 @@ static Ref<Object> appValue(CFStringRef key, CFStringRef application)
     return value;
 }
 
-// Sets a value; null removes it. An object of AppKit's changes nothing, because it cannot be stored.
+// Sets a value; null removes it. Does nothing for an object of AppKit's, because the store cannot hold it.
 static void setValue(CFStringRef key, CFPropertyListRef value, const std::optional<PreferencesDomain>& domain)
 {
     const __CFString* name = as<__CFString>(key);
@@ -96,8 +96,8 @@ static const CFIndex sc_most = std::numeric_limits<CFIndex>::max();
 static std::optional<CFIndex> integerFrom(const __CFNumber& number)
 {
     if (number.isReal) {
-        // The largest integer + 1 is a power of two, which a double holds exactly. A double may be unable to hold the
-        // largest integer itself.
+        // -least is the largest integer + 1, a power of two: a double can hold it exactly. The largest integer itself
+        // may have too many digits for a double.
         const double whole = std::trunc(number.real);
         const bool fits = whole >= static_cast<double>(sc_least) && whole < -static_cast<double>(sc_least);
         return fits ? std::optional<CFIndex>(static_cast<CFIndex>(whole)) : std::nullopt;
@@ -109,7 +109,8 @@ static std::optional<CFIndex> integerFrom(const __CFNumber& number)
     return static_cast<CFIndex>(number.negative ? -number.magnitude : number.magnitude);
 }
 
-// Accepts blanks, then a sign, then digits, and nothing else. Returns nothing if CFIndex cannot hold the number.
+// Accepts blanks and line ends, then an optional sign, then digits, and nothing after them. Returns nothing if
+// CFIndex cannot hold the number.
 static std::optional<CFIndex> integerFrom(std::string_view text)
 {
     text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));

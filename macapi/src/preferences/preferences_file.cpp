@@ -11,6 +11,7 @@
 #include "macapi/src/system/filelock.h"
 #include "macapi/src/system/trust.h"
 
+#include <assert.h>
 #include <atomic>
 #include <errno.h>
 #include <exception>
@@ -103,7 +104,7 @@ static std::string setAside(int folder, const std::string& name)
             isSameFile(folder, name, aside)) { // the file already has both names: a process was killed here
             return aside;
         }
-        if (!exists(folder, aside)) { // this file system has no hard links, or is read-only
+        if (!exists(folder, aside)) { // linkat failed: no hard links here
             return renameat(folder, name.c_str(), folder, aside.c_str()) == 0 ? aside : "";
         }
     }
@@ -127,8 +128,8 @@ struct Backup {
 } // namespace
 
 // Reads the copy of a damaged file. In a folder that other users may write to, the copy may be a link, a second name
-// of a file elsewhere, or the file of a third user: it is then not read. The contents of the copy never get another
-// owner than the copy had.
+// of a file elsewhere, or the file of a third user: it is then not read. rights names the owner of the copy, so a
+// repair by root does not give one user's contents to another.
 static Backup readBackup(const FilePlace& place, const struct stat& damaged)
 {
     Backup copy = {0, "", rightsOf(damaged)};
@@ -163,12 +164,14 @@ static PreferencesContents unrepairable(const FilePlace& place, const std::strin
     return valuesOfBackup(place, damaged);
 }
 
-// Reads the file, and first repairs it if it is damaged. The caller holds the lock.
-static PreferencesContents loadAndRepair(const FilePlace& place, const std::string& path)
+// Reads the file, and first repairs it if it is damaged. lock is the file's, and is held.
+static PreferencesContents loadAndRepair(const FilePlace& place, const std::string& path,
+                                         [[maybe_unused]] const FileLock& lock)
 {
+    assert(lock.isHeld() && "file 1: only the holder of the lock changes the file");
     PreferencesContents contents = load(place.folder, place.name);
     if (contents.state != PreferencesState::Damaged) {
-        return contents; // another process has repaired it
+        return contents; // not damaged, or another process has repaired it meanwhile
     }
     const std::string aside = place.isBehindLink ? "" : setAside(place.folder, place.name);
     if (aside.empty()) {
@@ -214,10 +217,10 @@ PreferencesContents readPreferencesFile(const std::string& path, PreferencesUser
     }
     const FileLock lock = lockFor(place, user, std::chrono::milliseconds(0));
     if (lock.isTaken()) {
-        // The other process is about to put these values in the file's place.
+        // The other process is going to repair the file with the same values.
         return valuesOfBackup(place, contents.status);
     }
-    return lock.isHeld() ? loadAndRepair(place, path) : unrepairable(place, path, contents.status);
+    return lock.isHeld() ? loadAndRepair(place, path, lock) : unrepairable(place, path, contents.status);
 }
 
 Ref<__CFDictionary> applyChanges(const __CFDictionary& values, const PreferencesChanges& changes)
@@ -253,8 +256,8 @@ static bool findToWrite(const std::string& path, FilePlace* place)
     if (error != 0) {
         return false;
     }
-    // Next to a file that was reached through a link, not even a lock file is made before the file is known to be a
-    // preferences file.
+    // A link may lead to a file that is no preferences file. So the file is read first, before a lock file is made
+    // beside it.
     const PreferencesState state =
         place->isBehindLink ? load(place->folder, place->name).state : PreferencesState::Missing;
     return state == PreferencesState::Good || state == PreferencesState::Missing;
@@ -272,7 +275,8 @@ static void reportNoLock(const std::string& path, const FileLock& lock)
            path + ".lock");
 }
 
-// A new file belongs to its folder's owner, if the writer may give it away.
+// Returns the rights of a new file. A file that root makes belongs to the owner of the folder, any other to its
+// writer.
 static FileRights rightsOfNew(int folder, PreferencesUser user)
 {
     const mode_t mode = user == PreferencesUser::Any ? 0644 : 0600;
@@ -296,7 +300,7 @@ bool changePreferencesFile(const std::string& path, const PreferencesChanges& ch
         reportNoLock(path, lock);
         return false;
     }
-    const PreferencesContents now = loadAndRepair(place, path);
+    const PreferencesContents now = loadAndRepair(place, path, lock);
     const bool there = now.state == PreferencesState::Good;
     if (!there && now.state != PreferencesState::Missing) {
         return false;

@@ -25,9 +25,9 @@ struct PreferencesContents {
     struct stat status;         // of the file that was read; undefined if none was
 };
 
-// Reads the file. A damaged file is first set aside and replaced by its copy, FILE.bak. If that is not possible, the
-// state is Damaged, and the values are those of the copy. This is also the result while another process holds the
-// lock, because a read does not wait, and if mayRepair is false.
+// Reads the file. A damaged file is first set aside and replaced by its copy, FILE.bak. In three cases the state is
+// Damaged and the values are those of the copy: the repair fails; another process holds the lock, for which a read
+// does not wait; mayRepair is false.
 PreferencesContents readPreferencesFile(const std::string& path, PreferencesUser user, bool mayRepair);
 
 // The new value for each key; null: the value is removed.

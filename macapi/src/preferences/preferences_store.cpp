@@ -2,13 +2,14 @@
 //
 // 1. All values are stored under the path of the domain's file. If the environment names another folder, the domain
 //    has another file. Pending values belong to the file for which they were set.
-// 2. Values that were read are used again only while the file is certainly the same. A file's times have a coarse
-//    step: a file that changed a moment ago may change again and keep the same times.
-// 3. The lock mutex guards the stored values. It is held while a file is read. It is not held while a file is
-//    written, because a write may wait for other processes. A second lock, writing, is taken before mutex and lets
-//    one thread write at a time.
-// 4. A read sees the values that are being written just like pending values. So no read returns a value older than an
-//    earlier read.
+// 2. Values that were read are used again only while the file is certainly the same. The clock for the times of files
+//    advances in steps of some milliseconds: two changes within one step give a file the same times.
+// 3. There are two locks. The lock writing lets one thread change files at a time. The lock mutex guards the stored
+//    values. mutex is also held while a file is read, and while that read repairs a damaged file: neither waits for
+//    other processes. mutex is not held while pending values are written, because a write may wait for other
+//    processes. A write takes writing before mutex. A read takes mutex, and then only tries to take writing.
+// 4. While values are being written, reads return them like pending values. Otherwise a read would return the value
+//    in the file, which is older than the pending value that an earlier read returned.
 #include "macapi/src/preferences/preferences_store.h"
 
 #include "macapi/src/objects/plist.h"
@@ -18,6 +19,7 @@
 #include "macapi/src/system/executable.h"
 #include "macapi/src/system/folders.h"
 
+#include <assert.h>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -63,7 +65,7 @@ static const std::string& hostName()
     return s_name;
 }
 
-// Asked once: a program that is renamed while it runs keeps its preferences.
+// Computed once, so a program whose file is renamed while it runs has the same preferences as before.
 static const std::string& currentApplication()
 {
     static const std::string s_name = [] {
@@ -74,8 +76,8 @@ static const std::string& currentApplication()
 }
 
 // Returns a file name for an application. Different applications have different names, and no name leads to another
-// folder. A slash, a percent sign, a control character and a leading dot become % and two digits. In a name that is
-// too long, % and a hash of the whole name replace the end.
+// folder. A slash, a percent sign, a control character and a leading dot become % and two hexadecimal digits. In a
+// name that is too long, %- and a hash of the whole name replace the end.
 static std::string fileNameOf(const std::string& application)
 {
     std::string name;
@@ -98,7 +100,8 @@ static std::string fileNameOf(const std::string& application)
     return name;
 }
 
-// An application that has the same name as the domain of all applications has a file of its own.
+// Returns the file name without host and .plist. fileNameOf escapes a leading dot, so no application can have the
+// file of the domain of all applications.
 static std::string fileNameFor(const PreferencesDomain& domain)
 {
     if (domain.application == sc_anyApplication) {
@@ -124,13 +127,13 @@ namespace {
 // What the process has stored for a domain's file.
 struct File {
     PreferencesChanges pending;
-    PreferencesChanges written; // being written by another thread
+    PreferencesChanges written; // a thread is writing them to the file
     Ref<__CFDictionary> values; // null: must be read
     struct stat status;         // of the file that these values came from
 };
 
-// The state of one process. A forked child gets its own: it does not have its parent's pending values, nor the thread
-// that may hold a lock.
+// The state of one process. A forked child makes a new one: it must not write its parent's pending values, and a lock
+// may be held by a thread of the parent that does not exist in the child.
 struct ProcessState {
     const pid_t id;
     ProcessState* const parent;
@@ -257,6 +260,7 @@ public:
     {
         const std::lock_guard<std::mutex> lock(processState->mutex);
         m_file = &processState->files[path];
+        assert(m_file->written.empty() && "store 3: writing lets one thread write at a time");
         m_file->written = std::move(m_file->pending);
         m_file->pending.clear();
     }

@@ -59,8 +59,9 @@ static const __CFBundle* mainBundle()
     return s_bundle;
 }
 
-// Returns the dictionary of Info.plist as it was when it could last be read. Every dictionary that was returned once
-// lives until the process ends, because callers may still use it.
+// Returns the dictionary in Info.plist. If the file is missing or does not parse now, returns the dictionary that was
+// read last; null if there is none. Every dictionary that was ever returned lives until the process ends, because
+// callers may still use it.
 static const __CFDictionary* infoDictionary(const __CFBundle& bundle)
 {
     static std::mutex s_mutex;

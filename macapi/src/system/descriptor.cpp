@@ -1,6 +1,7 @@
 // Opening files with descriptors above the standard streams.
 #include "macapi/src/system/descriptor.h"
 
+#include <assert.h>
 #include <fcntl.h>
 #include <poll.h>
 
@@ -24,7 +25,13 @@ static Descriptor openAnywhere(int folder, const std::string& name, int flags, m
     return Descriptor(again([&] { return openat(folder, name.c_str(), flags | O_CLOEXEC, mode); }));
 }
 
-// A file that is only read may have a low number for a moment: a log line cannot damage it. So it needs no filler.
+[[maybe_unused]] static bool isKept(int file)
+{
+    return file >= sc_standardStreams && (fcntl(file, F_GETFD) & FD_CLOEXEC) != 0;
+}
+
+// Only a file that is opened for writing needs the filler. A file that is only read may have the number of a standard
+// stream for a moment: a log line of another thread cannot damage it.
 Descriptor openAt(int folder, const std::string& name, int flags, mode_t mode)
 {
     const bool isWritten = (flags & O_ACCMODE) != O_RDONLY;
@@ -35,11 +42,12 @@ Descriptor openAt(int folder, const std::string& name, int flags, mode_t mode)
     } else {
         file = openAnywhere(folder, name, flags, mode);
     }
-    if (file < 0 || file >= sc_standardStreams) {
-        return file;
+    if (file >= 0 && file < sc_standardStreams) {
+        // The file is only read, or another thread has closed a standard stream after the filler looked.
+        file = Descriptor(fcntl(file, F_DUPFD_CLOEXEC, sc_standardStreams));
     }
-    // A file that is read; or a written one, if another thread has closed a stream since the filler looked.
-    return Descriptor(fcntl(file, F_DUPFD_CLOEXEC, sc_standardStreams));
+    assert((file < 0 || isKept(file)) && "system 1: every descriptor is 3 or higher, and closes on exec");
+    return file;
 }
 
 } // namespace macapi

@@ -6,7 +6,7 @@
 //
 // 1. Every descriptor that this library opens and keeps is 3 or higher.
 // 2. Every descriptor is closed when the process starts another program (close-on-exec).
-// 3. openAt keeps both rules by itself. A caller that uses another call of the system, such as pipe2, holds a
+// 3. openAt follows both rules. A caller of another system call that opens descriptors, such as pipe2, must have a
 //    StandardStreamsFiller during that call.
 #pragma once
 
@@ -56,7 +56,8 @@ private:
 
 const int sc_standardStreams = 3; // standard input, output and error: descriptors 0 to 2
 
-// Fills the closed ones among descriptors 0 to 2, until it is destroyed. Nothing can be written to the fillers.
+// Opens those of descriptors 0 to 2 that are closed, and closes them again when it is destroyed. A write to such a
+// descriptor fails and changes nothing.
 class StandardStreamsFiller {
 public:
     StandardStreamsFiller();

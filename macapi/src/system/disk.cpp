@@ -1,6 +1,7 @@
 // Reading and replacing files.
 //
-// A call that a signal interrupts is made again. A read or write of fewer bytes than asked is continued.
+// A system call that a signal interrupts is made again. When a read or write transfers only a part of the bytes, it
+// is continued with the rest.
 #include "macapi/src/system/disk.h"
 
 #include <algorithm>
@@ -70,7 +71,7 @@ static bool writeAll(int file, std::string_view contents)
 
 static bool sync(int file)
 {
-    // EINVAL: this file system has nothing to wait for.
+    // EINVAL: this file system does not support fsync.
     return again([&] { return fsync(file); }) == 0 || errno == EINVAL;
 }
 
@@ -88,7 +89,7 @@ static bool setRights(int file, const FileRights& rights)
     }
     mode_t mode = rights.mode & 0777;
     if (now.st_uid != rights.user && fchown(file, rights.user, static_cast<gid_t>(-1)) != 0) {
-        // Only root can give a file away. A file that any other user writes belongs to that user.
+        // Only root can change the owner of a file. A file that any other user writes belongs to that user.
     }
     const bool isRightGroup = rights.group == sc_anyGroup || rights.group == now.st_gid;
     if (!isRightGroup && fchown(file, static_cast<uid_t>(-1), rights.group) != 0) {

@@ -17,9 +17,9 @@ std::string executablePath()
     char link[PATH_MAX];
     const ssize_t length = readlink("/proc/self/exe", link, sizeof(link));
     if (length <= 0) {
-        // There is no /proc, or the deleted file is that of a processor emulator: the name that the program was
-        // started by must do. The user chooses that name, perhaps a link. So a program with extra rights does not use
-        // it.
+        // There is no /proc, or an emulator runs the program and the program's file was deleted. The name by which
+        // the program was started is used instead. A user can choose that name, for example by a link, so a program
+        // with extra rights does not use it.
         const char* name = hasExtraRights() ? nullptr : reinterpret_cast<const char*>(getauxval(AT_EXECFN));
         return name ? absolutePath(name) : "";
     }
@@ -39,7 +39,7 @@ std::string processName()
     if (std::optional<std::string> text = decode(fileName, kCFStringEncodingUTF8)) {
         return *text;
     }
-    return decode(fileName, kCFStringEncodingMacRoman).value(); // Mac Roman gives every byte a meaning
+    return decode(fileName, kCFStringEncodingMacRoman).value(); // Mac Roman has a character for every byte
 }
 
 std::string absolutePath(const std::string& path)

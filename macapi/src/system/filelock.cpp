@@ -4,9 +4,10 @@
 // 2. A waiting process has locked one other byte, its ticket. The number of that byte is the time at which the
 //    process came. During the first two seconds the process asks for byte 0 only if no lower ticket is locked. After
 //    that it always asks: a process with a lower ticket may have been stopped.
-// 3. The system cannot wait for a lock with a time limit. So a waiting process asks again and again.
+// 3. No system call waits for a lock with a time limit. So a waiting process asks again every half millisecond.
 //
-// Not flock: a child of a killed process would still hold its lock.
+// flock is not used: its locks belong to the open file, so a forked child of a killed process would still hold the
+// lock.
 #include "macapi/src/system/filelock.h"
 
 #include <fcntl.h>
@@ -63,7 +64,7 @@ static void setRights(int file, int folder, mode_t mode)
 {
     const struct stat owner = ownerOf(folder);
     if (geteuid() == 0 && owner.st_uid != 0 && fchown(file, owner.st_uid, owner.st_gid) != 0) {
-        // This file system has no owners.
+        // This file system has no owners: the file is used as it is.
     }
     fchmod(file, mode);
 }
@@ -131,8 +132,9 @@ FileLock::FileLock(int folder, const std::string& name, mode_t mode, std::chrono
     }
 }
 
-// Asks once. With inTurn, fails while another process has a lower ticket. Returns 0 if this process now holds the
-// lock, else an errno value: EAGAIN if another process holds it or is earlier.
+// Asks for the lock once, without waiting. Takes a ticket first if *ticket is 0. With inTurn, fails while another
+// process has a lower ticket. Returns 0 if this process now holds the lock, else an errno value: EAGAIN if another
+// process holds it or is earlier.
 int FileLock::tryLock(off_t* ticket, bool inTurn)
 {
     if (*ticket == 0) {

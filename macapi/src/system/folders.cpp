@@ -1,7 +1,7 @@
 // The system's folders: two Library folders, and the folders in them.
 //
-// A program with extra rights does not believe the environment, because its user made it. All its folders lie in the
-// home that the password file names for its effective user at that moment.
+// A program with extra rights does not use environment variables, because its user has set them. All its folders lie
+// in the home that the password file names for the effective user of that moment.
 #include "macapi/src/system/folders.h"
 
 #include "macapi/src/system/executable.h"
@@ -38,11 +38,12 @@ static std::string homeFolder()
     return found ? found->pw_dir : "";
 }
 
-// Returns our folder inside a folder of the desktop, which a variable names; empty for a user without a home.
+// Returns the folder "macapi" inside the folder that the variable names, or inside HOME/usual if it names no absolute
+// path. Empty for a user without a home.
 static std::string desktopFolder(const char* variable, const char* usual)
 {
     std::string folder = environment(variable);
-    if (folder.empty() || folder[0] != '/') { // the desktop's rules say to ignore a relative path
+    if (folder.empty() || folder[0] != '/') { // the rules for the XDG variables say to ignore a relative path
         folder = homeFolder();
         if (folder.empty()) {
             return "";
@@ -54,7 +55,7 @@ static std::string desktopFolder(const char* variable, const char* usual)
 
 namespace macapi {
 
-// The machine's folders lie in the user's home too: an ordinary user's game can write there.
+// Without variables, the folders of the machine lie in the user's home, too, where an ordinary user's game can write.
 std::string systemFolder(short domain, OSType type)
 {
     const bool machine = domain == kLocalDomain;
@@ -156,7 +157,7 @@ try {
     if (path.empty()) {
         return fnfErr;
     }
-    // The path is opened as far as the folder, so that no symbolic link of another user is followed.
+    // Opening the folder checks every symbolic link on the path.
     if (openFolder(path, createFolder ? MissingFolders::Make : MissingFolders::Fail) < 0) {
         return createFolder || errno == sc_foreignLink ? statusOf(errno) : static_cast<OSErr>(fnfErr);
     }

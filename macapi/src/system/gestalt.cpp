@@ -4,8 +4,8 @@
 #include <sys/auxv.h>
 
 #ifdef __powerpc__
-// Answers one selector, the processor's features; of these, only the vector unit. The kernel tells whether there is
-// one.
+// Answers one selector, the processor's features, and reports one feature, the vector unit. The kernel tells whether
+// the processor has a vector unit.
 static bool answerFor(OSType selector, SInt32* response)
 {
     static const unsigned long sc_hasAltiVec = 0x10000000; // in AT_HWCAP

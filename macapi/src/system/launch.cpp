@@ -1,4 +1,4 @@
-// Opening a URL: starts xdg-open, which is no child of the game.
+// Opening a URL: starts xdg-open as a process that is not a child of the game.
 #include <Carbon/Carbon.h>
 
 #include "macapi/src/objects/url.h"
@@ -120,7 +120,7 @@ OSStatus LSOpenCFURLRef(CFURLRef reference, CFURLRef* launched)
         return paramErr;
     }
     if (!hasScheme(url->string->text)) {
-        return kLSApplicationNotFoundErr; // to xdg-open, an option or the name of a file
+        return kLSApplicationNotFoundErr; // xdg-open would take it for an option or the name of a file
     }
     int ends[2];
     if (!makePipe(ends)) {

@@ -22,7 +22,7 @@ static bool dropCapabilities()
     return syscall(SYS_capset, &version, none) == 0;
 }
 
-// The group is set first: without the rights of its user, the process could not change it.
+// The group is set before the user: when the process has given up its effective user, it may not change the group.
 bool dropExtraRights()
 {
     if (!hasExtraRights()) {

@@ -3,8 +3,8 @@
 // 1. The program's handle finds symbols of the program and of all libraries that were loaded for general use. A
 //    library that was opened with RTLD_LOCAL must be asked separately. These libraries come second, in the order in
 //    which they were loaded.
-// 2. Looking up a symbol does not keep a library in memory. RTLD_DEFAULT would: the linker would then record that
-//    this library needs the other one.
+// 2. A look-up does not keep the found library in memory. A look-up with RTLD_DEFAULT would: the dynamic linker would
+//    record that this library needs the found one.
 // 3. A symbol is represented by its address. A symbol whose address is null counts as not defined, because it cannot
 //    be called.
 #include <mach-o/dyld.h>
@@ -43,7 +43,7 @@ static void* findIn(const std::string& path, const char* name)
 static void* find(const char* symbol)
 {
     if (!symbol || symbol[0] != '_') {
-        return nullptr; // no C symbol of the Mac's
+        return nullptr; // the Mac's linker writes an underscore before each C symbol
     }
     for (const std::string& path : loadedLibraries()) {
         void* address = findIn(path, symbol + 1);

@@ -46,7 +46,7 @@ AbsoluteTime AddNanosecondsToAbsolute(Nanoseconds nanoseconds, AbsoluteTime time
 {
     uint64_t sum;
     if (__builtin_add_overflow(numberOf(nanoseconds), numberOf(time), &sum)) {
-        sum = UINT64_MAX; // the far future, instead of a time in the past
+        sum = UINT64_MAX; // the latest time, because the sum modulo 2^64 would be a time in the past
     }
     return wideOf(sum);
 }
@@ -56,7 +56,7 @@ OSStatus MPDelayUntil(AbsoluteTime* moment)
     if (!moment) {
         return paramErr;
     }
-    // On 32-bit builds this is 68 years.
+    // Where time_t has 32 bits, this is 68 years after the start of the machine.
     const uint64_t latest = static_cast<uint64_t>(std::numeric_limits<time_t>::max());
     timespec until;
     until.tv_sec = static_cast<time_t>(std::min(numberOf(*moment) / sc_nanosecondsPerSecond, latest));

@@ -11,7 +11,7 @@
 
 namespace macapi {
 
-static const int sc_mostLinks = 40; // on one path; the system's own limit
+static const int sc_mostLinks = 40; // the most links that are followed on one path; the system has the same limit
 // Opens a folder without the permission to list it, and a link itself instead of its target.
 static const int sc_handle = O_PATH | O_NOFOLLOW;
 
@@ -40,8 +40,8 @@ private:
 
 } // namespace
 
-// Opens the root folder. A processor emulator may show a folder with the program's libraries as "/". The name in
-// /proc leads to the real root.
+// Opens the root folder. A processor emulator may replace "/" by a folder with the program's libraries;
+// /proc/self/root leads to the real root.
 static Descriptor openRoot()
 {
     Descriptor root = openAt(AT_FDCWD, "/proc/self/root", O_PATH | O_DIRECTORY);
@@ -91,8 +91,8 @@ int Walk::follow(const Descriptor& link, const struct stat& status)
     return target[0] == '/' ? begin() : 0;
 }
 
-// Makes a folder in m_folder and opens it. If root makes it, it gets the owner of m_folder, who could not write to it
-// otherwise.
+// Makes a folder in m_folder and opens it. A folder that root makes gets the owner of m_folder; otherwise that owner
+// could not write to it.
 Descriptor Walk::makeAndOpen(const std::string& part)
 {
     struct stat around;
@@ -108,7 +108,7 @@ Descriptor Walk::makeAndOpen(const std::string& part)
     if (isNew) {
         if (geteuid() == 0 && around.st_uid != 0 && fstat(folder, &made) == 0 && S_ISDIR(made.st_mode) &&
             made.st_uid == 0 && fchownat(folder, "", around.st_uid, around.st_gid, AT_EMPTY_PATH) != 0) {
-            // This file system has no owners.
+            // This file system has no owners: the folder is used as it is.
         }
         syncFolder(m_folder); // otherwise a loss of power could remove the folder with all files in it
     }

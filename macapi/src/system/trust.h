@@ -5,8 +5,8 @@
 //
 //   Owner of the link                        Followed
 //   root                                     yes
-//   the effective user of the process        yes; but no in a process with extra rights whose real user is
-//                                            the same (setgid, capabilities, or dropped rights)
+//   the effective user of the process        yes, except in a process with extra rights whose real and effective user
+//                                            are the same (setgid, capabilities, or dropped rights): no
 //   any other user                           no: the result is sc_foreignLink
 //
 // A folder is held by its descriptor. So it remains the same folder when another user renames it or puts a link in

@@ -29,7 +29,7 @@ FreeIndex* FreeIndex::_ofLaterSets(const MemoryBank_s* banks, size_t number)
 {
     for (Set& set : s_sets) {
         if (number < 32 && set.banks.load(std::memory_order_acquire) == banks) {
-            return set.indexes[number].m_bits ? &set.indexes[number] : nullptr;
+            return set.indexes[number].m_boundaries ? &set.indexes[number] : nullptr;
         }
     }
     return nullptr;
@@ -49,20 +49,21 @@ void FreeIndex::make(const MemoryMgr* manager, int number, const MemoryBank_s& b
     index.m_size = bank.size;
     index.m_exactCount = bank.size / (128 * sc_unit);
     index.m_largeOffset = index.m_exactCount - index._largeClassOf(index.m_exactCount * sc_unit);
-    const unsigned int groupCount = unitsFor(bank.size) / sc_wordBits + 1; // with bits for the unit after the bank
+    const unsigned int unitWords = unitsFor(bank.size) / sc_wordBits + 1; // with a bit for the unit after the bank
     const unsigned int classCount = index._largeClassOf(bank.size) + 1;
     const unsigned int classWords = wordsFor(classCount);
     const unsigned int groupWords = wordsFor(classWords);
     index.m_topCount = wordsFor(groupWords);
 
-    void* bits = calloc(groupCount, sizeof(FreeBits));
+    void* bits = calloc(unitWords + wordsFor(unitWords), sizeof(uint64_t));
     void* classes = calloc(1, (groupWords + classWords) * sizeof(uint64_t) + classCount * sizeof(unsigned int));
     if (!bits || !classes) {
         ::free(bits);
         ::free(classes);
         return;
     }
-    index.m_bits = static_cast<FreeBits*>(bits);
+    index.m_boundaries = static_cast<uint64_t*>(bits);
+    index.m_spanned = index.m_boundaries + unitWords;
     index.m_groups = static_cast<uint64_t*>(classes);
     index.m_classes = index.m_groups + groupWords;
     index.m_heads = reinterpret_cast<unsigned int*>(index.m_classes + classWords);
@@ -88,7 +89,7 @@ void FreeIndex::dropAll(const MemoryMgr* manager)
 
 void FreeIndex::_drop()
 {
-    ::free(m_bits);
+    ::free(m_boundaries);
     ::free(m_groups);
     *this = FreeIndex();
 }
@@ -110,7 +111,7 @@ MemoryHeapNode_s* FreeIndex::_firstLargeFrom(unsigned long size) const
     const unsigned int bytes = static_cast<unsigned int>(size);
     const bool isExact = unitsFor(bytes) < m_exactCount;
     const unsigned int number = _firstClassFrom(isExact ? unitsFor(bytes) : _largeClassOf(bytes));
-    MemoryHeapNode_s* head = number == sc_noClass ? nullptr : _nodeAt(m_heads[number]);
+    MemoryHeapNode_s* head = _headOf(number);
     MemoryHeapNode_s* node = head;
     while (!isExact && node && node->size < bytes) {
         node = insideLink(node->next);
@@ -118,6 +119,6 @@ MemoryHeapNode_s* FreeIndex::_firstLargeFrom(unsigned long size) const
             return head; // it is too small, which firstOfAtLeast takes for a contradiction
         }
     }
-    const bool isNewest = m_newest && m_newestSize >= bytes && (!node || m_newestSize <= node->size);
+    const bool isNewest = m_newestSize >= bytes && (!node || m_newestSize <= node->size);
     return isNewest ? const_cast<MemoryHeapNode_s*>(m_newest) : node;
 }

@@ -55,12 +55,6 @@ inline unsigned int unitsFor(unsigned int bytes)
     return (bytes + sc_unit - 1) / sc_unit; // bytes are less than 2^31
 }
 
-// A group: the bits of 64 units (rule 4).
-struct FreeBits {
-    uint64_t starts; // in a spanned group: the number of the first unit of the free node that fills the group
-    uint64_t ends;   // in a spanned group: all bits set
-};
-
 // Different threads use different banks. The alignment keeps two indexes out of one line of the processor's cache.
 class alignas(64) FreeIndex {
 public:
@@ -98,29 +92,29 @@ private:
     static Set* _setOf(const MemoryMgr* manager);
     __attribute__((cold)) static FreeIndex* _ofLaterSets(const MemoryBank_s* banks, size_t number);
     void _drop();
-    __attribute__((cold)) bool _giveUp();
+    bool _giveUp();
 
     unsigned int _classOf(unsigned int size) const;
     unsigned int _largeClassOf(unsigned int size) const;
     bool _isOfClass(unsigned int number, unsigned int size) const;
-    bool _hasNodes(unsigned int number) const;
     unsigned int _firstClassFrom(unsigned int number) const;
     unsigned int _firstClassBehindWord(unsigned int word) const;
     void _setHead(unsigned int number, const MemoryHeapNode_s* node);
     void _clearHead(unsigned int number);
     void _enterClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
     void _leaveClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
+    MemoryHeapNode_s* _headOf(unsigned int number) const;
     MemoryHeapNode_s* _firstFrom(unsigned long size) const;
     MemoryHeapNode_s* _firstLargeFrom(unsigned long size) const;
     bool _isNewestBefore(unsigned int number) const;
+    void _setNewest(const MemoryHeapNode_s* node, unsigned int size);
     bool _enterNewest();
     void _leave(const MemoryHeapNode_s* node);
 
     MemoryHeapNode_s* _nodeAt(unsigned int unit) const;
     size_t _offsetOf(const MemoryHeapNode_s* node) const;
     unsigned int _unitOf(const MemoryHeapNode_s* node) const;
-    bool _isStart(unsigned int unit) const;
-    bool _isEnd(unsigned int unit) const;
+    bool _isBoundary(unsigned int unit) const;
     unsigned int _firstUnitOfNodeBefore(unsigned int end) const;
     bool _isSpanning(unsigned int first, unsigned int end) const;
     void _mark(const MemoryHeapNode_s* node);
@@ -134,7 +128,6 @@ private:
 
     static Set s_sets[4];
     static const unsigned int sc_noClass = UINT32_MAX;
-    static const uint64_t sc_spanned = UINT64_MAX;
 
     char* m_base;                    // of the bank
     unsigned int m_size;             // of the bank
@@ -142,10 +135,11 @@ private:
     const MemoryHeapNode_s* m_first; // of the free list
     const MemoryHeapNode_s* m_last;
     const MemoryHeapNode_s* m_newest; // rule 5; null: all nodes have a class
-    unsigned int m_newestSize;        // the size with which it was placed
-    FreeBits* m_bits;                 // rule 4; null: the bank has no index
+    unsigned int m_newestSize;        // the size with which it was placed; 0: m_newest is null
+    uint64_t* m_boundaries;           // rule 4: a bit for each unit; null: the bank has no index
+    uint64_t* m_spanned;              // rule 4: a bit for each word of m_boundaries
     uint64_t* m_classes;              // a bit for each class; set: the class has nodes
-    unsigned int* m_heads;            // for each class that has nodes: the first node's first unit
+    unsigned int* m_heads;            // for each class: 1 + the first node's first unit; 0: the class is empty
     uint64_t* m_groups;               // a bit for each word of m_classes; set: it isn't 0
     const char* m_lastName;           // of setName
     MemoryNameRef m_lastNameRef;      // the link to it; null: none
@@ -167,5 +161,5 @@ inline FreeIndex* FreeIndex::of(const MemoryBank_s* banks, size_t number)
         return _ofLaterSets(banks, number);
     }
     FreeIndex* index = &s_sets[0].indexes[number];
-    return __builtin_expect(index->m_bits != nullptr, true) ? index : nullptr;
+    return __builtin_expect(index->m_boundaries != nullptr, true) ? index : nullptr;
 }

@@ -52,11 +52,6 @@ inline unsigned int FreeIndex::_largeClassOf(unsigned int size) const
     return m_largeOffset + top * 4 + (size >> (top - 2) & 3);
 }
 
-inline bool FreeIndex::_hasNodes(unsigned int number) const
-{
-    return m_classes[number / sc_wordBits] & oneBit(number);
-}
-
 // Returns the first class from number on that has nodes; sc_noClass if there is none.
 inline unsigned int FreeIndex::_firstClassFrom(unsigned int number) const
 {
@@ -89,7 +84,7 @@ inline unsigned int FreeIndex::_firstClassBehindWord(unsigned int word) const
 inline void FreeIndex::_setHead(unsigned int number, const MemoryHeapNode_s* node)
 {
     const unsigned int word = number / sc_wordBits;
-    m_heads[number] = _unitOf(node);
+    m_heads[number] = _unitOf(node) + 1;
     if (!m_classes[word]) {
         const unsigned int group = word / sc_wordBits;
         m_groups[group] |= oneBit(word);
@@ -102,6 +97,7 @@ inline void FreeIndex::_setHead(unsigned int number, const MemoryHeapNode_s* nod
 inline void FreeIndex::_clearHead(unsigned int number)
 {
     const unsigned int word = number / sc_wordBits;
+    m_heads[number] = 0;
     m_classes[word] &= ~oneBit(number);
     if (!m_classes[word]) {
         const unsigned int group = word / sc_wordBits;
@@ -115,41 +111,51 @@ inline void FreeIndex::_clearHead(unsigned int number)
 // Adds node to its class. after is the next node on the list; null at the list's end.
 inline void FreeIndex::_enterClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after)
 {
-    if (!_hasNodes(number)) {
+    const unsigned int head = m_heads[number];
+    if (head == 0) {
         _setHead(number, node);
-    } else if (after && m_heads[number] == _unitOf(after)) {
-        m_heads[number] = _unitOf(node);
+    } else if (after && head == _unitOf(after) + 1) {
+        m_heads[number] = _unitOf(node) + 1;
     }
 }
 
 // Removes node from its class. after is the next node on the list that has a class; null if there is none.
 inline void FreeIndex::_leaveClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after)
 {
-    if (m_heads[number] != _unitOf(node)) {
+    if (m_heads[number] != _unitOf(node) + 1) {
         return;
     }
     if (after && _isOfClass(number, after->size)) {
-        m_heads[number] = _unitOf(after);
+        m_heads[number] = _unitOf(after) + 1;
     } else {
         _clearHead(number);
     }
 }
 
+// Returns the first node of a class; null for sc_noClass. The class must have nodes.
+inline MemoryHeapNode_s* FreeIndex::_headOf(unsigned int number) const
+{
+    return number != sc_noClass ? _nodeAt(m_heads[number] - 1) : nullptr;
+}
+
 // Returns the first node of at least size bytes; null if there is none. The caller has to check the node's header.
 inline MemoryHeapNode_s* FreeIndex::_firstFrom(unsigned long size) const
 {
-    if (m_newest && m_newest == m_first && m_newestSize >= size) { // a shortcut: no node comes before it
+    if (m_newest == m_first && m_newestSize >= size) { // a shortcut: no node comes before it
         return const_cast<MemoryHeapNode_s*>(m_newest);
     }
     const unsigned long units = (size + sc_unit - 1) / sc_unit;
     if (units >= m_exactCount) {
         return _firstLargeFrom(size);
     }
-    const unsigned int number = _firstClassFrom(static_cast<unsigned int>(units));
-    if (m_newest && m_newestSize >= size && _isNewestBefore(number)) {
+    unsigned int number = static_cast<unsigned int>(units);
+    if (m_heads[number] == 0) { // else a shortcut: the search would give the same class
+        number = _firstClassFrom(number);
+    }
+    if (m_newestSize >= size && _isNewestBefore(number)) {
         return const_cast<MemoryHeapNode_s*>(m_newest);
     }
-    return number != sc_noClass ? _nodeAt(m_heads[number]) : nullptr;
+    return _headOf(number);
 }
 
 // Whether the newest node comes before all nodes of a class on the list; true for sc_noClass.
@@ -158,7 +164,7 @@ inline bool FreeIndex::_isNewestBefore(unsigned int number) const
     if (number < m_exactCount || number == sc_noClass) {
         return unitsFor(m_newestSize) <= number;
     }
-    return m_newestSize <= _nodeAt(m_heads[number])->size;
+    return m_newestSize <= _headOf(number)->size;
 }
 
 // ---- Units
@@ -179,31 +185,28 @@ inline unsigned int FreeIndex::_unitOf(const MemoryHeapNode_s* node) const
     return static_cast<unsigned int>(_offsetOf(node)) / sc_unit;
 }
 
-inline bool FreeIndex::_isStart(unsigned int unit) const
+inline bool FreeIndex::_isBoundary(unsigned int unit) const
 {
-    return m_bits[unit / sc_wordBits].starts & oneBit(unit);
-}
-
-inline bool FreeIndex::_isEnd(unsigned int unit) const
-{
-    return m_bits[unit / sc_wordBits].ends & oneBit(unit);
+    return m_boundaries[unit / sc_wordBits] & oneBit(unit);
 }
 
 // Returns the first unit of the free node that ends before the unit end (rule 4). If a stray write has changed a size,
 // the answer can be another unit of the bank: the caller has to check the node's header.
 inline unsigned int FreeIndex::_firstUnitOfNodeBefore(unsigned int end) const
 {
-    const unsigned int word = end / sc_wordBits;
-    const uint64_t starts = m_bits[word].starts & (oneBit(end) - 1);
-    if (starts || word == 0) {
-        return word * sc_wordBits + highestBit(starts | 1);
+    unsigned int word = end / sc_wordBits;
+    uint64_t lower = m_boundaries[word] & (oneBit(end) - 1);
+    if (!lower && word > 0) {
+        word -= 1;
+        lower = m_boundaries[word];
+        if (m_spanned[word / sc_wordBits] & oneBit(word)) {
+            return static_cast<unsigned int>(lower);
+        }
     }
-    const FreeBits& below = m_bits[word - 1];
-    return below.ends == sc_spanned ? static_cast<unsigned int>(below.starts)
-                                    : (word - 1) * sc_wordBits + highestBit(below.starts | 1);
+    return word * sc_wordBits + highestBit(lower | 1);
 }
 
-// Whether a free node from unit first up to the unit before end fills a group below that of end.
+// Whether a free node from unit first up to the unit before end fills the word below that of end.
 inline bool FreeIndex::_isSpanning(unsigned int first, unsigned int end) const
 {
     return end / sc_wordBits - first / sc_wordBits > 1;
@@ -214,11 +217,13 @@ inline void FreeIndex::_mark(const MemoryHeapNode_s* node)
 {
     const unsigned int first = _unitOf(node);
     const unsigned int end = first + unitsFor(node->size);
+    m_boundaries[first / sc_wordBits] |= oneBit(first);
+    m_boundaries[end / sc_wordBits] |= oneBit(end);
     if (_isSpanning(first, end)) {
-        m_bits[end / sc_wordBits - 1] = {first, sc_spanned};
+        const unsigned int word = end / sc_wordBits - 1;
+        m_boundaries[word] = first;
+        m_spanned[word / sc_wordBits] |= oneBit(word);
     }
-    m_bits[first / sc_wordBits].starts |= oneBit(first);
-    m_bits[end / sc_wordBits].ends |= oneBit(end);
 }
 
 // Clears the bits of a free node.
@@ -226,11 +231,13 @@ inline void FreeIndex::_unmark(const MemoryHeapNode_s* node)
 {
     const unsigned int first = _unitOf(node);
     const unsigned int end = first + unitsFor(node->size);
+    m_boundaries[first / sc_wordBits] &= ~oneBit(first);
+    m_boundaries[end / sc_wordBits] &= ~oneBit(end);
     if (_isSpanning(first, end)) {
-        m_bits[end / sc_wordBits - 1] = {0, 0};
+        const unsigned int word = end / sc_wordBits - 1;
+        m_boundaries[word] = 0;
+        m_spanned[word / sc_wordBits] &= ~oneBit(word);
     }
-    m_bits[first / sc_wordBits].starts &= ~oneBit(first);
-    m_bits[end / sc_wordBits].ends &= ~oneBit(end);
 }
 
 // ---- Consistency checks
@@ -292,23 +299,30 @@ inline bool FreeIndex::neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* 
     const unsigned int first = _unitOf(node);
     const unsigned int end = first + unitsFor(node->size);
     MemoryHeapNode_s* lower = nullptr;
-    if (_isEnd(first)) {
+    if (_isBoundary(first)) {
         lower = _nodeAt(_firstUnitOfNodeBefore(first));
-    } else if (newest && _offsetOf(newest) + m_newestSize == _offsetOf(node)) {
+    } else if (_offsetOf(newest) + m_newestSize == _offsetOf(node)) {
         lower = newest;
     }
     MemoryHeapNode_s* upper = behind(node);
-    if (upper != newest && !_isStart(end)) {
+    if (upper != newest && !_isBoundary(end)) {
         upper = nullptr;
     }
     *found = {lower, upper};
     const bool isLower = !lower || (lower->magic == sc_magicFree && behind(lower) == node);
     const bool isUpper =
-        !upper || (upper == newest ? _isNewestSound() : _isFreeNode(upper, 1) && _isEnd(end + unitsFor(upper->size)));
+        !upper || (upper == newest ? _isNewestSound() : _isFreeNode(upper, 1) && _isBoundary(end + unitsFor(upper->size)));
     return (isLower && isUpper) || _giveUp();
 }
 
 // ---- Changes
+
+// Makes node, of this size, the newest node. With null and 0 there is none.
+inline void FreeIndex::_setNewest(const MemoryHeapNode_s* node, unsigned int size)
+{
+    m_newest = node;
+    m_newestSize = size;
+}
 
 // Gives the newest node its class and its bits (rule 5), because another node becomes the newest. Returns false if the
 // newest node's header contradicts the index.
@@ -322,7 +336,7 @@ inline bool FreeIndex::_enterNewest()
     }
     _enterClass(_classOf(m_newest->size), m_newest, insideLink(m_newest->next));
     _mark(m_newest);
-    m_newest = nullptr;
+    _setNewest(nullptr, 0);
     return true;
 }
 
@@ -342,8 +356,7 @@ inline bool FreeIndex::adding(const MemoryHeapNode_s* node, const FreePlace& pla
     if (!_enterNewest()) {
         return false;
     }
-    m_newest = node;
-    m_newestSize = node->size;
+    _setNewest(node, node->size);
     if (!place.before) {
         m_first = node;
     }
@@ -362,7 +375,7 @@ inline void FreeIndex::removing(const MemoryHeapNode_s* node)
         m_last = insideLink(node->prev);
     }
     if (m_newest == node) {
-        m_newest = nullptr;
+        _setNewest(nullptr, 0);
     } else {
         _leave(node);
     }
@@ -376,8 +389,7 @@ inline bool FreeIndex::replacing(const MemoryHeapNode_s* old, const MemoryHeapNo
         }
         _leave(old);
     }
-    m_newest = node;
-    m_newestSize = size;
+    _setNewest(node, size);
     if (m_first == old) {
         m_first = node;
     }

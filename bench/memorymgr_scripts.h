@@ -152,6 +152,23 @@ inline Session levelsInReverse()
     return script.take();
 }
 
+// A region of size bytes, half of which is in use: at most 20,000 blocks, the larger the region, the larger the blocks.
+// 200,000 times a block is freed and another one is allocated.
+inline Session halfInUse(unsigned int size)
+{
+    Script script(10);
+    std::vector<unsigned int> blocks;
+    const unsigned int count = std::min(20000u, size / 2048);
+    for (unsigned int i = 0; i < count; ++i) {
+        blocks.push_back(script.make(1 + script.below(size / count - 56)));
+    }
+    for (int i = 0; i < 200000; ++i) {
+        script.freeAny(blocks);
+        blocks.push_back(script.make(1 + script.below(size / count - 56)));
+    }
+    return script.take();
+}
+
 // An image editor, with few and large blocks. Layers consist of tiles of 64 KiB. Each of 4000 steps allocates buffers
 // for rows and for a whole picture. The replaced tiles of the last twenty steps are kept, so that the user can undo
 // them.

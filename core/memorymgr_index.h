@@ -3,44 +3,45 @@
 //
 // 1. The index does not change the bank: with and without an index, the nodes are on the same list in the same
 //    order. All memory of the index lies outside the bank.
-// 2. Each node has a class, which follows from its size. Sizes below 1/128 of the bank have a class for each
-//    multiple of 32 bytes (an exact class). Larger sizes have four classes between two powers of two (a large
-//    class). The free list runs from small to large, so the nodes of a class follow each other. The index knows the
-//    first node of each class, and the index knows the last node of the list.
+// 2. Each node has a class, which follows from its size. Below 1/128 of the bank's size, each multiple of 32 bytes
+//    has a class of its own (an exact class). Above that, there are four classes between a power of two and the next
+//    (large classes). The free list runs from small to large, so the nodes of a class follow each other. The index
+//    knows the first node of each class, and the index knows the last node of the list.
 // 3. Each class has a bit, which is set when the class has nodes. Two more levels of bits tell which words of the
 //    level below are not 0, so that a search skips empty words. The best fit for a size is the first node of at
 //    least that size. When a node of that size is added to the list, its place is before the same node. To find
 //    that node, the index goes upward from the size's class to the first class that is not empty, and takes the first
-//    node of that class. A large class can also hold smaller nodes, so its nodes are walked; a bank has fewer than 128
-//    nodes in all its large classes. The node at the end of a bank can have a size that is no multiple of 32. Its
-//    class is that of the next smaller multiple, and it is the last node of that class.
-// 4. A unit is 32 bytes of the bank, and each unit has two bits. Its start bit is set if a free node begins with the
-//    unit. Its end bit is set if a free node ends before the unit. From the unit after a free node the index finds the
-//    node's first unit: it is the next lower unit whose start bit is set, because a free node has no start bit inside.
-//    The bits of 64 units are one group. If a free node fills at least one whole group below the group of its end bit,
-//    the highest of these groups is marked as spanned, and holds the number of the node's first unit in place of start
-//    bits. So the search reads at most two groups. Used nodes have no bits.
-// 5. Exception to rules 2 to 4: the newest node, the one that was placed on the list last, has no class, and its bits
-//    are clear. It gets both when another node becomes the newest. The three questions compare their answers with the
-//    newest node. A game often uses the memory again that it has freed last; then nothing is written to the index.
-//    Among nodes of equal size the newest node is the first.
-// 6. Before an operation uses a node, the index compares it with the node's header. At the first contradiction the
-//    index gives itself up (frees its memory), because the game or a stray write has changed the bank. From then on
-//    the bank's free list is walked.
+//    node of that class. A large class can also hold smaller nodes, so its nodes are walked; a bank has at most 128
+//    nodes in all its large classes. The node at the end of a bank can have a size that is no multiple of 32. It has
+//    the class of the next smaller multiple; in an exact class it is the last node.
+// 4. A unit is 32 bytes of the bank, and each unit has a boundary bit. It is set if a free node begins with the unit,
+//    or ends just before the unit. All other boundary bits are clear. Free nodes never touch, so one
+//    unit can't have both reasons, and no bit inside a free node is set. A used node has a free node before it if the
+//    bit of its own first unit is set, and a free node after it if the bit of the unit after it is set. From the unit
+//    after a free node the index finds the node's first unit: it is the next lower unit whose bit is set. A word holds
+//    the bits of 64 units. If a free node fills at least one whole word below the word of the unit after the node, the
+//    highest of these words is marked as spanned, and holds the number of the node's first unit instead of bits. So
+//    the search reads at most two words.
+// 5. Exception to rules 2 to 4: the newest node, the one that was placed on the list last, has no class, and its
+//    boundary bits are clear. It gets its class and its bits when another node becomes the newest. The answers to the
+//    three questions include the newest node. Among nodes of equal size the newest node is the first. A game often
+//    uses the memory again that it has freed last; then classes and bits do not change.
+// 6. Before an operation uses an answer, the index compares it with the header of the node. At the first
+//    contradiction the index gives itself up (frees its memory), because the game or a stray write has changed the
+//    bank. From then on the bank's free list is walked.
 //
-// The bits of rule 4, with groups of 8 units instead of 64. U is a used node, F a free one:
+// The boundary bits of rule 4 with words of 8 bits instead of 64. U is a used node, F a free one:
 //
 //  unit      0  1  2  3  4  5  6  7 | 8  9 10 11 12 13 14 15 |16 17 18 19 20 21 22 23 |24 25 26 27 28 29 30 31
 //  node      U  U  U  F  F  F  F  F   F  F  F  F  F  F  F  F   F  F  F  F  F  F  F  F   F  F  U  U  U  F  F  U ...
-//  start     0  0  0  1  0  0  0  0 | 0  0  0  0  0  0  0  0 |     the number 3        | 0  0  0  0  0  1  0  0
-//  end       0  0  0  0  0  0  0  0 | 0  0  0  0  0  0  0  0 | 1  1  1  1  1  1  1  1 | 0  0  1  0  0  0  0  1
+//  boundary  0  0  0  1  0  0  0  0 | 0  0  0  0  0  0  0  0 |     the number 3        | 0  0  1  0  0  1  0  1
+//  spanned                       no |                     no |                     yes |                     no
 //
-// The end bit of unit 26 is set. No unit below 26 in the same group has a start bit. All end bits of the group below
-// are set, so this group is marked as spanned: the free node begins with unit 3. The end bit of unit 31 is set, and
-// the next lower start bit is that of unit 29.
+// The bit of unit 26 is set, so a free node ends before unit 26. No lower bit of this word is set, and the word below
+// is marked as spanned: the free node begins with unit 3. The bit of unit 31 is set, so a free node ends before unit
+// 31. It begins with unit 29, whose bit is the next lower one that is set.
 //
-// An index takes less than 1 % of its bank's size from ordinary memory when the bank is made, and nothing later. In
-// banks of less than 128 KiB it can take up to 128 bytes more.
+// An index takes ordinary memory, less than 1 % of its bank's size, when the bank is made. It takes no more later.
 #pragma once
 
 #include "core/memorymgr_walk.h"

@@ -311,7 +311,8 @@ inline bool FreeIndex::neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* 
     *found = {lower, upper};
     const bool isLower = !lower || (lower->magic == sc_magicFree && behind(lower) == node);
     const bool isUpper =
-        !upper || (upper == newest ? _isNewestSound() : _isFreeNode(upper, 1) && _isBoundary(end + unitsFor(upper->size)));
+        !upper ||
+        (upper == newest ? _isNewestSound() : _isFreeNode(upper, 1) && _isBoundary(end + unitsFor(upper->size)));
     return (isLower && isUpper) || _giveUp();
 }
 

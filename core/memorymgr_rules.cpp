@@ -151,7 +151,7 @@ const char* FreeIndex::brokenRule(const MemoryBank_s* bank) const
             }
             continue;
         }
-        if (number != before && (!_hasNodes(number) || m_heads[number] != _unitOf(node))) {
+        if (number != before && (m_heads[number] != _unitOf(node) + 1 || _firstClassFrom(number) != number)) {
             return "index 2: the index knows the first node of each class";
         }
         classes += number != before;
@@ -176,18 +176,21 @@ const char* FreeIndex::brokenRule(const MemoryBank_s* bank) const
 const char* FreeIndex::_brokenUnitRule(const MemoryBank_s* bank) const
 {
     for (const MemoryHeapNode_s* node = bank->usedList; node; node = node->next) {
-        if (_isStart(_unitOf(node))) {
-            return "index 4: a start bit is set if a free node begins with the unit";
+        const unsigned int first = _unitOf(node);
+        if (_isBoundary(first) && behind(_nodeAt(_firstUnitOfNodeBefore(first))) != node) {
+            return "index 4: a used node has a free node before it if the bit of its own first unit is set";
         }
     }
     for (const MemoryHeapNode_s* node = bank->freeList; node; node = node->next) {
         const unsigned int first = _unitOf(node);
         const unsigned int end = first + unitsFor(node->size);
         if (node == m_newest) {
-            if (_isStart(first) || _isEnd(end)) {
-                return "index 5: the bits of the newest node are clear";
+            if (_isBoundary(first) || _isBoundary(end)) {
+                return "index 5: the boundary bits of the newest node are clear";
             }
-        } else if (!_isStart(first) || !_isEnd(end) || _firstUnitOfNodeBefore(end) != first) {
+        } else if (!_isBoundary(first) || !_isBoundary(end)) {
+            return "index 4: a boundary bit is set if a free node begins with the unit, or ends just before the unit";
+        } else if (_firstUnitOfNodeBefore(end) != first) {
             return "index 4: from the unit after a free node the index finds the node's first unit";
         }
     }

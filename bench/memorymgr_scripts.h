@@ -153,7 +153,7 @@ inline Session levelsInReverse()
 }
 
 // A region of size bytes, half of which is in use: at most 20,000 blocks, the larger the region, the larger the blocks.
-// 200,000 times a block is freed and another one is allocated.
+// 50,000 times a block is freed and another one is allocated.
 inline Session halfInUse(unsigned int size)
 {
     Script script(10);
@@ -162,7 +162,7 @@ inline Session halfInUse(unsigned int size)
     for (unsigned int i = 0; i < count; ++i) {
         blocks.push_back(script.make(1 + script.below(size / count - 56)));
     }
-    for (int i = 0; i < 200000; ++i) {
+    for (int i = 0; i < 50000; ++i) {
         script.freeAny(blocks);
         blocks.push_back(script.make(1 + script.below(size / count - 56)));
     }

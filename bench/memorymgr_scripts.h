@@ -152,8 +152,8 @@ inline Session levelsInReverse()
     return script.take();
 }
 
-// A region of size bytes, half of which is in use: at most 20,000 blocks, the larger the region, the larger the blocks.
-// 50,000 times a block is freed and another one is allocated.
+// Half of a region of size bytes is in use. It has at most 20,000 blocks, so the blocks of a large region are large.
+// In each of 50,000 steps, a block is freed and another one is allocated.
 inline Session halfInUse(unsigned int size)
 {
     Script script(10);

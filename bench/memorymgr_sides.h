@@ -1,7 +1,7 @@
 // The sides that the benchmarks of the memory manager compare: core, and other allocators that are installed.
 //
-// boost's rbtree_best_fit allocates inside one region, as a bank does. The others are malloc of the C library, mimalloc
-// and jemalloc. On each side, an operation locks a recursive mutex, as an operation of a bank does.
+// boost's rbtree_best_fit allocates inside one region, as a bank does. The others are malloc of the C library,
+// mimalloc and jemalloc. On each side, an operation locks a recursive mutex, as an operation of a bank does.
 #pragma once
 
 #include "core/memorymgr.h"

@@ -1,5 +1,5 @@
-// The time of alloc and free when several threads use the heap at once, beside rbtree_best_fit, mimalloc and jemalloc.
-// rbtree_best_fit locks a recursive mutex, as a bank does. mimalloc and jemalloc have locks of their own.
+// The time of alloc and free when several threads use the heap at once, beside rbtree_best_fit, mimalloc and
+// jemalloc. rbtree_best_fit locks a recursive mutex, as a bank does. mimalloc and jemalloc have locks of their own.
 //
 //     memorymgr_threads_bench [PART OF A SUBJECT]
 //

@@ -18,9 +18,9 @@
 //    or ends just before the unit. All other boundary bits are clear. Free nodes never touch, so one
 //    unit can't have both reasons, and no bit inside a free node is set. A used node has a free node before it if the
 //    bit of its own first unit is set, and a free node after it if the bit of the unit after it is set. From the unit
-//    after a free node the index finds the node's first unit: it is the next lower unit whose bit is set. A word holds
-//    the bits of 64 units. If a free node fills at least one whole word below the word of the unit after the node, the
-//    highest of these words is marked as spanned, and holds the number of the node's first unit instead of bits. So
+//    after a free node the index finds the node's first unit: it is the next lower unit whose bit is set. A word
+//    holds the bits of 64 units. The word below that of the unit after a free node can lie inside the node as a
+//    whole. Then this word is marked as spanned, and holds the number of the node's first unit instead of bits. So
 //    the search reads at most two words.
 // 5. Exception to rules 2 to 4: the newest node, the one that was placed on the list last, has no class, and its
 //    boundary bits are clear. It gets its class and its bits when another node becomes the newest. The answers to the

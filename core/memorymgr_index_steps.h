@@ -190,8 +190,8 @@ inline bool FreeIndex::_isBoundary(unsigned int unit) const
     return m_boundaries[unit / sc_wordBits] & oneBit(unit);
 }
 
-// Returns the first unit of the free node that ends before the unit end (rule 4). If a stray write has changed a size,
-// the answer can be another unit of the bank: the caller has to check the node's header.
+// Returns the first unit of the free node that ends before the unit end (rule 4). If a stray write has changed a
+// size, the answer can be another unit of the bank: the caller has to check the node's header.
 inline unsigned int FreeIndex::_firstUnitOfNodeBefore(unsigned int end) const
 {
     unsigned int word = end / sc_wordBits;
@@ -325,8 +325,8 @@ inline void FreeIndex::_setNewest(const MemoryHeapNode_s* node, unsigned int siz
     m_newestSize = size;
 }
 
-// Gives the newest node its class and its bits (rule 5), because another node becomes the newest. Returns false if the
-// newest node's header contradicts the index.
+// Gives the newest node its class and its bits (rule 5), because another node becomes the newest. Returns false if
+// the newest node's header contradicts the index.
 inline bool FreeIndex::_enterNewest()
 {
     if (!m_newest) {

@@ -1,5 +1,5 @@
-# How to compile and link code that uses AppKit. This build includes this file. The package configuration of the installed
-# libraries includes it too, on the game's machine.
+# How to compile and link code that uses AppKit. This build includes this file. The package configuration of the
+# installed libraries includes it too, on the game's machine.
 #
 # AppKit comes from the system on a Mac, and from GNUstep on other hosts, where gnustep-config prints the compile
 # options. The C++ compiler also compiles Objective-C++ when its Objective-C++ part is installed.

@@ -53,8 +53,8 @@ function(core_appkit target with without)
     endif()
 endfunction()
 
-# core_lazy_appkit(TARGET WITH WITHOUT): like core_appkit, but TARGET, which is core, loads AppKit when it first needs it.
-# On hosts whose AppKit is not the system's own, WITH becomes the library core-appkit;
+# core_lazy_appkit(TARGET WITH WITHOUT): like core_appkit, but TARGET, which is core, loads AppKit when it first needs
+# it. On hosts whose AppKit is not the system's own, WITH becomes the library core-appkit;
 # macapi/src/appkit/bkwindow_library.h explains it. A static core links AppKit itself.
 function(core_lazy_appkit target with without)
     if(APPLE OR NOT appkit_found OR core_kind STREQUAL "STATIC")

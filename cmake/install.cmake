@@ -1,6 +1,6 @@
-# What `cmake --install` adds to the libraries and headers, so that games find them: the package configuration for CMake,
-# core.pc for pkg-config, the licence and the manual pages. All paths in these files are relative, so that the installed
-# tree may move.
+# The files by which a game finds the installed libraries: the package configuration for CMake, and core.pc for
+# pkg-config. All paths in them are relative, so that the installed tree may move. This file also installs the licence
+# and the manual pages.
 include(CMakePackageConfigHelpers)
 
 # What a game links besides static libraries: X11::Xau and -lXau, and so on.
@@ -8,7 +8,10 @@ set(needed_packages)
 set(needed_libs)
 if(core_kind STREQUAL "STATIC")
     set(needed_packages Threads)
-    set(needed_libs -rdynamic ${appkit_libs})
+    set(needed_libs -rdynamic)
+    if(appkit_found)
+        list(APPEND needed_libs ${appkit_libs})
+    endif()
     if(NOT APPLE)
         get_target_property(libraries ${prefix}macapi LINK_LIBRARIES)
         if("X11::X11" IN_LIST libraries)
@@ -49,13 +52,17 @@ string(REGEX REPLACE "[^/]+" ".." pc_prefix "${pc_dir}")
 configure_file(cmake/core.pc.in ${CMAKE_CURRENT_BINARY_DIR}/core.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/core.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
-# Every page in docs/man, by its section: core-prefs.1 goes to man1. Debian's packages have their own form of the licence,
-# and compressed pages.
+# Debian's packages have the licence in another form, and compressed pages.
 set(debian NO)
 if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     set(debian YES)
 else()
     install(FILES LICENSE CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/core COMPONENT development)
+endif()
+
+# Every page in docs/man is installed by its section: core-prefs.1 goes to man1.
+if(NOT CORE_TOOLS)
+    return()
 endif()
 file(GLOB pages CONFIGURE_DEPENDS docs/man/*.[1-8])
 foreach(page IN LISTS pages)

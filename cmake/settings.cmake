@@ -1,4 +1,9 @@
 # The compile settings of all targets, and the function that adds a library.
+file(STRINGS core/version.h version_line REGEX "define CORE_VERSION \"${PROJECT_VERSION}\"")
+if(NOT version_line)
+    message(FATAL_ERROR "core/version.h has another version than ${PROJECT_VERSION}, which CMakeLists.txt has")
+endif()
+
 set(CMAKE_CXX_STANDARD 17)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -8,6 +13,15 @@ if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
 endif()
 
 find_package(Threads REQUIRED)
+
+# ccache is used where it is installed, unless the user has chosen a launcher or none (-DCMAKE_CXX_COMPILER_LAUNCHER=).
+# The two exceptions are those that ccache asks for with precompiled headers.
+find_program(CCACHE ccache)
+if(CCACHE AND PROJECT_IS_TOP_LEVEL AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_CXX_COMPILER_LAUNCHER
+        ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE})
+    set(CMAKE_OBJCXX_COMPILER_LAUNCHER ${CMAKE_CXX_COMPILER_LAUNCHER})
+endif()
 
 # The libraries are shared, so that a game can replace their functions. BUILD_SHARED_LIBS=OFF makes static ones.
 set(core_kind SHARED)
@@ -23,8 +37,8 @@ if(NOT PROJECT_IS_TOP_LEVEL)
     cmake_language(DEFER DIRECTORY ${CMAKE_SOURCE_DIR} CALL core_short_names)
 endif()
 
-# core_short_names(): gives the targets their short names as well, as far as the game has no such targets. CMake calls this
-# function at the end of the game's CMakeLists.txt.
+# core_short_names(): lets a game link `core` instead of core::core, and so on. A short name that the game itself uses
+# for a target stays the game's. So CMake calls this function at the end of the game's CMakeLists.txt.
 function(core_short_names)
     foreach(name core file logger macapi)
         if(TARGET core-${name} AND NOT TARGET ${name})
@@ -33,7 +47,7 @@ function(core_short_names)
     endforeach()
 endfunction()
 
-# Installed libraries look for each other in their own folder. The dynamic linker searches the system's folders anyway.
+# Installed libraries look for each other in their own folder. The dynamic linker searches /usr by itself.
 set(core_run_path "$ORIGIN")
 if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     set(core_run_path)
@@ -77,16 +91,18 @@ if(CORE_SANITIZE)
     add_link_options(-fsanitize=${CORE_SANITIZE})
 endif()
 
-# core_library(NAME SOURCE... [INCLUDE_DIR FOLDER] [MAP FILE] [MODULE COMPONENT] PUBLIC_HEADERS HEADER...): a library and
-# its public headers. Its target is ${prefix}NAME, with the alias core::NAME. A MODULE is a shared library that no game
-# links; it is installed with COMPONENT.
+# core_library(NAME SOURCE... [INCLUDE_DIR FOLDER] [MAP FILE] [MODULE COMPONENT] PUBLIC_HEADERS HEADER...)
+#
+# A library and its public headers. Its target is ${prefix}NAME, with the alias core::NAME. With MODULE, games do not
+# link the library, so it is installed for loading alone, as a part of COMPONENT.
 #
 # The headers after PUBLIC_HEADERS are all headers that get installed. Every other header is private to this tree. The
 # headers are included by their path from the project's folder ("core/parser.h") and installed under that path; with
 # INCLUDE_DIR, by their path from FOLDER (<Carbon/Carbon.h>), and installed below a folder NAME.
 #
-# FILE, or without it NAME/NAME.map, lists the functions that the library exports, for linkers that take such a list. It
-# hides the code that templates of the standard library generate; hidden visibility alone would export that code.
+# FILE lists the functions that the library exports, for linkers that take such a list. Without MAP, the list is
+# NAME/NAME.map. The list hides the code that templates of the standard library generate; hidden visibility alone
+# would export that code.
 function(core_library name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "INCLUDE_DIR;MAP;MODULE" PUBLIC_HEADERS)
     set(target ${prefix}${name})

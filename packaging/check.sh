@@ -3,8 +3,8 @@
 #
 #   check.sh FOLDER
 #
-# FOLDER has the packages and the archive, as `./run package` makes them. The bare Debian comes from this machine's own
-# mirror. It needs root, and is made in a temporary folder. Status 77: skipped, because this process is not root.
+# FOLDER has the packages and the archive, as `./run package` makes them. The bare Debian is made in a temporary
+# folder, from the mirror that apt uses on this machine. This needs root; without root the status is 77: skipped.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 source=$(dirname "$here")

@@ -112,13 +112,29 @@ plain() {
         -Wl,-rpath,"$prefix/lib"
 }
 
+# A game that defines one of the libraries' functions: core calls the game's function; static libraries do not link with it.
+replaced() {
+    local words
+    words=$(PKG_CONFIG_LIBDIR="$folder/second/lib/pkgconfig" pkg-config --cflags --libs core)
+    read -ra words <<<"$words"
+    words=("${compilers[0]}" -std=c++17 "$here/replaced.cpp" -o "$folder/game" "${words[@]}" -Wl,-rpath,"$folder/second/lib")
+    if [ -e "$folder/second/lib/libcore.a" ]; then
+        ! "${words[@]}" >"$folder/said" 2>&1 || { echo "FAILED in replaced: the game links" && exit 1; }
+        grep -q "multiple definition of .File::open" "$folder/said" || { cat "$folder/said" && exit 1; }
+        return
+    fi
+    step "${words[@]}"
+    printf '%s\n' "opens a strings file: rb" "opens a strings file: w" >"$folder/replaced.txt"
+    CORE_LOG_LEVEL=0 expect "$folder/replaced.txt" "$folder/game"
+}
+
 # Objective-C++, with AppKit.
 with_appkit() {
     local game=$folder/$way
     step cmake -S "$here" -B "$game" -G Ninja -DCMAKE_CXX_COMPILER="$(command -v g++)" \
         -DCMAKE_OBJCXX_COMPILER="$(command -v g++)" "$@"
     step cmake --build "$game" --target window
-    printf "NSView 640x480, window\ncore's window class: found\n" >"$folder/window.txt"
+    printf "NSView 640x480, window\nno window, core's window class: found\n" >"$folder/window.txt"
     expect "$folder/window.txt" "$game/window"
 }
 
@@ -148,6 +164,49 @@ subdirectory() {
 # The game's own targets have none of the short names.
 short_names() {
     with_cmake short_names -DCONSUMER_CORE="$source" "${kind[@]}"
+}
+
+# readme_block WORD: prints the first block of the README's chapter "Use it in your game" that contains WORD.
+readme_block() {
+    awk -v word="$1" '/^## /{inside = /Use it in your game/} !inside{next}
+        /^```$/{if (index(block, word)) {printf "%s", block; exit} open = 0}
+        open{block = block $0 "\n"} /^```[a-z]/{open = 1; block = ""}' "$source/README.md"
+}
+
+# readme_game WORD: builds the game with the README's lines for CMake.
+readme_game() {
+    local game=$folder/readme
+    rm -rf "$game"
+    mkdir "$game"
+    cp "$here/game.cpp" "$game"
+    ln -s "$source" "$game/core"
+    {
+        printf 'cmake_minimum_required(VERSION 3.25)\nproject(game LANGUAGES CXX)\n'
+        readme_block "$1" | sed "s,/path/to/core,$source,"
+        readme_block "$1" | grep -q add_executable || readme_block find_package | tail -n 2
+    } >"$game/CMakeLists.txt"
+    step cmake -S "$game" -B "$game/build" -G Ninja -DCMAKE_PREFIX_PATH="$folder/second" -DCMAKE_CXX_COMPILER="${compilers[0]}"
+    step cmake --build "$game/build" --target game
+    expect "$here/expected.txt" "$game/build/game"
+}
+
+# The README's lines for installed libraries, as they stand.
+readme() {
+    local word
+    readme_game find_package
+    for word in pkg-config -rpath; do
+        readme_block "$word" | sed "s,/usr/local,$folder/second," >"$folder/lines.sh"
+        grep -q g++ "$folder/lines.sh" || { echo "FAILED in readme: no lines with $word" && exit 1; }
+        cp "$here/game.cpp" "$folder"
+        (cd "$folder" && PKG_CONFIG_PATH=$folder/second/lib/pkgconfig LD_RUN_PATH=$folder/second/lib step bash -e lines.sh)
+        expect "$here/expected.txt" "$folder/game"
+    done
+}
+
+# The README's lines for the sources.
+readme_sources() {
+    readme_game add_subdirectory
+    readme_game FetchContent
 }
 
 # Packages of the system: no path is named.

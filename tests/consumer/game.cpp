@@ -96,7 +96,8 @@ int main(int, char** argv)
     show("preferences", keepsSettings());
     show("files", readsFiles(argv[0]));
     show("the platform", Platform::GetTime() != 0 && Platform::GetAppTitle() != nullptr);
-    show("the loader", LoadGraphicsAPI("") && reinterpret_cast<void* (*)()>(gfxCreateGfxSubsystem) == CreateGfxSubsystem);
+    show("the loader",
+         LoadGraphicsAPI("") && reinterpret_cast<void* (*)()>(gfxCreateGfxSubsystem) == CreateGfxSubsystem);
     owLogger::log(0, "the logger: works");
     return 0;
 }

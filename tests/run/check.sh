@@ -24,6 +24,8 @@ standIn cmake <<'END'
 #!/bin/bash
 case $1 in
 --preset) tree=build/$2 ;;
+-S) tree=$4 ;;
+-E) mkdir -p "$3/packages" && tree=$3 ;; # cpack
 *) tree=$2 ;;
 esac
 mapfile -t places < <(sed "s,^\.,$tree," "$FOLDERS")
@@ -36,7 +38,7 @@ fi
 [ -e "$tree/CMakeFiles/state" ] || exit 1 # not configured
 touch "${places[@]/%//made}"
 printf '%s/made\n' "${places[@]}" >>"$NOTED"
-for program in demo/core_demo bench/one_bench tests/core/memorymgr_model_test tests/soak/store_writer tests/fuzz/fuzz_one; do
+for program in demo/core_demo bench/one_bench tests/core/memorymgr_model_test tests/soak/store_writer tests/tools/core-strings/core_strings_random_test tests/fuzz/fuzz_one; do
     cp "$STAND_INS/program" "$tree/$program"
     echo "$tree/$program" >>"$NOTED"
 done
@@ -84,15 +86,19 @@ done
 printf '%s\n' ./demo/Game ./tests/screenshots >>"$FOLDERS"
 newClone() {
     rm -rf "$folder/clone"
-    mkdir -p "$folder/clone/bench" "$folder/clone/tests/fuzz/corpus/one" "$folder/clone/tests/soak"
+    mkdir -p "$folder/clone/bench" "$folder/clone/tests/fuzz/corpus/one" "$folder/clone/tests/soak" \
+        "$folder/clone/tests/consumer" "$folder/clone/packaging" "$folder/clone/tests/tools/core-memory" \
+        "$folder/clone/tests/watch"
     cd "$folder/clone"
     : >"$NOTED"
     cp "$run" run
     touch tests/fuzz/fuzz_one.cpp
     printf '#!/bin/sh\ncat >"$1" && touch "$2"\n' >bench/table.py
     printf '#!/bin/sh\nexec "$1"\n' >tests/soak/soak.py
-    printf '#!/bin/sh\n' | tee tests/lint.sh >tests/soak/two_users.py
-    chmod +x bench/table.py tests/soak/soak.py tests/soak/two_users.py tests/lint.sh
+    printf '#!/bin/sh\n' | tee tests/lint.sh tests/consumer/matrix.sh packaging/check.sh tests/soak/two_users.py \
+        tests/watch/planted.py >tests/tools/core-memory/page_test.py
+    chmod +x tests/consumer/matrix.sh packaging/check.sh bench/table.py tests/soak/*.py tests/tools/core-memory/page_test.py \
+        tests/watch/planted.py tests/lint.sh
 }
 
 # ---- The commands, as the README has them.

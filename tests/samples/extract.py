@@ -10,7 +10,8 @@ block that opens with ```cpp. Samples that belong together stand in one comment 
 
 What becomes of a sample depends on how it begins:
 
-    #include, class, struct, namespace    stands as it is
+    #include, class, struct, namespace,
+    template, inline, static_assert       stands as it is
     int main                              becomes int programN()
     a quote, a semicolon or a bracket     is data: the text dataN
     anything else                         goes into void sampleN(), together with the other statements of its block
@@ -21,7 +22,7 @@ import pathlib
 import re
 import sys
 
-DECLARATION = re.compile(r"(#include|class|struct|namespace|template|int main)\b")
+DECLARATION = re.compile(r"(#include|class|struct|namespace|template|inline|static_assert|int main)\b")
 DATA = re.compile(r'["\[;]|// a comment')
 MESSAGE = re.compile(r"\[NS")
 

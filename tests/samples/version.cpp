@@ -1,6 +1,6 @@
 // The sample of core/version.h.
-#include "core/platform.h"
 #include "core/version.h"
+#include "core/platform.h"
 
 #include <gtest/gtest.h>
 

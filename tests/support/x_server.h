@@ -41,8 +41,9 @@ protected:
             dup2(nowhere, STDOUT_FILENO);
             dup2(nowhere, STDERR_FILENO);
             const std::string end = std::to_string(ends[1]);
-            execlp("Xvfb", "Xvfb", "-displayfd", end.c_str(), "-noreset", "-screen", "0", screen, option, name,
-                   nullptr);
+            // Without GLX, which no test uses, the server starts in half the time.
+            execlp("Xvfb", "Xvfb", "-displayfd", end.c_str(), "-noreset", "-extension", "GLX", "-screen", "0", screen,
+                   option, name, nullptr);
             _exit(127);
         }
         close(ends[1]);

@@ -1,4 +1,4 @@
-// The program core_roster, as a shell runs it: how it ends, and what it prints.
+// The example roster, as a shell runs it: how it ends, and what it prints.
 #include <gtest/gtest.h>
 
 #include <filesystem>

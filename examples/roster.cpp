@@ -1,9 +1,9 @@
 // A small program that uses the platform's time, threads, random numbers and folders: it prints the files of a folder
 // in a random order.
 //
-//     core_roster [FOLDER [SEED]]
+//     example_roster [FOLDER [SEED]]
 //
-//     $ core_roster units 7
+//     $ example_roster units 7
 //     3 files in "units", 33 bytes, by lot:
 //       1. units/knight
 //       2. units/wagon

@@ -1,0 +1,43 @@
+// What you learn: which switches the game was started with, and their arguments.
+//
+//     switches -window 800 600 -mod winter towers
+//
+// Without arguments this program shows that line.
+//
+// A switch with required arguments does not count the last words of the command line as optional ones: with one
+// required argument it would not see "towers" here. So a list is registered with optional arguments only.
+#include "core/commandline.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+
+static char s_words[][10] = {"switches", "-window", "800", "600", "-mod", "winter", "towers"};
+
+int main(int argc, char** argv)
+{
+    char* sample[] = {s_words[0], s_words[1], s_words[2], s_words[3], s_words[4], s_words[5], s_words[6]};
+    if (argc < 2) {
+        argc = 7;
+        argv = sample;
+    }
+
+    CommandLine commandLine;                 // needs no memory manager as a variable
+    commandLine.addCommand("-window", 2, 0); // two arguments
+    commandLine.addCommand("-mod", 0, 8);    // a list of up to eight
+    commandLine.addCommand("-fullscreen", 0, 0);
+    commandLine.init(argc, argv); // after all addCommand
+
+    int count;
+    char** args;
+    // Ask cmdExists first: getArgs returns true for every switch that is registered, also when it was not given.
+    if (commandLine.cmdExists("-window") && commandLine.getArgs("-window", &count, &args)) {
+        printf("a window of %d x %d\n", atoi(args[1]), atoi(args[2])); // args[0] is the switch itself
+    }
+    if (commandLine.cmdExists("-mod") && commandLine.getArgs("-mod", &count, &args)) {
+        for (int i = 1; i < count; ++i) {
+            printf("mod %s\n", args[i]);
+        }
+    }
+    printf("full screen: %s\n", commandLine.cmdExists("-fullscreen") ? "yes" : "no");
+    return 0;
+}

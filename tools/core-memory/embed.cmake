@@ -1,0 +1,10 @@
+# Writes files as constants of a C++ source: cmake -D OUT=page.cpp -D FILES=a.html,b.css -P embed.cmake
+set(text "// Made by embed.cmake.\n#include \"tools/core-memory/page.h\"\n")
+string(REPLACE "," ";" FILES "${FILES}")
+foreach(file IN LISTS FILES)
+    file(READ ${file} content)
+    cmake_path(GET file EXTENSION LAST_ONLY extension)
+    string(REPLACE "." "" name "${extension}")
+    string(APPEND text "const char page_${name}[] = R\"embedded(${content})embedded\";\n")
+endforeach()
+file(WRITE ${OUT} "${text}")

@@ -1,0 +1,47 @@
+// core-memory: sees into the memory banks of a game, as the game is.
+#include "tools/core-memory/command.h"
+#include "tools/core-memory/output.h"
+
+#include <stdio.h>
+
+int complain(int status, const std::string& message)
+{
+    fprintf(stderr, "core-memory: %s\n", printable(message).c_str());
+    return status;
+}
+
+static const char sc_description[] =
+    "Sees into the memory banks of a game that uses the library core. The game needs no change and no debug build.";
+
+static const char sc_statuses[] =
+    "Exit status: 0 all is fine, 1 damage, faults or differences were found, 2 the command line or a\n"
+    "file was not understood, 3 a process or a file could not be read.";
+
+int main(int argc, char** argv)
+{
+    CLI::App app(sc_description, "core-memory");
+    app.footer(sc_statuses);
+    app.require_subcommand(1);
+    app.failure_message(CLI::FailureMessage::help);
+    int status = STATUS_FINE;
+    addSnapshot(app, &status);
+    addReport(app, &status);
+    addDiff(app, &status);
+    addSizes(app, &status);
+    addTop(app, &status);
+    addHtml(app, &status);
+    addRun(app, &status);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) {
+            return app.exit(error); // --help
+        }
+        return complain(STATUS_NOT_UNDERSTOOD,
+                        std::string(error.what()) + "; core-memory --help explains the commands");
+    }
+    if (fflush(stdout) != 0) {
+        return complain(STATUS_CANT_LOOK, "the standard output can't be written");
+    }
+    return status;
+}

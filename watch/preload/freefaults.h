@@ -1,0 +1,18 @@
+// What can be said of a call of free without a record of each block: from the headers, the lists and the regions.
+#pragma once
+
+#include "watch/preload/managerview.h"
+
+namespace watch {
+
+// Tells of a block that belongs to another bank. Call it before the real free, which would accept the block. `caller` is
+// the return address of free.
+void examineFree(ManagerView& manager, int bank, const void* block, const void* caller);
+
+// Tells that the block was freed before.
+void tellDoubleFree(ManagerView& manager, int bank, const void* block, const void* caller);
+
+// Tells why the real free has returned MEMERR_BLOCK.
+void explainRefusal(ManagerView& manager, int bank, const void* block, const void* caller);
+
+} // namespace watch

@@ -1,0 +1,62 @@
+// The operations of a bank with a record of each block in use: for --check, --stacks and --quarantine.
+//
+// With --check:
+//
+//   +--------+-------------------+-------+--------+----------------------------+
+//   | header | what was asked    | spare | header | free                       |
+//   +--------+-------------------+-------+--------+----------------------------+
+//   compared  the game's bytes    0xb5    compared  0xdf in all bytes
+//
+// A bank has a lock here, which an operation holds around the real operation. A thread takes the locks in the same order
+// as the manager's own: a location's callback may use another bank.
+#pragma once
+
+#include "core/memorymgr.h"
+
+namespace watch {
+
+// The real functions that the operations call.
+typedef void* RealAlloc(MemoryMgr* manager, int bank, unsigned long size, const char* file, unsigned int line);
+typedef int RealFree(MemoryMgr* manager, int bank, void* block);
+
+struct Call {
+    MemoryMgr* manager;
+    int bank;                    // -1 to 31
+    const void* caller;          // the return address of the game's call
+    const void* frame = nullptr; // alloc: the frame address of the hook; see stacks.h
+};
+
+extern MemoryMgr* g_recordedManager; // null: no records
+
+// True when this manager's blocks have records: the options ask for them, and it is the last manager that began.
+inline bool hasRecords(const MemoryMgr* manager)
+{
+    return manager == g_recordedManager;
+}
+
+// The last manager begins. Forgets all blocks of others.
+void recordManager(MemoryMgr* manager);
+
+// As MemoryMgr's alloc, free and getSize.
+void* recordedAlloc(const Call& call, unsigned long size, const char* file, unsigned int line, RealAlloc* real);
+int recordedFree(const Call& call, void* block, RealFree* real);
+void recordGetSize(const Call& call, void* block, unsigned int size); // after the game has asked
+
+// The regions go back to their locations: of all blocks, only fallback blocks stay in use. Then there are new ones.
+void regionsEnd(MemoryMgr* manager);
+void regionsBegin(MemoryMgr* manager);
+
+// Checks all blocks in use and all free bytes of all banks, and tells the faults. Frees the blocks in quarantine.
+void checkRecords(MemoryMgr* manager, RealFree* real);
+
+class Channel;
+
+// Sends a line for each block whose stack is known, and for each block of a linear bank's region; then the stacks:
+//
+//   block 2 64 104 0x55d0c01234 41 7      bank, offset in the region, bytes, text and line of the tag, stack (0: none)
+//   stack 7 {code 0x55d0c04444} {code 0x55d0c05555}
+//
+// A fallback block has the offset -1.
+void sendBlocks(MemoryMgr* manager, Channel& channel);
+
+} // namespace watch

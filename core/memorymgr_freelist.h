@@ -8,8 +8,6 @@
 
 #include "core/memorymgr_index_steps.h"
 
-#include <utility>
-
 class FreeList {
 public:
     // index: of the bank; null if the bank has none.
@@ -91,11 +89,9 @@ public:
     bool join(MemoryHeapNode_s* node)
     {
         const FreeNeighbours found = neighboursOf(node);
-        MemoryHeapNode_s* smaller = found.lower; // null if there is one neighbour only
-        MemoryHeapNode_s* larger = found.upper;
-        if (!larger || (smaller && smaller->size > larger->size)) {
-            std::swap(smaller, larger);
-        }
+        const bool isLowerLarger = found.lower && (!found.upper || found.lower->size > found.upper->size);
+        MemoryHeapNode_s* larger = isLowerLarger ? found.lower : found.upper;
+        MemoryHeapNode_s* smaller = isLowerLarger ? found.upper : found.lower; // null if there is one neighbour only
         if (!larger) {
             return false;
         }

@@ -8,172 +8,29 @@
 //
 //     memorymgr_bench [PART OF A SUBJECT [FOLDER]]
 //
-// FOLDER is a folder of recorded sessions; the default is the recordings of this tree. Three kinds of subjects:
+// FOLDER is a folder of recorded sessions; the default is the recordings of this tree. Four kinds of subjects:
 //
 //  | Subject      | Result                                                                                       |
 //  |--------------|----------------------------------------------------------------------------------------------|
+//  | heap: cold   | the time of an operation. Before each work the processor's caches get other contents          |
 //  | heap: worst  | the time of one operation; one operation in 10,000 takes longer. It contains the time that   |
 //  |              | it takes to read the clock, about 20 ns                                                      |
 //  | memory       | the KiB that each side takes, printed on the standard error stream                           |
 //  | all others   | the time of an operation, as peers.h describes                                               |
-#include "core/memorymgr.h"
 #include "memorymgr_scripts.h"
+#include "memorymgr_sides.h"
 #include "peers.h"
 #include "recordings/session.h"
 #include "scratch.h"
 
-#if __has_include(<boost/interprocess/mem_algo/rbtree_best_fit.hpp>)
-#include <boost/interprocess/mem_algo/rbtree_best_fit.hpp>
-#include <boost/interprocess/sync/mutex_family.hpp>
-#define HAS_RBTREE
-#endif
-
-#include <dlfcn.h>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <memory_resource>
+#include <numeric>
 #include <stdlib.h>
 #include <string>
 #include <sys/wait.h>
-#include <unistd.h>
-
-// A manager with one bank of a fixed size. The manager reads and writes no bank-size file.
-class BenchMemory : public MemoryMgr {
-public:
-    BenchMemory(e_MemoryBankType type, unsigned int size)
-    {
-        bankSizePath[0] = '\0';
-        defineBank(MEMLOC_DEFAULT, type, "bench", size);
-        initialize();
-    }
-
-    // Fallback blocks come from malloc. With fallback blocks, part of the measured time would be malloc's.
-    ~BenchMemory() override
-    {
-        if (banks[0].extNodeCount != 0) {
-            fprintf(stderr, "the bank was too small\n");
-            _exit(1);
-        }
-    }
-
-    unsigned int freeNodes() const { return banks[0].freeNodeCount; }
-
-protected:
-    void onOutOfMemory(int) override {}
-};
-
-class Lock {
-public:
-    explicit Lock(Mutex& mutex) : m_mutex(&mutex.mutex) { pthread_mutex_lock(m_mutex); }
-    ~Lock() { pthread_mutex_unlock(m_mutex); }
-
-private:
-    pthread_mutex_t* m_mutex;
-};
-
-// ---- The sides
-
-class Heap {
-public:
-    explicit Heap(unsigned int size) : m_memory(MEMBANK_HEAP, size) {}
-
-    void* alloc(unsigned int size) { return m_memory.alloc(0, size, "bench", __LINE__); }
-    void free(void* block) { m_memory.free(0, block); }
-    unsigned int freeNodes() const { return m_memory.freeNodes(); }
-
-private:
-    BenchMemory m_memory;
-};
-
-#ifdef HAS_RBTREE
-class Rbtree {
-public:
-    explicit Rbtree(unsigned int size) : m_region(new char[size]), m_heap(new (m_region.get()) Algorithm(size, 0)) {}
-
-    void* alloc(unsigned int size)
-    {
-        Lock lock(m_mutex);
-        return m_heap->allocate(size);
-    }
-    void free(void* block)
-    {
-        Lock lock(m_mutex);
-        m_heap->deallocate(block);
-    }
-
-private:
-    typedef boost::interprocess::rbtree_best_fit<boost::interprocess::null_mutex_family, void*> Algorithm;
-    std::unique_ptr<char[]> m_region;
-    Algorithm* m_heap; // at the start of m_region
-    Mutex m_mutex;
-};
-#endif
-
-// malloc and free of a library. dlopen loads the library. If the program were linked with it, all other code of the
-// program would call its malloc, too.
-template <int LIBRARY>
-class Malloc {
-public:
-    explicit Malloc(unsigned int) {}
-
-    static bool load(const char* library, const char* mallocName, const char* freeName)
-    {
-        void* handle = dlopen(library, RTLD_NOW | RTLD_LOCAL);
-        if (handle) {
-            s_malloc = reinterpret_cast<void* (*)(size_t)>(dlsym(handle, mallocName));
-            s_free = reinterpret_cast<void (*)(void*)>(dlsym(handle, freeName));
-        }
-        return s_malloc && s_free;
-    }
-
-    void* alloc(unsigned int size)
-    {
-        Lock lock(m_mutex);
-        return s_malloc(size);
-    }
-    void free(void* block)
-    {
-        Lock lock(m_mutex);
-        s_free(block);
-    }
-
-private:
-    static inline void* (*s_malloc)(size_t);
-    static inline void (*s_free)(void*);
-    Mutex m_mutex;
-};
-typedef Malloc<0> Libc;
-typedef Malloc<1> Mimalloc;
-typedef Malloc<2> Jemalloc;
-
-// Calls use(name, make) for each installed side, core's first. make(size) returns a new object of that side; a side
-// that allocates inside a region gets a region of size bytes.
-template <typename Use>
-static void forEachSide(Use use)
-{
-    use("core", [](unsigned int size) { return std::make_shared<Heap>(size); });
-#ifdef HAS_RBTREE
-    use("rbtree_best_fit", [](unsigned int size) { return std::make_shared<Rbtree>(size); });
-#endif
-    static const bool s_hasLibc = Libc::load("libc.so.6", "malloc", "free");
-    static const bool s_hasMimalloc = Mimalloc::load("libmimalloc.so.2", "mi_malloc", "mi_free");
-    static const bool s_hasJemalloc = Jemalloc::load("libjemalloc.so.2", "malloc", "free");
-    if (s_hasLibc) {
-        use("malloc", [](unsigned int size) { return std::make_shared<Libc>(size); });
-    }
-    if (s_hasMimalloc) {
-        use("mimalloc", [](unsigned int size) { return std::make_shared<Mimalloc>(size); });
-    }
-    if (s_hasJemalloc) {
-        use("jemalloc", [](unsigned int size) { return std::make_shared<Jemalloc>(size); });
-    }
-}
-
-static void touch(void* block)
-{
-    *static_cast<volatile char*>(block) = 1;
-}
 
 // ---- Sessions
 
@@ -240,20 +97,69 @@ static unsigned long long play(const Session& session, std::vector<void*>& block
     return blocks.size();
 }
 
-static void comparePlay(Bench& bench, const Play& p)
+// Returns a side that plays a session. heap: a shared pointer to the heap, which the side keeps.
+template <typename HeapPointer>
+static Side sideOf(const char* name, const Play& p, std::vector<void*>& blocks, HeapPointer heap,
+                   const std::function<void()>& prepare)
 {
-    const std::string subject = "heap: " + p.name;
+    const auto work = [&p, &blocks, heap] {
+        return play(p.session, blocks, *heap, [](unsigned int, auto what) { what(); });
+    };
+    return {name, work, prepare};
+}
+
+static void comparePlay(Bench& bench, const std::string& kind, const Play& p, const std::function<void()>& prepare)
+{
+    const std::string subject = kind + p.name;
     if (!bench.wants(subject.c_str())) {
         return;
     }
     std::vector<void*> blocks(p.session.blocks.size());
     std::vector<Side> sides;
-    forEachSide([&](const char* name, auto make) {
-        auto heap = make(p.room);
-        sides.push_back({name, [&p, &blocks, heap] {
-                             return play(p.session, blocks, *heap, [](unsigned int, auto what) { what(); });
-                         }});
-    });
+    forEachSide(
+        [&](const char* name, auto make) { sides.push_back(sideOf(name, p, blocks, make(p.room), prepare)); });
+    bench.compare(subject.c_str(), "operation", 2.0 * static_cast<double>(blocks.size()), sides);
+}
+
+// Reads and writes 64 MiB of other memory. This replaces the contents of the first and the second level of the
+// processor's caches, and of a third level up to that size.
+static void fillCaches()
+{
+    static std::vector<unsigned long> s_words((64 << 20) / sizeof(unsigned long));
+    std::iota(s_words.begin(), s_words.end(), s_words.back());
+}
+
+// A bank without an index, whose free list core walks. Four other managers have all the indexes that there are.
+class Walk {
+public:
+    explicit Walk(unsigned int size)
+    {
+        for (std::unique_ptr<BenchMemory>& other : m_others) {
+            other = std::make_unique<BenchMemory>(MEMBANK_HEAP, 64 << 10);
+        }
+        m_memory = std::make_unique<BenchMemory>(MEMBANK_HEAP, size);
+    }
+
+    void* alloc(unsigned int size) { return m_memory->alloc(0, size, "bench", __LINE__); }
+    void free(void* block) { m_memory->free(0, block); }
+
+private:
+    std::unique_ptr<BenchMemory> m_others[4];
+    std::unique_ptr<BenchMemory> m_memory;
+};
+
+// Plays a session with an index, and without. The session should have few free nodes: the walk visits each of them.
+static void compareWalk(Bench& bench, const Play& p)
+{
+    const std::string subject = "heap: index and walk, " + p.name;
+    if (!bench.wants(subject.c_str())) {
+        return;
+    }
+    std::vector<void*> blocks(p.session.blocks.size());
+    const std::vector<Side> sides = {
+        sideOf("core", p, blocks, std::make_shared<Heap>(p.room), {}),
+        sideOf("the walk", p, blocks, std::make_shared<Walk>(p.room), {}),
+    };
     bench.compare(subject.c_str(), "operation", 2.0 * static_cast<double>(blocks.size()), sides);
 }
 
@@ -342,12 +248,13 @@ static void compareHoles(Bench& bench, const std::string& subject, std::vector<u
     }
 }
 
-static std::vector<unsigned int> smallSizes(size_t count)
+// Returns sizes from 1 to largest, chosen at random.
+static std::vector<unsigned int> smallSizes(size_t count, unsigned int largest)
 {
     std::mt19937 random(1);
     std::vector<unsigned int> sizes;
     for (size_t i = 0; i < count; ++i) {
-        sizes.push_back(1 + static_cast<unsigned int>(random() % 2000));
+        sizes.push_back(1 + static_cast<unsigned int>(random() % largest));
     }
     return sizes;
 }
@@ -448,16 +355,6 @@ static void compareMemory(Bench& bench, const Play& p)
     fprintf(stderr, " KiB taken\n");
 }
 
-// Starts this program again, once, with more room for thread-local variables. When dlopen loads jemalloc, it needs
-// more of this room than the dynamic linker reserves by default.
-static void leaveRoomForThreadVariables(char** argv)
-{
-    if (!getenv("GLIBC_TUNABLES")) {
-        setenv("GLIBC_TUNABLES", "glibc.rtld.optional_static_tls=16384", 1);
-        execv("/proc/self/exe", argv);
-    }
-}
-
 int main(int argc, char** argv)
 {
     leaveRoomForThreadVariables(argv);
@@ -474,13 +371,21 @@ int main(int argc, char** argv)
     plays.push_back(playOf("database", database()));
     plays.push_back(playOf("scripted game", scriptedGame()));
     for (const Play& p : plays) {
-        comparePlay(bench, p);
+        comparePlay(bench, "heap: ", p, {});
+    }
+    compareWalk(bench, playOf("levels in reverse", levelsInReverse()));
+    for (const unsigned int size : {64u << 10, 4u << 20, 64u << 20, 1u << 30}) {
+        comparePlay(bench, "heap: ", {std::to_string(size >> 10) + " KiB, half in use", halfInUse(size), size}, {});
     }
     for (const size_t count : {100, 1000, 5000, 20000, 100000}) {
-        compareHoles(bench, "heap: among free nodes, " + std::to_string(count), smallSizes(count));
+        compareHoles(bench, "heap: among free nodes, " + std::to_string(count), smallSizes(count, 2000));
     }
+    compareHoles(bench, "heap: among free nodes, 1000000 of up to 200 bytes", smallSizes(1000000, 200));
     compareHoles(bench, "heap: among free nodes, 4000 of distinct large sizes", largeSizes(4000));
     compareLinear(bench);
+    for (const Play& p : plays) {
+        comparePlay(bench, "heap: cold, ", p, fillCaches);
+    }
     for (const Play& p : plays) {
         compareWorst(bench, p);
     }

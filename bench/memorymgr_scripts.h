@@ -152,6 +152,23 @@ inline Session levelsInReverse()
     return script.take();
 }
 
+// Half of a region of size bytes is in use. It has at most 20,000 blocks, so the blocks of a large region are large.
+// In each of 50,000 steps, a block is freed and another one is allocated.
+inline Session halfInUse(unsigned int size)
+{
+    Script script(10);
+    std::vector<unsigned int> blocks;
+    const unsigned int count = std::min(20000u, size / 2048);
+    for (unsigned int i = 0; i < count; ++i) {
+        blocks.push_back(script.make(1 + script.below(size / count - 56)));
+    }
+    for (int i = 0; i < 50000; ++i) {
+        script.freeAny(blocks);
+        blocks.push_back(script.make(1 + script.below(size / count - 56)));
+    }
+    return script.take();
+}
+
 // An image editor, with few and large blocks. Layers consist of tiles of 64 KiB. Each of 4000 steps allocates buffers
 // for rows and for a whole picture. The replaced tiles of the last twenty steps are kept, so that the user can undo
 // them.

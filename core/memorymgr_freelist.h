@@ -3,7 +3,7 @@
 //
 // Questions about free nodes go to a finder: to the bank's index (memorymgr_index.h) if the bank has one, else to
 // FreeWalk (memorymgr_walk.h). FreeList tells the index of each change. An index that finds a contradiction gives
-// itself up; from then on FreeWalk answers.
+// itself up; from then on FreeWalk answers. It also stores source names, because the index remembers the last one.
 #pragma once
 
 #include "core/memorymgr_index_steps.h"
@@ -35,12 +35,19 @@ public:
     }
 
     // Adds node to the list, at the place for its size.
-    void add(MemoryHeapNode_s* node) { _link(_placeFor(node->size, nullptr), node); }
+    void add(MemoryHeapNode_s* node)
+    {
+        const FreePlace place = _placeFor(node->size);
+        if (m_index && !m_index->adding(node, place)) {
+            m_index = nullptr;
+        }
+        linkBetween(m_bank->freeList, place.before, node, place.after);
+    }
 
     void remove(MemoryHeapNode_s* node)
     {
         if (m_index) {
-            m_index->removed(node);
+            m_index->removing(node);
         }
         unlink(m_bank->freeList, node);
     }
@@ -49,27 +56,30 @@ public:
     // the same node.
     void replace(MemoryHeapNode_s* old, MemoryHeapNode_s* node, unsigned int size)
     {
-        const FreePlace place = _placeFor(size, old);
-        if (place.before != old) {
+        MemoryHeapNode_s* before = insideLink(old->prev);
+        MemoryHeapNode_s* after = insideLink(old->next);
+        if (!m_index || !_isBetween(size, old->size, before, after)) {
             remove(old);
             node->size = size;
-            _link(place, node);
+            add(node);
             return;
         }
-        if (m_index) {
-            m_index->replaced(old, node, size);
+        if (!m_index->replacing(old, node, size)) {
+            m_index = nullptr;
         }
         node->size = size;
         if (node != old) {
-            linkBetween(m_bank->freeList, insideLink(old->prev), node, place.after);
+            linkBetween(m_bank->freeList, before, node, after);
         }
     }
 
-    // Tells the index that node, which has left the list, is in use now.
-    void taken(const MemoryHeapNode_s* node)
+    // Stores the source name of a node that the caller takes.
+    void setName(MemoryHeapNode_s* node, const char* name)
     {
         if (m_index) {
-            m_index->taken(node);
+            m_index->setName(node, name);
+        } else {
+            node->file = name;
         }
     }
 
@@ -79,55 +89,58 @@ public:
     bool join(MemoryHeapNode_s* node)
     {
         const FreeNeighbours found = neighboursOf(node);
-        MemoryHeapNode_s* other = found.lower ? found.lower : found.upper;
-        if (!other) {
+        const bool isLowerLarger = found.lower && (!found.upper || found.lower->size > found.upper->size);
+        MemoryHeapNode_s* larger = isLowerLarger ? found.lower : found.upper;
+        MemoryHeapNode_s* smaller = isLowerLarger ? found.upper : found.lower; // null if there is one neighbour only
+        if (!larger) {
             return false;
         }
-        unsigned int size = node->size + other->size;
+        unsigned int size = node->size + larger->size;
         m_bank->freeNodeCount -= 1;
-        if (found.lower && found.upper) {
-            size += found.upper->size;
-            remove(found.upper);
+        if (smaller) {
+            size += smaller->size;
+            remove(smaller);
             m_bank->freeNodeCount -= 1;
         }
         MemoryHeapNode_s* joined = found.lower ? found.lower : node;
         if (m_index) {
-            replace(other, joined, size);
+            replace(larger, joined, size); // the place of the larger node is the nearer one
             return true;
         }
-        _joinByWalking(other, joined, size);
+        _joinByWalking(m_bank, larger, joined, size);
         return true;
     }
 
 private:
+    // Whether a node between before and after keeps its place when its size changes from oldSize to size. Then the
+    // index need not search for the place, which is the common case.
+    static bool _isBetween(unsigned int size, unsigned int oldSize, const MemoryHeapNode_s* before,
+                           const MemoryHeapNode_s* after)
+    {
+        return size < oldSize ? !before || before->size < size : !after || after->size >= size;
+    }
+
     // Takes other off the list and adds joined, of size bytes. If the game has changed the list, more nodes on it
     // can touch joined, so that joined is joined again.
-    __attribute__((noinline, cold)) void _joinByWalking(MemoryHeapNode_s* other, MemoryHeapNode_s* joined,
-                                                        unsigned int size)
+    __attribute__((noinline, cold)) static void _joinByWalking(MemoryBank_s* bank, MemoryHeapNode_s* other,
+                                                               MemoryHeapNode_s* joined, unsigned int size)
     {
-        remove(other);
+        FreeList list(bank, nullptr);
+        list.remove(other);
         joined->size = size;
-        if (!join(joined)) {
-            add(joined);
+        if (!list.join(joined)) {
+            list.add(joined);
         }
     }
 
-    FreePlace _placeFor(unsigned int size, const MemoryHeapNode_s* leaving)
+    FreePlace _placeFor(unsigned int size)
     {
         FreePlace place = {nullptr, nullptr};
-        if (m_index && m_index->placeFor(size, leaving, &place)) {
+        if (m_index && m_index->placeFor(size, &place)) {
             return place;
         }
         m_index = nullptr;
-        return FreeWalk(m_bank).placeFor(size, leaving);
-    }
-
-    void _link(const FreePlace& place, MemoryHeapNode_s* node)
-    {
-        linkBetween(m_bank->freeList, place.before, node, place.after);
-        if (m_index) {
-            m_index->added(m_bank, node, place.after);
-        }
+        return FreeWalk(m_bank).placeFor(size);
     }
 
     MemoryBank_s* m_bank;

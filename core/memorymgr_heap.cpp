@@ -21,8 +21,11 @@
 #include <stdint.h>
 #include <stdlib.h>
 
-static Mutex s_mutex[32];
-static Mutex s_systemMutex; // bank -1
+// Different threads use different banks. The alignment keeps two locks out of one line of the processor's cache.
+class alignas(64) BankMutex : public Mutex {};
+
+static BankMutex s_mutex[32];
+static BankMutex s_systemMutex; // bank -1
 
 class BankLock {
 public:
@@ -152,16 +155,17 @@ INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& si
     }
     if (size + sc_headerSize < node->size) { // else the rest is a header at most
         const unsigned int rest = node->size - static_cast<unsigned int>(size);
-        list.replace(node, makeFreeNode(reinterpret_cast<char*>(node) + size, rest), rest);
+        MemoryHeapNode_s* remainder = reinterpret_cast<MemoryHeapNode_s*>(reinterpret_cast<char*>(node) + size);
+        remainder->magic = sc_magicFree;
+        list.replace(node, remainder, rest);
         node->size = static_cast<unsigned int>(size);
     } else {
         list.remove(node);
         bank->freeNodeCount -= 1;
     }
-    list.taken(node);
     bank->usedNodeCount += 1;
     pushFront(bank->usedList, node);
-    node->file = file;
+    list.setName(node, file);
     node->line = line;
     node->magic = sc_magicUsed;
     size = node->size;

@@ -29,7 +29,7 @@ FreeIndex* FreeIndex::_ofLaterSets(const MemoryBank_s* banks, size_t number)
 {
     for (Set& set : s_sets) {
         if (number < 32 && set.banks.load(std::memory_order_acquire) == banks) {
-            return set.indexes[number].m_units ? &set.indexes[number] : nullptr;
+            return set.indexes[number].m_boundaries ? &set.indexes[number] : nullptr;
         }
     }
     return nullptr;
@@ -47,28 +47,28 @@ void FreeIndex::make(const MemoryMgr* manager, int number, const MemoryBank_s& b
     FreeIndex index = {};
     index.m_base = bank.base;
     index.m_size = bank.size;
-    index.m_exactCount = bank.size / (64 * sc_unit);
+    index.m_exactCount = bank.size / (128 * sc_unit);
     index.m_largeOffset = index.m_exactCount - index._largeClassOf(index.m_exactCount * sc_unit);
-    const unsigned int unitWords = wordsFor(unitsFor(bank.size));
+    const unsigned int unitWords = unitsFor(bank.size) / sc_wordBits + 1; // with a bit for the unit after the bank
     const unsigned int classCount = index._largeClassOf(bank.size) + 1;
     const unsigned int classWords = wordsFor(classCount);
     const unsigned int groupWords = wordsFor(classWords);
+    index.m_topCount = wordsFor(groupWords);
 
-    // malloc, not calloc: the bits have no meaning until a node is added there. The system gives memory for a page of
-    // bits when the first bit in it is written, so unused parts of the bank need no memory here.
-    void* units = malloc((unitWords + wordsFor(unitWords)) * sizeof(uint64_t));
+    void* bits = calloc(unitWords + wordsFor(unitWords), sizeof(uint64_t));
     void* classes = calloc(1, (groupWords + classWords) * sizeof(uint64_t) + classCount * sizeof(unsigned int));
-    if (!units || !classes) {
-        ::free(units);
+    if (!bits || !classes) {
+        ::free(bits);
         ::free(classes);
         return;
     }
-    index.m_units = static_cast<uint64_t*>(units);
-    index.m_spanned = index.m_units + unitWords;
+    index.m_boundaries = static_cast<uint64_t*>(bits);
+    index.m_spanned = index.m_boundaries + unitWords;
     index.m_groups = static_cast<uint64_t*>(classes);
     index.m_classes = index.m_groups + groupWords;
     index.m_heads = reinterpret_cast<unsigned int*>(index.m_classes + classWords);
-    index.added(&bank, bank.freeList, nullptr);
+    index.m_first = index.m_last = index.m_newest = bank.freeList;
+    index.m_newestSize = bank.size;
     set->indexes[number] = index;
     set->banks.store(&bank - number, std::memory_order_release);
     set->manager.store(manager, std::memory_order_release);
@@ -89,7 +89,7 @@ void FreeIndex::dropAll(const MemoryMgr* manager)
 
 void FreeIndex::_drop()
 {
-    ::free(m_units);
+    ::free(m_boundaries);
     ::free(m_groups);
     *this = FreeIndex();
 }
@@ -111,10 +111,7 @@ MemoryHeapNode_s* FreeIndex::_firstLargeFrom(unsigned long size) const
     const unsigned int bytes = static_cast<unsigned int>(size);
     const bool isExact = unitsFor(bytes) < m_exactCount;
     const unsigned int number = _firstClassFrom(isExact ? unitsFor(bytes) : _largeClassOf(bytes));
-    if (number == sc_noClass) {
-        return nullptr;
-    }
-    MemoryHeapNode_s* head = _nodeAt(m_heads[number] - 1);
+    MemoryHeapNode_s* head = _headOf(number);
     MemoryHeapNode_s* node = head;
     while (!isExact && node && node->size < bytes) {
         node = insideLink(node->next);
@@ -122,18 +119,6 @@ MemoryHeapNode_s* FreeIndex::_firstLargeFrom(unsigned long size) const
             return head; // it is too small, which firstOfAtLeast takes for a contradiction
         }
     }
-    return node;
-}
-
-// Ends the exception of rule 5 for the only node, because the list has two nodes now.
-void FreeIndex::_enterOnly(const MemoryHeapNode_s* only)
-{
-    _enter(only, nullptr);
-}
-
-// Begins the exception of rule 5 for the last node that is left on the list.
-void FreeIndex::_leaveOnly()
-{
-    _setHead(_classOf(m_first->size), nullptr);
-    taken(m_first);
+    const bool isNewest = m_newestSize >= bytes && (!node || m_newestSize <= node->size);
+    return isNewest ? const_cast<MemoryHeapNode_s*>(m_newest) : node;
 }

@@ -40,6 +40,11 @@ inline unsigned int FreeIndex::_classOf(unsigned int size) const
     return number < m_exactCount ? number : _largeClassOf(size);
 }
 
+inline bool FreeIndex::_isOfClass(unsigned int number, unsigned int size) const
+{
+    return number < m_exactCount ? size / sc_unit == number : _classOf(size) == number;
+}
+
 // The position of the size's highest bit and the two bits below it make one number, which grows with the size.
 inline unsigned int FreeIndex::_largeClassOf(unsigned int size) const
 {
@@ -63,7 +68,7 @@ inline unsigned int FreeIndex::_firstClassBehindWord(unsigned int word) const
         unsigned int top = group / sc_wordBits;
         uint64_t groups = m_tops[top] & (bitsFrom(group) ^ oneBit(group));
         while (!groups) {
-            if (++top == sc_topCount) {
+            if (++top == m_topCount) {
                 return sc_noClass;
             }
             groups = m_tops[top];
@@ -75,23 +80,27 @@ inline unsigned int FreeIndex::_firstClassBehindWord(unsigned int word) const
     return word * sc_wordBits + lowestBit(m_classes[word]);
 }
 
-// Makes node the first node of a class. Null makes the class empty.
+// Makes node the only node of a class.
 inline void FreeIndex::_setHead(unsigned int number, const MemoryHeapNode_s* node)
 {
     const unsigned int word = number / sc_wordBits;
-    const unsigned int group = word / sc_wordBits;
-    if (node) {
-        m_heads[number] = _unitOf(node) + 1;
-        if (!m_classes[word]) {
-            m_groups[group] |= oneBit(word);
-            m_tops[group / sc_wordBits] |= oneBit(group);
-        }
-        m_classes[word] |= oneBit(number);
-        return;
+    m_heads[number] = _unitOf(node) + 1;
+    if (!m_classes[word]) {
+        const unsigned int group = word / sc_wordBits;
+        m_groups[group] |= oneBit(word);
+        m_tops[group / sc_wordBits] |= oneBit(group);
     }
+    m_classes[word] |= oneBit(number);
+}
+
+// Makes a class empty.
+inline void FreeIndex::_clearHead(unsigned int number)
+{
+    const unsigned int word = number / sc_wordBits;
     m_heads[number] = 0;
     m_classes[word] &= ~oneBit(number);
     if (!m_classes[word]) {
+        const unsigned int group = word / sc_wordBits;
         m_groups[group] &= ~oneBit(word);
         if (!m_groups[group]) {
             m_tops[group / sc_wordBits] &= ~oneBit(group);
@@ -99,7 +108,7 @@ inline void FreeIndex::_setHead(unsigned int number, const MemoryHeapNode_s* nod
     }
 }
 
-// Adds node to its class. after is the next node on the list, of any class; null at the list's end.
+// Adds node to its class. after is the next node on the list; null at the list's end.
 inline void FreeIndex::_enterClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after)
 {
     const unsigned int head = m_heads[number];
@@ -110,28 +119,52 @@ inline void FreeIndex::_enterClass(unsigned int number, const MemoryHeapNode_s* 
     }
 }
 
+// Removes node from its class. after is the next node on the list that has a class; null if there is none.
 inline void FreeIndex::_leaveClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after)
 {
-    if (m_heads[number] == _unitOf(node) + 1) {
-        _setHead(number, after && _classOf(after->size) == number ? after : nullptr);
+    if (m_heads[number] != _unitOf(node) + 1) {
+        return;
     }
+    if (after && _isOfClass(number, after->size)) {
+        m_heads[number] = _unitOf(after) + 1;
+    } else {
+        _clearHead(number);
+    }
+}
+
+// Returns the first node of a class; null for sc_noClass. The class must have nodes.
+inline MemoryHeapNode_s* FreeIndex::_headOf(unsigned int number) const
+{
+    return number != sc_noClass ? _nodeAt(m_heads[number] - 1) : nullptr;
 }
 
 // Returns the first node of at least size bytes; null if there is none. The caller has to check the node's header.
 inline MemoryHeapNode_s* FreeIndex::_firstFrom(unsigned long size) const
 {
-    if (m_first == m_last) { // one node or none
-        return m_first && m_first->size >= size ? const_cast<MemoryHeapNode_s*>(m_first) : nullptr;
+    if (m_newest == m_first && m_newestSize >= size) { // a shortcut: no node comes before it
+        return const_cast<MemoryHeapNode_s*>(m_newest);
     }
     const unsigned long units = (size + sc_unit - 1) / sc_unit;
     if (units >= m_exactCount) {
         return _firstLargeFrom(size);
     }
-    if (const unsigned int head = m_heads[units]) { // a shortcut: the search below would give the same class
-        return _nodeAt(head - 1);
+    unsigned int number = static_cast<unsigned int>(units);
+    if (m_heads[number] == 0) { // else a shortcut: the search would give the same class
+        number = _firstClassFrom(number);
     }
-    const unsigned int number = _firstClassFrom(static_cast<unsigned int>(units));
-    return number != sc_noClass ? _nodeAt(m_heads[number] - 1) : nullptr;
+    if (m_newestSize >= size && _isNewestBefore(number)) {
+        return const_cast<MemoryHeapNode_s*>(m_newest);
+    }
+    return _headOf(number);
+}
+
+// Whether the newest node comes before all nodes of a class on the list; true for sc_noClass.
+inline bool FreeIndex::_isNewestBefore(unsigned int number) const
+{
+    if (number < m_exactCount || number == sc_noClass) {
+        return unitsFor(m_newestSize) <= number;
+    }
+    return m_newestSize <= _headOf(number)->size;
 }
 
 // ---- Units
@@ -141,56 +174,82 @@ inline MemoryHeapNode_s* FreeIndex::_nodeAt(unsigned int unit) const
     return reinterpret_cast<MemoryHeapNode_s*>(m_base + static_cast<size_t>(unit) * sc_unit);
 }
 
+// node may lie outside the bank.
+inline size_t FreeIndex::_offsetOf(const MemoryHeapNode_s* node) const
+{
+    return reinterpret_cast<uintptr_t>(node) - reinterpret_cast<uintptr_t>(m_base);
+}
+
 inline unsigned int FreeIndex::_unitOf(const MemoryHeapNode_s* node) const
 {
-    return static_cast<unsigned int>(reinterpret_cast<const char*>(node) - m_base) / sc_unit;
+    return static_cast<unsigned int>(_offsetOf(node)) / sc_unit;
 }
 
-inline bool FreeIndex::_isFree(unsigned int unit) const
+inline bool FreeIndex::_isBoundary(unsigned int unit) const
 {
-    return m_units[unit / sc_wordBits] & oneBit(unit);
+    return m_boundaries[unit / sc_wordBits] & oneBit(unit);
 }
 
-// Returns the first unit of the free node whose last unit is last (rule 4).
-inline unsigned int FreeIndex::_firstUnitOfNodeUpTo(unsigned int last) const
+// Returns the first unit of the free node that ends before the unit end (rule 4). If a stray write has changed a
+// size, the answer can be another unit of the bank: the caller has to check the node's header.
+inline unsigned int FreeIndex::_firstUnitOfNodeBefore(unsigned int end) const
 {
-    unsigned int word = last / sc_wordBits;
-    uint64_t clear = ~m_units[word] & bitsUpTo(last);
-    if (!clear && word > 0) {
-        if (m_spanned[word / sc_wordBits] & oneBit(word)) {
-            return static_cast<unsigned int>(m_units[word - 1]);
-        }
+    unsigned int word = end / sc_wordBits;
+    uint64_t lower = m_boundaries[word] & (oneBit(end) - 1);
+    if (!lower && word > 0) {
         word -= 1;
-        clear = ~m_units[word];
+        lower = m_boundaries[word];
+        if (m_spanned[word / sc_wordBits] & oneBit(word)) {
+            return static_cast<unsigned int>(lower);
+        }
     }
-    return word * sc_wordBits + (clear ? highestBit(clear) + 1 : 0);
+    return word * sc_wordBits + highestBit(lower | 1);
 }
 
-inline void FreeIndex::_markFree(unsigned int first, unsigned int last)
+// Whether a free node from unit first up to the unit before end fills the word below that of end.
+inline bool FreeIndex::_isSpanning(unsigned int first, unsigned int end) const
 {
-    const unsigned int low = first / sc_wordBits;
-    const unsigned int high = last / sc_wordBits;
-    if (low == high) {
-        m_units[low] |= bitsFrom(first) & bitsUpTo(last);
-    } else {
-        m_units[low] |= bitsFrom(first);
-        m_units[high] |= bitsUpTo(last);
+    return end / sc_wordBits - first / sc_wordBits > 1;
+}
+
+// Sets the bits of a free node.
+inline void FreeIndex::_mark(const MemoryHeapNode_s* node)
+{
+    const unsigned int first = _unitOf(node);
+    const unsigned int end = first + unitsFor(node->size);
+    m_boundaries[first / sc_wordBits] |= oneBit(first);
+    m_boundaries[end / sc_wordBits] |= oneBit(end);
+    if (_isSpanning(first, end)) {
+        const unsigned int word = end / sc_wordBits - 1;
+        m_boundaries[word] = first;
+        m_spanned[word / sc_wordBits] |= oneBit(word);
     }
-    if (low + 1 < high) {
-        m_units[high - 1] = first;
-        m_spanned[high / sc_wordBits] |= oneBit(high);
-    } else if (low < high || first % sc_wordBits == 0) {
-        m_spanned[high / sc_wordBits] &= ~oneBit(high);
+}
+
+// Clears the bits of a free node.
+inline void FreeIndex::_unmark(const MemoryHeapNode_s* node)
+{
+    const unsigned int first = _unitOf(node);
+    const unsigned int end = first + unitsFor(node->size);
+    m_boundaries[first / sc_wordBits] &= ~oneBit(first);
+    m_boundaries[end / sc_wordBits] &= ~oneBit(end);
+    if (_isSpanning(first, end)) {
+        const unsigned int word = end / sc_wordBits - 1;
+        m_boundaries[word] = 0;
+        m_spanned[word / sc_wordBits] &= ~oneBit(word);
     }
 }
 
 // ---- Consistency checks
 
-// Whether the node's size is possible at its place: it ends inside the bank, and at a unit's end or the bank's end.
+// Whether the node lies in the bank, begins at a unit, and ends at a unit's end or the bank's end.
 inline bool FreeIndex::_isPossible(const MemoryHeapNode_s* node) const
 {
-    const unsigned int room = m_size - static_cast<unsigned int>(reinterpret_cast<const char*>(node) - m_base);
-    return node->size - 1 < room && (node->size % sc_unit == 0 || node->size == room);
+    const size_t offset = _offsetOf(node);
+    const size_t room = m_size - offset; // used only if the node begins in the bank
+    const bool isInside = offset < m_size && node->size != 0 && node->size <= room;
+    return isInside && (__builtin_expect((offset | node->size) % sc_unit == 0, true) ||
+                        (offset % sc_unit == 0 && node->size == room));
 }
 
 // Whether the header is that of a free node of at least size bytes.
@@ -199,11 +258,16 @@ inline bool FreeIndex::_isFreeNode(const MemoryHeapNode_s* node, unsigned long s
     return node->magic == sc_magicFree && node->size >= size && _isPossible(node);
 }
 
+// Whether the newest node still has the size with which it was placed.
+inline bool FreeIndex::_isNewestSound() const
+{
+    return m_newest->magic == sc_magicFree && m_newest->size == m_newestSize;
+}
+
 // Whether node lies in the bank, at the start of a unit.
 inline bool FreeIndex::_isUnit(const MemoryHeapNode_s* node) const
 {
-    const uintptr_t at = reinterpret_cast<uintptr_t>(node) - reinterpret_cast<uintptr_t>(m_base);
-    return at < m_size && at % sc_unit == 0;
+    return _offsetOf(node) < m_size && _offsetOf(node) % sc_unit == 0;
 }
 
 // ---- The three questions
@@ -211,22 +275,13 @@ inline bool FreeIndex::_isUnit(const MemoryHeapNode_s* node) const
 inline bool FreeIndex::firstOfAtLeast(const MemoryBank_s* bank, unsigned long size, MemoryHeapNode_s** node)
 {
     *node = _firstFrom(size);
-    return (bank->freeList == m_first && (!*node || _isFreeNode(*node, size))) || _giveUp();
+    const bool isNode = !*node || (*node == m_newest ? _isNewestSound() : _isFreeNode(*node, size));
+    return (bank->freeList == m_first && isNode) || _giveUp();
 }
 
-// Does not compare m_first with the bank's list: each operation has asked one of the other two questions before, and
-// these compare it. In the common case, the new size lies between the sizes of leaving's neighbours on the list; then
-// no search is needed.
-inline bool FreeIndex::placeFor(unsigned int size, const MemoryHeapNode_s* leaving, FreePlace* place)
+// Does not compare m_first with the bank's list: each operation has asked another question before, which has.
+inline bool FreeIndex::placeFor(unsigned int size, FreePlace* place)
 {
-    if (leaving) {
-        const MemoryHeapNode_s* before = insideLink(leaving->prev);
-        MemoryHeapNode_s* after = insideLink(leaving->next);
-        if (size < leaving->size ? !before || before->size < size : !after || after->size >= size) {
-            *place = {const_cast<MemoryHeapNode_s*>(leaving), after};
-            return true;
-        }
-    }
     MemoryHeapNode_s* after = _firstFrom(size);
     if (after && after->magic != sc_magicFree) {
         return _giveUp();
@@ -237,98 +292,119 @@ inline bool FreeIndex::placeFor(unsigned int size, const MemoryHeapNode_s* leavi
 
 inline bool FreeIndex::neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* node, FreeNeighbours* found)
 {
-    if (bank->freeList != m_first || !_isUnit(node) || !_isPossible(node)) {
+    if (bank->freeList != m_first || !_isPossible(node)) {
         return _giveUp();
     }
-    if (m_first == m_last) {
-        MemoryHeapNode_s* only = const_cast<MemoryHeapNode_s*>(m_first);
-        *found = {only && behind(only) == node ? only : nullptr, behind(node) == only ? only : nullptr};
-        return !only || _isFreeNode(only, 1) || _giveUp();
-    }
+    MemoryHeapNode_s* newest = const_cast<MemoryHeapNode_s*>(m_newest);
     const unsigned int first = _unitOf(node);
+    const unsigned int end = first + unitsFor(node->size);
+    MemoryHeapNode_s* lower = nullptr;
+    if (_isBoundary(first)) {
+        lower = _nodeAt(_firstUnitOfNodeBefore(first));
+    } else if (_offsetOf(newest) + m_newestSize == _offsetOf(node)) {
+        lower = newest;
+    }
     MemoryHeapNode_s* upper = behind(node);
-    MemoryHeapNode_s* lower = first > 0 && _isFree(first - 1) ? _nodeAt(_firstUnitOfNodeUpTo(first - 1)) : nullptr;
-    if (reinterpret_cast<char*>(upper) == m_base + m_size || !_isFree(_unitOf(upper))) {
+    if (upper != newest && !_isBoundary(end)) {
         upper = nullptr;
     }
     *found = {lower, upper};
     const bool isLower = !lower || (lower->magic == sc_magicFree && behind(lower) == node);
-    const bool isUpper = !upper || (upper->magic == sc_magicFree && _isPossible(upper));
+    const bool isUpper =
+        !upper ||
+        (upper == newest ? _isNewestSound() : _isFreeNode(upper, 1) && _isBoundary(end + unitsFor(upper->size)));
     return (isLower && isUpper) || _giveUp();
 }
 
 // ---- Changes
 
-inline void FreeIndex::_enter(const MemoryHeapNode_s* node, const MemoryHeapNode_s* after)
+// Makes node, of this size, the newest node. With null and 0 there is none.
+inline void FreeIndex::_setNewest(const MemoryHeapNode_s* node, unsigned int size)
 {
-    _enterClass(_classOf(node->size), node, after);
-    _markFree(_unitOf(node), _unitOf(node) + unitsFor(node->size) - 1);
+    m_newest = node;
+    m_newestSize = size;
 }
 
-inline void FreeIndex::added(const MemoryBank_s* bank, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after)
+// Gives the newest node its class and its bits (rule 5), because another node becomes the newest. Returns false if
+// the newest node's header contradicts the index.
+inline bool FreeIndex::_enterNewest()
 {
-    const MemoryHeapNode_s* only = m_first == m_last ? m_first : nullptr;
-    const bool isFirst = !m_first;
-    m_first = bank->freeList;
-    if (!after) {
-        m_last = node;
+    if (!m_newest) {
+        return true;
     }
-    if (isFirst) {
-        return;
+    if (!_isNewestSound()) {
+        return _giveUp();
     }
-    if (only) {
-        _enterOnly(only);
-    }
-    _enter(node, after);
+    _enterClass(_classOf(m_newest->size), m_newest, insideLink(m_newest->next));
+    _mark(m_newest);
+    _setNewest(nullptr, 0);
+    return true;
 }
 
-inline void FreeIndex::removed(const MemoryHeapNode_s* node)
+// Takes the class and the bits of a node that is not the newest.
+inline void FreeIndex::_leave(const MemoryHeapNode_s* node)
 {
-    const bool isOnly = m_first == m_last;
     const MemoryHeapNode_s* after = insideLink(node->next);
-    if (m_first == node) {
-        m_first = after;
-    }
-    if (!after) {
-        m_last = insideLink(node->prev);
-    }
-    if (isOnly) {
-        return;
+    if (after && after == m_newest) {
+        after = insideLink(after->next);
     }
     _leaveClass(_classOf(node->size), node, after);
-    if (m_first == m_last) {
-        _leaveOnly();
+    _unmark(node);
+}
+
+inline bool FreeIndex::adding(const MemoryHeapNode_s* node, const FreePlace& place)
+{
+    if (!_enterNewest()) {
+        return false;
+    }
+    _setNewest(node, node->size);
+    if (!place.before) {
+        m_first = node;
+    }
+    if (!place.after) {
+        m_last = node;
+    }
+    return true;
+}
+
+inline void FreeIndex::removing(const MemoryHeapNode_s* node)
+{
+    if (m_first == node) {
+        m_first = insideLink(node->next);
+    }
+    if (m_last == node) {
+        m_last = insideLink(node->prev);
+    }
+    if (m_newest == node) {
+        _setNewest(nullptr, 0);
+    } else {
+        _leave(node);
     }
 }
 
-inline void FreeIndex::replaced(const MemoryHeapNode_s* old, const MemoryHeapNode_s* node, unsigned int size)
+inline bool FreeIndex::replacing(const MemoryHeapNode_s* old, const MemoryHeapNode_s* node, unsigned int size)
 {
-    if (m_first == m_last) {
-        m_first = m_last = node;
-        return;
+    if (m_newest != old) {
+        if (!_enterNewest()) {
+            return false;
+        }
+        _leave(old);
     }
-    const MemoryHeapNode_s* after = insideLink(old->next);
+    _setNewest(node, size);
     if (m_first == old) {
         m_first = node;
     }
-    if (!after) {
+    if (m_last == old) {
         m_last = node;
     }
-    const unsigned int from = _classOf(old->size);
-    const unsigned int to = _classOf(size);
-    if (from != to) {
-        _leaveClass(from, old, after);
-        _enterClass(to, node, after);
-    } else if (m_heads[to] == _unitOf(old) + 1) {
-        m_heads[to] = _unitOf(node) + 1;
-    }
-    _markFree(_unitOf(node), _unitOf(node) + unitsFor(size) - 1);
+    return true;
 }
 
-inline void FreeIndex::taken(const MemoryHeapNode_s* node)
+inline void FreeIndex::setName(MemoryHeapNode_s* node, const char* name)
 {
-    const unsigned int first = _unitOf(node);
-    const unsigned int last = first + unitsFor(node->size) - 1;
-    m_units[first / sc_wordBits] &= ~oneBit(first);
-    m_units[last / sc_wordBits] &= ~oneBit(last);
+    if (name != m_lastName) {
+        m_lastNameRef = name;
+        m_lastName = m_lastNameRef; // null if the table has no memory for one more name
+    }
+    node->file = m_lastNameRef;
 }

@@ -103,9 +103,9 @@ static bool doFindersAgree(const MemoryBank_s* bank, FreeIndex* index, unsigned 
     MemoryHeapNode_s* node = nullptr;
     FreePlace place = {nullptr, nullptr};
     const FreeWalk walk(bank);
-    const FreePlace expected = walk.placeFor(size, nullptr);
+    const FreePlace expected = walk.placeFor(size);
     return index->firstOfAtLeast(bank, size, &node) && node == walk.firstOfAtLeast(size) &&
-           index->placeFor(size, nullptr, &place) && place.before == expected.before && place.after == expected.after;
+           index->placeFor(size, &place) && place.before == expected.before && place.after == expected.after;
 }
 
 // Whether both finders give the same neighbours of a node.
@@ -138,21 +138,27 @@ const char* FreeIndex::brokenRule(const MemoryBank_s* bank) const
     }
     unsigned int classes = 0;
     unsigned int before = sc_noClass;
-    if (m_first == m_last) {
-        return m_first && m_first->next           ? "index 5: the list has one node"
-               : _firstClassFrom(0) != sc_noClass ? "index 5: the only node is of no class"
-                                                  : _brokenUnitRule(bank);
-    }
+    bool isNewestOnList = !m_newest;
     for (const MemoryHeapNode_s* node = bank->freeList; node; node = node->next) {
-        const unsigned int number = _classOf(node->size);
-        if (number != before && (m_heads[number] != _unitOf(node) + 1 || _firstClassFrom(number) != number)) {
-            return "index 2: the index knows the first node of each class";
-        }
         if (!node->next && m_last != node) {
             return "index 2: the index knows the last node of the list";
         }
+        const unsigned int number = _classOf(node->size);
+        if (node == m_newest) {
+            isNewestOnList = node->size == m_newestSize;
+            if (node->prev && node->prev->size == node->size) {
+                return "index 5: among nodes of equal size the newest node is the first";
+            }
+            continue;
+        }
+        if (number != before && (m_heads[number] != _unitOf(node) + 1 || _firstClassFrom(number) != number)) {
+            return "index 2: the index knows the first node of each class";
+        }
         classes += number != before;
         before = number;
+    }
+    if (!isNewestOnList) {
+        return "index 5: the newest node is on the list, with the size that the index knows";
     }
     unsigned int number = _firstClassFrom(0);
     while (number != sc_noClass && classes != 0) {
@@ -171,15 +177,21 @@ const char* FreeIndex::_brokenUnitRule(const MemoryBank_s* bank) const
 {
     for (const MemoryHeapNode_s* node = bank->usedList; node; node = node->next) {
         const unsigned int first = _unitOf(node);
-        if (_isFree(first) || _isFree(first + unitsFor(node->size) - 1)) {
-            return "index 4: the first and the last unit of a used node are clear";
+        if (_isBoundary(first) && behind(_nodeAt(_firstUnitOfNodeBefore(first))) != node) {
+            return "index 4: a used node has a free node before it if the bit of its own first unit is set";
         }
     }
-    for (const MemoryHeapNode_s* node = m_first == m_last ? nullptr : m_first; node; node = node->next) {
+    for (const MemoryHeapNode_s* node = bank->freeList; node; node = node->next) {
         const unsigned int first = _unitOf(node);
-        const unsigned int last = first + unitsFor(node->size) - 1;
-        if (!_isFree(first) || !_isFree(last) || _firstUnitOfNodeUpTo(last) != first) {
-            return "index 4: from a free node's last unit the index finds its first";
+        const unsigned int end = first + unitsFor(node->size);
+        if (node == m_newest) {
+            if (_isBoundary(first) || _isBoundary(end)) {
+                return "index 5: the boundary bits of the newest node are clear";
+            }
+        } else if (!_isBoundary(first) || !_isBoundary(end)) {
+            return "index 4: a boundary bit is set if a free node begins with the unit, or ends just before the unit";
+        } else if (_firstUnitOfNodeBefore(end) != first) {
+            return "index 4: from the unit after a free node the index finds the node's first unit";
         }
     }
     return nullptr;

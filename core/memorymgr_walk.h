@@ -35,13 +35,12 @@ public:
         return node;
     }
 
-    // Returns the place of a node of size bytes: before the first node of at least that size; if there is none,
-    // after the last node. leaving: a node on the list that the new node will replace; null if there is none. The
-    // size of leaving is not compared. If before is leaving in the result, the new node takes its place.
-    __attribute__((noinline)) FreePlace placeFor(unsigned int size, const MemoryHeapNode_s* leaving) const
+    // Returns the place of a node of size bytes that is not on the list: before the first node of at least that size;
+    // if there is none, after the last node.
+    __attribute__((noinline)) FreePlace placeFor(unsigned int size) const
     {
         FreePlace place = {nullptr, m_list};
-        while (place.after && (place.after == leaving || place.after->size < size)) {
+        while (place.after && place.after->size < size) {
             place = {place.after, place.after->next};
         }
         return place;

@@ -220,7 +220,7 @@ TEST(Session, IsNotLoadedFromWhatIsNoFile)
     EXPECT_EQ(error, "it is longer than 16 MiB");
 }
 
-TEST(Session, ComesWithTheDemoTwice)
+TEST(Session, OfEachRecordedProgramIsSound)
 {
     static const struct {
         const char* name;
@@ -228,8 +228,12 @@ TEST(Session, ComesWithTheDemoTwice)
         size_t blocks;
         size_t neverFreed;
     } sessions[] = {
+        {"cc1plus.ctr", 200000, 103818, 7636}, // 200000: its recording ended there
+        {"dot.ctr", 200000, 149043, 98086},
         {"lua-game.ctr", 927824, 463912, 0},
+        {"python.ctr", 200000, 115972, 31944},
         {"sqlite.ctr", 1000000, 500548, 1096}, // it was cut at its millionth operation
+        {"xserver.ctr", 219510, 110991, 2472},
     };
     for (const auto& expected : sessions) {
         Session session;

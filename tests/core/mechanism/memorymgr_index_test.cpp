@@ -62,12 +62,13 @@ size_t takenFor(e_MemoryBankType type, unsigned int size)
     return LibraryMemory::taken;
 }
 
-TEST(Index, TakesLessThanOnePercentOfItsBank)
+TEST(Index, TakesLessThanOnePercentOfItsBankAndHalfAPercentOfALargeOne)
 {
     for (const unsigned int size : {32u << 10, 40001u, 64u << 10, 100000u, 1u << 20, (16u << 20) + 7, 64u << 20}) {
         EXPECT_GT(takenFor(MEMBANK_HEAP, size), size / 256u) << size; // a bit for each 32 bytes, at least
         EXPECT_LT(takenFor(MEMBANK_HEAP, size), size / 100u) << size;
     }
+    EXPECT_LT(takenFor(MEMBANK_HEAP, 64u << 20), (64u << 20) / 195u); // 0.51 %
 }
 
 TEST(Index, IsNotMadeForSmallAndLinearBanks)
@@ -159,7 +160,7 @@ TEST(Index, TheEndOfABankWhoseSizeIsNoMultipleOf32KeepsItsPlace)
     EXPECT_EQ(heap.check(0, true), 0);
 }
 
-// Nodes of more than 1/64 of the bank share classes: 4096 to 5119 bytes are one of them.
+// Nodes of more than 1/128 of the bank share classes: 4096 to 5119 bytes are one of them.
 TEST(Index, TakesTheSmallestOfTheLargeNodesThatFit)
 {
     LargeHeap heap;
@@ -195,6 +196,29 @@ TEST(Index, FindsNeighboursOfANodeThatWasTheOnlyFreeOne)
     EXPECT_EQ(heap.freeNodes(), "0+3200 3264+127808");
     heap.free(blocks[1]);
     EXPECT_EQ(heap.freeNodes(), "0+131072");
+}
+
+// The index treats the newest free node in a way of its own: it has no class and no bits.
+TEST(Index, ANodeThatWasPlacedLastComesFirstAmongEqualSizes)
+{
+    LargeHeap heap;
+    std::vector<char*> holes;
+    for (const unsigned int size : {64u, 64u, 96u, 64u, 8192u, 8192u}) {
+        holes.push_back(heap.allocNode(size));
+        heap.allocNode(32);
+    }
+    for (char* hole : holes) {
+        heap.free(hole);
+    }
+    EXPECT_EQ(heap.allocNode(8192), holes[5]); // the newest
+    EXPECT_EQ(heap.allocNode(64), holes[3]);
+    EXPECT_EQ(heap.allocNode(96), holes[2]);
+    heap.free(holes[3]);
+    EXPECT_EQ(heap.allocNode(4096), holes[4]); // leaves 4096 bytes, the newest
+    EXPECT_EQ(heap.allocNode(64), holes[3]);
+    EXPECT_EQ(heap.allocNode(64), holes[1]);
+    EXPECT_EQ(heap.allocNode(64), holes[0]);
+    EXPECT_EQ(heap.allocNode(64), holes[4] + 4096);
 }
 
 TEST(Index, FindsANodeInABankOfManyClasses)
@@ -330,6 +354,21 @@ TEST(ChangedList, NodesAreJoinedByTheirOverwrittenSizes)
     setHeaderWord(second, 1, sc_large * 2);
     heap.free(first);
     EXPECT_EQ(heap.freeNodes(), "160+130912 0+262208");
+}
+
+TEST(ChangedList, TheOverwrittenSizeOfTheNewestFreeNodeCounts)
+{
+    for (const unsigned int size : {sc_large * 2, 100u}) { // outside the bank; no multiple of 32
+        LargeHeap heap;
+        char* first = heap.allocNode(64);
+        heap.allocNode(32);
+        char* second = heap.allocNode(64);
+        heap.allocNode(32);
+        heap.free(first);
+        setHeaderWord(first, 1, size);
+        heap.free(second);
+        EXPECT_EQ(heap.freeNodes(), "96+64 0+" + std::to_string(size) + " 192+130880");
+    }
 }
 
 TEST(ChangedList, NodesThatNoLongerTouchAreNotJoined)

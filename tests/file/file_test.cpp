@@ -1,6 +1,6 @@
 // Files and paths.
 //
-// This program defines issetugid, which the file library asks whether the process has extra rights.
+// This program defines issetugid: with this call the file library asks whether the process has extra rights.
 #include "file/file.h"
 
 #include "tests/support/shared_folder.h"

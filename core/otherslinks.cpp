@@ -6,6 +6,8 @@
 
 #include "file/file.h"
 
+#include <Carbon/Carbon.h>
+
 #include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -15,12 +17,22 @@ typedef char Text[1024];
 
 static const int sc_mostLinks = 40; // Linux opens no path with more links
 
-// Returns true for root, for the user of this process, and for the owner of the root folder. In a user namespace,
-// root's files can have an owner other than 0; the root folder has the same owner.
-static bool isTrusted(uid_t user)
+// In a user namespace, root's files can have an owner other than 0; the root folder has the same owner.
+static bool ownsRootFolder(uid_t user)
 {
     struct stat root;
-    return user == 0 || user == geteuid() || (stat("/", &root) == 0 && user == root.st_uid);
+    return stat("/", &root) == 0 && user == root.st_uid;
+}
+
+// Returns true for root, for the owner of the root folder, and for the effective user of this process. In a setgid
+// process, or one with capabilities, the effective user is the user who started it. That user does not have the
+// rights of the process, and is not trusted. file/file.cpp and macapi/src/system/trust.cpp have the same rule.
+static bool isTrusted(uid_t user)
+{
+    if (user != 0 && user == geteuid()) {
+        return !issetugid() || user != getuid();
+    }
+    return user == 0 || ownsRootFolder(user);
 }
 
 // A part is a name between slashes. Returns the offset at which the first part at or after the offset start ends;

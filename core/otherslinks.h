@@ -6,8 +6,10 @@
 #pragma once
 
 // Returns true in these cases; otherwise false, also if a part of the path does not exist.
-// - A part of the path is a symbolic link, and neither root nor the user of this process made it. The targets of
-//   links are checked in the same way.
+// - A part of the path is a symbolic link, and its owner is neither root, nor the owner of the root folder, nor the
+//   effective user of this process. The targets of links are checked in the same way.
+// - A part of the path is a symbolic link of the user who started this process, and the process has more rights than
+//   that user (setuid, setgid, capabilities), or had them and dropped them.
 // - Following the links of the path needs more than 40 of them, or a path of 1024 bytes or more.
 // - The path leads to a file with a second name (a hard link), in a folder that other users may write to. Another
 //   user may have made that second name.

@@ -167,12 +167,34 @@ static int openDescriptor(const char* path, int flags)
     return above;
 }
 
-// Returns true for root, for the user of this process, and for the owner of the root folder. In a user namespace,
-// root's files can have an owner other than 0; the root folder has the same owner.
-static bool isTrusted(uid_t user)
+// The Mac's call for extra rights (setuid, setgid, capabilities); on other hosts macapi exports it. The file library
+// does not need macapi: in a program without macapi the reference is null.
+#pragma GCC visibility push(default)
+extern "C" __attribute__((weak)) int issetugid();
+#pragma GCC visibility pop
+
+// Returns true if the process was started with more rights than its user has. Returns false if that is not known.
+static bool hasExtraRights()
+{
+    return issetugid && issetugid() != 0;
+}
+
+// In a user namespace, root's files can have an owner other than 0; the root folder has the same owner.
+static bool ownsRootFolder(uid_t user)
 {
     struct stat root;
-    return user == 0 || user == geteuid() || (stat("/", &root) == 0 && user == root.st_uid);
+    return stat("/", &root) == 0 && user == root.st_uid;
+}
+
+// Returns true for root, for the owner of the root folder, and for the effective user of this process. In a setgid
+// process, or one with capabilities, the effective user is the user who started it. That user does not have the
+// rights of the process, and is not trusted. core/otherslinks.cpp and macapi/src/system/trust.cpp have the same rule.
+static bool isTrusted(uid_t user)
+{
+    if (user != 0 && user == geteuid()) {
+        return !hasExtraRights() || user != getuid();
+    }
+    return user == 0 || ownsRootFolder(user);
 }
 
 // Opens a file for writing. Follows a symbolic link only if lstat has shown that a trusted user made it. Another

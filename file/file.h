@@ -15,8 +15,9 @@
 //
 // - Kinds of files: only a regular file can be opened. For a folder, a pipe, a socket or a device, opening fails at
 //   once.
-// - Links: a path that ends with a symbolic link of another user is not opened for writing. Links that root or the
-//   user of this process made are followed.
+// - Links: a path that ends with a symbolic link of another user is not opened for writing. Links of root, of the
+//   owner of the root folder, and of the effective user of this process are followed. In a setgid program, and in one
+//   with capabilities, links of the user who started it are not followed.
 // - Descriptors: an opened file has a descriptor greater than 2. It is closed when the process starts another
 //   program.
 // - Threads: any thread may call. Only one thread at a time may use the same file.

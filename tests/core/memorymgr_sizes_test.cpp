@@ -1,7 +1,8 @@
 // The bank-size file: what initialize reads from it, what shutdown writes to it, and what happens with sizes that no
 // run of a game would write.
 //
-// This program defines fopen_mac, records each call and passes it on to the file library.
+// This program defines fopen_mac, records each call and passes it on to the file library. It also defines issetugid:
+// with this call core asks whether the process has extra rights.
 #include "tests/support/game_memory.h"
 
 #include "core/platform.h"
@@ -14,6 +15,7 @@
 #include <filesystem>
 #include <random>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
@@ -31,6 +33,13 @@ FILE* fopen_mac(const char* path, const char* mode)
     s_open =
         reinterpret_cast<FILE* (*)(const char*, const char*)>(dlsym(RTLD_NEXT, "_Z9fopen_macPKcS0_"))(path, mode);
     return s_open;
+}
+
+static bool s_hasExtraRights;
+
+extern "C" int issetugid()
+{
+    return s_hasExtraRights ? 1 : 0;
 }
 
 extern "C" int fclose(FILE* file)
@@ -641,6 +650,37 @@ TEST(Links, OfTheUsersOwnAreFollowed)
     std::filesystem::create_symlink("../tuned", folder + "/memory.dat");
     EXPECT_EQ(messagesOfARun(), "");
     EXPECT_EQ(readFile(folder + "/../tuned"), "heap=1024\n");
+}
+
+// Returns true if a run saves its sizes without a message. Under root, the run belongs to an ordinary user, because
+// root's own links are always followed.
+bool aRunOfAnOrdinaryUserSaves()
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        if (geteuid() == 0 && (setgid(sc_victim) != 0 || setuid(sc_victim) != 0)) {
+            _exit(2);
+        }
+        _exit(messagesOfARun().empty() ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) <= 1) << status;
+    return status == 0;
+}
+
+TEST(Links, OfItsUserAreNotFollowedByAGameWithExtraRights)
+{
+    const std::string file = dataFolder() + "/memory.dat";
+    const SharedFolder shared(dataFolder());
+    std::filesystem::create_symlink("tuned", file);
+    if (geteuid() == 0) {
+        ASSERT_EQ(lchown(file.c_str(), sc_victim, sc_victim), 0);
+    }
+    EXPECT_TRUE(aRunOfAnOrdinaryUserSaves());
+    EXPECT_EQ(readFile(dataFolder() + "/tuned"), "heap=1024\n");
+    s_hasExtraRights = true;
+    EXPECT_FALSE(aRunOfAnOrdinaryUserSaves());
 }
 
 TEST(Links, ASecondNameIsNotWrittenWhereOtherUsersCanMakeOne)

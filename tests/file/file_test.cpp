@@ -1,4 +1,6 @@
 // Files and paths.
+//
+// This program defines issetugid: with this call the file library asks whether the process has extra rights.
 #include "file/file.h"
 
 #include "tests/support/shared_folder.h"
@@ -22,6 +24,13 @@
 #include <thread>
 #include <unistd.h>
 #include <vector>
+
+static bool s_hasExtraRights;
+
+extern "C" int issetugid()
+{
+    return s_hasExtraRights ? 1 : 0;
+}
 
 static void put(const char* path, const std::string& bytes)
 {
@@ -251,6 +260,33 @@ TEST(File, ALinkOfAnotherUsersIsReadAndNotWrittenThrough)
     ASSERT_NE(own, nullptr);
     fclose(own);
     EXPECT_EQ(contents("private"), "");
+}
+
+// Returns true if the test's user can write through a link of that user. Under root, the child process first becomes
+// an ordinary user, because root's own links are always followed.
+static bool writesThroughItsUsersLink()
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        if (geteuid() == 0 && (setgid(sc_victim) != 0 || setuid(sc_victim) != 0)) {
+            _exit(2);
+        }
+        unlink("shared/link");
+        const bool links = symlink("target", "shared/link") == 0;
+        _exit(!links ? 3 : fopen_mac("shared/link", "w") ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) <= 1) << status;
+    return status == 0;
+}
+
+TEST(File, ALinkOfItsUserIsNotWrittenThroughByAGameWithExtraRights)
+{
+    const SharedFolder shared("shared");
+    EXPECT_TRUE(writesThroughItsUsersLink());
+    s_hasExtraRights = true;
+    EXPECT_FALSE(writesThroughItsUsersLink());
 }
 
 // As another user: the file is a file and a link to private in turn, until the process is killed.

@@ -51,6 +51,10 @@ OSErr GetCurrentProcess(ProcessSerialNumber* process); // 0, kCurrentProcess
 // Mac Roman. Returns procNotFound for any process but the current one.
 OSStatus CopyProcessName(const ProcessSerialNumber* process, CFStringRef* name);
 
+// Returns 1 if the program was started with more rights than its user has (setuid, setgid, capabilities), also after
+// it has dropped them; otherwise 0. The Mac declares this call in <unistd.h>.
+int issetugid(void);
+
 // Folders.
 struct FSRef {
     UInt8 hidden[80];

@@ -2,6 +2,8 @@
 // values do not change when the program changes its rights.
 #include "macapi/src/system/rights.h"
 
+#include <Carbon/Carbon.h>
+
 #include <linux/capability.h>
 #include <sys/auxv.h>
 #include <sys/syscall.h>
@@ -34,3 +36,8 @@ bool dropExtraRights()
 }
 
 } // namespace macapi
+
+int issetugid()
+{
+    return macapi::hasExtraRights() ? 1 : 0;
+}

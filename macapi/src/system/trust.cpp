@@ -65,12 +65,22 @@ std::string Walk::takePart()
     return part;
 }
 
-// Returns true for root, and for the user that the process acts for. A setgid process, or one with capabilities, acts
-// for the user who started it; but that user does not have its rights, so that user's links are not trusted.
+// In a user namespace, root's files can have an owner other than 0; the root folder has the same owner.
+static bool ownsRootFolder(uid_t owner)
+{
+    struct stat root;
+    return fstat(openRoot(), &root) == 0 && owner == root.st_uid;
+}
+
+// Returns true for root, for the owner of the root folder, and for the user that the process acts for. A setgid
+// process, or one with capabilities, acts for the user who started it; but that user does not have its rights, so
+// that user's links are not trusted. core/otherslinks.cpp and file/file.cpp have the same rule.
 static bool isTrusted(uid_t owner)
 {
-    const bool trustsItsUser = !hasExtraRights() || geteuid() != getuid();
-    return owner == 0 || (trustsItsUser && owner == geteuid());
+    if (owner != 0 && owner == geteuid()) {
+        return !hasExtraRights() || owner != getuid();
+    }
+    return owner == 0 || ownsRootFolder(owner);
 }
 
 // Puts the target of the link before the rest of the path.

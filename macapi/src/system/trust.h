@@ -5,6 +5,7 @@
 //
 //   Owner of the link                        Followed
 //   root                                     yes
+//   the owner of the root folder             yes: in a user namespace, root's files can have an owner other than 0
 //   the effective user of the process        yes, except in a process with extra rights whose real and effective user
 //                                            are the same (setgid, capabilities, or dropped rights): no
 //   any other user                           no: the result is sc_foreignLink

@@ -8,6 +8,8 @@
 
 #include <chrono>
 #include <fcntl.h>
+#include <sched.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <thread>
 
@@ -141,6 +143,35 @@ TEST(SharedPreferences, TheReadersOwnLinkAndRootsAreFollowed)
         EXPECT_EQ(runAs(sc_anna, [] { EXPECT_EQ(value("Player", sc_shared), "Anna"); }), 0) << owner;
         fs::remove(sc_sharedFile);
     }
+}
+
+// Moves this process into a user namespace that maps only the user of this process. The files of root and of all
+// other users then have one owner, whose number is not 0. Returns false if the system refuses.
+static bool enterUserNamespace()
+{
+    const std::string user = std::to_string(geteuid());
+    if (prctl(PR_SET_DUMPABLE, 1) != 0 || unshare(CLONE_NEWUSER) != 0) {
+        return false;
+    }
+    std::ofstream("/proc/self/uid_map") << user << ' ' << user << " 1";
+    return std::to_string(geteuid()) == user && ownerOf("/") != 0;
+}
+
+TEST(SharedPreferences, RootsLinkIsFollowedInAUserNamespaceWithoutRoot)
+{
+    SKIP_WITHOUT_USERS();
+    if (runAs(sc_anna, [] { _exit(enterUserNamespace() ? 0 : 1); }) != 0) {
+        GTEST_SKIP() << "an ordinary user can make no user namespace here";
+    }
+    openToAll();
+    fillAs(sc_anna, "file", plistOf(entry("Player", "Anna")));
+    linkAs(0, fs::absolute("file"), sc_sharedFile);
+    EXPECT_EQ(runAs(sc_anna,
+                    [] {
+                        ASSERT_TRUE(enterUserNamespace());
+                        EXPECT_EQ(value("Player", sc_shared), "Anna");
+                    }),
+              0);
 }
 
 TEST(SharedPreferences, AnotherUsersLinkIsReportedOnce)

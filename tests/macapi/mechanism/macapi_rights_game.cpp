@@ -1,9 +1,11 @@
 // The game that macapi_rights_test makes setuid, setgid and capable copies of. Prints an answer to each argument.
 #include <Carbon/Carbon.h>
 
+#include "core/otherslinks.h"
+#include "file/file.h"
+
 #include "macapi/src/system/executable.h"
 #include "macapi/src/system/folders.h"
-#include "macapi/src/system/rights.h"
 #include "macapi/src/system/trust.h"
 
 #include <dlfcn.h>
@@ -32,10 +34,20 @@ static std::string openURL()
     return std::to_string(status);
 }
 
+static std::string writeThroughTheLink()
+{
+    FILE* file = fopen_mac("lies/text", "w");
+    if (!file) {
+        return "refused";
+    }
+    fclose(file);
+    return "written";
+}
+
 static std::string answerTo(const std::string& question)
 {
     if (question == "extra rights") {
-        return macapi::hasExtraRights() ? "yes" : "no";
+        return issetugid() != 0 ? "yes" : "no";
     }
     if (question == "machine's preferences") {
         return macapi::systemFolder(kLocalDomain, kPreferencesFolderType);
@@ -52,6 +64,12 @@ static std::string answerTo(const std::string& question)
     }
     if (question == "enter the link") {
         return macapi::openFolder("lies/link", macapi::MissingFolders::Fail) >= 0 ? "entered" : "refused";
+    }
+    if (question == "write through the link") {
+        return writeThroughTheLink();
+    }
+    if (question == "whose link") {
+        return HasOthersLink("lies/text") || HasOthersLink("lies/link/text") ? "another user's" : "a trusted user's";
     }
     return question == "open" ? openURL() : "what?";
 }

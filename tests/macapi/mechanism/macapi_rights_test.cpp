@@ -16,6 +16,7 @@
 #include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -64,13 +65,18 @@ protected:
         ASSERT_EQ(chmod("game", mode), 0);
     }
 
-    // Makes "lies/link", a link of this owner to a folder.
+    // Makes "lies/link", a link of this owner to a folder, and "lies/text", a link of the same owner to a file in
+    // that folder. All users may write to the file.
     static void linkToFolder(uid_t owner)
     {
         fs::create_directories("folder");
-        fs::remove("lies/link");
-        fs::create_symlink(fs::absolute("folder"), "lies/link");
-        ASSERT_EQ(lchown("lies/link", owner, owner), 0);
+        std::ofstream("folder/text") << "text";
+        fs::permissions("folder/text", fs::perms(0666));
+        for (const auto& [link, target] : {std::pair("lies/link", "folder"), std::pair("lies/text", "folder/text")}) {
+            fs::remove(link);
+            fs::create_symlink(fs::absolute(target), link);
+            ASSERT_EQ(lchown(link, owner, owner), 0);
+        }
     }
 
     // In the child: the user, with nothing of root's left, in an environment of the user's own making.
@@ -164,6 +170,11 @@ protected:
                "CapEff:" + none + "CapAmb:" + none;
     }
 
+    // What macapi, file and core each do with the links that linkToFolder made.
+    const std::vector<std::string> m_useTheLinks = {"enter the link", "write through the link", "whose link"};
+    const std::string m_followed = "entered\nwritten\na trusted user's\n";
+    const std::string m_refused = "refused\nrefused\nanother user's\n";
+
     std::string m_home; // of the user who starts the game
     uid_t m_uid = 0;
     gid_t m_gid = 0;
@@ -217,12 +228,13 @@ TEST_F(Rights, LinksOfTheUserAreFollowedByAnOrdinaryGameAndByNoGameWithMoreRight
 {
     linkToFolder(m_uid);
     install(m_owner, m_group, 0755);
-    EXPECT_EQ(ask({"enter the link"}), "entered\n");
+    EXPECT_EQ(ask(m_useTheLinks), m_followed);
     install(m_owner, m_group, 02755);
-    EXPECT_EQ(ask({"enter the link"}), "refused\n");
+    EXPECT_EQ(ask(m_useTheLinks), m_refused);
     install(m_owner, m_group, 04755);
-    EXPECT_EQ(ask({"enter the link"}), "refused\n");
-    EXPECT_EQ(ask({"become the user", "enter the link"}), "done\nrefused\n");
+    EXPECT_EQ(ask(m_useTheLinks), m_refused);
+    EXPECT_EQ(ask({"become the user", "enter the link", "write through the link", "whose link"}),
+              "done\n" + m_refused);
 }
 
 TEST_F(Rights, LinksOfTheUserAreNotFollowedByAGameWithACapability)
@@ -233,18 +245,18 @@ TEST_F(Rights, LinksOfTheUserAreNotFollowedByAGameWithACapability)
     if (setxattr("game", "security.capability", &capabilities, sizeof(capabilities), 0) != 0) {
         GTEST_SKIP() << "files have no capabilities here";
     }
-    EXPECT_EQ(ask({"enter the link"}), "refused\n");
+    EXPECT_EQ(ask(m_useTheLinks), m_refused);
 }
 
 TEST_F(Rights, LinksOfRootAndOfASetuidGamesOwnerAreFollowed)
 {
     install(m_owner, m_group, 02755);
     linkToFolder(0);
-    EXPECT_EQ(ask({"enter the link"}), "entered\n");
+    EXPECT_EQ(ask(m_useTheLinks), m_followed);
     install(m_owner, m_group, 04755);
-    EXPECT_EQ(ask({"enter the link"}), "entered\n");
+    EXPECT_EQ(ask(m_useTheLinks), m_followed);
     linkToFolder(m_owner);
-    EXPECT_EQ(ask({"enter the link"}), "entered\n");
+    EXPECT_EQ(ask(m_useTheLinks), m_followed);
 }
 
 TEST_F(Rights, ASetuidGameIgnoresALinkThatItsUserStartsItThrough)

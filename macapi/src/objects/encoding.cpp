@@ -73,6 +73,7 @@ void appendCharacter(std::string* text, char32_t character)
 static std::optional<std::string> decodeBytes(std::string_view bytes, const char16_t* upperHalf)
 {
     std::string text;
+    text.reserve(bytes.size());
     for (unsigned char byte : bytes) {
         if (byte >= 0x80 && !upperHalf) {
             return std::nullopt;

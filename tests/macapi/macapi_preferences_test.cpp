@@ -6,7 +6,9 @@
 #include <filesystem>
 #include <fstream>
 #include <limits.h>
+#include <signal.h>
 #include <stdlib.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -132,6 +134,20 @@ TEST(Preferences, AValueIsSeenByThisProcessAtOnceAndByOthersOnceItIsSynchronised
     EXPECT_TRUE(CFPreferencesAppSynchronize(sc_app));
     EXPECT_EQ(elsewhere(ask), "Anna");
     EXPECT_EQ(ask(), "Anna");
+}
+
+TEST(Preferences, AChildThatTheKernelMadeWithoutForkHasNoPendingValues)
+{
+    CFPreferencesSetAppValue(CFSTR("Player"), CFSTR("Anna"), sc_app);
+    EXPECT_EQ(appValue("Player"), "Anna");
+    const long child = syscall(SYS_clone, SIGCHLD, nullptr, nullptr, nullptr, nullptr);
+    if (child == 0) {
+        _exit(appValue("Player") == "(none)" ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(static_cast<pid_t>(child), &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(appValue("Player"), "Anna");
 }
 
 TEST(Preferences, AReadSeesAFolderThatAnotherProcessHasMadeSinceTheLastRead)

@@ -18,6 +18,7 @@
 #include "macapi/src/system/disk.h"
 #include "macapi/src/system/executable.h"
 #include "macapi/src/system/folders.h"
+#include "macapi/src/system/processid.h"
 
 #include <assert.h>
 #include <atomic>
@@ -182,7 +183,7 @@ static ProcessState& processState()
 {
     static std::atomic<ProcessState*> s_process; // never freed: other threads may still use it when the process ends
     ProcessState* known = s_process.load();
-    const pid_t id = getpid();
+    const pid_t id = processId();
     while (!known || known->id != id) {
         ProcessState* fresh = new ProcessState{id, known, {}, {}, {}, {}};
         if (s_process.compare_exchange_strong(known, fresh)) {

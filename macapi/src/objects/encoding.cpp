@@ -107,7 +107,10 @@ static std::optional<std::string> encodeBytes(std::string_view text, const char1
 static bool isUtf8(std::string_view bytes)
 {
     for (size_t position = 0; position < bytes.size();) {
-        if (nextCharacter(bytes, &position) == sc_noCharacter) {
+        const bool isASCII = static_cast<unsigned char>(bytes[position]) < 0x80;
+        if (isASCII) {
+            position++;
+        } else if (nextCharacter(bytes, &position) == sc_noCharacter) {
             return false;
         }
     }

@@ -120,6 +120,30 @@ static void load(AnyMap& map, const char* path)
     }
 }
 
+static std::string decoded(std::string_view text)
+{
+    size_t at = 0;
+    return text.find('\\') == text.npos ? std::string(text) : readQuoted(std::string(text), &at);
+}
+
+// As load, with fgets, for files in which each line is an entry.
+static void loadWithFgets(Map& map, const char* path)
+{
+    FILE* file = fopen(path, "rb");
+    char line[1024];
+    while (file && fgets(line, sizeof(line), file)) {
+        const std::string_view text(line);
+        const size_t keyEnd = text.find("\" = \"");
+        if (keyEnd != text.npos) {
+            const size_t begin = keyEnd + strlen("\" = \"");
+            map.emplace(decoded(text.substr(1, keyEnd - 1)), decoded(text.substr(begin, text.rfind('"') - begin)));
+        }
+    }
+    if (file) {
+        fclose(file);
+    }
+}
+
 template <typename AnyMap>
 static void write(const AnyMap& map, const char* path)
 {
@@ -262,6 +286,13 @@ static void benchLoad(Bench& bench)
                     [&] {
                         map.reset(new Map);
                         load(*map, "strings.utf8");
+                        return 0;
+                    },
+                    [&] { map.reset(); }},
+                   {"fgets, std::unordered_map",
+                    [&] {
+                        map.reset(new Map);
+                        loadWithFgets(*map, "strings.utf8");
                         return 0;
                     },
                     [&] { map.reset(); }}});

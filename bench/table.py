@@ -1,16 +1,67 @@
 #!/usr/bin/env python3
 """Makes the table, the CSV file and the chart of the benchmarks' results.
 
-    build/release/bench/parser_bench | bench/table.py [OUT.csv [OUT.svg]]
+    build/release/bench/parser_bench | bench/table.py [OUT.csv [OUT.svg [SHORT.svg]]]
 
 Reads the rows that bench/peers.h describes: subject, operation, side and nanoseconds, with tabs between them. The first
 row of a subject is core's. Other lines are ignored. "2.5x" after a peer: the peer takes 2.5 times as long as core.
+A subject may have a goal, the longest time that core should take (GOALS). The table says whether core reached it, and a
+mark in the chart shows where the bar of that peer should end. SHORT.svg is a chart of the subjects in SHORT.
+The machine and the date are written below the title of a chart.
 """
 import csv
+import datetime
 import math
 import os
+import platform
 import sys
 from xml.sax.saxutils import escape
+
+
+# The goals: a subject, or its beginning with "..."; then a peer and the part of its time that core may take, or None
+# and nanoseconds. The first goal that matches a subject counts.
+GOALS = (
+    ("strings file of 1000 texts, loaded", "fgets, std::unordered_map", 0.9),
+    ("program that makes a bank", None, 10e6),
+    ("start of a small game", None, 0.3e6),
+    ("Preferences::read, 20 settings", None, 250),
+    ("Preferences::read, INI file of 20 settings", None, 1000),
+    ("heap: worst...", None, 1000),
+    ("heap: ...", "rbtree_best_fit", 1.0),
+)
+
+# The subjects of the short chart, in its order.
+SHORT = (
+    "heap: lua-game",
+    "heap: images",
+    "heap: levels in reverse",
+    "heap: 20,000 holes",
+    "config file, cut into tokens",
+    "config file, values of eight kinds",
+    "translate, known texts",
+    "strings file of 1000 texts, loaded",
+    "Preferences::read, 20 settings",
+    "RegSetInt32, one of 1000 settings",
+    "program that makes a bank",
+    "start of a small game",
+)
+
+
+def goal(subject):
+    """Returns (peer, factor or nanoseconds); None for a subject without a goal."""
+    for name, peer, limit in GOALS:
+        if subject == name or (name.endswith("...") and subject.startswith(name[:-3])):
+            return peer, limit
+    return None
+
+
+def limit_of(subject, sides):
+    """Returns core's longest time in nanoseconds; None for a subject without a goal, and when its peer is missing."""
+    peer, limit = goal(subject) or (None, None)
+    if peer is None:
+        return limit
+    times_of = dict(sides)
+    return times_of[peer] * limit if peer in times_of else None
 
 
 def read(lines):
@@ -34,13 +85,31 @@ def times(ratio):
     return f"{ratio:.2f}x" if ratio < 10 else f"{ratio:.0f}x"
 
 
+def verdict(subject, sides):
+    limit = limit_of(subject, sides)
+    if limit is None:
+        return ""
+    return f"   (goal {duration(limit)}: {'reached' if sides[0][1] <= limit else 'missed'})"
+
+
+def machine():
+    """Returns the processor, the number of its cores, and the day."""
+    model = platform.machine()
+    try:
+        with open("/proc/cpuinfo") as file:
+            model = next((line.split(":", 1)[1].strip() for line in file if line.startswith("model name")), model)
+    except OSError:
+        pass
+    return f"{model}, {os.cpu_count()} cores, {datetime.date.today().isoformat()}"
+
+
 def write_table(subjects):
     titles = [f"{subject}, per {operation}" for subject, operation, _ in subjects]
     width = max(map(len, titles))
-    for title, (_, _, sides) in zip(titles, subjects):
+    for title, (subject, _, sides) in zip(titles, subjects):
         ours = sides[0][1]
         peers = "   ".join(f"{side} {duration(taken)} {times(taken / ours)}" for side, taken in sides[1:])
-        print(f"{title:<{width}}  {duration(ours):>8}   {peers}".rstrip())
+        print(f"{title:<{width}}  {duration(ours):>8}   {peers}{verdict(subject, sides)}".rstrip())
 
 
 def write_csv(subjects, path):
@@ -56,7 +125,7 @@ def write_csv(subjects, path):
 
 WIDTH, MARGIN = 900, 24  # pixels
 BARS, VALUES = 490, 60   # x of the start of the bars; width of the column after the bars
-ROW, GAP, HEAD, FOOT = 17, 9, 86, 20
+ROW, GAP, HEAD, FOOT = 17, 9, 104, 20
 FASTER, SLOWER, INK, GREY, RULE = "#2a6f97", "#d08c3c", "#1f2933", "#6b7785", "#e3e8ed"
 TICKS = (0.1, 0.2, 0.5, 1, 2, 5, 10, 20, 50, 100, 200, 500, 1000)
 
@@ -87,12 +156,15 @@ class Chart:
             self.line(self.x(tick), HEAD, self.x(tick), bottom, GREY if tick == 1 else RULE)
             self.text(self.x(tick), HEAD - 6, f"{tick:g}x", 11, GREY, "middle")
 
-    def peer(self, y, name, ratio):
+    def peer(self, y, name, ratio, least):
         left, right = sorted((self.x(1), self.x(ratio)))
         self.text(BARS - 12, y + 12, name, 11.5, INK, "end")
         self.parts.append(f'<rect x="{left:.1f}" y="{y + 3:.1f}" width="{max(right - left, 1):.1f}" height="{ROW - 6}" '
                           f'rx="2" fill="{FASTER if ratio >= 1 else SLOWER}"/>')
         self.text(WIDTH - MARGIN, y + 12, times(ratio), 11.5, INK, "end", "600")
+        if least is not None:
+            self.parts.append(f'<rect x="{self.x(least) - 1:.1f}" y="{y + 1:.1f}" width="2" height="{ROW - 2}" '
+                              f'fill="{INK}"/>')
 
     def draw(self):
         heights = [ROW * max(len(sides) - 1, 2) + GAP for _, _, sides in self.subjects]
@@ -102,15 +174,22 @@ class Chart:
         if self.fastest < self.low:
             words += f" Bars end at {self.low:g}x."
         self.text(MARGIN, 53, words, 12, GREY)
+        self.text(MARGIN, 70, f"A dark mark is a goal: the bar should end at it or right of it. {machine()}.", 12, GREY)
         self.scale(bottom)
         y = HEAD
         for (subject, operation, sides), height in zip(self.subjects, heights):
             ours = sides[0][1]
             self.line(MARGIN, y, WIDTH - MARGIN, y, RULE)
             self.text(MARGIN, y + GAP / 2 + 12, subject, 12, weight="600")
-            self.text(MARGIN, y + GAP / 2 + 12 + ROW, f"{duration(ours)} per {operation}", 11.5, GREY)
+            limit = limit_of(subject, sides)
+            peer = (goal(subject) or (None, None))[0]
+            words = f"{duration(ours)} per {operation}"
+            if limit is not None and peer is None:
+                words += f" (goal: {duration(limit)})"
+            self.text(MARGIN, y + GAP / 2 + 12 + ROW, words, 11.5, GREY)
             for row, (side, taken) in enumerate(sides[1:]):
-                self.peer(y + GAP / 2 + row * ROW, side, taken / ours)
+                least = taken / limit if limit is not None and side == peer else None
+                self.peer(y + GAP / 2 + row * ROW, side, taken / ours, least)
             y += height
         return (f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{bottom + FOOT}" '
                 f'viewBox="0 0 {WIDTH} {bottom + FOOT}" font-family="Helvetica, Arial, sans-serif">\n'
@@ -123,12 +202,17 @@ def write_chart(subjects, path):
         file.write(Chart(subjects).draw())
 
 
+def write_short_chart(subjects, path):
+    by_name = {entry[0]: entry for entry in subjects}
+    write_chart([by_name[name] for name in SHORT if name in by_name], path)
+
+
 def main():
     subjects = read(sys.stdin)
     if not subjects:
         sys.exit("table.py: no rows")
     write_table(subjects)
-    for path, write in zip(sys.argv[1:], (write_csv, write_chart)):
+    for path, write in zip(sys.argv[1:], (write_csv, write_chart, write_short_chart)):
         os.makedirs(os.path.dirname(path) or ".", exist_ok=True)
         write(subjects, path)
 

@@ -46,13 +46,25 @@ bool Preferences::init(const char* path)
     return true;
 }
 
+// Writes text at end, which lies in out, and returns the new end. A text that is too long is truncated. Each read
+// makes a key, and snprintf would take three times as long.
+static char* append(char* end, Text& out, const char* text)
+{
+    const size_t length = strnlen(text, static_cast<size_t>(out + sizeof(out) - 1 - end));
+    memcpy(end, text, length);
+    end[length] = '\0';
+    return end + length;
+}
+
 CFStringRef CreateKey(const char* section, const char* key)
 {
     if (!section || !key) {
         return nullptr;
     }
     Text name;
-    snprintf(name, sizeof(name), "%s/%s", section, key);
+    char* end = append(name, name, section);
+    end = append(end, name, "/");
+    append(end, name, key);
     return CFStringCreateWithCString(kCFAllocatorDefault, name, kCFStringEncodingMacRoman);
 }
 

@@ -152,16 +152,27 @@ static void closeQuietly(int descriptor)
     errno = error;
 }
 
-// Opens path and returns its descriptor, which is greater than 2; -1 on failure, with the reason in errno. Does not
-// wait for the other end of a pipe.
-static int openDescriptor(const char* path, int flags)
+// Does not wait for the other end of a pipe.
+static int openAnywhere(const char* path, int flags)
+{
+    return open(path, flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
+}
+
+static int openToChange(const char* path, int flags)
 {
     const StandardStreams streams;
-    const int descriptor = open(path, flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
+    return openAnywhere(path, flags);
+}
+
+// Opens path and returns its descriptor, which is greater than 2; -1 on failure, with the reason in errno. A file that
+// is only read may have the number of a standard stream for a moment: the log of another thread cannot write into it.
+static int openDescriptor(const char* path, int flags)
+{
+    const bool isRead = (flags & O_ACCMODE) == O_RDONLY;
+    const int descriptor = isRead ? openAnywhere(path, flags) : openToChange(path, flags);
     if (descriptor < 0 || descriptor > STDERR_FILENO) {
         return descriptor;
     }
-    // The descriptor is 0 to 2: another thread has closed a standard stream in the meantime.
     const int above = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     closeQuietly(descriptor);
     return above;

@@ -6,7 +6,9 @@
 #include <filesystem>
 #include <fstream>
 #include <limits.h>
+#include <signal.h>
 #include <stdlib.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -132,6 +134,50 @@ TEST(Preferences, AValueIsSeenByThisProcessAtOnceAndByOthersOnceItIsSynchronised
     EXPECT_TRUE(CFPreferencesAppSynchronize(sc_app));
     EXPECT_EQ(elsewhere(ask), "Anna");
     EXPECT_EQ(ask(), "Anna");
+}
+
+TEST(Preferences, AChildThatTheKernelMadeWithoutForkHasNoPendingValues)
+{
+    CFPreferencesSetAppValue(CFSTR("Player"), CFSTR("Anna"), sc_app);
+    EXPECT_EQ(appValue("Player"), "Anna");
+    const long child = syscall(SYS_clone, SIGCHLD, nullptr, nullptr, nullptr, nullptr);
+    if (child == 0) {
+        _exit(appValue("Player") == "(none)" ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(static_cast<pid_t>(child), &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(appValue("Player"), "Anna");
+}
+
+TEST(Preferences, AReadSeesAFolderThatAnotherProcessHasMadeSinceTheLastRead)
+{
+    for (const Domain& domain : {sc_domains[7], sc_domains[4], sc_domains[3], sc_domains[0]}) {
+        static Domain s_domain;
+        s_domain = domain;
+        static std::string s_value;
+        s_value += "x";     // each domain has another value
+        appValue("Player"); // the folder is missing, or the file is
+        elsewhere([] {
+            set(s_domain, "Player", s_value.c_str());
+            return std::string(synchronize(s_domain) ? "" : "not written");
+        });
+        EXPECT_EQ(appValue("Player"), s_value);
+    }
+}
+
+TEST(Preferences, AFolderThatIsRemovedAndMadeAgainIsReadAgain)
+{
+    const auto write = [] {
+        set(sc_domains[0], "Player", "Anna");
+        return std::string(synchronize(sc_domains[0]) ? "" : "not written");
+    };
+    EXPECT_EQ(elsewhere(write), "");
+    EXPECT_EQ(appValue("Player"), "Anna");
+    fs::remove_all("MACAPI_USER_LIBRARY/Preferences");
+    EXPECT_EQ(appValue("Player"), "(none)");
+    EXPECT_EQ(elsewhere(write), "");
+    EXPECT_EQ(appValue("Player"), "Anna");
 }
 
 TEST(Preferences, NullRemovesAValue)

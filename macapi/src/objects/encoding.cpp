@@ -73,6 +73,7 @@ void appendCharacter(std::string* text, char32_t character)
 static std::optional<std::string> decodeBytes(std::string_view bytes, const char16_t* upperHalf)
 {
     std::string text;
+    text.reserve(bytes.size());
     for (unsigned char byte : bytes) {
         if (byte >= 0x80 && !upperHalf) {
             return std::nullopt;
@@ -106,7 +107,10 @@ static std::optional<std::string> encodeBytes(std::string_view text, const char1
 static bool isUtf8(std::string_view bytes)
 {
     for (size_t position = 0; position < bytes.size();) {
-        if (nextCharacter(bytes, &position) == sc_noCharacter) {
+        const bool isASCII = static_cast<unsigned char>(bytes[position]) < 0x80;
+        if (isASCII) {
+            position++;
+        } else if (nextCharacter(bytes, &position) == sc_noCharacter) {
             return false;
         }
     }

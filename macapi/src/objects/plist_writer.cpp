@@ -5,11 +5,20 @@
 #include "macapi/src/objects/plist_pictures.h"
 #include "macapi/src/objects/values.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <string.h>
 
 namespace macapi {
+
+// Returns true if each character stands for itself: ASCII without control characters, and none of <, >, & and \.
+static bool isPlain(const std::string& text)
+{
+    return std::all_of(text.begin(), text.end(), [](char byte) {
+        return byte >= ' ' && byte <= '~' && byte != '<' && byte != '>' && byte != '&' && byte != '\\';
+    });
+}
 
 // A carriage return is written by its number, because readers turn the character itself into a line feed.
 static std::string escaped(const std::string& text)
@@ -71,9 +80,19 @@ static std::string realText(double value)
     return std::string(digits, std::to_chars(digits, digits + sizeof(digits), value).ptr);
 }
 
-static std::string element(const char* name, const std::string& content)
+static void appendElement(const char* name, const std::string& content, std::string* out)
 {
-    return std::string("<") + name + ">" + content + "</" + name + ">\n";
+    out->append("<").append(name).append(">").append(content).append("</").append(name).append(">\n");
+}
+
+// The fast path is for plain texts, as most are.
+static void appendText(const char* name, const std::string& text, std::string* out)
+{
+    if (isPlain(text)) {
+        appendElement(name, text, out);
+    } else {
+        appendElement(name, escaped(text), out);
+    }
 }
 
 static bool append(const Object& value, int depth, int* values, std::string* out);
@@ -97,7 +116,7 @@ static bool appendEntries(const __CFDictionary& dictionary, int depth, int* valu
     *out += "<dict>\n";
     for (const auto& [key, value] : dictionary.entries) {
         out->append(depth, '\t');
-        *out += element("key", escaped(key));
+        appendText("key", key, out);
         out->append(depth, '\t');
         if (!append(*value, depth + 1, values, out)) {
             return false;
@@ -108,12 +127,13 @@ static bool appendEntries(const __CFDictionary& dictionary, int depth, int* valu
     return true;
 }
 
-static std::string numberText(const __CFNumber& number)
+static void appendNumber(const __CFNumber& number, std::string* out)
 {
     if (number.isReal) {
-        return element("real", realText(number.real));
+        appendElement("real", realText(number.real), out);
+    } else {
+        appendElement("integer", (number.negative ? "-" : "") + std::to_string(number.magnitude), out);
     }
-    return element("integer", (number.negative ? "-" : "") + std::to_string(number.magnitude));
 }
 
 // Appends the value. The caller has indented its first line. *values counts the values written.
@@ -128,19 +148,19 @@ static bool append(const Object& value, int depth, int* values, std::string* out
     case Kind::Dictionary:
         return appendEntries(static_cast<const __CFDictionary&>(value), depth, values, out);
     case Kind::String:
-        *out += element("string", escaped(static_cast<const __CFString&>(value).text));
+        appendText("string", static_cast<const __CFString&>(value).text, out);
         return true;
     case Kind::Number:
-        *out += numberText(static_cast<const __CFNumber&>(value));
+        appendNumber(static_cast<const __CFNumber&>(value), out);
         return true;
     case Kind::Boolean:
         *out += static_cast<const __CFBoolean&>(value).value ? "<true/>\n" : "<false/>\n";
         return true;
     case Kind::Date:
-        *out += element("date", static_cast<const __CFDate&>(value).text);
+        appendElement("date", static_cast<const __CFDate&>(value).text, out);
         return true;
     case Kind::Data:
-        *out += element("data", base64(static_cast<const __CFData&>(value).bytes));
+        appendElement("data", base64(static_cast<const __CFData&>(value).bytes), out);
         return true;
     case Kind::Bundle:
     case Kind::URL:

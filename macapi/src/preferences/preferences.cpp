@@ -42,7 +42,7 @@ static std::optional<PreferencesDomain> domainOf(CFStringRef application, CFStri
                              anyHost ? PreferencesHost::Any : PreferencesHost::Current};
 }
 
-// Returns the domains in which a value of an application is looked up, in this order.
+// Returns all domains in which a value of an application can be.
 static std::vector<PreferencesDomain> domainsOf(const std::string& application)
 {
     std::vector<PreferencesDomain> domains;
@@ -60,16 +60,7 @@ static Ref<Object> appValue(CFStringRef key, CFStringRef application)
 {
     const __CFString* name = as<__CFString>(key);
     const __CFString* owner = as<__CFString>(application);
-    Ref<Object> value;
-    if (name && owner) {
-        for (const PreferencesDomain& domain : domainsOf(owner->text)) {
-            value = copyPreference(domain, name->text);
-            if (value) {
-                break;
-            }
-        }
-    }
-    return value;
+    return name && owner ? copyAppPreference(owner->text, name->text) : nullptr;
 }
 
 // Sets a value; null removes it. Does nothing for an object of AppKit's, because the store cannot hold it.

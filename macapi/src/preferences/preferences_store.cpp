@@ -18,11 +18,13 @@
 #include "macapi/src/system/disk.h"
 #include "macapi/src/system/executable.h"
 #include "macapi/src/system/folders.h"
+#include "macapi/src/system/processid.h"
 
 #include <assert.h>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <iterator>
 #include <mutex>
 #include <stdio.h>
 #include <sys/utsname.h>
@@ -102,24 +104,45 @@ static std::string fileNameOf(const std::string& application)
 
 // Returns the file name without host and .plist. fileNameOf escapes a leading dot, so no application can have the
 // file of the domain of all applications.
-static std::string fileNameFor(const PreferencesDomain& domain)
+static std::string fileNameFor(const std::string& application)
 {
-    if (domain.application == sc_anyApplication) {
+    if (application == sc_anyApplication) {
         return ".GlobalPreferences";
     }
-    return fileNameOf(domain.application == sc_currentApplication ? currentApplication() : domain.application);
+    if (application == sc_currentApplication) {
+        static const std::string s_current = fileNameOf(currentApplication());
+        return s_current;
+    }
+    return fileNameOf(application);
+}
+
+// Reads the environment at each call. Empty for a user without a home.
+static std::string preferencesFolder(PreferencesUser user)
+{
+    return systemFolder(user == PreferencesUser::Any ? kLocalDomain : kUserDomain, kPreferencesFolderType);
+}
+
+static const char* const sc_hostFolder = "/ByHost";
+
+// Returns the path of a file in a Preferences folder. name is the name that fileNameFor returns.
+static std::string pathOf(const std::string& folder, const std::string& name, PreferencesHost host)
+{
+    std::string path;
+    path.reserve(folder.size() + name.size() + 64); // 64: for the name of the host and the fixed parts
+    path += folder;
+    if (host == PreferencesHost::Current) {
+        path.append(sc_hostFolder).append("/").append(name).append(".").append(hostName());
+    } else {
+        path.append("/").append(name);
+    }
+    return path += ".plist";
 }
 
 std::string preferencesFile(const PreferencesDomain& domain)
 {
-    const bool machine = domain.user == PreferencesUser::Any;
-    const std::string folder = systemFolder(machine ? kLocalDomain : kUserDomain, kPreferencesFolderType);
-    const std::string name = fileNameFor(domain);
-    if (name.empty() || folder.empty()) {
-        return "";
-    }
-    return domain.host == PreferencesHost::Current ? folder + "/ByHost/" + name + "." + hostName() + ".plist"
-                                                   : folder + "/" + name + ".plist";
+    const std::string folder = preferencesFolder(domain.user);
+    const std::string name = fileNameFor(domain.application);
+    return name.empty() || folder.empty() ? "" : pathOf(folder, name, domain.host);
 }
 
 namespace {
@@ -132,14 +155,26 @@ struct File {
     struct stat status;         // of the file that these values came from
 };
 
+// The files of one Preferences folder in which the values of an application are looked up, in the order of the search.
+struct SearchPlaces {
+    std::string application;
+    std::string folder;
+    std::string hostFolder;
+    bool folderExisted; // when it was last looked at
+    bool hostFolderExisted;
+    std::string
+        files[4]; // the application's for this host and for any, those of all applications for this host and any
+};
+
 // The state of one process. A forked child makes a new one: it must not write its parent's pending values, and a lock
 // may be held by a thread of the parent that does not exist in the child.
 struct ProcessState {
     const pid_t id;
     ProcessState* const parent;
     std::mutex writing;                // held while a file is changed or repaired
-    std::mutex mutex;                  // guards files
+    std::mutex mutex;                  // guards files and places
     std::map<std::string, File> files; // by path
+    SearchPlaces places[2];            // of the last search: the current user's, then any user's
 };
 
 } // namespace
@@ -148,9 +183,9 @@ static ProcessState& processState()
 {
     static std::atomic<ProcessState*> s_process; // never freed: other threads may still use it when the process ends
     ProcessState* known = s_process.load();
-    const pid_t id = getpid();
+    const pid_t id = processId();
     while (!known || known->id != id) {
-        ProcessState* fresh = new ProcessState{id, known, {}, {}, {}};
+        ProcessState* fresh = new ProcessState{id, known, {}, {}, {}, {}};
         if (s_process.compare_exchange_strong(known, fresh)) {
             return *fresh;
         }
@@ -200,11 +235,39 @@ static Ref<__CFDictionary> valuesOf(ProcessState* state, File* file, const std::
     return std::move(contents.values);
 }
 
+// Returns false if the folder, and so every file in it, is missing at this moment. *existed is false if the folder was
+// missing at the last call. A folder that existed is not looked at again; its files may be missing all the same.
+static bool mayHaveFiles(const std::string& folder, bool* existed)
+{
+    struct stat status;
+    *existed = *existed || stat(folder.c_str(), &status) == 0;
+    return *existed;
+}
+
 // Returns the change of a value; null if the changes do not contain it.
 static const Ref<Object>* find(const PreferencesChanges& changes, const std::string& key)
 {
     const auto change = changes.find(key);
     return change != changes.end() ? &change->second : nullptr;
+}
+
+// Returns the value in one domain; null if there is none. mayExist is false when the domain's file is missing.
+static Ref<Object> valueIn(ProcessState* state, const std::string& path, PreferencesUser user, const std::string& key,
+                           bool mayExist)
+{
+    const auto known = state->files.find(path);
+    if (known != state->files.end()) {
+        for (const PreferencesChanges* changes : {&known->second.pending, &known->second.written}) {
+            if (const Ref<Object>* value = find(*changes, key)) {
+                return share(value->get());
+            }
+        }
+    }
+    if (!mayExist) {
+        return nullptr;
+    }
+    File& file = known != state->files.end() ? known->second : state->files[path];
+    return share(valuesOf(state, &file, path, user)->find(key));
 }
 
 Ref<Object> copyPreference(const PreferencesDomain& domain, const std::string& key)
@@ -215,13 +278,54 @@ Ref<Object> copyPreference(const PreferencesDomain& domain, const std::string& k
     }
     ProcessState& state = processState();
     const std::lock_guard<std::mutex> lock(state.mutex);
-    File& file = state.files[path];
-    for (const PreferencesChanges* changes : {&file.pending, &file.written}) {
-        if (const Ref<Object>* value = find(*changes, key)) {
-            return share(value->get());
+    return valueIn(&state, path, domain.user, key, true);
+}
+
+static SearchPlaces placesIn(const std::string& folder, const std::string& application)
+{
+    const std::string name = fileNameFor(application);
+    const std::string common = fileNameFor(sc_anyApplication);
+    const bool hasName = !name.empty();
+    return {application,
+            folder,
+            folder + sc_hostFolder,
+            false,
+            false,
+            {hasName ? pathOf(folder, name, PreferencesHost::Current) : "",
+             hasName ? pathOf(folder, name, PreferencesHost::Any) : "",
+             pathOf(folder, common, PreferencesHost::Current), pathOf(folder, common, PreferencesHost::Any)}};
+}
+
+// Returns the value of an application in the domains of one user; null if there is none. Makes *places anew when they
+// are of another folder or application.
+static Ref<Object> valueOfUser(ProcessState* state, SearchPlaces* places, PreferencesUser user,
+                               const std::string& application, const std::string& key)
+{
+    const std::string folder = preferencesFolder(user);
+    if (folder.empty()) {
+        return nullptr;
+    }
+    if (places->folder != folder || places->application != application) {
+        *places = placesIn(folder, application);
+    }
+    const bool mayExist = mayHaveFiles(folder, &places->folderExisted);
+    const bool mayExistForHost = mayExist && mayHaveFiles(places->hostFolder, &places->hostFolderExisted);
+    Ref<Object> value;
+    for (size_t i = 0; i < std::size(places->files) && !value; i++) {
+        const bool isHosts = i % 2 == 0;
+        if (!places->files[i].empty()) {
+            value = valueIn(state, places->files[i], user, key, isHosts ? mayExistForHost : mayExist);
         }
     }
-    return share(valuesOf(&state, &file, path, domain.user)->find(key));
+    return value;
+}
+
+Ref<Object> copyAppPreference(const std::string& application, const std::string& key)
+{
+    ProcessState& state = processState();
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    Ref<Object> value = valueOfUser(&state, &state.places[0], PreferencesUser::Current, application, key);
+    return value ? std::move(value) : valueOfUser(&state, &state.places[1], PreferencesUser::Any, application, key);
 }
 
 Ref<__CFDictionary> copyPreferences(const PreferencesDomain& domain)

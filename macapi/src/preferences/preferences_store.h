@@ -40,6 +40,10 @@ std::string preferencesFile(const PreferencesDomain& domain);
 // Returns the value; null if there is none.
 Ref<Object> copyPreference(const PreferencesDomain& domain, const std::string& key);
 
+// Returns the value of an application in the first of eight domains that has one, or null. The current user's domains
+// come before those of any user, the application's before those of all applications, this host's before any host's.
+Ref<Object> copyAppPreference(const std::string& application, const std::string& key);
+
 // Returns all values of the domain.
 Ref<__CFDictionary> copyPreferences(const PreferencesDomain& domain);
 

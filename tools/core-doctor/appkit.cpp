@@ -1,0 +1,56 @@
+// libcore loads libcore-appkit when the game first needs a window. Here it is only looked for and never loaded, because
+// AppKit may write files of its own when it starts.
+#include "core/version.h"
+#include "macapi/src/system/disk.h"
+#include "tools/core-doctor/linker.h"
+#include "tools/core-doctor/subjects.h"
+
+#include <algorithm>
+#include <stdlib.h>
+#include <unistd.h>
+#include <vector>
+
+static const char sc_section[] = "windows";
+
+// Returns the folders in the order in which the dynamic linker looks: those of LD_LIBRARY_PATH, then that of libcore.
+static std::vector<std::string> foldersFor(const std::string& libcore)
+{
+    std::vector<std::string> folders;
+    const char* variable = getenv("LD_LIBRARY_PATH");
+    const std::string list = variable ? variable : "";
+    for (size_t begin = 0; begin < list.size();) {
+        const size_t end = std::min(list.find_first_of(":;", begin), list.size());
+        folders.push_back(list.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    folders.push_back(macapi::folderOf(libcore));
+    return folders;
+}
+
+void lookAtAppKit(const std::string& libcore, Report* report)
+{
+    if (libcore.empty()) {
+        return;
+    }
+    const std::string name = "libcore-appkit.so." + std::to_string(CORE_VERSION_MAJOR);
+    std::string found;
+    for (const std::string& folder : foldersFor(libcore)) {
+        const std::string path = folder + "/" + name;
+        found = found.empty() && access(path.c_str(), R_OK) == 0 ? path : found;
+    }
+    report->add(sc_section, "AppKit", found.empty() ? name + " is not found" : found);
+    if (found.empty()) {
+        report->warn("appkit-missing", name + " is not found, so games show no windows.",
+                     "Install the package libcore-appkit1, or build core where GNUstep's AppKit is installed.");
+        return;
+    }
+    for (const LinkedLibrary& library : librariesOf(found)) {
+        if (library.path.empty()) {
+            report->warn("appkit-incomplete", name + " needs " + library.name + ", which is not found.",
+                         "Install GNUstep's libraries, libgnustep-gui and gnustep-back.");
+        }
+        if (library.name.rfind("libgnustep-gui", 0) == 0) {
+            report->add(sc_section, "GNUstep", library.path.empty() ? library.name + " is not found" : library.path);
+        }
+    }
+}

@@ -5,26 +5,23 @@
 #include "tools/core-doctor/linker.h"
 #include "tools/core-doctor/subjects.h"
 
-#include <algorithm>
-#include <stdlib.h>
 #include <unistd.h>
 #include <vector>
 
 static const char sc_section[] = "windows";
 
-// Returns the folders in the order in which the dynamic linker looks: those of LD_LIBRARY_PATH, then that of libcore.
-static std::vector<std::string> foldersFor(const std::string& libcore)
+// Returns the path; empty if the library is not in the folders that are searched for libcore, nor beside libcore.
+static std::string findLibrary(const std::string& name, const std::string& libcore)
 {
-    std::vector<std::string> folders;
-    const char* variable = getenv("LD_LIBRARY_PATH");
-    const std::string list = variable ? variable : "";
-    for (size_t begin = 0; begin < list.size();) {
-        const size_t end = std::min(list.find_first_of(":;", begin), list.size());
-        folders.push_back(list.substr(begin, end - begin));
-        begin = end + 1;
-    }
+    std::vector<std::string> folders = askLibrary(libcore).folders;
     folders.push_back(macapi::folderOf(libcore));
-    return folders;
+    for (const std::string& folder : folders) {
+        const std::string path = folder + "/" + name;
+        if (access(path.c_str(), R_OK) == 0) {
+            return path;
+        }
+    }
+    return "";
 }
 
 void lookAtAppKit(const std::string& libcore, Report* report)
@@ -33,11 +30,7 @@ void lookAtAppKit(const std::string& libcore, Report* report)
         return;
     }
     const std::string name = "libcore-appkit.so." + std::to_string(CORE_VERSION_MAJOR);
-    std::string found;
-    for (const std::string& folder : foldersFor(libcore)) {
-        const std::string path = folder + "/" + name;
-        found = found.empty() && access(path.c_str(), R_OK) == 0 ? path : found;
-    }
+    const std::string found = findLibrary(name, libcore);
     report->add(sc_section, "AppKit", found.empty() ? name + " is not found" : found);
     if (found.empty()) {
         report->warn("appkit-missing", name + " is not found, so games show no windows.",

@@ -4,6 +4,7 @@
 #include "macapi/src/objects/plist.h"
 #include "macapi/src/objects/values.h"
 #include "macapi/src/system/disk.h"
+#include "tools/core-doctor/elffile.h"
 
 #include <algorithm>
 #include <errno.h>
@@ -58,6 +59,10 @@ bool findGame(const std::string& path, Game* game, std::string* error)
     }
     if (access(real.get(), R_OK) != 0) {
         *error = path + ": " + strerror(errno);
+        return false;
+    }
+    if (!readElf(real.get()).isElf) {
+        *error = path + ": not a program; name the program itself, not a script that starts it";
         return false;
     }
     game->path = real.get();

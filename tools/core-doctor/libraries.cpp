@@ -31,9 +31,9 @@ static void addEnvironment(const char* variable, Report* report)
 static void addBuild(const std::string& libcore, Report* report)
 {
     const std::string version = askLibrary(libcore).version;
-    report->add(sc_section, "version", version.empty() ? "unknown, the library can't be loaded" : version);
+    report->add(sc_section, "libcore version", version.empty() ? "unknown, the library can't be loaded" : version);
     const ElfFacts facts = readElf(libcore);
-    report->add(sc_section, "built",
+    report->add(sc_section, "libcore built",
                 facts.processor + "; " + facts.compiler + (facts.hasDebugInformation ? "; with" : "; without") +
                     " debug information");
 }
@@ -46,7 +46,7 @@ static void lookAtRights(const Game& game, Report* report)
     const bool hasCapabilities = getxattr(game.path.c_str(), "security.capability", nullptr, 0) > 0;
     if (hasBits || hasCapabilities) {
         report->warn("extra-rights", game.path + " is setuid, setgid or has capabilities.",
-                     "Take these rights away (chmod ug-s, setcap -r): whoever starts the game gets them.");
+                     "Take these rights away (chmod ug-s, setcap -r): each user who starts the game gets them.");
     }
 }
 
@@ -71,14 +71,8 @@ static std::string lookAtGame(const Game& game, Report* report)
 {
     const ElfFacts facts = readElf(game.path);
     report->add(sc_section, "game", game.path);
-    report->add(sc_section, "game built",
-                facts.isElf ? facts.processor + "; " + facts.compiler : "not a program's file");
+    report->add(sc_section, "game built", facts.processor + (facts.compiler.empty() ? "" : "; " + facts.compiler));
     lookAtRights(game, report);
-    if (!facts.isElf) {
-        report->warn("no-program", game.path + " is not a program that the system can load.",
-                     "Name the program itself; a script that starts the game is not enough.");
-        return "";
-    }
     if (!facts.isForThisHost) {
         report->warn(
             "other-processor", "The game is built for " + facts.processor + ", unlike core-doctor.",
@@ -88,19 +82,27 @@ static std::string lookAtGame(const Game& game, Report* report)
     return addLinked(game, report);
 }
 
+// Returns the libcore that games find without help; empty if there is none.
+static std::string findLibcore(Report* report)
+{
+    const std::string name = "libcore.so." + std::to_string(CORE_VERSION_MAJOR);
+    const std::string path = askLibrary(name).path;
+    if (!path.empty()) {
+        report->add(sc_section, name, path);
+    }
+    return path;
+}
+
 std::string lookAtLibraries(const Game& game, Report* report)
 {
     report->add(sc_section, "core-doctor", CORE_VERSION);
-    const std::string libcore = game.path.empty()
-                                    ? askLibrary("libcore.so." + std::to_string(CORE_VERSION_MAJOR)).path
-                                    : lookAtGame(game, report);
-    if (libcore.empty()) {
-        report->add(sc_section, "libcore",
-                    game.path.empty() ? "not in the folders of the dynamic linker"
-                                      : "not loaded; it may be a part of the game's file");
-    } else {
-        report->add(sc_section, "libcore", libcore);
+    const std::string libcore = game.path.empty() ? findLibcore(report) : lookAtGame(game, report);
+    if (!libcore.empty()) {
         addBuild(libcore, report);
+    } else if (game.path.empty()) {
+        report->add(sc_section, "libcore", "not in the folders of the dynamic linker");
+    } else {
+        report->add(sc_section, "libcore", "not loaded; it may be a part of the game's file");
     }
     addEnvironment("LD_LIBRARY_PATH", report);
     addEnvironment("LD_PRELOAD", report);

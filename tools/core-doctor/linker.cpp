@@ -2,6 +2,7 @@
 // that one, because the file may be any program.
 #include "tools/core-doctor/linker.h"
 
+#include <algorithm>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <functional>
@@ -58,6 +59,17 @@ static std::string dynamicLinker()
     return path;
 }
 
+static std::vector<std::string> linesOf(const std::string& text)
+{
+    std::vector<std::string> lines;
+    for (size_t begin = 0; begin < text.size();) {
+        const size_t end = std::min(text.find('\n', begin), text.size());
+        lines.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return lines;
+}
+
 // Reads a line such as "\tlibcore.so.1 => /usr/lib/libcore.so.1 (0x7f00)".
 static bool readLine(const std::string& line, LinkedLibrary* library)
 {
@@ -74,36 +86,53 @@ static bool readLine(const std::string& line, LinkedLibrary* library)
 std::vector<LinkedLibrary> librariesOf(const std::string& path)
 {
     const std::string linker = dynamicLinker();
-    const std::string output = outputOfChild(
-        [&] { execl(linker.c_str(), linker.c_str(), "--list", path.c_str(), static_cast<char*>(nullptr)); });
+    const std::string output = outputOfChild([&] {
+        setenv("LD_TRACE_LOADED_OBJECTS", "1", 1); // list the libraries, also the missing ones, and run nothing
+        execl(linker.c_str(), linker.c_str(), path.c_str(), static_cast<char*>(nullptr));
+    });
     std::vector<LinkedLibrary> libraries;
-    for (size_t begin = 0; begin < output.size();) {
-        const size_t end = std::min(output.find('\n', begin), output.size());
+    for (const std::string& line : linesOf(output)) {
         LinkedLibrary library;
-        if (readLine(output.substr(begin, end - begin), &library)) {
+        if (readLine(line, &library)) {
             libraries.push_back(library);
         }
-        begin = end + 1;
     }
     return libraries;
 }
 
-static void writeAnswer(const std::string& library)
+static void printFolders(void* handle)
+{
+    Dl_serinfo sizes;
+    if (dlinfo(handle, RTLD_DI_SERINFOSIZE, &sizes) != 0) {
+        return;
+    }
+    std::vector<char> bytes(sizes.dls_size);
+    Dl_serinfo* const folders = reinterpret_cast<Dl_serinfo*>(bytes.data());
+    if (dlinfo(handle, RTLD_DI_SERINFOSIZE, folders) != 0 || dlinfo(handle, RTLD_DI_SERINFO, folders) != 0) {
+        return;
+    }
+    for (unsigned int i = 0; i < folders->dls_cnt; ++i) {
+        dprintf(STDOUT_FILENO, "%s\n", folders->dls_serpath[i].dls_name);
+    }
+}
+
+// Prints the path, the version and the folders, a line each.
+static void printAnswer(const std::string& library)
 {
     void* handle = dlopen(library.c_str(), RTLD_LAZY | RTLD_LOCAL);
     void* function = handle ? dlsym(handle, "_Z11CoreVersionv") : nullptr; // CoreVersion()
     Dl_info place;
     if (function && dladdr(function, &place)) {
-        dprintf(STDOUT_FILENO, "%s\n%s", place.dli_fname, reinterpret_cast<const char* (*)()>(function)());
+        dprintf(STDOUT_FILENO, "%s\n%s\n", place.dli_fname, reinterpret_cast<const char* (*)()>(function)());
+        printFolders(handle);
     }
 }
 
 LibraryAnswer askLibrary(const std::string& library)
 {
-    const std::string answer = outputOfChild([&] { writeAnswer(library); });
-    const size_t end = answer.find('\n');
-    if (end == std::string::npos) {
+    std::vector<std::string> lines = linesOf(outputOfChild([&] { printAnswer(library); }));
+    if (lines.size() < 2) {
         return {};
     }
-    return {answer.substr(0, end), answer.substr(end + 1)};
+    return {lines[0], lines[1], {lines.begin() + 2, lines.end()}};
 }

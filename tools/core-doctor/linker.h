@@ -15,8 +15,9 @@ std::vector<LinkedLibrary> librariesOf(const std::string& path);
 
 // What a libcore answers about itself. The library is loaded in a child process of its own.
 struct LibraryAnswer {
-    std::string path;    // where it was loaded from; empty if it cannot be loaded
-    std::string version; // of the library, such as "1.0.0"
+    std::string path;                 // where it was loaded from; empty if it cannot be loaded
+    std::string version;              // of the library, such as "1.0.0"
+    std::vector<std::string> folders; // where the dynamic linker looks for what the library itself loads
 };
 
 // library is a path, or a name for the dynamic linker to find.

@@ -11,11 +11,12 @@
 
 using namespace macapi;
 
-static void lookAtStore(const std::string& name, const PreferencesDomain& domain, Report* report)
+// Returns true if the file exists.
+static bool lookAtStore(const std::string& name, const PreferencesDomain& domain, Report* report)
 {
     const StoreCheck store = checkStore(domain);
-    if (store.file.empty()) {
-        return; // the section on folders says why
+    if (store.state == PreferencesState::Missing) {
+        return false; // most games have one or two of these files
     }
     report->add("preferences", name, store.file + ": " + store.text);
     if (store.state == PreferencesState::Damaged) {
@@ -28,24 +29,34 @@ static void lookAtStore(const std::string& name, const PreferencesDomain& domain
             "preferences-unreadable", store.file + ": " + store.text + ".",
             "Look at its owner, its permissions and the links on its path; the game can't store values there.");
     }
+    return true;
 }
 
 static void lookAtPreferences(const Game& game, Report* report)
 {
-    if (!game.path.empty()) {
-        lookAtStore("user's", {game.preferences, PreferencesUser::Current, PreferencesHost::Any}, report);
-        lookAtStore("machine's", {game.preferences, PreferencesUser::Any, PreferencesHost::Any}, report);
-        lookAtStore("user's, this host", {game.preferences, PreferencesUser::Current, PreferencesHost::Current},
-                    report);
-        lookAtStore("machine's, this host", {game.preferences, PreferencesUser::Any, PreferencesHost::Current},
-                    report);
+    static const struct {
+        const char* name;
+        bool isOfGame; // else of all games
+        PreferencesUser user;
+        PreferencesHost host;
+    } sc_stores[] = {
+        {"user's", true, PreferencesUser::Current, PreferencesHost::Any},
+        {"user's, this host", true, PreferencesUser::Current, PreferencesHost::Current},
+        {"machine's", true, PreferencesUser::Any, PreferencesHost::Any},
+        {"machine's, this host", true, PreferencesUser::Any, PreferencesHost::Current},
+        {"user's, all games", false, PreferencesUser::Current, PreferencesHost::Any},
+        {"user's, all games, this host", false, PreferencesUser::Current, PreferencesHost::Current},
+        {"machine's, all games", false, PreferencesUser::Any, PreferencesHost::Any},
+        {"machine's, all games, this host", false, PreferencesUser::Any, PreferencesHost::Current},
+    };
+    bool isThere = false;
+    for (const auto& store : sc_stores) {
+        const std::string application = store.isOfGame ? game.preferences : sc_anyApplication;
+        isThere |= lookAtStore(store.name, {application, store.user, store.host}, report);
     }
-    lookAtStore("user's, all games", {sc_anyApplication, PreferencesUser::Current, PreferencesHost::Any}, report);
-    lookAtStore("machine's, all games", {sc_anyApplication, PreferencesUser::Any, PreferencesHost::Any}, report);
-    lookAtStore("user's, all games, this host",
-                {sc_anyApplication, PreferencesUser::Current, PreferencesHost::Current}, report);
-    lookAtStore("machine's, all games, this host",
-                {sc_anyApplication, PreferencesUser::Any, PreferencesHost::Current}, report);
+    if (!isThere) {
+        report->add("preferences", "files", "none yet");
+    }
 }
 
 static void addSizes(const std::string& path, const std::string& text, Report* report)

@@ -40,7 +40,7 @@ string(CONCAT CPACK_DEBIAN_APPKIT_DESCRIPTION ${about}
 string(CONCAT CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION ${about}
     "This package has the headers, and the files for CMake and pkg-config.")
 string(CONCAT CPACK_DEBIAN_TOOLS_DESCRIPTION ${about}
-    "This package has core-prefs, which shows and changes the preferences of\ngames, and core-demo, a small game.")
+    "This package has core-prefs, which shows and changes the preferences of\ngames, core-doctor, which shows what a bug report needs, and core-demo, a\nsmall game.")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_APPKIT_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)

@@ -6,6 +6,7 @@
 #include "macapi/src/objects/encoding.h"
 #include "macapi/src/objects/plist.h"
 #include "macapi/src/preferences/preferences_store.h"
+#include "tools/store_check.h"
 
 #include <getopt.h>
 
@@ -85,29 +86,36 @@ static std::string checkedText(const char* word)
 
 // ---- The store
 
-// Returns Missing or Good for the domain's file. Ends the program when the file is damaged or cannot be read.
-static PreferencesState checkStore(const PreferencesDomain& domain)
+// Returns the check of the domain's file. Ends the program when the file is damaged or cannot be read.
+static StoreCheck readableStore(const PreferencesDomain& domain)
 {
-    const std::string file = preferencesFile(domain);
-    if (file.empty()) {
+    const StoreCheck store = checkStore(domain);
+    if (store.file.empty()) {
         failUnderstanding("there is no such store");
     }
-    const PreferencesState state = checkPreferences(file);
-    if (state == PreferencesState::Damaged) {
-        fail(sc_notReadable,
-             file + ": no property list. core-prefs does not change it; a game would set it aside and use its copy");
+    if (store.state == PreferencesState::Damaged) {
+        fail(sc_notReadable, store.file + ": " + store.text +
+                                 ". core-prefs does not change it; a game would set it aside and use its copy");
     }
-    if (state == PreferencesState::Unreadable) {
-        fail(sc_notReadable, file + ": can't be read, or is reached through a link that another user made");
+    if (store.state == PreferencesState::Unreadable) {
+        fail(sc_notReadable, store.file + ": " + store.text);
     }
-    return state;
+    return store;
+}
+
+// The same. Ends the program also when the file does not exist.
+static StoreCheck existingStore(const PreferencesDomain& domain)
+{
+    const StoreCheck store = readableStore(domain);
+    if (store.state == PreferencesState::Missing) {
+        fail(sc_nothingThere, store.file + ": " + store.text);
+    }
+    return store;
 }
 
 static Ref<__CFDictionary> allValues(const PreferencesDomain& domain)
 {
-    if (checkStore(domain) == PreferencesState::Missing) {
-        fail(sc_nothingThere, preferencesFile(domain) + ": nothing has been stored yet");
-    }
+    existingStore(domain);
     return copyPreferences(domain);
 }
 
@@ -243,7 +251,7 @@ static void write(const PreferencesDomain& domain, const Words& words)
     if (!value) {
         failUnderstanding("\"" + words.back() + "\" is not of type " + type.substr(1));
     }
-    checkStore(domain);
+    readableStore(domain);
     change(domain, words[0], std::move(value));
 }
 
@@ -257,9 +265,8 @@ static void erase(const PreferencesDomain& domain, const Words& words)
 
 static void check(const PreferencesDomain& domain, const Words&)
 {
-    const size_t count = allValues(domain)->entries.size();
-    printf("%s: in order, %zu %s\n", printable(preferencesFile(domain), Lines::Escape).c_str(), count,
-           count == 1 ? "key" : "keys");
+    const StoreCheck store = existingStore(domain);
+    printf("%s: %s\n", printable(store.file, Lines::Escape).c_str(), store.text.c_str());
 }
 
 static void exportAll(const PreferencesDomain& domain, const Words&)

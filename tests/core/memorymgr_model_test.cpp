@@ -11,22 +11,6 @@
 #include <optional>
 #include <stdint.h>
 
-// What the library takes beside the banks while they are made is their indexes. A bank whose index it gives back before
-// the end serves all the same, but slowly: the index was wrong.
-static int s_indexesLost;
-
-#ifdef WATCHES_LIBRARY_MEMORY
-extern "C" void __libc_free(void* block);
-
-extern "C" void free(void* block)
-{
-    for (int i = 0; block && i < LibraryMemory::blockCount; ++i) {
-        s_indexesLost += block == LibraryMemory::blocks[i];
-    }
-    __libc_free(block);
-}
-#endif
-
 namespace {
 
 // The same numbers on every host, which the standard's distributions don't promise.
@@ -190,7 +174,9 @@ GameRun::GameRun(const Case& c, const std::string& file, History* history) : m_c
 std::string GameRun::end()
 {
     const std::string path = m_memory->bankSizePath;
-    EXPECT_EQ(s_indexesLost, 0);
+    // What the library takes beside the banks while they are made is their indexes. A bank whose index it gives back
+    // before the end serves all the same, but slowly: the index was wrong.
+    EXPECT_EQ(LibraryMemory::givenBack, 0);
     LibraryMemory::blockCount = 0;
     m_memory.reset();
     const std::string file = readFile(path);

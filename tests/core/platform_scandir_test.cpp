@@ -204,6 +204,31 @@ TEST_F(ScanDir, TheCallbacksAreOfOneScanOnly)
     EXPECT_EQ(scan("units", everything).size(), 3u);
 }
 
+// Selects every file. Scans another folder meanwhile, and in that scan's callback a third time.
+static int everythingAndScanInside(const char*)
+{
+    struct Inner {
+        static int everything(const char*)
+        {
+            char(*list)[260];
+            Platform::ScanDirFree(Platform::ScanDir("units", &list, ::everything, byName) == 3 ? list : nullptr);
+            return 1;
+        }
+    };
+    char(*list)[260] = nullptr;
+    EXPECT_EQ(Platform::ScanDir("units", &list, Inner::everything, byName), 3);
+    EXPECT_STREQ(list[0], "units/archer.mdl");
+    Platform::ScanDirFree(list);
+    return 1;
+}
+
+TEST_F(ScanDir, AScanInAScanInACallbackLeavesEachItsCallbacks)
+{
+    EXPECT_EQ(scan("units", everythingAndScanInside, byNameBackwards),
+              (Paths{"units/notes.txt", "units/knight.mdl", "units/archer.mdl"}));
+    EXPECT_EQ(scan("units", everything, byName), (Paths{"units/archer.mdl", "units/knight.mdl", "units/notes.txt"}));
+}
+
 // "units", spelled with so many bytes.
 static std::string unitsWithLength(size_t length)
 {

@@ -188,6 +188,24 @@ TEST(Tables, DoNotGrowWhenFallbackBlocksAreMadeAndFreed)
     EXPECT_EQ(memory.systemBank.freeCount, 5001u);
 }
 
+// The first hash table of names has 256 slots, of which it uses three quarters.
+TEST(Tables, ANullNameTakesNoPlaceOfAName)
+{
+    GameMemory memory;
+    s_tablesGrow = false;
+    memory.free(-1, memory.alloc(-1, 1, nullptr, 1));
+    size_t count = 0;
+    bool isStored = true;
+    while (isStored && count < 1000) {
+        void* block = memory.alloc(-1, 1, nameOf(count), 1);
+        isStored = fileOf(block) != nullptr;
+        count += isStored;
+        memory.free(-1, block);
+    }
+    s_tablesGrow = true;
+    EXPECT_EQ(count, 192u);
+}
+
 TEST(Tables, UseAllLinksAgainThatWereGivenBackTogether)
 {
     GameMemory memory;

@@ -17,6 +17,7 @@ import importlib
 import json
 import os
 import platform
+import signal
 import sys
 
 import figure
@@ -33,7 +34,9 @@ def cache_folder():
 
 @contextlib.contextmanager
 def state():
-    """The counters and the last values, under a lock: one run at a time. They are written when the block ends."""
+    """The counters and the last values, under a lock: one run at a time. They are written when the block ends, also when
+    the run is interrupted."""
+    signal.signal(signal.SIGTERM, lambda number, frame: sys.exit(1))
     os.makedirs(cache_folder(), exist_ok=True)
     path = os.path.join(cache_folder(), "prove.json")
     with open(path + ".lock", "w") as lock:

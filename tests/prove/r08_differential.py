@@ -21,9 +21,10 @@ import figure
 TITLE = "results beside a second implementation in Python: texts with escapes, random words, strings files; added up"
 TARGET = "10 M texts and all of 2 bytes, 10 M words of 100 seeds, 1 M files, on x86-64 and PowerPC; 0 differences"
 COMMAND = "./run prove R8"
-TARGETS = {"texts": 10_000_000, "words": 10_000_000, "files": 1_000_000}
-EMULATORS = {"release": [], "powerpc": ["qemu-ppc", "-L", "/usr/powerpc-linux-gnu"]}
-NAMES = {"release": "x86-64", "powerpc": "PowerPC"}
+COUNTERS = ["texts", "words", "files"]
+EMULATORS = {"release": [], "powerpc": ["qemu-ppc", "-L", "/usr/powerpc-linux-gnu"],
+             "aarch64": ["qemu-aarch64", "-L", "/usr/aarch64-linux-gnu"]}
+NAMES = {"release": "x86-64", "powerpc": "PowerPC", "aarch64": "aarch64"}
 
 LETTERS = dict(zip(b"abtnvfr\"'\\", b"\a\b\t\n\v\f\r\"'\\"))
 BYTES = {byte: letter for letter, byte in LETTERS.items()}
@@ -147,6 +148,6 @@ def measure(place):
     if not played:
         raise figure.NotMeasured("prove_differ is not built")
     counters = place.add("R8")
-    text = "; ".join(f"{NAMES[preset]}: " + ", ".join(f"{counters.get(f'{preset} {name}', 0):,} {name}" for name in TARGETS)
+    text = "; ".join(f"{NAMES[preset]}: " + ", ".join(f"{counters.get(f'{preset} {name}', 0):,} {name}" for name in COUNTERS)
                      for preset in EMULATORS)
     return figure.Value(f"{text}; {len(faults)} differences; not measured: property lists", faults, reached=False)

@@ -101,7 +101,10 @@ def any_line(dice):
     return b'%s"%s"%s%s"%s%s%s' % (blanks[0], key, blanks[1] + b" ", equals, text, close, end)
 
 def any_document(dice):
-    return b"\n".join(any_line(dice) for _ in range(dice.randint(1, 8))) + dice.choice([b"", b"\n"])
+    lines = (any_line(dice) for _ in range(dice.randint(1, 8)))
+    whole = b"\n".join(line + b" " if line.rstrip(b"\r").endswith(b"=") else line for line in lines)
+    return whole + dice.choice([b"", b"\n"])
+
 
 def reply(program, emulator, operation, requests):
     """The replies of the program, in the order of the requests."""

@@ -66,7 +66,7 @@ def machine():
 def measured(module, place, options):
     """Measures one figure and returns its row: text, faults, reached, date, machine and command."""
     row = {"date": datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d"), "machine": machine(),
-           "command": module.COMMAND + (" full" if place.full else "")}
+           "command": module.COMMAND.replace(" prove ", " prove full ") if place.full else module.COMMAND}
     value = module.measure(place, **options)
     row.update(text=value.text, faults=value.faults, reached=value.reached)
     return row

@@ -226,6 +226,9 @@ TEST(AlignedMemory, LiesInAnOrdinaryBlockThatIsLargerByTheAlignmentAnd7)
     EXPECT_EQ(lineOf(node), 7u);
     EXPECT_EQ(sizeOf(node), 160u); // 100, 23 and 24, rounded up
     FreeAlignedInBank(1, memory);
+    memory = AllocAlignedInBank(1, 112, 16, "game/mesh", 7);
+    EXPECT_EQ(sizeOf(game.banks[1].usedList), 160u); // 112, 23 and 24: one byte more would not fit
+    FreeAlignedInBank(1, memory);
     memory = AllocAlignedInBank(2, 100, 128, "game/mesh", 7);
     EXPECT_EQ(game.banks[2].bytesInUse, 256u); // 100 and 135
     FreeAlignedInBank(2, memory);

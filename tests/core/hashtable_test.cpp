@@ -376,6 +376,7 @@ TEST(HashTableWalk, HasNothingToFindInAnEmptyTable)
     Iter it = {"?", 77, reinterpret_cast<HashData<int>*>(&table)};
     EXPECT_EQ(table.getFirstElement(it), nullptr);
     EXPECT_EQ(it.node, nullptr);
+    EXPECT_EQ(it.key, nullptr);
     EXPECT_EQ(table.getNextElement(it), nullptr);
     EXPECT_EQ(table.getNextElement(it), nullptr);
 
@@ -395,6 +396,8 @@ TEST(HashTableWalk, StaysAtTheEnd)
     for (int again = 0; again < 3; ++again) {
         EXPECT_EQ(table.getNextElement(it), nullptr);
         EXPECT_EQ(it.bucket, 100u);
+        EXPECT_EQ(it.node, nullptr);
+        EXPECT_EQ(it.key, nullptr);
     }
 }
 

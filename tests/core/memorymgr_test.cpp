@@ -516,6 +516,57 @@ TEST(InitializeAgain, NeverFreesTheMemoryOfABankTwice)
     EXPECT_EQ(memory.banks[1].base, nullptr);
 }
 
+TEST(InitializeAgain, WithoutMemoryLeavesTheBanksToTheFallback)
+{
+    GameMemory memory;
+    Source::serve(memory, MEMLOC_DEFAULT);
+    memory.defineHeap("heap", 64 << 10); // large enough for an index
+    memory.defineLinear("linear", 1024);
+    memory.initialize();
+    memory.alloc(0, 100, "test", 1);
+    memory.alloc(1, 100, "test", 1);
+    Source::largest = 512;
+    Source::takeLog();
+    EXPECT_EQ(memory.initialize(), 0);
+    EXPECT_EQ(Source::takeLog(), "free #1, free #2, alloc 65536 = null, alloc 1024 = null");
+    for (int bank = 0; bank < 2; ++bank) {
+        EXPECT_EQ(memory.banks[bank].base, nullptr) << bank;
+        EXPECT_EQ(memory.banks[bank].cursor, nullptr) << bank;
+        EXPECT_EQ(memory.banks[bank].freeList, nullptr) << bank;
+        EXPECT_EQ(memory.banks[bank].usedList, nullptr) << bank;
+    }
+    void* block = memory.alloc(0, 100, "test", 2);
+    EXPECT_EQ(Source::takeLog(), "alloc 128 = #3");
+    EXPECT_EQ(memory.free(0, block), 0);
+    EXPECT_EQ(Source::takeLog(), "free #3");
+}
+
+TEST(ThirtyTwoBanks, AreMadeServeAndLeaveTheirSizes)
+{
+    std::string path;
+    std::string sizes;
+    {
+        GameMemory memory;
+        path = memory.bankSizePath;
+        Source::serve(memory, MEMLOC_DEFAULT);
+        for (int bank = 0; bank < 32; ++bank) {
+            memory.defineHeap(("bank" + std::to_string(bank)).c_str(), 32 << 10);
+        }
+        memory.initialize();
+        for (int bank = 0; bank < 32; ++bank) {
+            EXPECT_EQ(memory.banks[bank].base, memory.banks[0].base + bank * (32 << 10)) << bank;
+            void* first = memory.alloc(bank, 39, "test", 1);
+            memory.alloc(bank, (32 << 10) - 25 - 64, "test", 1);
+            EXPECT_EQ(static_cast<char*>(first), memory.banks[bank].base + 24) << bank;
+            EXPECT_EQ(memory.check(bank), 0) << bank;
+            EXPECT_EQ(memory.free(bank, first), 0) << bank;
+            EXPECT_EQ(memory.alloc(bank, 39, "test", 1), first) << bank;
+            sizes += "bank" + std::to_string(bank) + "=32768\n";
+        }
+    }
+    EXPECT_EQ(readFile(path), sizes);
+}
+
 TEST(FailingLocation, LeavesItsBanksToTheFallback)
 {
     GameMemory memory;

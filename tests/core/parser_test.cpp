@@ -518,6 +518,19 @@ TEST(Reset, ReadsALongerTextThatWasPutIntoTheBuffer)
     EXPECT_FALSE(parser.ParseLine());
 }
 
+// The call that fails in the empty lines passes one of them. Two are left before the line, so the line is the last.
+TEST(EmptyLines, AtTheEndOfATextThatIsLengthenedCountWithoutTheOneThatWasPassed)
+{
+    char buffer[64] = "a\n\n\n\n";
+    Parser parser(buffer);
+    EXPECT_TRUE(parser.ParseLine());
+    EXPECT_FALSE(parser.ParseLine());
+    strcpy(buffer + 5, "bcd\nef\n");
+    EXPECT_TRUE(parser.ParseLine());
+    EXPECT_STREQ(parser.GetToken(""), "bcd");
+    EXPECT_FALSE(parser.ParseLine());
+}
+
 TEST(Reset, ReadsAShorterTextThatWasPutIntoTheBuffer)
 {
     char buffer[64] = "a long text that is one line\nand another one";

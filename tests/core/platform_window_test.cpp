@@ -4,6 +4,7 @@
 #include "core/platform.h"
 #include "tests/support/fake_appkit.h"
 
+#include <Carbon/Carbon.h>
 #include <gtest/gtest.h>
 
 #include <limits.h>
@@ -41,6 +42,50 @@ static std::string switched(bool fullScreen, int width, int height)
     Platform::SetFullscreenWindow(Platform::GetWindow(), fullScreen, width, height);
     return made();
 }
+
+// ---- The vector unit. This program defines Gestalt.
+
+static OSErr s_gestaltStatus = noErr;
+static SInt32 s_features = 0;
+
+extern "C" OSErr Gestalt(OSType selector, SInt32* response)
+{
+    EXPECT_EQ(selector, static_cast<OSType>(gestaltPowerPCProcessorFeatures));
+    *response = s_features;
+    return s_gestaltStatus;
+}
+
+struct Processor {
+    const char* name;
+    OSErr status;
+    SInt32 features;
+    int hasVectorUnit;
+};
+
+class VectorUnit : public testing::TestWithParam<Processor> {};
+
+TEST_P(VectorUnit, IsAskedForByTheFirstSetApp)
+{
+    s_gestaltStatus = GetParam().status;
+    s_features = GetParam().features;
+    s_platformData.hasVectorUnit = 7;
+    Platform::SetApp(1);
+    EXPECT_EQ(s_platformData.hasVectorUnit, GetParam().hasVectorUnit);
+
+    s_gestaltStatus = noErr;
+    s_features = ~GetParam().features;
+    Platform::SetApp(2);
+    EXPECT_EQ(s_platformData.hasVectorUnit, GetParam().hasVectorUnit);
+}
+
+INSTANTIATE_TEST_SUITE_P(Platform, VectorUnit,
+                         testing::Values(Processor{"None", noErr, 0, 0}, Processor{"Alone", noErr, 0x10, 1},
+                                         Processor{"AmongOthers", noErr, -1, 1},
+                                         Processor{"OthersAlone", noErr, ~0x10, 0},
+                                         Processor{"Unknown", gestaltUndefSelectorErr, 0x10, 0}),
+                         [](const testing::TestParamInfo<Processor>& one) { return std::string(one.param.name); });
+
+// ---- Windows.
 
 TEST(InitWindow, MakesAFramedWindowWithTheseCallsInOrder)
 {

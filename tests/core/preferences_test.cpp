@@ -1,6 +1,7 @@
 #include "core/preferences.h"
 
 #include "tests/support/game_memory.h"
+#include "tests/support/library_memory.h"
 #include "tests/support/watched_log.h"
 
 #include <optional>
@@ -181,6 +182,24 @@ TEST(Preferences, InitIsTrueForAnyPathAndTheLastOneCounts)
     EXPECT_TRUE(preferences.init(nullptr));
     EXPECT_EQ(preferences.read("Video", "width", 5), 5);
 }
+
+#ifdef WATCHES_LIBRARY_MEMORY
+
+TEST(Preferences, TheEndOfAnObjectFreesThePath)
+{
+    {
+        Preferences preferences;
+        LibraryMemory::isWatched = true;
+        preferences.init("game.ini");
+        LibraryMemory::isWatched = false;
+        EXPECT_EQ(LibraryMemory::blockCount, 1);
+        EXPECT_EQ(LibraryMemory::taken, sizeof("game.ini"));
+        EXPECT_EQ(LibraryMemory::givenBack, 0);
+    }
+    EXPECT_EQ(LibraryMemory::givenBack, 1);
+}
+
+#endif
 
 TEST(Preferences, TheEndOfOneObjectForgetsTheIniFileForAllObjects)
 {

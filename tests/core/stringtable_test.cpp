@@ -552,6 +552,20 @@ static const Language sc_names[] = {
 };
 INSTANTIATE_TEST_SUITE_P(StringTable, LanguageName, testing::ValuesIn(sc_names));
 
+TEST(LanguageName, LosesTheConversionOfEachLetterOfPrintf)
+{
+    WatchedMemory memory;
+    StringTable table;
+    for (const char letter : std::string("diouxXeEfFgGaAcCsSpnm")) {
+        table.setLanguage((std::string("a%") + letter + "b").c_str());
+        EXPECT_STREQ(m_languageOf(table), "ab") << letter;
+    }
+    for (const char flag : std::string("-+ #'0123456789.*$hlLqjzt")) {
+        table.setLanguage((std::string("a%") + flag + "gb").c_str());
+        EXPECT_STREQ(m_languageOf(table), "ab") << flag;
+    }
+}
+
 TEST(LanguageName, IsTruncatedTo127Bytes)
 {
     WatchedMemory memory;

@@ -110,6 +110,47 @@ TEST(Index, ABankWorksWithoutMemoryForItsIndex)
     EXPECT_EQ(heap.freeNodes(), "0+64 160+130912");
 }
 
+TEST(Index, NeedsBothOfItsBlocksAndGivesTheOtherOneBack)
+{
+    for (const int refused : {0, 1}) {
+        LargeHeap heap;
+        LibraryMemory::blockCount = LibraryMemory::givenBack = 0;
+        LibraryMemory::refused = refused;
+        LibraryMemory::isWatched = true;
+        heap.initialize();
+        LibraryMemory::isWatched = false;
+        EXPECT_EQ(LibraryMemory::blockCount, 2) << refused;
+        EXPECT_EQ(LibraryMemory::givenBack, 1) << refused;
+        char* first = heap.allocNode(64);
+        heap.allocNode(96);
+        heap.free(first);
+        EXPECT_EQ(heap.freeNodes(), "0+64 160+130912") << refused;
+        LibraryMemory::refused = -1;
+    }
+}
+
+TEST(Index, IsGivenUpForGoodWhenItsBankContradictsIt)
+{
+    LargeHeap heap;
+    LibraryMemory::isWatched = true;
+    heap.initialize(); // its banks begin anew
+    char* block = heap.allocNode(256);
+    heap.allocNode(32);
+    heap.free(block);
+    EXPECT_EQ(LibraryMemory::givenBack, 0);
+    headerOf(block)->size = 64;
+    heap.allocNode(128);
+    EXPECT_EQ(LibraryMemory::givenBack, 2);
+
+    headerOf(block)->size = 256; // nothing contradicts it now
+    LibraryMemory::blockCount = 0;
+    EXPECT_EQ(heap.allocNode(256), block);
+    heap.free(block);
+    LibraryMemory::isWatched = false;
+    EXPECT_EQ(LibraryMemory::blockCount, 0);
+    EXPECT_EQ(heap.check(0), 0);
+}
+
 #endif
 
 // A node of every size, beginning at every distance from a word of the index, is joined with what is freed beside it.

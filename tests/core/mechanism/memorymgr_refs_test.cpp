@@ -49,6 +49,42 @@ TEST(Names, OfAnyNumberAreTheCallersPointers)
     }
 }
 
+#if UINTPTR_MAX > 0xffffffffu
+
+// The search of the first hash table begins in one of 256 slots, which the upper bits of this product choose. All these
+// names begin in the last slot, so the search goes on at the first one.
+TEST(Names, ThatCollideHaveOneNumberEach)
+{
+    GameMemory memory;
+    std::vector<const char*> names;
+    for (size_t i = 0; names.size() < 8; ++i) {
+        if (reinterpret_cast<uintptr_t>(nameOf(i)) * 0x9e3779b97f4a7c15u >> 56 == 255) {
+            names.push_back(nameOf(i));
+        }
+    }
+    std::vector<void*> blocks;
+    for (int round = 0; round < 2; ++round) {
+        for (const char* name : names) {
+            blocks.push_back(memory.alloc(-1, 1, name, 1));
+            EXPECT_EQ(fileOf(blocks.back()), name);
+        }
+    }
+    const auto numberOf = [](void* block) {
+        unsigned int number;
+        memcpy(&number, &headerOf(block)->file, sizeof(number));
+        return number;
+    };
+    for (size_t i = 0; i < names.size(); ++i) {
+        EXPECT_EQ(numberOf(blocks[i]), numberOf(blocks[0]) + i);
+        EXPECT_EQ(numberOf(blocks[i + names.size()]), numberOf(blocks[i]));
+    }
+    for (void* block : blocks) {
+        memory.free(-1, block);
+    }
+}
+
+#endif
+
 TEST(Names, MayBeMissing)
 {
     GameMemory memory;
@@ -150,6 +186,46 @@ TEST(Tables, DoNotGrowWhenFallbackBlocksAreMadeAndFreed)
     }
     s_tablesGrow = true;
     EXPECT_EQ(memory.systemBank.freeCount, 5001u);
+}
+
+// The first hash table of names has 256 slots, of which it uses three quarters.
+TEST(Tables, ANullNameTakesNoPlaceOfAName)
+{
+    GameMemory memory;
+    s_tablesGrow = false;
+    memory.free(-1, memory.alloc(-1, 1, nullptr, 1));
+    size_t count = 0;
+    bool isStored = true;
+    while (isStored && count < 1000) {
+        void* block = memory.alloc(-1, 1, nameOf(count), 1);
+        isStored = fileOf(block) != nullptr;
+        count += isStored;
+        memory.free(-1, block);
+    }
+    s_tablesGrow = true;
+    EXPECT_EQ(count, 192u);
+}
+
+TEST(Tables, UseAllLinksAgainThatWereGivenBackTogether)
+{
+    GameMemory memory;
+    std::vector<void*> blocks(600);
+    s_tablesGrow = false;
+    for (int round = 0; round < 10; ++round) {
+        for (void*& block : blocks) {
+            block = memory.alloc(-1, 1, "test", 1); // where its links find no room, the game ends
+        }
+        size_t count = 0;
+        for (MemoryHeapNode_s* node = memory.systemBank.extList; node && count < 1000; node = node->next) {
+            ++count;
+        }
+        EXPECT_EQ(count, blocks.size());
+        for (void* block : blocks) {
+            memory.free(-1, block);
+        }
+        EXPECT_EQ(memory.systemBank.extList, nullptr);
+    }
+    s_tablesGrow = true;
 }
 
 TEST(Tables, TakeNoMemoryForTheFirstThousandFallbackBlocks)

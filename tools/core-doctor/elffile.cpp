@@ -84,8 +84,8 @@ ElfFacts readElf(const std::string& path)
     }
     ElfW(Ehdr) header = {};
     const std::string bytes = readPart(file, 0, sizeof(header));
-    facts.isElfFile = bytes.size() >= 20 && bytes.compare(0, SELFMAG, ELFMAG) == 0;
-    if (!facts.isElfFile) {
+    facts.hasHeader = bytes.size() >= 20 && bytes.compare(0, SELFMAG, ELFMAG) == 0;
+    if (!facts.hasHeader) {
         return facts;
     }
     facts.processor = processorOf(bytes);

@@ -4,7 +4,7 @@
 #include <string>
 
 struct ElfFacts {
-    bool isElfFile = false;
+    bool hasHeader = false;     // it is a program or a library
     bool isForThisHost = false; // the processor and the word size are those of core-doctor; else the rest is empty
     std::string processor;      // such as "x86-64, 64 bits"
     std::string compiler;       // such as "GCC: (Debian 12.2.0-14) 12.2.0"

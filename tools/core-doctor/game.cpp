@@ -61,7 +61,7 @@ bool findGame(const std::string& path, Game* game, std::string* error)
         *error = path + ": " + strerror(errno);
         return false;
     }
-    if (!readElf(real.get()).isElfFile) {
+    if (!readElf(real.get()).hasHeader) {
         *error = path + ": not a program; name the program itself, not a script that starts it";
         return false;
     }

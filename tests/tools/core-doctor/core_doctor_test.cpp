@@ -39,7 +39,7 @@ static bool contains(const std::string& text, const std::string& part)
 
 static std::string replaced(std::string text, const std::string& from, const std::string& to)
 {
-    for (size_t place = text.find(from); place != std::string::npos; place = text.find(from, place)) {
+    for (size_t place = text.find(from); place != std::string::npos; place = text.find(from, place + to.size())) {
         text.replace(place, from.size(), to);
     }
     return text;

@@ -21,11 +21,8 @@
 #include <stdint.h>
 #include <stdlib.h>
 
-// Different threads use different banks. The alignment keeps two locks out of one line of the processor's cache.
-class alignas(64) BankMutex : public Mutex {};
-
-static BankMutex s_mutex[32];
-static BankMutex s_systemMutex; // bank -1
+static Mutex s_mutex[32];
+static Mutex s_systemMutex; // bank -1
 
 class BankLock {
 public:

@@ -50,7 +50,7 @@ bool Preferences::init(const char* path)
 // makes a key, and snprintf would take three times as long.
 static char* append(char* end, Text& out, const char* text)
 {
-    const size_t length = strnlen(text, static_cast<size_t>(out + sizeof(out) - 1 - end));
+    const size_t length = std::min(strlen(text), static_cast<size_t>(out + sizeof(out) - 1 - end));
     memcpy(end, text, length);
     end[length] = '\0';
     return end + length;

@@ -48,13 +48,15 @@ Commands:
   check                    prints the store's path and says if it can be read
   export                   prints the whole store as a property list
 
-A key of Preferences is SECTION/KEY; a key of Platform's settings is KEY alone.
+A key of Preferences is SECTION/KEY, and its numbers are texts, too: write them without
+-int, or the game does not see them. A key of Platform's settings is KEY alone.
 Texts are UTF-8. The variables MACAPI_USER_LIBRARY and MACAPI_LIBRARY, when set,
 name the user's and the machine's Library folder.
 
 Examples:
   core-prefs -a game list
   core-prefs -a game write Video/mode "wide screen"
+  core-prefs -a game write Video/width 640
   core-prefs -a game write width -int 640
   core-prefs -a game export > game.plist
   core-prefs -gmc read "Ostrel Works/game"    # the mark of RegInitSecureKey

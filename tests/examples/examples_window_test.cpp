@@ -28,6 +28,7 @@ protected:
             GTEST_SKIP() << "there is no xdotool";
         }
         if (!IsSkipped()) {
+            m_hasOpenGl = true;
             start("640x480x24");
             m_display = XOpenDisplay(nullptr);
             ASSERT_NE(m_display, nullptr);

@@ -41,9 +41,9 @@ protected:
             dup2(nowhere, STDOUT_FILENO);
             dup2(nowhere, STDERR_FILENO);
             const std::string end = std::to_string(ends[1]);
-            // Without GLX, which no test uses, the server starts in half the time.
-            execlp("Xvfb", "Xvfb", "-displayfd", end.c_str(), "-noreset", "-extension", "GLX", "-screen", "0", screen,
-                   option, name, nullptr);
+            // Without GLX, which few tests use, the server starts in half the time.
+            execlp("Xvfb", "Xvfb", "-displayfd", end.c_str(), "-noreset", m_hasOpenGl ? "+extension" : "-extension",
+                   "GLX", "-screen", "0", screen, option, name, nullptr);
             _exit(127);
         }
         close(ends[1]);
@@ -65,5 +65,6 @@ protected:
         }
     }
 
-    pid_t m_process = 0; // the server's
+    pid_t m_process = 0;      // the server's
+    bool m_hasOpenGl = false; // set it before start
 };

@@ -3,6 +3,7 @@
 //
 // The bugs write and read through volatile pointers, so that the compiler keeps them.
 #include "core/memorymgr.h"
+#include "core/preferences.h"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -373,6 +374,12 @@ static void noBug()
         give(TINY, tiny);
         give(-1, system);
         give(LEVEL, nullptr);
+    }
+    // Reading a number gives a buffer of the library itself to free.
+    Preferences preferences;
+    preferences.write("video", "width", 640);
+    if (preferences.read("video", "width", 320) != 640) {
+        abort();
     }
 }
 

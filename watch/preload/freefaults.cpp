@@ -5,6 +5,8 @@
 
 #include "watch/preload/lastfrees.h"
 
+#include <dlfcn.h>
+
 namespace watch {
 
 static const int sc_noBank = -2;
@@ -220,8 +222,19 @@ static void tellNoBlock(ManagerView& manager, int bank, const void* block, const
     fault.stackFrom("freed by:", caller).tell();
 }
 
+bool isLibraryBuffer(const void* address)
+{
+    static void* const s_free = dlsym(RTLD_NEXT, "_ZN9MemoryMgr4freeEiPv");
+    Dl_info library;
+    Dl_info owner;
+    return dladdr(s_free, &library) != 0 && dladdr(address, &owner) != 0 && owner.dli_fbase == library.dli_fbase;
+}
+
 void explainRefusal(ManagerView& manager, int bank, const void* block, const void* caller)
 {
+    if (isLibraryBuffer(block)) {
+        return;
+    }
     const MemoryBank_s* record = manager.bank(bank);
     if (!record) {
         Fault("no-block", bank, nullptr)

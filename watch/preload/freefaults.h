@@ -12,6 +12,10 @@ void examineFree(ManagerView& manager, int bank, const void* block, const void* 
 // Tells that the block was freed before.
 void tellDoubleFree(ManagerView& manager, int bank, const void* block, const void* caller);
 
+// True for a buffer of libcore itself. Preferences gives one to free for each number that it reads; free refuses it, and
+// nothing is wrong.
+bool isLibraryBuffer(const void* address);
+
 // Tells why the real free has returned MEMERR_BLOCK.
 void explainRefusal(ManagerView& manager, int bank, const void* block, const void* caller);
 

@@ -393,7 +393,9 @@ static int freeUnknown(const Call& call, RecordedBank& mine, void* block, RealFr
         }
     }
     explainRefusal(view, call.bank, block, call.caller); // the bytes of a free block may look like a block in use
-    announceWrongFree(&mine, block);
+    if (!isLibraryBuffer(block)) {
+        announceWrongFree(&mine, block);
+    }
     return result;
 }
 

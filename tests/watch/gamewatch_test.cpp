@@ -75,9 +75,10 @@ TEST(GameWatch, FindsNoFaultInSoundBanks)
 {
     Game game;
     EXPECT_TRUE(watch::verifyGameBanks().empty());
-    game.memory.alloc(1, 5000, "game/sound.cpp", 9); // an overflow is no damage
+    void* sound = game.memory.alloc(1, 5000, "game/sound.cpp", 9); // an overflow is no damage
     game.memory.free(1, game.map);
     EXPECT_TRUE(watch::verifyGameBanks().empty());
+    game.memory.free(1, sound);
 }
 
 TEST(GameWatch, NamesADamagedBlockAndItsNeighbours)

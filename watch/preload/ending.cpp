@@ -29,14 +29,14 @@ void bankIsDefined(int bank, unsigned int size)
     }
 }
 
-static void tellEnd(MemoryMgr* manager, const char* cause)
+static void sendEnd(MemoryMgr* manager, const char* cause)
 {
     {
         Quiet quiet;
         checkAllBanks(manager);
     }
     announceEnd();
-    Channel channel;
+    Channel channel; // its destructor waits until the tool has read the game
     Message message;
     message.add("end: ").add(cause).add("\nmanager ").addHex(reinterpret_cast<uintptr_t>(manager)).add("\n");
     for (int bank = 0; bank < 32; ++bank) {
@@ -46,6 +46,17 @@ static void tellEnd(MemoryMgr* manager, const char* cause)
     }
     channel.send(message);
     sendRecords(manager, channel);
+}
+
+// A signal that comes meanwhile waits: it would end the process while the tool reads it.
+static void tellEnd(MemoryMgr* manager, const char* cause)
+{
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before);
+    sendEnd(manager, cause);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 void managerEnds(MemoryMgr* manager, const char* cause)

@@ -326,8 +326,7 @@ static int hold(const Call& call, RecordedBank& mine, Record& record, RealFree* 
     const unsigned int most = settings().quarantine;
     const MemoryBank_s& bank = realBank(call.manager, call.bank);
     if (!mine.held) {
-        void* pages =
-            mmap(nullptr, most * sizeof(mine.held[0]), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        void* pages = mmap(nullptr, most * sizeof(void*), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (pages == MAP_FAILED) {
             return releaseHeld(call, mine, record, real);
         }

@@ -318,7 +318,7 @@ inline bool FreeIndex::neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* 
 
 // ---- Changes
 
-// Makes node, of this size, the newest node. With null and 0 there is none.
+// Makes node the newest node; size is its size in bytes. Null and 0: the list then has no newest node.
 inline void FreeIndex::_setNewest(const MemoryHeapNode_s* node, unsigned int size)
 {
     m_newest = node;

@@ -1,24 +1,12 @@
 // The demo in its window, from the first frame to its exit status: on an X server of the test's own, with real keys.
+#include "tests/support/becomes.h"
 #include "tests/support/x_server.h"
 
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
 #include <fstream>
-#include <functional>
 #include <sstream>
-
-// Waits until it is so; false when it never comes.
-static bool becomes(const std::function<bool()>& condition)
-{
-    for (int tries = 0; tries < 600; ++tries) {
-        if (condition()) {
-            return true;
-        }
-        usleep(50000);
-    }
-    return false;
-}
 
 class DemoWindow : public XServer {
 protected:

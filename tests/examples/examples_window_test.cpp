@@ -1,23 +1,12 @@
 // The examples with a window: on an X server of the test's own, with real keys and a real mouse.
+#include "tests/support/becomes.h"
 #include "tests/support/x_server.h"
 
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
 #include <fstream>
-#include <functional>
 #include <sstream>
-
-static bool becomes(const std::function<bool()>& condition)
-{
-    for (int tries = 0; tries < 600; ++tries) {
-        if (condition()) {
-            return true;
-        }
-        usleep(50000);
-    }
-    return false;
-}
 
 class ExampleWindow : public XServer {
 protected:

@@ -97,7 +97,7 @@ void Merger::_placeOldItems()
             m_done.insert(foldCase(item.key));
         } else if (item.kind == ITEM_PROPOSAL || m_options.dropsUnused) {
             m_unused += 1;
-            continue; // a proposal for a key that is gone helps nobody
+            continue; // unused: a proposal always goes, an entry only if the user asks for it
         } else {
             m_unused += item.kind == ITEM_ENTRY;
             item.kind = ITEM_OBSOLETE;

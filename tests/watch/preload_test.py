@@ -15,17 +15,17 @@ LIBRARY, GAME, *EMULATOR = sys.argv[1:]
 # The number of a bug, the options, and what the messages begin with.
 CASES = [
     (0, {"CORE_WATCH_CHECK": "each"}, []),
-    (4, {"CORE_WATCH_CHECK": "1"}, ['fault: overrun: bank "level", 100 bytes from ']),
-    (7, {"CORE_WATCH_CHECK": "1"}, ['fault: overrun: bank "tiny", 5000 bytes from ']),
-    (10, {"CORE_WATCH_CHECK": "1"}, ['fault: damage: bank "level", 100 bytes from ',
+    (4, {"CORE_WATCH_CHECK": "block"}, ['fault: overrun: bank "level", 100 bytes from ']),
+    (7, {"CORE_WATCH_CHECK": "block"}, ['fault: overrun: bank "tiny", 5000 bytes from ']),
+    (10, {"CORE_WATCH_CHECK": "block"}, ['fault: damage: bank "level", 100 bytes from ',
                                      'fault: overrun: bank "level", 100 bytes from ']),
     (11, {}, ['fault: double-free: bank "level", 104 bytes from ']),
     (15, {}, ['fault: wrong-bank: bank "level", 104 bytes from ']),
     (17, {}, ['fault: wrong-bank: bank "tiny", 5032 bytes from ']),
     (20, {}, ['fault: no-block: bank "level", address ']),
-    (22, {"CORE_WATCH_CHECK": "1"}, ['fault: write-after-free: bank "level", 100 bytes from ']),
-    (23, {"CORE_WATCH_CHECK": "1", "CORE_WATCH_QUARANTINE": "16"}, ['fault: write-after-free: bank "level", ']),
-    (26, {"CORE_WATCH_CHECK": "1"}, ['fault: overrun: bank "frame", 100 bytes from ']),
+    (22, {"CORE_WATCH_CHECK": "block"}, ['fault: write-after-free: bank "level", 100 bytes from ']),
+    (23, {"CORE_WATCH_CHECK": "block", "CORE_WATCH_QUARANTINE": "16"}, ['fault: write-after-free: bank "level", ']),
+    (26, {"CORE_WATCH_CHECK": "block"}, ['fault: overrun: bank "frame", 100 bytes from ']),
 ]
 
 

@@ -1,7 +1,7 @@
 // A game that runs with libcorewatch.so, and the messages of that library.
 //
 //     WatchedGame game;
-//     if (!game.start({"./game", "-level", "2"}, {{"CORE_WATCH_CHECK", "1"}}, &error)) { ... }
+//     if (!game.start({"./game", "-level", "2"}, {{"CORE_WATCH_CHECK", "block"}}, &error)) { ... }
 //     while (game.wait(-1) == WatchedGame::EVENT_MESSAGE) {
 //         use(game.message());                       // the thread of the game that sent it waits meanwhile
 //         game.answer();

@@ -1,7 +1,7 @@
 // What the tool asks of this library. It arrives in environment variables, because the game is another program.
 //
 //   CORE_WATCH              the name of the tool's socket; without it this library only passes all calls on
-//   CORE_WATCH_CHECK        "1": bytes and headers are checked; "each": headers also at each operation
+//   CORE_WATCH_CHECK        "block": bytes and headers are checked; "each": headers also at each operation
 //   CORE_WATCH_STACKS       "1": the stack of each allocation is recorded
 //   CORE_WATCH_QUARANTINE   how many freed blocks of each bank are kept out of reuse
 //

@@ -28,6 +28,9 @@ GOALS = (
     ("Preferences::read, INI file of 20 settings", None, 1000),
     ("heap: worst...", None, 1000),
     ("heap: ...", "rbtree_best_fit", 1.0),
+    ("core-memory run: ...", "the game alone", 1.25),
+    ("core-memory run --check: ...", "the game alone", 3.0),
+    ("core-memory run --stacks: ...", "the game alone", 10.0),
 )
 
 # The subjects of the short chart, in its order.

@@ -46,11 +46,8 @@ static bool isUnderrun(const Record& record)
 
 static void checkSpare(const BankOfRecords& bank, Record& record, const void* caller);
 
-static void checkHeader(const BankOfRecords& bank, Record& record, const void* caller)
+static void tellHeader(const BankOfRecords& bank, Record& record, const void* caller)
 {
-    if (isHeaderRight(bank.bank, record)) {
-        return;
-    }
     record.set(RECORD_REPORTED);
     const bool isBefore = isUnderrun(record);
     Record* before = (record.size & sc_fallback) == 0 ? blockBefore(bank, headerOf(record)) : nullptr;
@@ -94,12 +91,15 @@ static void checkSpare(const BankOfRecords& bank, Record& record, const void* ca
     fault.tell();
 }
 
-void checkBlock(const BankOfRecords& bank, Record& record, const void* caller)
+bool checkBlock(const BankOfRecords& bank, Record& record, const void* caller)
 {
+    const bool isRight = isHeaderRight(bank, record);
     if (record.is(RECORD_REPORTED)) {
-        return;
+        return isRight;
     }
-    checkHeader(bank, record, caller);
+    if (!isRight) {
+        tellHeader(bank, record, caller);
+    }
     if (settings().check != CHECK_NONE && !record.is(RECORD_REPORTED)) {
         if (record.is(RECORD_QUARANTINE)) {
             checkFreed(bank, record.block, bytesOf(bank.bank, record), "while it was in quarantine");
@@ -107,6 +107,7 @@ void checkBlock(const BankOfRecords& bank, Record& record, const void* caller)
             checkSpare(bank, record, caller);
         }
     }
+    return isRight;
 }
 
 // ---- Freed bytes

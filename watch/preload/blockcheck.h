@@ -11,6 +11,7 @@ struct BankOfRecords {
     int index;
     const MemoryBank_s& bank;
     const Records& records;
+    bool areLinksKnown; // each record has its neighbours on the manager's list
 };
 
 // True when the block has a header: all blocks but those in the region of a linear bank.
@@ -31,21 +32,44 @@ inline unsigned int bytesOf(const MemoryBank_s& bank, const Record& record)
     return hasHeader(bank, record) ? size - sc_headerBytes : size;
 }
 
-// True when the header holds what the record says.
-inline bool isHeaderRight(const MemoryBank_s& bank, const Record& record)
+// The word of a link that lies at `at` and leads to the header of a block in the same region; 0 for null. The words of
+// links are described in core/memorymgr_refs.h.
+inline uint32_t linkWord(const char* at, const Record* to)
 {
-    if (!hasHeader(bank, record)) {
+    static const bool sc_isPointer = sizeof(void*) == 4;
+    return to ? static_cast<uint32_t>(reinterpret_cast<uintptr_t>(headerOf(*to)) -
+                                      (sc_isPointer ? 0 : reinterpret_cast<uintptr_t>(at)))
+              : 0;
+}
+
+// True when a link of the block, WORD_NEXT or WORD_PREV, leads to the block's neighbour.
+inline bool isLinkRight(const BankOfRecords& bank, const Record& record, HeaderWord link)
+{
+    const char* at = headerOf(record) + 4 * link;
+    const uint32_t word = headerWord(headerOf(record), link);
+    if (sizeof(void*) > 4 && (record.size & sc_fallback) != 0) {
+        static const uint32_t sc_prev = 2; // bit 1 of the word: prev
+        return word == record.links + (link == WORD_PREV ? sc_prev : 0);
+    }
+    const uint32_t neighbour = link == WORD_PREV ? record.newer : record.older;
+    return !bank.areLinksKnown || word == linkWord(at, bank.records.linked(neighbour));
+}
+
+// True when the header holds what the record says.
+inline bool isHeaderRight(const BankOfRecords& bank, const Record& record)
+{
+    if (!hasHeader(bank.bank, record)) {
         return true;
     }
     const char* header = headerOf(record); // not by memcmp: the address sanitizer would report a call of it
     return headerWord(header, WORD_MAGIC) == sc_used && headerWord(header, WORD_SIZE) == record.size &&
            headerWord(header, WORD_FILE) == record.name && headerWord(header, WORD_LINE) == record.line &&
-           headerWord(header, WORD_NEXT) == record.next && headerWord(header, WORD_PREV) == record.prev;
+           isLinkRight(bank, record, WORD_NEXT) && isLinkRight(bank, record, WORD_PREV);
 }
 
 // Compares the header and the spare bytes with what they have to be, and tells a fault. A block is told once. `caller`
-// is the return address of free; null at other times.
-void checkBlock(const BankOfRecords& bank, Record& record, const void* caller);
+// is the return address of free; null at other times. Returns true when the header is right.
+bool checkBlock(const BankOfRecords& bank, Record& record, const void* caller);
 
 // Tells that bytes of freed memory were written. `bytes` to bytes + count have to be sc_freedByte.
 void checkFreed(const BankOfRecords& bank, const char* bytes, size_t count, const char* when);

@@ -32,15 +32,17 @@ inline bool isAll(const char* bytes, size_t count, unsigned char value)
     return true;
 }
 
+// volatile: otherwise the compiler would make a string instruction of the loop, which costs more than the loop for so few
+// bytes.
 inline void fill(char* bytes, size_t count, unsigned char value)
 {
+    typedef uint64_t Word __attribute__((aligned(1), may_alias));
     if (count > 128) {
         memset(bytes, value, count);
         return;
     }
-    const uint64_t word = value * sc_everyByte;
-    for (; count >= sizeof(word); count -= sizeof(word), bytes += sizeof(word)) {
-        memcpy(bytes, &word, sizeof(word));
+    for (; count >= sizeof(Word); count -= sizeof(Word), bytes += sizeof(Word)) {
+        *reinterpret_cast<volatile Word*>(bytes) = value * sc_everyByte;
     }
     for (; count > 0; --count, ++bytes) {
         *reinterpret_cast<volatile unsigned char*>(bytes) = value;

@@ -1,8 +1,10 @@
 // 1. While its lock is free, a bank has one record for each block in use, and each record has the words of its header.
+//    Links are not stored as words: a record has the places of its neighbours.
 // 2. While a region is filled, each byte of a free node after its header is sc_freedByte, and so is each byte of a linear
 //    bank's region from the cursor on.
-// 3. An operation that the manager can't do right (it frees a block of another bank, or a header is damaged) ends rule 2
-//    for its bank. So one fault does not cause messages about others.
+// 3. While areLinksKnown, the neighbours of each record are those on the manager's list.
+// 4. An operation that the manager can't do right (it frees a block of another bank, or a header is damaged) ends rules 2
+//    and 3 for its bank. So one fault does not cause messages about others.
 #include "watch/preload/recordedbank.h"
 
 #include "watch/preload/announce.h"
@@ -15,7 +17,6 @@
 #include "watch/preload/settings.h"
 #include "watch/preload/stacks.h"
 
-#include <initializer_list>
 #include <sys/mman.h>
 
 namespace watch {
@@ -25,11 +26,10 @@ namespace {
 struct RecordedBank {
     BankMutex mutex;
     Records records;
-    Record* newest[2] =
-        {}; // the record that was added last: in the region, and of a fallback block; may be out of date
-    uint32_t order = 0;
-    bool isFilled = false; // rule 2
-    bool isBusy = false;   // the real operation is under way; it may end the process
+    uint32_t newest[2] = {};    // place plus 1 of the newest block: in the region, and outside of it; 0: none
+    bool areLinksKnown = false; // rule 3
+    bool isFilled = false;      // rule 2
+    bool isBusy = false;        // the real operation is under way; it may end the process
 
     // The blocks in quarantine, oldest first: a ring of settings().quarantine records.
     Record** held = nullptr;
@@ -107,43 +107,31 @@ static bool isFallback(const Record& record)
     return (record.size & sc_fallback) != 0;
 }
 
-// ---- Links of a header, as records
-
-static Record* recordOf(const RecordedBank& mine, const MemoryHeapNode_s* node)
+static BankOfRecords viewOf(int index, const MemoryBank_s& bank, const RecordedBank& mine)
 {
-    return node ? mine.records.find(node + 1) : nullptr;
+    return {index, bank, mine.records, mine.areLinksKnown && mine.records.isComplete()};
 }
 
-namespace {
+// ---- The manager's list of a block with a header
 
-struct Neighbours {
-    Record* newer; // null: none, or not known
-    Record* older;
-};
-
-} // namespace
-
-// The neighbours on the list of a block with a header, whose links must be right.
-static Neighbours neighboursOf(const RecordedBank& mine, const Record& record)
+// The newest block is the first on the manager's list.
+static void addToList(RecordedBank& mine, Record& record, uint32_t place)
 {
-    const MemoryHeapNode_s* node = nodeAt(headerOf(record));
-    return {recordOf(mine, node->prev), recordOf(mine, node->next)};
+    uint32_t& newest = mine.newest[isFallback(record)];
+    record.older = newest;
+    if (Record* older = mine.records.linked(newest)) {
+        older->newer = place;
+    }
+    newest = place;
 }
 
-static void readLinks(Record& record)
+static void takeFromList(RecordedBank& mine, const Record& record)
 {
-    record.next = headerWord(headerOf(record), WORD_NEXT);
-    record.prev = headerWord(headerOf(record), WORD_PREV);
-}
-
-// After an operation that may have changed the links of many blocks.
-static void readAllLinks(const MemoryBank_s& bank, RecordedBank& mine)
-{
-    for (uint32_t place = 0; place < mine.records.places(); ++place) {
-        Record& record = mine.records.at(place);
-        if (record.block && hasHeader(bank, record) && !record.is(RECORD_REPORTED)) {
-            readLinks(record);
-        }
+    Record* newer = mine.records.linked(record.newer);
+    Record* older = mine.records.linked(record.older);
+    (newer ? newer->older : mine.newest[isFallback(record)]) = record.older;
+    if (older) {
+        older->newer = record.newer;
     }
 }
 
@@ -151,7 +139,7 @@ static void readAllLinks(const MemoryBank_s& bank, RecordedBank& mine)
 
 static void checkBlocks(int index, const MemoryBank_s& bank, RecordedBank& mine)
 {
-    const BankOfRecords all = {index, bank, mine.records};
+    const BankOfRecords all = viewOf(index, bank, mine);
     for (uint32_t place = 0; place < mine.records.places(); ++place) {
         if (mine.records.at(place).block) {
             checkBlock(all, mine.records.at(place), nullptr);
@@ -165,7 +153,7 @@ static void checkFreeBytes(int index, const MemoryBank_s& bank, RecordedBank& mi
     if (!isChecking() || !mine.isFilled || !bank.base) {
         return;
     }
-    const BankOfRecords all = {index, bank, mine.records};
+    const BankOfRecords all = viewOf(index, bank, mine);
     const char* end = bank.base + bank.size;
     if (bank.type == MEMBANK_LINEAR) {
         checkFreed(all, bank.cursor, static_cast<size_t>(end - bank.cursor), "after the bank was emptied");
@@ -195,7 +183,7 @@ static void fillRecord(const MemoryBank_s& bank, Record& record, unsigned int si
         const char* header = headerOf(record);
         record.size = headerWord(header, WORD_SIZE);
         record.name = headerWord(header, WORD_FILE);
-        readLinks(record);
+        record.links = headerWord(header, WORD_NEXT);
     }
     const unsigned int bytes = bytesOf(bank, record);
     record.request = size < bytes ? size : bytes; // in a bank of another type, a block is shorter than the request
@@ -205,23 +193,9 @@ static void fillBlock(int index, const MemoryBank_s& bank, RecordedBank& mine, c
 {
     const unsigned int bytes = bytesOf(bank, record);
     if (mine.isFilled && isInRegionOf(bank, record)) {
-        checkFreed({index, bank, mine.records}, record.block, bytes, "before it was handed out again");
+        checkFreed(viewOf(index, bank, mine), record.block, bytes, "before it was handed out again");
     }
     fill(record.block + record.request, bytes - record.request, sc_spareByte);
-}
-
-// The block that was the newest of its list has another link now.
-static void becomesNewest(RecordedBank& mine, Record& record)
-{
-    const MemoryHeapNode_s* next = nodeAt(headerOf(record))->next;
-    Record*& newest = mine.newest[isFallback(record)];
-    if (next) {
-        const bool isKnown = newest && newest->block == reinterpret_cast<const char*>(next + 1);
-        if (Record* older = isKnown ? newest : recordOf(mine, next)) {
-            older->prev = headerWord(headerOf(*older), WORD_PREV);
-        }
-    }
-    newest = &record;
 }
 
 void* recordedAlloc(const Call& call, unsigned long size, const char* file, unsigned int line, RealAlloc* real)
@@ -233,13 +207,13 @@ void* recordedAlloc(const Call& call, unsigned long size, const char* file, unsi
         checkBlocks(call.bank, bank, mine);
     }
     char* block = static_cast<char*>(real(call.manager, call.bank, size, file, line));
-    Record* record = block ? mine.records.add(block) : nullptr;
+    uint32_t place;
+    Record* record = block ? mine.records.add(block, &place) : nullptr;
     if (!record) {
         return block;
     }
     record->file = file;
     record->line = line;
-    record->order = mine.order++;
     fillRecord(bank, *record, static_cast<unsigned int>(size));
     if (settings().stacks) {
         record->moreBits = numberOfStack(call.caller, call.frame) << 4;
@@ -249,7 +223,7 @@ void* recordedAlloc(const Call& call, unsigned long size, const char* file, unsi
     }
     announceBlock(&mine, block, record->request, wholeOf(bank, *record), wholeBytesOf(*record));
     if (hasHeader(bank, *record)) {
-        becomesNewest(mine, *record);
+        addToList(mine, *record, place);
     }
     return block;
 }
@@ -277,8 +251,7 @@ static void fillFreed(const MemoryBank_s& bank, char* header, unsigned int size,
 }
 
 // Calls the real free for a block with a record, and forgets the record. isRight: its header is.
-static int release(const Call& call, RecordedBank& mine, Record& record, bool isRight, const Neighbours& neighbours,
-                   RealFree* real)
+static int release(const Call& call, RecordedBank& mine, Record& record, bool isRight, RealFree* real)
 {
     const MemoryBank_s& bank = realBank(call.manager, call.bank);
     char* header = record.block - sc_headerBytes;
@@ -295,18 +268,12 @@ static int release(const Call& call, RecordedBank& mine, Record& record, bool is
         record.set(RECORD_REPORTED); // its header is damaged, which was told
         return result;
     }
+    takeFromList(mine, record);
     mine.records.remove(&record);
     retractBlock(&mine, block, header, size, isOutside);
     if (!isRight) {
-        mine.isFilled = false;
-        readAllLinks(bank, mine);
+        mine.isFilled = mine.areLinksKnown = false;
         return result;
-    }
-    if (neighbours.newer) {
-        neighbours.newer->next = headerWord(headerOf(*neighbours.newer), WORD_NEXT);
-    }
-    if (neighbours.older) {
-        neighbours.older->prev = headerWord(headerOf(*neighbours.older), WORD_PREV);
     }
     if (isChecking() && mine.isFilled && isInside) {
         fillFreed(bank, header, size, isJoinedAfter);
@@ -316,8 +283,8 @@ static int release(const Call& call, RecordedBank& mine, Record& record, bool is
 
 static int releaseHeld(const Call& call, RecordedBank& mine, Record& record, RealFree* real)
 {
-    const bool isRight = isHeaderRight(realBank(call.manager, call.bank), record);
-    return release(call, mine, record, isRight, isRight ? neighboursOf(mine, record) : Neighbours(), real);
+    const bool isRight = isHeaderRight(viewOf(call.bank, realBank(call.manager, call.bank), mine), record);
+    return release(call, mine, record, isRight, real);
 }
 
 // Puts a block into quarantine. The block that was there longest is freed when the quarantine is full.
@@ -336,7 +303,7 @@ static int hold(const Call& call, RecordedBank& mine, Record& record, RealFree* 
         Record& oldest = *mine.held[mine.heldFirst];
         mine.heldFirst = (mine.heldFirst + 1) % most;
         mine.heldCount -= 1;
-        checkBlock({call.bank, bank, mine.records}, oldest, nullptr);
+        checkBlock(viewOf(call.bank, bank, mine), oldest, nullptr);
         releaseHeld(call, mine, oldest, real);
     }
     record.set(RECORD_QUARANTINE);
@@ -356,7 +323,7 @@ static void freeHeld(const Call& call, RecordedBank& mine, RealFree* real)
 
 // A block of another bank was freed here, and the manager has accepted it. Both banks are damaged now. Returns false when
 // it was a block of no bank.
-static bool forgetElsewhere(const Call& call, const void* block)
+static bool forgetElsewhere(const void* block)
 {
     bool isFound = false;
     for (int index = -1; index < 32; ++index) {
@@ -365,9 +332,9 @@ static bool forgetElsewhere(const Call& call, const void* block)
             continue; // another thread uses that bank
         }
         if (Record* record = other.records.find(block)) {
+            takeFromList(other, *record);
             other.records.remove(record);
-            other.isFilled = false;
-            readAllLinks(realBank(call.manager, index), other);
+            other.isFilled = other.areLinksKnown = false;
             isFound = true;
         }
         other.mutex.unlock();
@@ -384,10 +351,8 @@ static int freeUnknown(const Call& call, RecordedBank& mine, void* block, RealFr
     }
     const int result = realFree(call, mine, block, real);
     if (result == MEMERR_NONE) {
-        mine.isFilled = false;
-        const bool isKnown = forgetElsewhere(call, block) || !mine.records.isComplete();
-        readAllLinks(*view.bank(call.bank), mine);
-        if (isKnown) {
+        mine.isFilled = mine.areLinksKnown = false;
+        if (forgetElsewhere(block) || !mine.records.isComplete()) {
             return result;
         }
     }
@@ -398,6 +363,15 @@ static int freeUnknown(const Call& call, RecordedBank& mine, void* block, RealFr
     return result;
 }
 
+// Checks the link that the real free is about to write.
+static void checkNeighbour(const BankOfRecords& all, uint32_t place, HeaderWord link)
+{
+    Record* neighbour = all.records.linked(place);
+    if (neighbour && !isLinkRight(all, *neighbour, link)) {
+        checkBlock(all, *neighbour, nullptr);
+    }
+}
+
 static int freeInHeap(const Call& call, RecordedBank& mine, void* block, RealFree* real)
 {
     const MemoryBank_s& bank = realBank(call.manager, call.bank);
@@ -405,23 +379,21 @@ static int freeInHeap(const Call& call, RecordedBank& mine, void* block, RealFre
     if (!record) {
         return freeUnknown(call, mine, block, real);
     }
+    __builtin_prefetch(mine.records.linked(record->older), 1);
+    __builtin_prefetch(mine.records.linked(record->newer), 1);
     if (record->is(RECORD_QUARANTINE)) {
         tellDoubleFree(ManagerView::of(call.manager), call.bank, block, call.caller);
         return MEMERR_BLOCK;
     }
-    const BankOfRecords all = {call.bank, bank, mine.records};
-    checkBlock(all, *record, call.caller);
-    const bool isRight = isHeaderRight(bank, *record);
-    const Neighbours neighbours = isRight ? neighboursOf(mine, *record) : Neighbours();
-    for (Record* neighbour : {neighbours.newer, neighbours.older}) {
-        if (neighbour && !isHeaderRight(bank, *neighbour)) {
-            checkBlock(all, *neighbour, nullptr); // before the real free writes its links
-        }
+    const BankOfRecords all = viewOf(call.bank, bank, mine);
+    const bool isRight = checkBlock(all, *record, call.caller);
+    if (isRight) {
+        checkNeighbour(all, record->newer, WORD_NEXT);
+        checkNeighbour(all, record->older, WORD_PREV);
     }
     const unsigned int bytes = record->request;
     g_lastFrees.note(block, {call.bank, {bytes, record->name, record->line}, call.caller});
-    return settings().quarantine != 0 ? hold(call, mine, *record, real)
-                                      : release(call, mine, *record, isRight, neighbours, real);
+    return settings().quarantine != 0 ? hold(call, mine, *record, real) : release(call, mine, *record, isRight, real);
 }
 
 // ---- free: a linear bank
@@ -442,6 +414,7 @@ static int emptyLinear(const Call& call, RecordedBank& mine, void* block, RealFr
     retractRegion(bank.base, size);
     const int result = realFree(call, mine, block, real);
     mine.records.clear();
+    mine.newest[0] = mine.newest[1] = 0;
     if (isChecking() && mine.isFilled && bank.base) {
         const bool isSame = bank.base == base && bank.size == size;
         memset(bank.base, sc_freedByte, isSame ? used : bank.size);
@@ -454,6 +427,7 @@ int recordedFree(const Call& call, void* block, RealFree* real)
 {
     RecordedBank& mine = recordedBank(call.bank);
     const MemoryBank_s& bank = realBank(call.manager, call.bank);
+    __builtin_prefetch(static_cast<char*>(block) - sc_headerBytes);
     Lock lock(mine);
     if (settings().check == CHECK_EACH) {
         checkBlocks(call.bank, bank, mine);
@@ -475,7 +449,7 @@ void recordGetSize(const Call& call, void* block, unsigned int size)
     Lock lock(mine);
     Record* record = mine.records.find(block);
     if (record && size >= record->request && !record->is(RECORD_REPORTED)) {
-        checkBlock({call.bank, realBank(call.manager, call.bank), mine.records}, *record, nullptr);
+        checkBlock(viewOf(call.bank, realBank(call.manager, call.bank), mine), *record, nullptr);
         resizeBlock(&mine, block, record->request, size);
         record->request = size;
     }
@@ -494,8 +468,9 @@ void recordManager(MemoryMgr* manager)
             announcePool(&mine);
         }
         mine.records.clear();
-        mine.newest[0] = mine.newest[1] = nullptr;
+        mine.newest[0] = mine.newest[1] = 0;
         mine.heldCount = 0;
+        mine.areLinksKnown = true;
         mine.isFilled = false;
     }
 }
@@ -509,6 +484,7 @@ static void forgetRegion(const MemoryBank_s& bank, RecordedBank& mine)
             mine.records.remove(&record);
         }
     }
+    mine.newest[0] = 0;
     mine.heldCount = 0;
     mine.isFilled = false;
 }

@@ -1,7 +1,7 @@
 // What this library remembers of the blocks in use of one bank. A bank's records are used under the bank's lock in
 // recordedbank.h.
 //
-//   64-bit build: 48 bytes for each block, and 8 to 16 for finding its record by its address
+//   64-bit build: 48 bytes for each block, and 11 to 21 for finding its record by its address
 //
 // All memory comes from mmap, because the game may serve malloc from a bank.
 #pragma once
@@ -23,9 +23,9 @@ struct Record {
     uint32_t request;  // bytes that the game asked for; all bytes of the block once the game has called getSize
     uint32_t size;     // the size word of the header; a linear bank's region: the bytes of the block
     uint32_t name;     // the raw word of the source name
-    uint32_t next;     // the raw links
-    uint32_t prev;     //
-    uint32_t order;    // number of the allocation in its bank, from 0
+    uint32_t older;    // the next block and the previous block on the manager's list: the place of the record plus 1;
+    uint32_t newer;    // 0: none. In a record that is not in use, `older` is the next free place plus 1, or 0
+    uint32_t links;    // 64-bit build, fallback block: the raw word of its link `next`, which never changes
     uint32_t moreBits; // 28 bits: number of the stack, 0 for none; 4 bits: RecordFlag
 
     uint32_t stack() const { return moreBits >> 4; }
@@ -35,8 +35,9 @@ struct Record {
 
 class Records {
 public:
-    // Adds a record with zeros for all but the block. Returns null when there is no memory; isComplete is false then.
-    Record* add(char* block);
+    // Adds a record with zeros for all but the block, and stores its place plus 1. Returns null when there is no memory;
+    // isComplete is false then.
+    Record* add(char* block, uint32_t* placePlus1);
 
     Record* find(const void* block) const; // null when there is none
     void remove(Record* record);
@@ -50,23 +51,39 @@ public:
     uint32_t places() const { return m_places; }
     Record& at(uint32_t place) const { return m_chunks[place / sc_chunk][place % sc_chunk]; }
 
+    // Returns the record that `older` or `newer` of another record refers to; null for 0.
+    Record* linked(uint32_t placePlus1) const { return placePlus1 != 0 ? &at(placePlus1 - 1) : nullptr; }
+
 private:
     static const uint32_t sc_chunk = 1024;
     static const uint32_t sc_mostChunks = 8192;
 
-    static uint32_t _hash(const void* block)
+    // A slot names the block without its record, so a search reads one record at most, and that one is used next.
+    struct Slot {
+        uint32_t tag;   // the lowest bits of the block's address, see _tagOf
+        uint32_t place; // of the record, plus 1; 0: the slot is empty
+    };
+
+    // Blocks of more than 32 GiB apart may have the same tag.
+    static uint32_t _tagOf(const void* block)
     {
-        return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(block) >> 3) * 0x9e3779b1u;
+        return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(block) >> 3);
+    }
+    // Blocks that lie near one another have slots that lie near one another, because a game often uses them together.
+    uint32_t _homeOf(uint32_t tag) const
+    {
+        const uint32_t granule = tag / (32 / 8);
+        return (((granule / 8) * 0x9e3779b1u) >> m_shift) ^ (granule % 8);
     }
     uint32_t _slotOf(const void* block) const; // of its record, or the empty slot where it belongs
     bool _growSlots();
     bool _growPlaces();
 
     Record* m_chunks[sc_mostChunks];
-    uint32_t* m_slots; // a place plus 1, or 0; open addressing with linear probing
+    Slot* m_slots;     // open addressing with linear probing
     uint32_t m_shift;  // 32 less the binary logarithm of the number of slots; 0: no slots yet
     uint32_t m_places; // records handed out so far
-    uint32_t m_free;   // the first free place plus 1; a free record holds the next one in `order`
+    uint32_t m_free;   // the first free place plus 1; see Record::older
     uint32_t m_count;
     bool m_isComplete = true;
 };

@@ -67,6 +67,8 @@ struct JournalText {
     uint64_t caller; // return address
     uint32_t answer; // e_TextAnswer
     uint32_t length; // bytes; at most sc_journalText of them are in the event
+    uint32_t table;  // the number of the string table in its process
+    uint32_t unused;
 };
 
 static const uint32_t sc_journalText = 16 * 1024;

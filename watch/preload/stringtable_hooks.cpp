@@ -8,6 +8,7 @@
 #include "watch/preload/realfunction.h"
 #include "watch/preload/settings.h"
 
+#include <atomic>
 #include <string.h>
 
 // The fields of a StringTable, which are frozen.
@@ -35,6 +36,45 @@ static bool isWatching()
     return watch::settings().events == watch::EVENTS_STRINGS && watch::isJournalOpen();
 }
 
+// ---- Numbers of tables: a new table may get the address of one that was destroyed
+
+static const uint32_t sc_tables = 16; // that are remembered; a game has one or two at a time
+
+static std::atomic<const StringTable*> s_tables[sc_tables]; // the table with the number n is at n % sc_tables
+static std::atomic<uint32_t> s_lastTable{0};
+
+static void numberTable(const StringTable* table)
+{
+    const uint32_t number = s_lastTable.fetch_add(1) + 1;
+    s_tables[number % sc_tables].store(table);
+}
+
+// Returns the number of a table, from 1 on; 0 when it is not known.
+static uint32_t numberOf(const StringTable* table)
+{
+    const uint32_t last = s_lastTable.load(std::memory_order_relaxed);
+    for (uint32_t number = last; number > 0 && last - number < sc_tables; --number) {
+        if (s_tables[number % sc_tables].load(std::memory_order_relaxed) == table) {
+            return number;
+        }
+    }
+    return 0;
+}
+
+WATCH_FUNCTION("_ZN11StringTableC1Ev", void, construct, (StringTable * table))
+{
+    s_construct.real()(table);
+    numberTable(table);
+}
+
+WATCH_FUNCTION("_ZN11StringTableC2Ev", void, constructBase, (StringTable * table))
+{
+    s_constructBase.real()(table);
+    numberTable(table);
+}
+
+// ---- Calls
+
 WATCH_FUNCTION("_ZN11StringTable9translateEPKc", const char*, translate, (StringTable * table, const char* text))
 {
     if (!text || !isWatching()) {
@@ -50,7 +90,8 @@ WATCH_FUNCTION("_ZN11StringTable9translateEPKc", const char*, translate, (String
                                        : view.freeNode() != before ? watch::TEXT_ADDED
                                        : strcmp(result, text) == 0 ? watch::TEXT_SAME
                                                                    : watch::TEXT_TRANSLATED;
-    const watch::JournalText event = {reinterpret_cast<uintptr_t>(caller), answer, static_cast<uint32_t>(length)};
+    const watch::JournalText event = {reinterpret_cast<uintptr_t>(caller), answer, static_cast<uint32_t>(length),
+                                      numberOf(table), 0};
     const size_t recorded = length < watch::sc_journalText ? length : watch::sc_journalText;
     if (watch::countEvent(
             watch::JOURNAL_TEXT,

@@ -128,6 +128,55 @@ static void addFromPo(CLI::App& app, FromPoOptions* options, int* status)
     command->callback([=] { *status = runFromPo(*options); });
 }
 
+static void addGame(CLI::App* command, std::vector<std::string>* words)
+{
+    command->add_option("GAME", *words, "The game and its arguments, after --");
+    command->positionals_at_end();
+}
+
+static void addRecord(CLI::App& app, RecordOptions* options, int* status)
+{
+    CLI::App* command = app.add_subcommand("record", "Plays a game and writes down every text that it asks for");
+    command->footer(
+        "Examples:\n"
+        "  core-strings record -- ./game -level 2\n"
+        "  core-strings record -o recorded.utf8 -- ./game\n"
+        "  core-strings record -o game.po -- ./game\n"
+        "\n"
+        "The record is a strings file, or a PO file if its name ends in .po or .pot. If it exists, the run\n"
+        "is added to it. The exit status is that of the game. It is 2 when the command line or the record\n"
+        "was not understood, and 3 when the game could not be started or the record not be written.");
+    addOutput(command, &options->output,
+              "The record (default: recorded.utf8); with - the game's own output goes to the standard error stream");
+    command->add_option("-C,--root", options->root,
+                        "The folder of the sources: their paths in the record begin there (default: this folder)");
+    command->add_flag("--json", options->isJson, "Writes JSON for scripts, which no later run is added to");
+    addGame(command, &options->command);
+    command->get_option("GAME")->required();
+    command->callback([=] { *status = runRecord(*options); });
+}
+
+static void addMissing(CLI::App& app, MissingOptions* options, int* status)
+{
+    CLI::App* command = app.add_subcommand("missing", "Plays a game and says which texts its strings file lacks");
+    command->footer(
+        "Examples:\n"
+        "  core-strings missing -- ./game -language german\n"
+        "  core-strings missing --record recorded.utf8 -- ./game\n"
+        "  core-strings missing --record recorded.utf8 --file locale/de/strings.utf8\n"
+        "\n"
+        "The strings file is the one that the game opens. An entry that neither this run nor a record has\n"
+        "asked for is a finding as well. The game's own output goes to the standard error stream.");
+    command->add_option("--record", options->records, "What other runs asked for: a file that record has written");
+    command->add_option("--file", options->files, "A strings file, instead of the one that the game opens");
+    command->add_option("-C,--root", options->root,
+                        "The folder of the sources: paths in the findings begin there (default: this folder)");
+    CLI::Option* const json = command->add_flag("--json", options->isJson, "Prints the findings as JSON");
+    command->add_flag("--github", options->isGithub, "Prints the findings as annotations of GitHub")->excludes(json);
+    addGame(command, &options->command);
+    command->callback([=] { *status = runMissing(*options); });
+}
+
 static int runProgram(int argc, char** argv)
 {
     CLI::App app(sc_description, "core-strings");
@@ -142,6 +191,8 @@ static int runProgram(int argc, char** argv)
     PseudoOptions pseudo;
     PoOptions po;
     FromPoOptions fromPo;
+    RecordOptions record;
+    MissingOptions missing;
     addCheck(app, &check, &status);
     addMerge(app, &merge, &status);
     addStats(app, &stats, &status);
@@ -149,6 +200,8 @@ static int runProgram(int argc, char** argv)
     addPseudo(app, &pseudo, &status);
     addPo(app, &po, &status);
     addFromPo(app, &fromPo, &status);
+    addRecord(app, &record, &status);
+    addMissing(app, &missing, &status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -90,9 +90,9 @@ void AskedTexts::add(const AskedTexts& others)
 
 // ---- The comments of a record
 
-static std::string commentOf(const AskedCount& asked)
+std::string describe(const AskedCount& asked)
 {
-    return sc_askedMark + std::to_string(asked.count) + (asked.count == 1 ? " time" : " times") +
+    return "asked for " + std::to_string(asked.count) + (asked.count == 1 ? " time" : " times") +
            (asked.language.empty() ? "" : " in \"" + encodeEscapes(asked.language) + '"') + ": " +
            sc_results[asked.result];
 }
@@ -189,7 +189,7 @@ static void addItem(const AskedText& text, bool isPo, Item* item)
     AskedText all = takeAsked(item);
     all.add(text);
     for (const AskedCount& known : all.counts) {
-        item->comments.push_back(commentOf(known));
+        item->comments.push_back("//. " + describe(known));
     }
     for (const auto& place : all.places) {
         item->comments.push_back(sc_placeMark + place.first);

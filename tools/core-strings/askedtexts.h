@@ -29,6 +29,9 @@ struct AskedCount {
     uint64_t count;
 };
 
+// Returns "asked for 12 times in "german": translated".
+std::string describe(const AskedCount& asked);
+
 struct AskedText {
     std::string key; // in its first spelling: for the game, texts that differ in case are one
     std::vector<AskedCount> counts;

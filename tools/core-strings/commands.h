@@ -75,6 +75,12 @@ struct MissingOptions {
 };
 int runMissing(const MissingOptions& options);
 
+struct LspOptions {
+    std::vector<std::string> others;  // strings files of other languages; empty: those beside the file
+    std::vector<std::string> records; // of runRecord
+};
+int runLsp(const LspOptions& options);
+
 // True for a path that ends in .po or .pot.
 bool isPoPath(const std::string& path);
 

@@ -177,6 +177,21 @@ static void addMissing(CLI::App& app, MissingOptions* options, int* status)
     command->callback([=] { *status = runMissing(*options); });
 }
 
+static void addLsp(CLI::App& app, LspOptions* options, int* status)
+{
+    CLI::App* command = app.add_subcommand("lsp", "Serves an editor: findings, keys, other languages, one form");
+    command->footer("Examples:\n"
+                    "  core-strings lsp\n"
+                    "  core-strings lsp --record recorded.utf8\n"
+                    "\n"
+                    "The editor starts this command and talks to it over standard input and output (LSP 3.17).\n"
+                    "docs/translating.md has the settings of some editors.");
+    command->add_option("--with", options->others,
+                        "Strings files of other languages (default: those in the folders beside the file's folder)");
+    command->add_option("--record", options->records, "What runs asked for: a file that record has written");
+    command->callback([=] { *status = runLsp(*options); });
+}
+
 static int runProgram(int argc, char** argv)
 {
     CLI::App app(sc_description, "core-strings");
@@ -193,6 +208,7 @@ static int runProgram(int argc, char** argv)
     FromPoOptions fromPo;
     RecordOptions record;
     MissingOptions missing;
+    LspOptions lsp;
     addCheck(app, &check, &status);
     addMerge(app, &merge, &status);
     addStats(app, &stats, &status);
@@ -202,6 +218,7 @@ static int runProgram(int argc, char** argv)
     addFromPo(app, &fromPo, &status);
     addRecord(app, &record, &status);
     addMissing(app, &missing, &status);
+    addLsp(app, &lsp, &status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

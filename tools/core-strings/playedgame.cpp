@@ -32,11 +32,12 @@ static std::string shortName(const std::string& function)
     return name.substr(0, name.find_first_of("( "));
 }
 
-// Returns the path of the folder with a slash at its end; an empty text if there is no such folder.
+// Returns the path of the folder with a slash at its end.
 static std::string rootFolder(const std::string& folder)
 {
     char buffer[PATH_MAX];
-    return realpath(folder.empty() ? "." : folder.c_str(), buffer) ? std::string(buffer) + "/" : "";
+    const std::string root = realpath(folder.empty() ? "." : folder.c_str(), buffer) ? buffer : folder;
+    return root.empty() || root.back() == '/' ? root : root + "/";
 }
 
 std::string pathFrom(const std::string& root, const std::string& path)

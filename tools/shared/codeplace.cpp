@@ -1,7 +1,9 @@
 #include "tools/shared/codeplace.h"
 
 #include <cxxabi.h>
+#include <filesystem>
 #include <stdlib.h>
+#include <sys/stat.h>
 
 static std::string demangled(const char* symbol)
 {
@@ -10,6 +12,13 @@ static std::string demangled(const char* symbol)
     std::string result = name ? name : symbol;
     free(name);
     return result;
+}
+
+// The name of a source can begin at the folder that it was compiled in.
+static std::string wholePath(const std::string& folder, const std::string& source)
+{
+    const bool isWhole = source.empty() || source[0] == '/' || folder.empty();
+    return isWhole ? source : std::filesystem::path(folder + "/" + source).lexically_normal().string();
 }
 
 CodePlace placeOf(Dwfl* dwfl, uint64_t address)
@@ -31,9 +40,11 @@ CodePlace placeOf(Dwfl* dwfl, uint64_t address)
         place.function = demangled(name);
         place.functionOffset = offset;
     }
-    Dwfl_Line* line = dwfl_module_getsrc(module, address);
-    const char* source = line ? dwfl_lineinfo(line, nullptr, &place.line, nullptr, nullptr, nullptr) : nullptr;
-    place.source = source ? source : "";
+    if (Dwfl_Line* line = dwfl_module_getsrc(module, address)) {
+        const char* source = dwfl_lineinfo(line, nullptr, &place.line, nullptr, nullptr, nullptr);
+        const char* folder = dwfl_line_comp_dir(line);
+        place.source = wholePath(folder ? folder : "", source ? source : "");
+    }
     return place;
 }
 
@@ -49,7 +60,9 @@ static const Dwfl_Callbacks* callbacks()
 
 static Dwfl* openFile(const std::string& path)
 {
-    Dwfl* dwfl = dwfl_begin(callbacks());
+    struct stat status; // only a regular file is opened: opening a pipe can wait without end
+    const bool isFile = stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    Dwfl* dwfl = isFile ? dwfl_begin(callbacks()) : nullptr;
     if (dwfl && dwfl_report_offline(dwfl, "", path.c_str(), -1) && dwfl_report_end(dwfl, nullptr, nullptr) == 0) {
         return dwfl;
     }

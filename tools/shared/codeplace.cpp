@@ -28,11 +28,6 @@ CodePlace placeOf(Dwfl* dwfl, uint64_t address)
     if (!module) {
         return place;
     }
-    const char* path = nullptr;
-    Dwarf_Addr start = 0;
-    dwfl_module_info(module, nullptr, &start, nullptr, nullptr, nullptr, &path, nullptr);
-    place.module = path ? path : "";
-    place.moduleOffset = address - start;
     GElf_Sym symbol;
     GElf_Off offset = 0;
     const char* name = dwfl_module_addrinfo(module, address, &offset, &symbol, nullptr, nullptr, nullptr);
@@ -40,6 +35,11 @@ CodePlace placeOf(Dwfl* dwfl, uint64_t address)
         place.function = demangled(name);
         place.functionOffset = offset;
     }
+    const char* path = nullptr; // known once the file was looked at
+    Dwarf_Addr start = 0;
+    const char* title = dwfl_module_info(module, nullptr, &start, nullptr, nullptr, nullptr, &path, nullptr);
+    place.module = path ? path : title;
+    place.moduleOffset = address - start;
     if (Dwfl_Line* line = dwfl_module_getsrc(module, address)) {
         const char* source = dwfl_lineinfo(line, nullptr, &place.line, nullptr, nullptr, nullptr);
         const char* folder = dwfl_line_comp_dir(line);

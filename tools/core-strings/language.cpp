@@ -239,8 +239,8 @@ std::vector<LanguageProposal> StringsLanguage::proposals(const std::string& path
         const size_t end = after.size() > 3 ? after[3] : place;
         for (const OtherLanguage& language : languages) {
             if (const TakenLine* entry = entryOf(language.view, line.key)) {
-                proposals.push_back({entry->value.text, encodeEscapes(entry->value.text), language.name, "", true,
-                                     before[2] + 1, end});
+                const std::string translation = encodeEscapes(entry->value.text);
+                proposals.push_back({translation, translation, language.name, "", true, before[2] + 1, end});
             }
         }
         return proposals;
@@ -254,7 +254,7 @@ std::vector<LanguageProposal> StringsLanguage::proposals(const std::string& path
     for (const std::string& key : missingKeys(text, languages, asked)) {
         const std::string translations = translationsOf(key, languages);
         const std::string insert = encodeEscapes(key) + (hasTranslation ? "" : "\" = \"");
-        proposals.push_back({key, insert, translations.substr(0, translations.find('\n')),
+        proposals.push_back({encodeEscapes(key), insert, translations.substr(0, translations.find('\n')),
                              withoutLastFeed(callsOf(key, asked)), false, before[0] + 1, end});
     }
     return proposals;

@@ -76,8 +76,8 @@ def counts_of_texts(order):
     while struct.unpack_from(order + "I", data, place)[0] != 0:
         size, kind, count, _ = struct.unpack_from(order + "IIII", data, place)
         if kind == 3:
-            length = struct.unpack_from(order + "QIIII", data, place + 16)[2]
-            text = data[place + 40:place + size].split(b"\0")[1]
+            length = struct.unpack_from(order + "4QIIII", data, place + 16)[5]
+            text = data[place + 64:place + size].split(b"\0")[1]
             counts[text[:length]] = counts.get(text[:length], 0) + count
         place += size
     return counts

@@ -189,7 +189,7 @@ int runMissing(const MissingOptions& options)
                                              "core-strings missing --help explains it");
     }
     if (!options.command.empty()) {
-        if (const int refused = playGame({options.command, options.root, true}, &runs.run, &game)) {
+        if (const int refused = playGame({options.command, options.root, options.through, true}, &runs.run, &game)) {
             return refused;
         }
         runs.all.add(runs.run);

@@ -64,7 +64,7 @@ int runRecord(const RecordOptions& options)
     }
     AskedTexts texts;
     StartedGame game;
-    if (const int status = playGame({options.command, options.root, isOurs}, &texts, &game)) {
+    if (const int status = playGame({options.command, options.root, options.through, isOurs}, &texts, &game)) {
         return status;
     }
     const int status =

@@ -60,7 +60,8 @@ int runFromPo(const FromPoOptions& options);
 struct RecordOptions {
     std::vector<std::string> command; // the game and its arguments
     std::string output = "recorded.utf8";
-    std::string root; // the folder where paths of source files begin; empty: the current one
+    std::string root;                 // the folder where paths of source files begin; empty: the current one
+    std::vector<std::string> through; // functions that pass a text on
     bool isJson = false;
 };
 int runRecord(const RecordOptions& options);
@@ -70,6 +71,7 @@ struct MissingOptions {
     std::vector<std::string> records; // of other runs
     std::vector<std::string> files;   // strings files; empty: those that the game opens
     std::string root;
+    std::vector<std::string> through;
     bool isJson = false;
     bool isGithub = false;
 };

@@ -133,6 +133,13 @@ static void addFromPo(CLI::App& app, FromPoOptions* options, int* status)
     command->callback([=] { *status = runFromPo(*options); });
 }
 
+static void addThrough(CLI::App* command, std::vector<std::string>* through)
+{
+    command->add_option(
+        "--through", *through,
+        "A function of the game that only passes a text on, such as T: the place is where it is called");
+}
+
 static void addGame(CLI::App* command, std::vector<std::string>* words)
 {
     command->add_option("GAME", *words, "The game and its arguments, after --");
@@ -146,7 +153,7 @@ static void addRecord(CLI::App& app, RecordOptions* options, int* status)
         "Examples:\n"
         "  core-strings record -- ./game -level 2\n"
         "  core-strings record -o recorded.utf8 -- ./game\n"
-        "  core-strings record -o game.po -- ./game\n"
+        "  core-strings record -o game.po --through T -- ./game\n"
         "\n"
         "The record is a strings file, or a PO file if its name ends in .po or .pot. If it exists, the run\n"
         "is added to it. The exit status is that of the game. It is 2 when the command line or the record\n"
@@ -155,6 +162,7 @@ static void addRecord(CLI::App& app, RecordOptions* options, int* status)
               "The record (default: recorded.utf8); with - the game's own output goes to the standard error stream");
     command->add_option("-C,--root", options->root,
                         "The folder of the sources: their paths in the record begin there (default: this folder)");
+    addThrough(command, &options->through);
     command->add_flag("--json", options->isJson, "Writes JSON for scripts, which no later run is added to");
     addGame(command, &options->command);
     command->get_option("GAME")->required();
@@ -177,6 +185,7 @@ static void addMissing(CLI::App& app, MissingOptions* options, int* status)
     command->add_option("--file", options->files, "A strings file, instead of the one that the game opens");
     command->add_option("-C,--root", options->root,
                         "The folder of the sources: paths in the findings begin there (default: this folder)");
+    addThrough(command, &options->through);
     CLI::Option* const json = command->add_flag("--json", options->isJson, "Prints the findings as JSON");
     command->add_flag("--github", options->isGithub, "Prints the findings as annotations of GitHub")->excludes(json);
     addGame(command, &options->command);

@@ -8,6 +8,7 @@
 #include "tools/shared/codeplace.h"
 #include "tools/shared/journal.h"
 
+#include <algorithm>
 #include <limits.h>
 #include <set>
 #include <stdlib.h>
@@ -71,8 +72,8 @@ namespace {
 // What the events of the journal say.
 class Reader {
 public:
-    Reader(const JournalContent& content, const std::string& root, AskedTexts* texts)
-        : m_content(content), m_root(root), m_texts(texts)
+    Reader(const JournalContent& content, const PlayOptions& options, AskedTexts* texts)
+        : m_content(content), m_options(options), m_texts(texts)
     {
     }
 
@@ -107,15 +108,17 @@ private:
     void _noteAdded(const JournalEvent& event);
     void _addText(const JournalEvent& event);
     e_Asked _resultOf(const JournalEvent& event, const Call& call) const;
-    std::string _placeOf(uint32_t process, uint64_t caller);
+    std::string _placeOf(uint32_t process, const watch::JournalText& call);
+    const std::vector<CodePlace>& _placesOf(uint32_t process, uint64_t caller);
+    bool _passesOn(const CodePlace& place) const;
 
     const JournalContent& m_content;
-    const std::string m_root;
+    const PlayOptions& m_options;
     AskedTexts* m_texts;
     ProgramFiles m_files;
-    std::map<uint32_t, std::map<uint64_t, std::string>> m_modules;          // paths by process and first address
-    std::map<std::pair<uint32_t, uint64_t>, std::string> m_places;          // by process and return address
-    std::map<std::pair<uint32_t, uint32_t>, std::set<std::string>> m_added; // keys by process and table
+    std::map<uint32_t, std::map<uint64_t, std::string>> m_modules;            // paths by process and first address
+    std::map<std::pair<uint32_t, uint64_t>, std::vector<CodePlace>> m_places; // by process and return address
+    std::map<std::pair<uint32_t, uint32_t>, std::set<std::string>> m_added;   // keys by process and table
 };
 } // namespace
 
@@ -189,22 +192,51 @@ void Reader::_addText(const JournalEvent& event)
     }
     AskedText& text = (*m_texts)[call.text];
     text.add(call.language, _resultOf(event, call), event.count);
-    const std::string place = _placeOf(event.process, call.head.caller);
+    const std::string place = _placeOf(event.process, call.head);
     if (!place.empty()) {
         text.addPlace(place, event.count);
     }
 }
 
-std::string Reader::_placeOf(uint32_t process, uint64_t caller)
+const std::vector<CodePlace>& Reader::_placesOf(uint32_t process, uint64_t caller)
 {
-    std::string& place = m_places[{process, caller}];
+    std::vector<CodePlace>& places = m_places[{process, caller}];
     const std::map<uint64_t, std::string>& modules = m_modules[process];
     const auto after = modules.upper_bound(caller);
-    if (place.empty() && after != modules.begin()) {
+    if (places.empty() && after != modules.begin()) {
         const auto& module = *std::prev(after);
-        place = textOf(m_files.placeIn(module.second, caller - 1 - module.first), m_root);
+        places = m_files.placesIn(module.second, caller - 1 - module.first);
     }
-    return place;
+    return places;
+}
+
+// True for a function of --through. The name may be given without its classes.
+bool Reader::_passesOn(const CodePlace& place) const
+{
+    const std::string name = shortName(place.function);
+    return std::any_of(m_options.through.begin(), m_options.through.end(), [&](const std::string& through) {
+        const std::string last = "::" + through;
+        return name == through ||
+               (name.size() > last.size() && name.compare(name.size() - last.size(), last.size(), last) == 0);
+    });
+}
+
+// Returns the first place that does not only pass the text on; the outermost one that is known if all do.
+std::string Reader::_placeOf(uint32_t process, const watch::JournalText& call)
+{
+    std::string result;
+    for (const uint64_t caller : call.callers) {
+        if (caller == 0) {
+            break;
+        }
+        for (const CodePlace& place : _placesOf(process, caller)) {
+            result = textOf(place, m_options.root);
+            if (!_passesOn(place)) {
+                return result;
+            }
+        }
+    }
+    return result;
 }
 
 int playGame(const PlayOptions& options, AskedTexts* texts, StartedGame* game)
@@ -221,6 +253,9 @@ int playGame(const PlayOptions& options, AskedTexts* texts, StartedGame* game)
     GameVariables variables = watchVariables(library);
     variables.emplace_back("CORE_WATCH_JOURNAL", journal.path());
     variables.emplace_back("CORE_WATCH_EVENTS", "strings");
+    if (!options.through.empty()) {
+        variables.emplace_back("CORE_WATCH_CALLERS", std::to_string(watch::sc_journalCallers));
+    }
     const int output = options.outputIsOurs ? STDERR_FILENO : STDOUT_FILENO;
     if (!game->start(options.command, variables, &error, output)) {
         return complain(TOOL_CANT_ACCESS, error);
@@ -231,6 +266,6 @@ int playGame(const PlayOptions& options, AskedTexts* texts, StartedGame* game)
     if (!trouble.empty()) {
         complain(TOOL_CANT_ACCESS, trouble);
     }
-    Reader(content, options.root, texts).run();
+    Reader(content, options, texts).run();
     return TOOL_FINE;
 }

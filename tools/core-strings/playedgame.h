@@ -9,7 +9,8 @@
 
 struct PlayOptions {
     std::vector<std::string> command; // the game and its arguments
-    std::string root;          // source files in this folder get a path that begins there; empty: the current one
+    std::string root; // source files in this folder get a path that begins there; empty: the current one
+    std::vector<std::string> through; // functions that pass a text on: the place is where they are called
     bool outputIsOurs = false; // this program writes to the standard output: the game's goes to the error stream
 };
 

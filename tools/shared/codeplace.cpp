@@ -1,6 +1,8 @@
 #include "tools/shared/codeplace.h"
 
 #include <cxxabi.h>
+#include <dwarf.h>
+#include <elfutils/libdw.h>
 #include <filesystem>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -48,6 +50,73 @@ CodePlace placeOf(Dwfl* dwfl, uint64_t address)
     return place;
 }
 
+// ---- Inlined functions
+
+// Returns the name with its classes if the debug information has it, else the name alone.
+static std::string functionOf(Dwarf_Die* function)
+{
+    Dwarf_Attribute attribute;
+    const char* linkage = dwarf_formstring(dwarf_attr_integrate(function, DW_AT_linkage_name, &attribute));
+    const char* name = dwarf_diename(function);
+    return linkage ? demangled(linkage) : name ? name : "";
+}
+
+static unsigned int numberOf(Dwarf_Die* die, unsigned int name)
+{
+    Dwarf_Attribute attribute;
+    Dwarf_Word value = 0;
+    return dwarf_formudata(dwarf_attr(die, name, &attribute), &value) == 0 ? static_cast<unsigned int>(value) : 0;
+}
+
+// Stores where an inlined function is called.
+static void storeCall(Dwarf_Die* unit, Dwarf_Die* inlined, CodePlace* place)
+{
+    Dwarf_Files* files = nullptr;
+    size_t count = 0;
+    Dwarf_Attribute attribute;
+    const unsigned int file = numberOf(inlined, DW_AT_call_file);
+    const char* folder = dwarf_formstring(dwarf_attr(unit, DW_AT_comp_dir, &attribute));
+    const char* source = dwarf_getsrcfiles(unit, &files, &count) == 0 && file < count
+                             ? dwarf_filesrc(files, file, nullptr, nullptr)
+                             : nullptr;
+    place->source = wholePath(folder ? folder : "", source ? source : "");
+    place->line = static_cast<int>(numberOf(inlined, DW_AT_call_line));
+}
+
+// Adds the places of the scopes, the innermost first.
+static void addScopes(Dwarf_Die* unit, Dwarf_Die* scopes, int count, std::vector<CodePlace>* places)
+{
+    for (int index = 0; index < count; ++index) {
+        const int tag = dwarf_tag(&scopes[index]);
+        if (tag == DW_TAG_subprogram) {
+            places->back().function = functionOf(&scopes[index]);
+            return;
+        }
+        if (tag == DW_TAG_inlined_subroutine) {
+            CodePlace caller = places->back();
+            places->back().function = functionOf(&scopes[index]);
+            storeCall(unit, &scopes[index], &caller);
+            places->push_back(caller);
+        }
+    }
+}
+
+std::vector<CodePlace> placesOf(Dwfl* dwfl, uint64_t address)
+{
+    std::vector<CodePlace> places = {placeOf(dwfl, address)};
+    Dwarf_Addr bias = 0;
+    Dwarf_Die* unit = dwfl ? dwfl_addrdie(dwfl, address, &bias) : nullptr;
+    Dwarf_Die* at = nullptr;
+    if (unit && dwarf_getscopes(unit, address - bias, &at) > 0) {
+        Dwarf_Die* scopes = nullptr; // around the innermost one, as the code lies
+        const int count = dwarf_getscopes_die(&at[0], &scopes);
+        addScopes(unit, scopes, count, &places);
+        free(scopes);
+    }
+    free(at);
+    return places;
+}
+
 // ---- Files
 
 static const Dwfl_Callbacks* callbacks()
@@ -83,7 +152,7 @@ static int storeBegin(Dwfl_Module*, void**, const char*, Dwarf_Addr start, void*
     return DWARF_CB_ABORT; // there is one module
 }
 
-CodePlace ProgramFiles::placeIn(const std::string& path, uint64_t offset)
+std::vector<CodePlace> ProgramFiles::placesIn(const std::string& path, uint64_t offset)
 {
     const auto known = m_files.find(path);
     Dwfl* dwfl = known != m_files.end() ? known->second : (m_files[path] = openFile(path));
@@ -91,8 +160,10 @@ CodePlace ProgramFiles::placeIn(const std::string& path, uint64_t offset)
     if (dwfl) {
         dwfl_getmodules(dwfl, storeBegin, &begin, 0);
     }
-    CodePlace place = placeOf(dwfl, begin + offset);
-    place.module = path;
-    place.moduleOffset = offset;
-    return place;
+    std::vector<CodePlace> places = placesOf(dwfl, begin + offset);
+    for (CodePlace& place : places) {
+        place.module = path;
+        place.moduleOffset = offset;
+    }
+    return places;
 }

@@ -5,6 +5,7 @@
 #include <map>
 #include <stdint.h>
 #include <string>
+#include <vector>
 
 struct CodePlace {
     std::string function; // "Mesh::load(char const*)"; empty if no symbol is known
@@ -18,6 +19,10 @@ struct CodePlace {
 // Returns the place of an address. A return address is the place after the call: subtract 1 to get the call.
 CodePlace placeOf(Dwfl* dwfl, uint64_t address);
 
+// Returns the place of an address, and after it the place of each function into which the compiler has put the code of
+// the one before. Each has a place of its own in the source. There is one without debug information.
+std::vector<CodePlace> placesOf(Dwfl* dwfl, uint64_t address);
+
 // Programs and libraries as files. The process that they ran in may be over.
 class ProgramFiles {
 public:
@@ -26,8 +31,8 @@ public:
     ProgramFiles(const ProgramFiles&) = delete;
     ProgramFiles& operator=(const ProgramFiles&) = delete;
 
-    // Returns a place of a file that was loaded, at so many bytes from its first byte in memory.
-    CodePlace placeIn(const std::string& path, uint64_t offset);
+    // Returns the places of placesOf for a file that was loaded, at so many bytes from its first byte in memory.
+    std::vector<CodePlace> placesIn(const std::string& path, uint64_t offset);
 
 private:
     std::map<std::string, Dwfl*> m_files; // null: not readable

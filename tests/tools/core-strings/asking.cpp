@@ -23,6 +23,20 @@ static void ask(const char* text)
     puts(g_stringTblPtr->translate(text)); // line 102
 }
 
+// The compiler puts this function into its callers, also without optimisation.
+namespace {
+struct Menu {
+    __attribute__((always_inline)) static inline void passOn(const char* text) { ask(text); }
+};
+} // namespace
+
+#line 150 "/source/src/menu.cpp"
+static void showButtons()
+{
+    Menu::passOn("Button");                          // line 152
+    Menu::passOn("Start"), ask("Start"), ask("Cup"); // line 153
+}
+
 #line 200 "/source/src/menu.cpp"
 static const char* onlyHere()
 {
@@ -103,7 +117,9 @@ int main(int, char** words)
     }
     StringTable table;
     table.setLanguage("german");
-    if (what == "play") {
+    if (what == "buttons") {
+        showButtons();
+    } else if (what == "play") {
         play();
     } else if (what == "kill") {
         play();

@@ -135,6 +135,18 @@ TEST(CoreStringsRecord, NamesTheFunctionWithoutDebugInformation)
     EXPECT_TRUE(contains(readFile("none.utf8"), "//: stripped+0x")) << readFile("none.utf8");
 }
 
+TEST(CoreStringsRecord, NamesTheCallersOfFunctionsThatPassATextOn)
+{
+    record("-o out.utf8 --through ask passOn", "buttons");
+    const std::string text = readFile("out.utf8");
+    EXPECT_TRUE(contains(entryOf(text, "Button"), "\n//: src/menu.cpp:152\n\"")) << text;
+    EXPECT_TRUE(contains(entryOf(text, "Start"), ": translated\n//: src/menu.cpp:153\n\""));
+    EXPECT_TRUE(contains(entryOf(text, "Cup"), "\n//: src/menu.cpp:153\n\""));
+    record("-o one.utf8 --through ask", "buttons");
+    EXPECT_TRUE(contains(entryOf(readFile("one.utf8"), "Cup"), "\n//: src/menu.cpp:153\n\""));
+    EXPECT_FALSE(contains(entryOf(readFile("one.utf8"), "Button"), "menu.cpp:152")); // the line of passOn
+}
+
 TEST(CoreStringsRecord, PlaysNoGameWhenTheRecordCannotBeAddedTo)
 {
     writeFile("bad.utf8", "\"a\"=\"b\"\n");

@@ -325,8 +325,11 @@ static bool isLimit(const std::string& text)
 bool SchemaReader::_readRange(const std::string& word, NameSchema* name)
 {
     const size_t dots = word.find("..");
-    name->range = {word.substr(0, dots), word.substr(dots + 2)};
-    return (isLimit(name->range.low) && isLimit(name->range.high)) ||
+    Range range = {word.substr(0, dots), word.substr(dots + 2)};
+    range.least = range.low.empty() ? range.least : strtod(range.low.c_str(), nullptr);
+    range.greatest = range.high.empty() ? range.greatest : strtod(range.high.c_str(), nullptr);
+    name->range = range;
+    return (isLimit(range.low) && isLimit(range.high)) ||
            _fail("a range is LOW..HIGH, with two numbers or one: \"" + word + '"');
 }
 

@@ -4,6 +4,7 @@
 // A schema that is read and written again keeps its comments, its empty lines and its order.
 #pragma once
 
+#include <math.h>
 #include <stddef.h>
 #include <string>
 #include <vector>
@@ -30,6 +31,10 @@ enum e_ValueType {
 struct Range {
     std::string low;
     std::string high;
+    double least = -HUGE_VAL; // the numbers of low and high
+    double greatest = HUGE_VAL;
+
+    bool has(double number) const { return !(number < least) && !(number > greatest); } // true for a NaN
 };
 
 struct NameSchema {

@@ -15,7 +15,6 @@
 #include <errno.h>
 #include <memory>
 #include <sstream>
-#include <stdlib.h>
 #include <string.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -265,7 +264,7 @@ static bool makeFolder(const std::string& folder)
 
 static std::string folderOf(const RunOptions& options, const WatchedGame& game)
 {
-    return options.folder.empty() ? "core-memory." + std::to_string(game.process()) : options.folder;
+    return options.folder.empty() ? "core-memory." + std::to_string(game.game().process()) : options.folder;
 }
 
 // Writes a snapshot into the folder of -o. Returns its path; empty after a message.
@@ -281,14 +280,9 @@ static std::string store(const RunOptions& options, const WatchedGame& game, con
     return writeWholeFile(path, watch::writeSnapshot(snapshot)) == STATUS_FINE ? path : "";
 }
 
-static std::vector<std::pair<std::string, std::string>> variablesOf(const RunOptions& options,
-                                                                    const std::string& library)
+static GameVariables variablesOf(const RunOptions& options, const std::string& library)
 {
-    const char* others = getenv("LD_PRELOAD");
-    const char* sanitizer = getenv("ASAN_OPTIONS");
-    std::vector<std::pair<std::string, std::string>> variables = {
-        {"LD_PRELOAD", library + (others && *others ? ":" + std::string(others) : "")},
-        {"ASAN_OPTIONS", "verify_asan_link_order=0" + (sanitizer && *sanitizer ? ":" + std::string(sanitizer) : "")}};
+    GameVariables variables = watchVariables(library);
     if (!options.check.empty() || options.quarantine != 0) {
         variables.emplace_back("CORE_WATCH_CHECK", options.check.empty() ? "block" : options.check);
     }
@@ -327,7 +321,7 @@ static std::vector<std::string> commandOf(const RunOptions& options)
 class Watching {
 public:
     Watching(const RunOptions& options, WatchedGame& game, RunResult* result)
-        : m_options(options), m_game(game), m_result(result), m_timeline(game.process()),
+        : m_options(options), m_game(game), m_result(result), m_timeline(game.game().process()),
           m_start(std::chrono::steady_clock::now())
     {
     }
@@ -459,7 +453,7 @@ static int run(const RunOptions& options)
     watching.writeTimeline();
     const bool isExceeded = report(options, game, budgets, result);
     const bool isFaulty = options.isFailing && !result.faults.empty();
-    return isExceeded || isFaulty ? static_cast<int>(STATUS_FOUND) : game.endAsTheGame();
+    return isExceeded || isFaulty ? static_cast<int>(STATUS_FOUND) : game.game().endAsTheGame();
 }
 
 void addRun(CLI::App& app, int* status)

@@ -18,9 +18,29 @@ static unsigned int number(const char* name)
     return text ? static_cast<unsigned int>(strtoul(text, nullptr, 10)) : 0;
 }
 
+// Returns the value of a variable; null when it is not set or empty.
+static const char* textOf(const char* name)
+{
+    const char* text = getenv(name);
+    return text && *text ? text : nullptr;
+}
+
+static void readJournal()
+{
+    const char* events = textOf("CORE_WATCH_EVENTS");
+    g_settings.journal = events ? textOf("CORE_WATCH_JOURNAL") : nullptr;
+    if (g_settings.journal && strcmp(events, "strings") == 0) {
+        g_settings.events = EVENTS_STRINGS;
+    }
+}
+
 static void readEnvironment()
 {
-    g_settings.socket = getenv("CORE_WATCH");
+    readJournal();
+    g_settings.socket = textOf("CORE_WATCH");
+    if (!g_settings.socket) {
+        return;
+    }
     if (const char* check = getenv("CORE_WATCH_CHECK")) {
         g_settings.check = strcmp(check, "each") == 0 ? CHECK_EACH : CHECK_BLOCK;
     }
@@ -30,9 +50,6 @@ static void readEnvironment()
     if (listener() == LISTENER_SANITIZER) {
         g_settings.check = CHECK_NONE;
         g_settings.quarantine = 0;
-    }
-    if (!g_settings.socket || g_settings.socket[0] == '\0') {
-        g_settings = Settings();
     }
 }
 

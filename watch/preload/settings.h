@@ -4,6 +4,10 @@
 //   CORE_WATCH_CHECK        "1": bytes and headers are checked; "each": headers also at each operation
 //   CORE_WATCH_STACKS       "1": the stack of each allocation is recorded
 //   CORE_WATCH_QUARANTINE   how many freed blocks of each bank are kept out of reuse
+//   CORE_WATCH_JOURNAL      the path of the tool's journal (watch/journal.h)
+//   CORE_WATCH_EVENTS       which events are counted in the journal: "strings"
+//
+// A tool needs the socket, or the journal, or both.
 //
 // The address sanitizer finds more than the check, and it would report the reads of the check. So it replaces the check.
 #pragma once
@@ -14,12 +18,16 @@ namespace watch {
 
 enum Check { CHECK_NONE, CHECK_BLOCK, CHECK_EACH };
 
+enum Events { EVENTS_NONE, EVENTS_STRINGS };
+
 struct Settings {
     const char* socket = nullptr; // in the environment of the process; null: there is no tool
     Check check = CHECK_NONE;
     bool stacks = false;
     unsigned int quarantine = 0;
-    bool announces = false; // another tool listens; see announce.h
+    bool announces = false;        // another tool listens; see announce.h
+    const char* journal = nullptr; // in the environment of the process; null: there is none
+    Events events = EVENTS_NONE;
 
     // True when each block needs a record.
     bool needsRecords() const { return check != CHECK_NONE || stacks || quarantine != 0 || announces; }

@@ -1,0 +1,142 @@
+#include "tools/shared/startgame.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+static pid_t s_game; // for the signal handler
+
+std::string watchLibraryPath()
+{
+    char path[PATH_MAX];
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof(path) - 1);
+    const std::string program(path, length > 0 ? static_cast<size_t>(length) : 0);
+    const std::string folder = program.substr(0, program.rfind('/') + 1);
+    for (const char* place : {CORE_TOOL_LIBRARIES "/", "", "../../watch/preload/"}) {
+        const std::string candidate = folder + place + "libcorewatch.so";
+        if (realpath(candidate.c_str(), path)) {
+            return path;
+        }
+    }
+    return "";
+}
+
+GameVariables watchVariables(const std::string& library)
+{
+    const char* others = getenv("LD_PRELOAD");
+    const char* sanitizer = getenv("ASAN_OPTIONS");
+    return {
+        {"LD_PRELOAD", library + (others && *others ? ":" + std::string(others) : "")},
+        {"ASAN_OPTIONS", "verify_asan_link_order=0" + (sanitizer && *sanitizer ? ":" + std::string(sanitizer) : "")}};
+}
+
+StartedGame::~StartedGame()
+{
+    if (m_end >= 0) {
+        close(m_end);
+    }
+}
+
+static std::string failure(const char* what)
+{
+    return std::string(what) + ": " + strerror(errno);
+}
+
+// In the child. Returns only when the program can't be started.
+static void execute(const std::vector<std::string>& command, const GameVariables& variables, int output)
+{
+    for (const auto& variable : variables) {
+        setenv(variable.first.c_str(), variable.second.c_str(), 1);
+    }
+    std::vector<char*> words;
+    words.reserve(command.size() + 1);
+    for (const std::string& word : command) {
+        words.push_back(const_cast<char*>(word.c_str()));
+    }
+    words.push_back(nullptr);
+    if (output == STDOUT_FILENO || dup2(output, STDOUT_FILENO) == STDOUT_FILENO) {
+        execvp(words[0], words.data());
+    }
+}
+
+static void passOn(int number)
+{
+    kill(s_game, number);
+}
+
+// Control-C in a terminal reaches the game as well, so it is ignored here. Other signals are sent to the game.
+static void passSignalsOn()
+{
+    signal(SIGINT, SIG_IGN);
+    signal(SIGQUIT, SIG_IGN);
+    signal(SIGPIPE, SIG_IGN);
+    for (const int number : {SIGTERM, SIGHUP, SIGUSR1, SIGUSR2}) {
+        signal(number, passOn);
+    }
+}
+
+bool StartedGame::start(const std::vector<std::string>& command, const GameVariables& variables, std::string* error,
+                        int output)
+{
+    int failed[2]; // stays empty when the program starts
+    if (pipe2(failed, O_CLOEXEC) != 0) {
+        *error = failure("no pipe");
+        return false;
+    }
+    sigset_t passed;
+    sigset_t before;
+    sigfillset(&passed);
+    sigprocmask(SIG_BLOCK, &passed, &before); // a signal that comes too early waits until it can be passed on
+    m_process = s_game = fork();
+    if (m_process == 0) {
+        sigprocmask(SIG_SETMASK, &before, nullptr);
+        execute(command, variables, output);
+        const int reason = errno;
+        (void)!write(failed[1], &reason, sizeof(reason));
+        _exit(127);
+    }
+    if (m_process > 0) {
+        passSignalsOn();
+    }
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    close(failed[1]);
+    int reason = 0;
+    const bool isStarted = m_process > 0 && read(failed[0], &reason, sizeof(reason)) == 0;
+    close(failed[0]);
+    m_end = isStarted ? static_cast<int>(syscall(SYS_pidfd_open, m_process, 0)) : -1;
+    if (m_end < 0) {
+        errno = reason ? reason : errno;
+        *error = failure(command[0].c_str());
+        return false;
+    }
+    return true;
+}
+
+void StartedGame::wait()
+{
+    while (!m_isOver) {
+        pollfd end = {m_end, POLLIN, 0};
+        m_isOver = poll(&end, 1, -1) > 0 && waitpid(m_process, &m_status, 0) == m_process;
+    }
+}
+
+int StartedGame::endAsTheGame() const
+{
+    if (!WIFSIGNALED(m_status)) {
+        return WEXITSTATUS(m_status);
+    }
+    const rlimit none = {0, 0};
+    setrlimit(RLIMIT_CORE, &none); // the game has written its own core file
+    const int number = WTERMSIG(m_status);
+    signal(number, SIG_DFL);
+    raise(number);
+    return 128 + number;
+}

@@ -1,0 +1,53 @@
+// Starting a game with libcorewatch.so in front, and ending as the game ended.
+//
+//     StartedGame game;
+//     std::string error;
+//     if (!game.start({"./game", "-level", "2"}, watchVariables(watchLibraryPath()), &error)) { ... }
+//     game.wait();
+//     return game.endAsTheGame();
+//
+// The game inherits all files and has the same terminal. Signals for this process go to the game.
+#pragma once
+
+#include <string>
+#include <sys/types.h>
+#include <utility>
+#include <vector>
+
+typedef std::vector<std::pair<std::string, std::string>> GameVariables; // names and values
+
+class StartedGame {
+public:
+    StartedGame() = default;
+    ~StartedGame();
+    StartedGame(const StartedGame&) = delete;
+    StartedGame& operator=(const StartedGame&) = delete;
+
+    // Starts the command with these variables added to its environment. output is the descriptor of the game's standard
+    // output; the game closes no other one of this process. Returns false and stores a sentence in error when the
+    // program can't be started.
+    bool start(const std::vector<std::string>& command, const GameVariables& variables, std::string* error,
+               int output = 1);
+
+    // Waits for the end of the game. Returns at once when the game has ended before.
+    void wait();
+
+    pid_t process() const { return m_process; }
+    int end() const { return m_end; }           // a descriptor that poll finds readable when the game has ended
+    int waitStatus() const { return m_status; } // of waitpid, after wait
+
+    // Returns the exit status of the game. When a signal has ended the game, ends this process with the same signal.
+    int endAsTheGame() const;
+
+private:
+    int m_end = -1;
+    pid_t m_process = -1;
+    int m_status = 0;
+    bool m_isOver = false;
+};
+
+// Returns the path of libcorewatch.so beside this program; empty when there is none.
+std::string watchLibraryPath();
+
+// Returns the variables that put the library in front of a game.
+GameVariables watchVariables(const std::string& library);

@@ -3,6 +3,7 @@
 //    same line or in the next line with words.
 #include "tools/core-config/check_schema.h"
 
+#include "tools/core-config/blocks.h"
 #include "tools/core-config/check_value.h"
 #include "tools/core-config/nearest.h"
 
@@ -120,7 +121,6 @@ private:
     std::string _titleOf(const BlockSchema* block) const;
     void _checkLacking(const Level& level);
     bool _beginBlock(size_t line);
-    bool _isHead(size_t line);
     bool _checkEntry(size_t line);
     void _checkValues(const NameSchema& name, size_t first);
     void _blameUnknown();
@@ -194,7 +194,7 @@ void SchemaCheck::_checkLine(size_t line)
         _open(m_next);
     } else if (m_text.is(first, '}')) {
         _close();
-    } else if (_isHead(line)) {
+    } else if (isBlockHead(m_text, line, m_words, &m_nextWords)) {
         const bool isKnown = _beginBlock(line);
         if (!isKnown && m_levels.back().block && !m_levels.back().block->isOpen) {
             _blameUnknown();
@@ -207,25 +207,6 @@ void SchemaCheck::_checkLine(size_t line)
     } else if (m_levels.back().block && !_checkEntry(line) && !m_levels.back().block->isOpen) {
         _blameUnknown();
     }
-}
-
-// Returns true if the line is the head of a block: an open brace is in it, or begins the next line with words.
-bool SchemaCheck::_isHead(size_t line)
-{
-    static const size_t sc_farthest = 100; // lines
-    if (std::any_of(m_words.begin(), m_words.end(), [&](const Word& word) { return m_text.is(word, '{'); })) {
-        return true;
-    }
-    if (m_words.size() > 1 && m_text.is(m_words[1], '=')) {
-        return false;
-    }
-    for (size_t next = line + 1; next < std::min(line + sc_farthest, m_text.lines().size()); ++next) {
-        m_text.wordsOf(next, &m_nextWords);
-        if (!m_nextWords.empty()) {
-            return m_text.is(m_nextWords[0], '{');
-        }
-    }
-    return false;
 }
 
 void SchemaCheck::_count(size_t index, bool isOnce)

@@ -51,6 +51,59 @@ static void addCheck(CLI::App& app, int* status)
     command->callback([=] { *status = runCheck(*options); });
 }
 
+static const char sc_learnFooter[] =
+    "The game is played as it is, without a change. Each run adds to SCHEMA what is new; comments, ranges, required\n"
+    "and what else a person has written in it stay. What the game prints is printed.\n"
+    "\n"
+    "Example:\n"
+    "  core-config learn -o game.schema -- ./game\n"
+    "  core-config check --schema game.schema Game/units.txt\n"
+    "\n"
+    "Exit status: 0 the schema is written, however the game ended, 1 the game has read no file by the library's\n"
+    "readers, 2 the command line or the schema was not understood, 3 the game could not be started or the schema\n"
+    "could not be read or written.";
+
+static void addLearn(CLI::App& app, int* status)
+{
+    const auto options = std::make_shared<LearnCommand>();
+    CLI::App* command =
+        app.add_subcommand("learn", "Plays a game and writes a schema: what the game asks its files for");
+    command->add_option("-o,--output", options->schema, "The schema to write; if it exists, it is extended")
+        ->required();
+    command->add_option("command", options->command, "The game and its arguments, after --")->required();
+    command->positionals_at_end();
+    command->footer(sc_learnFooter);
+    command->callback([=] { *status = runLearn(*options); });
+}
+
+static const char sc_runFooter[] =
+    "Each value that a reader of the library does not accept is printed on the standard error stream, with its "
+    "file,\n"
+    "line and column:\n"
+    "  Game/units.txt:7:15: error: found \"12x\"; expected: \"health = int32\" [expected]\n"
+    "\n"
+    "Examples:\n"
+    "  core-config run -- ./game -level 2\n"
+    "  core-config run --fail-on-finding -o findings.txt -- ./game\n"
+    "\n"
+    "The exit status is that of the game. With --fail-on-finding it is 1 after a finding if the game ends with 0.\n"
+    "It is 2 when the command line was not understood, and 3 when the game could not be started.";
+
+static void addRun(CLI::App& app, int* status)
+{
+    const auto options = std::make_shared<RunCommand>();
+    CLI::App* command = app.add_subcommand(
+        "run", "Runs a game and prints what the library cannot read of its files, with the places");
+    command->add_option("-o,--output", options->output, "Write the findings to this file at the end of the game");
+    command->add_flag("--fail-on-finding", options->isFailing, "Exit with status 1 after a finding");
+    const auto json = command->add_flag("--json", options->isJson, "JSON, at the end of the game");
+    command->add_flag("--github", options->isGithub, "Annotations for GitHub")->excludes(json);
+    command->add_option("command", options->command, "The game and its arguments, after --")->required();
+    command->positionals_at_end();
+    command->footer(sc_runFooter);
+    command->callback([=] { *status = runGame(*options); });
+}
+
 static const char sc_lspFooter[] =
     "The editor starts this command and talks to it over the standard input and output.\n"
     "docs/config-files.md says how to set up Neovim, VS Code and Kate.\n"
@@ -76,6 +129,8 @@ static int run(int argc, char** argv)
     app.failure_message(CLI::FailureMessage::help);
     int status = TOOL_FINE;
     addCheck(app, &status);
+    addLearn(app, &status);
+    addRun(app, &status);
     addLsp(app, &status);
     try {
         app.parse(argc, argv);

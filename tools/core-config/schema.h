@@ -50,6 +50,7 @@ struct NameSchema {
     std::string defaultText;          // what the game uses when the file lacks the name
     std::vector<std::string> choices; // the only values that are right; empty for all
     std::vector<std::string> seen;    // values that were read
+    Range seenRange;                  // the smallest and the largest number that were read
     std::string lineComment;          // after the entry, without "//"
     std::vector<std::string> before;  // comments and empty lines before the entry, as they stand
 };
@@ -82,6 +83,9 @@ struct Schema {
 bool readSchema(const std::string& text, Schema* schema, std::string* error);
 
 std::string writeSchema(const Schema& schema);
+
+// Adds a value that a game has read to seen or to seenRange: all numbers, and the first texts.
+void addSeen(NameSchema* name, const std::string& value);
 
 // Returns the file of the schema for this path: the end of the path is the file's path, with slashes or backslashes
 // and without regard to case. Returns null if there is none.

@@ -204,6 +204,19 @@ static JournalRecord* addRecord(e_JournalKind kind, Parts parts)
     return record;
 }
 
+char* addBlock(e_JournalKind kind, uint32_t size)
+{
+    const KeptError kept;
+    JournalRecord* record = claim(static_cast<uint32_t>(sizeof(JournalRecord)) + size);
+    if (!record) {
+        return nullptr;
+    }
+    record->process = s_process;
+    record->count = 1;
+    atomicOf(record->kind).store(kind, std::memory_order_release);
+    return reinterpret_cast<char*>(record + 1);
+}
+
 static uint32_t hashOf(e_JournalKind kind, Parts parts)
 {
     uint64_t hash = kind;

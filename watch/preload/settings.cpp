@@ -31,6 +31,8 @@ static void readJournal()
     g_settings.journal = events ? textOf("CORE_WATCH_JOURNAL") : nullptr;
     if (g_settings.journal && strcmp(events, "strings") == 0) {
         g_settings.events = EVENTS_STRINGS;
+    } else if (g_settings.journal && strcmp(events, "reads") == 0) {
+        g_settings.events = EVENTS_READS;
     }
 }
 

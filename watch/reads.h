@@ -23,21 +23,22 @@ static const uint32_t sc_readsName = 1024;       // bytes of a name or a path, a
 static const uint32_t sc_noPlace = 0xffffffff;
 
 enum e_Read : uint8_t {
-    READ_FILE = 1,  // the game has opened a file: the path that it asked for, NUL, the absolute path
-    READ_TEXT,      // a piece of a text that a parser begins to read; result: true for the first piece
-    READ_LINE,      // ParseLine. place: the line without leading blanks
-    READ_TOKEN,     // GetToken. place: the token
-    READ_STRING,    // GetString. place: after the quote
-    READ_EQUALS,    // the marks
-    READ_OPEN,      //
-    READ_CLOSE,     //
-    READ_ASK,       // the game compared a name with the first token of the line, and they differ. READ_NAME: not
-    READ_NAME,      //
-    READ_INT8,      // ParamEqualsInt8 and its kin. result: 1 if the name is the token. place: after the token
-    READ_INT16,     //
-    READ_INT32,     //
-    READ_UINT32,    //
-    READ_INT64,     //
+    READ_FILE = 1, // the game has opened a file: the path that it asked for, NUL, the absolute path
+    READ_TEXT,     // a piece of a text that a parser begins to read; result: true for the first piece
+    READ_LINE,     // ParseLine. place: the line without leading blanks
+    READ_TOKEN,    // GetToken. place: the token
+    READ_STRING,   // GetString. place: after the quote
+    READ_EQUALS,   // the marks
+    READ_OPEN,     //
+    READ_CLOSE,    //
+    READ_ASK,      // the game compared a name with the first token of the line, and they differ. READ_NAME: not
+    READ_NAME,     //
+    READ_INT8,   // ParamEqualsInt8 and its kin. result: 1 if the name is the token. place: after the token. After the
+                 // name: NUL, the room for a text or 0, NUL, the value in the game's variable unless result is 1
+    READ_INT16,  //
+    READ_INT32,  //
+    READ_UINT32, //
+    READ_INT64,  //
     READ_FLOAT32,   //
     READ_BOOL,      //
     READ_TEXTVALUE, // ParamEqualsString

@@ -39,8 +39,8 @@ static Met metBy(watch::e_Read what, size_t place, const ConfigText& text)
     bool isBeforeEquals = what >= watch::READ_INT8 && what < watch::READ_GET_INT;
     for (const Word& word : words) {
         const bool isEquals = isBeforeEquals && text.is(word, '=');
-        if (word.begin >= place && !isEquals &&
-            !(isNumberReader(what) && numberFactsOf(text.text(word).c_str()).isNumber)) {
+        const bool isNumber = isNumberReader(what) && numberFactsOf(text.text(word).c_str()).isNumber;
+        if (word.begin >= place && !isEquals && (isBeforeEquals || !isNumber)) {
             return {word.begin, quoted(text.text(word))};
         }
         isBeforeEquals = isBeforeEquals && word.begin < place;

@@ -6,6 +6,7 @@
 #include "tools/shared/files.h"
 
 #include <algorithm>
+#include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -87,6 +88,17 @@ void GameReads::_addBlock(Process* process, const std::string& bytes, size_t* do
     }
 }
 
+// Returns so many texts that have a NUL between them.
+static std::vector<std::string> splitTexts(const std::string& bytes, size_t count)
+{
+    std::vector<std::string> texts;
+    for (size_t at = 0; at < bytes.size() && texts.size() < count; at += texts.back().size() + 1) {
+        texts.emplace_back(bytes.c_str() + at);
+    }
+    texts.resize(count);
+    return texts;
+}
+
 // Finds the file that has the bytes of the text.
 template <typename Files>
 static void match(const Files& files, ReadText* text)
@@ -133,19 +145,17 @@ void GameReads::_addEvent(Process* process, const watch::ReadEvent& event, const
     }
     const size_t place = text->begin + event.place;
     const bool isInside = event.place != watch::sc_noPlace && place <= text->bytes.size();
-    text->calls.push_back(
-        {static_cast<watch::e_Read>(event.what), event.result != 0, isInside ? place : NO_READ_PLACE, rest.c_str()});
+    const std::vector<std::string> texts = splitTexts(rest, 3);
+    text->calls.push_back({static_cast<watch::e_Read>(event.what), event.result != 0,
+                           isInside ? place : NO_READ_PLACE, texts[0], strtoul(texts[1].c_str(), nullptr, 10),
+                           texts[2]});
 }
 
 void GameReads::_addPreference(const Process& process, const std::string& bytes)
 {
     watch::PreferenceEvent event;
-    std::vector<std::string> texts;
     memcpy(&event, bytes.data(), std::min(sizeof(event), bytes.size()));
-    for (size_t at = sizeof(event); at < bytes.size() && texts.size() < 5; at += texts.back().size() + 1) {
-        texts.push_back(bytes.c_str() + at);
-    }
-    texts.resize(5);
+    const std::vector<std::string> texts = splitTexts(bytes.substr(std::min(sizeof(event), bytes.size())), 5);
     const std::string asked = texts[0];
     const auto file = std::find_if(process.files.rbegin(), process.files.rend(),
                                    [&](const OpenedFile& opened) { return opened.asked == asked; });

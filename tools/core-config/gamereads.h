@@ -25,6 +25,8 @@ struct ReadCall {
     bool result;
     size_t place; // in the bytes of the text; NO_READ_PLACE: none
     std::string name;
+    size_t room;       // of a text: bytes that the game has for it, with the NUL; else 0
+    std::string value; // of a name that the line does not have: what is in the game's variable
 };
 
 static const size_t NO_READ_PLACE = ~size_t(0);

@@ -9,7 +9,7 @@
 #include "tools/core-config/library.h"
 
 #include <algorithm>
-#include <string.h>
+#include <stdlib.h>
 
 namespace config {
 
@@ -73,6 +73,16 @@ static Form formOf(watch::e_Read what)
 static e_ValueType commonType(e_ValueType a, e_ValueType b)
 {
     return a == b ? a : std::max(a, b) <= TYPE_FLOAT32 ? std::max(a, b) : TYPE_WORD;
+}
+
+// Sets the most bytes of a text, if the game has so much room for it and its NUL. The smallest room counts.
+static void setRoom(size_t room, Range* range)
+{
+    const double most = static_cast<double>(room) - 1;
+    if (room > 0 && most < range->greatest) {
+        range->high = std::to_string(room - 1);
+        range->greatest = most;
+    }
 }
 
 static bool isNamed(watch::e_Read what)
@@ -153,8 +163,7 @@ public:
 private:
     struct Ask {
         std::vector<std::string> blocks; // the names of the blocks around it, the outermost first
-        std::string name;
-        watch::e_Read what;
+        const ReadCall* call;
     };
 
     void _findKnownBlocks();
@@ -165,8 +174,9 @@ private:
     void _learnWords();
     void _learnParameter(const ReadCall& call);
     void _learnValueLine(const ReadCall& call);
-    void _learn(const std::string& name, bool hasEquals, const Form& form, size_t first);
+    void _learn(const std::string& name, bool hasEquals, const Form& form, size_t first, size_t room = 0);
     void _addAsked();
+    bool _isDefault(const ReadCall& call) const;
     const ReadCall* _find(bool (*isIt)(const ReadCall&)) const;
     size_t _wordAt(size_t place) const;
     std::vector<std::string> _blocksAround(size_t block) const;
@@ -279,7 +289,7 @@ void TextLearner::_noteAsks()
 {
     for (const ReadCall* call : m_calls) {
         if (!call->result && (call->what == watch::READ_ASK || isNamed(call->what))) {
-            m_asks.push_back({_blocksAround(m_map.blockOf(m_line)), call->name, call->what});
+            m_asks.push_back({_blocksAround(m_map.blockOf(m_line)), call});
         }
     }
 }
@@ -337,7 +347,7 @@ void TextLearner::_learnWords()
 
 void TextLearner::_learnParameter(const ReadCall& call)
 {
-    _learn(call.name, true, formOf(call.what), 2);
+    _learn(call.name, true, formOf(call.what), 2, call.room);
 }
 
 void TextLearner::_learnValueLine(const ReadCall& call)
@@ -353,8 +363,8 @@ void TextLearner::_learnValueLine(const ReadCall& call)
     m_line = NO_READ_PLACE;
 }
 
-// Adds a name, and the values of the current line from the word `first` on.
-void TextLearner::_learn(const std::string& text, bool hasEquals, const Form& form, size_t first)
+// Adds a name, and the values of the current line from the word `first` on. room: as in ReadCall.
+void TextLearner::_learn(const std::string& text, bool hasEquals, const Form& form, size_t first, size_t room)
 {
     BlockSchema* block = _blockOf(_blocksAround(m_map.blockOf(m_line)));
     NameSchema* name = findName(block, text);
@@ -370,6 +380,7 @@ void TextLearner::_learn(const std::string& text, bool hasEquals, const Form& fo
     name->type = commonType(name->type, form.type);
     name->fewest = std::min(name->fewest, form.fewest);
     name->most = std::max(name->most, form.most);
+    setRoom(room, &name->range);
     for (size_t index = first; index < std::min(m_words.size(), first + form.most); ++index) {
         const Word& word = m_words[index];
         Faults faults;
@@ -380,6 +391,32 @@ void TextLearner::_learn(const std::string& text, bool hasEquals, const Form& fo
     }
 }
 
+// Returns what is in a variable of the game as a schema writes it: a float with as few digits as it needs.
+static std::string shownDefault(const ReadCall& call)
+{
+    if (formOf(call.what).type != TYPE_FLOAT32) {
+        return call.value;
+    }
+    char* second = nullptr;
+    const std::string first = shown(strtof(call.value.c_str(), &second));
+    return *second == ' ' ? first + ' ' + shown(strtof(second, nullptr)) : first;
+}
+
+// Returns true if the value is what the game uses when the file lacks the name: no mark of the game's own, and the same
+// at each ask.
+bool TextLearner::_isDefault(const ReadCall& call) const
+{
+    static const double sc_largest = 1e6; // a game marks "no value" by larger numbers
+    const e_ValueType type = formOf(call.what).type;
+    const bool isNumber = type <= TYPE_FLOAT32;
+    const double number = strtod(call.value.c_str(), nullptr);
+    const bool isText = call.value.find_first_of("\r\n\t") == std::string::npos;
+    return !call.value.empty() && (isNumber ? number >= -sc_largest && number <= sc_largest : isText) &&
+           std::all_of(m_asks.begin(), m_asks.end(), [&](const Ask& ask) {
+               return !isSameName(ask.call->name, call.name) || ask.call->value == call.value;
+           });
+}
+
 // Adds the names that the game has asked for and that no line has. A game that does not look at blocks asks for all names
 // in each block, so a name is added to one block only: first to those that have other names.
 void TextLearner::_addAsked()
@@ -387,16 +424,20 @@ void TextLearner::_addAsked()
     const auto isElsewhere = [&](const Ask& ask) { return _blockOf(ask.blocks)->names.empty(); };
     std::stable_partition(m_asks.begin(), m_asks.end(), [&](const Ask& ask) { return !isElsewhere(ask); });
     for (const Ask& ask : m_asks) {
-        if (ask.name.empty() || hasAnywhere(m_file, ask.name)) {
+        if (ask.call->name.empty() || hasAnywhere(m_file, ask.call->name)) {
             continue;
         }
-        const Form form = formOf(ask.what);
+        const Form form = formOf(ask.call->what);
         NameSchema name;
-        name.name = ask.name;
+        name.name = ask.call->name;
         name.type = form.type;
         name.fewest = form.fewest;
         name.most = form.most;
-        name.lineComment = ask.what == watch::READ_ASK ? "the game asked for it, and the file did not have it" : "";
+        setRoom(ask.call->room, &name.range);
+        name.hasDefault = _isDefault(*ask.call);
+        name.defaultText = name.hasDefault ? shownDefault(*ask.call) : "";
+        name.lineComment =
+            ask.call->what == watch::READ_ASK ? "the game asked for it, and the file did not have it" : "";
         addName(_blockOf(ask.blocks), name);
     }
 }
@@ -426,13 +467,16 @@ static void learnPreference(const ReadPreference& preference, Schema* schema)
 
 // ---- Merging
 
-static void mergeName(const NameSchema& from, NameSchema* to)
+// isIni: the default comes from the call of the game, and so it is right.
+static void mergeName(const NameSchema& from, bool isIni, NameSchema* to)
 {
     const bool isKnownType = from.type != TYPE_WORD && from.type != TYPE_TEXT; // else it can be of any type
     to->type = isKnownType ? from.type : to->type;
     to->fewest = std::min(to->fewest, from.fewest);
     to->most = std::max(to->most, from.most);
-    if (from.hasDefault) {
+    const bool isFree = to->range.low.empty() && to->range.high.empty();
+    to->range = isFree ? from.range : to->range;
+    if (from.hasDefault && (isIni || !to->hasDefault)) {
         to->hasDefault = true;
         to->defaultText = from.defaultText;
     }
@@ -446,20 +490,20 @@ static void mergeName(const NameSchema& from, NameSchema* to)
     }
 }
 
-static void mergeBlock(const BlockSchema& from, BlockSchema* to, Learnt* learnt)
+static void mergeBlock(const BlockSchema& from, bool isIni, BlockSchema* to, Learnt* learnt)
 {
     for (const size_t entry : from.order) {
         if (entry >= from.names.size()) {
             const BlockSchema& inner = from.blocks[~entry];
             BlockSchema* same = findBlock(to, inner.name);
-            mergeBlock(inner, same ? same : addBlock(to, inner.name), learnt);
+            mergeBlock(inner, isIni, same ? same : addBlock(to, inner.name), learnt);
             continue;
         }
         const NameSchema& name = from.names[entry];
         NameSchema* same = findName(to, name.name);
         ++learnt->names;
         if (same) {
-            mergeName(name, same);
+            mergeName(name, isIni, same);
         } else {
             addName(to, name);
             ++learnt->newNames;
@@ -486,7 +530,7 @@ Learnt learn(const GameReads& reads, Schema* schema)
         const FileSchema* same = fileFor(*schema, file.block.name);
         FileSchema* to = same ? const_cast<FileSchema*>(same) : fileOf(schema, file.block.name, file.isIni);
         ++learnt.files;
-        mergeBlock(file.block, &to->block, &learnt);
+        mergeBlock(file.block, file.isIni, &to->block, &learnt);
     }
     return learnt;
 }

@@ -8,6 +8,7 @@
 #include "watch/preload/realfunction.h"
 
 #include <dlfcn.h>
+#include <stdio.h>
 #include <string.h>
 #include <strings.h>
 
@@ -36,9 +37,48 @@ struct ReaderState {
     const char* ownText;   // the text that the library reads for itself
     const char* token;     // the token that GetToken returned last
     const char* tokenText; // the text of this token
+    bool hasAsked;         // the game has compared a name on the current line
 };
 
 static thread_local ReaderState s_state __attribute__((tls_model("initial-exec")));
+
+// Where a reader of a named parameter stores its value. If the name is not in the line, the value that is there is the one
+// that the game uses.
+struct Output {
+    unsigned int room = 0; // bytes for a text; 0 for other values
+    char text[64] = "";    // the value, if the name was not in the line
+
+    explicit Output(const signed char* value) { _set("%d", static_cast<int>(*value)); }
+    explicit Output(const short* value) { _set("%d", static_cast<int>(*value)); }
+    explicit Output(const int* value) { _set("%d", *value); }
+    explicit Output(const unsigned int* value) { _set("%u", *value); }
+    explicit Output(const long long* value) { _set("%lld", *value); }
+    explicit Output(const float* value) { _set("%.9g", static_cast<double>(*value)); }
+    explicit Output(const bool* value)
+    {
+        unsigned char byte; // perhaps no bool yet
+        memcpy(&byte, value, sizeof(byte));
+        _set("%s", byte ? "true" : "false");
+    }
+    Output(const int* first, const int* second) { _set("%d %d", *first, *second); }
+    Output(const float* first, const float* second)
+    {
+        _set("%.9g %.9g", static_cast<double>(*first), static_cast<double>(*second));
+    }
+    Output(const char* value, unsigned int size) : room(size)
+    {
+        if (size > 0 && memchr(value, 0, size)) {
+            _set("%s", value);
+        }
+    }
+
+private:
+    template <typename... Values>
+    void _set(const char* format, Values... values)
+    {
+        snprintf(text, sizeof(text), format, values...);
+    }
+};
 
 // A call of one of the library's readers.
 class ReaderCall {
@@ -79,8 +119,10 @@ public:
         return result;
     }
 
-    // Notes a reader of a named parameter, and returns its result.
-    bool noteParameter(watch::e_Read what, bool result, const char* token, const char* name) const;
+    // Notes a reader of a named parameter, and returns its result. describe returns the Output.
+    template <typename Describe>
+    bool noteParameter(watch::e_Read what, bool result, const char* token, const char* name,
+                       const Describe& describe) const;
 
 private:
     const ParserView& m_view;
@@ -95,15 +137,28 @@ static bool isSame(const char* token, const char* name)
     return token && name && strcasecmp(token, name) == 0;
 }
 
-bool ReaderCall::noteParameter(watch::e_Read what, bool result, const char* token, const char* name) const
+// Returns true for the first ask on a line, and for an ask that is new in its block.
+static bool isNewAsk(watch::e_Read what, const char* text, const char* name)
+{
+    const bool isFirst = !s_state.hasAsked;
+    s_state.hasAsked = true;
+    return watch::isNewAsk(what, text, name) || isFirst;
+}
+
+template <typename Describe>
+bool ReaderCall::noteParameter(watch::e_Read what, bool result, const char* token, const char* name,
+                               const Describe& describe) const
 {
     if (!m_isNoted || !name) {
         return result;
     }
-    if (isSame(token, name)) {
-        note(what, true, m_position, name);
-    } else if (watch::isNewAsk(what, m_view.buffer, name)) {
-        note(what, false, m_position, name);
+    const bool isFound = isSame(token, name);
+    if (isFound || isNewAsk(what, m_view.buffer, name)) {
+        const Output output = describe();
+        char text[watch::sc_readsName + sizeof(output.text) + 16];
+        const int length = snprintf(text, sizeof(text), "%.*s%c%u%c%s", static_cast<int>(watch::sc_readsName), name,
+                                    0, output.room, 0, isFound ? "" : output.text);
+        watch::noteRead(what, isFound, m_view.buffer, m_position, text, static_cast<size_t>(length));
     }
     return result;
 }
@@ -154,6 +209,7 @@ WATCH_FUNCTION("_ZN6Parser9ParseLineEv", bool, parseLine, (Parser * parser))
     if (call.isNoted()) {
         const char* line = call.view().position;
         call.note(watch::READ_LINE, result, call.view().placeOf(line));
+        s_state.hasAsked = false;
         if (result && line && strpbrk(line, "{}")) {
             watch::forgetAsks();
         }
@@ -234,14 +290,16 @@ WATCH_READER_2("_ZN6Parser12ParseFloat2xEPfS0_", parseFloat2x, watch::READ_LINE_
     WATCH_FUNCTION(symbol, bool, name, (Parser * parser, const char* token, const char* asked, type* value))         \
     {                                                                                                                \
         const ReaderCall call(parser);                                                                               \
-        return call.noteParameter(what, s_##name.real()(parser, token, asked, value), token, asked);                 \
+        return call.noteParameter(what, s_##name.real()(parser, token, asked, value), token, asked,                  \
+                                  [=] { return Output(value); });                                                    \
     }
 #define WATCH_PARAMETERS(symbol, name, what, type)                                                                   \
     WATCH_FUNCTION(symbol, bool, name,                                                                               \
                    (Parser * parser, const char* token, const char* asked, type* first, type* second))               \
     {                                                                                                                \
         const ReaderCall call(parser);                                                                               \
-        return call.noteParameter(what, s_##name.real()(parser, token, asked, first, second), token, asked);         \
+        return call.noteParameter(what, s_##name.real()(parser, token, asked, first, second), token, asked,          \
+                                  [=] { return Output(first, second); });                                            \
     }
 WATCH_PARAMETER("_ZN6Parser15ParamEqualsInt8EPKcS1_Pa", readInt8, watch::READ_INT8, signed char)
 WATCH_PARAMETER("_ZN6Parser16ParamEqualsInt16EPKcS1_Ps", readInt16, watch::READ_INT16, short)
@@ -260,7 +318,7 @@ WATCH_FUNCTION("_ZN6Parser17ParamEqualsStringEPKcS1_Pcj", bool, readString,
 {
     const ReaderCall call(parser);
     return call.noteParameter(watch::READ_TEXTVALUE, s_readString.real()(parser, token, asked, text, size), token,
-                              asked);
+                              asked, [=] { return Output(text, size); });
 }
 
 // ---- Names that the game compares itself
@@ -274,7 +332,7 @@ WATCH_FUNCTION("_Z7stricmpPKcS0_", int, compare, (const char* left, const char* 
     }
     const char* name = left == token ? right : left;
     const watch::e_Read what = result == 0 ? watch::READ_NAME : watch::READ_ASK;
-    if (name && isWatchingReads() && (result == 0 || watch::isNewAsk(what, s_state.tokenText, name))) {
+    if (name && isWatchingReads() && (result == 0 || isNewAsk(what, s_state.tokenText, name))) {
         watch::noteRead(what, result == 0, s_state.tokenText, watch::sc_noPlace, name,
                         strnlen(name, watch::sc_readsName));
     }

@@ -105,7 +105,7 @@ void noteFile(const char* asked, int file)
 
 // A game asks for the same names at each line. They are noted once for each block of the text.
 static const size_t sc_slots = 4096;           // a power of two
-static std::atomic<uint64_t> s_asks[sc_slots]; // hashes of asks; 0: none. A newer ask takes the place of an older one
+static std::atomic<uint32_t> s_asks[sc_slots]; // hashes of asks; 0: none. A newer ask takes the place of an older one
 static std::atomic<uint32_t> s_block{0};
 
 void forgetAsks()
@@ -120,8 +120,8 @@ bool isNewAsk(e_Read what, const void* text, const char* name)
     for (size_t index = 0; name[index] != '\0' && index < sc_readsName; ++index) {
         hash = (hash ^ static_cast<unsigned char>(name[index])) * 0x100000001b3u;
     }
-    hash |= 1;
-    return s_asks[(hash >> 20) % sc_slots].exchange(hash, std::memory_order_relaxed) != hash;
+    const uint32_t mark = static_cast<uint32_t>(hash >> 32) | 1;
+    return s_asks[(hash >> 20) % sc_slots].exchange(mark, std::memory_order_relaxed) != mark;
 }
 
 } // namespace watch

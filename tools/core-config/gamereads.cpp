@@ -3,7 +3,6 @@
 #include "tools/core-config/gamereads.h"
 
 #include "file/file.h"
-#include "tools/shared/files.h"
 
 #include <algorithm>
 #include <stdlib.h>
@@ -99,16 +98,26 @@ static std::vector<std::string> splitTexts(const std::string& bytes, size_t coun
     return texts;
 }
 
+// Returns the bytes of a file, which the file library opens only if it is a regular one.
+static std::string bytesOf(const std::string& path)
+{
+    std::string bytes;
+    if (_BkzFileType_s* file = File::open(path.c_str(), "rb")) {
+        bytes.resize(File::getLength(file));
+        bytes.resize(File::read(&bytes[0], 1, bytes.size(), file));
+        File::close(file);
+    }
+    return bytes;
+}
+
 // Finds the file that has the bytes of the text.
 template <typename Files>
 static void match(const Files& files, ReadText* text)
 {
     text->isMatched = true;
-    std::string bytes;
-    std::string error;
     for (auto file = files.rbegin(); file != files.rend(); ++file) {
-        const bool isRead = readFile(file->path, &bytes, &error);
-        const size_t begin = isRead ? bytes.find(text->bytes) : std::string::npos;
+        std::string bytes = bytesOf(file->path);
+        const size_t begin = bytes.find(text->bytes);
         if (begin != std::string::npos) {
             bytes.resize(begin + text->bytes.size());
             text->bytes.swap(bytes);

@@ -45,12 +45,13 @@ static Met metBy(watch::e_Read what, size_t place, const ConfigText& text)
         }
         isBeforeEquals = isBeforeEquals && word.begin < place;
     }
-    const bool isLast = line + 1 == text.lines().size() || found.next != found.end + 1;
-    if (!isLast) { // after a bare line feed, the library goes on in the next line
+    const bool hasNext = line + 1 < text.lines().size();
+    std::string met = place >= text.size() ? "the end of the text" : "nothing";
+    if (hasNext && found.next == found.end + 1) { // after a bare line feed, the library goes on in the next line
         text.wordsOf(line + 1, &words);
+        met = words.empty() ? met : quoted(text.text(words[0])) + " of the next line";
     }
-    return {std::max(place, found.end),
-            isLast || words.empty() ? "nothing" : quoted(text.text(words[0])) + " of the next line"};
+    return {found.end, met};
 }
 
 std::vector<Finding> Complaints::next(const GameReads& reads)

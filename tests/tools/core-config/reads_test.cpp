@@ -277,6 +277,16 @@ TEST(CoreConfigRun, TellsWhatWasTakenFromTheNextLineAfterABareLineFeed)
                          "\"lives = int32\" [expected]\n"));
 }
 
+// A game that reads value lines up to the end of the text gets a message there.
+TEST(CoreConfigRun, PrintsWhatTheLibrarySaysAtTheEndOfATextOfValueLines)
+{
+    writeData(sc_world);
+    EXPECT_EQ(run("run -o findings -- '" GAME "'").status, 7);
+    EXPECT_EQ(readFile("findings"),
+              "Data/path.txt:3:5: error: found the end of the text; expected 2 integers [expected]\n"
+              "(no file):2:9: error: found \"y\"; expected: \"other = int32\" [expected]\n");
+}
+
 TEST(CoreConfigRun, GivesItsFindingsToOtherProgramsAndInItsStatus)
 {
     writeBrokenData();
@@ -287,7 +297,6 @@ TEST(CoreConfigRun, GivesItsFindingsToOtherProgramsAndInItsStatus)
     EXPECT_EQ(run("run --json -o findings -- '" GAME "' fork").status, 0);
     EXPECT_TRUE(contains(readFile("findings"), "    \"what\": \"found \\\"x9.81\\\"\",\n"));
     EXPECT_EQ(run("run --fail-on-finding -- '" GAME "' fork").status, 1);
-    writeData(sc_world);
     EXPECT_EQ(run("run --fail-on-finding -o findings -- true").status, 0);
     EXPECT_EQ(readFile("findings"), "");
     EXPECT_EQ(run("run -- ./nothing").status, 3);

@@ -56,7 +56,8 @@ int runLearn(const LearnCommand& options)
     if (!replaceFile(options.schema, config::writeSchema(schema), &error)) {
         return complain(TOOL_CANT_ACCESS, error);
     }
-    fprintf(stderr, "%s: the game has read %zu files and asked for %zu names, of which %zu are new\n",
-            printable(options.schema).c_str(), learnt.files, learnt.names, learnt.newNames);
+    fprintf(stderr, "%s: the game has read %s and asked for %s; new in the schema: %zu\n",
+            printable(options.schema).c_str(), config::counted(learnt.files, "file").c_str(),
+            config::counted(learnt.names, "name").c_str(), learnt.newNames);
     return TOOL_FINE;
 }

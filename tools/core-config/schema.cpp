@@ -499,13 +499,24 @@ static bool isNumberType(e_ValueType type)
     return type <= TYPE_FLOAT32 || type == TYPE_INT;
 }
 
-void addSeen(NameSchema* name, const std::string& value)
+static void addSeenText(NameSchema* name, const std::string& text)
 {
     static const size_t sc_mostTexts = 8;
+    static const size_t sc_mostBytes = 100; // of all of them
+    size_t bytes = text.size();
+    for (const std::string& other : name->seen) {
+        bytes += other.size();
+    }
+    const bool isNew = std::count(name->seen.begin(), name->seen.end(), text) == 0;
+    if (isNew && name->seen.size() < sc_mostTexts && bytes <= sc_mostBytes) {
+        name->seen.push_back(text);
+    }
+}
+
+void addSeen(NameSchema* name, const std::string& value)
+{
     if (!isNumberType(name->type)) {
-        if (name->seen.size() < sc_mostTexts && std::count(name->seen.begin(), name->seen.end(), value) == 0) {
-            name->seen.push_back(value);
-        }
+        addSeenText(name, value);
         return;
     }
     std::vector<std::string> numbers = name->seen; // a list becomes a range

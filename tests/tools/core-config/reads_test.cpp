@@ -111,7 +111,7 @@ TEST(CoreConfigLearn, WritesNamesTypesBlocksValuesAndDefaults)
     EXPECT_TRUE(contains(result.errors, "core-config: the game has ended with status 7\n"));
     EXPECT_TRUE(contains(result.errors, "core-config: left out: a text of 21 bytes that is no part of a file"));
     EXPECT_TRUE(contains(result.errors,
-                         "game.schema: the game has read 3 files and asked for 19 names, of which 19 are new"));
+                         "game.schema: the game has read 3 files and asked for 19 names; new in the schema: 19"));
 
     const Result check = run("check --schema game.schema Data/world.txt Data/game.ini");
     EXPECT_EQ(check.output, "");

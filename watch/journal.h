@@ -48,6 +48,8 @@ enum e_JournalKind : uint32_t {
     JOURNAL_MODULE = 2,       // JournalModule, path
     JOURNAL_TEXT = 3,         // JournalText, language, NUL, text
     JOURNAL_STRINGS_FILE = 4, // language, NUL, path that the string table asked for, NUL, path of the file or nothing
+    JOURNAL_READS = 16,       // a block of ReadEvent (watch/reads.h)
+    JOURNAL_PREFERENCE = 17,  // PreferenceEvent (watch/reads.h)
 };
 
 // A program or library that has places of events.

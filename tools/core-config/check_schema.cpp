@@ -3,12 +3,14 @@
 //    same line or in the next line with words.
 #include "tools/core-config/check_schema.h"
 
+#include "tools/core-config/blocks.h"
 #include "tools/core-config/check_value.h"
 #include "tools/core-config/nearest.h"
 
 #include <algorithm>
-#include <map>
+#include <functional>
 #include <string.h>
+#include <strings.h>
 
 namespace config {
 
@@ -58,9 +60,10 @@ static std::string defaultOf(const NameSchema& name)
     return name.hasDefault ? "the game uses " + quoted(name.defaultText) : "the game uses its default";
 }
 
-// Adds a fault for each name that a block lacks. counts: how often the block has each name, by its index.
+// Adds a fault for each name that a block lacks. counts: how often the block has each name, by its index. title
+// returns the block's name for messages.
 static void checkLacking(const BlockSchema& block, const std::vector<size_t>& counts, size_t place,
-                         const std::string& title, bool isIni, bool tellsMissing, Faults* faults)
+                         const std::function<std::string()>& title, bool isIni, bool tellsMissing, Faults* faults)
 {
     for (size_t index = 0; index < block.names.size(); ++index) {
         const NameSchema& name = block.names[index];
@@ -68,7 +71,7 @@ static void checkLacking(const BlockSchema& block, const std::vector<size_t>& co
             continue;
         }
         const std::string what =
-            title + " lacks " + quoted(name.name) + (name.isRequired ? "" : "; " + defaultOf(name));
+            title() + " lacks " + quoted(name.name) + (name.isRequired ? "" : "; " + defaultOf(name));
         faults->push_back({place,
                            1,
                            name.isRequired,
@@ -83,7 +86,7 @@ static void checkLacking(const BlockSchema& block, const std::vector<size_t>& co
             faults->push_back({place,
                                1,
                                true,
-                               title + " lacks " + (isIni ? "the section " : "the block ") + quoted(inner.name),
+                               title() + " lacks " + (isIni ? "the section " : "the block ") + quoted(inner.name),
                                "",
                                "lacks-name",
                                {}});
@@ -99,7 +102,7 @@ public:
                 Faults* faults)
         : m_text(text), m_tellsMissing(tellsMissing), m_typedLines(typedLines), m_faults(faults)
     {
-        m_levels.push_back({&schema.block, 0, "the file", {}});
+        m_levels.push_back({&schema.block, 0, {}});
         m_levels.back().counts.resize(schema.block.names.size() + schema.block.blocks.size());
     }
 
@@ -109,15 +112,15 @@ private:
     struct Level {
         const BlockSchema* block; // null: unknown
         size_t place;             // of the block's head
-        std::string title;        // for messages
         std::vector<size_t> counts;
     };
 
     void _checkLine(size_t line);
     void _open(const BlockSchema* block);
     void _close();
+    std::string _titleOf(const BlockSchema* block) const;
+    void _checkLacking(const Level& level);
     bool _beginBlock(size_t line);
-    bool _isHead(size_t line) const;
     bool _checkEntry(size_t line);
     void _checkValues(const NameSchema& name, size_t first);
     void _blameUnknown();
@@ -129,6 +132,7 @@ private:
     Faults* m_faults;
     std::vector<Level> m_levels;
     std::vector<Word> m_words;
+    std::vector<Word> m_nextWords;       // of a line after the current one
     const BlockSchema* m_next = nullptr; // the block whose head was the last line
     size_t m_nextPlace = 0;
 };
@@ -146,46 +150,58 @@ const BlockSchema* SchemaCheck::run()
     while (m_levels.size() > 1) {
         _close(); // the check of the form reports the missing brace
     }
-    const Level& file = m_levels[0];
-    checkLacking(*file.block, file.counts, 0, file.title, false, m_tellsMissing, m_faults);
+    _checkLacking(m_levels[0]);
     return last;
 }
 
 void SchemaCheck::_open(const BlockSchema* block)
 {
-    m_levels.push_back({block, m_nextPlace, block ? "the block " + quoted(block->name) : "", {}});
+    m_levels.push_back({block, m_nextPlace, {}});
     m_levels.back().counts.resize(block ? block->names.size() + block->blocks.size() : 0);
     m_next = nullptr;
 }
 
 void SchemaCheck::_close()
 {
-    const Level level = m_levels.back();
+    const Level& level = m_levels.back();
     if (m_levels.size() == 1) {
         return; // a brace too many
     }
-    m_levels.pop_back();
     if (level.block) {
-        checkLacking(*level.block, level.counts, level.place, level.title, false, m_tellsMissing, m_faults);
+        _checkLacking(level);
     }
+    m_levels.pop_back();
+}
+
+// Returns the name of a block as a message shows it.
+std::string SchemaCheck::_titleOf(const BlockSchema* block) const
+{
+    return block == m_levels[0].block ? "the file" : "the block " + quoted(block->name);
+}
+
+void SchemaCheck::_checkLacking(const Level& level)
+{
+    const BlockSchema& block = *level.block;
+    checkLacking(
+        block, level.counts, level.place, [&] { return _titleOf(&block); }, false, m_tellsMissing, m_faults);
 }
 
 void SchemaCheck::_checkLine(size_t line)
 {
     const Word& first = m_words[0];
     const Word& last = m_words.back();
-    if (m_text.is(first, "{")) {
+    if (m_text.is(first, '{')) {
         _open(m_next);
-    } else if (m_text.is(first, "}")) {
+    } else if (m_text.is(first, '}')) {
         _close();
-    } else if (_isHead(line)) {
+    } else if (isBlockHead(m_text, line, m_words, &m_nextWords)) {
         const bool isKnown = _beginBlock(line);
         if (!isKnown && m_levels.back().block && !m_levels.back().block->isOpen) {
             _blameUnknown();
         }
-        if (m_text.is(last, "{")) {
+        if (m_text.is(last, '{')) {
             _open(m_next);
-        } else if (m_text.is(last, "}")) {
+        } else if (m_text.is(last, '}')) {
             m_next = nullptr; // a block of one line
         }
     } else if (m_levels.back().block && !_checkEntry(line) && !m_levels.back().block->isOpen) {
@@ -193,33 +209,13 @@ void SchemaCheck::_checkLine(size_t line)
     }
 }
 
-// Returns true if the line is the head of a block: an open brace is in it, or begins the next line with words.
-bool SchemaCheck::_isHead(size_t line) const
-{
-    static const size_t sc_farthest = 100; // lines
-    if (std::any_of(m_words.begin(), m_words.end(), [&](const Word& word) { return m_text.is(word, "{"); })) {
-        return true;
-    }
-    if (m_words.size() > 1 && m_text.is(m_words[1], "=")) {
-        return false;
-    }
-    std::vector<Word> words;
-    for (size_t next = line + 1; next < std::min(line + sc_farthest, m_text.lines().size()); ++next) {
-        m_text.wordsOf(next, &words);
-        if (!words.empty()) {
-            return m_text.is(words[0], "{");
-        }
-    }
-    return false;
-}
-
 void SchemaCheck::_count(size_t index, bool isOnce)
 {
     const size_t count = ++m_levels.back().counts[index];
-    const std::string name = m_text.text(m_words[0]);
     if (isOnce && count == 2) {
+        const std::string name = m_text.text(m_words[0]);
         m_faults->push_back(nameFault(m_words[0].begin, name,
-                                      quoted(name) + " is a second time in " + m_levels.back().title,
+                                      quoted(name) + " is a second time in " + _titleOf(m_levels.back().block),
                                       "remove one of them", "name-twice"));
     }
 }
@@ -241,31 +237,45 @@ bool SchemaCheck::_beginBlock(size_t line)
     return m_next != nullptr;
 }
 
+// Returns the length of the word up to a "=" or a tab in it.
+static size_t nameLength(const char* word, size_t length)
+{
+    size_t at = 0;
+    while (at < length && word[at] != '=' && word[at] != '\t') {
+        ++at;
+    }
+    return at;
+}
+
 // Checks a line with a name. Returns false if the schema has no such name here.
 bool SchemaCheck::_checkEntry(size_t line)
 {
     const BlockSchema& block = *m_levels.back().block;
-    const std::string word = m_text.text(m_words[0]);
-    const std::string name = word.substr(0, word.find_first_of("=\t")); // the rest is a fault of the form
-    const auto found = std::find_if(block.names.begin(), block.names.end(),
-                                    [&](const NameSchema& other) { return isSameName(other.name, name); });
-    const auto bare = std::find_if(block.names.begin(), block.names.end(),
-                                   [&](const NameSchema& other) { return other.name == "*"; });
-    const auto entry = found != block.names.end() ? found : bare;
+    const char* word = &m_text.bytes()[m_words[0].begin];
+    const size_t wordLength = m_words[0].end - m_words[0].begin;
+    const size_t length = nameLength(word, wordLength); // the rest is a fault of the form
+    const auto found = std::find_if(block.names.begin(), block.names.end(), [&](const NameSchema& other) {
+        return other.name.size() == length && strncasecmp(other.name.c_str(), word, length) == 0;
+    });
+    const bool isBare = found == block.names.end();
+    const auto entry = !isBare ? found
+                               : std::find_if(block.names.begin(), block.names.end(),
+                                              [](const NameSchema& other) { return other.name == "*"; });
     if (entry == block.names.end()) {
         return false;
     }
     (*m_typedLines)[line] = true;
     _count(static_cast<size_t>(entry - block.names.begin()), entry->isOnce);
-    const bool hasEquals = m_words.size() > 1 && m_text.is(m_words[1], "=");
-    if (name.size() < word.size()) {
+    const bool hasEquals = m_words.size() > 1 && m_text.is(m_words[1], '=');
+    if (length < wordLength) {
         return true;
     }
-    if (found == block.names.end()) {
+    if (isBare) {
         _checkValues(*entry, 0);
     } else if (!entry->hasEquals || hasEquals) {
         _checkValues(*entry, entry->hasEquals ? 2 : 1);
     } else if (m_words.size() < 2 || m_text.bytes()[m_words[1].begin] != '=') { // else the check of the form says it
+        const std::string name(word, length);
         m_faults->push_back(nameFault(m_words[0].begin, name, "\"=\" is missing after " + quoted(name),
                                       "write " + entryForm(*entry, false), "no-equals"));
     }
@@ -283,7 +293,10 @@ void SchemaCheck::_checkValues(const NameSchema& name, size_t first)
                                       "write " + entryForm(name, false), "few-values"));
     }
     for (size_t index = first; index < std::min(m_words.size(), first + name.most); ++index) {
-        checkValue(name, {m_words[index].begin, m_text.text(m_words[index])}, m_faults);
+        const Word& word = m_words[index];
+        if (!isPlainlyRight(name, &m_text.bytes()[word.begin], word.end - word.begin)) {
+            checkValue(name, {word.begin, m_text.text(word)}, m_faults);
+        }
     }
     if (count > name.most && name.type != TYPE_STRING) {
         const Word& extra = m_words[first + name.most];
@@ -383,11 +396,13 @@ void checkIniWithSchema(const std::vector<IniEntry>& entries, const FileSchema& 
     }
     for (size_t index = 0; index < file.blocks.size(); ++index) {
         if (sections[file.names.size() + index] > 0 || tellsMissing) {
-            checkLacking(file.blocks[index], counts[index], places[index],
-                         "the section " + quoted(file.blocks[index].name), true, tellsMissing, faults);
+            checkLacking(
+                file.blocks[index], counts[index], places[index],
+                [&] { return "the section " + quoted(file.blocks[index].name); }, true, tellsMissing, faults);
         }
     }
-    checkLacking(file, sections, 0, "the file", true, tellsMissing, faults);
+    checkLacking(
+        file, sections, 0, [] { return "the file"; }, true, tellsMissing, faults);
 }
 
 } // namespace config

@@ -24,14 +24,6 @@ static std::string writeForm(const NameSchema& name)
     return "write " + name.name + (name.hasEquals ? " = " : " ") + formOf(name);
 }
 
-// True if the number is outside the range of the name.
-static bool isOut(const Range& range, double number)
-{
-    const bool isLow = !range.low.empty() && number < strtod(range.low.c_str(), nullptr);
-    const bool isHigh = !range.high.empty() && number > strtod(range.high.c_str(), nullptr);
-    return isLow || isHigh;
-}
-
 static bool isSameInteger(const std::string& written, const std::string& read)
 {
     errno = 0;
@@ -60,7 +52,7 @@ static bool checkNumberValue(const NameSchema& name, const Value& value, Faults*
     if (!isWhole || !isSame) {
         faults->push_back(faultOf(value, "the game reads " + quoted(value.text) + " as " + stored.text,
                                   writeForm(name), "changed-value"));
-    } else if (isOut(name.range, read)) {
+    } else if (!name.range.has(read)) {
         faults->push_back(
             faultOf(value, stored.text + " is out of the range of " + quoted(name.name), writeForm(name), "range"));
     }
@@ -81,15 +73,14 @@ static void checkTruthValue(const NameSchema& name, const Value& value, Faults* 
 static void checkLength(const NameSchema& name, const Value& value, const std::string& text, Faults* faults)
 {
     const double length = static_cast<double>(text.size());
-    const bool isLong = !name.range.high.empty() && length > strtod(name.range.high.c_str(), nullptr);
-    if (isLong) {
-        const size_t most = static_cast<size_t>(std::max(0.0, strtod(name.range.high.c_str(), nullptr)));
+    if (length > name.range.greatest) {
+        const size_t most = static_cast<size_t>(std::max(0.0, name.range.greatest));
         faults->push_back(faultOf(value,
                                   "the text has " + std::to_string(text.size()) +
                                       " bytes, and the game keeps the first " + std::to_string(most) + ": " +
                                       quoted(text.substr(0, most)),
                                   "write a shorter text", "cut-text"));
-    } else if (isOut(name.range, length)) {
+    } else if (!name.range.has(length)) {
         faults->push_back(faultOf(value, "the text has " + counted(text.size(), "byte"),
                                   "write a text of at least " + name.range.low, "range"));
     }
@@ -121,7 +112,7 @@ static void checkIniNumber(const NameSchema& name, const Value& value, Faults* f
     if (!isEmpty && !isWhole) {
         faults->push_back(faultOf(value, "the game reads " + quoted(value.text) + " as " + std::to_string(read),
                                   "write " + name.name + '=' + formOf(name), "changed-value"));
-    } else if (!isEmpty && isOut(name.range, static_cast<double>(read))) {
+    } else if (!isEmpty && !name.range.has(static_cast<double>(read))) {
         faults->push_back(faultOf(value, std::to_string(read) + " is out of the range of " + quoted(name.name),
                                   "write " + name.name + '=' + formOf(name), "range"));
     }
@@ -166,6 +157,74 @@ void checkValue(const NameSchema& name, const Value& value, Faults* faults)
         if (checkNumberValue(name, value, faults)) {
             checkChoice(name, value, value.text, faults);
         }
+    }
+}
+
+// ---- The usual case
+
+// Reads up to `most` digits, perhaps with a sign and a point. Returns false for any other word.
+static bool readPlainNumber(const char* bytes, size_t length, size_t most, bool hasPoint, double* number)
+{
+    size_t digits = 0;
+    int whole = 0;
+    int scale = 0; // 10 for each digit after the point; 0 before it
+    const bool isSigned = length > 0 && (bytes[0] == '-' || bytes[0] == '+');
+    for (size_t at = isSigned; at < length; ++at) {
+        if (hasPoint && bytes[at] == '.' && scale == 0) {
+            scale = 1;
+        } else if (bytes[at] < '0' || bytes[at] > '9' || ++digits > most) {
+            return false;
+        } else {
+            whole = whole * 10 + (bytes[at] - '0');
+            scale *= 10;
+        }
+    }
+    *number = (bytes[0] == '-' ? -whole : whole) / static_cast<double>(std::max(scale, 1));
+    return digits > 0;
+}
+
+// All integers of nine digits have the same value for each reader of 32 bits or more.
+static bool isPlainInteger(const NameSchema& name, const char* bytes, size_t length)
+{
+    double number = 0;
+    const double limit = name.type == TYPE_INT8 ? 127 : name.type == TYPE_INT16 ? 32767 : 999999999;
+    return readPlainNumber(bytes, length, 9, false, &number) && number <= limit &&
+           number >= (name.type == TYPE_UINT32 ? 0 : -limit) && name.range.has(number);
+}
+
+// A float stores six digits as they are written.
+static bool isPlainFloat(const NameSchema& name, const char* bytes, size_t length)
+{
+    double number = 0;
+    return readPlainNumber(bytes, length, 6, true, &number) && name.range.has(number);
+}
+
+static bool isPlainString(const NameSchema& name, const char* bytes, size_t length)
+{
+    return length > 1 && bytes[0] == '"' && bytes[length - 1] == '"' && !memchr(bytes, '\\', length) &&
+           name.range.has(static_cast<double>(length - 2));
+}
+
+bool isPlainlyRight(const NameSchema& name, const char* bytes, size_t length)
+{
+    if (!name.choices.empty()) {
+        return false;
+    }
+    switch (name.type) {
+    case TYPE_FLOAT32:
+        return isPlainFloat(name, bytes, length);
+    case TYPE_BOOL:
+        return (length == 4 && strncasecmp(bytes, "true", 4) == 0) ||
+               (length == 5 && strncasecmp(bytes, "false", 5) == 0);
+    case TYPE_STRING:
+        return isPlainString(name, bytes, length);
+    case TYPE_WORD:
+        return true;
+    case TYPE_INT:
+    case TYPE_TEXT:
+        return false;
+    default:
+        return isPlainInteger(name, bytes, length);
     }
 }
 

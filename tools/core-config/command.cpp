@@ -2,6 +2,8 @@
 
 #include "tools/shared/files.h"
 
+#include <errno.h>
+#include <poll.h>
 #include <stdio.h>
 
 int complain(int status, const std::string& message)
@@ -24,4 +26,43 @@ int readSchemaFile(const std::string& path, config::Schema* schema)
         return complain(TOOL_NOT_UNDERSTOOD, path + ':' + error);
     }
     return TOOL_FINE;
+}
+
+// Returns true if the game has ended. Waits for its end, but not longer than a person who looks on.
+static bool hasEnded(const StartedGame& game)
+{
+    static const int sc_pause = 50; // milliseconds
+    pollfd end = {game.end(), POLLIN, 0};
+    const int ready = poll(&end, 1, sc_pause);
+    return ready > 0 || (ready < 0 && errno != EINTR);
+}
+
+int playGame(const std::vector<std::string>& command, config::GameReads* reads, StartedGame* game,
+             const std::function<void()>& onReads)
+{
+    Journal journal;
+    std::string error;
+    const std::string library = watchLibraryPath();
+    if (library.empty()) {
+        return complain(TOOL_CANT_ACCESS, "libcorewatch.so is missing: it must be installed with this program");
+    }
+    if (!journal.create(&error)) {
+        return complain(TOOL_CANT_ACCESS, error);
+    }
+    GameVariables variables = watchVariables(library);
+    variables.emplace_back("CORE_WATCH_JOURNAL", journal.path());
+    variables.emplace_back("CORE_WATCH_EVENTS", "reads");
+    if (!game->start(command, variables, &error)) {
+        return complain(TOOL_CANT_ACCESS, error);
+    }
+    JournalContent content;
+    for (bool isOver = false; !isOver;) {
+        isOver = hasEnded(*game);
+        content = journal.read();
+        reads->add(content);
+        onReads();
+    }
+    game->wait();
+    const std::string trouble = troubleOf(content);
+    return trouble.empty() ? TOOL_FINE : (complain(TOOL_FINE, trouble), TOOL_FINE);
 }

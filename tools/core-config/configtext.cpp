@@ -67,12 +67,6 @@ void ConfigText::wordsOf(size_t line, std::vector<Word>* words) const
     }
 }
 
-bool ConfigText::is(const Word& word, const char* text) const
-{
-    const size_t length = word.end - word.begin;
-    return strlen(text) == length && memcmp(&m_bytes[word.begin], text, length) == 0;
-}
-
 std::string ConfigText::inside(const Word& word) const
 {
     return m_bytes.substr(word.begin + 1, word.end - word.begin - 1 - word.isClosed);

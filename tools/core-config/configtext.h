@@ -43,7 +43,7 @@ public:
 
     void wordsOf(size_t line, std::vector<Word>* words) const;
     std::string text(const Word& word) const { return m_bytes.substr(word.begin, word.end - word.begin); }
-    bool is(const Word& word, const char* text) const;
+    bool is(const Word& word, char mark) const { return word.end - word.begin == 1 && m_bytes[word.begin] == mark; }
 
     // Returns the text between the quotes of a string.
     std::string inside(const Word& word) const;

@@ -215,8 +215,8 @@ void FormCheck::_checkLine(size_t line)
         return;
     }
     m_facts[line].firstWord = m_words[0].begin;
-    m_facts[line].lacksValue = m_words.size() == 2 && m_text.is(m_words[1], "=");
-    if (m_facts[line].lacksValue && !m_text.is(m_words[0], "=")) {
+    m_facts[line].lacksValue = m_words.size() == 2 && m_text.is(m_words[1], '=');
+    if (m_facts[line].lacksValue && !m_text.is(m_words[0], '=')) {
         m_missing.push_back(line);
     }
     _checkWords(line);
@@ -314,14 +314,14 @@ bool FormCheck::_checkWord(size_t index, bool isTyped)
         return _checkString(word);
     }
     const unsigned int content = contentOf(&m_text.bytes()[word.begin], word.end - word.begin);
-    const bool isName = index == 0 && m_words.size() > 1 && m_text.is(m_words[1], "=");
+    const bool isName = index == 0 && m_words.size() > 1 && m_text.is(m_words[1], '=');
     if (content) {
         _checkPlainWord(word, content);
     }
     if (!content && !isTyped && !isName && isLikeNumber(m_text, word)) {
         checkNumber(m_text, word, index > 0, m_faults);
     }
-    if (index == 2 && !content && !isTyped && m_text.is(m_words[1], "=")) {
+    if (index == 2 && !content && !isTyped && m_text.is(m_words[1], '=')) {
         _checkTruth(word);
     }
     return true;

@@ -181,6 +181,8 @@ std::string ConfigLanguage::hover(const std::string& path, const std::string& te
     for (size_t index = 0; index < name->choices.size(); ++index) {
         result += (index == 0 ? "\none of: " : ", ") + name->choices[index];
     }
+    const Range& seen = name->seenRange;
+    result += seen.low.empty() ? "" : "\nwas read: " + seen.low + ".." + seen.high;
     const std::string comment = commentOf(name->before, name->lineComment);
     return result + (comment.empty() ? "" : "\n\n" + comment);
 }

@@ -158,6 +158,139 @@ StoredValue readValue(e_ValueType type, const std::string& name, const std::stri
     }
 }
 
+// Calls a reader that the game has called for a named parameter.
+static void callNamed(watch::e_Read reader, const char* name, Parser* parser)
+{
+    signed char small = 0;
+    short middle = 0;
+    int integers[2] = {0, 0};
+    unsigned int word = 0;
+    long long large = 0;
+    float floats[2] = {0, 0};
+    bool truth = false;
+    char text[2] = "";
+    switch (reader) {
+    case watch::READ_INT8:
+        parser->ParamEqualsInt8(name, name, &small);
+        break;
+    case watch::READ_INT16:
+        parser->ParamEqualsInt16(name, name, &middle);
+        break;
+    case watch::READ_INT32:
+        parser->ParamEqualsInt32(name, name, &integers[0]);
+        break;
+    case watch::READ_UINT32:
+        parser->ParamEqualsUInt32(name, name, &word);
+        break;
+    case watch::READ_INT64:
+        parser->ParamEqualsInt64(name, name, &large);
+        break;
+    case watch::READ_FLOAT32:
+        parser->ParamEqualsFloat32(name, name, &floats[0]);
+        break;
+    case watch::READ_BOOL:
+        parser->ParamEqualsBoolean(name, name, &truth);
+        break;
+    case watch::READ_TEXTVALUE:
+        parser->ParamEqualsString(name, name, text, sizeof(text));
+        break;
+    case watch::READ_INT32_2:
+        parser->ParamEqualsInt32_2(name, name, &integers[0], &integers[1]);
+        break;
+    case watch::READ_INT32_2X:
+        parser->ParamEqualsInt32_2x(name, name, &integers[0], &integers[1]);
+        break;
+    case watch::READ_FLOAT32_2:
+        parser->ParamEqualsFloat32_2(name, name, &floats[0], &floats[1]);
+        break;
+    default:
+        parser->ParamEqualsFloat32_2x(name, name, &floats[0], &floats[1]);
+    }
+}
+
+// Calls a reader of numbers at the line position.
+static void callAtPosition(watch::e_Read reader, Parser* parser)
+{
+    int integers[3];
+    float floats[2];
+    switch (reader) {
+    case watch::READ_GET_INT:
+        parser->GetInt(&integers[0]);
+        break;
+    case watch::READ_GET_INT2:
+        parser->GetInt2(&integers[0], &integers[1]);
+        break;
+    case watch::READ_GET_INT3:
+        parser->GetInt3(&integers[0], &integers[1], &integers[2]);
+        break;
+    case watch::READ_GET_FLOAT:
+        parser->GetFloat(&floats[0]);
+        break;
+    case watch::READ_GET_FLOAT2:
+        parser->GetFloat2(&floats[0], &floats[1]);
+        break;
+    default:
+        parser->GetBoolean();
+    }
+}
+
+// Calls a reader of value lines. word has room for the line.
+static void callForLine(watch::e_Read reader, char* word, Parser* parser)
+{
+    int integers[3];
+    float floats[2];
+    switch (reader) {
+    case watch::READ_LINE_STRING:
+        parser->ParseString(word);
+        break;
+    case watch::READ_LINE_CHAR:
+        parser->ParseChar(word);
+        break;
+    case watch::READ_LINE_UTF8:
+        parser->ParseUTF8(reinterpret_cast<unsigned char*>(word));
+        break;
+    case watch::READ_LINE_INT:
+        parser->ParseInteger(&integers[0]);
+        break;
+    case watch::READ_LINE_INT2:
+        parser->ParseInteger2(&integers[0], &integers[1]);
+        break;
+    case watch::READ_LINE_INT2X:
+        parser->ParseInteger2x(&integers[0], &integers[1]);
+        break;
+    case watch::READ_LINE_INT3:
+        parser->ParseInteger3(&integers[0], &integers[1], &integers[2]);
+        break;
+    case watch::READ_LINE_FLOAT:
+        parser->ParseFloat(&floats[0]);
+        break;
+    case watch::READ_LINE_FLOAT2:
+        parser->ParseFloat2(&floats[0], &floats[1]);
+        break;
+    default:
+        parser->ParseFloat2x(&floats[0], &floats[1]);
+    }
+}
+
+std::string complaintOf(watch::e_Read reader, const std::string& name, const std::string& rest)
+{
+    const bool isLine = reader >= watch::READ_LINE_STRING;
+    std::string text = isLine ? rest : "x " + rest; // the name can have blanks, so it is no word of the line
+    std::vector<char> word(text.size() + 2);
+    Parser parser(&text[0]);
+    takeMessages();
+    if (isLine) {
+        callForLine(reader, word.data(), &parser);
+    } else if (parser.ParseLine() && parser.GetToken(" ")) {
+        reader < watch::READ_GET_INT ? callNamed(reader, name.c_str(), &parser) : callAtPosition(reader, &parser);
+    }
+    const std::vector<std::string> messages = takeMessages();
+    const std::string message = messages.empty() ? "" : messages.back();
+    const size_t begin =
+        message.compare(0, 8, "Parser: ") == 0 ? 8 : std::min(message.find_first_not_of('.'), message.size());
+    return message.substr(begin, message.rfind(" on line ") - begin);
+}
+
 std::string shown(float value)
 {
     char text[64];

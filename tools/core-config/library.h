@@ -4,6 +4,7 @@
 
 #include "tools/core-config/configtext.h"
 #include "tools/core-config/schema.h"
+#include "watch/reads.h"
 
 #include <string>
 #include <vector>
@@ -63,6 +64,10 @@ struct StoredValue {
 
 // Gives the line "name = word" to the library's reader of this type: one of TYPE_INT8 to TYPE_BOOL.
 StoredValue readValue(e_ValueType type, const std::string& name, const std::string& word);
+
+// Gives a text to one of the library's readers, as a game does: the line "name REST", of which the name was taken; for a
+// reader of value lines REST alone. Returns the complaint without the line's number; an empty text if there is none.
+std::string complaintOf(watch::e_Read reader, const std::string& name, const std::string& rest);
 
 // Returns how a message shows a float: the shortest text that is read as the same float.
 std::string shown(float value);

@@ -1,4 +1,4 @@
-// core-config: finds what a game misreads in its config files and preferences files.
+// core-config: finds what a game misreads in its config files and preferences files, and what it asks them for.
 #include "tools/core-config/command.h"
 
 #include <CLI/CLI.hpp>
@@ -7,22 +7,25 @@
 #include <stdio.h>
 
 static const char sc_description[] =
-    "Finds what a game that uses the library core misreads in its config files and preferences files.";
+    "Finds what a game that uses the library core misreads in its config files and preferences files, and learns\n"
+    "what the game asks these files for.";
 
 static const char sc_statuses[] =
     "Exit status: 0 all is fine, 1 there are findings, 2 the command line or a schema was not understood,\n"
-    "3 a file could not be read or written.";
+    "3 a file could not be read or written, or a game could not be started. run ends with the status of the game.";
 
 static const char sc_checkFooter[] =
     "Examples:\n"
     "  core-config check Game/units.txt Game/levels.txt\n"
     "  core-config check --ini Game/demo.ini\n"
-    "  core-config check --schema game.schema Game/units.txt\n"
+    "  core-config check --schema demo.schema Game/units.txt\n"
     "  core-config check --fix --dry-run Game/units.txt     shows the repairs and changes nothing\n"
     "  core-config check --github Game/*.txt                annotations for a pull request\n"
     "  sed 's/,/./g' Game/units.txt | core-config check -   reads the standard input\n"
     "\n"
-    "Files whose names end with .ini are checked as with --ini.";
+    "Files whose names end with .ini are checked as with --ini. The examples work in the folder demo of the "
+    "library's\n"
+    "sources.";
 
 static void addCheck(CLI::App& app, int* status)
 {
@@ -33,22 +36,78 @@ static void addCheck(CLI::App& app, int* status)
     command->add_flag("--ini", options->isIni, "The files are preferences files (INI)");
     const auto schema =
         command->add_option("--schema", options->schema, "Also check names, types and values against this schema");
-    command->add_option("--as", options->as, "The files are this file of the schema")->needs(schema);
+    command->add_option("--as", options->as, "Check the files against the entry of the schema that has this path")
+        ->needs(schema);
     command
         ->add_flag("--missing", options->check.tellsMissing,
-                   "Also tell the names that a file lacks, with their defaults")
+                   "Also report the names that a file lacks, with the defaults that the game uses")
         ->needs(schema);
     const auto fixes =
-        command->add_flag("--fix", options->isFix, "Repair what has one right answer, and show it as a diff");
+        command->add_flag("--fix", options->isFix,
+                          "Repair each mistake that has only one right repair, and show the repairs as a diff");
     command
         ->add_flag("--crlf", options->check.wantsCarriageReturns,
                    "With --fix: end all lines with carriage return and line feed")
         ->needs(fixes);
-    command->add_flag("--dry-run", options->isDryRun, "With --fix: show the diff and change no file")->needs(fixes);
-    const auto json = command->add_flag("--json", options->isJson, "JSON");
-    command->add_flag("--github", options->isGithub, "Annotations for GitHub")->excludes(json);
+    command->add_flag("--dry-run", options->isDryRun, "With --fix: show the diff, but change no file")->needs(fixes);
+    const auto json = command->add_flag("--json", options->isJson, "Print the findings as JSON");
+    command->add_flag("--github", options->isGithub, "Print the findings as annotations for GitHub")->excludes(json);
     command->footer(sc_checkFooter);
     command->callback([=] { *status = runCheck(*options); });
+}
+
+static const char sc_learnFooter[] =
+    "The game is played as it is, without a change. Each run adds to SCHEMA what is new; comments, ranges, required\n"
+    "and what else a person has written in it stay. What the game prints is printed.\n"
+    "\n"
+    "Examples, in the folder demo of the library's sources:\n"
+    "  core-config learn -o game.schema -- core-demo -frames 30\n"
+    "  core-config check --schema game.schema Game/units.txt Game/demo.ini\n"
+    "\n"
+    "Exit status: 0 the schema is written, however the game ended, 1 the game has read no file by the library's\n"
+    "readers, 2 the command line or the schema was not understood, 3 the game could not be started or the schema\n"
+    "could not be read or written.";
+
+static void addLearn(CLI::App& app, int* status)
+{
+    const auto options = std::make_shared<LearnCommand>();
+    CLI::App* command =
+        app.add_subcommand("learn", "Plays a game and writes down, in a schema, what the game asks its files for");
+    command->add_option("-o,--output", options->schema, "The schema to write; if it exists, the run is added to it")
+        ->required();
+    command->add_option("command", options->command, "The game and its arguments, after --")->required();
+    command->positionals_at_end();
+    command->footer(sc_learnFooter);
+    command->callback([=] { *status = runLearn(*options); });
+}
+
+static const char sc_runFooter[] =
+    "Each value that a reader of the library does not accept is printed on the standard error stream, with its "
+    "file,\n"
+    "line and column:\n"
+    "  Game/units.txt:7:15: error: found \"many\"; expected: \"health = int32\" [expected]\n"
+    "\n"
+    "Examples:\n"
+    "  core-config run -- core-demo -frames 30\n"
+    "  core-config run --fail-on-finding -o findings.txt -- core-demo -frames 30\n"
+    "\n"
+    "The exit status is that of the game. With --fail-on-finding it is 1 after a finding if the game ends with 0.\n"
+    "It is 2 when the command line was not understood, and 3 when the game could not be started.";
+
+static void addRun(CLI::App& app, int* status)
+{
+    const auto options = std::make_shared<RunCommand>();
+    CLI::App* command = app.add_subcommand(
+        "run", "Plays a game and prints what the library cannot read in its files, with the places");
+    command->add_option("-o,--output", options->output, "Write the findings to this file at the end of the game");
+    command->add_flag("--fail-on-finding", options->isFailing, "Exit with status 1 after a finding");
+    const auto json =
+        command->add_flag("--json", options->isJson, "Print the findings as JSON, at the end of the game");
+    command->add_flag("--github", options->isGithub, "Print the findings as annotations for GitHub")->excludes(json);
+    command->add_option("command", options->command, "The game and its arguments, after --")->required();
+    command->positionals_at_end();
+    command->footer(sc_runFooter);
+    command->callback([=] { *status = runGame(*options); });
 }
 
 static const char sc_lspFooter[] =
@@ -56,12 +115,13 @@ static const char sc_lspFooter[] =
     "docs/config-files.md says how to set up Neovim, VS Code and Kate.\n"
     "\n"
     "Example:\n"
-    "  core-config lsp --schema game.schema";
+    "  core-config lsp --schema demo.schema";
 
 static void addLsp(CLI::App& app, int* status)
 {
     const auto schema = std::make_shared<std::string>();
-    CLI::App* command = app.add_subcommand("lsp", "Serves an editor: findings, completion and explanations");
+    CLI::App* command =
+        app.add_subcommand("lsp", "Is a language server: an editor gets findings, proposals and explanations");
     command->add_option("--schema", *schema, "The names, types and comments of the game's files");
     command->footer(sc_lspFooter);
     command->callback([=] { *status = runLsp(*schema); });
@@ -76,6 +136,8 @@ static int run(int argc, char** argv)
     app.failure_message(CLI::FailureMessage::help);
     int status = TOOL_FINE;
     addCheck(app, &status);
+    addLearn(app, &status);
+    addRun(app, &status);
     addLsp(app, &status);
     try {
         app.parse(argc, argv);

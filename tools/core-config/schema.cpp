@@ -109,8 +109,12 @@ private:
     bool _readName(BlockSchema* block, bool isIni);
     bool _readTypes(size_t* at, NameSchema* name);
     bool _readAttributes(size_t at, NameSchema* name);
-    bool _readRange(const std::string& word, NameSchema* name);
+    bool _readRange(const std::string& word, Range* range);
     std::vector<std::string> _values(size_t* at) const;
+    bool _isRange(size_t at) const
+    {
+        return at < m_words.size() && !m_words[at].isQuoted && m_words[at].text.find("..") != std::string::npos;
+    }
     bool _is(size_t at, const char* text) const
     {
         return at < m_words.size() && !m_words[at].isQuoted && m_words[at].text == text;
@@ -322,11 +326,19 @@ static bool isLimit(const std::string& text)
     return text.empty() || (*end == '\0' && text.find_first_not_of("+-.0123456789eE") == std::string::npos);
 }
 
-bool SchemaReader::_readRange(const std::string& word, NameSchema* name)
+static Range rangeOf(const std::string& low, const std::string& high)
+{
+    Range range = {low, high};
+    range.least = low.empty() ? range.least : strtod(low.c_str(), nullptr);
+    range.greatest = high.empty() ? range.greatest : strtod(high.c_str(), nullptr);
+    return range;
+}
+
+bool SchemaReader::_readRange(const std::string& word, Range* range)
 {
     const size_t dots = word.find("..");
-    name->range = {word.substr(0, dots), word.substr(dots + 2)};
-    return (isLimit(name->range.low) && isLimit(name->range.high)) ||
+    *range = rangeOf(word.substr(0, dots), word.substr(dots + 2));
+    return (isLimit(range->low) && isLimit(range->high)) ||
            _fail("a range is LOW..HIGH, with two numbers or one: \"" + word + '"');
 }
 
@@ -360,10 +372,14 @@ bool SchemaReader::_readAttributes(size_t at, NameSchema* name)
             name->defaultText = m_words[at++].text;
         } else if (word == "one-of") {
             name->choices = _values(&at);
+        } else if (word == "seen" && _isRange(at)) {
+            if (!_readRange(m_words[at++].text, &name->seenRange)) {
+                return false;
+            }
         } else if (word == "seen") {
             name->seen = _values(&at);
         } else if (word.find("..") != std::string::npos) {
-            if (!_readRange(word, name)) {
+            if (!_readRange(word, &name->range)) {
                 return false;
             }
         } else {
@@ -409,10 +425,20 @@ static std::string typesOf(const NameSchema& name)
     return text;
 }
 
+static bool isSet(const Range& range)
+{
+    return !range.low.empty() || !range.high.empty();
+}
+
+// One number is written as a list of one.
+static std::string writtenSeen(const Range& range)
+{
+    return range.low == range.high ? range.low : range.low + ".." + range.high;
+}
+
 std::string formOf(const NameSchema& name)
 {
-    const bool hasRange = !name.range.low.empty() || !name.range.high.empty();
-    return typesOf(name) + (hasRange ? ' ' + name.range.low + ".." + name.range.high : "");
+    return typesOf(name) + (isSet(name.range) ? ' ' + name.range.low + ".." + name.range.high : "");
 }
 
 static std::string writtenName(const NameSchema& name)
@@ -429,6 +455,7 @@ static std::string writtenName(const NameSchema& name)
     };
     add("one-of", name.choices);
     add("seen", name.seen);
+    text += isSet(name.seenRange) ? " seen " + writtenSeen(name.seenRange) : "";
     return text + writtenComment(name.lineComment);
 }
 
@@ -463,6 +490,46 @@ std::string writeSchema(const Schema& schema)
     }
     writeLines(schema.after, "", &text);
     return text;
+}
+
+// ---- Values that were read
+
+static bool isNumberType(e_ValueType type)
+{
+    return type <= TYPE_FLOAT32 || type == TYPE_INT;
+}
+
+static void addSeenText(NameSchema* name, const std::string& text)
+{
+    static const size_t sc_mostTexts = 8;
+    static const size_t sc_mostBytes = 100; // of all of them
+    size_t bytes = text.size();
+    for (const std::string& other : name->seen) {
+        bytes += other.size();
+    }
+    const bool isNew = std::count(name->seen.begin(), name->seen.end(), text) == 0;
+    if (isNew && name->seen.size() < sc_mostTexts && bytes <= sc_mostBytes) {
+        name->seen.push_back(text);
+    }
+}
+
+void addSeen(NameSchema* name, const std::string& value)
+{
+    if (!isNumberType(name->type)) {
+        addSeenText(name, value);
+        return;
+    }
+    std::vector<std::string> numbers = name->seen; // a list becomes a range
+    numbers.push_back(value);
+    for (const std::string& text : numbers) {
+        Range& range = name->seenRange;
+        const double number = strtod(text.c_str(), nullptr);
+        if (!text.empty() && isLimit(text)) {
+            range = rangeOf(isSet(range) && range.least <= number ? range.low : text,
+                            isSet(range) && range.greatest >= number ? range.high : text);
+        }
+    }
+    name->seen.clear();
 }
 
 // ---- Questions

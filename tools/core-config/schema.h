@@ -4,6 +4,7 @@
 // A schema that is read and written again keeps its comments, its empty lines and its order.
 #pragma once
 
+#include <math.h>
 #include <stddef.h>
 #include <string>
 #include <vector>
@@ -30,6 +31,10 @@ enum e_ValueType {
 struct Range {
     std::string low;
     std::string high;
+    double least = -HUGE_VAL; // the numbers of low and high
+    double greatest = HUGE_VAL;
+
+    bool has(double number) const { return !(number < least) && !(number > greatest); } // true for a NaN
 };
 
 struct NameSchema {
@@ -45,6 +50,7 @@ struct NameSchema {
     std::string defaultText;          // what the game uses when the file lacks the name
     std::vector<std::string> choices; // the only values that are right; empty for all
     std::vector<std::string> seen;    // values that were read
+    Range seenRange;                  // the smallest and the largest number that were read
     std::string lineComment;          // after the entry, without "//"
     std::vector<std::string> before;  // comments and empty lines before the entry, as they stand
 };
@@ -77,6 +83,9 @@ struct Schema {
 bool readSchema(const std::string& text, Schema* schema, std::string* error);
 
 std::string writeSchema(const Schema& schema);
+
+// Adds a value that a game has read to seen or to seenRange: all numbers, and the first texts.
+void addSeen(NameSchema* name, const std::string& value);
 
 // Returns the file of the schema for this path: the end of the path is the file's path, with slashes or backslashes
 // and without regard to case. Returns null if there is none.

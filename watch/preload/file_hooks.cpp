@@ -3,6 +3,7 @@
 
 #include "file/file.h"
 #include "watch/preload/message.h"
+#include "watch/preload/reads.h"
 #include "watch/preload/realfunction.h"
 
 #include <errno.h>
@@ -42,6 +43,9 @@ WATCH_FUNCTION("_ZN4File4openEPKcS1_", _BkzFileType_s*, fileOpen, (const char* n
         const int error = errno;
         s_open->note(name, file && file->stream ? fileno(file->stream) : -1);
         errno = error;
+    }
+    if (file && watch::isWatchingReads()) {
+        watch::noteFile(name, fileno(file->stream));
     }
     return file;
 }

@@ -209,6 +209,19 @@ static JournalRecord* addRecord(e_JournalKind kind, Parts parts)
     return record;
 }
 
+char* addBlock(e_JournalKind kind, uint32_t size)
+{
+    const KeptError kept;
+    JournalRecord* record = claim(static_cast<uint32_t>(sizeof(JournalRecord)) + size);
+    if (!record) {
+        return nullptr;
+    }
+    record->process = s_process;
+    record->count = 1;
+    atomicOf(record->kind).store(kind, std::memory_order_release);
+    return reinterpret_cast<char*>(record + 1);
+}
+
 static uint64_t mixed(uint64_t hash, const char* bytes, size_t count)
 {
     uint64_t word = 0;

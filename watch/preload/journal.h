@@ -29,6 +29,10 @@ bool isJournalOpen();
 // to it. An event that finds no room is counted as lost.
 bool countEvent(e_JournalKind kind, std::initializer_list<JournalPart> parts);
 
+// Adds a record with so many bytes, all 0, which the caller fills while the tool may read them. Returns its bytes; null
+// when there is no room, and then counts an event as lost.
+char* addBlock(e_JournalKind kind, uint32_t size);
+
 // Counts the program or library that contains a place. Does nothing when there is none.
 void countModule(const void* place);
 

@@ -32,6 +32,8 @@ static void readJournal()
     if (g_settings.journal && strcmp(events, "strings") == 0) {
         g_settings.events = EVENTS_STRINGS;
         g_settings.callers = number("CORE_WATCH_CALLERS");
+    } else if (g_settings.journal && strcmp(events, "reads") == 0) {
+        g_settings.events = EVENTS_READS;
     }
 }
 

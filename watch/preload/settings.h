@@ -5,7 +5,7 @@
 //   CORE_WATCH_STACKS       "1": the stack of each allocation is recorded
 //   CORE_WATCH_QUARANTINE   how many freed blocks of each bank are kept out of reuse
 //   CORE_WATCH_JOURNAL      the path of the tool's journal (watch/journal.h)
-//   CORE_WATCH_EVENTS       which events are counted in the journal: "strings"
+//   CORE_WATCH_EVENTS       which events are counted in the journal: "strings" or "reads"
 //   CORE_WATCH_CALLERS      how many callers of an event are recorded, 1 to 4; without it 1
 //
 // A tool needs the socket, or the journal, or both.
@@ -19,7 +19,7 @@ namespace watch {
 
 enum Check { CHECK_NONE, CHECK_BLOCK, CHECK_EACH };
 
-enum Events { EVENTS_NONE, EVENTS_STRINGS };
+enum Events { EVENTS_NONE, EVENTS_STRINGS, EVENTS_READS };
 
 struct Settings {
     const char* socket = nullptr; // in the environment of the process; null: there is no tool

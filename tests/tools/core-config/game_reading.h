@@ -34,7 +34,7 @@ inline std::vector<ReadLine> readConfig(const config::ConfigText& text, bool asT
         }
         text.wordsOf(text.lineOf(static_cast<size_t>(token - copy.data())), &words);
         lines.push_back({token, ""});
-        if (words.size() < 2 || !text.is(words[1], "=")) {
+        if (words.size() < 2 || !text.is(words[1], '=')) {
             continue;
         }
         float number = 0;

@@ -1,5 +1,6 @@
 // Schemas: reading and writing them, and what core-config says about files with their help.
 #include "tools/core-config/check.h"
+#include "tools/core-config/check_value.h"
 #include "tools/core-config/nearest.h"
 #include "tools/core-config/schema.h"
 
@@ -7,6 +8,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 #include <sys/wait.h>
 
@@ -285,6 +287,36 @@ TEST(SchemaCheck, FindsValuesOutOfTheirRangeAndOtherValuesThanTheChoices)
     EXPECT_EQ(findingsOf("units.txt", "unit\n{\nname = \"nine bytes\"\n}\n"), "3:8 cut-text\n");
     EXPECT_EQ(findingsOf("demo.ini", "[Video]\nwidth=100\nmode=Full\ntitle=nine bytes\n"),
               "2:7 range\n3:6 unknown-value\n4:7 cut-text\n");
+}
+
+// The quick check answers for most values of a large file, so that the slow one need not.
+TEST(SchemaCheck, FindsNoFaultInAValueThatTheQuickCheckFindsRight)
+{
+    static const char* const sc_parts[] = {"0", "1", "7",  "9",  "25",  "640", "-",     "+", ".",
+                                           "e", "x", "\"", "\\", "tru", "e",   "FALSE", "a"};
+    static const char* const sc_types[] = {
+        "int8", "int16",  "int32",        "uint32",           "int64",       "float32",        "bool",
+        "word", "string", "int32 -5..70", "float32 0.1..9.5", "string 2..3", "word one-of a 7"};
+    std::mt19937 random(5);
+    for (const char* type : sc_types) {
+        const config::Schema schema =
+            schemaOf(std::string("core-config schema 1\nconfig \"a\"\n{\nx = ") + type + "\n}\n");
+        const config::NameSchema& name = schema.files[0].block.names[0];
+        int right = 0;
+        for (int round = 0; round < 3000; ++round) {
+            std::string word = sc_parts[random() % 17];
+            for (unsigned int count = random() % 5; count > 0; --count) {
+                word += sc_parts[random() % 17];
+            }
+            word = name.type == config::TYPE_STRING && round % 2 == 0 ? '"' + word + '"' : word;
+            config::Faults faults;
+            config::checkValue(name, {0, word}, &faults);
+            const bool isRight = config::isPlainlyRight(name, word.data(), word.size());
+            EXPECT_TRUE(!isRight || faults.empty()) << type << ' ' << word;
+            right += isRight;
+        }
+        EXPECT_EQ(right > 0, std::string(type).find("one-of") == std::string::npos) << type;
+    }
 }
 
 TEST(SchemaCheck, FindsNamesThatABlockLacksOrHasTwice)

@@ -1,0 +1,126 @@
+// The hooks of Preferences.
+//
+// Preferences::read asks ReadKey for the value in the preferences file, unless the store has one; ReadKey opens the file by
+// fopen_mac. So the hook of ReadKey sees the values of the file, and the hooks of read see the defaults.
+#include "watch/preload/journal.h"
+#include "watch/preload/message.h"
+#include "watch/preload/reads.h"
+#include "watch/preload/realfunction.h"
+#include "watch/reads.h"
+
+#include <stdio.h>
+#include <string.h>
+
+class Preferences;
+
+// The path of the game, as Preferences::init got it last. The library keeps only a copy that no call returns.
+static char s_path[watch::sc_readsName];
+
+// What ReadKey has found for the call of Preferences::read that is running.
+struct PreferenceCall {
+    bool isRunning;
+    bool isOpened; // the preferences file
+    bool isMissing;
+    bool hasValue;
+    char value[1024];
+};
+
+static thread_local PreferenceCall s_call __attribute__((tls_model("initial-exec")));
+
+static size_t lengthOf(const char* text)
+{
+    return strnlen(text, watch::sc_readsName);
+}
+
+static void note(bool isNumber, const char* section, const char* key, const char* defaultText)
+{
+    if (!section || !key) {
+        return;
+    }
+    const char end[] = "";
+    const watch::PreferenceEvent event = {isNumber, defaultText != nullptr, s_call.hasValue, s_call.isMissing};
+    const char* text = defaultText ? defaultText : "";
+    const char* value = s_call.hasValue ? s_call.value : "";
+    watch::countEvent(watch::JOURNAL_PREFERENCE, {{&event, sizeof(event)},
+                                                  {s_path, lengthOf(s_path)},
+                                                  {end, 1},
+                                                  {section, lengthOf(section)},
+                                                  {end, 1},
+                                                  {key, lengthOf(key)},
+                                                  {end, 1},
+                                                  {text, lengthOf(text)},
+                                                  {end, 1},
+                                                  {value, lengthOf(value)},
+                                                  {end, 1}});
+}
+
+WATCH_FUNCTION("_ZN11Preferences4initEPKc", bool, initPreferences, (Preferences * preferences, const char* path))
+{
+    const bool result = s_initPreferences.real()(preferences, path);
+    if (watch::isWatchingReads()) {
+        s_path[0] = '\0';
+        strncat(s_path, path ? path : "", sizeof(s_path) - 1);
+    }
+    return result;
+}
+
+WATCH_FUNCTION("_Z9fopen_macPKcS0_", FILE*, fopenMac, (const char* path, const char* mode))
+{
+    FILE* file = s_fopenMac.real()(path, mode);
+    if (file && watch::isWatchingReads()) {
+        s_call.isOpened = true;
+        watch::noteFile(path, fileno(file));
+    }
+    return file;
+}
+
+WATCH_FUNCTION("_Z7ReadKeyPKcS0_Pc", bool, readKey, (const char* section, const char* key, char* out))
+{
+    if (!watch::isWatchingReads()) {
+        return s_readKey.real()(section, key, out);
+    }
+    s_call.isOpened = false;
+    s_call.hasValue = s_readKey.real()(section, key, out);
+    s_call.isMissing = !s_call.isOpened;
+    s_call.value[0] = '\0';
+    strncat(s_call.value, s_call.hasValue ? out : "", sizeof(s_call.value) - 1);
+    if (!s_call.isRunning) {
+        note(false, section, key, nullptr);
+    }
+    return s_call.hasValue;
+}
+
+static void beginCall()
+{
+    s_call.isRunning = true;
+    s_call.hasValue = false; // ReadKey is not called if the store has a value
+    s_call.isMissing = false;
+}
+
+WATCH_FUNCTION("_ZN11Preferences4readEPKcS1_S1_", const char*, readText,
+               (Preferences * preferences, const char* section, const char* key, const char* defaultText))
+{
+    if (s_call.isRunning || !watch::isWatchingReads()) {
+        return s_readText.real()(preferences, section, key, defaultText);
+    }
+    beginCall();
+    const char* result = s_readText.real()(preferences, section, key, defaultText);
+    s_call.isRunning = false;
+    note(false, section, key, defaultText);
+    return result;
+}
+
+WATCH_FUNCTION("_ZN11Preferences4readEPKcS1_i", int, readNumber,
+               (Preferences * preferences, const char* section, const char* key, int defaultValue))
+{
+    if (s_call.isRunning || !watch::isWatchingReads()) {
+        return s_readNumber.real()(preferences, section, key, defaultValue);
+    }
+    beginCall();
+    const int result = s_readNumber.real()(preferences, section, key, defaultValue);
+    s_call.isRunning = false;
+    watch::Message text;
+    text.add(defaultValue);
+    note(true, section, key, text.text());
+    return result;
+}

@@ -1,0 +1,127 @@
+// 1. One lock protects the block that is being filled. It is held while bytes are copied, never while a function of the
+//    game or of the library runs.
+// 2. The size of an event is stored last, so a tool that reads meanwhile sees whole events.
+#include "watch/preload/reads.h"
+
+#include "watch/preload/journal.h"
+#include "watch/preload/message.h"
+#include "watch/preload/settings.h"
+
+#include <atomic>
+#include <errno.h>
+#include <limits.h>
+#include <pthread.h>
+#include <string.h>
+#include <unistd.h>
+
+namespace watch {
+
+static pthread_mutex_t s_lock = PTHREAD_MUTEX_INITIALIZER;
+static pthread_once_t s_once = PTHREAD_ONCE_INIT;
+static char* s_next; // in the block; null: there is no block yet
+static size_t s_left;
+
+// A child of a fork has a block of its own, because its parent goes on filling the old one.
+static void beginChild()
+{
+    s_lock = PTHREAD_MUTEX_INITIALIZER;
+    s_next = nullptr;
+    s_left = 0;
+}
+
+static void watchForks()
+{
+    pthread_atfork(nullptr, nullptr, beginChild);
+}
+
+bool isWatchingReads()
+{
+    if (settings().events != EVENTS_READS || !isJournalOpen()) {
+        return false;
+    }
+    pthread_once(&s_once, watchForks);
+    return true;
+}
+
+// Returns room for so many bytes; null when the journal has none.
+static char* roomFor(size_t size)
+{
+    if (s_left < size) {
+        s_next = addBlock(JOURNAL_READS, sc_readsBlock);
+        s_left = s_next ? sc_readsBlock : 0;
+    }
+    char* room = s_next;
+    if (room) {
+        s_next += size;
+        s_left -= size;
+    }
+    return room;
+}
+
+void noteRead(e_Read what, bool result, const void* text, uint32_t place, const void* name, size_t length)
+{
+    const size_t size = (sizeof(ReadEvent) + length + 7) & ~static_cast<size_t>(7);
+    ReadEvent event = {0, what, result, place, reinterpret_cast<uintptr_t>(text)};
+    pthread_mutex_lock(&s_lock);
+    if (char* room = roomFor(size)) {
+        memcpy(room, &event, sizeof(event));
+        memcpy(room + sizeof(event), name ? name : "", length);
+        std::atomic<uint16_t>* const total = reinterpret_cast<std::atomic<uint16_t>*>(room);
+        total->store(static_cast<uint16_t>(size), std::memory_order_release);
+    }
+    pthread_mutex_unlock(&s_lock);
+}
+
+void noteText(const char* text)
+{
+    size_t left = strlen(text);
+    const char* piece = text;
+    bool isFirst = true;
+    do {
+        const size_t length = left < sc_readsPiece ? left : sc_readsPiece;
+        noteRead(READ_TEXT, isFirst, text, static_cast<uint32_t>(length), piece, length);
+        piece += length;
+        left -= length;
+        isFirst = false;
+    } while (left > 0);
+}
+
+void noteFile(const char* asked, int file)
+{
+    const int error = errno;
+    char paths[sc_readsName + 1 + PATH_MAX];
+    const size_t length = strnlen(asked, sc_readsName);
+    memcpy(paths, asked, length);
+    paths[length] = '\0';
+    Message link;
+    link.add("/proc/self/fd/").add(file);
+    const ssize_t opened = readlink(link.text(), paths + length + 1, PATH_MAX);
+    const size_t all = length + 1 + (opened > 0 ? static_cast<size_t>(opened) : 0);
+    noteRead(READ_FILE, opened > 0, nullptr, static_cast<uint32_t>(all), paths, all);
+    errno = error;
+}
+
+// ---- Names
+
+// A game asks for the same names at each line. They are noted once for each block of the text.
+static const size_t sc_slots = 4096;           // a power of two
+static std::atomic<uint32_t> s_asks[sc_slots]; // hashes of asks; 0: none. A newer ask takes the place of an older one
+static std::atomic<uint32_t> s_block{0};
+
+void forgetAsks()
+{
+    s_block.fetch_add(1, std::memory_order_relaxed);
+}
+
+bool isNewAsk(e_Read what, const void* text, const char* name)
+{
+    uint64_t hash = (reinterpret_cast<uintptr_t>(text) ^ what) * 0x9e3779b97f4a7c15u;
+    hash = (hash ^ s_block.load(std::memory_order_relaxed)) * 0x9e3779b97f4a7c15u;
+    for (size_t index = 0; name[index] != '\0' && index < sc_readsName; ++index) {
+        hash = (hash ^ static_cast<unsigned char>(name[index])) * 0x100000001b3u;
+    }
+    const uint32_t mark = static_cast<uint32_t>(hash >> 32) | 1;
+    return s_asks[(hash >> 20) % sc_slots].exchange(mark, std::memory_order_relaxed) != mark;
+}
+
+} // namespace watch

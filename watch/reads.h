@@ -1,0 +1,87 @@
+// What a game reads from its files: the events that libcorewatch.so writes for core-config.
+//
+// The events are in records of the journal (watch/journal.h) of the kind JOURNAL_READS. Such a record is a block that the
+// game fills from its beginning, event by event. The bytes after the last event are 0. The events of a process are in the
+// order in which they happened, also across blocks:
+//
+//     +------+------+--------+-------+------+------------------+
+//     | size | what | result | place | text | name or bytes    |   size: 16 bits, of the whole event; stored last
+//     +------+------+--------+-------+------+------------------+
+//
+// 1. A text is known by the address of its first byte. A READ_TEXT event tells the bytes of a text when a parser begins
+//    to read it. The events after it that have the same address belong to it.
+// 2. A place is a number of bytes from the start of the text.
+#pragma once
+
+#include <stdint.h>
+
+namespace watch {
+
+static const uint32_t sc_readsBlock = 64 * 1024; // bytes of a record
+static const uint32_t sc_readsPiece = 16 * 1024; // bytes of a text in one event, at most
+static const uint32_t sc_readsName = 1024;       // bytes of a name or a path, at most
+static const uint32_t sc_noPlace = 0xffffffff;
+
+enum e_Read : uint8_t {
+    READ_FILE = 1, // the game has opened a file: the path that it asked for, NUL, the absolute path
+    READ_TEXT,     // a piece of a text that a parser begins to read; result: true for the first piece
+    READ_LINE,     // ParseLine. place: the line without leading blanks
+    READ_TOKEN,    // GetToken. place: the token
+    READ_STRING,   // GetString. place: after the quote
+    READ_EQUALS,   // the marks
+    READ_OPEN,     //
+    READ_CLOSE,    //
+    READ_ASK,      // the game compared a name with the first token of the line, and they differ. READ_NAME: not
+    READ_NAME,     //
+    READ_INT8,   // ParamEqualsInt8 and its kin. result: 1 if the name is the token. place: after the token. After the
+                 // name: NUL, the room for a text or 0, NUL, the value in the game's variable unless result is 1
+    READ_INT16,  //
+    READ_INT32,  //
+    READ_UINT32, //
+    READ_INT64,  //
+    READ_FLOAT32,   //
+    READ_BOOL,      //
+    READ_TEXTVALUE, // ParamEqualsString
+    READ_INT32_2,   //
+    READ_INT32_2X,  //
+    READ_FLOAT32_2, //
+    READ_FLOAT32_2X,
+    READ_GET_INT, // GetInt and its kin. result: 1 if it has read its values. place: where the values are
+    READ_GET_INT2,
+    READ_GET_INT3,
+    READ_GET_FLOAT,
+    READ_GET_FLOAT2,
+    READ_GET_BOOL,
+    READ_LINE_STRING, // ParseString and its kin: a line of values. result and place: as above
+    READ_LINE_CHAR,
+    READ_LINE_UTF8,
+    READ_LINE_INT,
+    READ_LINE_INT2,
+    READ_LINE_INT2X,
+    READ_LINE_INT3,
+    READ_LINE_FLOAT,
+    READ_LINE_FLOAT2,
+    READ_LINE_FLOAT2X,
+    READ_COUNT
+};
+
+struct ReadEvent {
+    uint16_t size; // of the event, a multiple of 8
+    uint8_t what;  // e_Read
+    uint8_t result;
+    uint32_t place;
+    uint64_t text;
+};
+
+static_assert(sizeof(ReadEvent) == 16, "the name begins at byte 16 of its event");
+
+// A call of Preferences::read or ReadKey, in a journal's event of the kind JOURNAL_PREFERENCE. After it: the path of the
+// preferences file as Preferences::init got it, the section, the key, the default and the value in the file, each with a NUL.
+struct PreferenceEvent {
+    uint8_t isNumber;
+    uint8_t hasDefault;
+    uint8_t hasValue;  // the preferences file has the entry
+    uint8_t isMissing; // the preferences file can't be opened
+};
+
+} // namespace watch

@@ -72,7 +72,7 @@ static void askInThreadsAndChild()
     ask("Start");
     std::vector<std::thread> threads;
     for (int number = 0; number < 4; ++number) {
-        threads.emplace_back(askOften, 1000);
+        threads.emplace_back(askOften, 50000);
     }
     for (std::thread& thread : threads) {
         thread.join();

@@ -342,20 +342,27 @@ void ConvertDOSToMacPath(const char* in, char* out)
     convertDrive(out);
 }
 
+// stricmp for two texts whose first letters are equal. It is a separate function that is not inlined: otherwise each
+// call of stricmp would save registers for the work here.
+static __attribute__((noinline)) int compareFromSecond(const char* left, const char* right)
+{
+    // For speed: most texts that are equal have equal bytes.
+    if (strcmp(left, right) == 0) {
+        return 0;
+    }
+    while (*left && lower(*left) == lower(*right)) {
+        ++left;
+        ++right;
+    }
+    return lower(*left) - lower(*right);
+}
+
 int stricmp(const char* left, const char* right)
 {
     if (!left || !right) {
         return (left ? 1 : 0) - (right ? 1 : 0);
     }
-    // For speed: most texts that differ have different first letters, and most texts that are equal have equal bytes.
-    if (lower(*left) == lower(*right)) {
-        if (strcmp(left, right) == 0) {
-            return 0;
-        }
-        while (*left && lower(*left) == lower(*right)) {
-            ++left;
-            ++right;
-        }
-    }
-    return lower(*left) - lower(*right);
+    // For speed: most texts that differ have different first letters.
+    const int difference = lower(*left) - lower(*right);
+    return difference != 0 ? difference : compareFromSecond(left, right);
 }

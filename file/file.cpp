@@ -366,3 +366,19 @@ int stricmp(const char* left, const char* right)
     const int difference = lower(*left) - lower(*right);
     return difference != 0 ? difference : compareFromSecond(left, right);
 }
+
+// The address of this library's own stricmp, for core/equalnames.h. `&stricmp` is the function that the process uses: it
+// may be a function of the program. Only ELF linkers can make a second name for a function; elsewhere the address is
+// null, and core then always calls stricmp.
+//
+// A copy of this file with another stricmp must leave this pointer out: core relies on the first letters that stricmp
+// above tells apart.
+namespace fileLibrary {
+#ifdef __ELF__
+static int ownStricmp(const char* left, const char* right) __attribute__((alias("_Z7stricmpPKcS0_")));
+#else
+static int (*const ownStricmp)(const char*, const char*) = nullptr;
+#endif
+extern __attribute__((visibility("default"))) int (*const _stricmp)(const char*, const char*);
+int (*const _stricmp)(const char*, const char*) = ownStricmp;
+} // namespace fileLibrary

@@ -1,6 +1,7 @@
 // The readers of typed values, and their messages about text that holds no such value.
 #include "core/parser.h"
 
+#include "file/file.h"
 #include "tests/support/parser_fixture.h"
 #include "tests/support/parser_readers.h"
 #include "tests/support/watched_log.h"
@@ -819,4 +820,38 @@ TEST(ParamEquals, AfterABareLineFeedTheNextLinesFirstWordIsTheValue)
     EXPECT_TRUE(parser.ParamEqualsInt32(parser.GetToken(" "), "width", &value));
     EXPECT_EQ(value, 640);
     EXPECT_EQ(takeMessages(), "");
+}
+
+// The parser compares names itself when stricmp is the file library's.
+TEST(ParserNames, AreEqualExactlyWhenTheFileLibrarysComparisonSaysSo)
+{
+    for (const std::string before : {"", "w", "Wi"}) {
+        for (int left = 0; left < 256; ++left) {
+            for (int right = 0; right < 256; ++right) {
+                const std::string token = before + static_cast<char>(left);
+                const std::string name = before + static_cast<char>(right);
+                TextParser parser("= 5\r\n");
+                parser.ParseLine();
+                int value = -77;
+                const bool equal = stricmp(token.c_str(), name.c_str()) == 0;
+                ASSERT_EQ(parser.ParamEqualsInt32(token.c_str(), name.c_str(), &value), equal)
+                    << left << ' ' << right;
+                ASSERT_EQ(value, equal ? 5 : -77);
+            }
+        }
+    }
+    EXPECT_EQ(takeMessages(), "");
+}
+
+TEST(ParserNames, OfDifferentLengthsDiffer)
+{
+    TextParser parser("= 5\r\n");
+    parser.ParseLine();
+    int value = -77;
+    EXPECT_FALSE(parser.ParamEqualsInt32("width", "widths", &value));
+    EXPECT_FALSE(parser.ParamEqualsInt32("widths", "width", &value));
+    EXPECT_FALSE(parser.ParamEqualsInt32("", "width", &value));
+    EXPECT_FALSE(parser.ParamEqualsInt32("width", "", &value));
+    EXPECT_TRUE(parser.ParamEqualsInt32("WIDTH", "width", &value));
+    EXPECT_EQ(value, 5);
 }

@@ -26,27 +26,30 @@ inline bool differInCase(char left, char right)
     return (left ^ right) == sc_lowerBit && lower >= 'a' && lower <= 'z';
 }
 
-// Returns false if stricmp certainly tells the two names apart. This is the test for the usual case, two names with
-// different first letters, and calls no function.
+// Returns true if stricmp certainly tells the two names apart. This is the test for the usual case, two names with
+// different first letters, and calls no function. The hints let the processor run through it without a jump.
 //
 // A game may define stricmp itself, and its function is called for each comparison. So the letters are compared here
 // only if the function that would be called is the file library's own.
-inline bool MayBeEqual(const char* left, const char* right)
+inline bool AreDifferent(const char* left, const char* right)
 {
-    return ((*left ^ *right) & ~sc_lowerBit) == 0 || &stricmp != s_ownStricmp;
+    const bool letters = ((*left ^ *right) & ~sc_lowerBit) != 0;
+    return __builtin_expect(letters, 1) && __builtin_expect(&stricmp == s_ownStricmp, 1);
 }
 
 // Returns true if stricmp(left, right) is 0. Compares single letters: the names are short, and the parser has just
 // written the NUL of one of them. A processor waits when it loads a vector with a byte that was just stored.
 inline bool EqualNames(const char* left, const char* right)
 {
-    if (&stricmp != s_ownStricmp) {
+    if (__builtin_expect(&stricmp != s_ownStricmp, 0)) {
         return stricmp(left, right) == 0;
     }
-    for (; *left != *right || *left != '\0'; ++left, ++right) {
-        if (*left != *right && !differInCase(*left, *right)) {
+    do {
+        const bool same = *left == *right;
+        if (__builtin_expect(!same, 0) && !differInCase(*left, *right)) {
             return false;
         }
-    }
+        ++right;
+    } while (*left++ != '\0');
     return true;
 }

@@ -190,9 +190,12 @@ bool Parser::GetBoolean()
     return isTrue;
 }
 
-static inline bool mayBeParameter(const char* token, const char* name)
+static inline bool isOther(const char* token, const char* name)
 {
-    return token && name && MayBeEqual(token, name);
+    if (__builtin_expect(!token, 0) || __builtin_expect(!name, 0)) {
+        return true;
+    }
+    return AreDifferent(token, name);
 }
 
 // The message that a reader of named parameters logs; its argument is the parameter's name.
@@ -203,7 +206,7 @@ static inline bool mayBeParameter(const char* token, const char* name)
 // The fast path: the token begins at the line position, and the number is the whole token. Then the end of the
 // number is the end of the token and need not be searched for.
 template <typename Value>
-bool Parser::_cutNumber(Value* value)
+inline __attribute__((always_inline)) bool Parser::_cutNumber(Value* value)
 {
     const char* text = m_position;
     if (text && *text > ' ' && readNumber(&text, value) && (*text == ' ' || *text == '\0')) {
@@ -237,58 +240,58 @@ bool Parser::_readValues(const char* token, const char* name, const char* compla
 
 bool Parser::ParamEqualsInt8(const char* token, const char* name, signed char* value)
 {
-    return mayBeParameter(token, name) && _readValues(token, name, EXPECTED("int8"), 1, value);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("int8"), 1, value);
 }
 
 bool Parser::ParamEqualsInt16(const char* token, const char* name, short* value)
 {
-    return mayBeParameter(token, name) && _readValues(token, name, EXPECTED("int16"), 1, value);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("int16"), 1, value);
 }
 
 bool Parser::ParamEqualsInt32(const char* token, const char* name, int* value)
 {
-    return mayBeParameter(token, name) && _readValues(token, name, EXPECTED("int32"), 1, value);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("int32"), 1, value);
 }
 
 bool Parser::ParamEqualsUInt32(const char* token, const char* name, unsigned int* value)
 {
-    return mayBeParameter(token, name) && _readValues(token, name, EXPECTED("uint32"), 1, value);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("uint32"), 1, value);
 }
 
 bool Parser::ParamEqualsInt64(const char* token, const char* name, long long* value)
 {
-    return mayBeParameter(token, name) && _readValues(token, name, EXPECTED("int64"), 1, value);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("int64"), 1, value);
 }
 
 bool Parser::ParamEqualsFloat32(const char* token, const char* name, float* value)
 {
-    return mayBeParameter(token, name) && _readValues(token, name, EXPECTED("float32"), 1, value);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("float32"), 1, value);
 }
 
 bool Parser::ParamEqualsInt32_2(const char* token, const char* name, int* first, int* second)
 {
-    return mayBeParameter(token, name) && _readValues(token, name, EXPECTED("int32 int32"), 2, first, second);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("int32 int32"), 2, first, second);
 }
 
 // Deliberate: the readers of one or two values (_2x) complain with the message for one value.
 bool Parser::ParamEqualsInt32_2x(const char* token, const char* name, int* first, int* second)
 {
-    return mayBeParameter(token, name) && _readValues(token, name, EXPECTED("int32"), 1, first, second);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("int32"), 1, first, second);
 }
 
 bool Parser::ParamEqualsFloat32_2(const char* token, const char* name, float* first, float* second)
 {
-    return mayBeParameter(token, name) && _readValues(token, name, EXPECTED("float32 float32"), 2, first, second);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("float32 float32"), 2, first, second);
 }
 
 bool Parser::ParamEqualsFloat32_2x(const char* token, const char* name, float* first, float* second)
 {
-    return mayBeParameter(token, name) && _readValues(token, name, EXPECTED("float32"), 1, first, second);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("float32"), 1, first, second);
 }
 
 bool Parser::ParamEqualsBoolean(const char* token, const char* name, bool* value)
 {
-    if (!mayBeParameter(token, name) || !EqualNames(token, name)) {
+    if (isOther(token, name) || !EqualNames(token, name)) {
         return false;
     }
     if (_cutMark('=')) {
@@ -301,7 +304,7 @@ bool Parser::ParamEqualsBoolean(const char* token, const char* name, bool* value
 
 bool Parser::ParamEqualsString(const char* token, const char* name, char* text, unsigned int size)
 {
-    if (!mayBeParameter(token, name) || !EqualNames(token, name)) {
+    if (isOther(token, name) || !EqualNames(token, name)) {
         return false;
     }
     const bool hasEquals = _cutMark('=');

@@ -13,11 +13,10 @@ extern int (*const _stricmp)(const char*, const char*) __attribute__((weak));
 
 typedef int (*NameComparison)(const char*, const char*);
 
-// Null if the own stricmp is not known. The linker sets fileLibrary::_stricmp before the constructors of any library
-// run, and it does not change.
+// The own stricmp; null if it is not known. The dynamic linker sets fileLibrary::_stricmp before any constructor runs.
 static const NameComparison s_ownStricmp = &fileLibrary::_stricmp ? fileLibrary::_stricmp : nullptr;
 
-static const int sc_lowerBit = 'a' ^ 'A'; // the bit that a letter of 'a' to 'z' has and one of 'A' to 'Z' has not
+static const int sc_lowerBit = 'a' ^ 'A'; // this bit is 1 in 'a' to 'z', and 0 in 'A' to 'Z'
 
 // Returns true if one letter is in upper case and the other is the same letter in lower case.
 inline bool differInCase(char left, char right)
@@ -26,19 +25,19 @@ inline bool differInCase(char left, char right)
     return (left ^ right) == sc_lowerBit && lower >= 'a' && lower <= 'z';
 }
 
-// Returns true if stricmp certainly tells the two names apart. This is the test for the usual case, two names with
-// different first letters, and calls no function. The hints let the processor run through it without a jump.
+// Returns true if the two names have different first letters and stricmp is the file library's own: then stricmp would
+// return another number than 0. Returns false if EqualNames has to compare the names. The hints make the compiler place
+// the usual case, different first letters, in one piece.
 //
-// A game may define stricmp itself, and its function is called for each comparison. So the letters are compared here
-// only if the function that would be called is the file library's own.
+// A game may define stricmp itself. Then its function is called for each comparison, and no letter is compared here.
 inline bool AreDifferent(const char* left, const char* right)
 {
     const bool letters = ((*left ^ *right) & ~sc_lowerBit) != 0;
     return __builtin_expect(letters, 1) && __builtin_expect(&stricmp == s_ownStricmp, 1);
 }
 
-// Returns true if stricmp(left, right) is 0. Compares single letters: the names are short, and the parser has just
-// written the NUL of one of them. A processor waits when it loads a vector with a byte that was just stored.
+// Returns true if stricmp(left, right) is 0. Compares letter by letter, not with strcmp: the parser has just written the
+// NUL of one name, and a processor waits when it loads several bytes of which one was just stored.
 inline bool EqualNames(const char* left, const char* right)
 {
     if (__builtin_expect(&stricmp != s_ownStricmp, 0)) {

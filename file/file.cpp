@@ -367,12 +367,12 @@ int stricmp(const char* left, const char* right)
     return difference != 0 ? difference : compareFromSecond(left, right);
 }
 
-// The address of this library's own stricmp, for core/equalnames.h. `&stricmp` is the function that the process uses: it
-// may be a function of the program. Only ELF linkers can make a second name for a function; elsewhere the address is
-// null, and core then always calls stricmp.
+// The address of this library's own stricmp, for core/equalnames.h. `&stricmp` is the function that the process uses,
+// which may be a function of the program. Only ELF linkers can give a function a second name. On other hosts the address
+// is null, and core calls stricmp for each comparison.
 //
-// A copy of this file with another stricmp must leave this pointer out: core relies on the first letters that stricmp
-// above tells apart.
+// If you copy this file and change stricmp, remove this pointer: when core finds this address, it compares names by the
+// rules of the stricmp above, and does not call it.
 namespace fileLibrary {
 #ifdef __ELF__
 static int ownStricmp(const char* left, const char* right) __attribute__((alias("_Z7stricmpPKcS0_")));

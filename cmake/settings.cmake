@@ -167,7 +167,11 @@ function(core_library name)
     else()
         # Calls between the libraries load the address of the function and need no jump table. The dynamic linker
         # still chooses the function, so a program can define it.
+        # core/equalnames.h compares addresses of functions. The dynamic linker chooses these when it loads the library.
+        # With "now" it chooses the functions of all calls at the same time, also on processors for which the compiler
+        # ignores -fno-plt.
         target_compile_options(${target} PRIVATE -fno-plt)
+        target_link_options(${target} PRIVATE LINKER:-z,now)
         if(CORE_ABI) # the comparison reads the types in the debug information
             target_compile_options(${target} PRIVATE -g)
         endif()

@@ -54,7 +54,7 @@ static bool usually(bool condition)
 
 static char* skip(char* text, char letter)
 {
-    while (*text == letter) {
+    while (!usually(*text != letter)) {
         ++text;
     }
     return text;
@@ -78,7 +78,7 @@ static inline char* findLineFeed(char* text, const char* end)
         if (first | second) {
             text += first ? 0 : sizeof(Word);
             text += placeOf(first ? first : second);
-            if (usually(*text == '\n' || *text == '\0')) {
+            if (usually(*text == '\n') || *text == '\0') {
                 return text;
             }
             ++text;
@@ -157,7 +157,7 @@ static inline Slice cutLine(char* from, const char* textEnd)
 // it begins at from.
 static inline char* stepFrom(char* from, Slice slice, char* textEnd)
 {
-    if (usually(slice.begin == from && slice.end < textEnd)) {
+    if (usually(slice.begin == from) && usually(slice.end < textEnd)) {
         return slice.end + 1;
     }
     const ptrdiff_t step = slice.end - slice.begin + 1;

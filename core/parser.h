@@ -166,8 +166,8 @@ private:
     template <typename Value>
     CORE_INSIDE bool _cutNumber(Value* value);
     template <typename... Values>
-    CORE_INSIDE __attribute__((noinline)) bool _readValues(const char* name, const char* complaint, int required,
-                                                           Values*... values);
+    CORE_INSIDE __attribute__((noinline)) bool _readValues(const char* token, const char* name, const char* complaint,
+                                                           int required, Values*... values);
 #undef CORE_INSIDE
 
     // The first four fields are frozen: docs/architecture.md, "Record layouts and virtual tables".

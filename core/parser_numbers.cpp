@@ -25,11 +25,6 @@ static locale_t cLocale()
     return s_locale;
 }
 
-static bool isDigit(char letter)
-{
-    return letter >= '0' && letter <= '9';
-}
-
 // Skips white space and a sign. Returns true when the sign is a minus.
 static inline bool skipToDigits(const char** text)
 {
@@ -47,10 +42,13 @@ static inline bool skipToDigits(const char** text)
 // the caller ignores *digits if there were more.
 static inline const char* readDigits(const char* text, uint64_t* digits)
 {
-    for (; isDigit(*text); ++text) {
-        *digits = *digits * 10 + static_cast<uint64_t>(*text - '0');
+    for (;; ++text) {
+        const unsigned int digit = static_cast<unsigned char>(*text) - static_cast<unsigned int>('0');
+        if (digit > 9) { // every byte but a digit gives a larger number
+            return text;
+        }
+        *digits = *digits * 10 + digit;
     }
-    return text;
 }
 
 // Stores the number that the C library has read, and returns end. Returns null, and stores nothing, if end is text:
@@ -78,6 +76,29 @@ static inline const char* readPlain(const char* text, int mostDigits, uint64_t* 
     return end;
 }
 
+// The calls of the C library are functions that are not inlined: otherwise ReadNumber would save registers for them at
+// each plain number.
+static __attribute__((noinline)) const char* readWithLibrary(const char* text, long long* value)
+{
+    char* end;
+    const long long number = strtoll_l(text, &end, 10, cLocale());
+    return taken(text, end, number, value);
+}
+
+static __attribute__((noinline)) const char* readWithLibrary(const char* text, unsigned long long* value)
+{
+    char* end;
+    const unsigned long long number = strtoull_l(text, &end, 10, cLocale());
+    return taken(text, end, number, value);
+}
+
+static __attribute__((noinline)) const char* readWithLibrary(const char* text, float* value)
+{
+    char* end;
+    const float number = strtof_l(text, &end, cLocale());
+    return taken(text, end, number, value);
+}
+
 const char* ReadNumber(const char* text, long long* value)
 {
     uint64_t plain;
@@ -85,9 +106,7 @@ const char* ReadNumber(const char* text, long long* value)
         *value = static_cast<long long>(plain);
         return end;
     }
-    char* end;
-    const long long number = strtoll_l(text, &end, 10, cLocale());
-    return taken(text, end, number, value);
+    return readWithLibrary(text, value);
 }
 
 const char* ReadNumber(const char* text, unsigned long long* value)
@@ -97,9 +116,7 @@ const char* ReadNumber(const char* text, unsigned long long* value)
         *value = plain;
         return end;
     }
-    char* end;
-    const unsigned long long number = strtoull_l(text, &end, 10, cLocale());
-    return taken(text, end, number, value);
+    return readWithLibrary(text, value);
 }
 
 // Stores the float nearest to digits / 10^decimals and returns true. Returns false if the C library has to read the
@@ -171,7 +188,5 @@ const char* ReadNumber(const char* text, float* value)
         assert(agreesWithLibrary(text, end, *value) && "2: plain numbers have the same value to the last bit");
         return end;
     }
-    char* end;
-    const float number = strtof_l(text, &end, cLocale());
-    return taken(text, end, number, value);
+    return readWithLibrary(text, value);
 }

@@ -8,9 +8,9 @@
 //
 // The texts of the messages are frozen, also "expected 1 floats": docs/architecture.md, "Message texts".
 #include "core/parser.h"
-#include "core/parser_numbers.h"
 
-#include "file/file.h"
+#include "core/equalnames.h"
+#include "core/parser_numbers.h"
 #include "logger/logger.h"
 
 #include <string.h>
@@ -183,19 +183,19 @@ bool Parser::GetInt3(int* first, int* second, int* third)
 bool Parser::GetBoolean()
 {
     const char* token = _cutWord();
-    const bool isTrue = token && stricmp(token, "true") == 0;
-    if (!isTrue && (!token || stricmp(token, "false") != 0)) {
+    const bool isTrue = token && EqualNames(token, "true");
+    if (!isTrue && (!token || !EqualNames(token, "false"))) {
         owLogger::log(3, "...Expected: true or false\f");
     }
     return isTrue;
 }
 
-static bool isParameter(const char* token, const char* name)
+static inline bool isOther(const char* token, const char* name)
 {
-    if (!token || !name) {
-        return false;
+    if (__builtin_expect(!token, 0) || __builtin_expect(!name, 0)) {
+        return true;
     }
-    return stricmp(token, name) == 0;
+    return AreDifferent(token, name);
 }
 
 // The message that a reader of named parameters logs; its argument is the parameter's name.
@@ -206,7 +206,7 @@ static bool isParameter(const char* token, const char* name)
 // The fast path: the token begins at the line position, and the number is the whole token. Then the end of the
 // number is the end of the token and need not be searched for.
 template <typename Value>
-bool Parser::_cutNumber(Value* value)
+inline __attribute__((always_inline)) bool Parser::_cutNumber(Value* value)
 {
     const char* text = m_position;
     if (text && *text > ' ' && readNumber(&text, value) && (*text == ' ' || *text == '\0')) {
@@ -219,12 +219,15 @@ bool Parser::_cutNumber(Value* value)
     return token && readNumber(&token, value);
 }
 
-// Reads the values after "=". Logs the complaint if fewer than `required` values can be read. Always returns true,
-// the result of a reader whose name is equal. This function is not inlined: most calls of a reader end
-// after the comparison of the names, and so need not save registers for the work here.
+// Returns false if the names differ. Otherwise reads the values after "=", logs the complaint if fewer than `required`
+// values can be read, and returns true. This function is not inlined: most calls of a reader end after the comparison
+// of the first letters, and so need not save registers for the work here.
 template <typename... Values>
-bool Parser::_readValues(const char* name, const char* complaint, int required, Values*... values)
+bool Parser::_readValues(const char* token, const char* name, const char* complaint, int required, Values*... values)
 {
+    if (!EqualNames(token, name)) {
+        return false;
+    }
     int count = 0;
     if (_cutMark('=')) {
         (void)(... && (_cutNumber(values) && ++count));
@@ -237,58 +240,58 @@ bool Parser::_readValues(const char* name, const char* complaint, int required, 
 
 bool Parser::ParamEqualsInt8(const char* token, const char* name, signed char* value)
 {
-    return isParameter(token, name) && _readValues(name, EXPECTED("int8"), 1, value);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("int8"), 1, value);
 }
 
 bool Parser::ParamEqualsInt16(const char* token, const char* name, short* value)
 {
-    return isParameter(token, name) && _readValues(name, EXPECTED("int16"), 1, value);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("int16"), 1, value);
 }
 
 bool Parser::ParamEqualsInt32(const char* token, const char* name, int* value)
 {
-    return isParameter(token, name) && _readValues(name, EXPECTED("int32"), 1, value);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("int32"), 1, value);
 }
 
 bool Parser::ParamEqualsUInt32(const char* token, const char* name, unsigned int* value)
 {
-    return isParameter(token, name) && _readValues(name, EXPECTED("uint32"), 1, value);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("uint32"), 1, value);
 }
 
 bool Parser::ParamEqualsInt64(const char* token, const char* name, long long* value)
 {
-    return isParameter(token, name) && _readValues(name, EXPECTED("int64"), 1, value);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("int64"), 1, value);
 }
 
 bool Parser::ParamEqualsFloat32(const char* token, const char* name, float* value)
 {
-    return isParameter(token, name) && _readValues(name, EXPECTED("float32"), 1, value);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("float32"), 1, value);
 }
 
 bool Parser::ParamEqualsInt32_2(const char* token, const char* name, int* first, int* second)
 {
-    return isParameter(token, name) && _readValues(name, EXPECTED("int32 int32"), 2, first, second);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("int32 int32"), 2, first, second);
 }
 
 // Deliberate: the readers of one or two values (_2x) complain with the message for one value.
 bool Parser::ParamEqualsInt32_2x(const char* token, const char* name, int* first, int* second)
 {
-    return isParameter(token, name) && _readValues(name, EXPECTED("int32"), 1, first, second);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("int32"), 1, first, second);
 }
 
 bool Parser::ParamEqualsFloat32_2(const char* token, const char* name, float* first, float* second)
 {
-    return isParameter(token, name) && _readValues(name, EXPECTED("float32 float32"), 2, first, second);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("float32 float32"), 2, first, second);
 }
 
 bool Parser::ParamEqualsFloat32_2x(const char* token, const char* name, float* first, float* second)
 {
-    return isParameter(token, name) && _readValues(name, EXPECTED("float32"), 1, first, second);
+    return !isOther(token, name) && _readValues(token, name, EXPECTED("float32"), 1, first, second);
 }
 
 bool Parser::ParamEqualsBoolean(const char* token, const char* name, bool* value)
 {
-    if (!isParameter(token, name)) {
+    if (isOther(token, name) || !EqualNames(token, name)) {
         return false;
     }
     if (_cutMark('=')) {
@@ -301,7 +304,7 @@ bool Parser::ParamEqualsBoolean(const char* token, const char* name, bool* value
 
 bool Parser::ParamEqualsString(const char* token, const char* name, char* text, unsigned int size)
 {
-    if (!isParameter(token, name)) {
+    if (isOther(token, name) || !EqualNames(token, name)) {
         return false;
     }
     const bool hasEquals = _cutMark('=');

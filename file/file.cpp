@@ -342,20 +342,43 @@ void ConvertDOSToMacPath(const char* in, char* out)
     convertDrive(out);
 }
 
+// stricmp for two texts whose first letters are equal. It is a separate function that is not inlined: otherwise each
+// call of stricmp would save registers for the work here.
+static __attribute__((noinline)) int compareFromSecond(const char* left, const char* right)
+{
+    // For speed: most texts that are equal have equal bytes.
+    if (strcmp(left, right) == 0) {
+        return 0;
+    }
+    while (*left && lower(*left) == lower(*right)) {
+        ++left;
+        ++right;
+    }
+    return lower(*left) - lower(*right);
+}
+
 int stricmp(const char* left, const char* right)
 {
     if (!left || !right) {
         return (left ? 1 : 0) - (right ? 1 : 0);
     }
-    // For speed: most texts that differ have different first letters, and most texts that are equal have equal bytes.
-    if (lower(*left) == lower(*right)) {
-        if (strcmp(left, right) == 0) {
-            return 0;
-        }
-        while (*left && lower(*left) == lower(*right)) {
-            ++left;
-            ++right;
-        }
-    }
-    return lower(*left) - lower(*right);
+    // For speed: most texts that differ have different first letters.
+    const int difference = lower(*left) - lower(*right);
+    return difference != 0 ? difference : compareFromSecond(left, right);
 }
+
+// The address of this library's own stricmp, for core/equalnames.h. `&stricmp` is the function that the process uses,
+// which may be a function of the program. Only ELF linkers can give a function a second name. On other hosts the address
+// is null, and core calls stricmp for each comparison.
+//
+// If you copy this file and change stricmp, remove this pointer: when core finds this address, it compares names by the
+// rules of the stricmp above, and does not call it.
+namespace fileLibrary {
+#ifdef __ELF__
+static int ownStricmp(const char* left, const char* right) __attribute__((alias("_Z7stricmpPKcS0_")));
+#else
+static int (*const ownStricmp)(const char*, const char*) = nullptr;
+#endif
+extern __attribute__((visibility("default"))) int (*const _stricmp)(const char*, const char*);
+int (*const _stricmp)(const char*, const char*) = ownStricmp;
+} // namespace fileLibrary

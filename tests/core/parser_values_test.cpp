@@ -1,6 +1,7 @@
 // The readers of typed values, and their messages about text that holds no such value.
 #include "core/parser.h"
 
+#include "file/file.h"
 #include "tests/support/parser_fixture.h"
 #include "tests/support/parser_readers.h"
 #include "tests/support/watched_log.h"
@@ -819,4 +820,47 @@ TEST(ParamEquals, AfterABareLineFeedTheNextLinesFirstWordIsTheValue)
     EXPECT_TRUE(parser.ParamEqualsInt32(parser.GetToken(" "), "width", &value));
     EXPECT_EQ(value, 640);
     EXPECT_EQ(takeMessages(), "");
+}
+
+// The parser compares names itself when stricmp is the file library's.
+TEST(ParserNames, AreEqualExactlyWhenTheFileLibrarysComparisonSaysSo)
+{
+    for (const size_t before : {0, 2}) { // letters before the one that varies
+        char token[] = "wI??";
+        char name[] = "Wi??";
+        int count = 0; // of the pairs that are equal
+        TextParser other("= 5\r\n");
+        other.ParseLine();
+        for (int pair = 0; pair < 256 * 256; ++pair) {
+            token[before] = static_cast<char>(pair / 256);
+            name[before] = static_cast<char>(pair % 256);
+            token[before + 1] = name[before + 1] = '\0';
+            int value = -77;
+            if (stricmp(token, name) != 0) {
+                ASSERT_FALSE(other.ParamEqualsInt32(token, name, &value)) << pair;
+                continue;
+            }
+            TextParser parser("= 5\r\n");
+            parser.ParseLine();
+            ASSERT_TRUE(parser.ParamEqualsInt32(token, name, &value)) << pair;
+            ASSERT_EQ(value, 5) << pair;
+            ++count;
+        }
+        EXPECT_EQ(count, 256 + 2 * 26);
+        EXPECT_EQ(other.rest(), "= 5"); // no reader took anything
+    }
+    EXPECT_EQ(takeMessages(), "");
+}
+
+TEST(ParserNames, OfDifferentLengthsDiffer)
+{
+    TextParser parser("= 5\r\n");
+    parser.ParseLine();
+    int value = -77;
+    EXPECT_FALSE(parser.ParamEqualsInt32("width", "widths", &value));
+    EXPECT_FALSE(parser.ParamEqualsInt32("widths", "width", &value));
+    EXPECT_FALSE(parser.ParamEqualsInt32("", "width", &value));
+    EXPECT_FALSE(parser.ParamEqualsInt32("width", "", &value));
+    EXPECT_TRUE(parser.ParamEqualsInt32("WIDTH", "width", &value));
+    EXPECT_EQ(value, 5);
 }

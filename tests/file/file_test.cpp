@@ -682,3 +682,13 @@ TEST(Stricmp, NullEqualsNullAndComesBeforeEveryText)
     EXPECT_LT(stricmp(nullptr, ""), 0);
     EXPECT_GT(stricmp("", nullptr), 0);
 }
+
+// core/equalnames.h compares this address with the address of the stricmp that the process uses.
+namespace fileLibrary {
+extern int (*const _stricmp)(const char*, const char*);
+}
+
+TEST(Stricmp, OfTheLibraryIsTheOneWhoseAddressTheLibraryTellsCore)
+{
+    EXPECT_EQ(fileLibrary::_stricmp, &stricmp);
+}

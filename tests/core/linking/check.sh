@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# The loaders find a factory that the program defines, however the program was linked. Games are linked here by hand,
-# as "g++ game.cpp -lcore" does it: without CMake's targets, and without a word about symbols.
+# The loaders find a factory that the program defines, however the program was linked; and the parser calls the game's
+# comparison of names. Games are linked here by hand, as "g++ game.cpp -lcore" does it: without CMake's targets, and
+# without a word about symbols.
 #
 #   check.sh SOURCE_DIR LIBRARY_DIR FLAGS EMULATOR COMPILER...
 #
@@ -61,6 +62,19 @@ games() {
     expect 0 "$name: factories in a module loaded with RTLD_LOCAL" ./none ./module.so
 }
 
+# names: the parser calls the comparison of names that the dynamic linker has chosen, wherever that function is.
+names() {
+    "${build[@]}" -shared -fPIC "$here/anything_equal.cpp" -o libequal.so
+    "${build[@]}" -c "$here/names.cpp" -o names.o
+    link own names.o
+    expect 0 "the file library's comparison" ./own
+    link before names.o -L. -Wl,-rpath,"$PWD" -Wl,--no-as-needed -lequal
+    expect 1 "a comparison in a library that the game links before core" ./before
+    if [ ${#emulator[@]} -eq 0 ] && [[ "${flags[*]}" != *-fsanitize* ]]; then # a sanitizer must itself come first
+        expect 1 "a preloaded comparison" env LD_PRELOAD="$PWD/libequal.so" ./own
+    fi
+}
+
 canBuild() {
     echo 'int main() { return 0; }' >probe.cpp
     "$@" probe.cpp -o probe 2>/dev/null
@@ -71,6 +85,7 @@ for compiler; do
     common=("$compiler" -std=c++17 -Wno-unused-command-line-argument -I"$source" "${flags[@]}")
     "${common[@]}" -shared -fPIC "$here/factories.cpp" -o module.so
     build=("${common[@]}")
+    [ $tried -gt 0 ] || names
     games "$compiler"
     build=("${common[@]}" -O2 -ffunction-sections -fdata-sections -Wl,--gc-sections -Wl,--as-needed -Wl,-O1 -s)
     games "$compiler, all that is unused taken out"

@@ -1,0 +1,54 @@
+// Comparing two names as stricmp does. Not for games.
+#pragma once
+
+#include "file/file.h"
+
+// The address of the file library's own stricmp (file/file.cpp). Weak: a game's own file library does not have this
+// pointer, and its address is then null.
+#pragma GCC visibility push(default)
+namespace fileLibrary {
+extern int (*const _stricmp)(const char*, const char*) __attribute__((weak));
+}
+#pragma GCC visibility pop
+
+typedef int (*NameComparison)(const char*, const char*);
+
+// The own stricmp; null if it is not known. The dynamic linker sets fileLibrary::_stricmp before any constructor runs.
+static const NameComparison s_ownStricmp = &fileLibrary::_stricmp ? fileLibrary::_stricmp : nullptr;
+
+static const int sc_lowerBit = 'a' ^ 'A'; // this bit is 1 in 'a' to 'z', and 0 in 'A' to 'Z'
+
+// Returns true if one letter is in upper case and the other is the same letter in lower case.
+inline bool differInCase(char left, char right)
+{
+    const char lower = static_cast<char>(left | sc_lowerBit);
+    return (left ^ right) == sc_lowerBit && lower >= 'a' && lower <= 'z';
+}
+
+// Returns true if the two names have different first letters and stricmp is the file library's own: then stricmp would
+// return another number than 0. Returns false if EqualNames has to compare the names. The hints make the compiler place
+// the usual case, different first letters, in one piece.
+//
+// A game may define stricmp itself. Then its function is called for each comparison, and no letter is compared here.
+inline bool AreDifferent(const char* left, const char* right)
+{
+    const bool letters = ((*left ^ *right) & ~sc_lowerBit) != 0;
+    return __builtin_expect(letters, 1) && __builtin_expect(&stricmp == s_ownStricmp, 1);
+}
+
+// Returns true if stricmp(left, right) is 0. Compares letter by letter, not with strcmp: the parser has just written the
+// NUL of one name, and a processor waits when it loads several bytes of which one was just stored.
+inline bool EqualNames(const char* left, const char* right)
+{
+    if (__builtin_expect(&stricmp != s_ownStricmp, 0)) {
+        return stricmp(left, right) == 0;
+    }
+    do {
+        const bool same = *left == *right;
+        if (__builtin_expect(!same, 0) && !differInCase(*left, *right)) {
+            return false;
+        }
+        ++right;
+    } while (*left++ != '\0');
+    return true;
+}

@@ -251,43 +251,43 @@ WATCH_READER("_ZN6Parser10GetBooleanEv", getBoolean, watch::READ_GET_BOOL)
 // ---- Values: `note` is noteValue for the readers of the line position, and noteLine for those of value lines
 
 #define WATCH_READER_1(symbol, name, what, note, type)                                                               \
-    WATCH_FUNCTION(symbol, bool, name, (Parser * parser, type * first))                                              \
+    WATCH_FUNCTION(symbol, bool, name, (Parser * parser, type first))                                                \
     {                                                                                                                \
         const ReaderCall call(parser);                                                                               \
         return call.note(what, s_##name.real()(parser, first));                                                      \
     }
 #define WATCH_READER_2(symbol, name, what, note, type)                                                               \
-    WATCH_FUNCTION(symbol, bool, name, (Parser * parser, type * first, type * second))                               \
+    WATCH_FUNCTION(symbol, bool, name, (Parser * parser, type first, type second))                                   \
     {                                                                                                                \
         const ReaderCall call(parser);                                                                               \
         return call.note(what, s_##name.real()(parser, first, second));                                              \
     }
 #define WATCH_READER_3(symbol, name, what, note, type)                                                               \
-    WATCH_FUNCTION(symbol, bool, name, (Parser * parser, type * first, type * second, type * third))                 \
+    WATCH_FUNCTION(symbol, bool, name, (Parser * parser, type first, type second, type third))                       \
     {                                                                                                                \
         const ReaderCall call(parser);                                                                               \
         return call.note(what, s_##name.real()(parser, first, second, third));                                       \
     }
-WATCH_READER_1("_ZN6Parser6GetIntEPi", getInt, watch::READ_GET_INT, noteValue, int)
-WATCH_READER_2("_ZN6Parser7GetInt2EPiS0_", getInt2, watch::READ_GET_INT2, noteValue, int)
-WATCH_READER_3("_ZN6Parser7GetInt3EPiS0_S0_", getInt3, watch::READ_GET_INT3, noteValue, int)
-WATCH_READER_1("_ZN6Parser8GetFloatEPf", getFloat, watch::READ_GET_FLOAT, noteValue, float)
-WATCH_READER_2("_ZN6Parser9GetFloat2EPfS0_", getFloat2, watch::READ_GET_FLOAT2, noteValue, float)
-WATCH_READER_1("_ZN6Parser11ParseStringEPc", parseString, watch::READ_LINE_STRING, noteLine, char)
-WATCH_READER_1("_ZN6Parser9ParseCharEPc", parseChar, watch::READ_LINE_CHAR, noteLine, char)
-WATCH_READER_1("_ZN6Parser9ParseUTF8EPh", parseUtf8, watch::READ_LINE_UTF8, noteLine, unsigned char)
-WATCH_READER_1("_ZN6Parser12ParseIntegerEPi", parseInteger, watch::READ_LINE_INT, noteLine, int)
-WATCH_READER_2("_ZN6Parser13ParseInteger2EPiS0_", parseInteger2, watch::READ_LINE_INT2, noteLine, int)
-WATCH_READER_2("_ZN6Parser14ParseInteger2xEPiS0_", parseInteger2x, watch::READ_LINE_INT2X, noteLine, int)
-WATCH_READER_3("_ZN6Parser13ParseInteger3EPiS0_S0_", parseInteger3, watch::READ_LINE_INT3, noteLine, int)
-WATCH_READER_1("_ZN6Parser10ParseFloatEPf", parseFloat, watch::READ_LINE_FLOAT, noteLine, float)
-WATCH_READER_2("_ZN6Parser11ParseFloat2EPfS0_", parseFloat2, watch::READ_LINE_FLOAT2, noteLine, float)
-WATCH_READER_2("_ZN6Parser12ParseFloat2xEPfS0_", parseFloat2x, watch::READ_LINE_FLOAT2X, noteLine, float)
+WATCH_READER_1("_ZN6Parser6GetIntEPi", getInt, watch::READ_GET_INT, noteValue, int*)
+WATCH_READER_2("_ZN6Parser7GetInt2EPiS0_", getInt2, watch::READ_GET_INT2, noteValue, int*)
+WATCH_READER_3("_ZN6Parser7GetInt3EPiS0_S0_", getInt3, watch::READ_GET_INT3, noteValue, int*)
+WATCH_READER_1("_ZN6Parser8GetFloatEPf", getFloat, watch::READ_GET_FLOAT, noteValue, float*)
+WATCH_READER_2("_ZN6Parser9GetFloat2EPfS0_", getFloat2, watch::READ_GET_FLOAT2, noteValue, float*)
+WATCH_READER_1("_ZN6Parser11ParseStringEPc", parseString, watch::READ_LINE_STRING, noteLine, char*)
+WATCH_READER_1("_ZN6Parser9ParseCharEPc", parseChar, watch::READ_LINE_CHAR, noteLine, char*)
+WATCH_READER_1("_ZN6Parser9ParseUTF8EPh", parseUtf8, watch::READ_LINE_UTF8, noteLine, unsigned char*)
+WATCH_READER_1("_ZN6Parser12ParseIntegerEPi", parseInteger, watch::READ_LINE_INT, noteLine, int*)
+WATCH_READER_2("_ZN6Parser13ParseInteger2EPiS0_", parseInteger2, watch::READ_LINE_INT2, noteLine, int*)
+WATCH_READER_2("_ZN6Parser14ParseInteger2xEPiS0_", parseInteger2x, watch::READ_LINE_INT2X, noteLine, int*)
+WATCH_READER_3("_ZN6Parser13ParseInteger3EPiS0_S0_", parseInteger3, watch::READ_LINE_INT3, noteLine, int*)
+WATCH_READER_1("_ZN6Parser10ParseFloatEPf", parseFloat, watch::READ_LINE_FLOAT, noteLine, float*)
+WATCH_READER_2("_ZN6Parser11ParseFloat2EPfS0_", parseFloat2, watch::READ_LINE_FLOAT2, noteLine, float*)
+WATCH_READER_2("_ZN6Parser12ParseFloat2xEPfS0_", parseFloat2x, watch::READ_LINE_FLOAT2X, noteLine, float*)
 
 // ---- Named parameters
 
 #define WATCH_PARAMETER(symbol, name, what, type)                                                                    \
-    WATCH_FUNCTION(symbol, bool, name, (Parser * parser, const char* token, const char* asked, type* value))         \
+    WATCH_FUNCTION(symbol, bool, name, (Parser * parser, const char* token, const char* asked, type value))          \
     {                                                                                                                \
         const ReaderCall call(parser);                                                                               \
         return call.noteParameter(what, s_##name.real()(parser, token, asked, value), token, asked,                  \
@@ -295,23 +295,23 @@ WATCH_READER_2("_ZN6Parser12ParseFloat2xEPfS0_", parseFloat2x, watch::READ_LINE_
     }
 #define WATCH_PARAMETERS(symbol, name, what, type)                                                                   \
     WATCH_FUNCTION(symbol, bool, name,                                                                               \
-                   (Parser * parser, const char* token, const char* asked, type* first, type* second))               \
+                   (Parser * parser, const char* token, const char* asked, type first, type second))                 \
     {                                                                                                                \
         const ReaderCall call(parser);                                                                               \
         return call.noteParameter(what, s_##name.real()(parser, token, asked, first, second), token, asked,          \
                                   [=] { return Output(first, second); });                                            \
     }
-WATCH_PARAMETER("_ZN6Parser15ParamEqualsInt8EPKcS1_Pa", readInt8, watch::READ_INT8, signed char)
-WATCH_PARAMETER("_ZN6Parser16ParamEqualsInt16EPKcS1_Ps", readInt16, watch::READ_INT16, short)
-WATCH_PARAMETER("_ZN6Parser16ParamEqualsInt32EPKcS1_Pi", readInt32, watch::READ_INT32, int)
-WATCH_PARAMETER("_ZN6Parser17ParamEqualsUInt32EPKcS1_Pj", readUint32, watch::READ_UINT32, unsigned int)
-WATCH_PARAMETER("_ZN6Parser16ParamEqualsInt64EPKcS1_Px", readInt64, watch::READ_INT64, long long)
-WATCH_PARAMETER("_ZN6Parser18ParamEqualsFloat32EPKcS1_Pf", readFloat32, watch::READ_FLOAT32, float)
-WATCH_PARAMETER("_ZN6Parser18ParamEqualsBooleanEPKcS1_Pb", readBool, watch::READ_BOOL, bool)
-WATCH_PARAMETERS("_ZN6Parser18ParamEqualsInt32_2EPKcS1_PiS2_", readInt32Two, watch::READ_INT32_2, int)
-WATCH_PARAMETERS("_ZN6Parser19ParamEqualsInt32_2xEPKcS1_PiS2_", readInt32OneOrTwo, watch::READ_INT32_2X, int)
-WATCH_PARAMETERS("_ZN6Parser20ParamEqualsFloat32_2EPKcS1_PfS2_", readFloat32Two, watch::READ_FLOAT32_2, float)
-WATCH_PARAMETERS("_ZN6Parser21ParamEqualsFloat32_2xEPKcS1_PfS2_", readFloat32OneOrTwo, watch::READ_FLOAT32_2X, float)
+WATCH_PARAMETER("_ZN6Parser15ParamEqualsInt8EPKcS1_Pa", readInt8, watch::READ_INT8, signed char*)
+WATCH_PARAMETER("_ZN6Parser16ParamEqualsInt16EPKcS1_Ps", readInt16, watch::READ_INT16, short*)
+WATCH_PARAMETER("_ZN6Parser16ParamEqualsInt32EPKcS1_Pi", readInt32, watch::READ_INT32, int*)
+WATCH_PARAMETER("_ZN6Parser17ParamEqualsUInt32EPKcS1_Pj", readUint32, watch::READ_UINT32, unsigned int*)
+WATCH_PARAMETER("_ZN6Parser16ParamEqualsInt64EPKcS1_Px", readInt64, watch::READ_INT64, long long*)
+WATCH_PARAMETER("_ZN6Parser18ParamEqualsFloat32EPKcS1_Pf", readFloat32, watch::READ_FLOAT32, float*)
+WATCH_PARAMETER("_ZN6Parser18ParamEqualsBooleanEPKcS1_Pb", readBool, watch::READ_BOOL, bool*)
+WATCH_PARAMETERS("_ZN6Parser18ParamEqualsInt32_2EPKcS1_PiS2_", readInt32Two, watch::READ_INT32_2, int*)
+WATCH_PARAMETERS("_ZN6Parser19ParamEqualsInt32_2xEPKcS1_PiS2_", readInt32OneOrTwo, watch::READ_INT32_2X, int*)
+WATCH_PARAMETERS("_ZN6Parser20ParamEqualsFloat32_2EPKcS1_PfS2_", readFloat32Two, watch::READ_FLOAT32_2, float*)
+WATCH_PARAMETERS("_ZN6Parser21ParamEqualsFloat32_2xEPKcS1_PfS2_", readFloat32OneOrTwo, watch::READ_FLOAT32_2X, float*)
 
 WATCH_FUNCTION("_ZN6Parser17ParamEqualsStringEPKcS1_Pcj", bool, readString,
                (Parser * parser, const char* token, const char* asked, char* text, unsigned int size))

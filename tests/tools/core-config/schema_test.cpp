@@ -325,7 +325,7 @@ TEST(SchemaCheck, FindsNoFaultInAValueThatTheQuickCheckFindsRight)
             schemaOf(std::string("core-config schema 1\nconfig \"a\"\n{\nx = ") + type + "\n}\n");
         const config::NameSchema& name = schema.files[0].block.names[0];
         int right = 0;
-        for (int round = 0; round < 3000; ++round) {
+        for (int round = 0; round < 1000; ++round) {
             std::string word = sc_parts[random() % 17];
             for (unsigned int count = random() % 5; count > 0; --count) {
                 word += sc_parts[random() % 17];

@@ -2,7 +2,8 @@
 //
 // 1. Without a tool that wants to know what the game reads, each hook only calls the real function.
 // 2. The library's readers call each other: only the call of the game is noted (ReaderCall).
-// 3. The texts that the library reads for itself, such as a strings file, are not noted.
+// 3. The texts that the library reads for itself, such as a strings file, are not noted; nor are texts that the game reads
+//    again and again.
 #include "core/parser.h"
 #include "watch/preload/reads.h"
 #include "watch/preload/realfunction.h"
@@ -34,13 +35,23 @@ struct ParserView {
 // What this thread does with parsers.
 struct ReaderState {
     unsigned int depth;    // calls of the library's readers inside each other
-    const char* ownText;   // the text that the library reads for itself
+    const char* others[4]; // the last texts that are not noted
+    unsigned int next;     // of others
     const char* token;     // the token that GetToken returned last
     const char* tokenText; // the text of this token
     bool hasAsked;         // the game has compared a name on the current line
 };
 
 static thread_local ReaderState s_state __attribute__((tls_model("initial-exec")));
+
+static bool isNotedText(const char* text)
+{
+    bool isNoted = true;
+    for (const char* other : s_state.others) {
+        isNoted = isNoted && other != text;
+    }
+    return isNoted;
+}
 
 // Where a reader of a named parameter stores its value. If the name is not in the line, the value that is there is the one
 // that the game uses.
@@ -85,7 +96,7 @@ class ReaderCall {
 public:
     explicit ReaderCall(const Parser* parser)
         : m_view(ParserView::of(parser)),
-          m_isNoted(isWatchingReads() && s_state.depth == 0 && m_view.buffer != s_state.ownText),
+          m_isNoted(isWatchingReads() && s_state.depth == 0 && isNotedText(m_view.buffer)),
           m_position(m_view.placeOf(m_view.position)), m_cursor(m_view.placeOf(m_view.cursor))
     {
         ++s_state.depth;
@@ -173,18 +184,24 @@ static bool isInLibrary(const void* address, const void* function)
     return dladdr(address, &caller) != 0 && dladdr(function, &library) != 0 && caller.dli_fbase == library.dli_fbase;
 }
 
+// A text in the same memory as an older one is a new text.
+static void forgetText(const char* text)
+{
+    for (const char*& other : s_state.others) {
+        other = other == text ? nullptr : other;
+    }
+}
+
 static void beginText(const char* text, const void* caller, const void* function)
 {
     if (!isWatchingReads() || !text) {
         return;
     }
-    if (isInLibrary(caller, function)) {
-        s_state.ownText = text;
-        return;
+    forgetText(text);
+    if (isInLibrary(caller, function) || !watch::noteText(text)) {
+        s_state.others[s_state.next++ % 4] = text;
     }
-    s_state.ownText = text == s_state.ownText ? nullptr : s_state.ownText;
     watch::forgetAsks();
-    watch::noteText(text);
 }
 
 // A compiler may call either name.

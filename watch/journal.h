@@ -64,11 +64,15 @@ enum e_TextAnswer : uint32_t {
     TEXT_REFUSED,    // the table could not add an entry
 };
 
+static const unsigned int sc_journalCallers = 4;
+
 // A call of StringTable::translate.
 struct JournalText {
-    uint64_t caller; // return address
-    uint32_t answer; // e_TextAnswer
-    uint32_t length; // bytes; at most sc_journalText of them are in the event
+    uint64_t callers[sc_journalCallers]; // return addresses, the innermost first; 0: not asked for, or none
+    uint32_t answer;                     // e_TextAnswer
+    uint32_t length;                     // bytes; at most sc_journalText of them are in the event
+    uint32_t table;                      // the number of the string table in its process
+    uint32_t unused;
 };
 
 static const uint32_t sc_journalText = 16 * 1024;

@@ -1,6 +1,7 @@
 #include "tools/core-memory/waitingprocess.h"
 
-#include <cxxabi.h>
+#include "tools/shared/codeplace.h"
+
 #include <elfutils/libdwfl.h>
 #include <fstream>
 #include <sstream>
@@ -72,15 +73,6 @@ const watch::LinkTables& WaitingProcess::tables() const
 
 // ---- Code
 
-static std::string demangled(const char* symbol)
-{
-    int status = 0;
-    char* name = abi::__cxa_demangle(symbol, nullptr, nullptr, &status);
-    std::string result = name ? name : symbol;
-    free(name);
-    return result;
-}
-
 static std::string hexadecimal(uint64_t number)
 {
     char text[32];
@@ -88,10 +80,9 @@ static std::string hexadecimal(uint64_t number)
     return text;
 }
 
-static std::string baseName(const char* path)
+static std::string baseName(const std::string& path)
 {
-    const std::string text = path ? path : "";
-    return text.substr(text.rfind('/') + 1);
+    return path.substr(path.rfind('/') + 1);
 }
 
 // A return address is the place after the call, so the call itself lies one byte before it.
@@ -100,19 +91,14 @@ std::string WaitingProcess::codeAt(uint64_t address) const
     if (!m_symbols) {
         m_symbols = std::make_unique<Symbols>(m_process);
     }
-    Dwfl_Module* module = m_symbols->dwfl ? dwfl_addrmodule(m_symbols->dwfl, address - 1) : nullptr;
-    if (!module) {
+    const CodePlace place = placeOf(m_symbols->dwfl, address - 1);
+    if (place.module.empty()) {
         return hexadecimal(address);
     }
-    const char* library = nullptr;
-    Dwarf_Addr start = 0;
-    dwfl_module_info(module, nullptr, &start, nullptr, nullptr, nullptr, &library, nullptr);
-    const char* symbol = dwfl_module_addrname(module, address - 1);
-    int line = 0;
-    Dwfl_Line* place = dwfl_module_getsrc(module, address - 1);
-    const char* source = place ? dwfl_lineinfo(place, nullptr, &line, nullptr, nullptr, nullptr) : nullptr;
-    const std::string function = symbol ? demangled(symbol) : hexadecimal(address - start);
-    return function + " (" + (source ? std::string(source) + ":" + std::to_string(line) : baseName(library)) + ")";
+    const std::string function = place.function.empty() ? hexadecimal(place.moduleOffset + 1) : place.function;
+    const bool hasSource = !place.source.empty();
+    return function + " (" + (hasSource ? place.source + ":" + std::to_string(place.line) : baseName(place.module)) +
+           ")";
 }
 
 // ---- Messages

@@ -3,6 +3,7 @@
 // 1. Each entry of OLD whose key NEW has stays as it is, and in its place.
 // 2. Each other key of NEW becomes a proposal, after the item whose key comes before it in NEW.
 // 3. Each entry of OLD whose key NEW lacks becomes obsolete, or is dropped.
+#include "tools/core-strings/askedtexts.h"
 #include "tools/core-strings/commands.h"
 #include "tools/core-strings/game.h"
 #include "tools/core-strings/texts.h"
@@ -156,6 +157,7 @@ int runMerge(const MergeOptions& options)
     if (const int status = loadDocument(options.newFile, &fresh)) {
         return status;
     }
+    removeCounts(&fresh); // they differ from run to run, and no translator needs them
     document.items = Merger(std::move(document.items), fresh.items, options).run();
     normalise(&document);
     const std::string output = options.output.empty() ? options.oldFile : options.output;

@@ -57,6 +57,38 @@ struct FromPoOptions {
 };
 int runFromPo(const FromPoOptions& options);
 
+struct RecordOptions {
+    std::vector<std::string> command; // the game and its arguments
+    std::string output = "recorded.utf8";
+    std::string root;                 // the folder where paths of source files begin; empty: the current one
+    std::vector<std::string> through; // functions that pass a text on
+    bool isJson = false;
+};
+int runRecord(const RecordOptions& options);
+
+struct MissingOptions {
+    std::vector<std::string> command; // the game and its arguments; may be empty
+    std::vector<std::string> records; // of other runs
+    std::vector<std::string> files;   // strings files; empty: those that the game opens
+    std::string root;
+    std::vector<std::string> through;
+    bool isJson = false;
+    bool isGithub = false;
+};
+int runMissing(const MissingOptions& options);
+
+struct LspOptions {
+    std::vector<std::string> others;  // strings files of other languages; empty: those beside the file
+    std::vector<std::string> records; // of runRecord
+};
+int runLsp(const LspOptions& options);
+
+// True for a path that ends in .po or .pot.
+bool isPoPath(const std::string& path);
+
+// Reads a record, which is a strings file or a PO file. Returns TOOL_FINE, or prints why not and returns another status.
+int loadRecord(const std::string& path, Document* record);
+
 // Prints a message of the program on the standard error stream, and returns status.
 int complain(int status, const std::string& message);
 

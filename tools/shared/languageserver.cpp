@@ -125,6 +125,20 @@ static std::string pathOf(const std::string& uri)
     return path;
 }
 
+// Returns the URI of an absolute path.
+static std::string uriOf(const std::string& path)
+{
+    static const char sc_plain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._~/";
+    std::string uri = "file://";
+    for (const char byte : path) {
+        char code[4];
+        snprintf(code, sizeof(code), "%%%02X", static_cast<unsigned int>(static_cast<unsigned char>(byte)));
+        const bool isPlain = byte != '\0' && strchr(sc_plain, byte);
+        uri += isPlain ? std::string(1, byte) : code;
+    }
+    return uri;
+}
+
 // ---- Messages
 
 class Server {
@@ -151,6 +165,7 @@ private:
     Json _completions(const std::string& uri, const Json& message);
     Json _hover(const std::string& uri, const Json& message);
     Json _formatting(const std::string& uri);
+    Json _targets(const std::string& uri, const Json& message);
     void _publish(const std::string& uri, bool isOpen);
 
     Language& m_language;
@@ -301,13 +316,15 @@ void Server::_takeNotification(const std::string& method, const Json& message)
 
 Json Server::_capabilities() const
 {
-    return {{"serverInfo", {{"name", m_name}}},
-            {"capabilities",
-             {{"positionEncoding", "utf-16"},
-              {"textDocumentSync", {{"openClose", true}, {"change", 1}}}, // 1: the whole text
-              {"completionProvider", {{"triggerCharacters", {" ", "=", "["}}}},
-              {"hoverProvider", true},
-              {"documentFormattingProvider", true}}}};
+    Json capabilities = {{"positionEncoding", "utf-16"},
+                         {"textDocumentSync", {{"openClose", true}, {"change", 1}}}, // 1: the whole text
+                         {"completionProvider", {{"triggerCharacters", m_language.triggers()}}},
+                         {"hoverProvider", true},
+                         {"documentFormattingProvider", true}};
+    if (m_language.hasTargets()) {
+        capabilities["definitionProvider"] = true;
+    }
+    return {{"serverInfo", {{"name", m_name}}}, {"capabilities", capabilities}};
 }
 
 Json Server::_resultOf(const std::string& method, const Json& message, bool* isKnown)
@@ -330,6 +347,9 @@ Json Server::_resultOf(const std::string& method, const Json& message, bool* isK
     if (method == "textDocument/formatting") {
         return _formatting(uri);
     }
+    if (method == "textDocument/definition" && m_language.hasTargets()) {
+        return _targets(uri, message);
+    }
     *isKnown = false;
     return nullptr;
 }
@@ -348,15 +368,35 @@ Json Server::_completions(const std::string& uri, const Json& message)
         return items;
     }
     const size_t place = cursorOf(message, document->second);
+    Places places(document->second);
     for (const LanguageProposal& proposal : m_language.proposals(pathOf(uri), document->second, place)) {
         Json item = {{"label", proposal.label}, {"insertText", proposal.insert}, {"detail", proposal.detail}};
         item["kind"] = proposal.isValue ? 12 : 10; // Value, Property
         if (!proposal.documentation.empty()) {
             item["documentation"] = proposal.documentation;
         }
+        if (proposal.begin != 0 || proposal.end != 0) {
+            item["textEdit"] = {{"range", places.rangeOf(proposal.begin, proposal.end)},
+                                {"newText", proposal.insert}};
+        }
         items.push_back(item);
     }
     return items;
+}
+
+Json Server::_targets(const std::string& uri, const Json& message)
+{
+    Json list = Json::array();
+    const auto document = m_texts.find(uri);
+    if (document == m_texts.end()) {
+        return list;
+    }
+    const size_t place = cursorOf(message, document->second);
+    for (const LanguageTarget& target : m_language.targets(pathOf(uri), document->second, place)) {
+        list.push_back(
+            {{"uri", uriOf(target.path)}, {"range", Places(target.text).rangeOf(target.begin, target.end)}});
+    }
+    return list;
 }
 
 Json Server::_hover(const std::string& uri, const Json& message)

@@ -25,6 +25,16 @@ struct LanguageProposal {
     std::string detail;        // one line
     std::string documentation; // may be empty
     bool isValue;              // else a name
+    size_t begin = 0; // the bytes of the text that it replaces, in the line of the cursor; none if both are 0:
+    size_t end = 0;   // the editor then decides
+};
+
+// A place in a file, such as an entry of another file that belongs to the one with the cursor.
+struct LanguageTarget {
+    std::string path;
+    std::string text; // of the file
+    size_t begin;     // bytes from the start of the text
+    size_t end;
 };
 
 // What a server knows about its language. path is the file's path, or the URI of a text that is no file. place is the
@@ -42,6 +52,13 @@ public:
 
     // Returns the text in its right form.
     virtual std::string formatted(const std::string& path, const std::string& text) = 0;
+
+    // Returns the places that an editor goes to from here. A language without such places keeps the two defaults.
+    virtual bool hasTargets() const { return false; }
+    virtual std::vector<LanguageTarget> targets(const std::string&, const std::string&, size_t) { return {}; }
+
+    // Returns the characters after which the editor asks for proposals.
+    virtual std::vector<std::string> triggers() const { return {" ", "=", "["}; }
 };
 
 // Answers the messages of in until the editor ends the server. Returns 0 if the editor first asked the server to shut

@@ -31,6 +31,7 @@ static std::atomic<char*> s_chunks[sc_journalChunks];
 static std::atomic<JournalRecord*>* s_slots; // pages that are not used take no memory
 static std::atomic<uint32_t> s_events{0};    // slots in use
 static std::atomic<uint32_t> s_next{0};      // where a record begins; the search for a free place starts here
+static std::atomic<bool> s_isOpen{false};
 static uint32_t s_process;
 static pthread_once_t s_once = PTHREAD_ONCE_INIT;
 
@@ -137,17 +138,21 @@ static void openJournal()
         s_next.store(sizeof(JournalHead));
         s_chunks[0].store(first);
         s_slots = static_cast<std::atomic<JournalRecord*>*>(slots);
+        s_isOpen.store(true, std::memory_order_release);
     }
 }
 
 bool isJournalOpen()
 {
+    if (s_isOpen.load(std::memory_order_acquire)) {
+        return true;
+    }
     if (!settings().journal) {
         return false;
     }
     const KeptError kept;
     pthread_once(&s_once, openJournal);
-    return s_slots != nullptr;
+    return s_isOpen.load(std::memory_order_acquire);
 }
 
 // ---- Records
@@ -217,16 +222,26 @@ char* addBlock(e_JournalKind kind, uint32_t size)
     return reinterpret_cast<char*>(record + 1);
 }
 
+static uint64_t mixed(uint64_t hash, const char* bytes, size_t count)
+{
+    uint64_t word = 0;
+    memcpy(&word, bytes, count);
+    hash = (hash ^ word) * 0x9e3779b97f4a7c15u;
+    return hash ^ hash >> 29;
+}
+
 static uint32_t hashOf(e_JournalKind kind, Parts parts)
 {
     uint64_t hash = kind;
     for (const JournalPart& part : parts) {
-        const unsigned char* bytes = static_cast<const unsigned char*>(part.bytes);
-        for (size_t index = 0; index < part.size; ++index) {
-            hash = (hash ^ bytes[index]) * 0x100000001b3u;
+        const char* bytes = static_cast<const char*>(part.bytes);
+        size_t left = part.size;
+        for (; left >= sizeof(hash); left -= sizeof(hash), bytes += sizeof(hash)) {
+            hash = mixed(hash, bytes, sizeof(hash));
         }
+        hash = mixed(hash, bytes, left);
     }
-    return static_cast<uint32_t>((hash * 0x9e3779b97f4a7c15u) >> 32) % sc_slots;
+    return static_cast<uint32_t>(hash >> 32) % sc_slots;
 }
 
 static bool isEvent(const JournalRecord* record, e_JournalKind kind, Parts parts)

@@ -31,6 +31,7 @@ static void readJournal()
     g_settings.journal = events ? textOf("CORE_WATCH_JOURNAL") : nullptr;
     if (g_settings.journal && strcmp(events, "strings") == 0) {
         g_settings.events = EVENTS_STRINGS;
+        g_settings.callers = number("CORE_WATCH_CALLERS");
     } else if (g_settings.journal && strcmp(events, "reads") == 0) {
         g_settings.events = EVENTS_READS;
     }

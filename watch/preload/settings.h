@@ -6,6 +6,7 @@
 //   CORE_WATCH_QUARANTINE   how many freed blocks of each bank are kept out of reuse
 //   CORE_WATCH_JOURNAL      the path of the tool's journal (watch/journal.h)
 //   CORE_WATCH_EVENTS       which events are counted in the journal: "strings" or "reads"
+//   CORE_WATCH_CALLERS      how many callers of an event are recorded, 1 to 4; without it 1
 //
 // A tool needs the socket, or the journal, or both.
 //
@@ -28,6 +29,7 @@ struct Settings {
     bool announces = false;        // another tool listens; see announce.h
     const char* journal = nullptr; // in the environment of the process; null: there is none
     Events events = EVENTS_NONE;
+    unsigned int callers = 1;
 
     // True when each block needs a record.
     bool needsRecords() const { return check != CHECK_NONE || stacks || quarantine != 0 || announces; }

@@ -1,8 +1,10 @@
 // Random strings files: no finding in a correct one, and none is changed by its way through a PO file.
+#include "tools/core-strings/askedtexts.h"
 #include "tools/core-strings/check.h"
 #include "tools/core-strings/po.h"
 #include "tools/core-strings/pseudo.h"
 #include "tools/core-strings/texts.h"
+#include "tools/shared/journal.h"
 
 #include "tests/support/rounds.h"
 
@@ -11,6 +13,7 @@
 #include <random>
 #include <set>
 #include <stdlib.h>
+#include <string.h>
 
 static int roundsToPlay()
 {
@@ -246,5 +249,71 @@ TEST(RandomStrings, AnyBytesHaveFindingsOrAreAFileThatCanBeWritten)
         } else {
             ASSERT_FALSE(all.empty());
         }
+    }
+}
+
+// ---- Records and journals
+
+TEST(RandomStrings, CountsInARecordAddUpAndNothingElseChanges)
+{
+    std::mt19937 dice(7);
+    for (int round = 0; round < roundsToPlay() / 3; ++round) {
+        AskedTexts texts;
+        uint64_t calls = 0;
+        for (size_t number = below(dice, 20); number > 0; --number) {
+            const uint64_t count = 1 + below(dice, 1000);
+            AskedText& text = texts[randomWords(dice)];
+            text.add(oneOf(dice, {"", "german", "a \"b\" \\ c", "x: translated"}),
+                     static_cast<e_Asked>(below(dice, 5)), count);
+            text.addPlace(oneOf(dice, {"a.cpp:1", "b/c.cpp:22", "f+0x1"}), count);
+        }
+        Document record;
+        std::vector<Finding> lost;
+        addToRecord(texts, false, "a", &record, &lost);
+        for (const Item& item : record.items) {
+            calls += 2 * texts.find(item.key)->count();
+        }
+        EXPECT_EQ(record.items.size() + lost.size(), texts.texts().size());
+        Document read;
+        ASSERT_TRUE(readDocument("a", writeDocument(record), &read, &lost));
+        addToRecord(texts, false, "a", &read, &lost);
+        AskedTexts sum;
+        addRecord(read, &sum);
+        for (const AskedText& text : sum.texts()) {
+            calls -= text.count();
+        }
+        EXPECT_EQ(calls, 0u);
+        removeCounts(&read);
+        removeCounts(&record);
+        EXPECT_EQ(writeDocument(read), writeDocument(record));
+    }
+}
+
+TEST(RandomStrings, AJournalThatAGameHasDamagedIsReadWithoutHarm)
+{
+    std::mt19937 dice(8);
+    watch::JournalHead head = {};
+    memcpy(head.mark, watch::sc_journalMark, sizeof(head.mark));
+    head.version = watch::sc_journalVersion;
+    std::string good(watch::sc_journalChunk, '\0');
+    memcpy(&good[0], &head, sizeof(head));
+    size_t place = sizeof(head);
+    for (uint32_t number = 0; number < 100; ++number) {
+        const watch::JournalRecord record = {16 + 8 * (number % 5), 1 + number % 5, number % 3, 7};
+        memcpy(&good[place], &record, sizeof(record));
+        place += record.size;
+    }
+    EXPECT_FALSE(readJournal(good).isDamaged);
+    for (int round = 0; round < roundsToPlay(); ++round) {
+        std::string bytes = good;
+        for (size_t count = 1 + below(dice, 20); count > 0; --count) {
+            bytes[below(dice, place)] = static_cast<char>(dice());
+        }
+        bytes.resize(below(dice, 4) == 0 ? below(dice, bytes.size()) : bytes.size());
+        size_t size = 0;
+        for (const JournalEvent& event : readJournal(bytes).events) {
+            size += event.bytes.size();
+        }
+        EXPECT_LE(size, bytes.size());
     }
 }

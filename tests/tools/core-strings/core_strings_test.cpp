@@ -6,6 +6,7 @@
 
 #include "tests/support/game_memory.h"
 #include "tests/support/stringtable_access.h"
+#include "tests/tools/core-strings/shell.h"
 
 #include <gtest/gtest.h>
 
@@ -18,34 +19,6 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <vector>
-
-struct Result {
-    int status;
-    std::string output;
-    std::string errors;
-};
-
-static Result runShell(const std::string& command)
-{
-    const int status = system(("{ " + command + "; } >output 2>errors").c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile("output"), readFile("errors")};
-}
-
-// arguments are words of a shell.
-static Result run(const std::string& arguments)
-{
-    return runShell("'" PROGRAM "' " + arguments);
-}
-
-static bool hasProgram(const std::string& name)
-{
-    return runShell("command -v " + name).status == 0;
-}
-
-static bool contains(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
 
 // ---- The table of broken files
 

@@ -37,7 +37,7 @@ static std::string pathBelow(const std::string& path)
 
 static std::string shownPath(const std::string& asked, const std::string& path)
 {
-    const std::string below = pathBelow(path);
+    std::string below = pathBelow(path);
     return below.empty() ? withSlashes(asked) : below;
 }
 
@@ -48,7 +48,7 @@ std::string schemaPath(const std::string& asked, const std::string& path)
     if (game != std::string::npos) {
         return whole.substr(game + 1);
     }
-    const std::string below = pathBelow(path);
+    std::string below = pathBelow(path);
     if (!below.empty()) {
         return below;
     }
@@ -165,7 +165,7 @@ void GameReads::_addPreference(const Process& process, const std::string& bytes)
     watch::PreferenceEvent event;
     memcpy(&event, bytes.data(), std::min(sizeof(event), bytes.size()));
     const std::vector<std::string> texts = splitTexts(bytes.substr(std::min(sizeof(event), bytes.size())), 5);
-    const std::string asked = texts[0];
+    const std::string& asked = texts[0];
     const auto file = std::find_if(process.files.rbegin(), process.files.rend(),
                                    [&](const OpenedFile& opened) { return opened.asked == asked; });
     const std::string path = file == process.files.rend() ? "" : file->path;

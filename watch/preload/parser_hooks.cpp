@@ -2,7 +2,8 @@
 //
 // 1. Without a tool that wants to know what the game reads, each hook only calls the real function.
 // 2. The library's readers call each other: only the call of the game is noted (ReaderCall).
-// 3. The texts that the library reads for itself, such as a strings file, are not noted.
+// 3. The texts that the library reads for itself, such as a strings file, are not noted; nor are texts that the game reads
+//    again and again.
 #include "core/parser.h"
 #include "watch/preload/reads.h"
 #include "watch/preload/realfunction.h"
@@ -34,13 +35,23 @@ struct ParserView {
 // What this thread does with parsers.
 struct ReaderState {
     unsigned int depth;    // calls of the library's readers inside each other
-    const char* ownText;   // the text that the library reads for itself
+    const char* others[4]; // the last texts that are not noted
+    unsigned int next;     // of others
     const char* token;     // the token that GetToken returned last
     const char* tokenText; // the text of this token
     bool hasAsked;         // the game has compared a name on the current line
 };
 
 static thread_local ReaderState s_state __attribute__((tls_model("initial-exec")));
+
+static bool isNotedText(const char* text)
+{
+    bool isNoted = true;
+    for (const char* other : s_state.others) {
+        isNoted = isNoted && other != text;
+    }
+    return isNoted;
+}
 
 // Where a reader of a named parameter stores its value. If the name is not in the line, the value that is there is the one
 // that the game uses.
@@ -85,7 +96,7 @@ class ReaderCall {
 public:
     explicit ReaderCall(const Parser* parser)
         : m_view(ParserView::of(parser)),
-          m_isNoted(isWatchingReads() && s_state.depth == 0 && m_view.buffer != s_state.ownText),
+          m_isNoted(isWatchingReads() && s_state.depth == 0 && isNotedText(m_view.buffer)),
           m_position(m_view.placeOf(m_view.position)), m_cursor(m_view.placeOf(m_view.cursor))
     {
         ++s_state.depth;
@@ -173,18 +184,24 @@ static bool isInLibrary(const void* address, const void* function)
     return dladdr(address, &caller) != 0 && dladdr(function, &library) != 0 && caller.dli_fbase == library.dli_fbase;
 }
 
+// A text in the same memory as an older one is a new text.
+static void forgetText(const char* text)
+{
+    for (const char*& other : s_state.others) {
+        other = other == text ? nullptr : other;
+    }
+}
+
 static void beginText(const char* text, const void* caller, const void* function)
 {
     if (!isWatchingReads() || !text) {
         return;
     }
-    if (isInLibrary(caller, function)) {
-        s_state.ownText = text;
-        return;
+    forgetText(text);
+    if (isInLibrary(caller, function) || !watch::noteText(text)) {
+        s_state.others[s_state.next++ % 4] = text;
     }
-    s_state.ownText = text == s_state.ownText ? nullptr : s_state.ownText;
     watch::forgetAsks();
-    watch::noteText(text);
 }
 
 // A compiler may call either name.
@@ -251,43 +268,43 @@ WATCH_READER("_ZN6Parser10GetBooleanEv", getBoolean, watch::READ_GET_BOOL)
 // ---- Values: `note` is noteValue for the readers of the line position, and noteLine for those of value lines
 
 #define WATCH_READER_1(symbol, name, what, note, type)                                                               \
-    WATCH_FUNCTION(symbol, bool, name, (Parser * parser, type * first))                                              \
+    WATCH_FUNCTION(symbol, bool, name, (Parser * parser, type first))                                                \
     {                                                                                                                \
         const ReaderCall call(parser);                                                                               \
         return call.note(what, s_##name.real()(parser, first));                                                      \
     }
 #define WATCH_READER_2(symbol, name, what, note, type)                                                               \
-    WATCH_FUNCTION(symbol, bool, name, (Parser * parser, type * first, type * second))                               \
+    WATCH_FUNCTION(symbol, bool, name, (Parser * parser, type first, type second))                                   \
     {                                                                                                                \
         const ReaderCall call(parser);                                                                               \
         return call.note(what, s_##name.real()(parser, first, second));                                              \
     }
 #define WATCH_READER_3(symbol, name, what, note, type)                                                               \
-    WATCH_FUNCTION(symbol, bool, name, (Parser * parser, type * first, type * second, type * third))                 \
+    WATCH_FUNCTION(symbol, bool, name, (Parser * parser, type first, type second, type third))                       \
     {                                                                                                                \
         const ReaderCall call(parser);                                                                               \
         return call.note(what, s_##name.real()(parser, first, second, third));                                       \
     }
-WATCH_READER_1("_ZN6Parser6GetIntEPi", getInt, watch::READ_GET_INT, noteValue, int)
-WATCH_READER_2("_ZN6Parser7GetInt2EPiS0_", getInt2, watch::READ_GET_INT2, noteValue, int)
-WATCH_READER_3("_ZN6Parser7GetInt3EPiS0_S0_", getInt3, watch::READ_GET_INT3, noteValue, int)
-WATCH_READER_1("_ZN6Parser8GetFloatEPf", getFloat, watch::READ_GET_FLOAT, noteValue, float)
-WATCH_READER_2("_ZN6Parser9GetFloat2EPfS0_", getFloat2, watch::READ_GET_FLOAT2, noteValue, float)
-WATCH_READER_1("_ZN6Parser11ParseStringEPc", parseString, watch::READ_LINE_STRING, noteLine, char)
-WATCH_READER_1("_ZN6Parser9ParseCharEPc", parseChar, watch::READ_LINE_CHAR, noteLine, char)
-WATCH_READER_1("_ZN6Parser9ParseUTF8EPh", parseUtf8, watch::READ_LINE_UTF8, noteLine, unsigned char)
-WATCH_READER_1("_ZN6Parser12ParseIntegerEPi", parseInteger, watch::READ_LINE_INT, noteLine, int)
-WATCH_READER_2("_ZN6Parser13ParseInteger2EPiS0_", parseInteger2, watch::READ_LINE_INT2, noteLine, int)
-WATCH_READER_2("_ZN6Parser14ParseInteger2xEPiS0_", parseInteger2x, watch::READ_LINE_INT2X, noteLine, int)
-WATCH_READER_3("_ZN6Parser13ParseInteger3EPiS0_S0_", parseInteger3, watch::READ_LINE_INT3, noteLine, int)
-WATCH_READER_1("_ZN6Parser10ParseFloatEPf", parseFloat, watch::READ_LINE_FLOAT, noteLine, float)
-WATCH_READER_2("_ZN6Parser11ParseFloat2EPfS0_", parseFloat2, watch::READ_LINE_FLOAT2, noteLine, float)
-WATCH_READER_2("_ZN6Parser12ParseFloat2xEPfS0_", parseFloat2x, watch::READ_LINE_FLOAT2X, noteLine, float)
+WATCH_READER_1("_ZN6Parser6GetIntEPi", getInt, watch::READ_GET_INT, noteValue, int*)
+WATCH_READER_2("_ZN6Parser7GetInt2EPiS0_", getInt2, watch::READ_GET_INT2, noteValue, int*)
+WATCH_READER_3("_ZN6Parser7GetInt3EPiS0_S0_", getInt3, watch::READ_GET_INT3, noteValue, int*)
+WATCH_READER_1("_ZN6Parser8GetFloatEPf", getFloat, watch::READ_GET_FLOAT, noteValue, float*)
+WATCH_READER_2("_ZN6Parser9GetFloat2EPfS0_", getFloat2, watch::READ_GET_FLOAT2, noteValue, float*)
+WATCH_READER_1("_ZN6Parser11ParseStringEPc", parseString, watch::READ_LINE_STRING, noteLine, char*)
+WATCH_READER_1("_ZN6Parser9ParseCharEPc", parseChar, watch::READ_LINE_CHAR, noteLine, char*)
+WATCH_READER_1("_ZN6Parser9ParseUTF8EPh", parseUtf8, watch::READ_LINE_UTF8, noteLine, unsigned char*)
+WATCH_READER_1("_ZN6Parser12ParseIntegerEPi", parseInteger, watch::READ_LINE_INT, noteLine, int*)
+WATCH_READER_2("_ZN6Parser13ParseInteger2EPiS0_", parseInteger2, watch::READ_LINE_INT2, noteLine, int*)
+WATCH_READER_2("_ZN6Parser14ParseInteger2xEPiS0_", parseInteger2x, watch::READ_LINE_INT2X, noteLine, int*)
+WATCH_READER_3("_ZN6Parser13ParseInteger3EPiS0_S0_", parseInteger3, watch::READ_LINE_INT3, noteLine, int*)
+WATCH_READER_1("_ZN6Parser10ParseFloatEPf", parseFloat, watch::READ_LINE_FLOAT, noteLine, float*)
+WATCH_READER_2("_ZN6Parser11ParseFloat2EPfS0_", parseFloat2, watch::READ_LINE_FLOAT2, noteLine, float*)
+WATCH_READER_2("_ZN6Parser12ParseFloat2xEPfS0_", parseFloat2x, watch::READ_LINE_FLOAT2X, noteLine, float*)
 
 // ---- Named parameters
 
 #define WATCH_PARAMETER(symbol, name, what, type)                                                                    \
-    WATCH_FUNCTION(symbol, bool, name, (Parser * parser, const char* token, const char* asked, type* value))         \
+    WATCH_FUNCTION(symbol, bool, name, (Parser * parser, const char* token, const char* asked, type value))          \
     {                                                                                                                \
         const ReaderCall call(parser);                                                                               \
         return call.noteParameter(what, s_##name.real()(parser, token, asked, value), token, asked,                  \
@@ -295,23 +312,23 @@ WATCH_READER_2("_ZN6Parser12ParseFloat2xEPfS0_", parseFloat2x, watch::READ_LINE_
     }
 #define WATCH_PARAMETERS(symbol, name, what, type)                                                                   \
     WATCH_FUNCTION(symbol, bool, name,                                                                               \
-                   (Parser * parser, const char* token, const char* asked, type* first, type* second))               \
+                   (Parser * parser, const char* token, const char* asked, type first, type second))                 \
     {                                                                                                                \
         const ReaderCall call(parser);                                                                               \
         return call.noteParameter(what, s_##name.real()(parser, token, asked, first, second), token, asked,          \
                                   [=] { return Output(first, second); });                                            \
     }
-WATCH_PARAMETER("_ZN6Parser15ParamEqualsInt8EPKcS1_Pa", readInt8, watch::READ_INT8, signed char)
-WATCH_PARAMETER("_ZN6Parser16ParamEqualsInt16EPKcS1_Ps", readInt16, watch::READ_INT16, short)
-WATCH_PARAMETER("_ZN6Parser16ParamEqualsInt32EPKcS1_Pi", readInt32, watch::READ_INT32, int)
-WATCH_PARAMETER("_ZN6Parser17ParamEqualsUInt32EPKcS1_Pj", readUint32, watch::READ_UINT32, unsigned int)
-WATCH_PARAMETER("_ZN6Parser16ParamEqualsInt64EPKcS1_Px", readInt64, watch::READ_INT64, long long)
-WATCH_PARAMETER("_ZN6Parser18ParamEqualsFloat32EPKcS1_Pf", readFloat32, watch::READ_FLOAT32, float)
-WATCH_PARAMETER("_ZN6Parser18ParamEqualsBooleanEPKcS1_Pb", readBool, watch::READ_BOOL, bool)
-WATCH_PARAMETERS("_ZN6Parser18ParamEqualsInt32_2EPKcS1_PiS2_", readInt32Two, watch::READ_INT32_2, int)
-WATCH_PARAMETERS("_ZN6Parser19ParamEqualsInt32_2xEPKcS1_PiS2_", readInt32OneOrTwo, watch::READ_INT32_2X, int)
-WATCH_PARAMETERS("_ZN6Parser20ParamEqualsFloat32_2EPKcS1_PfS2_", readFloat32Two, watch::READ_FLOAT32_2, float)
-WATCH_PARAMETERS("_ZN6Parser21ParamEqualsFloat32_2xEPKcS1_PfS2_", readFloat32OneOrTwo, watch::READ_FLOAT32_2X, float)
+WATCH_PARAMETER("_ZN6Parser15ParamEqualsInt8EPKcS1_Pa", readInt8, watch::READ_INT8, signed char*)
+WATCH_PARAMETER("_ZN6Parser16ParamEqualsInt16EPKcS1_Ps", readInt16, watch::READ_INT16, short*)
+WATCH_PARAMETER("_ZN6Parser16ParamEqualsInt32EPKcS1_Pi", readInt32, watch::READ_INT32, int*)
+WATCH_PARAMETER("_ZN6Parser17ParamEqualsUInt32EPKcS1_Pj", readUint32, watch::READ_UINT32, unsigned int*)
+WATCH_PARAMETER("_ZN6Parser16ParamEqualsInt64EPKcS1_Px", readInt64, watch::READ_INT64, long long*)
+WATCH_PARAMETER("_ZN6Parser18ParamEqualsFloat32EPKcS1_Pf", readFloat32, watch::READ_FLOAT32, float*)
+WATCH_PARAMETER("_ZN6Parser18ParamEqualsBooleanEPKcS1_Pb", readBool, watch::READ_BOOL, bool*)
+WATCH_PARAMETERS("_ZN6Parser18ParamEqualsInt32_2EPKcS1_PiS2_", readInt32Two, watch::READ_INT32_2, int*)
+WATCH_PARAMETERS("_ZN6Parser19ParamEqualsInt32_2xEPKcS1_PiS2_", readInt32OneOrTwo, watch::READ_INT32_2X, int*)
+WATCH_PARAMETERS("_ZN6Parser20ParamEqualsFloat32_2EPKcS1_PfS2_", readFloat32Two, watch::READ_FLOAT32_2, float*)
+WATCH_PARAMETERS("_ZN6Parser21ParamEqualsFloat32_2xEPKcS1_PfS2_", readFloat32OneOrTwo, watch::READ_FLOAT32_2X, float*)
 
 WATCH_FUNCTION("_ZN6Parser17ParamEqualsStringEPKcS1_Pcj", bool, readString,
                (Parser * parser, const char* token, const char* asked, char* text, unsigned int size))

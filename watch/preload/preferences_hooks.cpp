@@ -27,6 +27,14 @@ struct PreferenceCall {
 
 static thread_local PreferenceCall s_call __attribute__((tls_model("initial-exec")));
 
+// Copies as much of a text as fits, and a NUL.
+static void copyText(const char* text, char* copy, size_t size)
+{
+    const size_t length = strnlen(text, size - 1);
+    memcpy(copy, text, length);
+    copy[length] = '\0';
+}
+
 static size_t lengthOf(const char* text)
 {
     return strnlen(text, watch::sc_readsName);
@@ -58,8 +66,7 @@ WATCH_FUNCTION("_ZN11Preferences4initEPKc", bool, initPreferences, (Preferences 
 {
     const bool result = s_initPreferences.real()(preferences, path);
     if (watch::isWatchingReads()) {
-        s_path[0] = '\0';
-        strncat(s_path, path ? path : "", sizeof(s_path) - 1);
+        copyText(path ? path : "", s_path, sizeof(s_path));
     }
     return result;
 }
@@ -82,8 +89,7 @@ WATCH_FUNCTION("_Z7ReadKeyPKcS0_Pc", bool, readKey, (const char* section, const 
     s_call.isOpened = false;
     s_call.hasValue = s_readKey.real()(section, key, out);
     s_call.isMissing = !s_call.isOpened;
-    s_call.value[0] = '\0';
-    strncat(s_call.value, s_call.hasValue ? out : "", sizeof(s_call.value) - 1);
+    copyText(s_call.hasValue ? out : "", s_call.value, sizeof(s_call.value));
     if (!s_call.isRunning) {
         note(false, section, key, nullptr);
     }

@@ -1,6 +1,7 @@
 // 1. One lock protects the block that is being filled. It is held while bytes are copied, never while a function of the
 //    game or of the library runs.
-// 2. The size of an event is stored last, so a tool that reads meanwhile sees whole events.
+// 2. What a game does in each frame is noted a few times only.
+// 3. The size of an event is stored last, so a tool that reads meanwhile sees whole events.
 #include "watch/preload/reads.h"
 
 #include "watch/preload/journal.h"
@@ -20,6 +21,7 @@ static pthread_mutex_t s_lock = PTHREAD_MUTEX_INITIALIZER;
 static pthread_once_t s_once = PTHREAD_ONCE_INIT;
 static char* s_next; // in the block; null: there is no block yet
 static size_t s_left;
+static std::atomic<uint32_t> s_lastFile{0}; // a hash of its paths
 
 // A child of a fork has a block of its own, because its parent goes on filling the old one.
 static void beginChild()
@@ -27,6 +29,7 @@ static void beginChild()
     s_lock = PTHREAD_MUTEX_INITIALIZER;
     s_next = nullptr;
     s_left = 0;
+    s_lastFile.store(0);
 }
 
 static void watchForks()
@@ -72,9 +75,38 @@ void noteRead(e_Read what, bool result, const void* text, uint32_t place, const 
     pthread_mutex_unlock(&s_lock);
 }
 
-void noteText(const char* text)
+static uint64_t hashOf(const void* bytes, size_t length)
+{
+    uint64_t hash = length;
+    for (size_t index = 0; index < length; ++index) {
+        hash = (hash ^ static_cast<const unsigned char*>(bytes)[index]) * 0x100000001b3u;
+    }
+    return hash;
+}
+
+// Returns true if the text was not added often before. A text takes the place of an older one in the table.
+static bool isRare(uint64_t hash)
+{
+    static const unsigned int sc_often = 4;
+    static struct {
+        uint64_t hash;
+        unsigned int count;
+    } s_texts[1024];
+    auto& slot = s_texts[(hash >> 20) % (sizeof(s_texts) / sizeof(s_texts[0]))];
+    pthread_mutex_lock(&s_lock);
+    slot.count = slot.hash == hash ? slot.count + 1 : 1;
+    slot.hash = hash;
+    const bool isFew = slot.count <= sc_often;
+    pthread_mutex_unlock(&s_lock);
+    return isFew;
+}
+
+bool noteText(const char* text)
 {
     size_t left = strlen(text);
+    if (!isRare(hashOf(text, left))) {
+        return false;
+    }
     const char* piece = text;
     bool isFirst = true;
     do {
@@ -84,6 +116,7 @@ void noteText(const char* text)
         left -= length;
         isFirst = false;
     } while (left > 0);
+    return true;
 }
 
 void noteFile(const char* asked, int file)
@@ -97,7 +130,11 @@ void noteFile(const char* asked, int file)
     link.add("/proc/self/fd/").add(file);
     const ssize_t opened = readlink(link.text(), paths + length + 1, PATH_MAX);
     const size_t all = length + 1 + (opened > 0 ? static_cast<size_t>(opened) : 0);
-    noteRead(READ_FILE, opened > 0, nullptr, static_cast<uint32_t>(all), paths, all);
+    const uint32_t mark = static_cast<uint32_t>(hashOf(paths, all) >> 16);
+    if (s_lastFile.exchange(mark, std::memory_order_relaxed) !=
+        mark) { // each read of a preference opens the same file
+        noteRead(READ_FILE, opened > 0, nullptr, static_cast<uint32_t>(all), paths, all);
+    }
     errno = error;
 }
 

@@ -3,6 +3,7 @@
 //   reading            reads the files in the folder Data, and ends with status 7
 //   reading abort      reads them and aborts
 //   reading fork       a child process reads them
+//   reading again      reads them again and again
 //   reading nothing    reads no file
 #include "core/parser.h"
 #include "core/preferences.h"
@@ -139,7 +140,7 @@ int main(int argc, char** argv)
         int status = 0;
         return waitpid(child, &status, 0) == child ? status : 1;
     }
-    if (what != "nothing") {
+    for (int round = what == "nothing" ? 0 : what == "again" ? 2000 : 1; round > 0; --round) {
         readAll();
     }
     if (what == "abort") {

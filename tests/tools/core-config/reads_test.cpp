@@ -198,6 +198,15 @@ TEST(CoreConfigLearn, ReadsAFileThatIsLargerThanAPartOfTheJournal)
     EXPECT_TRUE(contains(readFile("game.schema"), "        lives = int32 seen -1..19999\n"));
 }
 
+TEST(CoreConfigLearn, NeedsNoMoreMemoryForAGameThatReadsItsFilesAgainAndAgain)
+{
+    writeData(sc_world);
+    const Result result = runShell("{ ulimit -f 2000; '" PROGRAM "' learn -o game.schema -- '" GAME "' again; }");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_FALSE(contains(result.errors, "missing")) << result.errors; // events, for which the journal has no room
+    EXPECT_EQ(readFile("game.schema"), sc_learnt);
+}
+
 TEST(CoreConfigLearn, RefusesWhatItCannotDo)
 {
     writeData(sc_world);

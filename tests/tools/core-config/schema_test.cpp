@@ -1,6 +1,7 @@
 // Schemas: reading and writing them, and what core-config says about files with their help.
 #include "tools/core-config/check.h"
 #include "tools/core-config/check_value.h"
+#include "tools/core-config/language.h"
 #include "tools/core-config/nearest.h"
 #include "tools/core-config/schema.h"
 
@@ -65,7 +66,8 @@ TEST(Schema, IsTheSameTextAfterItIsReadAndWritten)
                             "{\n"
                             "    section \"Two Words\"\n"
                             "    {\n"
-                            "        width = int 1..2 default 1\n"
+                            "        width = int 1..2 default 1 seen 1\n"
+                            "        height = int 1..2 seen -1.5..2 // tall\n"
                             "    }\n"
                             "}\n"
                             "// End.\n";
@@ -289,6 +291,26 @@ TEST(SchemaCheck, FindsValuesOutOfTheirRangeAndOtherValuesThanTheChoices)
               "2:7 range\n3:6 unknown-value\n4:7 cut-text\n");
 }
 
+TEST(Schema, KeepsTheSmallestAndTheLargestNumberThatWasReadAndSomeOfTheTexts)
+{
+    config::Schema schema =
+        schemaOf("core-config schema 1\nini \"a\"\n{\nsection b\n{\nx = int seen 5 7\ny = text\n}\n}\n");
+    std::vector<config::NameSchema>& names = schema.files[0].block.blocks[0].names;
+    for (const char* value : {"6", "-3", "many", "", "12"}) {
+        config::addSeen(&names[0], value);
+    }
+    for (int number = 0; number < 100; ++number) {
+        config::addSeen(&names[1], "text " + std::to_string(number));
+        config::addSeen(&names[1], "text 0");
+    }
+    EXPECT_EQ(config::writeSchema(schema).substr(21),
+              "ini \"a\"\n{\n    section b\n    {\n        x = int seen -3..12\n        y = text seen \"text 0\" "
+              "\"text 1\" "
+              "\"text 2\" \"text 3\" \"text 4\" \"text 5\" \"text 6\" \"text 7\"\n    }\n}\n");
+    config::ConfigLanguage language(schema);
+    EXPECT_EQ(language.hover("a", "[b]\nx=1\n", 4), "x=int\nwas read: -3..12");
+}
+
 // The quick check answers for most values of a large file, so that the slow one need not.
 TEST(SchemaCheck, FindsNoFaultInAValueThatTheQuickCheckFindsRight)
 {
@@ -303,7 +325,7 @@ TEST(SchemaCheck, FindsNoFaultInAValueThatTheQuickCheckFindsRight)
             schemaOf(std::string("core-config schema 1\nconfig \"a\"\n{\nx = ") + type + "\n}\n");
         const config::NameSchema& name = schema.files[0].block.names[0];
         int right = 0;
-        for (int round = 0; round < 3000; ++round) {
+        for (int round = 0; round < 1000; ++round) {
             std::string word = sc_parts[random() % 17];
             for (unsigned int count = random() % 5; count > 0; --count) {
                 word += sc_parts[random() % 17];

@@ -15,7 +15,9 @@ endif()
 
 include(cmake/appkit.cmake)     # appkit_flags, appkit_libs, core_appkit_target()
 set(appkit_found NO)
-if(NOT CORE_APPKIT STREQUAL "OFF" AND NOT CMAKE_CROSSCOMPILING)
+if(APPLE AND NOT CORE_APPKIT STREQUAL "OFF")
+    set(appkit_found YES) # a part of the system
+elseif(NOT CORE_APPKIT STREQUAL "OFF" AND NOT CMAKE_CROSSCOMPILING)
     set(appkit_probe ${CMAKE_CURRENT_BINARY_DIR}/appkit_probe.mm)
     file(WRITE ${appkit_probe} "#import <AppKit/AppKit.h>\n")
     execute_process(COMMAND ${CMAKE_CXX_COMPILER} ${appkit_flags} -fsyntax-only ${appkit_probe}

@@ -29,6 +29,12 @@ if(DEFINED BUILD_SHARED_LIBS AND NOT BUILD_SHARED_LIBS)
     set(core_kind STATIC)
 endif()
 
+# Frameworks exist on a Mac alone, and a framework's library is shared.
+set(core_framework NO)
+if(APPLE AND CORE_FRAMEWORK AND core_kind STREQUAL "SHARED")
+    set(core_framework YES)
+endif()
+
 # The libraries' targets are core, file, logger and macapi. In a game's build they are core-core, core-file and so on,
 # because a game may have a target named logger. A game links core::core, which is the same in every build.
 set(prefix)
@@ -91,6 +97,28 @@ if(CORE_SANITIZE)
     add_link_options(-fsanitize=${CORE_SANITIZE})
 endif()
 
+# core_mac_library(NAME TARGET HEADERS): what a library has on a Mac alone. Programs look for the library in the Frameworks folder
+# of their bundle; Mac OS X 10.4 knows no @rpath. A cross build cannot run its programs, so its libraries have this install name
+# from the start and install_name_tool is not needed.
+#
+# With CORE_FRAMEWORK the library is a framework. Its headers are in NAME.framework/Headers, where -F finds "NAME/header.h".
+function(core_mac_library name target headers)
+    set_target_properties(${target} PROPERTIES
+        INSTALL_NAME_DIR "@executable_path/../Frameworks"
+        BUILD_WITH_INSTALL_NAME_DIR ${CMAKE_CROSSCOMPILING})
+    if(NOT core_framework)
+        return()
+    endif()
+    set_target_properties(${target} PROPERTIES
+        FRAMEWORK ON
+        FRAMEWORK_VERSION A
+        PUBLIC_HEADER "${headers}"
+        MACOSX_FRAMEWORK_IDENTIFIER core.example.${name}
+        MACOSX_FRAMEWORK_BUNDLE_VERSION ${PROJECT_VERSION}
+        MACOSX_FRAMEWORK_SHORT_VERSION_STRING ${PROJECT_VERSION})
+    target_sources(${target} PRIVATE ${headers}) # CMake copies the public headers that are sources
+endfunction()
+
 # core_library(NAME SOURCE... [INCLUDE_DIR FOLDER] [MAP FILE] [MODULE COMPONENT] PUBLIC_HEADERS HEADER...)
 #
 # A library and its public headers. Its target is ${prefix}NAME, with the alias core::NAME. With MODULE, games do not
@@ -118,7 +146,7 @@ function(core_library name)
         VISIBILITY_INLINES_HIDDEN ON)
     target_include_directories(${target} PUBLIC
         $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
-        $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+        $<$<NOT:$<BOOL:${core_framework}>>:$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>>)
     set(include_dir ${PROJECT_SOURCE_DIR})
     set(install_dir ${CMAKE_INSTALL_INCLUDEDIR})
     if(arg_INCLUDE_DIR)
@@ -128,12 +156,13 @@ function(core_library name)
             $<BUILD_INTERFACE:${include_dir}>
             $<INSTALL_INTERFACE:${install_dir}>)
     endif()
-    target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS ${include_dir} FILES ${arg_PUBLIC_HEADERS})
+    set(headers) # a framework has its headers inside
+    if(NOT core_framework)
+        set(headers FILE_SET HEADERS DESTINATION ${install_dir} COMPONENT development)
+        target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS ${include_dir} FILES ${arg_PUBLIC_HEADERS})
+    endif()
     if(APPLE)
-        # A game's bundle has the libraries in Contents/Frameworks.
-        set_target_properties(${target} PROPERTIES
-            INSTALL_NAME_DIR "@executable_path/../Frameworks"
-            BUILD_WITH_INSTALL_NAME_DIR OFF)
+        core_mac_library(${name} ${target} "${arg_PUBLIC_HEADERS}")
     else()
         # Calls between the libraries load the address of the function and need no jump table. The dynamic linker
         # still chooses the function, so a program can define it.
@@ -161,5 +190,6 @@ function(core_library name)
     install(TARGETS ${target} EXPORT core
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
-        FILE_SET HEADERS DESTINATION ${install_dir} COMPONENT development)
+        FRAMEWORK DESTINATION Frameworks COMPONENT library
+        ${headers})
 endfunction()

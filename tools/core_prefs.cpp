@@ -49,7 +49,7 @@ Commands:
   export                   prints the whole store as a property list
 
 A key of Preferences is SECTION/KEY, and its numbers are texts, too: write them without
--int, or the game does not see them. A key of Platform's settings is KEY alone.
+-int, or the game does not see them (core-prefs stores them and says so). A key of Platform's settings is KEY alone.
 Texts are UTF-8. The variables MACAPI_USER_LIBRARY and MACAPI_LIBRARY, when set,
 name the user's and the machine's Library folder.
 
@@ -255,6 +255,12 @@ static void write(const PreferencesDomain& domain, const Words& words)
     }
     readableStore(domain);
     change(domain, words[0], std::move(value));
+    if (type != "-string" && words[0].find('/') != std::string::npos) {
+        const std::string key = printable(words[0], Lines::Escape);
+        fprintf(stderr,
+                "core-prefs: a game that reads %s with Preferences does not see this value; write it without %s\n",
+                key.c_str(), type.c_str());
+    }
 }
 
 static void erase(const PreferencesDomain& domain, const Words& words)

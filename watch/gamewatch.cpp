@@ -56,8 +56,9 @@ void printGameBlocks(FILE* out, size_t most)
         if (most != 0 && count++ == most) {
             break;
         }
-        fprintf(out, "%10llu bytes in %6llu blocks from %s\n", static_cast<unsigned long long>(place.bytes),
-                static_cast<unsigned long long>(place.blocks), place.place.c_str());
+        fprintf(out, "%10llu bytes in %6llu %s from %s\n", static_cast<unsigned long long>(place.bytes),
+                static_cast<unsigned long long>(place.blocks), place.blocks == 1 ? "block" : "blocks",
+                place.place.c_str());
     }
 }
 

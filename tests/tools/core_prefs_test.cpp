@@ -64,6 +64,16 @@ TEST(CorePrefs, ReadsWhatItHasWritten)
     EXPECT_EQ(outputOf("-a game read name"), "-int\n");
 }
 
+TEST(CorePrefs, SaysThatPreferencesReadsTextsOnly)
+{
+    const Result number = run("-a game write Video/width -int 640");
+    EXPECT_EQ(number.status, 0);
+    EXPECT_EQ(number.errors, "core-prefs: a game that reads Video/width with Preferences does not see this value; "
+                             "write it without -int\n");
+    EXPECT_EQ(run("-a game write Video/width 640").errors, "");
+    EXPECT_EQ(run("-a game write width -int 640").errors, "");
+}
+
 TEST(CorePrefs, ListsKeysTypesAndValues)
 {
     run("-a game write Video/width -int 640");

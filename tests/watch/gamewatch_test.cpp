@@ -39,7 +39,7 @@ TEST(GameWatch, PrintsThePlacesThatHoldMost)
 {
     Game game;
     EXPECT_EQ(printed(0), "       256 bytes in      2 blocks from game/mesh.cpp:41\n"
-                          "       192 bytes in      1 blocks from game/map.cpp:7\n");
+                          "       192 bytes in      1 block from game/map.cpp:7\n");
     EXPECT_EQ(printed(1), "       256 bytes in      2 blocks from game/mesh.cpp:41\n");
 }
 

@@ -125,7 +125,7 @@ class Run(unittest.TestCase):
             self.write("budget", "\n" + line + "\n")
             status, out, error = self.run_game(["--budget", "budget"], "growing")
             self.assertEqual((status, out), (2, ""))
-            self.assertIn(f"line 2 is no budget: \"{line}\"", error)
+            self.assertIn(f"line 2 is no budget: \"{line}\"; write BANK <= NUMBER with B, KiB, MiB or GiB after it", error)
 
     def test_every_takes_snapshots_while_the_game_runs_and_timeline_records_the_banks(self):
         tool = self.start(TOOL, "run", "-o", "out", "--every", "0.02", "--timeline", "time", "--", GAMES + "/ending",

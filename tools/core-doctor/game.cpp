@@ -5,6 +5,7 @@
 #include "macapi/src/objects/values.h"
 #include "macapi/src/system/disk.h"
 #include "tools/core-doctor/elffile.h"
+#include "tools/core-doctor/linker.h"
 
 #include <algorithm>
 #include <errno.h>
@@ -43,6 +44,24 @@ static std::string bundleIdentifierOf(const std::string& executable)
 static bool isAscii(const std::string& text)
 {
     return std::none_of(text.begin(), text.end(), [](char byte) { return byte & 0x80; });
+}
+
+// The name is in the file's list of names, whether the file is linked with the shared libcore or contains the static one.
+static bool namesInitWindow(const std::string& path)
+{
+    std::string bytes;
+    return readFile(path, &bytes) == 0 && bytes.find("_ZN8Platform10InitWindow") != std::string::npos;
+}
+
+bool makesWindows(const Game& game)
+{
+    if (namesInitWindow(game.path)) {
+        return true;
+    }
+    const std::vector<LinkedLibrary> libraries = librariesOf(game.path);
+    return std::any_of(libraries.begin(), libraries.end(), [](const LinkedLibrary& library) {
+        return library.name.rfind("libcore", 0) != 0 && namesInitWindow(library.path);
+    });
 }
 
 bool findGame(const std::string& path, Game* game, std::string* error)

@@ -96,6 +96,10 @@ static std::string findLibcore(Report* report)
 std::string lookAtLibraries(const Game& game, Report* report)
 {
     report->add(sc_section, "core-doctor", CORE_VERSION);
+    if (game.path.empty()) {
+        report->add(sc_section, "game",
+                    "none named; core-doctor GAME also shows its libraries, data folder, preferences and bank sizes");
+    }
     const std::string libcore = game.path.empty() ? findLibcore(report) : lookAtGame(game, report);
     if (!libcore.empty()) {
         addBuild(libcore, report);

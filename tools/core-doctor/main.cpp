@@ -25,8 +25,12 @@ static Report examine(const Game& game)
     lookAtHost(&report);
     lookAtFolders(game, &report);
     lookAtStores(game, &report);
-    lookAtDisplay(&report);
-    lookAtAppKit(libcore, &report);
+    if (game.path.empty() || makesWindows(game)) {
+        lookAtDisplay(&report);
+        lookAtAppKit(libcore, &report);
+    } else {
+        report.add("display", "windows", "the game does not call InitWindow, so it needs no display");
+    }
     return report;
 }
 

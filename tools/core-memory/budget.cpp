@@ -10,6 +10,9 @@
 
 static const size_t sc_mostPlaces = 5; // that hold most, in a message
 
+static const char sc_forms[] = "write BANK <= NUMBER with B, KiB, MiB or GiB after it, BANK fallback <= NUMBER, or "
+                               "leaks <= NUMBER [from PLACE]";
+
 static uint64_t unitOf(const std::string& unit)
 {
     return unit == "KiB" ? 1u << 10 : unit == "MiB" ? 1u << 20 : unit == "GiB" ? 1u << 30 : 1;
@@ -49,7 +52,7 @@ bool readBudgets(const std::string& text, std::vector<Budget>* budgets, std::str
             continue;
         }
         if (!readBudget(line, &budget)) {
-            *error = "line " + std::to_string(number) + " is no budget: \"" + line + "\"";
+            *error = "line " + std::to_string(number) + " is no budget: \"" + line + "\"; " + sc_forms;
             return false;
         }
         budgets->push_back(budget);
@@ -62,7 +65,7 @@ static std::string textOf(const std::vector<watch::PlaceSum>& places)
     std::string text;
     for (size_t index = 0; index < std::min(places.size(), sc_mostPlaces); ++index) {
         text += "\n  " + grouped(static_cast<int64_t>(places[index].bytes)) + " bytes in " +
-                grouped(static_cast<int64_t>(places[index].blocks)) + " blocks from " + places[index].place;
+                counted(places[index].blocks, "block") + " from " + places[index].place;
     }
     return text;
 }
@@ -82,7 +85,7 @@ static std::string checkLeaks(const watch::Snapshot& snapshot, const Budget& bud
     if (blocks <= budget.most) {
         return "";
     }
-    return grouped(static_cast<int64_t>(blocks)) + " blocks are in use" + textOf(places);
+    return counted(blocks, "block") + (blocks == 1 ? " is in use" : " are in use") + textOf(places);
 }
 
 static std::string checkBank(const watch::Snapshot& snapshot, const Budget& budget)
@@ -99,7 +102,7 @@ static std::string checkBank(const watch::Snapshot& snapshot, const Budget& budg
         return "";
     }
     return (isBytes ? "the high-water mark was " + grouped(static_cast<int64_t>(had)) + " bytes"
-                    : "the bank has made " + grouped(static_cast<int64_t>(had)) + " fallback blocks") +
+                    : "the bank has made " + counted(had, "fallback block")) +
            textOf(watch::sumPlaces(snapshot, bank->index));
 }
 

@@ -105,8 +105,8 @@ static void printTotal(const Pairs& pairs)
         bytes += pair.second.change();
         blocks += pair.second.blockChange();
     }
-    printf("\nall together: %s%s bytes, %s%s blocks\n", bytes > 0 ? "+" : "", grouped(bytes).c_str(),
-           blocks > 0 ? "+" : "", grouped(blocks).c_str());
+    printf("\nall together: %s%s bytes, %s%s block%s\n", bytes > 0 ? "+" : "", grouped(bytes).c_str(),
+           blocks > 0 ? "+" : "", grouped(blocks).c_str(), blocks == 1 || blocks == -1 ? "" : "s");
 }
 
 static int diff(const DiffOptions& options)

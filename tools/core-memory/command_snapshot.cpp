@@ -42,8 +42,8 @@ static void tellWhatWasTaken(const watch::Snapshot& snapshot, double stoppedMs)
     for (const watch::Bank& bank : snapshot.banks) {
         blocks += bank.blocks.size() + bank.fallbacks.size();
     }
-    fprintf(stderr, "core-memory: %zu banks, %s blocks and free nodes", snapshot.banks.size(),
-            grouped(static_cast<int64_t>(blocks)).c_str());
+    fprintf(stderr, "core-memory: %s, %s and free nodes", counted(snapshot.banks.size(), "bank").c_str(),
+            counted(blocks, "block").c_str());
     if (stoppedMs >= 0) {
         fprintf(stderr, "; the process was stopped for %.1f ms", stoppedMs);
     }

@@ -37,6 +37,11 @@ std::string grouped(int64_t number)
     return digits;
 }
 
+std::string counted(uint64_t count, const char* noun)
+{
+    return grouped(static_cast<int64_t>(count)) + " " + noun + (count == 1 ? "" : "s");
+}
+
 std::string printable(const std::string& text)
 {
     std::string result = text;

@@ -24,6 +24,9 @@ std::string red(const std::string& text);
 // Returns the number with a separator between thousands: "1,048,576".
 std::string grouped(int64_t number);
 
+// Returns the grouped number and the noun: "1 block", "2,000 blocks".
+std::string counted(uint64_t count, const char* noun);
+
 // Replaces control characters, because a source name in damaged memory could have a terminal's commands in it.
 std::string printable(const std::string& text);
 

@@ -52,7 +52,7 @@ static void printStacks(const RunResult& result, const std::vector<watch::PlaceS
         fprintf(stderr, "\n%s was called by:\n", printable(found->first).c_str());
         for (size_t number = 0; number < std::min(found->second.size(), sc_mostStacks); ++number) {
             const StackSum& stack = found->second[number];
-            fprintf(stderr, "  %s blocks, %s bytes\n", grouped(static_cast<int64_t>(stack.blocks)).c_str(),
+            fprintf(stderr, "  %s, %s bytes\n", counted(stack.blocks, "block").c_str(),
                     grouped(static_cast<int64_t>(stack.bytes)).c_str());
             for (const std::string& function : stack.functions) {
                 fprintf(stderr, "    %s\n", printable(function).c_str());

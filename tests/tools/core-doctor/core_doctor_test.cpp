@@ -26,6 +26,9 @@ namespace fs = std::filesystem;
 
 static const uid_t sc_nobody = 65534;
 
+// The test is a game with windows: core-doctor finds this function among the names that the program uses.
+[[maybe_unused]] static auto* volatile s_initWindow = &Platform::InitWindow;
+
 static std::string readFile(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
@@ -163,6 +166,12 @@ TEST(CoreDoctor, ChangesNothing)
     EXPECT_FALSE(fs::exists("missing"));
 }
 
+TEST(CoreDoctor, WithoutAGameSaysWhatAGameWouldAdd)
+{
+    const std::string output = run("").output;
+    EXPECT_TRUE(contains(output, "none named; core-doctor GAME also shows its libraries, data folder")) << output;
+}
+
 TEST(CoreDoctor, ACommandLineThatIsWrongEndsWith2)
 {
     EXPECT_EQ(run("--such").status, 2);
@@ -200,7 +209,7 @@ TEST(CoreDoctor, AFileThatEndsInItsHeaderIsNoReasonToCrash)
     for (size_t size = 4; size <= 80; ++size) {
         writeFile("game", game.substr(0, size));
         const int status = run("game").status;
-        EXPECT_EQ(status, size < 20 ? 3 : 1) << size;
+        EXPECT_TRUE(size < 20 ? status == 3 : status == 0 || status == 1) << size << ": " << status;
     }
 }
 
@@ -371,6 +380,7 @@ TEST(CoreDoctorWarns, OfADisplayThatIsNotSet)
     EXPECT_FALSE(warns("display-none"));
     unsetenv("DISPLAY");
     EXPECT_TRUE(warns("display-none"));
+    EXPECT_FALSE(warns("display-none", changedGame("Platform10InitWindow", "Platform10FindWindow")));
 }
 
 TEST_F(XServer, AServerThatIsNotThereIsAWarning)

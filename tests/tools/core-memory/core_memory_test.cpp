@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <regex>
@@ -356,6 +358,19 @@ TEST(CoreMemoryReport, RefusesWhatIsNoSnapshot)
     EXPECT_EQ(run("report snapshot --by colour").status, 2);
     writeFile("snapshot", sc_snapshot);
     EXPECT_EQ(run("report snapshot --bank sound").status, 2);
+}
+
+TEST(CoreMemoryReport, NamesTheNewestSnapshotOfAFolder)
+{
+    std::filesystem::create_directory("out");
+    EXPECT_EQ(run("report out").errors, "core-memory: out is a folder without snapshots\n");
+    std::ofstream("out/0002.snapshot");
+    std::ofstream("out/0001.snapshot");
+    const auto written = std::filesystem::last_write_time("out/0002.snapshot");
+    std::filesystem::last_write_time("out/0001.snapshot", written + std::chrono::hours(1));
+    const Result result = run("report out");
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.errors, "core-memory: out is a folder; name a snapshot in it, such as out/0001.snapshot\n");
 }
 
 TEST(CoreMemoryReport, PrintsNoCommandsOfATerminal)

@@ -128,6 +128,26 @@ replaced() {
     CORE_LOG_LEVEL=0 expect "$folder/replaced.txt" "$folder/game"
 }
 
+# A game that checks its own banks.
+watch() {
+    local game=$folder/$way
+    printf '%s\n' "blocks in use: 1" "damage: none" >"$folder/watched.txt"
+    step cmake -S "$here" -B "$game" -G Ninja -DCONSUMER_WAY=find_package -Dcore_DIR="$folder/second/lib/cmake/core" \
+        ${toolchain:+"-DCMAKE_TOOLCHAIN_FILE=$toolchain"} -DCMAKE_CXX_COMPILER="${compilers[0]}"
+    step cmake --build "$game" --target watched
+    expect "$folder/watched.txt" "$game/watched"
+}
+
+# The same with the sources.
+subdirectory_watch() {
+    local game=$folder/$way
+    printf '%s\n' "blocks in use: 1" "damage: none" >"$folder/watched.txt"
+    step cmake -S "$here" -B "$game" -G Ninja -DCONSUMER_WAY=add_subdirectory -DCONSUMER_CORE="$source" "${kind[@]}" \
+        -DCMAKE_CXX_COMPILER="${compilers[0]}"
+    step cmake --build "$game" --target watched
+    expect "$folder/watched.txt" "$game/watched"
+}
+
 # Objective-C++, with AppKit.
 with_appkit() {
     local game=$folder/$way
@@ -184,10 +204,14 @@ readme_game() {
         printf 'cmake_minimum_required(VERSION 3.25)\nproject(game LANGUAGES CXX)\n'
         readme_block "$1" | sed "s,/path/to/core,$source,"
         readme_block "$1" | grep -q add_executable || readme_block find_package | tail -n 2
+        readme_block copy_directory
     } >"$game/CMakeLists.txt"
+    mkdir "$game/Game"
+    touch "$game/Game/battle.txt"
     step cmake -S "$game" -B "$game/build" -G Ninja -DCMAKE_PREFIX_PATH="$folder/second" -DCMAKE_CXX_COMPILER="${compilers[0]}"
-    step cmake --build "$game/build" --target game
+    step cmake --build "$game/build" --target game game_files
     expect "$here/expected.txt" "$game/build/game"
+    step test -e "$game/build/Game/battle.txt"
 }
 
 # The README's lines for installed libraries, as they stand.

@@ -17,21 +17,22 @@ emulator="qemu-ppc -L /usr/powerpc-linux-gnu"
 build() {
     echo "consumers: $1"
     {
-        cmake -S "$source" -B "$folder/$1" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCORE_TESTS=OFF -DCORE_BENCH=OFF "${@:2}"
+        cmake -S "$source" -B "$folder/$1" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCORE_TESTS=OFF -DCORE_BENCH=OFF \
+            -DCORE_DEMO=OFF -DCORE_EXAMPLES=OFF -DCORE_TOOLS=OFF "${@:2}"
         cmake --build "$folder/$1"
     } >"$folder/$1.log" 2>&1 || { tail -n 40 "$folder/$1.log" && exit 1; }
 }
 
 # native NAME WAYS, cross NAME WAYS: the installed libraries in the ways WAYS, then the sources.
 native() {
-    "$here/check.sh" "$2 replaced appkit" "$source" "$folder/$1" "" "" "17 20 23" g++ clang++
-    "$here/check.sh" "moved readme_sources subdirectory subdirectory_appkit read_only short_names" \
+    "$here/check.sh" "$2 watch replaced appkit" "$source" "$folder/$1" "" "" "17 20 23" g++ clang++
+    "$here/check.sh" "moved readme_sources subdirectory subdirectory_watch subdirectory_appkit read_only short_names" \
         "$source" "$folder/$1" "" "" 17 g++
     "$here/check.sh" subdirectory "$source" "$folder/$1" "" "" "20 23" clang++
 }
 
 cross() {
-    "$here/check.sh" "$2" "$source" "$folder/$1" "$powerpc" "$emulator" "17 20 23" powerpc-linux-gnu-g++
+    "$here/check.sh" "$2 watch" "$source" "$folder/$1" "$powerpc" "$emulator" "17 20 23" powerpc-linux-gnu-g++
     "$here/check.sh" subdirectory "$source" "$folder/$1" "$powerpc" "$emulator" 17 powerpc-linux-gnu-g++
 }
 

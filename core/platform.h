@@ -2,7 +2,7 @@
 //
 //     Platform::SystemCheck();
 //     Platform::SetApp(1);
-//     snprintf(path, sizeof(path), "%s/saves/1", Platform::GetAppDataDir("saves"));
+//     snprintf(path, sizeof(path), "%s/data/options", Platform::GetAppDataDir("data"));
 //     Platform::MessageBox("ignored", "%s could not be read.", path);
 //
 // Call SystemCheck first, then SetApp, then the calls for the window.
@@ -58,9 +58,9 @@ public:
 
     // ---- Names and folders
     //
-    //     // In the process "battle": "logs/battle.log", and ".../Brackenlow/battle" with a folder "saves" in it.
+    //     // In the process "battle": "logs/battle.log", and the new folder ".../Brackenlow/battle/saves".
     //     const char* log = Platform::CreateAppFilename("logs/", ".log");
-    //     const char* data = Platform::GetAppDataDir("saves");
+    //     Platform::CreateDir((std::string(Platform::GetAppDataDir("data")) + "/saves").c_str());
 
     // Both return the name of the process, which they ask the system for at each call. If the system gives no name,
     // they return the name from the last call; if there was none, "game".

@@ -43,8 +43,8 @@ public:
     Preferences(const Preferences&) = delete;
     Preferences& operator=(const Preferences&) = delete;
 
-    // Copies the path of the INI file; null means that there is no INI file. Always returns true. A second call
-    // does not free the first copy.
+    // Copies the path of the INI file. Null stands for no file; a read that looks for one then logs that the file ""
+    // is missing. Always returns true. A second call does not free the first copy.
     bool init(const char* iniPath);
 
     // Returns the value, in the library's buffer; never null. Without a value it returns a copy of defaultText,

@@ -21,8 +21,8 @@
 // - Size: the table has at most 1024 entries. A key of more than 127 bytes is truncated, and is then not found again.
 // - Ownership: the table owns its entries. A text that translate returns is valid until the table is destroyed,
 //   except the caller's own text, which translate returns when it cannot add an entry.
-// - Memory: all memory comes from bank 0. The numbers in the tags of the blocks are frozen: docs/architecture.md,
-//   "Numbers in block tags".
+// - Memory: all memory comes from bank 0, 165 KB for a table without entries (32-bit build: 148 KB). The numbers in
+//   the tags of the blocks are frozen: docs/architecture.md, "Numbers in block tags".
 // - Threads: call all of this on the main thread.
 #pragma once
 

@@ -8,6 +8,7 @@
 
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <string>
 #include <vector>
 
@@ -44,7 +45,20 @@ static std::vector<int> readArray(Parser& parser)
     return numbers;
 }
 
-// The lines after `unit "Footman" {`, up to the closing brace.
+// True if a brace opens, at the end of this line or as the next word below it. ParseLine skips empty lines, and the first
+// token of a comment is null.
+static bool readOpenBrace(Parser& parser)
+{
+    bool isOpen = parser.GetOpenBrace();
+    const char* token = nullptr;
+    while (!isOpen && !token && parser.ParseLine()) {
+        token = parser.GetToken(" ");
+        isOpen = token && strcmp(token, "{") == 0;
+    }
+    return isOpen;
+}
+
+// The lines after the opening brace of `unit "Footman" {`, up to the closing brace.
 static Unit readUnit(Parser& parser, const char* name)
 {
     Unit unit;
@@ -72,7 +86,11 @@ int main()
         const char* token = parser.GetToken(" ");
         if (token && stricmp(token, "unit") == 0) {
             const char* name = parser.GetString();
-            const Unit unit = readUnit(parser, parser.GetOpenBrace() ? name : nullptr);
+            if (!readOpenBrace(parser)) {
+                printf("a unit has no brace\n");
+                continue;
+            }
+            const Unit unit = readUnit(parser, name);
             printf("%s: health %d, damage", unit.name, unit.health);
             for (int damage : unit.damage) {
                 printf(" %d", damage);

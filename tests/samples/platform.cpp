@@ -38,14 +38,16 @@ TEST(Samples, ThePlatformNamesTheGamesFolder)
     unsetenv("DISPLAY"); // the alert goes to the standard error stream
     testing::internal::CaptureStderr();
     sample1();
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("/saves/1 could not be read."), std::string::npos);
-    EXPECT_NE(std::string(path).find("/Brackenlow/samples_test/saves/1"), std::string::npos) << path;
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("/data/options could not be read."), std::string::npos);
+    EXPECT_NE(std::string(path).find("/Brackenlow/samples_test/data/options"), std::string::npos) << path;
 }
 
-TEST(Samples, TheFirstQuestionForTheFolderMakesOneInIt)
+TEST(Samples, TheGameMakesItsOwnFolderBesideThatOfTheBankSizes)
 {
     sample2();
-    EXPECT_TRUE(std::filesystem::is_directory(std::string(Platform::GetAppDataDir(nullptr)) + "/saves"));
+    const std::string folder = Platform::GetAppDataDir(nullptr);
+    EXPECT_TRUE(std::filesystem::is_directory(folder + "/data")); // the manager writes the bank sizes there
+    EXPECT_TRUE(std::filesystem::is_directory(folder + "/saves"));
 }
 
 TEST(Samples, ASettingIsKept)

@@ -37,6 +37,10 @@ install(EXPORT core NAMESPACE core:: FILE coreTargets.cmake DESTINATION ${packag
 # core.pc. pkg-config replaces ${pcfiledir} by the folder of the file.
 set(pc_libs -lcore -lfile -llogger)
 set(pc_cflags)
+if(core_framework)
+    set(pc_libs -F\${prefix}/Frameworks -framework core -framework file -framework logger)
+    set(pc_cflags -F\${prefix}/Frameworks)
+endif()
 if(NOT APPLE)
     list(APPEND pc_libs -lmacapi)
     list(APPEND pc_cflags -I\${includedir}/macapi)
@@ -59,6 +63,18 @@ if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
 else()
     install(FILES LICENSE CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/core COMPONENT development)
 endif()
+
+# The guide, the examples and the template of a game, in one folder, so that the links between the pages lead to the files. The
+# README is the first page.
+set(doc_dir ${CMAKE_INSTALL_DATADIR}/doc/core)
+if(debian)
+    set(doc_dir ${CMAKE_INSTALL_DATADIR}/doc/libcore-dev)
+endif()
+install(FILES README.md DESTINATION ${doc_dir} COMPONENT development)
+install(DIRECTORY docs examples game DESTINATION ${doc_dir} COMPONENT development
+    PATTERN man EXCLUDE
+    PATTERN manual EXCLUDE
+    PATTERN *.py EXCLUDE)
 
 # Every page in docs/man is installed by its section: core-prefs.1 goes to man1.
 if(NOT CORE_TOOLS)

@@ -17,6 +17,8 @@ fail() {
     exit 1
 }
 
+tools="core-bundle core-config core-doctor core-memory core-prefs core-strings"
+
 say() { echo "packages: $*" >&2; }
 
 # ---- What needs no bare Debian
@@ -31,7 +33,9 @@ tar -xzf "$packages"/core-*.tar.gz -C "$work/any folder" --strip-components=1
 unset DISPLAY WAYLAND_DISPLAY LD_LIBRARY_PATH
 export MACAPI_LIBRARY=$work/library MACAPI_USER_LIBRARY=$work/user
 mkdir "$work/library" "$work/user"
-"$work/any folder/bin/core-prefs" --help >/dev/null || fail "core-prefs of the archive"
+for tool in $tools; do
+    "$work/any folder/bin/$tool" --help >/dev/null || fail "$tool of the archive"
+done
 "$work/any folder/bin/core-demo" >"$work/demo" 2>&1 || { cat "$work/demo" && fail "core-demo of the archive"; }
 
 # ---- The bare Debian
@@ -45,7 +49,7 @@ say "a bare Debian $suite from $mirror"
 debootstrap --variant=minbase "$suite" "$root" "$mirror" >"$work/said" 2>&1 || { tail "$work/said" && fail "debootstrap"; }
 mkdir "$root/packages"
 cp "$packages"/*.deb "$root/packages"
-cp -r "$source/tests/consumer" "$root/consumer"
+cp -r "$source/tests/consumer" "$source/tests/tools/core-bundle" "$root"
 
 # inside COMMAND: runs a command in the bare Debian, with /proc in a namespace of its own.
 inside() {
@@ -64,11 +68,26 @@ grep -q '^9 games ran' "$work/said" || fail "not all games ran"
 
 say "the programs"
 inside 'apt-get install -y --no-install-recommends /packages/*.deb xvfb xauth'
-inside 'core-prefs --help'
+inside "for tool in $tools; do \$tool --help; test -e /usr/share/man/man1/\$tool.1.gz; done"
 inside 'core-demo'
 inside 'xvfb-run -a core-demo'
 inside 'apt-get check; dpkg --audit'
 
+say "the template and the examples of the package, with each program"
+doc=/usr/share/doc/libcore-dev
+inside "cp -r $doc/game $doc/examples /root"
+for folder in game examples; do
+    inside "cmake -S /root/$folder -B /root/$folder/build -G Ninja; cmake --build /root/$folder/build"
+done
+inside 'ctest --test-dir /root/game/build --no-tests=error --output-on-failure'
+inside 'core-config check /root/examples/Game/battle.txt /root/examples/Game/game.ini'
+inside 'core-strings check /root/examples/Game/locale/de/strings.utf8'
+inside 'core-memory run --check -- /root/examples/build/example_find_leak'
+grep -q '^blocks in use' "$work/said" || fail "core-memory run did not watch the game"
+inside 'core-doctor /root/examples/build/example_preferences --json | grep libcore.so.1'
+inside '/root/examples/build/example_preferences; core-prefs -a example_preferences list'
+inside 'python3 /core-bundle/core_bundle_test.py /usr/share/core/bundle/core-bundle'
+
 say "all packages removed"
-inside 'apt-get purge -y libcore1; test -z "$(find /usr -name "*libcore*" -o -name "core-prefs*" -o -name "core-demo*")"'
+inside 'apt-get purge -y libcore1; test -z "$(find /usr -name "*libcore*" -o -name "core-*")"'
 echo "the packages can be installed, used and removed"

@@ -38,9 +38,9 @@ string(CONCAT CPACK_DEBIAN_LIBRARY_DESCRIPTION ${about} "This package has the li
 string(CONCAT CPACK_DEBIAN_APPKIT_DESCRIPTION ${about}
     "This package lets games show windows, with GNUstep.")
 string(CONCAT CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION ${about}
-    "This package has the headers, and the files for CMake and pkg-config.")
+    "This package has the headers, the files for CMake and pkg-config, the guide,\nexamples, and a small game to begin with.")
 string(CONCAT CPACK_DEBIAN_TOOLS_DESCRIPTION ${about}
-    "This package has core-prefs, which shows and changes the preferences of\ngames, core-doctor, which shows what a bug report needs, and core-demo, a\nsmall game.")
+    "This package has core-prefs, which shows and changes the preferences of\ngames, core-doctor, which shows what a bug report needs, core-memory,\ncore-strings, core-config and core-bundle for memory, texts, data files and\nbundles for Macs, and core-demo, a small game.")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_APPKIT_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
@@ -48,7 +48,7 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION devel)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS "${debian_appkit} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_APPKIT_PACKAGE_DEPENDS "${debian_library} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${debian_library} (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${debian_library} (>= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${debian_library} (>= ${PROJECT_VERSION}), python3:any")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "gobjc++, libgnustep-gui-dev")
 
 # The control files of the packages with libraries. `symbols` and `shlibs` say which version of the package a program

@@ -1,8 +1,8 @@
 # Places the printers of GDB (tools/gdb/core.py) where GDB finds them. GDB loads a file named LIBRARY-gdb.py together
 # with LIBRARY, from two folders: the folder of the library, when the user has declared it safe
-# (add-auto-load-safe-path), and the auto-load folder of the system, which GDB trusts. Only a package of the system has its file
-# in the second folder, because the path there contains the path of the library. In any other installed tree the file is beside
-# the library, so the tree may move.
+# (add-auto-load-safe-path), and the auto-load folder of the system, which GDB trusts. Only a package of the system
+# has its file in the second folder, because the path there contains the path of the library. In any other installed
+# tree the file is beside the library, so the tree may move.
 if(NOT APPLE)
     set(gdb_printers ${PROJECT_SOURCE_DIR}/tools/gdb/core.py)
     add_custom_command(TARGET ${prefix}core POST_BUILD

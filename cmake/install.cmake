@@ -64,8 +64,8 @@ else()
     install(FILES LICENSE CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/core COMPONENT development)
 endif()
 
-# The guide, the examples and the template of a game, in one folder, so that the links between the pages lead to the files. The
-# README is the first page.
+# The guide, the examples and the template of a game, in one folder, so that the links between the pages lead to the
+# files. The README is the first page.
 set(doc_dir ${CMAKE_INSTALL_DATADIR}/doc/core)
 if(debian)
     set(doc_dir ${CMAKE_INSTALL_DATADIR}/doc/libcore-dev)

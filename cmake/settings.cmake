@@ -97,11 +97,12 @@ if(CORE_SANITIZE)
     add_link_options(-fsanitize=${CORE_SANITIZE})
 endif()
 
-# core_mac_library(NAME TARGET HEADERS): what a library has on a Mac alone. Programs look for the library in the Frameworks folder
-# of their bundle; Mac OS X 10.4 knows no @rpath. A cross build cannot run its programs, so its libraries have this install name
-# from the start and install_name_tool is not needed.
+# core_mac_library(NAME TARGET HEADERS): what a library has on a Mac alone. Programs look for the library in the Frameworks
+# folder of their bundle; Mac OS X 10.4 knows no @rpath. A cross build cannot run its programs, so its libraries have this
+# install name from the start, and no install_name_tool has to change it.
 #
-# With CORE_FRAMEWORK the library is a framework. Its headers are in NAME.framework/Headers, where -F finds "NAME/header.h".
+# With CORE_FRAMEWORK the library is a framework. Its headers are in NAME.framework/Headers; -F finds them there as
+# "NAME/header.h".
 function(core_mac_library name target headers)
     set_target_properties(${target} PROPERTIES
         INSTALL_NAME_DIR "@executable_path/../Frameworks"

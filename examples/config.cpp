@@ -45,7 +45,7 @@ static std::vector<int> readArray(Parser& parser)
     return numbers;
 }
 
-// True if a brace opens, at the end of this line or as the next word below it. ParseLine skips empty lines, and the first
+// True if the next word is an opening brace, in this line or in a later one. ParseLine skips empty lines, and the first
 // token of a comment is null.
 static bool readOpenBrace(Parser& parser)
 {

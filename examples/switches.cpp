@@ -2,8 +2,8 @@
 //
 //     switches -window 800 600 -mod winter towers -fulscreen
 //
-// Without arguments this program shows that line. Its last word is a typing mistake: CommandLine ignores the words that
-// belong to no registered switch, and logs no message. The game itself tells the player about such a word.
+// Without arguments this program shows that line. Its last word is a typing mistake. CommandLine ignores the words that
+// belong to no registered switch, and logs no message. So the game itself tells the player about such a word.
 //
 // A switch with required arguments does not count the last words of the command line as optional ones: with one
 // required argument it would not see "towers" here. So a list is registered with optional arguments only.

@@ -7,8 +7,8 @@
 //     std::string error;
 //     watch::writeGameSnapshot("level2.snapshot", "end of level 2", &error);
 //
-// A game that uses this header links the CMake target core::watch, or -lcore_watch before core's libraries. The calls look at
-// the memory manager in g_MemoryPtr. They change nothing in it, and take no memory from a bank.
+// A game that uses this header links the CMake target core::watch, or -lcore_watch before core's libraries. The calls
+// look at the memory manager in g_MemoryPtr. They change nothing in it, and take no memory from a bank.
 //
 // The calls belong to the main thread, at a moment when no other thread uses the manager: they take no lock of a bank.
 #pragma once

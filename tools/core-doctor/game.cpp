@@ -46,7 +46,7 @@ static bool isAscii(const std::string& text)
     return std::none_of(text.begin(), text.end(), [](char byte) { return byte & 0x80; });
 }
 
-// The name is in the file's list of names, whether the file is linked with the shared libcore or contains the static one.
+// The name is in the file's list of names with the shared libcore, and also with the static one.
 static bool namesInitWindow(const std::string& path)
 {
     std::string bytes;

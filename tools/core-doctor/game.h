@@ -9,7 +9,8 @@ struct Game {
     std::string preferences; // the name of its preferences: the bundle's identifier, or the name of the file
 };
 
-// True if the game's file, or a library that the game loads, calls Platform::InitWindow. Libraries of core do not count.
+// True if the game's file, or a library that the game loads, calls Platform::InitWindow. Libraries of core do not
+// count.
 bool makesWindows(const Game& game);
 
 // Finds the game whose file is path. Returns false and stores a sentence in error if the file cannot be read.

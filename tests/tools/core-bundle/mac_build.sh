@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# core for Mac OS X, built with a stand-in for the compiler: the toolchain files, the install names, the frameworks, and a bundle
-# of a game that links them. Nothing is compiled; Layout.TheMacsOwnAbi has the compiler's front end read the sources.
+# core for Mac OS X, built with a stand-in for the compiler: the toolchain files, the install names, the frameworks, and
+# bundles of games that link them. Nothing is compiled. Layout.TheMacsOwnAbi has a compiler's front end read the sources.
 #
 #   mac_build.sh SOURCE_DIR CORE_BUNDLE
 set -euo pipefail
@@ -23,7 +23,7 @@ step() {
     "$@" >said 2>&1 || { tail -n 40 said && fail "$*"; }
 }
 
-# The compiler, the tools of its folder, and an SDK without contents. An object file is empty, so only a link starts Python.
+# The compiler, the tools of its folder, and an SDK without contents. Object files are empty. Only a link starts Python.
 mkdir -p bin MacOSX.sdk
 cat >bin/powerpc-apple-darwin8-g++ <<END
 #!/bin/sh

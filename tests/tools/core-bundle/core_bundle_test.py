@@ -171,6 +171,11 @@ class Check(InAFolder):
             " the file loads libcore.1.dylib, which is not in the bundle; the install name should begin with "
             "@executable_path/../Frameworks/ [missing-library]"])
 
+    def test_a_name_that_leads_out_of_the_bundle_or_of_the_systems_folder(self):
+        self.write("libcore.1.dylib", mach.image(mach.LIBRARY, own=CORE)) # beside the bundle
+        self.replace("MacOS/castle", mach.image(libraries=["@executable_path/../../../libcore.1.dylib", "/usr/lib/../lib2/libz.dylib"]))
+        self.assertEqual([line.rsplit(" ", 1)[1] for line in self.findings()], ["[missing-library]"] * 2)
+
     def test_a_weak_library_may_be_missing(self):
         self.replace("MacOS/castle", mach.image(libraries=[CORE], weak=[FRAMEWORKS + "libsound.dylib"]))
         self.expect()

@@ -68,6 +68,7 @@ step cmake --build darwin8
 step cmake --install darwin8
 installed=$folder/installed8/Frameworks
 grep -q -- "-mmacosx-version-min=10.4" commands || fail "the compiler was not told the system"
+grep -q 'CMAKE_CXX_SIZEOF_DATA_PTR "4"' darwin8/CMakeFiles/*/CMakeCXXCompiler.cmake || fail "CMake does not know the size of a pointer"
 grep -q -- "-isysroot $folder/MacOSX.sdk" commands || fail "the compiler was not told the SDK"
 for name in core file logger; do
     framework=$installed/$name.framework

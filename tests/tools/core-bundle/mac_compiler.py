@@ -38,7 +38,7 @@ def main(words):
         for path in filter(None, (after(words, "-o"), after(words, "-MF"))):
             open(path, "w", encoding="ascii").close()
         return 0
-    if "-v" in words or "--version" in words or "-E" in words:
+    if "--help" in words or "--version" in words or "-E" in words:
         print("a stand-in for a compiler; it has the options -isysroot and -mmacosx-version-min")
         return 0
     own = after(words, "-install_name")

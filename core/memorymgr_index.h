@@ -76,8 +76,10 @@ public:
     bool neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* node, FreeNeighbours* found);
 
     // FreeList calls these before each change to the free list, while the list and the sizes are still the old ones.
-    // They return false if the newest node contradicts the index, which has then given itself up.
-    bool adding(const MemoryHeapNode_s* node, const FreePlace& place);
+    // Before it asks for the place of a node that it adds, it calls enterNewest. enterNewest and replacing return
+    // false if the newest node contradicts the index, which has then given itself up.
+    bool enterNewest();
+    void adding(const MemoryHeapNode_s* node, const FreePlace& place);
     bool replacing(const MemoryHeapNode_s* old, const MemoryHeapNode_s* node,
                    unsigned int size); // node, of this size, takes old's place
     void removing(const MemoryHeapNode_s* node);
@@ -109,7 +111,6 @@ private:
     MemoryHeapNode_s* _firstLargeFrom(unsigned long size) const;
     bool _isNewestBefore(unsigned int number) const;
     void _setNewest(const MemoryHeapNode_s* node, unsigned int size);
-    bool _enterNewest();
     void _leave(const MemoryHeapNode_s* node);
 
     MemoryHeapNode_s* _nodeAt(unsigned int unit) const;

@@ -72,7 +72,7 @@ static unsigned long largestRequest(const MemoryBank_s* bank)
 
 inline FreeList MemoryMgr::_freeListOf(MemoryBank_s* bank) const
 {
-    return FreeList(bank, FreeIndex::of(banks, static_cast<size_t>(bank - banks)));
+    return FreeList(bank, FreeIndex::of(bank));
 }
 
 static void countAlloc(MemoryBank_s* bank, unsigned long size)

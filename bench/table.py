@@ -28,11 +28,17 @@ GOALS = (
     ("Preferences::read, 20 settings", None, 250),
     ("Preferences::read, INI file of 20 settings", None, 1000),
     ("heap: worst...", None, 1000),
+    ("heap: index and walk...", "the walk", 1.1),
     ("heap: ...", "rbtree_best_fit", 1.0),
     ("core-memory run: ...", "the game alone", 1.25),
     ("core-memory run --check: ...", "the game alone", 3.0),
     ("core-memory run --stacks: ...", "the game alone", 10.0),
 )
+
+# The goal for all sessions of the heap together: the geometric mean of core's time divided by this peer's time. Both
+# times include the loop of the benchmark. The other subjects of the heap have one of these words in their names.
+MEAN_PEER, MEAN_GOAL = "rbtree_best_fit", 0.6
+NO_SESSION = ("cold, ", "worst of ", "among free nodes", "half in use", "index and walk")
 
 # The subjects of the short chart, in its order.
 SHORT = (
@@ -96,6 +102,17 @@ def verdict(subject, sides):
     return f"   (goal {duration(limit)}: {'reached' if sides[0][1] <= limit else 'missed'})"
 
 
+def heap_mean(subjects):
+    """Returns the sentence about the goal for all sessions of the heap; None when there is no session with the peer."""
+    ratios = [sides[0][1] / dict(sides)[MEAN_PEER] for subject, _, sides in subjects
+              if subject.startswith("heap: ") and MEAN_PEER in dict(sides) and not any(w in subject for w in NO_SESSION)]
+    if not ratios:
+        return None
+    mean = math.exp(sum(map(math.log, ratios)) / len(ratios))
+    return (f"heap, geometric mean of {len(ratios)} sessions: {mean:.2f} of {MEAN_PEER}'s time"
+            f"   (goal {MEAN_GOAL}: {'reached' if mean <= MEAN_GOAL else 'missed'})")
+
+
 def machine():
     """Returns the processor, the number of its cores, and the day."""
     model = platform.machine()
@@ -114,6 +131,8 @@ def write_table(subjects):
         ours = sides[0][1]
         peers = "   ".join(f"{side} {duration(taken)} {times(taken / ours)}" for side, taken in sides[1:])
         print(f"{title:<{width}}  {duration(ours):>8}   {peers}{verdict(subject, sides)}".rstrip())
+    if mean := heap_mean(subjects):
+        print(mean)
 
 
 def write_csv(subjects, path):

@@ -37,9 +37,12 @@ public:
     // Adds node to the list, at the place for its size.
     void add(MemoryHeapNode_s* node)
     {
-        const FreePlace place = _placeFor(node->size);
-        if (m_index && !m_index->adding(node, place)) {
+        if (m_index && !m_index->enterNewest()) { // before the search, which then needs not compare with the newest
             m_index = nullptr;
+        }
+        const FreePlace place = _placeFor(node->size);
+        if (m_index) {
+            m_index->adding(node, place);
         }
         linkBetween(m_bank->freeList, place.before, node, place.after);
     }

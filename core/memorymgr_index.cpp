@@ -24,12 +24,12 @@ FreeIndex::Set* FreeIndex::_setOf(const MemoryMgr* manager)
     return nullptr;
 }
 
-// The record of the system bank follows the 32 banks, so its number is 32. It has no index.
-FreeIndex* FreeIndex::_ofLaterSets(const MemoryBank_s* banks, size_t number)
+FreeIndex* FreeIndex::_ofLaterSets(const MemoryBank_s* bank)
 {
     for (Set& set : s_sets) {
-        if (number < 32 && set.banks.load(std::memory_order_acquire) == banks) {
-            return set.indexes[number].m_boundaries ? &set.indexes[number] : nullptr;
+        const Set::Place& place = set.places[_placeOf(bank)];
+        if (place.bank.load(std::memory_order_acquire) == bank) {
+            return place.index;
         }
     }
     return nullptr;
@@ -70,7 +70,9 @@ void FreeIndex::make(const MemoryMgr* manager, int number, const MemoryBank_s& b
     index.m_first = index.m_last = index.m_newest = bank.freeList;
     index.m_newestSize = bank.size;
     set->indexes[number] = index;
-    set->banks.store(&bank - number, std::memory_order_release);
+    Set::Place& place = set->places[_placeOf(&bank)];
+    place.index = &set->indexes[number];
+    place.bank.store(&bank, std::memory_order_release);
     set->manager.store(manager, std::memory_order_release);
 }
 
@@ -83,7 +85,9 @@ void FreeIndex::dropAll(const MemoryMgr* manager)
     for (FreeIndex& index : set->indexes) {
         index._drop();
     }
-    set->banks.store(nullptr, std::memory_order_release);
+    for (Set::Place& place : set->places) {
+        place.bank.store(nullptr, std::memory_order_release);
+    }
     set->manager.store(nullptr, std::memory_order_release);
 }
 
@@ -96,6 +100,13 @@ void FreeIndex::_drop()
 
 bool FreeIndex::_giveUp()
 {
+    for (Set& set : s_sets) {
+        for (Set::Place& place : set.places) {
+            if (place.index == this) {
+                place.bank.store(nullptr, std::memory_order_release);
+            }
+        }
+    }
     _drop();
     return false;
 }

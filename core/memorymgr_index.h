@@ -64,10 +64,8 @@ public:
     // managers have indexes. FreeWalk then answers for the bank.
     static void make(const MemoryMgr* manager, int number, const MemoryBank_s& bank);
 
-    // Returns the index of the bank banks[number]; null when the bank has none, and for a number above 31. banks: the
-    // 32 banks of a manager.
-    static FreeIndex* of(const MemoryBank_s* banks, size_t number);
-    static void dropAll(const MemoryMgr* manager); // frees all indexes of a manager
+    static FreeIndex* of(const MemoryBank_s* bank); // returns the index of a bank; null when the bank has none
+    static void dropAll(const MemoryMgr* manager);  // frees all indexes of a manager
 
     // The three questions of FreeWalk. Each function stores its answer and returns true. If the bank contradicts the
     // index, the index gives itself up and the function returns false.
@@ -76,8 +74,10 @@ public:
     bool neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* node, FreeNeighbours* found);
 
     // FreeList calls these before each change to the free list, while the list and the sizes are still the old ones.
-    // They return false if the newest node contradicts the index, which has then given itself up.
-    bool adding(const MemoryHeapNode_s* node, const FreePlace& place);
+    // Before it asks for the place of a node that it adds, it calls enterNewest. enterNewest and replacing return
+    // false if the newest node contradicts the index, which has then given itself up.
+    bool enterNewest();
+    void adding(const MemoryHeapNode_s* node, const FreePlace& place);
     bool replacing(const MemoryHeapNode_s* old, const MemoryHeapNode_s* node,
                    unsigned int size); // node, of this size, takes old's place
     void removing(const MemoryHeapNode_s* node);
@@ -91,7 +91,8 @@ public:
 private:
     struct Set;
     static Set* _setOf(const MemoryMgr* manager);
-    __attribute__((cold)) static FreeIndex* _ofLaterSets(const MemoryBank_s* banks, size_t number);
+    static size_t _placeOf(const MemoryBank_s* bank);
+    __attribute__((cold)) static FreeIndex* _ofLaterSets(const MemoryBank_s* bank);
     void _drop();
     bool _giveUp();
 
@@ -109,7 +110,6 @@ private:
     MemoryHeapNode_s* _firstLargeFrom(unsigned long size) const;
     bool _isNewestBefore(unsigned int number) const;
     void _setNewest(const MemoryHeapNode_s* node, unsigned int size);
-    bool _enterNewest();
     void _leave(const MemoryHeapNode_s* node);
 
     MemoryHeapNode_s* _nodeAt(unsigned int unit) const;
@@ -149,18 +149,29 @@ private:
     uint64_t m_tops[5];               // a bit for each of up to 257 words of m_groups; set: it isn't 0
 };
 
+// The indexes of one manager. The address of a bank gives its place. The records of a manager's banks follow each
+// other, and the size of a record is an odd multiple of sc_step. So the banks of one manager have different places.
 struct FreeIndex::Set {
-    std::atomic<const MemoryMgr*> manager;  // null: the set is free
-    std::atomic<const MemoryBank_s*> banks; // of the manager; null: the set is free
-    FreeIndex indexes[32];
+    struct Place {
+        std::atomic<const MemoryBank_s*> bank; // null: no bank of this place has an index
+        FreeIndex* index;
+    };
+    static const size_t sc_step = sizeof(MemoryBank_s) & (~sizeof(MemoryBank_s) + 1); // its lowest bit that is set
+
+    Place places[64];
+    FreeIndex indexes[32];                 // by the number of the bank
+    std::atomic<const MemoryMgr*> manager; // null: the set is free
 };
 
-// Only the search in the first set is inlined, because a game has one manager.
-inline FreeIndex* FreeIndex::of(const MemoryBank_s* banks, size_t number)
+inline size_t FreeIndex::_placeOf(const MemoryBank_s* bank)
 {
-    if (__builtin_expect(number >= 32 || s_sets[0].banks.load(std::memory_order_acquire) != banks, false)) {
-        return _ofLaterSets(banks, number);
-    }
-    FreeIndex* index = &s_sets[0].indexes[number];
-    return __builtin_expect(index->m_boundaries != nullptr, true) ? index : nullptr;
+    return reinterpret_cast<uintptr_t>(bank) / Set::sc_step % 64;
+}
+
+// Only the search in the first set is inlined, because a game has one manager.
+inline FreeIndex* FreeIndex::of(const MemoryBank_s* bank)
+{
+    const Set::Place& place = s_sets[0].places[_placeOf(bank)];
+    const bool isInFirst = place.bank.load(std::memory_order_acquire) == bank;
+    return __builtin_expect(isInFirst, true) ? place.index : _ofLaterSets(bank);
 }

@@ -148,10 +148,7 @@ inline MemoryHeapNode_s* FreeIndex::_firstFrom(unsigned long size) const
     if (units >= m_exactCount) {
         return _firstLargeFrom(size);
     }
-    unsigned int number = static_cast<unsigned int>(units);
-    if (m_heads[number] == 0) { // else a shortcut: the search would give the same class
-        number = _firstClassFrom(number);
-    }
+    const unsigned int number = _firstClassFrom(static_cast<unsigned int>(units));
     if (m_newestSize >= size && _isNewestBefore(number)) {
         return const_cast<MemoryHeapNode_s*>(m_newest);
     }
@@ -245,11 +242,10 @@ inline void FreeIndex::_unmark(const MemoryHeapNode_s* node)
 // Whether the node lies in the bank, begins at a unit, and ends at a unit's end or the bank's end.
 inline bool FreeIndex::_isPossible(const MemoryHeapNode_s* node) const
 {
-    const size_t offset = _offsetOf(node);
-    const size_t room = m_size - offset; // used only if the node begins in the bank
-    const bool isInside = offset < m_size && node->size != 0 && node->size <= room;
-    return isInside && (__builtin_expect((offset | node->size) % sc_unit == 0, true) ||
-                        (offset % sc_unit == 0 && node->size == room));
+    const size_t start = _offsetOf(node);
+    const size_t end = start + node->size; // less than start if the node begins below the bank
+    return start < end && end <= m_size &&
+           (__builtin_expect((start | node->size) % sc_unit == 0, true) || (start % sc_unit == 0 && end == m_size));
 }
 
 // Whether the header is that of a free node of at least size bytes.
@@ -325,9 +321,8 @@ inline void FreeIndex::_setNewest(const MemoryHeapNode_s* node, unsigned int siz
     m_newestSize = size;
 }
 
-// Gives the newest node its class and its bits (rule 5), because another node becomes the newest. Returns false if
-// the newest node's header contradicts the index.
-inline bool FreeIndex::_enterNewest()
+// Gives the newest node its class and its bits (rule 5), because another node becomes the newest.
+inline bool FreeIndex::enterNewest()
 {
     if (!m_newest) {
         return true;
@@ -352,11 +347,8 @@ inline void FreeIndex::_leave(const MemoryHeapNode_s* node)
     _unmark(node);
 }
 
-inline bool FreeIndex::adding(const MemoryHeapNode_s* node, const FreePlace& place)
+inline void FreeIndex::adding(const MemoryHeapNode_s* node, const FreePlace& place)
 {
-    if (!_enterNewest()) {
-        return false;
-    }
     _setNewest(node, node->size);
     if (!place.before) {
         m_first = node;
@@ -364,7 +356,6 @@ inline bool FreeIndex::adding(const MemoryHeapNode_s* node, const FreePlace& pla
     if (!place.after) {
         m_last = node;
     }
-    return true;
 }
 
 inline void FreeIndex::removing(const MemoryHeapNode_s* node)
@@ -385,7 +376,7 @@ inline void FreeIndex::removing(const MemoryHeapNode_s* node)
 inline bool FreeIndex::replacing(const MemoryHeapNode_s* old, const MemoryHeapNode_s* node, unsigned int size)
 {
     if (m_newest != old) {
-        if (!_enterNewest()) {
+        if (!enterNewest()) {
             return false;
         }
         _leave(old);

@@ -123,7 +123,14 @@ private:
 inline MemoryHeapNode_s* insideLink(const MemoryNodeRef& link)
 {
     const intptr_t distance = static_cast<int>(link.m_word);
-    return distance ? reinterpret_cast<MemoryHeapNode_s*>(link._here() + static_cast<uintptr_t>(distance)) : nullptr;
+    if (distance == 0) {
+        return nullptr;
+    }
+    MemoryHeapNode_s* node = reinterpret_cast<MemoryHeapNode_s*>(link._here() + static_cast<uintptr_t>(distance));
+    if (!node) {
+        __builtin_unreachable(); // so the compiler tests for null only once
+    }
+    return node;
 }
 
 inline void setInsideLink(MemoryNodeRef& link, MemoryHeapNode_s* node)

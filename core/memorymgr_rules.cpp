@@ -200,7 +200,7 @@ const char* FreeIndex::_brokenUnitRule(const MemoryBank_s* bank) const
 const char* RulesWatch::_brokenRule() const
 {
     const char* broken = brokenHeapRule(m_bank);
-    FreeIndex* index = m_number == -1 ? nullptr : FreeIndex::of(m_bank - m_number, static_cast<size_t>(m_number));
+    FreeIndex* index = FreeIndex::of(m_bank);
     if (!broken && index) {
         broken = index->brokenRule(m_bank);
     }

@@ -17,6 +17,11 @@ FIRST_SYSTEM = {0x80000018: 2, 0x8000001C: 5, 0x8000001F: 5, 0x80000022: 6, 0x80
 UNKNOWN_COMMAND = 99
 
 
+def printable(text):
+    """Returns the text with ? for each control character, because a text from a file could have commands for the terminal."""
+    return "".join(character if character.isprintable() else "?" for character in text)
+
+
 @dataclasses.dataclass
 class Finding:
     path: str
@@ -28,14 +33,14 @@ class Finding:
     def __str__(self):
         text = f"{self.path}: {'error' if self.is_error else 'warning'}: {self.what}"
         text += f"; {self.instead}" if self.instead else ""
-        return "".join(c if c.isprintable() else "?" for c in text) + f" [{self.check}]"
+        return f"{printable(text)} [{self.check}]"
 
 
 class Check:
     """One check of one bundle. architectures are those that each file needs; empty for the program's own."""
 
     def __init__(self, bundle, architectures=(), otool=None):
-        self.bundle = os.path.abspath(bundle)
+        self.bundle = os.path.realpath(bundle) # the findings name paths relative to it
         self.contents = os.path.join(self.bundle, "Contents")
         self.program_folder = os.path.join(self.contents, "MacOS")
         self.architectures = list(architectures)
@@ -69,7 +74,7 @@ class Check:
         return os.path.relpath(path, self.bundle)
 
     def _is_inside(self, path):
-        return os.path.realpath(path).startswith(os.path.realpath(self.bundle) + os.sep)
+        return os.path.realpath(path).startswith(self.bundle + os.sep)
 
     # ---- Folders
 
@@ -244,7 +249,7 @@ class Check:
         if os.path.islink(path) or not os.path.isfile(path) or not macho.is_macho(path):
             return
         for image in self._read(path):
-            place = os.path.relpath(os.path.realpath(path), os.path.join(os.path.realpath(self.contents), "Frameworks"))
+            place = os.path.relpath(os.path.realpath(path), os.path.join(self.contents, "Frameworks"))
             if image.kind == "library" and image.own_name not in (names.FRAMEWORKS + place, "@rpath/" + place):
                 self._warn(self._relative(path), f"the install name is {image.own_name or 'empty'}",
                            f"link with -install_name {names.FRAMEWORKS}{place}", "install-name")

@@ -229,6 +229,15 @@ class Check(InAFolder):
     def test_control_characters_of_a_name_do_not_reach_the_terminal(self):
         self.replace("MacOS/castle", mach.image(libraries=["\x1b[2Jevil"]))
         self.assertIn("loads ?[2Jevil,", self.findings()[0])
+        self.write("castle", mach.image(libraries=[FRAMEWORKS + "\x1b[2Jevil"]))
+        self.assertIn("core-bundle: ?[2Jevil is in none", self.tool("make", "a.app", "--program", "castle", "--identifier", "a.b")[1])
+
+    def test_a_bundle_that_is_reached_through_a_link_has_the_same_findings(self):
+        self.replace("Frameworks/libcore.1.dylib", mach.image(count=7))
+        before = self.findings()
+        os.rename(self.folder / "castle.app", self.folder / "real.app")
+        (self.folder / "castle.app").symlink_to("real.app")
+        self.assertEqual(self.findings(), before)
 
     def test_the_program_prints_the_findings_and_its_status_says_that_there_are_some(self):
         self.assertEqual(self.tool("check", "castle.app", "--arch", "ppc"), (0, ""))

@@ -89,6 +89,13 @@ for name in ("core", "file", "logger"):
         info = plistlib.load(file)
     assert (info["CFBundleExecutable"], info["CFBundlePackageType"], info["CFBundleVersion"]) == (name, "FMWK", "1.0.0"), info
 END
+# The names of the headers lead into the frameworks, where the compiler's front end knows the system.
+front_end=(clang++ --target=powerpc-apple-darwin8 -ffreestanding -nostdinc++ -nostdlibinc -std=c++17 -fsyntax-only
+    -I"$source/tests/layout/darwin" -I"$source/macapi/include" -F"$installed" -x c++)
+if "${front_end[@]}" /dev/null 2>/dev/null; then
+    printf '#include "%s"\n' core/memorymgr.h core/platform.h core/stringtable.h file/file.h logger/logger.h >game.cpp
+    step "${front_end[@]}" game.cpp
+fi
 step cmake -S "$source/tests/consumer" -B castle -G Ninja --toolchain "$source/cmake/powerpc-apple-darwin8.cmake" \
     -DCORE_MAC_SDK="$folder/MacOSX.sdk" -DCONSUMER_WAY=find_package -Dcore_DIR="$folder/installed8/lib/cmake/core"
 step cmake --build castle --target game

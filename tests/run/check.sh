@@ -38,7 +38,7 @@ fi
 [ -e "$tree/CMakeFiles/state" ] || exit 1 # not configured
 touch "${places[@]/%//made}"
 printf '%s/made\n' "${places[@]}" >>"$NOTED"
-for program in demo/core_demo bench/one_bench tests/core/memorymgr_model_test tests/soak/store_writer tests/tools/core-strings/core_strings_random_test tests/fuzz/fuzz_one; do
+for program in demo/core_demo bench/one_bench tests/core/memorymgr_model_test tests/soak/store_writer tests/tools/core-strings/core_strings_random_test tests/fuzz/fuzz_one tools/core-memory/core-memory; do
     cp "$STAND_INS/program" "$tree/$program"
     echo "$tree/$program" >>"$NOTED"
 done

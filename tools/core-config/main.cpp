@@ -1,7 +1,6 @@
 // core-config: finds what a game misreads in its config files and preferences files.
 #include "tools/core-config/command.h"
-
-#include <CLI/CLI.hpp>
+#include "tools/shared/program.h"
 
 #include <memory>
 #include <stdio.h>
@@ -24,31 +23,30 @@ static const char sc_checkFooter[] =
     "\n"
     "Files whose names end with .ini are checked as with --ini.";
 
-static void addCheck(CLI::App& app, int* status)
+static void addCheck(Program& program, int* status)
 {
     const auto options = std::make_shared<CheckCommand>();
-    CLI::App* command =
-        app.add_subcommand("check", "Finds what a game misreads in config files and preferences files");
-    command->add_option("FILE", options->files, "The files; - for the standard input")->required();
-    command->add_flag("--ini", options->isIni, "The files are preferences files (INI)");
+    Command command = program.addCommand("check", "Finds what a game misreads in config files and preferences files");
+    command.addOption("FILE", &options->files, "The files; - for the standard input").required();
+    command.addFlag("--ini", &options->isIni, "The files are preferences files (INI)");
     const auto schema =
-        command->add_option("--schema", options->schema, "Also check names, types and values against this schema");
-    command->add_option("--as", options->as, "The files are this file of the schema")->needs(schema);
+        command.addOption("--schema", &options->schema, "Also check names, types and values against this schema");
+    command.addOption("--as", &options->as, "The files are this file of the schema").needs(schema);
     command
-        ->add_flag("--missing", options->check.tellsMissing,
-                   "Also tell the names that a file lacks, with their defaults")
-        ->needs(schema);
+        .addFlag("--missing", &options->check.tellsMissing,
+                 "Also tell the names that a file lacks, with their defaults")
+        .needs(schema);
     const auto fixes =
-        command->add_flag("--fix", options->isFix, "Repair what has one right answer, and show it as a diff");
+        command.addFlag("--fix", &options->isFix, "Repair what has one right answer, and show it as a diff");
     command
-        ->add_flag("--crlf", options->check.wantsCarriageReturns,
-                   "With --fix: end all lines with carriage return and line feed")
-        ->needs(fixes);
-    command->add_flag("--dry-run", options->isDryRun, "With --fix: show the diff and change no file")->needs(fixes);
-    const auto json = command->add_flag("--json", options->isJson, "JSON");
-    command->add_flag("--github", options->isGithub, "Annotations for GitHub")->excludes(json);
-    command->footer(sc_checkFooter);
-    command->callback([=] { *status = runCheck(*options); });
+        .addFlag("--crlf", &options->check.wantsCarriageReturns,
+                 "With --fix: end all lines with carriage return and line feed")
+        .needs(fixes);
+    command.addFlag("--dry-run", &options->isDryRun, "With --fix: show the diff and change no file").needs(fixes);
+    const auto json = command.addFlag("--json", &options->isJson, "JSON");
+    command.addFlag("--github", &options->isGithub, "Annotations for GitHub").excludes(json);
+    command.footer(sc_checkFooter);
+    command.onRun([=] { *status = runCheck(*options); });
 }
 
 static const char sc_lspFooter[] =
@@ -58,33 +56,28 @@ static const char sc_lspFooter[] =
     "Example:\n"
     "  core-config lsp --schema game.schema";
 
-static void addLsp(CLI::App& app, int* status)
+static void addLsp(Program& program, int* status)
 {
     const auto schema = std::make_shared<std::string>();
-    CLI::App* command = app.add_subcommand("lsp", "Serves an editor: findings, completion and explanations");
-    command->add_option("--schema", *schema, "The names, types and comments of the game's files");
-    command->footer(sc_lspFooter);
-    command->callback([=] { *status = runLsp(*schema); });
+    Command command = program.addCommand("lsp", "Serves an editor: findings, completion and explanations");
+    command.addOption("--schema", schema.get(), "The names, types and comments of the game's files");
+    command.footer(sc_lspFooter);
+    command.onRun([=] { *status = runLsp(*schema); });
 }
 
 static int run(int argc, char** argv)
 {
-    CLI::App app(sc_description, "core-config");
-    app.footer(sc_statuses);
-    app.set_version_flag("--version", "core-config " CORE_VERSION);
-    app.require_subcommand(1);
-    app.failure_message(CLI::FailureMessage::help);
+    Program program("core-config", sc_description);
+    program.footer(sc_statuses);
+    program.version("core-config " CORE_VERSION);
+    program.needsCommand();
     int status = TOOL_FINE;
-    addCheck(app, &status);
-    addLsp(app, &status);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) {
-            return app.exit(error); // --help and --version
-        }
-        return complain(TOOL_NOT_UNDERSTOOD,
-                        std::string(error.what()) + "; core-config --help explains the commands");
+    addCheck(program, &status);
+    addLsp(program, &status);
+    std::string error;
+    if (!program.run(argc, argv, &error)) {
+        return error.empty() ? TOOL_FINE
+                             : complain(TOOL_NOT_UNDERSTOOD, error + "; core-config --help explains the commands");
     }
     if (fflush(stdout) != 0) {
         return complain(TOOL_CANT_ACCESS, "the standard output can't be written");

@@ -1,7 +1,6 @@
 // core-strings: checks and edits the files with the texts of a game.
 #include "tools/core-strings/commands.h"
-
-#include <CLI/CLI.hpp>
+#include "tools/shared/program.h"
 
 #include <exception>
 #include <stdio.h>
@@ -24,116 +23,115 @@ static const char sc_footer[] =
     "Exit status: 0 all is fine, 1 there are findings, 2 the command line or a PO file was not understood,\n"
     "3 a file can't be read or written.";
 
-static CLI::Option* addFiles(CLI::App* command, std::vector<std::string>* files)
+static void addFiles(Command command, std::vector<std::string>* files)
 {
-    return command->add_option("FILE", *files, "Strings files; - for the standard input")->required();
+    command.addOption("FILE", files, "Strings files; - for the standard input").required();
 }
 
-static CLI::Option* addFile(CLI::App* command, std::string* file, const char* what)
+static void addFile(Command command, std::string* file, const char* what)
 {
-    return command->add_option("FILE", *file, what)->required();
+    command.addOption("FILE", file, what).required();
 }
 
-static void addOutput(CLI::App* command, std::string* output, const char* what)
+static void addOutput(Command command, std::string* output, const char* what)
 {
-    command->add_option("-o,--output", *output, what);
+    command.addOption("-o,--output", output, what);
 }
 
-static void addCheck(CLI::App& app, CheckOptions* options, int* status)
+static void addCheck(Program& program, CheckOptions* options, int* status)
 {
-    CLI::App* command = app.add_subcommand("check", "Says what a game can't read, and what a translation lacks");
-    command->footer("Examples:\n"
-                    "  core-strings check locale/*/strings.utf8\n"
-                    "  core-strings check --with locale/fr/strings.utf8 locale/de/strings.utf8\n"
-                    "  core-strings check --github locale/*/strings.utf8");
+    Command command = program.addCommand("check", "Says what a game can't read, and what a translation lacks");
+    command.footer("Examples:\n"
+                   "  core-strings check locale/*/strings.utf8\n"
+                   "  core-strings check --with locale/fr/strings.utf8 locale/de/strings.utf8\n"
+                   "  core-strings check --github locale/*/strings.utf8");
     addFiles(command, &options->files);
-    command->add_option("--with", options->reference, "Another language: the same keys must be in both files");
-    command->add_flag("--unchanged", options->findsUnchanged,
-                      "A translation that is the same as its key is a finding");
-    CLI::Option* const json = command->add_flag("--json", options->isJson, "Prints the findings as JSON");
-    command->add_flag("--github", options->isGithub, "Prints the findings as annotations of GitHub")->excludes(json);
-    command->callback([=] { *status = runCheck(*options); });
+    command.addOption("--with", &options->reference, "Another language: the same keys must be in both files");
+    command.addFlag("--unchanged", &options->findsUnchanged,
+                    "A translation that is the same as its key is a finding");
+    const Option json = command.addFlag("--json", &options->isJson, "Prints the findings as JSON");
+    command.addFlag("--github", &options->isGithub, "Prints the findings as annotations of GitHub").excludes(json);
+    command.onRun([=] { *status = runCheck(*options); });
 }
 
-static void addMerge(CLI::App& app, MergeOptions* options, int* status)
+static void addMerge(Program& program, MergeOptions* options, int* status)
 {
-    CLI::App* command = app.add_subcommand("merge", "Brings new texts of the game into a translation");
-    command->footer("Examples:\n"
-                    "  core-strings merge locale/de/strings.utf8 collected.utf8\n"
-                    "  core-strings merge --drop-unused -o new.utf8 locale/de/strings.utf8 collected.utf8");
-    command->add_option("OLD", options->oldFile, "The translation; it is replaced")->required();
-    command->add_option("NEW", options->newFile, "A file with all texts of the game, such as one that it collected")
-        ->required();
+    Command command = program.addCommand("merge", "Brings new texts of the game into a translation");
+    command.footer("Examples:\n"
+                   "  core-strings merge locale/de/strings.utf8 collected.utf8\n"
+                   "  core-strings merge --drop-unused -o new.utf8 locale/de/strings.utf8 collected.utf8");
+    command.addOption("OLD", &options->oldFile, "The translation; it is replaced").required();
+    command.addOption("NEW", &options->newFile, "A file with all texts of the game, such as one that it collected")
+        .required();
     addOutput(command, &options->output, "Writes to this file and leaves OLD as it is");
-    command->add_flag("--drop-unused", options->dropsUnused,
-                      "Removes entries that NEW lacks, and does not mark them");
-    command->add_flag("--no-proposals", options->isWithoutProposals, "Proposes no translations of similar texts");
-    command->callback([=] { *status = runMerge(*options); });
+    command.addFlag("--drop-unused", &options->dropsUnused, "Removes entries that NEW lacks, and does not mark them");
+    command.addFlag("--no-proposals", &options->isWithoutProposals, "Proposes no translations of similar texts");
+    command.onRun([=] { *status = runMerge(*options); });
 }
 
-static void addStats(CLI::App& app, StatsOptions* options, int* status)
+static void addStats(Program& program, StatsOptions* options, int* status)
 {
-    CLI::App* command = app.add_subcommand("stats", "Counts entries, proposals and words");
-    command->footer("Examples:\n"
-                    "  core-strings stats locale/*/strings.utf8");
+    Command command = program.addCommand("stats", "Counts entries, proposals and words");
+    command.footer("Examples:\n"
+                   "  core-strings stats locale/*/strings.utf8");
     addFiles(command, &options->files);
-    command->add_flag("--json", options->isJson, "Prints JSON");
-    command->callback([=] { *status = runStats(*options); });
+    command.addFlag("--json", &options->isJson, "Prints JSON");
+    command.onRun([=] { *status = runStats(*options); });
 }
 
-static void addFormat(CLI::App& app, FormatOptions* options, int* status)
+static void addFormat(Program& program, FormatOptions* options, int* status)
 {
-    CLI::App* command = app.add_subcommand("format", "Gives all entries one form");
-    command->footer("Examples:\n"
-                    "  core-strings format locale/de/strings.utf8\n"
-                    "  core-strings format --apple - <locale/de/strings.utf8 >de.strings");
+    Command command = program.addCommand("format", "Gives all entries one form");
+    command.footer("Examples:\n"
+                   "  core-strings format locale/de/strings.utf8\n"
+                   "  core-strings format --apple - <locale/de/strings.utf8 >de.strings");
     addFiles(command, &options->files);
-    command->add_flag("--sort", options->isSorted, "Sorts the entries by their keys");
-    command->add_flag("--apple", options->isApple,
-                      "Ends entries with a semicolon, so that other programs for strings files can read them");
-    command->add_flag("--check", options->onlyChecks, "Changes nothing; names the files that would change");
-    command->callback([=] { *status = runFormat(*options); });
+    command.addFlag("--sort", &options->isSorted, "Sorts the entries by their keys");
+    command.addFlag("--apple", &options->isApple,
+                    "Ends entries with a semicolon, so that other programs for strings files can read them");
+    command.addFlag("--check", &options->onlyChecks, "Changes nothing; names the files that would change");
+    command.onRun([=] { *status = runFormat(*options); });
 }
 
-static void addPseudo(CLI::App& app, PseudoOptions* options, int* status)
+static void addPseudo(Program& program, PseudoOptions* options, int* status)
 {
-    CLI::App* command =
-        app.add_subcommand("pseudo", "Makes up a translation that shows untranslated and narrow places");
-    command->footer("Examples:\n"
-                    "  core-strings pseudo collected.utf8 -o locale/pseudo/strings.utf8");
+    Command command =
+        program.addCommand("pseudo", "Makes up a translation that shows untranslated and narrow places");
+    command.footer("Examples:\n"
+                   "  core-strings pseudo collected.utf8 -o locale/pseudo/strings.utf8");
     addFile(command, &options->file, "A strings file with all texts of the game; - for the standard input");
     addOutput(command, &options->output, "The file to write, instead of the standard output");
-    command->callback([=] { *status = runPseudo(*options); });
+    command.onRun([=] { *status = runPseudo(*options); });
 }
 
-static void addPo(CLI::App& app, PoOptions* options, int* status)
+static void addPo(Program& program, PoOptions* options, int* status)
 {
-    CLI::App* command = app.add_subcommand("po", "Makes a PO file of a strings file");
-    command->footer("Examples:\n"
-                    "  core-strings po locale/de/strings.utf8 -o de.po\n"
-                    "  core-strings po --template collected.utf8 -o game.pot");
+    Command command = program.addCommand("po", "Makes a PO file of a strings file");
+    command.footer("Examples:\n"
+                   "  core-strings po locale/de/strings.utf8 -o de.po\n"
+                   "  core-strings po --template collected.utf8 -o game.pot");
     addFile(command, &options->file, "A strings file; - for the standard input");
     addOutput(command, &options->output, "The file to write, instead of the standard output");
-    command->add_flag("--template", options->isTemplate, "Leaves out the translations");
-    command->callback([=] { *status = runPo(*options); });
+    command.addFlag("--template", &options->isTemplate, "Leaves out the translations");
+    command.onRun([=] { *status = runPo(*options); });
 }
 
-static void addFromPo(CLI::App& app, FromPoOptions* options, int* status)
+static void addFromPo(Program& program, FromPoOptions* options, int* status)
 {
-    CLI::App* command = app.add_subcommand("from-po", "Makes a strings file of a PO file");
-    command->footer("Examples:\n"
-                    "  core-strings from-po de.po -o locale/de/strings.utf8");
+    Command command = program.addCommand("from-po", "Makes a strings file of a PO file");
+    command.footer("Examples:\n"
+                   "  core-strings from-po de.po -o locale/de/strings.utf8");
     addFile(command, &options->file, "A PO file; - for the standard input");
     addOutput(command, &options->output, "The file to write, instead of the standard output");
-    command->callback([=] { *status = runFromPo(*options); });
+    command.onRun([=] { *status = runFromPo(*options); });
 }
 
 static int runProgram(int argc, char** argv)
 {
-    CLI::App app(sc_description, "core-strings");
-    app.footer(sc_footer);
-    app.set_version_flag("--version", "core-strings " CORE_VERSION);
-    app.require_subcommand(1);
+    Program program("core-strings", sc_description);
+    program.footer(sc_footer);
+    program.version("core-strings " CORE_VERSION);
+    program.needsCommand();
     int status = TOOL_FINE;
     CheckOptions check;
     MergeOptions merge;
@@ -142,21 +140,17 @@ static int runProgram(int argc, char** argv)
     PseudoOptions pseudo;
     PoOptions po;
     FromPoOptions fromPo;
-    addCheck(app, &check, &status);
-    addMerge(app, &merge, &status);
-    addStats(app, &stats, &status);
-    addFormat(app, &format, &status);
-    addPseudo(app, &pseudo, &status);
-    addPo(app, &po, &status);
-    addFromPo(app, &fromPo, &status);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) {
-            return app.exit(error); // --help and --version
-        }
-        return complain(TOOL_NOT_UNDERSTOOD,
-                        std::string(error.what()) + "; core-strings --help explains the commands");
+    addCheck(program, &check, &status);
+    addMerge(program, &merge, &status);
+    addStats(program, &stats, &status);
+    addFormat(program, &format, &status);
+    addPseudo(program, &pseudo, &status);
+    addPo(program, &po, &status);
+    addFromPo(program, &fromPo, &status);
+    std::string error;
+    if (!program.run(argc, argv, &error)) {
+        return error.empty() ? TOOL_FINE
+                             : complain(TOOL_NOT_UNDERSTOOD, error + "; core-strings --help explains the commands");
     }
     if (fflush(stdout) != 0 || ferror(stdout)) {
         return complain(TOOL_CANT_ACCESS, "the standard output can't be written");

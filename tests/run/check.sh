@@ -75,7 +75,7 @@ exec /bin/sleep 0.01
 END
 standIn dpkg-query <<'END'
 #!/bin/bash
-echo "install ok installed"
+printf 'installed %s\n' "${@:3}"
 END
 for program in openbox xdotool ninja gcovr; do
     standIn $program <<<'#!/bin/true'
@@ -118,14 +118,13 @@ fail() {
 
 # try COMMAND BEFORE: runs it and looks whether all noted files are still there. BEFORE is for the message.
 try() {
-    local noted places
+    local places
     PATH=$STAND_INS:$PATH bash -c "$1" >"$folder/said" 2>&1 </dev/null || {
         cat "$folder/said"
         fail "$1, behind $2"
     }
-    while read -r noted; do
-        [ -e "$noted" ] || fail "$1 has removed $noted, behind $2"
-    done < <(sort -u "$NOTED")
+    sort -u "$NOTED" | xargs -d '\n' stat -c '' >"$folder/said" 2>&1 ||
+        fail "$1 has removed files, behind $2:"$'\n'"$(grep -v '^$' "$folder/said")"
     # A file of the user's in each folder.
     mapfile -t places < <(find build -type d)
     touch "${places[@]/%//mine}"

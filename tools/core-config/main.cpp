@@ -1,7 +1,6 @@
 // core-config: finds what a game misreads in its config files and preferences files, and what it asks them for.
 #include "tools/core-config/command.h"
-
-#include <CLI/CLI.hpp>
+#include "tools/shared/program.h"
 
 #include <memory>
 #include <stdio.h>
@@ -27,33 +26,32 @@ static const char sc_checkFooter[] =
     "library's\n"
     "sources.";
 
-static void addCheck(CLI::App& app, int* status)
+static void addCheck(Program& program, int* status)
 {
     const auto options = std::make_shared<CheckCommand>();
-    CLI::App* command =
-        app.add_subcommand("check", "Finds what a game misreads in config files and preferences files");
-    command->add_option("FILE", options->files, "The files; - for the standard input")->required();
-    command->add_flag("--ini", options->isIni, "The files are preferences files (INI)");
+    Command command = program.addCommand("check", "Finds what a game misreads in config files and preferences files");
+    command.addOption("FILE", &options->files, "The files; - for the standard input").required();
+    command.addFlag("--ini", &options->isIni, "The files are preferences files (INI)");
     const auto schema =
-        command->add_option("--schema", options->schema, "Also check names, types and values against this schema");
-    command->add_option("--as", options->as, "Check the files against the entry of the schema that has this path")
-        ->needs(schema);
+        command.addOption("--schema", &options->schema, "Also check names, types and values against this schema");
+    command.addOption("--as", &options->as, "Check the files against the entry of the schema that has this path")
+        .needs(schema);
     command
-        ->add_flag("--missing", options->check.tellsMissing,
-                   "Also report the names that a file lacks, with the defaults that the game uses")
-        ->needs(schema);
+        .addFlag("--missing", &options->check.tellsMissing,
+                 "Also report the names that a file lacks, with the defaults that the game uses")
+        .needs(schema);
     const auto fixes =
-        command->add_flag("--fix", options->isFix,
-                          "Repair each mistake that has only one right repair, and show the repairs as a diff");
+        command.addFlag("--fix", &options->isFix,
+                        "Repair each mistake that has only one right repair, and show the repairs as a diff");
     command
-        ->add_flag("--crlf", options->check.wantsCarriageReturns,
-                   "With --fix: end all lines with carriage return and line feed")
-        ->needs(fixes);
-    command->add_flag("--dry-run", options->isDryRun, "With --fix: show the diff, but change no file")->needs(fixes);
-    const auto json = command->add_flag("--json", options->isJson, "Print the findings as JSON");
-    command->add_flag("--github", options->isGithub, "Print the findings as annotations for GitHub")->excludes(json);
-    command->footer(sc_checkFooter);
-    command->callback([=] { *status = runCheck(*options); });
+        .addFlag("--crlf", &options->check.wantsCarriageReturns,
+                 "With --fix: end all lines with carriage return and line feed")
+        .needs(fixes);
+    command.addFlag("--dry-run", &options->isDryRun, "With --fix: show the diff, but change no file").needs(fixes);
+    const auto json = command.addFlag("--json", &options->isJson, "Print the findings as JSON");
+    command.addFlag("--github", &options->isGithub, "Print the findings as annotations for GitHub").excludes(json);
+    command.footer(sc_checkFooter);
+    command.onRun([=] { *status = runCheck(*options); });
 }
 
 static const char sc_learnFooter[] =
@@ -68,17 +66,17 @@ static const char sc_learnFooter[] =
     "readers, 2 the command line or the schema was not understood, 3 the game could not be started or the schema\n"
     "could not be read or written.";
 
-static void addLearn(CLI::App& app, int* status)
+static void addLearn(Program& program, int* status)
 {
     const auto options = std::make_shared<LearnCommand>();
-    CLI::App* command =
-        app.add_subcommand("learn", "Plays a game and writes down, in a schema, what the game asks its files for");
-    command->add_option("-o,--output", options->schema, "The schema to write; if it exists, the run is added to it")
-        ->required();
-    command->add_option("command", options->command, "The game and its arguments, after --")->required();
-    command->positionals_at_end();
-    command->footer(sc_learnFooter);
-    command->callback([=] { *status = runLearn(*options); });
+    Command command =
+        program.addCommand("learn", "Plays a game and writes down, in a schema, what the game asks its files for");
+    command.addOption("-o,--output", &options->schema, "The schema to write; if it exists, the run is added to it")
+        .required();
+    command.addOption("command", &options->command, "The game and its arguments, after --").required();
+    command.endsAtPlaces();
+    command.footer(sc_learnFooter);
+    command.onRun([=] { *status = runLearn(*options); });
 }
 
 static const char sc_runFooter[] =
@@ -94,20 +92,20 @@ static const char sc_runFooter[] =
     "The exit status is that of the game. With --fail-on-finding it is 1 after a finding if the game ends with 0.\n"
     "It is 2 when the command line was not understood, and 3 when the game could not be started.";
 
-static void addRun(CLI::App& app, int* status)
+static void addRun(Program& program, int* status)
 {
     const auto options = std::make_shared<RunCommand>();
-    CLI::App* command = app.add_subcommand(
+    Command command = program.addCommand(
         "run", "Plays a game and prints what the library cannot read in its files, with the places");
-    command->add_option("-o,--output", options->output, "Write the findings to this file at the end of the game");
-    command->add_flag("--fail-on-finding", options->isFailing, "Exit with status 1 after a finding");
+    command.addOption("-o,--output", &options->output, "Write the findings to this file at the end of the game");
+    command.addFlag("--fail-on-finding", &options->isFailing, "Exit with status 1 after a finding");
     const auto json =
-        command->add_flag("--json", options->isJson, "Print the findings as JSON, at the end of the game");
-    command->add_flag("--github", options->isGithub, "Print the findings as annotations for GitHub")->excludes(json);
-    command->add_option("command", options->command, "The game and its arguments, after --")->required();
-    command->positionals_at_end();
-    command->footer(sc_runFooter);
-    command->callback([=] { *status = runGame(*options); });
+        command.addFlag("--json", &options->isJson, "Print the findings as JSON, at the end of the game");
+    command.addFlag("--github", &options->isGithub, "Print the findings as annotations for GitHub").excludes(json);
+    command.addOption("command", &options->command, "The game and its arguments, after --").required();
+    command.endsAtPlaces();
+    command.footer(sc_runFooter);
+    command.onRun([=] { *status = runGame(*options); });
 }
 
 static const char sc_lspFooter[] =
@@ -117,36 +115,31 @@ static const char sc_lspFooter[] =
     "Example:\n"
     "  core-config lsp --schema demo.schema";
 
-static void addLsp(CLI::App& app, int* status)
+static void addLsp(Program& program, int* status)
 {
     const auto schema = std::make_shared<std::string>();
-    CLI::App* command =
-        app.add_subcommand("lsp", "Is a language server: an editor gets findings, proposals and explanations");
-    command->add_option("--schema", *schema, "The names, types and comments of the game's files");
-    command->footer(sc_lspFooter);
-    command->callback([=] { *status = runLsp(*schema); });
+    Command command =
+        program.addCommand("lsp", "Is a language server: an editor gets findings, proposals and explanations");
+    command.addOption("--schema", schema.get(), "The names, types and comments of the game's files");
+    command.footer(sc_lspFooter);
+    command.onRun([=] { *status = runLsp(*schema); });
 }
 
 static int run(int argc, char** argv)
 {
-    CLI::App app(sc_description, "core-config");
-    app.footer(sc_statuses);
-    app.set_version_flag("--version", "core-config " CORE_VERSION);
-    app.require_subcommand(1);
-    app.failure_message(CLI::FailureMessage::help);
+    Program program("core-config", sc_description);
+    program.footer(sc_statuses);
+    program.version("core-config " CORE_VERSION);
+    program.needsCommand();
     int status = TOOL_FINE;
-    addCheck(app, &status);
-    addLearn(app, &status);
-    addRun(app, &status);
-    addLsp(app, &status);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) {
-            return app.exit(error); // --help and --version
-        }
-        return complain(TOOL_NOT_UNDERSTOOD,
-                        std::string(error.what()) + "; core-config --help explains the commands");
+    addCheck(program, &status);
+    addLearn(program, &status);
+    addRun(program, &status);
+    addLsp(program, &status);
+    std::string error;
+    if (!program.run(argc, argv, &error)) {
+        return error.empty() ? TOOL_FINE
+                             : complain(TOOL_NOT_UNDERSTOOD, error + "; core-config --help explains the commands");
     }
     if (fflush(stdout) != 0) {
         return complain(TOOL_CANT_ACCESS, "the standard output can't be written");

@@ -1,8 +1,7 @@
 // core-doctor: what a bug report needs, on one screen. It changes nothing.
 #include "logger/printable.h"
 #include "tools/core-doctor/subjects.h"
-
-#include <CLI/CLI.hpp>
+#include "tools/shared/program.h"
 
 #include <stdio.h>
 
@@ -36,26 +35,22 @@ static Report examine(const Game& game)
 
 int main(int argc, char** argv)
 {
-    CLI::App app(
-        "Shows what a bug report needs: libraries, host, folders, stored files and display. Changes nothing.",
-        "core-doctor");
+    Program program(
+        "core-doctor",
+        "Shows what a bug report needs: libraries, host, folders, stored files and display. Changes nothing.");
     std::string path;
     bool isJson = false;
-    CLI::Option* const named = app.add_option("GAME", path, "The file of a game that uses the library core");
-    app.add_flag("--json", isJson, "Print JSON");
-    app.footer("Exit status: 0 nothing is wrong, 1 there are warnings, 2 the command line was not understood,\n"
-               "3 the game's file can't be read or the output can't be written.");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) {
-            return app.exit(error); // --help
-        }
-        return complain(sc_notUnderstood, std::string(error.what()) + "; core-doctor --help explains the options");
+    const Option named = program.addOption("GAME", &path, "The file of a game that uses the library core");
+    program.addFlag("--json", &isJson, "Print JSON");
+    program.footer("Exit status: 0 nothing is wrong, 1 there are warnings, 2 the command line was not understood,\n"
+                   "3 the game's file can't be read or the output can't be written.");
+    std::string error;
+    if (!program.run(argc, argv, &error)) {
+        return error.empty() ? sc_fine
+                             : complain(sc_notUnderstood, error + "; core-doctor --help explains the options");
     }
     Game game;
-    std::string error;
-    if (named->count() && !findGame(path, &game, &error)) {
+    if (named.isGiven() && !findGame(path, &game, &error)) {
         return complain(sc_cantLook, error);
     }
     const Report report = examine(game);

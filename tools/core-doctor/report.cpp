@@ -1,9 +1,9 @@
 #include "tools/core-doctor/report.h"
 
 #include "logger/printable.h"
+#include "tools/shared/json.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <stdio.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -52,16 +52,15 @@ void Report::printText() const
 
 void Report::printJson() const
 {
-    nlohmann::ordered_json json;
+    Json json = Json::object();
     for (const Section& section : m_sections) {
         for (const Row& row : section.rows) {
             json[section.title][row.name] = row.value;
         }
     }
-    json["warnings"] = nlohmann::ordered_json::array();
+    Json& warnings = json["warnings"] = Json::array();
     for (const Warning& warning : m_warnings) {
-        json["warnings"].push_back({{"id", warning.id}, {"what", warning.what}, {"todo", warning.todo}});
+        warnings.add(Json::object({{"id", warning.id}, {"what", warning.what}, {"todo", warning.todo}}));
     }
-    // Bytes that are no UTF-8 are replaced.
-    printf("%s\n", json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
+    printf("%s\n", json.text(2).c_str());
 }

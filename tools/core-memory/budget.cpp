@@ -4,7 +4,7 @@
 #include "watch/summary.h"
 
 #include <algorithm>
-#include <regex>
+#include <regex.h>
 #include <sstream>
 #include <stdlib.h>
 
@@ -18,25 +18,57 @@ static uint64_t unitOf(const std::string& unit)
     return unit == "KiB" ? 1u << 10 : unit == "MiB" ? 1u << 20 : unit == "GiB" ? 1u << 30 : 1;
 }
 
-static bool readBudget(const std::string& line, Budget* budget)
+// Compares text with an extended regular expression of POSIX, and stores the parts in brackets. A part that is missing
+// is empty. The class of the C++ library would take the compiler five seconds.
+static bool matches(const std::string& text, const char* pattern, std::vector<std::string>* parts)
 {
-    static const std::regex sc_leaks("leaks\\s*<=\\s*(\\d{1,18})(?:\\s+from\\s+(\\S.*))?");
-    static const std::regex sc_bank("(\"[^\"]+\"|\\S.*?)(\\s+fallback)?\\s*<=\\s*(\\d{1,9})(?:\\s*(B|KiB|MiB|GiB))?");
-    std::smatch parts;
-    budget->text = line;
-    if (std::regex_match(line, parts, sc_leaks)) {
-        budget->kind = Budget::LEAKS;
-        budget->most = strtoull(parts[1].str().c_str(), nullptr, 10);
-        budget->name = parts[2];
-        return true;
-    }
-    if (!std::regex_match(line, parts, sc_bank) || (parts[2].matched && parts[4].matched)) {
+    regex_t regex;
+    if (regcomp(&regex, pattern, REG_EXTENDED) != 0) {
         return false;
     }
-    budget->kind = parts[2].matched ? Budget::FALLBACKS : Budget::BYTES;
-    budget->name = parts[1].str()[0] == '"' ? parts[1].str().substr(1, parts[1].length() - 2) : parts[1].str();
-    budget->most = strtoull(parts[3].str().c_str(), nullptr, 10) * unitOf(parts[4]);
-    return true;
+    std::vector<regmatch_t> places(regex.re_nsub + 1);
+    const bool isMatch = regexec(&regex, text.c_str(), places.size(), places.data(), 0) == 0;
+    regfree(&regex);
+    parts->clear();
+    for (const regmatch_t& place : places) {
+        const bool isThere = isMatch && place.rm_so >= 0;
+        const size_t begin = isThere ? static_cast<size_t>(place.rm_so) : 0;
+        parts->push_back(isThere ? text.substr(begin, static_cast<size_t>(place.rm_eo) - begin) : "");
+    }
+    return isMatch;
+}
+
+static const char sc_leaks[] =
+    "^leaks[[:space:]]*<=[[:space:]]*([0-9]{1,18})([[:space:]]+from[[:space:]]+([^[:space:]].*))?$";
+static const char sc_bank[] = "^(.*[^[:space:]])[[:space:]]*<=[[:space:]]*([0-9]{1,9})[[:space:]]*(B|KiB|MiB|GiB)?$";
+static const char sc_fallbacks[] = "^(.*[^[:space:]])[[:space:]]+fallback$";
+static const char sc_quoted[] = "^\"([^\"]+)\"$";
+
+static bool readBudget(const std::string& line, Budget* budget)
+{
+    std::vector<std::string> parts;
+    budget->text = line;
+    if (matches(line, sc_leaks, &parts)) {
+        budget->kind = Budget::LEAKS;
+        budget->most = strtoull(parts[1].c_str(), nullptr, 10);
+        budget->name = parts[3];
+        return true;
+    }
+    if (!matches(line, sc_bank, &parts)) {
+        return false;
+    }
+    const std::string unit = parts[3];
+    budget->kind = Budget::BYTES;
+    budget->name = parts[1];
+    budget->most = strtoull(parts[2].c_str(), nullptr, 10) * unitOf(unit);
+    if (matches(budget->name, sc_fallbacks, &parts)) {
+        budget->kind = Budget::FALLBACKS;
+        budget->name = parts[1];
+    }
+    if (matches(budget->name, sc_quoted, &parts)) {
+        budget->name = parts[1];
+    }
+    return budget->kind == Budget::BYTES || unit.empty();
 }
 
 bool readBudgets(const std::string& text, std::vector<Budget>* budgets, std::string* error)

@@ -2,14 +2,13 @@
 #pragma once
 
 #include "tools/core-memory/status.h"
+#include "tools/shared/program.h"
 
-#include <CLI/CLI.hpp>
-
-// Each adds its command to app. When the command has run, its exit status is in status.
-void addDiff(CLI::App& app, int* status);
-void addHtml(CLI::App& app, int* status);
-void addReport(CLI::App& app, int* status);
-void addRun(CLI::App& app, int* status);
-void addSizes(CLI::App& app, int* status);
-void addTop(CLI::App& app, int* status);
-void addSnapshot(CLI::App& app, int* status);
+// Each adds its command to program. When the command has run, its exit status is in status.
+void addDiff(Program& program, int* status);
+void addHtml(Program& program, int* status);
+void addReport(Program& program, int* status);
+void addRun(Program& program, int* status);
+void addSizes(Program& program, int* status);
+void addTop(Program& program, int* status);
+void addSnapshot(Program& program, int* status);

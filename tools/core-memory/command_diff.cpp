@@ -139,19 +139,17 @@ static int diff(const DiffOptions& options)
     return status;
 }
 
-void addDiff(CLI::App& app, int* status)
+void addDiff(Program& program, int* status)
 {
     const auto options = std::make_shared<DiffOptions>();
-    CLI::App* command = app.add_subcommand("diff", "Shows what came, went and grew between two snapshots");
-    command->add_option("BEFORE", options->before, "The earlier snapshot")->required();
-    command->add_option("AFTER", options->after, "The later snapshot")->required();
-    command->add_option("--by", options->by, "What a row is: place or bank")
-        ->check(CLI::IsMember({"place", "bank"}))
-        ->capture_default_str();
-    command->add_option("--bank", options->bank, "Only this bank: its name or its number");
-    command->add_option("--top", options->top, "The most rows of the text; 0 for all")->capture_default_str();
-    const auto csv = command->add_flag("--csv", options->isCsv, "Comma-separated values");
-    command->add_flag("--json", options->isJson, "JSON")->excludes(csv);
-    command->footer(sc_footer);
-    command->callback([=] { *status = diff(*options); });
+    Command command = program.addCommand("diff", "Shows what came, went and grew between two snapshots");
+    command.addOption("BEFORE", &options->before, "The earlier snapshot").required();
+    command.addOption("AFTER", &options->after, "The later snapshot").required();
+    command.addOption("--by", &options->by, "What a row is: place or bank").oneOf({"place", "bank"}).showsDefault();
+    command.addOption("--bank", &options->bank, "Only this bank: its name or its number");
+    command.addOption("--top", &options->top, "The most rows of the text; 0 for all").showsDefault();
+    const auto csv = command.addFlag("--csv", &options->isCsv, "Comma-separated values");
+    command.addFlag("--json", &options->isJson, "JSON").excludes(csv);
+    command.footer(sc_footer);
+    command.onRun([=] { *status = diff(*options); });
 }

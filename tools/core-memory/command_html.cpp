@@ -18,8 +18,6 @@ static const char sc_footer[] = "Examples:\n"
                                 "\n"
                                 "Exit status: 0 fine, 2 a file is no snapshot, 3 a file can't be read or written.";
 
-using nlohmann::ordered_json;
-
 // Stand for nodes without a place; page.js has the same numbers.
 static const int sc_freePlace = -1;
 static const int sc_damagedPlace = -2;
@@ -66,28 +64,28 @@ private:
 };
 
 // The nodes as columns. Offsets and times are left out when the page can do without.
-static ordered_json columnsOf(const std::vector<watch::Block>& blocks, PlaceCache* places)
+static Json columnsOf(const std::vector<watch::Block>& blocks, PlaceCache* places)
 {
-    ordered_json sizes = ordered_json::array();
-    ordered_json numbers = ordered_json::array();
-    ordered_json ages = ordered_json::array();
-    ordered_json offsets = ordered_json::array();
-    ordered_json born = ordered_json::array();
+    Json sizes = Json::array();
+    Json numbers = Json::array();
+    Json ages = Json::array();
+    Json offsets = Json::array();
+    Json born = Json::array();
     uint64_t end = 0;
     bool isTiled = true;
     bool hasTimes = false;
     for (const watch::Block& block : blocks) {
         const bool isInside = block.offset != watch::sc_noNumber;
-        sizes.push_back(block.size);
-        numbers.push_back(places->numberOf(block));
-        ages.push_back(block.order == watch::sc_noNumber ? -1 : static_cast<int64_t>(block.order));
-        offsets.push_back(isInside ? block.offset : end);
-        born.push_back(block.born);
+        sizes.add(block.size);
+        numbers.add(places->numberOf(block));
+        ages.add(block.order == watch::sc_noNumber ? -1 : static_cast<int64_t>(block.order));
+        offsets.add(isInside ? block.offset : end);
+        born.add(block.born);
         isTiled = isTiled && (!isInside || block.offset == end);
         hasTimes = hasTimes || block.born >= 0;
         end += block.size;
     }
-    ordered_json columns = {{"sizes", sizes}, {"places", numbers}, {"ages", ages}};
+    Json columns = Json::object({{"sizes", sizes}, {"places", numbers}, {"ages", ages}});
     if (!isTiled) {
         columns["offsets"] = offsets;
     }
@@ -97,38 +95,42 @@ static ordered_json columnsOf(const std::vector<watch::Block>& blocks, PlaceCach
     return columns;
 }
 
-static ordered_json bankOf(const watch::Bank& bank, PlaceCache* places)
+static Json bankOf(const watch::Bank& bank, PlaceCache* places)
 {
     const watch::BankSum sum = watch::sumBank(bank);
-    return {{"index", bank.index},
-            {"title", watch::bankTitle(bank)},
-            {"type", watch::typeName(bank)},
-            {"region", bank.hasRegion},
-            {"size", bank.size},
-            {"inUse", bank.bytesInUse},
-            {"peak", bank.peakBytes},
-            {"cursor", bank.cursor},
-            {"freeNodes", sum.freeNodes},
-            {"freeBytes", sum.freeBytes},
-            {"largestFree", sum.largestFree},
-            {"aged", {sum.usedBlocks, sum.fallbackBlocks}},
-            {"nodes", columnsOf(bank.blocks, places)},
-            {"fallbacks", columnsOf(bank.fallbacks, places)}};
+    return Json::object({{"index", bank.index},
+                         {"title", watch::bankTitle(bank)},
+                         {"type", watch::typeName(bank)},
+                         {"region", bank.hasRegion},
+                         {"size", bank.size},
+                         {"inUse", bank.bytesInUse},
+                         {"peak", bank.peakBytes},
+                         {"cursor", bank.cursor},
+                         {"freeNodes", sum.freeNodes},
+                         {"freeBytes", sum.freeBytes},
+                         {"largestFree", sum.largestFree},
+                         {"aged", Json::array({sum.usedBlocks, sum.fallbackBlocks})},
+                         {"nodes", columnsOf(bank.blocks, places)},
+                         {"fallbacks", columnsOf(bank.fallbacks, places)}});
 }
 
-static ordered_json snapshotOf(const watch::Snapshot& snapshot, const std::string& file, Places* allPlaces)
+static Json snapshotOf(const watch::Snapshot& snapshot, const std::string& file, Places* allPlaces)
 {
     PlaceCache places(snapshot, allPlaces);
-    ordered_json banks = ordered_json::array();
+    Json banks = Json::array();
     for (const watch::Bank& bank : snapshot.banks) {
-        banks.push_back(bankOf(bank, &places));
+        banks.add(bankOf(bank, &places));
     }
-    ordered_json damages = ordered_json::array();
+    Json damages = Json::array();
     for (const watch::Damage& damage : snapshot.damages) {
-        damages.push_back(watch::describeDamage(snapshot, damage));
+        damages.add(watch::describeDamage(snapshot, damage));
     }
-    return {{"file", file},          {"game", snapshot.game}, {"time", snapshot.time},
-            {"torn", snapshot.torn}, {"damage", damages},     {"banks", banks}};
+    return Json::object({{"file", file},
+                         {"game", snapshot.game},
+                         {"time", snapshot.time},
+                         {"torn", snapshot.torn},
+                         {"damage", damages},
+                         {"banks", banks}});
 }
 
 static void replaceMark(std::string* page, const std::string& mark, const std::string& text)
@@ -137,9 +139,9 @@ static void replaceMark(std::string* page, const std::string& mark, const std::s
 }
 
 // Returns JSON that no HTML parser takes for the end of the script element.
-static std::string safeJson(const ordered_json& json)
+static std::string safeJson(const Json& json)
 {
-    std::string text = json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+    std::string text = json.text();
     for (size_t at = text.find('<'); at != std::string::npos; at = text.find('<', at)) {
         text.replace(at, 1, "\\u003c");
     }
@@ -154,27 +156,27 @@ struct HtmlOptions {
 static int writePage(const HtmlOptions& options)
 {
     Places places;
-    ordered_json snapshots = ordered_json::array();
+    Json snapshots = Json::array();
     for (const std::string& file : options.files) {
         watch::Snapshot snapshot;
         if (const int status = readSnapshotFile(file, &snapshot)) {
             return status;
         }
-        snapshots.push_back(snapshotOf(snapshot, file.substr(file.rfind('/') + 1), &places));
+        snapshots.add(snapshotOf(snapshot, file.substr(file.rfind('/') + 1), &places));
     }
     std::string page = page_html;
     replaceMark(&page, "@STYLE@", page_css);
     replaceMark(&page, "@SCRIPT@", page_js);
-    replaceMark(&page, "@DATA@", safeJson({{"places", places.all()}, {"snapshots", snapshots}}));
+    replaceMark(&page, "@DATA@", safeJson(Json::object({{"places", places.all()}, {"snapshots", snapshots}})));
     return writeWholeFile(options.output, page);
 }
 
-void addHtml(CLI::App& app, int* status)
+void addHtml(Program& program, int* status)
 {
     const auto options = std::make_shared<HtmlOptions>();
-    CLI::App* command = app.add_subcommand("html", "Writes snapshots as one page for a browser");
-    command->add_option("SNAPSHOT", options->files, "Snapshots, in the order of time")->required();
-    command->add_option("-o,--output", options->output, "The page; - for the standard output")->capture_default_str();
-    command->footer(sc_footer);
-    command->callback([=] { *status = writePage(*options); });
+    Command command = program.addCommand("html", "Writes snapshots as one page for a browser");
+    command.addOption("SNAPSHOT", &options->files, "Snapshots, in the order of time").required();
+    command.addOption("-o,--output", &options->output, "The page; - for the standard output").showsDefault();
+    command.footer(sc_footer);
+    command.onRun([=] { *status = writePage(*options); });
 }

@@ -36,9 +36,9 @@ struct View {
 };
 
 // Returns the value as JSON; null when it is not known.
-static nlohmann::ordered_json known(int64_t value, bool isKnown)
+static Json known(int64_t value, bool isKnown)
 {
-    return isKnown ? nlohmann::ordered_json(value) : nlohmann::ordered_json();
+    return isKnown ? Json(value) : Json();
 }
 
 static Table placeTable(const View& view)
@@ -78,7 +78,7 @@ static Table bankTable(const View& view)
             continue;
         }
         const watch::BankSum sum = watch::sumBank(bank);
-        const nlohmann::ordered_json next = known(watch::tunedSize(bank.size, bank.peakBytes), bank.index != -1);
+        const Json next = known(watch::tunedSize(bank.size, bank.peakBytes), bank.index != -1);
         table.add({watch::bankTitle(bank), watch::typeName(bank), bank.size, bank.bytesInUse, bank.peakBytes,
                    sum.usedBlocks, sum.largestFree, sum.fragmentation(), sum.fallbackBlocks, next});
     }
@@ -188,23 +188,23 @@ static Table tableBy(const std::string& by, const View& view)
                           : placeTable(view);
 }
 
-static nlohmann::ordered_json jsonOf(const View& view, const std::string& by)
+static Json jsonOf(const View& view, const std::string& by)
 {
-    nlohmann::ordered_json json;
+    Json json = Json::object();
     const watch::Snapshot& snapshot = view.snapshot;
     json["game"] = snapshot.game;
     json["time"] = snapshot.time;
     json["torn"] = snapshot.torn;
-    json["damage"] = nlohmann::ordered_json::array();
+    Json& damages = json["damage"] = Json::array();
     for (const watch::Damage& damage : snapshot.damages) {
-        nlohmann::ordered_json one = {{"bank", damage.bank}, {"kind", watch::nameOf(damage.kind)}};
+        Json one = Json::object({{"bank", damage.bank}, {"kind", watch::nameOf(damage.kind)}});
         one["offset"] = known(damage.offset, damage.offset != watch::sc_noNumber);
         one["fallback block"] = known(damage.fallback, damage.fallback != watch::sc_noNumber);
         one["what"] = damage.what;
         one["block"] = damage.block;
         one["before"] = damage.before;
         one["after"] = damage.after;
-        json["damage"].push_back(one);
+        damages.add(std::move(one));
     }
     if (by.empty()) {
         json["banks"] = bankTable(view).json();
@@ -252,19 +252,19 @@ static int report(const ReportOptions& options)
     return view.snapshot.damages.empty() ? STATUS_FINE : STATUS_FOUND;
 }
 
-void addReport(CLI::App& app, int* status)
+void addReport(Program& program, int* status)
 {
     const auto options = std::make_shared<ReportOptions>();
-    CLI::App* command =
-        app.add_subcommand("report", "Shows a snapshot: the banks, and what each place of the source holds");
-    command->add_option("FILE", options->file, "A snapshot; - for the standard input")->required();
-    command->add_option("--by", options->by, "What a row is: place, bank, size or age")
-        ->check(CLI::IsMember({"place", "bank", "size", "age"}));
-    command->add_option("--bank", options->bank, "Only this bank: its name or its number");
-    command->add_option("--top", options->top, "The most rows of the text; 0 for all")->capture_default_str();
+    Command command =
+        program.addCommand("report", "Shows a snapshot: the banks, and what each place of the source holds");
+    command.addOption("FILE", &options->file, "A snapshot; - for the standard input").required();
+    command.addOption("--by", &options->by, "What a row is: place, bank, size or age")
+        .oneOf({"place", "bank", "size", "age"});
+    command.addOption("--bank", &options->bank, "Only this bank: its name or its number");
+    command.addOption("--top", &options->top, "The most rows of the text; 0 for all").showsDefault();
     const auto csv =
-        command->add_flag("--csv", options->isCsv, "Comma-separated values (of places, unless --by is given)");
-    command->add_flag("--json", options->isJson, "JSON")->excludes(csv);
-    command->footer(sc_footer);
-    command->callback([=] { *status = report(*options); });
+        command.addFlag("--csv", &options->isCsv, "Comma-separated values (of places, unless --by is given)");
+    command.addFlag("--json", &options->isJson, "JSON").excludes(csv);
+    command.footer(sc_footer);
+    command.onRun([=] { *status = report(*options); });
 }

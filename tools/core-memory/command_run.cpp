@@ -456,33 +456,32 @@ static int run(const RunOptions& options)
     return isExceeded || isFaulty ? static_cast<int>(STATUS_FOUND) : game.game().endAsTheGame();
 }
 
-void addRun(CLI::App& app, int* status)
+void addRun(Program& program, int* status)
 {
     auto options = std::make_shared<RunOptions>();
-    CLI::App* command =
-        app.add_subcommand("run", "Runs a game; at its end tells its blocks, its banks and its faults");
-    command->footer(sc_footer);
+    Command command = program.addCommand("run", "Runs a game; at its end tells its blocks, its banks and its faults");
+    command.footer(sc_footer);
     command
-        ->add_flag("--check{block}", options->check,
-                   "Write patterns into spare and freed bytes, and compare headers; =each: at each operation")
-        ->check(CLI::IsMember({"block", "each"}));
-    command->add_flag("--stacks", options->stacks, "Record the stack of each allocation");
-    command->add_flag("--valgrind", options->valgrind,
-                      "Start the game under Valgrind, and announce every block to memcheck");
+        .addFlag("--check{block}", &options->check,
+                 "Write patterns into spare and freed bytes, and compare headers; =each: at each operation")
+        .oneOf({"block", "each"});
+    command.addFlag("--stacks", &options->stacks, "Record the stack of each allocation");
+    command.addFlag("--valgrind", &options->valgrind,
+                    "Start the game under Valgrind, and announce every block to memcheck");
     command
-        ->add_option("--quarantine", options->quarantine,
-                     "Keep the last N freed blocks of each bank out of reuse; this changes where blocks lie")
-        ->check(CLI::Range(1, 1 << 20));
-    command->add_flag("--fail-on-fault", options->isFailing, "Exit with status 1 after a fault");
-    command->add_option("--every", options->every, "Take a snapshot each so many seconds: FOLDER/0001.snapshot, ...")
-        ->check(CLI::Range(0.01, 1e6));
-    command->add_option("--budget", options->budgetFile,
-                        "Limits, a line each, such as \"level <= 4 MiB\", \"level fallback <= 0\", "
-                        "\"leaks <= 0 from game/\"; exit with status 1 when one is exceeded");
-    command->add_option("--timeline", options->timelineFile,
-                        "Write the banks over time: FILE for chrome://tracing or Perfetto, FILE.csv as a table");
-    command->add_option("-o,--output", options->folder, "The folder for snapshots (default: core-memory.PID)");
-    command->add_option("command", options->command, "The game and its arguments, after --")->required();
-    command->positionals_at_end();
-    command->callback([options, status] { *status = run(*options); });
+        .addOption("--quarantine", &options->quarantine,
+                   "Keep the last N freed blocks of each bank out of reuse; this changes where blocks lie")
+        .range(1, 1 << 20);
+    command.addFlag("--fail-on-fault", &options->isFailing, "Exit with status 1 after a fault");
+    command.addOption("--every", &options->every, "Take a snapshot each so many seconds: FOLDER/0001.snapshot, ...")
+        .range(0.01, 1e6);
+    command.addOption("--budget", &options->budgetFile,
+                      "Limits, a line each, such as \"level <= 4 MiB\", \"level fallback <= 0\", "
+                      "\"leaks <= 0 from game/\"; exit with status 1 when one is exceeded");
+    command.addOption("--timeline", &options->timelineFile,
+                      "Write the banks over time: FILE for chrome://tracing or Perfetto, FILE.csv as a table");
+    command.addOption("-o,--output", &options->folder, "The folder for snapshots (default: core-memory.PID)");
+    command.addOption("command", &options->command, "The game and its arguments, after --").required();
+    command.endsAtPlaces();
+    command.onRun([options, status] { *status = run(*options); });
 }

@@ -46,7 +46,7 @@ static uint32_t afterRuns(uint32_t size, uint32_t peak, int runs)
 
 // Returns the smallest multiple of 32 that stays at the high-water mark or above it in all runs. The sizes of equal
 // runs come to rest within 100 runs, because each run halves the distance.
-static nlohmann::ordered_json lastingSize(uint32_t peak)
+static Json lastingSize(uint32_t peak)
 {
     const uint64_t first = (static_cast<uint64_t>(peak) + 31) / 32 * 32;
     for (uint64_t size = first; size <= UINT32_MAX - 31 && size < first + 32 * 64; size += 32) {
@@ -60,7 +60,7 @@ static nlohmann::ordered_json lastingSize(uint32_t peak)
             return size == 0 ? 32 : size;
         }
     }
-    return nullptr;
+    return Json();
 }
 
 static const watch::SizeLine* lineOf(const std::vector<watch::SizeLine>& lines, const std::string& bank)
@@ -95,11 +95,10 @@ static Table tableOfBanks(const watch::Snapshot& snapshot, const std::vector<wat
         const watch::SizeLine* line = lineOf(lines, bank.name);
         const uint32_t start = line ? line->size : bank.size;
         *isShort = *isShort || bank.peakBytes > bank.size;
-        std::vector<nlohmann::ordered_json> row = {
-            watch::bankTitle(bank), bank.defined ? nlohmann::ordered_json(bank.defined) : nlohmann::ordered_json(),
-            bank.size, bank.peakBytes, watch::tunedSize(bank.size, bank.peakBytes)};
+        std::vector<Json> row = {watch::bankTitle(bank), bank.defined ? Json(bank.defined) : Json(), bank.size,
+                                 bank.peakBytes, watch::tunedSize(bank.size, bank.peakBytes)};
         if (hasFile) {
-            row.push_back(line ? nlohmann::ordered_json(line->size) : nlohmann::ordered_json());
+            row.push_back(line ? Json(line->size) : Json());
         }
         for (const int runs : {2, 5, 20}) {
             row.push_back(afterRuns(start, bank.peakBytes, runs));
@@ -114,8 +113,7 @@ static Table tableOfLines(const std::vector<watch::SizeLine>& lines)
 {
     Table table({{"line", Table::NUMBER}, {"bank", Table::TEXT}, {"size", Table::NUMBER}, {"remark", Table::TEXT}});
     for (const watch::SizeLine& line : lines) {
-        table.add({line.number, line.name, line.isRead ? nlohmann::ordered_json(line.size) : nlohmann::ordered_json(),
-                   line.remark});
+        table.add({line.number, line.name, line.isRead ? Json(line.size) : Json(), line.remark});
     }
     return table;
 }
@@ -150,7 +148,7 @@ static int sizes(const SizesOptions& options)
     }
     const Table banks = tableOfBanks(snapshot, lines, !options.file.empty(), &isFound);
     if (options.isJson) {
-        printJson({{"lines", tableOfLines(lines).json()}, {"banks", banks.json()}});
+        printJson(Json::object({{"lines", tableOfLines(lines).json()}, {"banks", banks.json()}}));
     } else {
         if (!options.file.empty()) {
             print(tableOfLines(lines), options);
@@ -165,15 +163,15 @@ static int sizes(const SizesOptions& options)
     return isFound ? STATUS_FOUND : STATUS_FINE;
 }
 
-void addSizes(CLI::App& app, int* status)
+void addSizes(Program& program, int* status)
 {
     const auto options = std::make_shared<SizesOptions>();
-    CLI::App* command =
-        app.add_subcommand("sizes", "Explains the sizes of banks: needed, next, and where tuning leads");
-    command->add_option("FILE", options->file, "The bank-size file, data/memory.dat");
-    command->add_option("--snapshot", options->snapshot, "A snapshot of the run, best of its end");
-    const auto csv = command->add_flag("--csv", options->isCsv, "Comma-separated values");
-    command->add_flag("--json", options->isJson, "JSON")->excludes(csv);
-    command->footer(sc_footer);
-    command->callback([=] { *status = sizes(*options); });
+    Command command =
+        program.addCommand("sizes", "Explains the sizes of banks: needed, next, and where tuning leads");
+    command.addOption("FILE", &options->file, "The bank-size file, data/memory.dat");
+    command.addOption("--snapshot", &options->snapshot, "A snapshot of the run, best of its end");
+    const auto csv = command.addFlag("--csv", &options->isCsv, "Comma-separated values");
+    command.addFlag("--json", &options->isJson, "JSON").excludes(csv);
+    command.footer(sc_footer);
+    command.onRun([=] { *status = sizes(*options); });
 }

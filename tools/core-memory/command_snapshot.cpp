@@ -71,16 +71,15 @@ static int takeAndWrite(const SnapshotOptions& options)
     return snapshot.damages.empty() ? STATUS_FINE : STATUS_FOUND;
 }
 
-void addSnapshot(CLI::App& app, int* status)
+void addSnapshot(Program& program, int* status)
 {
     const auto options = std::make_shared<SnapshotOptions>();
-    CLI::App* command =
-        app.add_subcommand("snapshot", "Writes the banks of a running game, or of a core dump, to a file");
-    command->add_option("PID|CORE", options->source.target, "A process, or a core dump")->required();
-    command->add_option("-o,--output", options->output, "The file; - for the standard output")->capture_default_str();
-    command->add_option("--executable", options->source.executable, "The program of the core dump");
-    command->add_flag("--no-time", options->isTimeLeftOut,
-                      "Leave the time out, so that equal games give equal files");
-    command->footer(sc_footer);
-    command->callback([=] { *status = takeAndWrite(*options); });
+    Command command =
+        program.addCommand("snapshot", "Writes the banks of a running game, or of a core dump, to a file");
+    command.addOption("PID|CORE", &options->source.target, "A process, or a core dump").required();
+    command.addOption("-o,--output", &options->output, "The file; - for the standard output").showsDefault();
+    command.addOption("--executable", &options->source.executable, "The program of the core dump");
+    command.addFlag("--no-time", &options->isTimeLeftOut, "Leave the time out, so that equal games give equal files");
+    command.footer(sc_footer);
+    command.onRun([=] { *status = takeAndWrite(*options); });
 }

@@ -226,15 +226,13 @@ static int top(const TopOptions& options)
     return STATUS_FINE;
 }
 
-void addTop(CLI::App& app, int* status)
+void addTop(Program& program, int* status)
 {
     const auto options = std::make_shared<TopOptions>();
-    CLI::App* command = app.add_subcommand("top", "Shows the banks of a running game, live");
-    command->add_option("PID", options->process, "The process")->required()->check(CLI::PositiveNumber);
-    command->add_option("--every", options->every, "Seconds between two pictures")
-        ->check(CLI::Range(0.1, 3600.0))
-        ->capture_default_str();
-    command->add_option("--count", options->count, "End after so many pictures; 0: never")->capture_default_str();
-    command->footer(sc_footer);
-    command->callback([=] { *status = top(*options); });
+    Command command = program.addCommand("top", "Shows the banks of a running game, live");
+    command.addOption("PID", &options->process, "The process").required().positive();
+    command.addOption("--every", &options->every, "Seconds between two pictures").range(0.1, 3600.0).showsDefault();
+    command.addOption("--count", &options->count, "End after so many pictures; 0: never").showsDefault();
+    command.footer(sc_footer);
+    command.onRun([=] { *status = top(*options); });
 }

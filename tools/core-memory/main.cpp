@@ -19,26 +19,21 @@ static const char sc_statuses[] =
 
 int main(int argc, char** argv)
 {
-    CLI::App app(sc_description, "core-memory");
-    app.footer(sc_statuses);
-    app.require_subcommand(1);
-    app.failure_message(CLI::FailureMessage::help);
+    Program program("core-memory", sc_description);
+    program.footer(sc_statuses);
+    program.needsCommand();
     int status = STATUS_FINE;
-    addSnapshot(app, &status);
-    addReport(app, &status);
-    addDiff(app, &status);
-    addSizes(app, &status);
-    addTop(app, &status);
-    addHtml(app, &status);
-    addRun(app, &status);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) {
-            return app.exit(error); // --help
-        }
-        return complain(STATUS_NOT_UNDERSTOOD,
-                        std::string(error.what()) + "; core-memory --help explains the commands");
+    addSnapshot(program, &status);
+    addReport(program, &status);
+    addDiff(program, &status);
+    addSizes(program, &status);
+    addTop(program, &status);
+    addHtml(program, &status);
+    addRun(program, &status);
+    std::string error;
+    if (!program.run(argc, argv, &error)) {
+        return error.empty() ? STATUS_FINE
+                             : complain(STATUS_NOT_UNDERSTOOD, error + "; core-memory --help explains the commands");
     }
     if (fflush(stdout) != 0) {
         return complain(STATUS_CANT_LOOK, "the standard output can't be written");

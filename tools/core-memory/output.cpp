@@ -52,27 +52,26 @@ std::string printable(const std::string& text)
     return result;
 }
 
-void printJson(const nlohmann::ordered_json& json)
+void printJson(const Json& json)
 {
-    const std::string text = json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-    printf("%s\n", text.c_str());
+    printf("%s\n", json.text(2).c_str());
 }
 
-std::string Table::_cell(const nlohmann::ordered_json& cell, Kind kind) const
+std::string Table::_cell(const Json& cell, Kind kind) const
 {
-    if (cell.is_null()) {
+    if (cell.isNull()) {
         return "-";
     }
     if (kind == PERCENT) {
         char text[32];
-        snprintf(text, sizeof(text), "%.1f %%", cell.get<double>() * 100);
+        snprintf(text, sizeof(text), "%.1f %%", cell.asDouble() * 100);
         return text;
     }
     if (kind == NUMBER || kind == CHANGE) {
-        const int64_t number = cell.get<int64_t>();
+        const int64_t number = cell.asInteger();
         return (kind == CHANGE && number > 0 ? "+" : "") + grouped(number);
     }
-    return printable(cell.get<std::string>());
+    return printable(cell.asText());
 }
 
 // Counts the characters of UTF-8, so that columns line up.
@@ -127,15 +126,15 @@ void Table::printText(FILE* out) const
     }
 }
 
-static std::string csvOf(const nlohmann::ordered_json& cell)
+static std::string csvOf(const Json& cell)
 {
-    if (cell.is_null()) {
+    if (cell.isNull()) {
         return "";
     }
-    if (!cell.is_string()) {
-        return cell.dump();
+    if (!cell.isText()) {
+        return cell.text();
     }
-    std::string text = cell.get<std::string>();
+    std::string text = cell.asText();
     if (text.find_first_of(",\"\r\n") == std::string::npos) {
         return text;
     }
@@ -159,15 +158,15 @@ void Table::printCsv() const
     }
 }
 
-nlohmann::ordered_json Table::json() const
+Json Table::json() const
 {
-    nlohmann::ordered_json rows = nlohmann::ordered_json::array();
+    Json rows = Json::array();
     for (const auto& row : m_rows) {
-        nlohmann::ordered_json object;
+        Json object = Json::object();
         for (size_t index = 0; index < row.size(); ++index) {
             object[m_columns[index].title] = row[index];
         }
-        rows.push_back(object);
+        rows.add(std::move(object));
     }
     return rows;
 }

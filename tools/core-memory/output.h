@@ -5,7 +5,7 @@
 //     table.printText();
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include "tools/shared/json.h"
 
 #include <stdint.h>
 #include <stdio.h>
@@ -30,8 +30,7 @@ std::string counted(uint64_t count, const char* noun);
 // Replaces control characters, because a source name in damaged memory could have a terminal's commands in it.
 std::string printable(const std::string& text);
 
-// Prints JSON; bytes that are no UTF-8 are replaced.
-void printJson(const nlohmann::ordered_json& json);
+void printJson(const Json& json);
 
 class Table {
 public:
@@ -44,7 +43,7 @@ public:
 
     explicit Table(std::vector<Column> columns) : m_columns(std::move(columns)) {}
 
-    void add(std::vector<nlohmann::ordered_json> cells) { m_rows.push_back(std::move(cells)); }
+    void add(std::vector<Json> cells) { m_rows.push_back(std::move(cells)); }
     size_t rowCount() const { return m_rows.size(); }
 
     void printText(FILE* out = stdout) const;
@@ -54,11 +53,11 @@ public:
     void printTop(size_t most) const;
 
     void printCsv() const;
-    nlohmann::ordered_json json() const;
+    Json json() const;
 
 private:
-    std::string _cell(const nlohmann::ordered_json& cell, Kind kind) const;
+    std::string _cell(const Json& cell, Kind kind) const;
 
     std::vector<Column> m_columns;
-    std::vector<std::vector<nlohmann::ordered_json>> m_rows;
+    std::vector<std::vector<Json>> m_rows;
 };

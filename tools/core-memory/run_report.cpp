@@ -75,8 +75,7 @@ static void printPlaces(const RunResult& result)
                  {"oldest", Table::NUMBER}});
     for (const watch::PlaceSum& place : places) {
         const auto first = oldest.find(place.place);
-        table.add({place.place, place.blocks, place.bytes,
-                   first == oldest.end() ? nlohmann::ordered_json() : nlohmann::ordered_json(first->second)});
+        table.add({place.place, place.blocks, place.bytes, first == oldest.end() ? Json() : Json(first->second)});
     }
     table.printRows(sc_mostPlaces, stderr);
     if (places.size() > sc_mostPlaces) {
@@ -103,8 +102,7 @@ static void printBanks(const watch::Snapshot& snapshot)
         const bool isTuned = bank.index != -1;
         table.add({watch::bankTitle(bank), bank.size, bank.peakBytes, bank.bytesInUse, sum.largestFree,
                    sum.fragmentation(), bank.extNodeCount,
-                   isTuned ? nlohmann::ordered_json(watch::tunedSize(bank.size, bank.peakBytes))
-                           : nlohmann::ordered_json()});
+                   isTuned ? Json(watch::tunedSize(bank.size, bank.peakBytes)) : Json()});
     }
     table.printText(stderr);
 }

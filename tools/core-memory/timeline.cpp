@@ -38,16 +38,15 @@ bool Timeline::takeSnapshot(watch::Snapshot* snapshot)
 
 std::string Timeline::trace() const
 {
-    nlohmann::ordered_json events = nlohmann::ordered_json::array();
+    Json events = Json::array();
     for (const Sample& sample : m_samples) {
-        events.push_back({{"ph", "C"},
-                          {"pid", 1},
-                          {"ts", static_cast<int64_t>(sample.seconds * 1e6)},
-                          {"name", sample.bank},
-                          {"args", {{"bytes in use", sample.counters.bytesInUse}}}});
+        events.add(Json::object({{"ph", "C"},
+                                 {"pid", 1},
+                                 {"ts", static_cast<int64_t>(sample.seconds * 1e6)},
+                                 {"name", sample.bank},
+                                 {"args", Json::object({{"bytes in use", sample.counters.bytesInUse}})}}));
     }
-    const nlohmann::ordered_json trace = {{"traceEvents", events}, {"displayTimeUnit", "ms"}};
-    return trace.dump(1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+    return Json::object({{"traceEvents", events}, {"displayTimeUnit", "ms"}}).text(1) + "\n";
 }
 
 std::string Timeline::csv() const

@@ -3,6 +3,7 @@
 #include "tools/core-strings/check_report.h"
 #include "tools/core-strings/game.h"
 #include "tools/core-strings/texts.h"
+#include "tools/shared/json.h"
 
 #include <algorithm>
 #include <iterator>

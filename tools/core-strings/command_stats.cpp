@@ -1,5 +1,6 @@
 // core-strings stats: how far a translation is.
 #include "tools/core-strings/commands.h"
+#include "tools/shared/json.h"
 
 #include <algorithm>
 #include <stdio.h>

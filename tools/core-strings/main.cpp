@@ -1,7 +1,6 @@
 // core-strings: checks and edits the files with the texts of a game.
 #include "tools/core-strings/commands.h"
-
-#include <CLI/CLI.hpp>
+#include "tools/shared/program.h"
 
 #include <exception>
 #include <stdio.h>
@@ -28,128 +27,128 @@ static const char sc_footer[] = "Examples:\n"
                                 "PO file was not understood,\n"
                                 "3 a file can't be read or written. record: the exit status of the game.";
 
-static CLI::Option* addFiles(CLI::App* command, std::vector<std::string>* files)
+static void addFiles(Command command, std::vector<std::string>* files)
 {
-    return command->add_option("FILE", *files, "Strings files; - for the standard input")->required();
+    command.addOption("FILE", files, "Strings files; - for the standard input").required();
 }
 
-static CLI::Option* addFile(CLI::App* command, std::string* file, const char* what)
+static void addFile(Command command, std::string* file, const char* what)
 {
-    return command->add_option("FILE", *file, what)->required();
+    command.addOption("FILE", file, what).required();
 }
 
-static void addOutput(CLI::App* command, std::string* output, const char* what)
+static void addOutput(Command command, std::string* output, const char* what)
 {
-    command->add_option("-o,--output", *output, what);
+    command.addOption("-o,--output", output, what);
 }
 
-static void addCheck(CLI::App& app, CheckOptions* options, int* status)
+static void addCheck(Program& program, CheckOptions* options, int* status)
 {
-    CLI::App* command = app.add_subcommand("check", "Reports what a game can't read, and what a translation lacks");
-    command->footer("Examples:\n"
-                    "  core-strings check locale/*/strings.utf8\n"
-                    "  core-strings check --with locale/fr/strings.utf8 locale/de/strings.utf8\n"
-                    "  core-strings check --github locale/*/strings.utf8");
+    Command command = program.addCommand("check", "Reports what a game can't read, and what a translation lacks");
+    command.footer("Examples:\n"
+                   "  core-strings check locale/*/strings.utf8\n"
+                   "  core-strings check --with locale/fr/strings.utf8 locale/de/strings.utf8\n"
+                   "  core-strings check --github locale/*/strings.utf8");
     addFiles(command, &options->files);
-    command->add_option("--with", options->reference, "Another language: the same keys must be in both files");
-    command->add_flag("--unchanged", options->findsUnchanged,
-                      "A translation that is the same as its key is a finding");
-    CLI::Option* const json = command->add_flag("--json", options->isJson, "Prints the findings as JSON");
-    command->add_flag("--github", options->isGithub, "Prints the findings as annotations of GitHub")->excludes(json);
-    command->callback([=] { *status = runCheck(*options); });
+    command.addOption("--with", &options->reference, "Another language: the same keys must be in both files");
+    command.addFlag("--unchanged", &options->findsUnchanged,
+                    "A translation that is the same as its key is a finding");
+    const Option json = command.addFlag("--json", &options->isJson, "Prints the findings as JSON");
+    command.addFlag("--github", &options->isGithub, "Prints the findings as annotations of GitHub").excludes(json);
+    command.onRun([=] { *status = runCheck(*options); });
 }
 
-static void addMerge(CLI::App& app, MergeOptions* options, int* status)
+static void addMerge(Program& program, MergeOptions* options, int* status)
 {
-    CLI::App* command = app.add_subcommand("merge", "Adds the new texts of a game to a translation");
-    command->footer("Examples:\n"
-                    "  core-strings merge locale/de/strings.utf8 collected.utf8\n"
-                    "  core-strings merge --drop-unused -o new.utf8 locale/de/strings.utf8 collected.utf8");
-    command->add_option("OLD", options->oldFile, "The translation; it is replaced")->required();
-    command->add_option("NEW", options->newFile, "A strings file with all texts of the game, such as a record")
-        ->required();
+    Command command = program.addCommand("merge", "Adds the new texts of a game to a translation");
+    command.footer("Examples:\n"
+                   "  core-strings merge locale/de/strings.utf8 collected.utf8\n"
+                   "  core-strings merge --drop-unused -o new.utf8 locale/de/strings.utf8 collected.utf8");
+    command.addOption("OLD", &options->oldFile, "The translation; it is replaced").required();
+    command.addOption("NEW", &options->newFile, "A strings file with all texts of the game, such as a record")
+        .required();
     addOutput(command, &options->output, "Writes to this file and leaves OLD as it is");
-    command->add_flag("--drop-unused", options->dropsUnused,
-                      "Removes entries that NEW lacks, and does not mark them");
-    command->add_flag("--no-proposals", options->isWithoutProposals, "Proposes no translations of similar texts");
-    command->callback([=] { *status = runMerge(*options); });
+    command.addFlag("--drop-unused", &options->dropsUnused, "Removes entries that NEW lacks, and does not mark them");
+    command.addFlag("--no-proposals", &options->isWithoutProposals, "Proposes no translations of similar texts");
+    command.onRun([=] { *status = runMerge(*options); });
 }
 
-static void addStats(CLI::App& app, StatsOptions* options, int* status)
+static void addStats(Program& program, StatsOptions* options, int* status)
 {
-    CLI::App* command = app.add_subcommand("stats", "Counts entries, proposals and words");
-    command->footer("Examples:\n"
-                    "  core-strings stats locale/*/strings.utf8");
+    Command command = program.addCommand("stats", "Counts entries, proposals and words");
+    command.footer("Examples:\n"
+                   "  core-strings stats locale/*/strings.utf8");
     addFiles(command, &options->files);
-    command->add_flag("--json", options->isJson, "Prints JSON");
-    command->callback([=] { *status = runStats(*options); });
+    command.addFlag("--json", &options->isJson, "Prints JSON");
+    command.onRun([=] { *status = runStats(*options); });
 }
 
-static void addFormat(CLI::App& app, FormatOptions* options, int* status)
+static void addFormat(Program& program, FormatOptions* options, int* status)
 {
-    CLI::App* command = app.add_subcommand("format", "Writes all entries in one form");
-    command->footer("Examples:\n"
-                    "  core-strings format locale/de/strings.utf8\n"
-                    "  core-strings format --apple - <locale/de/strings.utf8 >de.strings");
+    Command command = program.addCommand("format", "Writes all entries in one form");
+    command.footer("Examples:\n"
+                   "  core-strings format locale/de/strings.utf8\n"
+                   "  core-strings format --apple - <locale/de/strings.utf8 >de.strings");
     addFiles(command, &options->files);
-    command->add_flag("--sort", options->isSorted, "Sorts the entries by their keys");
-    command->add_flag("--apple", options->isApple,
-                      "Ends entries with a semicolon, so that other programs for strings files can read them");
-    command->add_flag("--check", options->onlyChecks,
-                      "Changes no file, and prints the names of the files that would change");
-    command->callback([=] { *status = runFormat(*options); });
+    command.addFlag("--sort", &options->isSorted, "Sorts the entries by their keys");
+    command.addFlag("--apple", &options->isApple,
+                    "Ends entries with a semicolon, so that other programs for strings files can read them");
+    command.addFlag("--check", &options->onlyChecks,
+                    "Changes no file, and prints the names of the files that would change");
+    command.onRun([=] { *status = runFormat(*options); });
 }
 
-static void addPseudo(CLI::App& app, PseudoOptions* options, int* status)
+static void addPseudo(Program& program, PseudoOptions* options, int* status)
 {
-    CLI::App* command = app.add_subcommand(
+    Command command = program.addCommand(
         "pseudo", "Makes a translation for tests, which shows untranslated texts and narrow places");
-    command->footer("Examples:\n"
-                    "  core-strings pseudo collected.utf8 -o locale/pseudo/strings.utf8");
+    command.footer("Examples:\n"
+                   "  core-strings pseudo collected.utf8 -o locale/pseudo/strings.utf8");
     addFile(command, &options->file, "A strings file with all texts of the game; - for the standard input");
     addOutput(command, &options->output, "The file to write, instead of the standard output");
-    command->callback([=] { *status = runPseudo(*options); });
+    command.onRun([=] { *status = runPseudo(*options); });
 }
 
-static void addPo(CLI::App& app, PoOptions* options, int* status)
+static void addPo(Program& program, PoOptions* options, int* status)
 {
-    CLI::App* command = app.add_subcommand("po", "Makes a PO file from a strings file");
-    command->footer("Examples:\n"
-                    "  core-strings po locale/de/strings.utf8 -o de.po\n"
-                    "  core-strings po --template collected.utf8 -o game.pot");
+    Command command = program.addCommand("po", "Makes a PO file from a strings file");
+    command.footer("Examples:\n"
+                   "  core-strings po locale/de/strings.utf8 -o de.po\n"
+                   "  core-strings po --template collected.utf8 -o game.pot");
     addFile(command, &options->file, "A strings file; - for the standard input");
     addOutput(command, &options->output, "The file to write, instead of the standard output");
-    command->add_flag("--template", options->isTemplate, "Leaves out the translations");
-    command->callback([=] { *status = runPo(*options); });
+    command.addFlag("--template", &options->isTemplate, "Leaves out the translations");
+    command.onRun([=] { *status = runPo(*options); });
 }
 
-static void addFromPo(CLI::App& app, FromPoOptions* options, int* status)
+static void addFromPo(Program& program, FromPoOptions* options, int* status)
 {
-    CLI::App* command = app.add_subcommand("from-po", "Makes a strings file from a PO file");
-    command->footer("Examples:\n"
-                    "  core-strings from-po de.po -o locale/de/strings.utf8");
+    Command command = program.addCommand("from-po", "Makes a strings file from a PO file");
+    command.footer("Examples:\n"
+                   "  core-strings from-po de.po -o locale/de/strings.utf8");
     addFile(command, &options->file, "A PO file; - for the standard input");
     addOutput(command, &options->output, "The file to write, instead of the standard output");
-    command->callback([=] { *status = runFromPo(*options); });
+    command.onRun([=] { *status = runFromPo(*options); });
 }
 
-static void addThrough(CLI::App* command, std::vector<std::string>* through)
+static void addThrough(Command command, std::vector<std::string>* through)
 {
-    command->add_option(
-        "--through", *through,
+    command.addOption(
+        "--through", through,
         "A function of the game that only passes a text on, such as T: the place is where it is called");
 }
 
-static void addGame(CLI::App* command, std::vector<std::string>* words)
+static Option addGame(Command command, std::vector<std::string>* words)
 {
-    command->add_option("GAME", *words, "The game and its arguments, after --");
-    command->positionals_at_end();
+    const Option game = command.addOption("GAME", words, "The game and its arguments, after --");
+    command.endsAtPlaces();
+    return game;
 }
 
-static void addRecord(CLI::App& app, RecordOptions* options, int* status)
+static void addRecord(Program& program, RecordOptions* options, int* status)
 {
-    CLI::App* command = app.add_subcommand("record", "Plays a game, and records every text that it asks for");
-    command->footer(
+    Command command = program.addCommand("record", "Plays a game, and records every text that it asks for");
+    command.footer(
         "Examples:\n"
         "  core-strings record -- ./game -level 2\n"
         "  core-strings record -o recorded.utf8 -- ./game\n"
@@ -160,20 +159,19 @@ static void addRecord(CLI::App& app, RecordOptions* options, int* status)
         "was not understood, and 3 when the game could not be started or the record not be written.");
     addOutput(command, &options->output,
               "The record (default: recorded.utf8); with - the game's own output goes to the standard error stream");
-    command->add_option("-C,--root", options->root,
-                        "The folder of the sources: their paths in the record begin there (default: this folder)");
+    command.addOption("-C,--root", &options->root,
+                      "The folder of the sources: their paths in the record begin there (default: this folder)");
     addThrough(command, &options->through);
-    command->add_flag("--json", options->isJson, "Writes JSON for scripts, which no later run is added to");
-    addGame(command, &options->command);
-    command->get_option("GAME")->required();
-    command->callback([=] { *status = runRecord(*options); });
+    command.addFlag("--json", &options->isJson, "Writes JSON for scripts, which no later run is added to");
+    addGame(command, &options->command).required();
+    command.onRun([=] { *status = runRecord(*options); });
 }
 
-static void addMissing(CLI::App& app, MissingOptions* options, int* status)
+static void addMissing(Program& program, MissingOptions* options, int* status)
 {
-    CLI::App* command =
-        app.add_subcommand("missing", "Plays a game, and reports the texts that its strings file lacks");
-    command->footer(
+    Command command =
+        program.addCommand("missing", "Plays a game, and reports the texts that its strings file lacks");
+    command.footer(
         "Examples:\n"
         "  core-strings missing -- ./game -language german\n"
         "  core-strings missing --record recorded.utf8 -- ./game\n"
@@ -181,38 +179,38 @@ static void addMissing(CLI::App& app, MissingOptions* options, int* status)
         "\n"
         "The strings file is the one that the game opens. An entry that neither this run nor a record has\n"
         "asked for is a finding as well. The game's own output goes to the standard error stream.");
-    command->add_option("--record", options->records, "What other runs asked for: a file that record has written");
-    command->add_option("--file", options->files, "A strings file, instead of the one that the game opens");
-    command->add_option("-C,--root", options->root,
-                        "The folder of the sources: paths in the findings begin there (default: this folder)");
+    command.addOption("--record", &options->records, "What other runs asked for: a file that record has written");
+    command.addOption("--file", &options->files, "A strings file, instead of the one that the game opens");
+    command.addOption("-C,--root", &options->root,
+                      "The folder of the sources: paths in the findings begin there (default: this folder)");
     addThrough(command, &options->through);
-    CLI::Option* const json = command->add_flag("--json", options->isJson, "Prints the findings as JSON");
-    command->add_flag("--github", options->isGithub, "Prints the findings as annotations of GitHub")->excludes(json);
+    const Option json = command.addFlag("--json", &options->isJson, "Prints the findings as JSON");
+    command.addFlag("--github", &options->isGithub, "Prints the findings as annotations of GitHub").excludes(json);
     addGame(command, &options->command);
-    command->callback([=] { *status = runMissing(*options); });
+    command.onRun([=] { *status = runMissing(*options); });
 }
 
-static void addLsp(CLI::App& app, LspOptions* options, int* status)
+static void addLsp(Program& program, LspOptions* options, int* status)
 {
-    CLI::App* command = app.add_subcommand("lsp", "Serves an editor, as a language server");
-    command->footer("Examples:\n"
-                    "  core-strings lsp\n"
-                    "  core-strings lsp --record recorded.utf8\n"
-                    "\n"
-                    "The editor starts this command and talks to it over standard input and output (LSP 3.17).\n"
-                    "docs/translating.md has the settings of some editors.");
-    command->add_option("--with", options->others,
-                        "Strings files of other languages (default: those in the folders beside the file's folder)");
-    command->add_option("--record", options->records, "What runs asked for: a file that record has written");
-    command->callback([=] { *status = runLsp(*options); });
+    Command command = program.addCommand("lsp", "Serves an editor, as a language server");
+    command.footer("Examples:\n"
+                   "  core-strings lsp\n"
+                   "  core-strings lsp --record recorded.utf8\n"
+                   "\n"
+                   "The editor starts this command and talks to it over standard input and output (LSP 3.17).\n"
+                   "docs/translating.md has the settings of some editors.");
+    command.addOption("--with", &options->others,
+                      "Strings files of other languages (default: those in the folders beside the file's folder)");
+    command.addOption("--record", &options->records, "What runs asked for: a file that record has written");
+    command.onRun([=] { *status = runLsp(*options); });
 }
 
 static int runProgram(int argc, char** argv)
 {
-    CLI::App app(sc_description, "core-strings");
-    app.footer(sc_footer);
-    app.set_version_flag("--version", "core-strings " CORE_VERSION);
-    app.require_subcommand(1);
+    Program program("core-strings", sc_description);
+    program.footer(sc_footer);
+    program.version("core-strings " CORE_VERSION);
+    program.needsCommand();
     int status = TOOL_FINE;
     CheckOptions check;
     MergeOptions merge;
@@ -224,24 +222,20 @@ static int runProgram(int argc, char** argv)
     RecordOptions record;
     MissingOptions missing;
     LspOptions lsp;
-    addCheck(app, &check, &status);
-    addMerge(app, &merge, &status);
-    addStats(app, &stats, &status);
-    addFormat(app, &format, &status);
-    addPseudo(app, &pseudo, &status);
-    addPo(app, &po, &status);
-    addFromPo(app, &fromPo, &status);
-    addRecord(app, &record, &status);
-    addMissing(app, &missing, &status);
-    addLsp(app, &lsp, &status);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) {
-            return app.exit(error); // --help and --version
-        }
-        return complain(TOOL_NOT_UNDERSTOOD,
-                        std::string(error.what()) + "; core-strings --help explains the commands");
+    addCheck(program, &check, &status);
+    addMerge(program, &merge, &status);
+    addStats(program, &stats, &status);
+    addFormat(program, &format, &status);
+    addPseudo(program, &pseudo, &status);
+    addPo(program, &po, &status);
+    addFromPo(program, &fromPo, &status);
+    addRecord(program, &record, &status);
+    addMissing(program, &missing, &status);
+    addLsp(program, &lsp, &status);
+    std::string error;
+    if (!program.run(argc, argv, &error)) {
+        return error.empty() ? TOOL_FINE
+                             : complain(TOOL_NOT_UNDERSTOOD, error + "; core-strings --help explains the commands");
     }
     if (fflush(stdout) != 0 || ferror(stdout)) {
         return complain(TOOL_CANT_ACCESS, "the standard output can't be written");

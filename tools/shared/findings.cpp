@@ -1,6 +1,6 @@
 #include "tools/shared/findings.h"
 
-#include <nlohmann/json.hpp>
+#include "tools/shared/json.h"
 
 #include <algorithm>
 #include <stdio.h>
@@ -74,19 +74,17 @@ static std::string annotationOf(const Finding& finding)
 
 static std::string jsonOf(const std::vector<Finding>& findings)
 {
-    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    Json list = Json::array();
     for (const Finding& finding : findings) {
-        nlohmann::ordered_json one;
-        one["file"] = finding.file;
-        one["line"] = finding.line;
-        one["column"] = finding.column;
-        one["severity"] = severityOf(finding);
-        one["what"] = finding.what;
-        one["instead"] = finding.instead;
-        one["check"] = finding.check;
-        list.push_back(one);
+        list.add(Json::object({{"file", finding.file},
+                               {"line", finding.line},
+                               {"column", finding.column},
+                               {"severity", severityOf(finding)},
+                               {"what", finding.what},
+                               {"instead", finding.instead},
+                               {"check", finding.check}}));
     }
-    return list.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+    return list.text(2) + "\n";
 }
 
 std::string formatFindings(const std::vector<Finding>& findings, e_FindingForm form)
@@ -99,11 +97,6 @@ std::string formatFindings(const std::vector<Finding>& findings, e_FindingForm f
         text += (form == FINDINGS_GITHUB ? annotationOf(finding) : textOf(finding)) + "\n";
     }
     return text;
-}
-
-std::string quotedForJson(const std::string& text)
-{
-    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 int statusOf(const std::vector<Finding>& findings)

@@ -42,6 +42,3 @@ int statusOf(const std::vector<Finding>& findings);
 // Returns the text with each control character replaced by '?', because a text from a file could have commands for
 // the terminal in it.
 std::string printable(const std::string& text);
-
-// Returns the text as a string of JSON, with its quotes. Bytes that are no UTF-8 are replaced.
-std::string quotedForJson(const std::string& text);

@@ -7,8 +7,10 @@
 import base64
 import json
 import os
+import signal
 import subprocess
 import tempfile
+import time
 
 KEYS = {"Enter": 13, "Escape": 27, "Home": 36, "End": 35, "ArrowLeft": 37, "ArrowUp": 38, "ArrowRight": 39, "ArrowDown": 40}
 
@@ -28,7 +30,8 @@ class Browser:
             os.dup2(ends[1], 4)
 
         self.process = subprocess.Popen(
-            arguments, preexec_fn=use_pipe_ends, close_fds=False, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL
+            arguments, preexec_fn=use_pipe_ends, close_fds=False, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+            env={**os.environ, "TMPDIR": self.folder.name}, start_new_session=True
         )
         os.close(to_browser)
         os.close(from_browser)
@@ -45,14 +48,18 @@ class Browser:
         return self
 
     def __exit__(self, *error):
-        self.process.terminate()
+        os.killpg(self.process.pid, signal.SIGKILL)  # the browser and its helper processes
         self.process.wait()
         os.close(self.commands)
         os.close(self.answers)
-        try:
-            self.folder.cleanup()
-        except OSError:
-            pass  # a helper process of the browser still writes there
+        deadline = time.monotonic() + 30
+        while os.path.exists(self.folder.name):
+            try:
+                self.folder.cleanup()
+            except OSError:  # a helper process may write there until the kernel has ended it
+                if time.monotonic() > deadline:
+                    raise
+                time.sleep(0.05)
 
     def _next(self):
         while b"\0" not in self.rest:

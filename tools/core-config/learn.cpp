@@ -9,7 +9,9 @@
 #include "tools/core-config/library.h"
 
 #include <algorithm>
+#include <sstream>
 #include <stdlib.h>
+#include <string.h>
 
 namespace config {
 
@@ -391,15 +393,21 @@ void TextLearner::_learn(const std::string& text, bool hasEquals, const Form& fo
     }
 }
 
-// Returns what is in a variable of the game as a schema writes it: a float with as few digits as it needs.
+// Returns what is in a variable of the game as a schema writes it.
 static std::string shownDefault(const ReadCall& call)
 {
     if (formOf(call.what).type != TYPE_FLOAT32) {
         return call.value;
     }
-    char* second = nullptr;
-    const std::string first = shown(strtof(call.value.c_str(), &second));
-    return *second == ' ' ? first + ' ' + shown(strtof(second, nullptr)) : first;
+    std::string text;
+    std::istringstream words(call.value);
+    for (std::string word; words >> word;) {
+        const uint32_t bits = static_cast<uint32_t>(strtoul(word.c_str(), nullptr, 16));
+        float number;
+        memcpy(&number, &bits, sizeof(number));
+        text += (text.empty() ? "" : " ") + shown(number);
+    }
+    return text;
 }
 
 // Returns true if the value is what the game uses when the file lacks the name: no mark of the game's own, and the same
@@ -409,7 +417,7 @@ bool TextLearner::_isDefault(const ReadCall& call) const
     static const double sc_largest = 1e6; // a game marks "no value" by larger numbers
     const e_ValueType type = formOf(call.what).type;
     const bool isNumber = type <= TYPE_FLOAT32;
-    const double number = strtod(call.value.c_str(), nullptr);
+    const double number = strtod(shownDefault(call).c_str(), nullptr);
     const bool isText = call.value.find_first_of("\r\n\t") == std::string::npos;
     return !call.value.empty() && (isNumber ? number >= -sc_largest && number <= sc_largest : isText) &&
            std::all_of(m_asks.begin(), m_asks.end(), [&](const Ask& ask) {

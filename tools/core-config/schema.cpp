@@ -15,7 +15,7 @@ static const char sc_head[] = "core-config schema 1";
 static const char* const sc_types[TYPE_COUNT] = {"int8", "int16",  "int32", "uint32", "int64", "float32",
                                                  "bool", "string", "word",  "int",    "text"};
 static const char* const sc_keywords[] = {"required", "once", "default", "one-of", "seen", "open"};
-static const size_t sc_deepest = 60; // blocks in blocks
+static const size_t sc_deepest = 60; // blocks in blocks; core-config learn writes fewer
 
 bool isSameName(const std::string& a, const std::string& b)
 {

@@ -521,8 +521,9 @@ void addSeen(NameSchema* name, const std::string& value)
     }
     std::vector<std::string> numbers = name->seen; // a list becomes a range
     numbers.push_back(value);
-    for (const std::string& text : numbers) {
+    for (std::string& text : numbers) {
         Range& range = name->seenRange;
+        text.erase(text.find_last_not_of('.') + 1); // "9." before ".." could not be read again
         const double number = strtod(text.c_str(), nullptr);
         if (!text.empty() && isLimit(text)) {
             range = rangeOf(isSet(range) && range.least <= number ? range.low : text,

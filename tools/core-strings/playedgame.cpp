@@ -22,15 +22,25 @@ static std::string hexadecimal(uint64_t number)
     return text;
 }
 
-// Returns the name of a function without its parameters, and without blanks: a place is one word.
+// Returns the name of a function without its result, parameters and arguments of templates: "Menu::draw" for
+// "void (anonymous namespace)::Menu::draw<int>(int)". A place is one word.
 static std::string shortName(const std::string& function)
 {
     static const std::string sc_anonymous = "(anonymous namespace)::";
-    std::string name = function;
-    for (size_t at; (at = name.find(sc_anonymous)) != std::string::npos;) {
-        name.erase(at, sc_anonymous.size());
+    std::string name;
+    int depth = 0;
+    for (size_t at = 0; at < function.size(); ++at) {
+        if (function.compare(at, sc_anonymous.size(), sc_anonymous) == 0) {
+            at += sc_anonymous.size() - 1;
+        } else if (depth == 0 && function[at] == '(') {
+            break;
+        } else if (function[at] == '<' || function[at] == '>') {
+            depth += function[at] == '<' ? 1 : -1;
+        } else if (depth == 0) {
+            name += function[at];
+        }
     }
-    return name.substr(0, name.find_first_of("( "));
+    return name.substr(name.rfind(' ') + 1);
 }
 
 // Returns the path of the folder with a slash at its end.

@@ -37,11 +37,14 @@ static void showButtons()
     Menu::passOn("Start"), ask("Start"), ask("Cup"); // line 153
 }
 
-#line 200 "/source/src/menu.cpp"
-static const char* onlyHere()
+namespace {
+#line 199 "/source/src/menu.cpp"
+template <int NUMBER>
+const char* onlyHere()
 {
     return g_stringTblPtr->translate("Only here"); // line 202
 }
+} // namespace
 
 static void play()
 {
@@ -49,7 +52,7 @@ static void play()
         ask("Start");
         ask("START");
     }
-    puts(onlyHere());
+    puts(onlyHere<1>());
     ask("ends in \\");
     ask("\"A\ttext\" with\nescapes");
     ask(std::string(200, 'x').c_str());
@@ -69,7 +72,7 @@ static void askInThreadsAndChild()
     ask("Start");
     std::vector<std::thread> threads;
     for (int number = 0; number < 4; ++number) {
-        threads.emplace_back(askOften, 1000);
+        threads.emplace_back(askOften, 50000);
     }
     for (std::thread& thread : threads) {
         thread.join();

@@ -5,7 +5,7 @@
 // order in which they happened, also across blocks:
 //
 //     +------+------+--------+-------+------+------------------+
-//     | size | what | result | place | text | name or bytes    |   size: 16 bits, of the whole event; stored last
+//     | size | what | result | place | text | name, or bytes   |   the head is a ReadEvent; size is stored last
 //     +------+------+--------+-------+------+------------------+
 //
 // 1. A text is known by the address of its first byte. A READ_TEXT event tells the bytes of a text when a parser begins
@@ -23,36 +23,43 @@ static const uint32_t sc_readsName = 1024;       // bytes of a name or a path, a
 static const uint32_t sc_noPlace = 0xffffffff;
 
 enum e_Read : uint8_t {
-    READ_FILE = 1, // the game has opened a file: the path that it asked for, NUL, the absolute path
-    READ_TEXT,     // a piece of a text that a parser begins to read; result: true for the first piece
+    READ_FILE = 1, // the game has opened a file. After the event: the path that it asked for, NUL, the absolute path
+    READ_TEXT,     // a piece of a text that a parser begins to read. result: 1 for the first piece; place: its bytes
     READ_LINE,     // ParseLine. place: the line without leading blanks
     READ_TOKEN,    // GetToken. place: the token
     READ_STRING,   // GetString. place: after the quote
-    READ_EQUALS,   // the marks
-    READ_OPEN,     //
-    READ_CLOSE,    //
-    READ_ASK,      // the game compared a name with the first token of the line, and they differ. READ_NAME: not
-    READ_NAME,     //
-    READ_INT8,   // ParamEqualsInt8 and its kin. result: 1 if the name is the token. place: after the token. After the
-                 // name: NUL, the room for a text or 0, NUL, the value in the game's variable unless result is 1
-    READ_INT16,  //
-    READ_INT32,  //
-    READ_UINT32, //
-    READ_INT64,  //
-    READ_FLOAT32,   //
-    READ_BOOL,      //
+    READ_EQUALS,   // GetEqualsToken
+    READ_OPEN,     // GetOpenBrace
+    READ_CLOSE,    // GetCloseBrace
+    READ_ASK,      // the game compared the first token of the line with a name, and they differ
+    READ_NAME,     // the game compared the first token of the line with a name, and they are equal
+
+    // Readers of named parameters. result: 1 if the name is the token. place: after the token. After the event: the name,
+    // NUL, the bytes that the game has for a text or 0, NUL, and if result is 0 the value in the game's variable. A float
+    // is written as its bits, in eight hexadecimal digits.
+    READ_INT8,
+    READ_INT16,
+    READ_INT32,
+    READ_UINT32,
+    READ_INT64,
+    READ_FLOAT32,
+    READ_BOOL,
     READ_TEXTVALUE, // ParamEqualsString
-    READ_INT32_2,   //
-    READ_INT32_2X,  //
-    READ_FLOAT32_2, //
+    READ_INT32_2,
+    READ_INT32_2X,
+    READ_FLOAT32_2,
     READ_FLOAT32_2X,
-    READ_GET_INT, // GetInt and its kin. result: 1 if it has read its values. place: where the values are
+
+    // Readers of numbers at the line position. result: 1 if all values were read. place: where the values are.
+    READ_GET_INT,
     READ_GET_INT2,
     READ_GET_INT3,
     READ_GET_FLOAT,
     READ_GET_FLOAT2,
-    READ_GET_BOOL,
-    READ_LINE_STRING, // ParseString and its kin: a line of values. result and place: as above
+    READ_GET_BOOL, // result: the value
+
+    // Readers of value lines. result: 1 if all values were read. place: the line.
+    READ_LINE_STRING,
     READ_LINE_CHAR,
     READ_LINE_UTF8,
     READ_LINE_INT,

@@ -69,7 +69,7 @@ def main():
     gravity = WORLD.index(b"gravity") + len(b"gravity ")
     assert any(what == FLOAT32 and result == 1 and at == gravity and rest.startswith(b"gravity\0")
                for what, result, at, rest in seen), seen
-    assert any(what == FLOAT32 and result == 0 and rest.startswith(b"gravity\x000\x009.5\0")
+    assert any(what == FLOAT32 and result == 0 and rest.startswith(b"gravity\x000\x0041180000\0")
                for what, result, _, rest in seen), seen
     assert any(what == LINE_INT2 and result == 1 for what, result, *_ in seen), seen
     preferences = [block.rstrip(b"\0") for kind, block in found if kind == PREFERENCE]

@@ -28,7 +28,7 @@ int readSchemaFile(const std::string& path, config::Schema* schema)
     return TOOL_FINE;
 }
 
-// Returns true if the game has ended. Waits for its end, but not longer than a person who looks on.
+// Returns true if the game has ended. Waits for its end for a moment, so that its complaints are printed soon.
 static bool hasEnded(const StartedGame& game)
 {
     static const int sc_pause = 50; // milliseconds

@@ -133,8 +133,8 @@ void GameReads::_addEvent(Process* process, const watch::ReadEvent& event, const
 {
     const std::string bytes = rest.substr(0, event.place); // of a file and of a text
     if (event.what == watch::READ_FILE) {
-        const std::string asked = bytes.c_str();
-        process->files.push_back({asked, bytes.substr(std::min(asked.size() + 1, bytes.size()))});
+        const std::vector<std::string> paths = splitTexts(bytes, 2);
+        process->files.push_back({paths[0], paths[1]});
         return;
     }
     ReadText*& text = process->texts[event.text];

@@ -9,9 +9,15 @@
 #include "tools/core-config/library.h"
 
 #include <algorithm>
+#include <sstream>
 #include <stdlib.h>
+#include <string.h>
 
 namespace config {
+
+// A schema has no more than this.
+static const size_t sc_deepestBlock = 50;
+static const size_t sc_mostValues = 64;
 
 // ---- Types
 
@@ -125,8 +131,9 @@ static BlockSchema* addBlock(BlockSchema* block, const std::string& name)
 
 static FileSchema* fileOf(Schema* schema, const std::string& path, bool isIni)
 {
-    const auto found = std::find_if(schema->files.begin(), schema->files.end(),
-                                    [&](const FileSchema& file) { return isSameName(file.block.name, path); });
+    const auto found = std::find_if(schema->files.begin(), schema->files.end(), [&](const FileSchema& file) {
+        return file.isIni == isIni && isSameName(file.block.name, path);
+    });
     if (found != schema->files.end()) {
         return &*found;
     }
@@ -166,6 +173,7 @@ private:
         const ReadCall* call;
     };
 
+    bool _canHave(size_t block) const;
     void _findKnownBlocks();
     size_t _lineOf(const ReadCall& call) const;
     void _endLine();
@@ -222,6 +230,16 @@ size_t TextLearner::_lineOf(const ReadCall& call) const
     return call.result && call.place < m_lines.size() ? m_lines.lineOf(call.place) : NO_READ_PLACE;
 }
 
+// Returns true if a schema can have the block: it has a name, and so have the blocks around it, which are not too many.
+bool TextLearner::_canHave(size_t block) const
+{
+    size_t depth = 0;
+    for (; block != 0 && !m_map.blocks()[block].name.empty() && depth < sc_deepestBlock; ++depth) {
+        block = m_map.blocks()[block].outer;
+    }
+    return block == 0;
+}
+
 // The game knows each block in which it has found a name, also if it never looks at the heads of blocks.
 void TextLearner::_findKnownBlocks()
 {
@@ -229,7 +247,8 @@ void TextLearner::_findKnownBlocks()
     for (const ReadCall& call : m_text.calls) {
         line = call.what == watch::READ_LINE ? _lineOf(call) : line;
         const bool isFound = call.result && (isNamed(call.what) || call.what == watch::READ_NAME);
-        for (size_t block = isFound && line != NO_READ_PLACE ? m_map.blockOf(line) : 0; block != 0;) {
+        const size_t found = isFound && line != NO_READ_PLACE ? m_map.blockOf(line) : 0;
+        for (size_t block = _canHave(found) ? found : 0; block != 0;) {
             m_known[block] = true;
             block = m_map.blocks()[block].outer;
         }
@@ -302,9 +321,10 @@ void TextLearner::_learnHead()
         ++line;
     }
     const size_t block = line < m_lines.lines().size() ? m_map.blockOf(line) : 0;
-    if (block != 0 && m_map.blocks()[block].outer == m_map.blockOf(m_line)) {
-        m_known[block] = true;
+    if (block == 0 || m_map.blocks()[block].outer != m_map.blockOf(m_line) || !_canHave(block)) {
+        return;
     }
+    m_known[block] = true;
     std::vector<std::string> names = _blocksAround(m_map.blockOf(m_line));
     names.push_back(m_lines.text(m_words[0]));
     _blockOf(names);
@@ -332,7 +352,7 @@ void TextLearner::_learnWords()
         if (isValue && call->place != NO_READ_PLACE && index >= first && index < m_words.size()) {
             const Form part = formOf(call->what);
             form.type = form.most == 0 ? part.type : commonType(form.type, part.type);
-            form.most = std::max(form.most, index + part.most - first);
+            form.most = std::min(std::max(form.most, index + part.most - first), sc_mostValues);
             form.fewest = form.most;
         }
     }
@@ -366,6 +386,9 @@ void TextLearner::_learnValueLine(const ReadCall& call)
 // Adds a name, and the values of the current line from the word `first` on. room: as in ReadCall.
 void TextLearner::_learn(const std::string& text, bool hasEquals, const Form& form, size_t first, size_t room)
 {
+    if (text.empty()) {
+        return;
+    }
     BlockSchema* block = _blockOf(_blocksAround(m_map.blockOf(m_line)));
     NameSchema* name = findName(block, text);
     if (!name) {
@@ -391,15 +414,21 @@ void TextLearner::_learn(const std::string& text, bool hasEquals, const Form& fo
     }
 }
 
-// Returns what is in a variable of the game as a schema writes it: a float with as few digits as it needs.
+// Returns what is in a variable of the game as a schema writes it.
 static std::string shownDefault(const ReadCall& call)
 {
     if (formOf(call.what).type != TYPE_FLOAT32) {
         return call.value;
     }
-    char* second = nullptr;
-    const std::string first = shown(strtof(call.value.c_str(), &second));
-    return *second == ' ' ? first + ' ' + shown(strtof(second, nullptr)) : first;
+    std::string text;
+    std::istringstream words(call.value);
+    for (std::string word; words >> word;) {
+        const uint32_t bits = static_cast<uint32_t>(strtoul(word.c_str(), nullptr, 16));
+        float number;
+        memcpy(&number, &bits, sizeof(number));
+        text += (text.empty() ? "" : " ") + shown(number);
+    }
+    return text;
 }
 
 // Returns true if the value is what the game uses when the file lacks the name: no mark of the game's own, and the same
@@ -409,7 +438,7 @@ bool TextLearner::_isDefault(const ReadCall& call) const
     static const double sc_largest = 1e6; // a game marks "no value" by larger numbers
     const e_ValueType type = formOf(call.what).type;
     const bool isNumber = type <= TYPE_FLOAT32;
-    const double number = strtod(call.value.c_str(), nullptr);
+    const double number = strtod(shownDefault(call).c_str(), nullptr);
     const bool isText = call.value.find_first_of("\r\n\t") == std::string::npos;
     return !call.value.empty() && (isNumber ? number >= -sc_largest && number <= sc_largest : isText) &&
            std::all_of(m_asks.begin(), m_asks.end(), [&](const Ask& ask) {
@@ -528,6 +557,9 @@ Learnt learn(const GameReads& reads, Schema* schema)
     }
     for (const FileSchema& file : fresh.files) {
         const FileSchema* same = fileFor(*schema, file.block.name);
+        if (same && same->isIni != file.isIni) {
+            continue; // the game reads the file in both ways, and the schema describes one of them
+        }
         FileSchema* to = same ? const_cast<FileSchema*>(same) : fileOf(schema, file.block.name, file.isIni);
         ++learnt.files;
         mergeBlock(file.block, file.isIni, &to->block, &learnt);

@@ -12,8 +12,8 @@ struct Learnt {
     size_t newNames = 0; // that the schema did not have
 };
 
-// Adds what a game has read to a schema. What the schema says about a name stays, but for its type and its default, if the
-// game has asked for another one.
+// Adds what a game has read to a schema. The schema's entries stay. Two facts of an entry can change: its type, if the game
+// has asked for another type; and the default of an entry of a preferences file.
 Learnt learn(const GameReads& reads, Schema* schema);
 
 } // namespace config

@@ -15,7 +15,7 @@ static const char sc_head[] = "core-config schema 1";
 static const char* const sc_types[TYPE_COUNT] = {"int8", "int16",  "int32", "uint32", "int64", "float32",
                                                  "bool", "string", "word",  "int",    "text"};
 static const char* const sc_keywords[] = {"required", "once", "default", "one-of", "seen", "open"};
-static const size_t sc_deepest = 60; // blocks in blocks
+static const size_t sc_deepest = 60; // blocks in blocks; core-config learn writes fewer
 
 bool isSameName(const std::string& a, const std::string& b)
 {
@@ -521,8 +521,9 @@ void addSeen(NameSchema* name, const std::string& value)
     }
     std::vector<std::string> numbers = name->seen; // a list becomes a range
     numbers.push_back(value);
-    for (const std::string& text : numbers) {
+    for (std::string& text : numbers) {
         Range& range = name->seenRange;
+        text.erase(text.find_last_not_of('.') + 1); // "9." before ".." could not be read again
         const double number = strtod(text.c_str(), nullptr);
         if (!text.empty() && isLimit(text)) {
             range = rangeOf(isSet(range) && range.least <= number ? range.low : text,

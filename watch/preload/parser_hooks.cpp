@@ -11,7 +11,6 @@
 #include <dlfcn.h>
 #include <stdio.h>
 #include <string.h>
-#include <strings.h>
 
 using watch::isWatchingReads;
 
@@ -37,8 +36,9 @@ struct ReaderState {
     unsigned int depth;    // calls of the library's readers inside each other
     const char* others[4]; // the last texts that are not noted
     unsigned int next;     // of others
-    const char* token;     // the token that GetToken returned last
+    const char* token;     // the first token of the current line
     const char* tokenText; // the text of this token
+    bool hasToken;         // GetToken was called for the current line
     bool hasAsked;         // the game has compared a name on the current line
 };
 
@@ -53,6 +53,39 @@ static bool isNotedText(const char* text)
     return isNoted;
 }
 
+// ---- Names
+
+// Returns true for the first ask on a line, and for an ask that is new in its block.
+static bool isNewAsk(watch::e_Read what, const char* text, const char* name)
+{
+    const bool isFirst = !s_state.hasAsked;
+    s_state.hasAsked = true;
+    return watch::isNewAsk(what, text, name) || isFirst;
+}
+
+WATCH_FUNCTION("_Z7stricmpPKcS0_", int, compare, (const char* left, const char* right))
+{
+    const int result = s_compare.real()(left, right);
+    const char* token = s_state.token;
+    if (!token || s_state.depth > 0 || (left != token && right != token)) {
+        return result;
+    }
+    const char* name = left == token ? right : left;
+    const watch::e_Read what = result == 0 ? watch::READ_NAME : watch::READ_ASK;
+    if (name && isWatchingReads() && (result == 0 || isNewAsk(what, s_state.tokenText, name))) {
+        watch::noteRead(what, result == 0, s_state.tokenText, watch::sc_noPlace, name,
+                        strnlen(name, watch::sc_readsName));
+    }
+    return result;
+}
+
+static bool isSame(const char* token, const char* name)
+{
+    return token && name && s_compare.real()(token, name) == 0;
+}
+
+// ---- Calls of readers
+
 // Where a reader of a named parameter stores its value. If the name is not in the line, the value that is there is the one
 // that the game uses.
 struct Output {
@@ -64,7 +97,7 @@ struct Output {
     explicit Output(const int* value) { _set("%d", *value); }
     explicit Output(const unsigned int* value) { _set("%u", *value); }
     explicit Output(const long long* value) { _set("%lld", *value); }
-    explicit Output(const float* value) { _set("%.9g", static_cast<double>(*value)); }
+    explicit Output(const float* value) { _set("%08x", _bitsOf(*value)); } // "%g" writes a comma in some locales
     explicit Output(const bool* value)
     {
         unsigned char byte; // perhaps no bool yet
@@ -72,10 +105,7 @@ struct Output {
         _set("%s", byte ? "true" : "false");
     }
     Output(const int* first, const int* second) { _set("%d %d", *first, *second); }
-    Output(const float* first, const float* second)
-    {
-        _set("%.9g %.9g", static_cast<double>(*first), static_cast<double>(*second));
-    }
+    Output(const float* first, const float* second) { _set("%08x %08x", _bitsOf(*first), _bitsOf(*second)); }
     Output(const char* value, unsigned int size) : room(size)
     {
         if (size > 0 && memchr(value, 0, size)) {
@@ -84,6 +114,13 @@ struct Output {
     }
 
 private:
+    static unsigned int _bitsOf(const float& value)
+    {
+        unsigned int bits;
+        memcpy(&bits, &value, sizeof(bits));
+        return bits;
+    }
+
     template <typename... Values>
     void _set(const char* format, Values... values)
     {
@@ -141,20 +178,6 @@ private:
     const uint32_t m_position; // before the call
     const uint32_t m_cursor;
 };
-
-// Compares as the library does. The hook of stricmp does not see this call.
-static bool isSame(const char* token, const char* name)
-{
-    return token && name && strcasecmp(token, name) == 0;
-}
-
-// Returns true for the first ask on a line, and for an ask that is new in its block.
-static bool isNewAsk(watch::e_Read what, const char* text, const char* name)
-{
-    const bool isFirst = !s_state.hasAsked;
-    s_state.hasAsked = true;
-    return watch::isNewAsk(what, text, name) || isFirst;
-}
 
 template <typename Describe>
 bool ReaderCall::noteParameter(watch::e_Read what, bool result, const char* token, const char* name,
@@ -226,6 +249,8 @@ WATCH_FUNCTION("_ZN6Parser9ParseLineEv", bool, parseLine, (Parser * parser))
     if (call.isNoted()) {
         const char* line = call.view().position;
         call.note(watch::READ_LINE, result, call.view().placeOf(line));
+        s_state.token = nullptr;
+        s_state.hasToken = false;
         s_state.hasAsked = false;
         if (result && line && strpbrk(line, "{}")) {
             watch::forgetAsks();
@@ -240,8 +265,9 @@ WATCH_FUNCTION("_ZN6Parser8GetTokenEPKc", char*, getToken, (Parser * parser, con
     char* token = s_getToken.real()(parser, delimiters);
     if (call.isNoted()) {
         call.note(watch::READ_TOKEN, token != nullptr, call.view().placeOf(token));
-        s_state.token = token;
+        s_state.token = s_state.hasToken ? s_state.token : token; // values are compared, too
         s_state.tokenText = call.view().buffer;
+        s_state.hasToken = true;
     }
     return token;
 }
@@ -336,22 +362,4 @@ WATCH_FUNCTION("_ZN6Parser17ParamEqualsStringEPKcS1_Pcj", bool, readString,
     const ReaderCall call(parser);
     return call.noteParameter(watch::READ_TEXTVALUE, s_readString.real()(parser, token, asked, text, size), token,
                               asked, [=] { return Output(text, size); });
-}
-
-// ---- Names that the game compares itself
-
-WATCH_FUNCTION("_Z7stricmpPKcS0_", int, compare, (const char* left, const char* right))
-{
-    const int result = s_compare.real()(left, right);
-    const char* token = s_state.token;
-    if (!token || s_state.depth > 0 || (left != token && right != token)) {
-        return result;
-    }
-    const char* name = left == token ? right : left;
-    const watch::e_Read what = result == 0 ? watch::READ_NAME : watch::READ_ASK;
-    if (name && isWatchingReads() && (result == 0 || isNewAsk(what, s_state.tokenText, name))) {
-        watch::noteRead(what, result == 0, s_state.tokenText, watch::sc_noPlace, name,
-                        strnlen(name, watch::sc_readsName));
-    }
-    return result;
 }

@@ -57,7 +57,7 @@ static void readWorld()
         } else if (stricmp(token, "color") == 0) {
             parser.GetEqualsToken();
             const char* color = parser.GetToken(" ");
-            printf("color %s\n", color ? color : "-");
+            printf("color %s\n", !color ? "none" : stricmp(color, "blue") == 0 ? "sky" : color);
         } else if (stricmp(token, "sound") != 0) {
             parser.ParamEqualsInt8(token, "small", &small) || parser.ParamEqualsInt16(token, "middle", &middle) ||
                 parser.ParamEqualsInt32(token, "lives", &lives) ||

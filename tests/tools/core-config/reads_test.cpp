@@ -198,6 +198,22 @@ TEST(CoreConfigLearn, ReadsAFileThatIsLargerThanAPartOfTheJournal)
     EXPECT_TRUE(contains(readFile("game.schema"), "        lives = int32 seen -1..19999\n"));
 }
 
+TEST(CoreConfigLearn, WritesASchemaThatCanBeReadWhateverTheFilesAre)
+{
+    std::string deep = "{\r\nlives = 1\r\n}\r\ntree";
+    for (int count = 0; count < 100; ++count) {
+        deep += " x";
+    }
+    deep += "\r\n";
+    for (int count = 0; count < 100; ++count) {
+        deep += "world\r\n{\r\n";
+    }
+    writeData(deep + "lives = 1\r\n");
+    EXPECT_EQ(run("learn -o game.schema -- '" GAME "'").status, 0);
+    EXPECT_EQ(run("learn -o game.schema -- '" GAME "'").status, 0) << readFile("errors");
+    EXPECT_NE(run("check --schema game.schema Data/world.txt").status, 2) << readFile("errors");
+}
+
 TEST(CoreConfigLearn, NeedsNoMoreMemoryForAGameThatReadsItsFilesAgainAndAgain)
 {
     writeData(sc_world);

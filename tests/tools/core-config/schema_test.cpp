@@ -296,7 +296,7 @@ TEST(Schema, KeepsTheSmallestAndTheLargestNumberThatWasReadAndSomeOfTheTexts)
     config::Schema schema =
         schemaOf("core-config schema 1\nini \"a\"\n{\nsection b\n{\nx = int seen 5 7\ny = text\n}\n}\n");
     std::vector<config::NameSchema>& names = schema.files[0].block.blocks[0].names;
-    for (const char* value : {"6", "-3", "many", "", "12"}) {
+    for (const char* value : {"6", "-3.", "many", "", "12.", "..", "."}) {
         config::addSeen(&names[0], value);
     }
     for (int number = 0; number < 100; ++number) {

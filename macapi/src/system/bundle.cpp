@@ -71,17 +71,21 @@ static const __CFDictionary* infoDictionary(const __CFBundle& bundle, int* error
 
     const std::lock_guard<std::mutex> lock(s_mutex);
     std::string text; // empty if the file cannot be read; an empty text does not parse
-    const int status = readFile(bundle.info, &text);
-    if (error) {
-        *error = status;
-    }
+    int status = readFile(bundle.info, &text);
     if (text != s_text) {
-        Ref<Object> plist = readPlist(text);
+        s_lent.reserve(s_lent.size() + 1); // throws before there is an object that lives until the process ends
+        bool isTooMuch = false;
+        Ref<Object> plist = readPlist(text, &isTooMuch);
         if (as<__CFDictionary>(plist.get())) {
             // core releases the version, although it only borrows it. The release does nothing to an immortal object.
             s_lent.push_back(as<__CFDictionary>(immortal(std::move(plist))));
             s_text = std::move(text);
+        } else if (isTooMuch) {
+            status = ENOMEM;
         }
+    }
+    if (error) {
+        *error = status;
     }
     return s_lent.empty() ? nullptr : s_lent.back();
 }

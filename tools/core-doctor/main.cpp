@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <exception>
 #include <stdio.h>
 
 // Exit statuses of the process.
@@ -30,7 +31,7 @@ static Report examine(const Game& game)
     return report;
 }
 
-int main(int argc, char** argv)
+static int runProgram(int argc, char** argv)
 {
     CLI::App app(
         "Shows what a bug report needs: libraries, host, folders, stored files and display. Changes nothing.",
@@ -60,4 +61,14 @@ int main(int argc, char** argv)
         return complain(sc_cantLook, "the standard output can't be written");
     }
     return report.hasWarnings() ? sc_wrong : sc_fine;
+}
+
+int main(int argc, char** argv)
+{
+    try {
+        return runProgram(argc, argv);
+    } catch (const std::exception& error) { // no memory
+        fprintf(stderr, "core-doctor: %s\n", error.what());
+        return sc_cantLook;
+    }
 }

@@ -73,10 +73,10 @@ static const __CFDictionary* infoDictionary(const __CFBundle& bundle, int* error
     std::string text; // empty if the file cannot be read; an empty text does not parse
     int status = readFile(bundle.info, &text);
     if (text != s_text) {
-        s_lent.reserve(s_lent.size() + 1); // throws before there is an object that lives until the process ends
         bool isTooMuch = false;
         Ref<Object> plist = readPlist(text, &isTooMuch);
         if (as<__CFDictionary>(plist.get())) {
+            s_lent.reserve(s_lent.size() + 1); // throws before the object lives until the process ends
             // core releases the version, although it only borrows it. The release does nothing to an immortal object.
             s_lent.push_back(as<__CFDictionary>(immortal(std::move(plist))));
             s_text = std::move(text);

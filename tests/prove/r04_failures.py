@@ -22,7 +22,7 @@ TOOLS = {
     "core-prefs": ["-a game list", "-a game write Video/width 640", "-a game delete Video/mode"],
     "core-strings/core-strings": ["check de.strings", "merge de.strings new.strings", "po de.strings -o de.po",
                                   "format --sort de.strings"],
-    "core-config/core-config": ["check --schema demo.schema levels.txt", "check --ini game.ini"],
+    "core-config/core-config": ["check --schema demo.schema --as Game/levels.txt levels.txt", "check --ini game.ini"],
     "core-memory/core-memory": ["sizes memory.dat"],
 }
 TOOL_STEP = 60

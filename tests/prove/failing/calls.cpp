@@ -29,6 +29,7 @@ static thread_local bool s_isInside __attribute__((tls_model("initial-exec"))); 
 
 // ---- Which calls count
 
+// True if the code at this address is in one of the project's libraries.
 static bool isLibrarys(const void* caller)
 {
     static const char* const sc_libraries[] = {"/libcore.so", "/libfile.so", "/liblogger.so", "/libmacapi.so",
@@ -43,6 +44,28 @@ static bool isLibrarys(const void* caller)
         }
     }
     return false;
+}
+
+// Calls that do not count, because the library that makes them ignores their failure: libgettextpo 0.21 does not notice
+// that a write fails.
+static bool isIgnored(const void* caller)
+{
+    dl_find_object where;
+    return _dl_find_object(const_cast<void*>(caller), &where) == 0 &&
+           strstr(where.dlfo_link_map->l_name, "/libgettextpo.so");
+}
+
+// Whether a call of this name needs space on the disk.
+static bool isWrite(const char* name)
+{
+    static const char* const sc_writes[] = {"write",  "writev", "pwrite", "fsync",     "fwrite", "fprintf",
+                                            "fflush", "fclose", "linkat", "ftruncate", "mkdir",  "mkdirat"};
+    for (const char* write : sc_writes) {
+        if (strcmp(name, write) == 0) {
+            return true;
+        }
+    }
+    return strncmp(name, "rename", 6) == 0;
 }
 
 static bool counts(const void* caller)
@@ -157,7 +180,7 @@ static bool fails(const char* name, e_CallKind kind, const void* caller, bool in
     }
     errno = s_failing.failure == FAIL_INTERRUPTED ? EINTR
             : kind == CALL_MEMORY                 ? ENOMEM
-            : s_failing.failure == FAIL_FROM_HERE ? ENOSPC
+            : isWrite(name)                       ? ENOSPC
                                                   : EIO;
     return true;
 }
@@ -340,7 +363,7 @@ static void markFailed(FILE* stream)
 
 static bool streamFails(const char* name, FILE* stream, const void* caller)
 {
-    if (stream == stderr || stream == stdout || !fails(name, CALL_FILE, caller)) {
+    if (stream == stderr || stream == stdout || isIgnored(caller) || !fails(name, CALL_FILE, caller)) {
         return false;
     }
     markFailed(stream);
@@ -412,7 +435,14 @@ typedef long XCall(long, long, long, long, long, long, long, long, long, long);
     {                                                                                                                \
         static XCall* s_next;                                                                                        \
         s_next = s_next ? s_next : next<XCall>(nullptr, #function);                                                  \
-        return fails(#function, CALL_WINDOW, CALLER) ? failed : s_next(a, b, c, d, e, f, g, h, i, j);                \
+        if (fails(#function, CALL_WINDOW, CALLER)) {                                                                 \
+            return failed;                                                                                           \
+        }                                                                                                            \
+        const bool wasInside = s_isInside; /* X11's own calls do not count: without memory, XOpenDisplay crashes */  \
+        s_isInside = true;                                                                                           \
+        const long result = s_next(a, b, c, d, e, f, g, h, i, j);                                                    \
+        s_isInside = wasInside;                                                                                      \
+        return result;                                                                                               \
     }
 
 X_CALL(XOpenDisplay, 0)

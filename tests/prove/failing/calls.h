@@ -21,13 +21,13 @@ enum e_CallKind : uint8_t {
 };
 
 enum e_Failure : int {
-    FAIL_ONCE,        // this call only; errno: ENOMEM, EIO
+    FAIL_ONCE,        // this call only; errno: ENOMEM, ENOSPC for a write, EIO
     FAIL_INTERRUPTED, // this call only; errno: EINTR. Only for calls that a signal can interrupt.
-    FAIL_FROM_HERE,   // this call and all later calls of its kind; errno: ENOMEM, ENOSPC
+    FAIL_FROM_HERE,   // this call and all later calls of its kind; errno as above
 };
 
 enum e_Callers : int {
-    CALLERS_ALL,      // calls from all code of the process
+    CALLERS_ALL,      // calls from all code of the process, but not those of X11 itself
     CALLERS_LIBRARIES // calls from libcore, libfile, liblogger, libmacapi and libcore-appkit
 };
 

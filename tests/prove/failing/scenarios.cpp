@@ -207,9 +207,11 @@ static void prepareLoad()
     }
 }
 
-// The blocks of bank 0 come from malloc.
+// The blocks of bank 0 come from malloc. Info.plist is read before: if there is no memory while it is read for the first
+// time, the values that were read until then are never freed (macapi/src/objects/object.cpp).
 static void setUpSmallCore()
 {
+    Platform::GetAppVersion();
     FailingMemory::m_coreSize = 64;
     beginMemory();
 }

@@ -1,6 +1,7 @@
 #include "tests/prove/failing/server.h"
 
 #include <algorithm>
+#include <ctype.h>
 #include <dlfcn.h>
 #include <filesystem>
 #include <fstream>
@@ -182,10 +183,14 @@ static bool areEqual(const std::string* left, const std::string* right)
     return left && right ? *left == *right : left == right;
 }
 
+// Files that the library and the programs make while they replace another file. A name of the last form is mkstemp's.
 static bool isTemporary(const std::string& path)
 {
     const std::string end = fs::path(path).extension().string();
-    return end == ".new" || end == ".lock" || end == ".bak";
+    const bool isRandom = end.size() == 7 && std::all_of(end.begin() + 1, end.end(), [](char letter) {
+                              return isalnum(static_cast<unsigned char>(letter)) != 0;
+                          });
+    return end == ".new" || end == ".lock" || end == ".bak" || isRandom;
 }
 
 // Returns what is wrong with the files; empty if nothing is. Adds the files that accept allowed to sums.
@@ -303,8 +308,8 @@ static void inject(const Scenario& scenario, Player* player, const Expected& exp
         const std::string fault = judge(scenario, expected, run, sums);
         if (!fault.empty()) {
             sums->faults += 1;
-            printf("FAULT: %s, call %u, %s, %s: %s; it said: %s\n", scenario.name, number,
-                   whereIs(call, player->log()).c_str(), nameOf(failure), fault.c_str(), excerpt(run.said).c_str());
+            printf("FAULT: %s: %s; call %u fails %s: %s; it said: %s\n", scenario.name, fault.c_str(), number,
+                   nameOf(failure), whereIs(call, player->log()).c_str(), excerpt(run.said).c_str());
         }
     }
 }

@@ -3,15 +3,6 @@
 #include "core/memorymgr.h"
 #include "core/memorymgr_nodes.h"
 
-#include <stdint.h>
-
-// Whether a header can lie at this address: all of its bytes are in the bank's region.
-static bool isInRegion(const MemoryBank_s* bank, const MemoryHeapNode_s* node)
-{
-    const uintptr_t offset = reinterpret_cast<uintptr_t>(node) - reinterpret_cast<uintptr_t>(bank->base);
-    return bank->base && offset < bank->size && bank->size - offset >= sc_headerSize;
-}
-
 // The sums over the nodes of a list.
 struct ListSums {
     unsigned int bytes;

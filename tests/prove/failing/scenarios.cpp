@@ -359,6 +359,7 @@ static void settlePreferences()
 
 static void setUpPreferences()
 {
+    Platform::GetAppVersion(); // reads Info.plist, as setUpSmallCore does
     FailingMemory::m_coreSize = 1 << 19;
     beginMemory();
 }

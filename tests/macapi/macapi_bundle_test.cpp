@@ -417,6 +417,9 @@ TEST(Bundle, WithTheNameOfAReservedDomainHasItsOwnPreferences)
 
 TEST(PreferencesName, IsTheIdentifierAlsoAfterAMomentWithoutMemory)
 {
+    if (EMULATOR[0] != '\0') {
+        GTEST_SKIP() << "an emulator takes too long for so many processes";
+    }
     write("A.app/Contents/Info.plist", plist("<key>CFBundleIdentifier</key><string>com.example.a</string>"));
     EXPECT_EQ(ask("A.app/Contents/MacOS/a", {"keep, after a moment without memory"}), "com.example.a.plist\n");
 }

@@ -33,6 +33,7 @@
 #include <string>
 #include <sys/mman.h>
 #include <sys/time.h>
+#include <utility>
 #include <vector>
 
 static const unsigned int sc_size =

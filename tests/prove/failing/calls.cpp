@@ -2,13 +2,11 @@
 // next function of that name.
 #include "tests/prove/failing/calls.h"
 
-#include <atomic>
 #include <dirent.h>
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <link.h>
-#include <netdb.h>
 #include <poll.h>
 #include <stdarg.h>
 #include <stdio.h>

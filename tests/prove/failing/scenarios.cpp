@@ -7,7 +7,6 @@
 #include "tests/prove/failing/server.h"
 
 #include "core/commandline.h"
-#include "core/hashtable.h"
 #include "core/memorymgr.h"
 #include "core/platform.h"
 #include "core/preferences.h"

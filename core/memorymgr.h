@@ -246,7 +246,8 @@ public:
     // Compares the headers, lists and counters of a heap bank. Returns the first error in the order MEMERR_BLOCK,
     // MEMERR_FREE_NODE, MEMERR_SIZE, MEMERR_USED_COUNT, MEMERR_FREE_COUNT, MEMERR_OVERFLOW; MEMERR_NONE when there is
     // none, and always for a bank that is no heap bank. With expectEmpty, blocks in use inside the region count as
-    // MEMERR_SIZE.
+    // MEMERR_SIZE. A node that does not lie in the region lacks its mark; a list whose links form a circle counts as
+    // MEMERR_SIZE. So a damaged header makes the check neither read other memory nor run for ever.
     //
     // Stores a number in *largestFree, which may be null. Heap bank: the size of the largest free node, header
     // included; after an error, of those that were checked before it. Linear bank: size - bytesInUse, which wraps

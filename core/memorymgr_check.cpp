@@ -3,20 +3,33 @@
 #include "core/memorymgr.h"
 #include "core/memorymgr_nodes.h"
 
-// Adds the sizes of a list's nodes to bytes and their number to count, and raises largest to the largest size.
-// Returns false at the first node whose mark is not magic; the sums then end before that node.
-static bool measure(const MemoryHeapNode_s* node, unsigned int magic, unsigned int* bytes, unsigned int* count,
-                    unsigned int* largest)
+// The sums over the nodes of a list.
+struct ListSums {
+    unsigned int bytes;
+    unsigned int count;
+    unsigned int largest; // the largest size
+};
+
+// Adds up the nodes of a list. Returns MEMERR_NONE; markError at the first node whose mark is not magic, or that does not
+// lie in the region: the sums then end before that node. Returns MEMERR_SIZE if the list has more nodes than the region
+// has room for: then its links form a circle. A damaged link can have the bit of a fallback block's link; no node inside a
+// bank has such a link, so the bit is not looked at.
+static int measure(const MemoryBank_s* bank, const MemoryHeapNode_s* list, unsigned int magic, int markError,
+                   ListSums* sums)
 {
-    for (; node; node = node->next) {
-        if (node->magic != magic) {
-            return false;
+    const unsigned int mostNodes = bank->size / sc_headerSize;
+    for (const MemoryHeapNode_s* node = list; node; node = insideLink(node->next)) {
+        if (!isInRegion(bank, node) || node->magic != magic) {
+            return markError;
         }
-        *bytes += node->size;
-        *count += 1;
-        *largest = node->size > *largest ? node->size : *largest;
+        if (sums->count == mostNodes) {
+            return MEMERR_SIZE;
+        }
+        sums->bytes += node->size;
+        sums->count += 1;
+        sums->largest = node->size > sums->largest ? node->size : sums->largest;
     }
-    return true;
+    return MEMERR_NONE;
 }
 
 int MemoryMgr::checkMemory(int index, unsigned int* largestFree, bool expectEmpty)
@@ -32,24 +45,23 @@ int MemoryMgr::checkMemory(int index, unsigned int* largestFree, bool expectEmpt
         return MEMERR_NONE;
     }
 
-    unsigned int bytes = 0;
-    unsigned int usedCount = 0;
-    unsigned int freeCount = 0;
-    unsigned int largestUsed = 0;
-    if (!measure(bank->usedList, sc_magicUsed, &bytes, &usedCount, &largestUsed)) {
-        return MEMERR_BLOCK;
+    ListSums inUse = {};
+    ListSums unused = {};
+    int error = measure(bank, bank->usedList, sc_magicUsed, MEMERR_BLOCK, &inUse);
+    if (error == MEMERR_NONE) {
+        error = measure(bank, bank->freeList, sc_magicFree, MEMERR_FREE_NODE, &unused);
+        largest = unused.largest;
     }
-    const bool unexpected = expectEmpty && bytes != 0; // so far, bytes counts the nodes in use only
-    if (!measure(bank->freeList, sc_magicFree, &bytes, &freeCount, &largest)) {
-        return MEMERR_FREE_NODE;
+    if (error != MEMERR_NONE) {
+        return error;
     }
-    if (unexpected || bytes != bank->size) {
+    if ((expectEmpty && inUse.bytes != 0) || inUse.bytes + unused.bytes != bank->size) {
         return MEMERR_SIZE;
     }
-    if (usedCount != bank->usedNodeCount) {
+    if (inUse.count != bank->usedNodeCount) {
         return MEMERR_USED_COUNT;
     }
-    if (freeCount != bank->freeNodeCount) {
+    if (unused.count != bank->freeNodeCount) {
         return MEMERR_FREE_COUNT;
     }
     // A bank that has overflowed once returns MEMERR_OVERFLOW from then on, even when all its blocks are free: its

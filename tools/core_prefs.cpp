@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <charconv>
 #include <errno.h>
+#include <exception>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -91,7 +92,7 @@ static std::string checkedText(const char* word)
 // Returns the check of the domain's file. Ends the program when the file is damaged or cannot be read.
 static StoreCheck readableStore(const PreferencesDomain& domain)
 {
-    const StoreCheck store = checkStore(domain);
+    StoreCheck store = checkStore(domain);
     if (store.file.empty()) {
         failUnderstanding("there is no such store");
     }
@@ -108,7 +109,7 @@ static StoreCheck readableStore(const PreferencesDomain& domain)
 // The same. Ends the program also when the file does not exist.
 static StoreCheck existingStore(const PreferencesDomain& domain)
 {
-    const StoreCheck store = readableStore(domain);
+    StoreCheck store = readableStore(domain);
     if (store.state == PreferencesState::Missing) {
         fail(sc_nothingThere, store.file + ": " + store.text);
     }
@@ -117,8 +118,7 @@ static StoreCheck existingStore(const PreferencesDomain& domain)
 
 static Ref<__CFDictionary> allValues(const PreferencesDomain& domain)
 {
-    existingStore(domain);
-    return copyPreferences(domain);
+    return std::move(existingStore(domain).values);
 }
 
 static void change(const PreferencesDomain& domain, const std::string& key, Ref<Object> value)
@@ -355,7 +355,7 @@ static PreferencesDomain parseOptions(int argc, char** argv)
     return domain;
 }
 
-int main(int argc, char** argv)
+[[noreturn]] static void runProgram(int argc, char** argv)
 {
     const PreferencesDomain domain = parseOptions(argc, argv);
     Words words;
@@ -373,4 +373,14 @@ int main(int argc, char** argv)
     }
     command.run(domain, words);
     finish();
+}
+
+int main(int argc, char** argv)
+{
+    try {
+        runProgram(argc, argv);
+    } catch (const std::exception& error) { // no memory
+        fprintf(stderr, "core-prefs: %s\n", error.what());
+        return sc_notReadable;
+    }
 }

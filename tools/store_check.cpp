@@ -21,12 +21,15 @@ static std::string textOf(PreferencesState state, size_t keys)
 
 StoreCheck checkStore(const PreferencesDomain& domain)
 {
-    StoreCheck check = {preferencesFile(domain), PreferencesState::Missing, 0, ""};
+    StoreCheck check = {preferencesFile(domain), PreferencesState::Missing, 0, "", nullptr};
     if (!check.file.empty()) {
         check.state = checkPreferences(check.file);
     }
     if (check.state == PreferencesState::Good) { // another process can damage the file now, so repairs are forbidden
-        check.keys = readPreferencesFile(check.file, domain.user, false).values->entries.size();
+        PreferencesContents contents = readPreferencesFile(check.file, domain.user, false);
+        check.state = contents.state; // the second read may fail although the first did not
+        check.keys = contents.values->entries.size();
+        check.values = check.state == PreferencesState::Good ? std::move(contents.values) : nullptr;
     }
     check.text = textOf(check.state, check.keys);
     return check;

@@ -9,8 +9,9 @@
 struct StoreCheck {
     std::string file; // the path; empty if there is no such store
     macapi::PreferencesState state;
-    size_t keys;      // 0 unless the state is Good
-    std::string text; // the state in words, such as "in order, 3 keys"
+    size_t keys;                        // 0 unless the state is Good
+    std::string text;                   // the state in words, such as "in order, 3 keys"
+    macapi::Ref<__CFDictionary> values; // null unless the state is Good
 };
 
 // Looks at the domain's file, and changes nothing.

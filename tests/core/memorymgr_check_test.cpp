@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/mman.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -104,6 +105,32 @@ TEST_F(Check, AnswersMemerrFreeNodeWhenTheFirstWordOfAFreedHeaderIsOverwritten)
 {
     setHeaderWord(m_freed, 0, 0);
     EXPECT_EQ(check(), MEMERR_FREE_NODE);
+}
+
+// A link that leads out of the bank: to an address that is not mapped.
+const unsigned int sc_outside = sizeof(void*) == 4 ? 16 : 0x40000000;
+
+TEST_F(Check, AnswersMemerrBlockWhenALinkOfTheUsedListLeadsOutOfTheBank)
+{
+    setHeaderWord(m_last, 4, sc_outside);
+    EXPECT_EQ(check(), MEMERR_BLOCK);
+}
+
+TEST_F(Check, AnswersMemerrFreeNodeWhenALinkOfTheFreeListLeadsOutOfTheBank)
+{
+    setHeaderWord(m_freed, 4, sc_outside);
+    EXPECT_EQ(check(), MEMERR_FREE_NODE);
+    EXPECT_EQ(m_largestFree, 64u);
+    setHeaderWord(m_freed, 4, 0xfffffff1); // a fallback block's link, to an entry that does not exist
+    EXPECT_EQ(check(), MEMERR_FREE_NODE);
+}
+
+TEST_F(Check, AnswersMemerrSizeWhenTheLinksOfAListFormACircle)
+{
+    alarm(60); // without an end, the check would go round for ever
+    MemoryHeapNode_s* const head = m_memory.banks[0].usedList;
+    head->next = head;
+    EXPECT_EQ(check(), MEMERR_SIZE);
 }
 
 TEST_F(Check, AnswersMemerrSizeWhenTheSizesDoNotAddUp)

@@ -9,9 +9,12 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <new>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -74,8 +77,62 @@ static std::string versionFromManyThreads()
     return std::count(answers.begin(), answers.end(), answers[0]) == 8 ? answers[0] : "several";
 }
 
+// The allocation of a string or an object that fails, counted from 1; 0: none.
+static int s_failing = 0;
+
+void* operator new(size_t size)
+{
+    void* block = s_failing > 0 && --s_failing == 0 ? nullptr : malloc(size);
+    return block ? block : throw std::bad_alloc();
+}
+
+void operator delete(void* block) noexcept
+{
+    free(block);
+}
+
+void operator delete(void* block, size_t) noexcept
+{
+    free(block);
+}
+
+static std::string keep()
+{
+    const CFStringRef application = kCFPreferencesCurrentApplication;
+    CFPreferencesSetAppValue(CFSTR("Player"), CFSTR("Anna"), application);
+    CFPreferencesAppSynchronize(application);
+    std::string stores;
+    for (const auto& file : fs::directory_iterator("MACAPI_USER_LIBRARY/Preferences")) {
+        stores += file.path().extension() == ".plist" ? file.path().filename().string() : "";
+    }
+    return stores;
+}
+
+// In a process for each allocation of a first read: lets the allocation fail, and then keeps a preference. Returns the
+// stores of them all.
+static std::string keepAfterNoMemory()
+{
+    bool hasFailed = true;
+    for (int number = 1; hasFailed; ++number) {
+        const pid_t child = fork();
+        if (child == 0) {
+            s_failing = number;
+            CFPreferencesCopyAppValue(CFSTR("Player"), kCFPreferencesCurrentApplication);
+            const bool isOver = s_failing > 0;
+            s_failing = 0;
+            keep();
+            _exit(isOver);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        hasFailed = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }
+    return keep();
+}
+
 static std::string answerTo(const std::string& question)
 {
+
     if (question == "name") {
         return processName();
     }
@@ -98,14 +155,10 @@ static std::string answerTo(const std::string& question)
                    : "no";
     }
     if (question == "keep") {
-        const CFStringRef application = kCFPreferencesCurrentApplication;
-        CFPreferencesSetAppValue(CFSTR("Player"), CFSTR("Anna"), application);
-        CFPreferencesAppSynchronize(application);
-        std::string stores;
-        for (const auto& file : fs::directory_iterator("MACAPI_USER_LIBRARY/Preferences")) {
-            stores += file.path().extension() == ".plist" ? file.path().filename().string() : "";
-        }
-        return stores;
+        return keep();
+    }
+    if (question == "keep, after a moment without memory") {
+        return keepAfterNoMemory();
     }
     if (question.rfind("remove=", 0) == 0) {
         return fs::remove(question.substr(7)) ? "removed" : "not removed";
@@ -360,4 +413,13 @@ TEST(Bundle, WithTheNameOfAReservedDomainHasItsOwnPreferences)
         write("A.app/Contents/Info.plist", plist("<key>CFBundleIdentifier</key><string>" + name + "</string>"));
         EXPECT_EQ(ask("A.app/Contents/MacOS/a", {"keep"}), name + ".plist\n");
     }
+}
+
+TEST(PreferencesName, IsTheIdentifierAlsoAfterAMomentWithoutMemory)
+{
+    if (EMULATOR[0] != '\0') {
+        GTEST_SKIP() << "an emulator takes too long for so many processes";
+    }
+    write("A.app/Contents/Info.plist", plist("<key>CFBundleIdentifier</key><string>com.example.a</string>"));
+    EXPECT_EQ(ask("A.app/Contents/MacOS/a", {"keep, after a moment without memory"}), "com.example.a.plist\n");
 }

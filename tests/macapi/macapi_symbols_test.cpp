@@ -5,6 +5,7 @@
 
 #include <dlfcn.h>
 #include <filesystem>
+#include <stddef.h>
 #include <thread>
 #include <unistd.h>
 
@@ -142,3 +143,28 @@ TEST(Symbols, AreLookedUpWhileOtherThreadsLoadAndUnload)
     }
     loader.join();
 }
+
+// The sanitizers bring a malloc of their own.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+
+static bool s_isMemoryLeft = true;
+
+extern "C" void* __libc_malloc(size_t size);
+
+extern "C" void* malloc(size_t size)
+{
+    return s_isMemoryLeft ? __libc_malloc(size) : nullptr;
+}
+
+TEST(Symbols, AreNotFoundWithoutMemoryAndTheProcessContinues)
+{
+    s_isMemoryLeft = false;
+    const bool isDefined = NSIsSymbolNameDefined("_ProgramFunction");
+    const NSSymbol symbol = NSLookupAndBindSymbol("_ProgramFunction");
+    s_isMemoryLeft = true;
+    EXPECT_FALSE(isDefined);
+    EXPECT_EQ(symbol, nullptr);
+    EXPECT_EQ(call("_ProgramFunction"), 41);
+}
+
+#endif

@@ -25,25 +25,39 @@ def play(place, preset, rounds, seed):
     return new, {case: hash_ for case, (_, hash_) in cases.items()}, faults
 
 
-def measure(place):
-    rounds = 60 if place.full else 2
-    seed = 1 + place.add("R3", seeds=0)["seeds"]
-    hashes, faults, played = {}, [], 0
-    for preset in TARGETS:
+def compare(place, presets, rounds, seed):
+    """Plays the same seeds with each preset. Returns the presets that have a program, and the faults."""
+    hashes, faults = {}, []
+    for preset in presets:
         try:
             operations, hashes[preset], wrong = play(place, preset, rounds, seed)
         except figure.NotMeasured as reason:
             print(f"  left out: {reason}", flush=True)
             continue
         faults += wrong
-        played += 1
         place.add("R3", **{preset: 0 if wrong else operations})
-    if not played:
-        raise figure.NotMeasured("no program of the model is built")
     for preset, found in hashes.items():
         if found != next(iter(hashes.values())):
             faults.append(f"{preset}: other hashes than {next(iter(hashes))}, seed {seed}")
-    counters = place.add("R3", seeds=rounds - 1)
+    return list(hashes), faults
+
+
+def below_target(place):
+    counters = place.add("R3")
+    return [preset for preset in TARGETS if counters.get(preset, 0) < TARGETS[preset]]
+
+
+def measure(place):
+    """A quick run plays one round of new seeds with each preset. A full run goes on until each preset is at its target."""
+    rounds = 8 if place.full else 2
+    faults, presets = [], below_target(place) if place.full else list(TARGETS)
+    while presets and not faults:
+        seed = 1 + place.add("R3", seeds=0)["seeds"]
+        presets, faults = compare(place, presets, rounds, seed)
+        place.add("R3", seeds=rounds - 1)
+        presets = [preset for preset in presets if place.full and preset in below_target(place)]
+    counters = place.add("R3")
+    if not any(counters.get(preset) for preset in TARGETS) and not faults:
+        raise figure.NotMeasured("no program of the model is built")
     text = ", ".join(f"{counters.get(preset, 0):,} on {NAMES[preset]}" for preset in TARGETS)
-    reached = all(counters.get(preset, 0) >= number for preset, number in TARGETS.items())
-    return figure.Value(f"{text}; {len(faults)} differences", faults, reached)
+    return figure.Value(f"{text}; {len(faults)} differences", faults, reached=not below_target(place))

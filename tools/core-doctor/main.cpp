@@ -3,6 +3,7 @@
 #include "tools/core-doctor/subjects.h"
 #include "tools/shared/program.h"
 
+#include <exception>
 #include <stdio.h>
 
 // Exit statuses of the process.
@@ -33,7 +34,7 @@ static Report examine(const Game& game)
     return report;
 }
 
-int main(int argc, char** argv)
+static int runProgram(int argc, char** argv)
 {
     Program program(
         "core-doctor",
@@ -59,4 +60,14 @@ int main(int argc, char** argv)
         return complain(sc_cantLook, "the standard output can't be written");
     }
     return report.hasWarnings() ? sc_wrong : sc_fine;
+}
+
+int main(int argc, char** argv)
+{
+    try {
+        return runProgram(argc, argv);
+    } catch (const std::exception& error) { // no memory
+        fprintf(stderr, "core-doctor: %s\n", error.what());
+        return sc_cantLook;
+    }
 }

@@ -2,6 +2,7 @@
 #include "tools/core-memory/command.h"
 #include "tools/core-memory/output.h"
 
+#include <exception>
 #include <stdio.h>
 
 int complain(int status, const std::string& message)
@@ -17,7 +18,7 @@ static const char sc_statuses[] =
     "Exit status: 0 all is fine, 1 damage, faults or differences were found, 2 the command line or a\n"
     "file was not understood, 3 a process or a file could not be read.";
 
-int main(int argc, char** argv)
+static int runProgram(int argc, char** argv)
 {
     Program program("core-memory", sc_description);
     program.footer(sc_statuses);
@@ -39,4 +40,14 @@ int main(int argc, char** argv)
         return complain(STATUS_CANT_LOOK, "the standard output can't be written");
     }
     return status;
+}
+
+int main(int argc, char** argv)
+{
+    try {
+        return runProgram(argc, argv);
+    } catch (const std::exception& error) { // no memory
+        fprintf(stderr, "core-memory: %s\n", error.what());
+        return STATUS_CANT_LOOK;
+    }
 }

@@ -15,9 +15,12 @@
 #include "core/stringtable.h"
 #include "file/file.h"
 #include "logger/logger.h"
+#include "tools/shared/findings.h"
 
 #include <algorithm>
 #include <memory>
+#include <new>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unordered_set>
@@ -56,9 +59,26 @@ const char* Platform::GetAppDataDir(const char*)
     return "";
 }
 
+[[noreturn]] static void endWithoutMemory()
+{
+    fputs("core-strings: there is not enough memory\n", stderr);
+    exit(TOOL_CANT_ACCESS);
+}
+
+// Never returns null, like the library's own alloc: the library would read a text that it cannot copy as another text.
+// Throws nothing, because the library's destructors call this function too. Without memory the program ends. It replaces
+// a file as a whole, so every file has the old contents or the new ones.
 void* MemoryMgr::alloc(int, unsigned long size, const char*, unsigned int)
 {
-    return *s_blocks.insert(malloc(size)).first;
+    void* block = malloc(size);
+    try {
+        if (block) {
+            s_blocks.insert(block);
+            return block;
+        }
+    } catch (const std::bad_alloc&) { // the program ends below
+    }
+    endWithoutMemory();
 }
 
 int MemoryMgr::free(int, void* block)
@@ -77,8 +97,8 @@ class ToolMemory : public MemoryMgr {
 // The library needs a memory manager. It is never destroyed: its destructor writes the sizes of banks.
 static void makeMemory()
 {
-    if (!g_MemoryPtr) {
-        new ToolMemory;
+    if (!g_MemoryPtr && !new ToolMemory) {
+        endWithoutMemory();
     }
 }
 

@@ -192,7 +192,9 @@ public:
         po_file_free(m_file);
         std::string bytes;
         std::string error;
-        readFile(output.path(), &bytes, &error);
+        if (!readFile(output.path(), &bytes, &error)) {
+            exit(complain(TOOL_CANT_ACCESS, error));
+        }
         return bytes;
     }
 

@@ -26,6 +26,7 @@
 #include <cstdint>
 #include <iterator>
 #include <mutex>
+#include <optional>
 #include <stdio.h>
 #include <sys/utsname.h>
 #include <time.h>
@@ -67,16 +68,6 @@ static const std::string& hostName()
     return s_name;
 }
 
-// Computed once, so a program whose file is renamed while it runs has the same preferences as before.
-static const std::string& currentApplication()
-{
-    static const std::string s_name = [] {
-        const std::string identifier = bundleIdentifier();
-        return identifier.empty() ? processName() : identifier;
-    }();
-    return s_name;
-}
-
 // Returns a file name for an application. Different applications have different names, and no name leads to another
 // folder. A slash, a percent sign, a control character and a leading dot become % and two hexadecimal digits. In a
 // name that is too long, %- and a hash of the whole name replace the end.
@@ -102,6 +93,28 @@ static std::string fileNameOf(const std::string& application)
     return name;
 }
 
+// Returns the name of this process's application; empty if it is not known at this moment.
+static std::string currentApplication()
+{
+    const std::optional<std::string> identifier = bundleIdentifier();
+    return !identifier ? "" : identifier->empty() ? processName() : *identifier;
+}
+
+// Returns fileNameOf the current application. The name is looked up once, so a program whose file is renamed while it
+// runs has the same preferences as before. A name that is not known is looked up again by the next call: otherwise a
+// moment without memory or with too many open files would give the process other preferences, or none, until it ends.
+static std::string currentFileName()
+{
+    static std::mutex s_mutex;
+    static auto& s_name = *new std::string; // never freed: other threads may still use it when the process ends
+
+    const std::lock_guard<std::mutex> lock(s_mutex);
+    if (s_name.empty()) {
+        s_name = fileNameOf(currentApplication());
+    }
+    return s_name;
+}
+
 // Returns the file name without host and .plist. fileNameOf escapes a leading dot, so no application can have the
 // file of the domain of all applications.
 static std::string fileNameFor(const std::string& application)
@@ -110,8 +123,7 @@ static std::string fileNameFor(const std::string& application)
         return ".GlobalPreferences";
     }
     if (application == sc_currentApplication) {
-        static const std::string s_current = fileNameOf(currentApplication());
-        return s_current;
+        return currentFileName();
     }
     return fileNameOf(application);
 }
@@ -297,7 +309,7 @@ static SearchPlaces placesIn(const std::string& folder, const std::string& appli
 }
 
 // Returns the value of an application in the domains of one user; null if there is none. Makes *places anew when they
-// are of another folder or application.
+// are of another folder or application, and when the name of the current application was not known.
 static Ref<Object> valueOfUser(ProcessState* state, SearchPlaces* places, PreferencesUser user,
                                const std::string& application, const std::string& key)
 {
@@ -305,7 +317,7 @@ static Ref<Object> valueOfUser(ProcessState* state, SearchPlaces* places, Prefer
     if (folder.empty()) {
         return nullptr;
     }
-    if (places->folder != folder || places->application != application) {
+    if (places->folder != folder || places->application != application || places->files[1].empty()) {
         *places = placesIn(folder, application);
     }
     const bool mayExist = mayHaveFiles(folder, &places->folderExisted);

@@ -7,6 +7,7 @@
 #include "macapi/src/system/disk.h"
 #include "macapi/src/system/executable.h"
 
+#include <errno.h>
 #include <exception>
 #include <mutex>
 #include <string>
@@ -61,8 +62,8 @@ static const __CFBundle* mainBundle()
 
 // Returns the dictionary in Info.plist. If the file is missing or does not parse now, returns the dictionary that was
 // read last; null if there is none. Every dictionary that was ever returned lives until the process ends, because
-// callers may still use it.
-static const __CFDictionary* infoDictionary(const __CFBundle& bundle)
+// callers may still use it. *error, if error is not null, becomes 0 or the errno value with which the file cannot be read.
+static const __CFDictionary* infoDictionary(const __CFBundle& bundle, int* error = nullptr)
 {
     static std::mutex s_mutex;
     static std::string s_text;
@@ -70,24 +71,41 @@ static const __CFDictionary* infoDictionary(const __CFBundle& bundle)
 
     const std::lock_guard<std::mutex> lock(s_mutex);
     std::string text; // empty if the file cannot be read; an empty text does not parse
-    readFile(bundle.info, &text);
+    int status = readFile(bundle.info, &text);
     if (text != s_text) {
-        Ref<Object> plist = readPlist(text);
+        bool isTooMuch = false;
+        Ref<Object> plist = readPlist(text, &isTooMuch);
         if (as<__CFDictionary>(plist.get())) {
+            s_lent.reserve(s_lent.size() + 1); // throws before the object lives until the process ends
             // core releases the version, although it only borrows it. The release does nothing to an immortal object.
             s_lent.push_back(as<__CFDictionary>(immortal(std::move(plist))));
             s_text = std::move(text);
+        } else if (isTooMuch) {
+            status = ENOMEM;
         }
+    }
+    if (error) {
+        *error = status;
     }
     return s_lent.empty() ? nullptr : s_lent.back();
 }
 
+// Whether a file that cannot be read with this errno value may be readable a moment later.
+static bool isShortTrouble(int error)
+{
+    return error == EIO || error == ENOMEM || error == EMFILE || error == ENFILE || error == EAGAIN || error == EINTR;
+}
+
 namespace macapi {
 
-std::string bundleIdentifier()
+std::optional<std::string> bundleIdentifier()
 {
     const __CFBundle* bundle = mainBundle();
-    const __CFDictionary* dictionary = bundle ? infoDictionary(*bundle) : nullptr;
+    int error = 0;
+    const __CFDictionary* dictionary = bundle ? infoDictionary(*bundle, &error) : nullptr;
+    if (!bundle || (!dictionary && isShortTrouble(error))) {
+        return std::nullopt;
+    }
     const __CFString* identifier = dictionary ? as<__CFString>(dictionary->find("CFBundleIdentifier")) : nullptr;
     return identifier ? identifier->text : "";
 }

@@ -15,18 +15,22 @@
 #include <string>
 #include <vector>
 
+// Returns 0, or 1 if there is no memory. An exception must not leave this function: to pass it on through its own code,
+// the C library loads libgcc_s, and ends the process if there is no memory for that.
 static int addPath(dl_phdr_info* library, size_t, void* paths)
-{
+try {
     static_cast<std::vector<std::string>*>(paths)->push_back(library->dlpi_name);
     return 0;
+} catch (const std::exception&) {
+    return 1;
 }
 
-// Returns the paths of the program and all loaded libraries. The program is first, and its path is empty.
+// Returns the paths of the program and all loaded libraries. The program is first, and its path is empty. Returns
+// nothing if there is no memory.
 static std::vector<std::string> loadedLibraries()
 {
     std::vector<std::string> paths;
-    dl_iterate_phdr(addPath, &paths);
-    return paths;
+    return dl_iterate_phdr(addPath, &paths) == 0 ? paths : std::vector<std::string>();
 }
 
 static void* findIn(const std::string& path, const char* name)

@@ -367,6 +367,25 @@ TEST(TroubledPreferences, AFullDiskMayCostTheCopyButNotTheFile)
     EXPECT_FALSE(fs::exists(std::string(sc_file) + ".bak"));
 }
 
+TEST(TroubledPreferences, AnApplicationWhoseNameCannotBeReadNowIsLookedUpAgain)
+{
+    const PreferencesDomain current = {sc_currentApplication, PreferencesUser::Current, PreferencesHost::Any};
+    s_trouble = Trouble();
+    s_trouble.only = {"open"}; // of Info.plist, which has the name
+    s_trouble.at = 1;
+    s_trouble.persists = true;
+    s_trouble.error = EMFILE;
+    s_trouble.armed = true;
+    EXPECT_EQ(preferencesFile(current), ""); // not the file of a game without an Info.plist
+    EXPECT_FALSE(keep("Level", "3", current));
+    EXPECT_FALSE(copyAppPreference(sc_currentApplication, "Level"));
+    s_trouble.armed = false;
+    EXPECT_TRUE(keep("Level", "4", current));
+    EXPECT_EQ(value("Level", current), "4");
+    EXPECT_TRUE(copyAppPreference(sc_currentApplication, "Level"));
+    EXPECT_EQ(files().count("macapi_preferences_trouble_test.plist"), 1u);
+}
+
 TEST(TroubledPreferences, AReadOnlyDiskIsReadAndNotWritten)
 {
     makeStore();

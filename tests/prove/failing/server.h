@@ -1,0 +1,31 @@
+// Runs a scenario again and again, each time in a process of its own with another call that fails.
+#pragma once
+
+#include "tests/prove/failing/calls.h"
+
+#include <string>
+
+// The steps are called in this order, in a process that was forked for one run. The working folder of the process is an
+// empty folder of this run.
+struct Scenario {
+    const char* name;
+    e_Callers callers;
+    void (*prepare)();      // makes the files that are there before; null: none
+    void (*setUp)();        // begins the game as far as the scenario needs it; null: nothing to do
+    int (*run)();           // returns the exit status of the process, 0 for all but tools. Its calls fail.
+    const char* (*check)(); // returns what is wrong afterwards; null: nothing is. The pointer may be null, too.
+    const char* (*accept)(const std::string& path, const std::string& content); // see below
+    bool isTool = false; // a program with an exit status; without failures it ends with 0
+    int otherEnd = 0;    // another exit status with which the process may end; 0: none
+    void (*settle)() =
+        nullptr; // called without failures after run, so that the library gives up blocks it still needs
+    bool (*keepsFile)(const std::string& said) = nullptr; // true if, after this output, an open file is no leak
+};
+
+// After a run, each file must be as it was before, or as it is after a run without failures. For a file that is neither,
+// accept says if its content is allowed: it returns the reason, or null if the content is not allowed. The pointer may
+// be null.
+
+// Plays the scenario. Lets each `step`-th call fail, in each way that it can fail. Prints each fault in a line, and at the
+// end one line with the sums. Returns 0 if there was no fault, else 1.
+int PlayWithFailures(const Scenario& scenario, unsigned int step);

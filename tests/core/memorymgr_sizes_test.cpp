@@ -697,6 +697,40 @@ TEST(Links, ASecondNameIsNotWrittenWhereOtherUsersCanMakeOne)
     EXPECT_NE(readFile("private"), "(no file)");
 }
 
+TEST(Links, AFileWithOneNameIsWrittenWhereOtherUsersCanMakeFiles)
+{
+    const std::string folder = dataFolder();
+    writeFile(folder + "/memory.dat", "");
+    chmod(folder.c_str(), 0777);
+    EXPECT_EQ(messagesOfARun(), "");
+    EXPECT_EQ(readFile(folder + "/memory.dat"), "heap=1024\n");
+}
+
+// The members of a folder's group can make files in it if the group has the right to write. Here 0 is the group of the
+// process itself, and its members are trusted.
+TEST(Links, ASecondNameIsNotWrittenWhereAnotherGroupCanMakeOne)
+{
+    SKIP_UNLESS_ROOT();
+    static const struct {
+        gid_t group;
+        mode_t mode;
+        bool isWritten;
+    } sc_folders[] = {
+        {0, 0755, true},
+        {0, 0775, true},
+        {sc_attacker, 0755, true},
+        {sc_attacker, 0775, false},
+    };
+    const std::string folder = dataFolder();
+    writeFile("private", "heap=4096\n");
+    std::filesystem::create_hard_link("private", folder + "/memory.dat");
+    for (const auto& row : sc_folders) {
+        ASSERT_EQ(chown(folder.c_str(), 0, row.group), 0);
+        ASSERT_EQ(chmod(folder.c_str(), row.mode), 0);
+        EXPECT_EQ(messagesOfARun().empty(), row.isWritten) << &row - sc_folders;
+    }
+}
+
 TEST(Links, ThatLeadInACircleAreGivenUp)
 {
     std::filesystem::create_symlink("memory.dat", dataFolder() + "/memory.dat");

@@ -28,6 +28,29 @@ extern "C" NSInteger NSRunAlertPanel(NSString* title, NSString* format, NSString
     return s_answer;
 }
 
+// Opens a document while AppKit ends the launch of the application object, as AppKit does for a word of the command line.
+@interface DocumentOpener : NSObject {
+    BOOL _isAccepted;
+}
+- (void)open:(NSNotification*)notification;
+- (BOOL)isAccepted;
+@end
+
+@implementation DocumentOpener
+
+- (void)open:(NSNotification*)notification
+{
+    (void)notification;
+    _isAccepted = [(id)[NSApp delegate] application:NSApp openFile:@"level1"];
+}
+
+- (BOOL)isAccepted
+{
+    return _isAccepted;
+}
+
+@end
+
 class PlatformPanel : public XServer {
 protected:
     void SetUp() override
@@ -122,6 +145,24 @@ TEST_F(PlatformPanel, ATextThatIsNotTruncatedIsShownToItsLastByte)
 {
     EXPECT_EQ(shownOf(3, "\xc3"), "xxx\xe2\x88\x9a");
     EXPECT_EQ(shownOf(4093, "\xc3"), std::string(4093, 'x') + "\xe2\x88\x9a");
+}
+
+// AppKit would show an alert of its own for each word that the delegate does not accept.
+TEST_F(PlatformPanel, TheWordsOfTheCommandLineAreAcceptedAsDocumentsDuringTheLaunch)
+{
+    NSAutoreleasePool* pool = [[NSAutoreleasePool alloc] init];
+    DocumentOpener* opener = [[DocumentOpener alloc] init];
+    NSNotificationCenter* center = [NSNotificationCenter defaultCenter];
+    [center addObserver:opener
+               selector:@selector(open:)
+                   name:NSApplicationWillFinishLaunchingNotification
+                 object:nil];
+    Platform::MessageBox("caption", "text");
+    EXPECT_TRUE([opener isAccepted]);
+    EXPECT_EQ([NSApp delegate], nil); // the delegate only serves the launch
+    [center removeObserver:opener];
+    [opener release];
+    [pool release];
 }
 
 TEST_F(PlatformPanel, IsNotOnStandardErrorAsWell)

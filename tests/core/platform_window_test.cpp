@@ -481,6 +481,7 @@ TEST(MessageBox, OmitsALastCharacterThatTruncationHasSplit)
     } sc_texts[] = {
         // UTF-8 of two, three and four bytes, of which the text keeps one, two or three.
         {"", 4093, "\xc3\xa4", 4093},
+        {"", 4093, "\xc2\x80", 4093}, // the first character of two bytes
         {"\xc3\xa4", 4093, "\xdf\xbf", 4093},
         {"", 4093, "\xe0\xa0\x80", 4093},
         {"", 4092, "\xe0\xa0\x80", 4092},

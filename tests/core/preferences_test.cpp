@@ -9,10 +9,21 @@
 #include <type_traits>
 #include <unistd.h>
 
-// Preferences that are told of an INI file twice lose the first path, as meant; the sanitizer needn't say so.
-extern "C" __attribute__((used)) const char* __lsan_default_suppressions()
+// The leak sanitizer does not report blocks that are allocated between these two calls. Null in other builds.
+extern "C" __attribute__((weak)) void __lsan_disable();
+extern "C" __attribute__((weak)) void __lsan_enable();
+
+// init for a path that a later init replaces. That init does not free the copy of the path. Deliberate.
+static bool initAndLoseThePath(Preferences& preferences, const char* path)
 {
-    return "leak:Preferences::init";
+    if (__lsan_disable) {
+        __lsan_disable();
+    }
+    const bool result = preferences.init(path);
+    if (__lsan_enable) {
+        __lsan_enable();
+    }
+    return result;
 }
 
 static_assert(std::is_base_of_v<Allocator<0>, Preferences>);
@@ -176,8 +187,8 @@ TEST(Preferences, InitIsTrueForAnyPathAndTheLastOneCounts)
 {
     writeFile("second.ini", "[Video]\nwidth=640\n");
     Preferences preferences;
-    EXPECT_TRUE(preferences.init("missing.ini"));
-    EXPECT_TRUE(preferences.init("second.ini"));
+    EXPECT_TRUE(initAndLoseThePath(preferences, "missing.ini"));
+    EXPECT_TRUE(initAndLoseThePath(preferences, "second.ini"));
     EXPECT_EQ(preferences.read("Video", "width", 5), 640);
     EXPECT_TRUE(preferences.init(nullptr));
     EXPECT_EQ(preferences.read("Video", "width", 5), 5);
@@ -228,8 +239,8 @@ TEST(Preferences, APipeCountsAsAMissingIniFile)
 {
     alarm(60); // the end of a test that waits after all
     ASSERT_EQ(mkfifo("pipe.ini", 0600), 0);
-    Preferences preferences;
     for (const char* path : {"pipe.ini", "/dev/zero", "."}) {
+        Preferences preferences;
         preferences.init(path);
         EXPECT_STREQ(preferences.read("Video", "width", "640"), "640");
         EXPECT_EQ(takeMessages(), std::string("4 Preferences File Missing: ") + path + "\f");

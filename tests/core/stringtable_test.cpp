@@ -198,6 +198,22 @@ TEST(StringTable, IsNotWrittenThroughALinkOfAnotherUsers)
               "user's link: \"^CFFFF00shared/strings.utf8^c\"\f");
 }
 
+// A path of one letter and a slash is the shortest one that has a folder.
+TEST(StringTable, IsNotWrittenThroughAFolderOfOneLetterThatIsALinkOfAnotherUser)
+{
+    SKIP_UNLESS_ROOT();
+    WatchedMemory memory;
+    std::filesystem::create_directory("home");
+    const SharedFolder shared(".");
+    shared.act("ln -s home a");
+    StringTable::s_setLocalePath("a");
+    {
+        StringTable table;
+        table.translate("a");
+    }
+    EXPECT_TRUE(std::filesystem::is_empty("home"));
+}
+
 TEST(StringTable, IsWrittenThroughALinkOfTheUsersOwn)
 {
     WatchedMemory memory;

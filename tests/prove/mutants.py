@@ -1,4 +1,4 @@
-"""One-token changes of C++ sources.
+"""One-token changes of C++ and Objective-C++ sources.
 
 A change replaces one operator, one number, one character or one word, so that the line says something else. Comments,
 texts, preprocessor lines and assertions are left alone: a release build has no assertions.
@@ -14,7 +14,7 @@ OPERATORS = {
     "*": "/", "/": "*", "%": "*", "&": "|", "|": "&", "^": "|", "<<": ">>", ">>": "<<", "+=": "-=", "-=": "+=",
     "|=": "&=", "&=": "|=",
 }
-WORDS = {"true": "false", "false": "true", "continue": "break", "break": "continue"}
+WORDS = {"true": "false", "false": "true", "YES": "NO", "NO": "YES", "continue": "break", "break": "continue"}
 TOKEN = re.compile(r"""
     (?P<text>"(?:\\.|[^"\\])*")
   | (?P<character>'(?:\\.|[^'\\])')

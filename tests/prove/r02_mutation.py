@@ -24,7 +24,7 @@ import time
 import figure
 import mutants
 
-TITLE = "one-token changes of `core/*.cpp` that the tests notice"
+TITLE = "one-token changes of `core/*.cpp` and `core/*.mm` that the tests notice"
 TARGET = "99 %"
 LEAST = 0.99
 COMMAND = "./run prove R2"
@@ -35,6 +35,7 @@ FULL_SECONDS = 4 * 3600
 TESTS = {
     "allocator": ["allocator_test", "memorymgr_test"],
     "commandline": ["commandline_test"],
+    "macosx_bkwindow": ["platform_alert_test", "platform_startup_test", "platform_place_test", "platform_screen_test"],
     "macosx_platform": ["platform_test", "platform_watch_test", "platform_window_test", "platform_input_test"],
     "macosx_platform_alert": ["platform_test", "platform_watch_test", "platform_window_test"],
     "macosx_platform_input": ["platform_input_test", "platform_window_test"],
@@ -58,7 +59,7 @@ TESTS = {
 }
 # The programs that compile sources of core themselves. The copy builds these.
 OWN_SOURCES = {"parser_numbers_test", "platform_input_test", "platform_window_test"}
-SLOW = ("model", "numbers", "threads")  # programs with these words in their names run last
+SLOW = ("model", "numbers", "threads", "place", "screen")  # programs with these words in their names run last
 TIMEOUT = 60  # seconds; a test that takes longer has noticed the change
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -92,7 +93,7 @@ class Copy:
         self.build = os.path.join(self.root, "build")
         self.copy_sources()
         self.command("cmake", "-S", self.root, "-B", self.build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
-                     "-DCORE_TESTS=ON", "-DCORE_DEMO=OFF", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON",
+                     "-DCORE_TESTS=ON", "-DCORE_DEMO=ON", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON",
                      "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON")
         self.cases = {}  # by program: its test cases
 
@@ -112,18 +113,18 @@ class Copy:
             raise figure.NotMeasured(f"{words[0]} failed: {figure.last_lines(result.stdout)}")
 
     def sources(self):
-        """The sources that this build compiles into core."""
+        """The sources that this build compiles into core, and into the library core-appkit if this build has AppKit."""
         compiled = {command["file"] for command in json.loads(read(os.path.join(self.build, "compile_commands.json")))}
         return sorted(f"core/{name}" for name in os.listdir(os.path.join(self.root, "core"))
-                      if os.path.join(self.root, "core", name) in compiled and name.endswith(".cpp"))
+                      if os.path.join(self.root, "core", name) in compiled and name.endswith((".cpp", ".mm")))
 
     def programs(self, source):
         """The test programs of a source, the quickest ones first."""
-        stem = os.path.basename(source)[:-len(".cpp")]
+        stem = os.path.splitext(os.path.basename(source))[0]
         patterns = TESTS.get(stem, [f"{stem}_test"])
         folder = os.path.join(self.root, "tests", "core")
         names = {name.rsplit(".", 1)[0] for part in (folder, os.path.join(folder, "mechanism"))
-                 for name in os.listdir(part) if name.endswith("_test.cpp")}
+                 for name in os.listdir(part) if name.endswith(("_test.cpp", "_test.mm"))}
         found = [name for name in names if any(fnmatch.fnmatch(name, pattern) for pattern in patterns)]
         return sorted(found, key=lambda name: (any(word in name for word in SLOW), name))
 
@@ -133,7 +134,8 @@ class Copy:
         return figure.run(["ninja", "-C", self.build, *targets]).returncode == 0
 
     def object_of(self, source):
-        return os.path.join(self.build, "CMakeFiles", "core.dir", source + ".o")
+        library = "core-appkit" if source.endswith(".mm") else "core"
+        return os.path.join(self.build, "CMakeFiles", f"{library}.dir", source + ".o")
 
     def program(self, name):
         build = self.build if name in OWN_SOURCES else os.path.join(self.source, "build", "release")
@@ -245,7 +247,7 @@ class Mutator:
         original = self.text(change.path)
         try:
             write(path, mutants.changed(original, change))
-            if not self.copy.make(f"CMakeFiles/core.dir/{change.path}.o"):
+            if not self.copy.make(os.path.relpath(self.copy.object_of(change.path), self.copy.build)):
                 return "refused"
             with open(self.copy.object_of(change.path), "rb") as file:
                 if file.read() == self.originals[change.path]:

@@ -4,10 +4,10 @@
 |---|---|
 | escapes | the two functions below |
 | random words | Python's own generator, whose state is set by the recurrence that the paper of MT19937 gives for a seed |
-| strings files | the reader below |
+| strings files | the class Reader below |
 
-The documents have no two empty lines in a row, and no line that ends with "=": there the parser goes on in another line
-(core/parser.cpp), which this reader does not do.
+A document also has lines that end with "=", and several empty lines in a row. After "=" at the end of a line, the text of the
+entry is in a later line. Empty lines follow the table in core/parser.cpp.
 """
 import itertools
 import os
@@ -53,25 +53,80 @@ def words(seed, count):
     generator.setstate((3, (*state, 624), None))
     return struct.pack(f">{count}I", *(generator.getrandbits(32) for _ in range(count)))
 
-def quoted(line, place):
-    """Returns the bytes between the next two quotes and the place after them; null when there are no two quotes."""
-    start = line.find(b'"', place)
-    if start < 0:
-        return None, 0
-    end = line.find(b'"', start + 1)
-    while end >= 0 and line[end - 1] == BACKSLASH:
-        end = line.find(b'"', end + 1)
-    return (unescaped(line[start + 1:end])[0], end + 1) if end >= 0 else (None, 0)
+class Reader:
+    """Reads the lines of a strings file. It writes into the document as the parser does: a NUL at the end of each line and
+    string, and decoded strings in the place of escaped ones."""
+
+    def __init__(self, document):
+        self.bytes = bytearray(document + b"\0")
+        self.last = len(document)  # the place of the last NUL
+        self.cursor = 0
+        self.line = (0, 0)  # the first place of the line that was cut last, and the place of its NUL
+        self.place = None  # where the next string or token of the line is looked for
+
+    def first_of(self, ends, place):
+        """Returns the first place, at or after this place, of one of these bytes or a NUL."""
+        return min(found for found in (self.bytes.find(byte, place) for byte in ends + b"\0") if found >= 0)
+
+    def without(self, blanks, place):
+        while self.bytes[place] in blanks:
+            place += 1
+        return place
+
+    def next_line(self):
+        start = self.cursor
+        if self.cursor < self.line[1]:  # empty lines have kept the cursor before the end of the last line
+            self.cursor += self.cursor < self.line[0]
+            start = max(start, self.line[0])
+        else:
+            start = self.without(b"\n", self.cursor)
+            self.cursor += start > self.cursor
+            if self.bytes[start] == 0:
+                return False
+            self.line = (start, self.first_of(b"\n", start))
+            self.bytes[self.line[1]] = 0
+        end = self.line[1]
+        self.cursor = min(self.cursor + end - start + 1, self.last)
+        self.place = self.without(b" \t", start)
+        if self.bytes.startswith(b"//", self.place):
+            self.bytes[self.place] = 0
+        while end > self.place and self.bytes[end - 1] in b"\r\n":
+            end -= 1
+            self.bytes[end] = 0
+        return True
+
+    def string(self):
+        """Returns the decoded bytes between the next two quotes; null when there are no two quotes before a NUL."""
+        start = self.first_of(b'"', self.place) + 1
+        if self.bytes[start - 1] == 0:
+            return None
+        end = self.first_of(b'"', start)
+        while self.bytes[end] != 0 and self.bytes[end - 1] == BACKSLASH:
+            end = self.first_of(b'"', end + 1)
+        if self.bytes[end] == 0:
+            return None
+        self.place = end + 1
+        decoded, _ = unescaped(self.bytes[start:end])
+        self.bytes[end] = 0
+        self.bytes[start:start + len(decoded) + 1] = decoded + b"\0"
+        return decoded
+
+    def equals(self):
+        """Takes the next token. Returns true if it is "=". After the last token of a line, the place is in the next line."""
+        start = self.without(b" \t", self.place)
+        end = self.first_of(b" ", start)
+        token = self.bytes[start:end]
+        if token:
+            self.bytes[end] = 0
+            self.place = min(end + 1, self.last)
+        return token == b"="
 
 def entries(document):
     """The entries of a strings file, in the order of their keys and texts."""
-    found = []
-    for line in document.split(b"\n"):
-        line = line.lstrip(b" \t").rstrip(b"\r")
-        key, place = (None, 0) if line.startswith(b"//") else quoted(line, 0)
-        if key is None or line[place:].lstrip(b" \t").split(b" ")[0] != b"=":
-            continue
-        text, _ = quoted(line, line.index(b"=", place) + 1)
+    reader, found = Reader(document), []
+    while reader.next_line():
+        key = reader.string()
+        text = reader.string() if key is not None and reader.equals() else None
         if text is not None:
             found.append((key[:127], text))
     return sorted(found)
@@ -87,11 +142,17 @@ ESCAPES = b"\\\\\\\\abtnvfr\"'xyz \a\b\t\n\v\f\r\x01\x7f\x80\xff"
 INSIDE = b"\\\\abtnvfr'xyz ,.=/\x80\xff"
 
 def any_line(dice):
-    kind = dice.randrange(12)
+    kind = dice.randrange(16)
     if kind == 0:
         return b"//" + any_text(dice, INSIDE, 20)
     if kind == 1:
-        return b"x" + any_text(dice, INSIDE, 20).rstrip(b"=") + b" "
+        return b"x" + any_text(dice, INSIDE, 20)
+    if kind == 4:
+        return b'"%s" =%s' % (any_text(dice, INSIDE, 12), dice.choice([b"", b"", b" ", b"\r"]))
+    if kind == 5:
+        return b'"%s"' % any_text(dice, INSIDE, 30)
+    if kind == 6:
+        return b"\n" * dice.randrange(5)
     key = any_text(dice, INSIDE, 200 if kind == 2 else 12)
     text = any_text(dice, INSIDE, 30)
     blanks = [dice.choice([b"", b" ", b"\t", b"  "]) for _ in range(2)]
@@ -101,9 +162,8 @@ def any_line(dice):
     return b'%s"%s"%s%s"%s%s%s' % (blanks[0], key, blanks[1] + b" ", equals, text, close, end)
 
 def any_document(dice):
-    lines = (any_line(dice) for _ in range(dice.randint(1, 8)))
-    whole = b"\n".join(line + b" " if line.rstrip(b"\r").endswith(b"=") else line for line in lines)
-    return whole + dice.choice([b"", b"\n"])
+    lines = b"\n".join(any_line(dice) for _ in range(dice.randint(1, 8)))
+    return lines + dice.choice([b"", b"\n"]) or b"\n"  # setLanguage leaves an empty file open
 
 
 def reply(program, emulator, operation, requests):

@@ -39,8 +39,8 @@ static const struct Switch {
 } sc_switches[] = {
     {"-help", "", sc_help, 0, 0},
     {"-frames", "N", sc_framesToPlay, 1, sc_frames},
-    {"-width", "N", sc_windowWidth, 320, 8192},
-    {"-height", "N", sc_windowHeight, 200, 8192},
+    {"-width", "N", sc_windowWidth, 640, 8192},
+    {"-height", "N", sc_windowHeight, 480, 8192},
     {"-fullscreen", "", sc_inFullScreen, 0, 0},
     {"-window", "", sc_inWindow, 0, 0},
     {"-locale", "NAME", sc_language, 0, 0},

@@ -1,6 +1,5 @@
 #include "demo/report.h"
 
-#include "demo/bankcheck.h"
 #include "demo/table.h"
 #include "demo/texts.h"
 
@@ -68,22 +67,11 @@ DEMO_TEXT(sc_nextSizes, "The sizes for the next run are in\n%s\n");
 DEMO_TEXT(sc_notWritten, "The next run starts from the same sizes as this run: the game cannot write to\n%s\n");
 
 DEMO_TEXT(sc_overwritten, "Block %u of %s, %u bytes in the bank \"%s\", was overwritten.\n");
-DEMO_TEXT(sc_notFreed, "Block %u of %s, %u bytes in the bank \"%s\", could not be freed: %s (%d).\n");
-DEMO_TEXT(sc_damaged, "The bank \"%s\" is damaged: %s (%d).\n");
+DEMO_TEXT(sc_notFreed, "Block %u of %s, %u bytes in the bank \"%s\", could not be freed (%d).\n");
+DEMO_TEXT(sc_leftovers, "The bank \"%s\" is not one free block again.\n");
 DEMO_TEXT(sc_liveCount, "%s should have %u blocks left, but has %u.\n");
 DEMO_TEXT(sc_lost, "The collected texts have changed when they are read back from\n%s\n");
 DEMO_TEXT(sc_custom, "The game did not free %u blocks of its own location.\n");
-DEMO_TEXT(sc_blockMark, "the header of a block in use is damaged");
-DEMO_TEXT(sc_freeMark, "the header of a free block is damaged");
-DEMO_TEXT(sc_sizes, "its blocks don't add up to its size");
-DEMO_TEXT(sc_usedCount, "the number of blocks in use is wrong");
-DEMO_TEXT(sc_freeCount, "the number of free blocks is wrong");
-DEMO_TEXT(sc_link, "the links of a list do not match in both directions");
-DEMO_TEXT(sc_blocksLost, "blocks were lost");
-DEMO_TEXT(sc_bytesLost, "its blocks don't add up to the bytes in use");
-DEMO_TEXT(sc_notEmpty, "it still has blocks in use");
-DEMO_TEXT(sc_notJoined, "all its memory is free, but in several blocks");
-DEMO_TEXT(sc_fails, "it fails its check");
 
 static const size_t sc_mostPlaces = 12; // lines in the table of blocks in use
 static const unsigned int sc_pictureColumns = 72;
@@ -248,21 +236,22 @@ void ReportBanks(GameMemory& memory)
     table.print();
 }
 
-void ReportLiveBlocks(const std::vector<LivePlace>& places)
+void ReportLiveBlocks(const std::vector<watch::PlaceSum>& places)
 {
-    LivePlace others = {"", 0, 0, 0};
-    LivePlace all = others;
+    watch::PlaceSum all, others;
     Table table("lrr");
     table.add({Text(sc_askedForIn), Text(sc_blocks), Text(sc_bytes)});
     for (size_t index = 0; index < places.size(); ++index) {
-        const LivePlace& place = places[index];
-        all.blocks += place.blocks;
-        all.bytes += place.bytes;
+        const watch::PlaceSum& place = places[index];
+        watch::PlaceSum* sums[] = {&all, index < sc_mostPlaces ? nullptr : &others};
+        for (watch::PlaceSum* sum : sums) {
+            if (sum) {
+                sum->blocks += place.blocks;
+                sum->bytes += place.bytes;
+            }
+        }
         if (index < sc_mostPlaces) {
-            table.add({place.file + ":" + std::to_string(place.line), Grouped(place.blocks), Grouped(place.bytes)});
-        } else {
-            others.blocks += place.blocks;
-            others.bytes += place.bytes;
+            table.add({place.place, Grouped(place.blocks), Grouped(place.bytes)});
         }
     }
     if (others.blocks != 0) {
@@ -338,41 +327,14 @@ void ReportOverwritten(const char* session, unsigned int block, unsigned int siz
     Complain(sc_overwritten, block, session, size, bank.c_str());
 }
 
-static const char* describe(int code)
-{
-    switch (code) {
-    case MEMERR_BLOCK:
-        return sc_blockMark;
-    case MEMERR_FREE_NODE:
-        return sc_freeMark;
-    case MEMERR_SIZE:
-        return sc_sizes;
-    case MEMERR_USED_COUNT:
-        return sc_usedCount;
-    case MEMERR_FREE_COUNT:
-        return sc_freeCount;
-    case BANK_LINK_BROKEN:
-        return sc_link;
-    case BANK_BLOCK_LOST:
-        return sc_blocksLost;
-    case BANK_BYTES_LOST:
-        return sc_bytesLost;
-    case BANK_NOT_EMPTY:
-        return sc_notEmpty;
-    case BANK_NOT_JOINED:
-        return sc_notJoined;
-    }
-    return sc_fails;
-}
-
 void ReportNotFreed(const char* session, unsigned int block, unsigned int size, const std::string& bank, int code)
 {
-    Complain(sc_notFreed, block, session, size, bank.c_str(), Text(describe(code)), code);
+    Complain(sc_notFreed, block, session, size, bank.c_str(), code);
 }
 
-void ReportBankFault(const char* bank, int code)
+void ReportLeftovers(const char* bank)
 {
-    Complain(sc_damaged, bank, Text(describe(code)), code);
+    Complain(sc_leftovers, bank);
 }
 
 void ReportLiveCount(const char* name, unsigned int expected, unsigned int found)

@@ -4,7 +4,7 @@
 #include "demo/campaign.h"
 #include "demo/datafile.h"
 #include "demo/language.h"
-#include "demo/liveblocks.h"
+#include "watch/summary.h"
 
 // Reasons why the game does not start or does not go on.
 void ReportMissingLanguage(const std::string& name, const std::string& path);
@@ -22,7 +22,7 @@ void ReportNoScreen();
 void ReportPlayed(size_t operations, double seconds);
 void ReportBattles(const Campaign& campaign, bool details);
 void ReportBanks(GameMemory& memory);
-void ReportLiveBlocks(const std::vector<LivePlace>& places);
+void ReportLiveBlocks(const std::vector<watch::PlaceSum>& places);
 void ReportTranslation(unsigned int missing, const std::string& path);
 void ReportCollected(unsigned int count, const std::string& path);
 void ReportVerdict(const GameMemory& memory);
@@ -31,7 +31,7 @@ void ReportNextSizes(const std::vector<BankSize>& sizes, const std::string& path
 // Faults in the memory or the texts. block is an index in Session::blocks.
 void ReportOverwritten(const char* session, unsigned int block, unsigned int size, const std::string& bank);
 void ReportNotFreed(const char* session, unsigned int block, unsigned int size, const std::string& bank, int code);
-void ReportBankFault(const char* bank, int code);
+void ReportLeftovers(const char* bank); // a bank that should be one free block at the end
 void ReportLiveCount(const char* name, unsigned int expected, unsigned int found);
 void ReportLostTexts(const std::string& path);
 void ReportCustomBlocks(unsigned int blocks);

@@ -127,7 +127,8 @@ protected:
     static void show(Screen& screen)
     {
         static DemoGame s_game;
-        screen.show({1, 280, s_game.campaign(), {}, screen.input()});
+        static const std::vector<BankBar> s_banks;
+        screen.show({1, 280, 1, s_game.campaign(), s_game.player(), s_banks, screen.input()});
     }
 
     // A key by its number on the Mac.
@@ -139,7 +140,7 @@ protected:
     }
 };
 
-static const int sc_f = 3, sc_h = 4, sc_c = 8, sc_escape = 53, sc_up = 126;
+static const int sc_f = 3, sc_h = 4, sc_c = 8, sc_2 = 19, sc_p = 35, sc_escape = 53, sc_up = 126;
 
 TEST_F(DemoScreen, OpensAWindowAndShowsItWithItsView)
 {
@@ -249,6 +250,30 @@ TEST_F(DemoScreen, RemembersKeyAndMouse)
     EXPECT_EQ(screen.input().mouseX, 12);
     EXPECT_EQ(screen.input().mouseY, 34);
     EXPECT_EQ(screen.input().mouseButtons, 2u);
+}
+
+TEST_F(DemoScreen, AClickAndADigitAreToldOnce)
+{
+    Screen screen(800, 500, false);
+    EXPECT_EQ(screen.input().width, 640);
+    EXPECT_EQ(screen.input().height, 400);
+    s_gfx.events.push_back({GFX_MOUSE, 0, 1});
+    press(screen, sc_2);
+    EXPECT_TRUE(screen.input().isClicked);
+    EXPECT_EQ(screen.input().digit, 2);
+    s_gfx.events.push_back({GFX_MOUSE, 0, 1}); // moves while the button is held
+    show(screen);
+    EXPECT_FALSE(screen.input().isClicked);
+    EXPECT_EQ(screen.input().digit, 0);
+}
+
+TEST_F(DemoScreen, TheKeyPStopsTheGameAndLetsItGoOn)
+{
+    Screen screen(800, 500, false);
+    press(screen, sc_p);
+    EXPECT_TRUE(screen.input().isPaused);
+    press(screen, sc_p);
+    EXPECT_FALSE(screen.input().isPaused);
 }
 
 TEST_F(DemoScreen, LeavesMouseCursorAndWindowAsTheyWere)

@@ -14,9 +14,10 @@ public:
 
     Battle& battle() const { return *m_battles.back(); } // the current one; call playFrame first
 
-    // The battles that have begun, the current one last. Each keeps the units that are left until end() is called.
+    const std::vector<Level>& levels() const { return m_levels; }
+
+    // The battles that have begun, the current one last.
     const std::vector<std::unique_ptr<Battle>>& battles() const { return m_battles; }
-    void end() { m_battles.clear(); }
 
 private:
     const std::vector<Level>& m_levels;

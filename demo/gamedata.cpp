@@ -72,7 +72,7 @@ bool GameData::readGrounds(DataFile& file)
             file.readString("letter", &ground.letter, 1) || file.readColour("colour", &ground.colour) ||
                 file.readColour("edge", &ground.edge) || file.readFloat("border", 0, 1, &ground.border) ||
                 file.readFloat("pace", 0, 1, &ground.pace) ||
-                file.readString("over", &ground.over, 1) || file.readString("shape", &ground.shape, sc_longestText) ||
+                file.readString("over", &ground.over, sc_longestText) || file.readString("shape", &ground.shape, sc_longestText) ||
                 file.readInt("often", 0, 100, &ground.often) || file.refuseLine();
         }
         file.require(!ground.letter.empty(), "letter = string");

@@ -33,7 +33,7 @@ struct Ground {
     unsigned int edge = 0; // the colour of its border
     float border = 0;      // width of the border, in fields
     float pace = 1;        // of a unit that walks here; 1 is its full speed
-    std::string over;      // the letter of the ground below, such as the water below a bridge; may be empty
+    std::string over;      // the letters of grounds that go on below this one, such as the water below a bridge
     std::string shape;     // the name of a drawing that is scattered over the ground; may be empty
     const Drawing* drawing = nullptr; // the same
     int often = 0;                    // how many of 100 fields have that drawing

@@ -78,7 +78,7 @@ bool GroundMap::isInside(int column, int row, size_t ground) const
         return false;
     }
     const size_t here = m_level.groundAt(m_firstX + column, m_firstY + row);
-    return here == ground || (*m_level.grounds)[here].over == (*m_level.grounds)[ground].letter;
+    return here == ground || (*m_level.grounds)[here].over.find((*m_level.grounds)[ground].letter) != std::string::npos;
 }
 
 // Each edge has the area on its right side.
@@ -295,8 +295,8 @@ static void addHit(const Hit& hit, const MapView& view, float phase, Shapes* sha
     const Point at = view.at(hit.toX, hit.toY - 1);
     if (hit.isDeadly) {
         const float size = view.scale * (1.4f + 1.6f * phase);
-        shapes->push_back(Ellipse({at.x - size * 0.3f, at.y}, size, size, 0x4a4642, 0.25f + 0.5f * rest));
-        shapes->push_back(Ellipse({at.x + size * 0.3f, at.y - size * 0.3f}, size, size, 0x6b655e, 0.25f + 0.5f * rest));
+        shapes->push_back(Ellipse({at.x - size * 0.3f, at.y}, size, size, 0x4a4642, 0.1f + 0.45f * rest));
+        shapes->push_back(Ellipse({at.x + size * 0.3f, at.y - size * 0.3f}, size, size, 0x6b655e, 0.1f + 0.45f * rest));
     }
     shapes->push_back(starOf(at, view.scale * (0.5f + 0.5f * rest), 0xffb02e, 0.9f));
     shapes->push_back(starOf(at, view.scale * (0.25f + 0.25f * rest), 0xfff6d8, 0.95f));

@@ -203,16 +203,19 @@ static std::string outcomeOf(const Battle& battle)
                       : Compose(sc_won, Text(level.title), Text(level.armies[winner]));
 }
 
-static void drawOutcomes(Painter& painter, const Campaign& campaign)
+// All battles: those that are over with their outcome, the current one bright, and those to come.
+static void drawBattles(Painter& painter, const Campaign& campaign)
 {
     const float width = painter.width() - 2 * sc_margin;
     painter.heading(Text(sc_battles));
     float y = 32;
-    for (const auto& battle : campaign.battles()) {
-        if (battle->isOver()) {
-            painter.text(sc_margin, y, width, sc_small, ALIGN_LEFT, sc_plain, outcomeOf(*battle));
-            y += sc_line;
-        }
+    for (size_t index = 0; index < campaign.levels().size() && y < painter.height() - 25; ++index) {
+        const bool hasBegun = index < campaign.battles().size();
+        const bool isOver = hasBegun && campaign.battles()[index]->isOver();
+        painter.text(sc_margin, y, width, sc_small, ALIGN_LEFT, isOver ? sc_plain : hasBegun ? sc_bright : sc_dim,
+                     isOver ? outcomeOf(*campaign.battles()[index]) : Text(campaign.levels()[index].title),
+                     hasBegun && !isOver);
+        y += sc_line + 2;
     }
     painter.text(sc_margin, painter.height() - 13, width, sc_small, ALIGN_LEFT, sc_dim, Text(sc_clickUnit));
 }
@@ -251,7 +254,7 @@ static Pane detailsOf(const Scene& scene, const Places& places)
     if (const Unit* unit = scene.player.selected()) {
         drawUnit(painter, *unit, scene.campaign.battle().level());
     } else {
-        drawOutcomes(painter, scene.campaign);
+        drawBattles(painter, scene.campaign);
     }
     return painter.pane();
 }
@@ -270,7 +273,7 @@ static Pane reservesOf(const Scene& scene, const Places& places)
         painter.box(sc_margin, y, width, sc_row - 3, isChosen ? sc_gold : sc_raised);
         painter.box(sc_margin + 1, y + 1, width - 2, sc_row - 5, isChosen ? sc_edge : sc_raised);
         painter.text(sc_margin + 2, y + 12, 12, sc_small, ALIGN_CENTRE, sc_gold, std::to_string(index + 1), true);
-        painter.unit(*reserves[index].kind, sc_playersArmy, sc_margin + 26, y + 20, 6.4f);
+        painter.unit(*reserves[index].kind, sc_playersArmy, sc_margin + 27, y + 20, 5.6f);
         painter.text(sc_margin + 40, y + 12, width - 54, sc_small, ALIGN_LEFT, colour,
                      Text(reserves[index].kind->title));
         painter.text(sc_margin + width - 16, y + 12, 12, sc_small, ALIGN_RIGHT, colour, std::to_string(left), true);
@@ -387,15 +390,15 @@ static void drawKeys(Painter& painter, const Input& input)
                 {"C", Text(input.isCaptured ? sc_pressRelease : sc_pressCapture)},
                 {"H", Text(input.isCursorShown ? sc_pressHide : sc_pressShow)},
                 {"Esc", Text(sc_pressEnd)}};
-    static const float letter = 6.4f; // the width of a letter, on average
+    static const float letter = 6.2f; // the width of a letter, on average
     float needed = 0;
     for (const auto& key : keys) {
-        needed += 30 + static_cast<float>(ColumnsOf(key.text)) * letter;
+        needed += 36 + static_cast<float>(ColumnsOf(key.text)) * letter;
     }
     const float rest = std::max(0.0f, painter.width() - 2 * sc_margin - needed) / 5;
     float x = sc_margin;
     for (const auto& key : keys) {
-        const float width = static_cast<float>(ColumnsOf(key.text)) * letter;
+        const float width = 6 + static_cast<float>(ColumnsOf(key.text)) * letter;
         painter.box(x, 5, 24, 15, sc_edge);
         painter.text(x, 12.5f, 24, sc_small, ALIGN_CENTRE, sc_bright, key.key, true);
         painter.text(x + 28, 12.5f, width, sc_small, ALIGN_LEFT, sc_plain, Text(key.text));

@@ -76,6 +76,12 @@ protected:
 
     static void press(const char* key) { ASSERT_EQ(system((std::string("xdotool key ") + key).c_str()), 0); }
 
+    static void click(int x, int y)
+    {
+        const std::string place = std::to_string(x) + " " + std::to_string(y);
+        ASSERT_EQ(system(("xdotool mousemove " + place + " click 1").c_str()), 0);
+    }
+
     static bool said(const std::string& text)
     {
         std::ostringstream all;
@@ -134,6 +140,19 @@ TEST_F(DemoWindow, TheCloseButtonEndsTheGameWithAllItsChecks)
     EXPECT_EQ(end(), 0);
     EXPECT_TRUE(said("All 13 banks check out"));
     EXPECT_FALSE(said("1,927,824 operations"));
+}
+
+TEST_F(DemoWindow, AClickOnTheMapPlacesAUnitThatFights)
+{
+    startDemo();
+    const Window window = findWindow(DefaultRootWindow(m_display));
+    int x = 0, y = 0;
+    Window child = 0;
+    ASSERT_TRUE(XTranslateCoordinates(m_display, window, DefaultRootWindow(m_display), 0, 0, &x, &y, &child));
+    click(x + 50, y + 240);
+    press("Escape");
+    EXPECT_EQ(end(), 0);
+    EXPECT_TRUE(said("Marsh League has 24 of 24 units left")); // the level has 23
 }
 
 TEST_F(DemoWindow, TheKeyFSwitchesToFullScreenAndBack)

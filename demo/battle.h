@@ -45,7 +45,7 @@ public:
     const Level& level() const { return m_level; }
     const std::vector<Unit*>& units() const { return m_units; } // the units that are alive
     int left(int army) const;                                   // the number of units alive
-    int atStart(int army) const { return m_started[army]; }      // all units that have come to the battle
+    int atStart(int army) const { return m_started[army]; }     // all units that have come to the battle
     const Hit* lastHit() const { return m_lastHit; } // of this frame; valid until the frame bank is emptied
     int winner() const;                              // the army, 0 or 1; -1 while both armies have units
     unsigned int frames() const { return m_frames; } // played
@@ -65,7 +65,7 @@ private:
     const BankPlans& m_banks;
     std::vector<Unit*> m_units;
     const Hit* m_lastHit = nullptr;
-    unsigned int m_made = 0;  // units so far
+    unsigned int m_made = 0;   // units so far
     int m_started[2] = {0, 0}; // units of each army so far
     unsigned int m_random;
     unsigned int m_frames = 0;

@@ -51,7 +51,7 @@ public:
     bool readBool(const char* name, bool* value);
     bool readString(const char* name, std::string* text, size_t longest); // 1 to longest bytes; longest <= 255
     bool readChoice(const char* name, const std::vector<const char*>& choices, int* choice); // stores the index
-    bool readColour(const char* name, unsigned int* colour);        // "rrggbb", in small letters
+    bool readColour(const char* name, unsigned int* colour);       // "rrggbb", in small letters
     bool readPoints(const char* name, std::vector<Point>* points); // "x y x y x y ...", three points or more
     bool beginBlock(const char* name); // an inner block: read its lines until nextLine returns false
 

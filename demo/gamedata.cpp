@@ -71,8 +71,8 @@ bool GameData::readGrounds(DataFile& file)
         while (file.nextLine()) {
             file.readString("letter", &ground.letter, 1) || file.readColour("colour", &ground.colour) ||
                 file.readColour("edge", &ground.edge) || file.readFloat("border", 0, 1, &ground.border) ||
-                file.readFloat("pace", 0, 1, &ground.pace) ||
-                file.readString("over", &ground.over, sc_longestText) || file.readString("shape", &ground.shape, sc_longestText) ||
+                file.readFloat("pace", 0, 1, &ground.pace) || file.readString("over", &ground.over, sc_longestText) ||
+                file.readString("shape", &ground.shape, sc_longestText) ||
                 file.readInt("often", 0, 100, &ground.often) || file.refuseLine();
         }
         file.require(!ground.letter.empty(), "letter = string");
@@ -88,9 +88,9 @@ void GameData::readUnit(DataFile& file, UnitKind* kind)
 {
     while (file.nextLine()) {
         file.readString("name", &kind->name, sc_longestText) ||
-            file.readString("title", &kind->title, sc_longestText) || file.readString("symbol", &kind->symbol, 1) ||
-            file.readString("shape", &kind->shape, sc_longestText) || file.readInt("health", 1, 10000, &kind->health) ||
-            file.readInt("armour", 0, 1000, &kind->armour) ||
+            file.readString("title", &kind->title, sc_longestText) ||
+            file.readString("shape", &kind->shape, sc_longestText) ||
+            file.readInt("health", 1, 10000, &kind->health) || file.readInt("armour", 0, 1000, &kind->armour) ||
             file.readInts("damage", 0, 1000, &kind->leastDamage, &kind->mostDamage) ||
             file.readInt("pause", 1, 100, &kind->pause) || file.readFloat("speed", 0, 10, &kind->speed) ||
             file.readRange("reach", 0, 100, &kind->reach, &kind->nearest) || file.readBool("flies", &kind->flies) ||
@@ -98,7 +98,6 @@ void GameData::readUnit(DataFile& file, UnitKind* kind)
     }
     file.require(!kind->name.empty(), "name = string");
     file.require(!kind->title.empty(), "title = string");
-    file.require(kind->symbol >= "a" && kind->symbol <= "z", "symbol = string, a..z");
     file.require(kind->health > 0, "health = int32");
     file.require(kind->mostDamage > 0, "damage = int32 int32");
     std::istringstream names(kind->shape);

@@ -14,7 +14,7 @@ class DataFile;
 // A filled outline of a drawing. The drawing's own place is 0, 0: where a unit stands. x is to the right, the way that
 // the unit looks, and y down; 10 is the width of a field.
 struct Part {
-    bool isArmys = false;     // the army's colour; else `colour`
+    bool isArmys = false; // the army's colour; else `colour`
     unsigned int colour = 0;
     float alpha = 1;
     bool isRound = false;
@@ -40,10 +40,9 @@ struct Ground {
 };
 
 struct UnitKind {
-    std::string name;  // the name that levels.txt uses
-    std::string title; // a key of the string table
-    std::string symbol;
-    std::string shape;                   // the names of its drawings, from back to front, with blanks between them
+    std::string name;                     // the name that levels.txt uses
+    std::string title;                    // a key of the string table
+    std::string shape;                    // the names of its drawings, from back to front, with blanks between them
     std::vector<const Drawing*> drawings; // the same
     int health = 0;
     int armour = 0; // subtracted from the damage of each hit

@@ -20,6 +20,16 @@
 #include <stdio.h>
 #include <unistd.h>
 
+DEMO_TEXT(sc_noBank, "Some blocks of %s have no bank that takes them: see banks.txt.\n");
+DEMO_TEXT(sc_notSaid, "The standard output could not be written completely.\n");
+DEMO_TEXT(sc_noScreen, "There is no display: the game goes on without a window.\n");
+DEMO_TEXT(sc_leftovers, "The bank \"%s\" is not one free block again.\n");
+DEMO_TEXT(sc_liveCount, "%s should have %u blocks left, but has %u.\n");
+DEMO_TEXT(sc_lost, "The collected texts have changed when they are read back from\n%s\n");
+DEMO_TEXT(sc_custom, "The game did not free %u blocks of its own location.\n");
+DEMO_TEXT(sc_collected, "%s texts collected, written to\n%s\nand read back: they are the same.\n");
+DEMO_TEXT(sc_noLanguage, "The game does not have the language \"%s\": there is no file\n%s\n");
+
 static const int sc_pictures = 5; // of each frame; 30 pictures a second are six frames
 
 // Exit statuses of the process.
@@ -117,7 +127,7 @@ static bool playOnScreen(Game& game, unsigned int frames, Settings* settings)
     const bool fullScreen = settings->number(SETTING_FULL_SCREEN) != 0;
     Screen screen(settings->number(SETTING_WIDTH), settings->number(SETTING_HEIGHT), fullScreen);
     if (!screen.isOpen()) {
-        ReportNoScreen();
+        Say(sc_noScreen);
     }
     const bool isWell = playFrames(game, frames, screen);
     if (screen.isOpen() && screen.input().isFullScreen != fullScreen) {
@@ -137,7 +147,7 @@ static bool banksCheckOut(const GameMemory& memory, bool isEmpty)
     for (const watch::Bank& bank : snapshot.banks) {
         const watch::BankSum sum = watch::sumBank(bank);
         if (isEmpty && bank.index >= 0 && (sum.usedBytes + sum.fallbackBytes != 0 || sum.freeNodes > 1)) {
-            ReportLeftovers(bank.name.c_str());
+            Complain(sc_leftovers, bank.name.c_str());
             sound = false;
         }
     }
@@ -153,7 +163,7 @@ static bool liveBlocksMatch(const std::vector<watch::PlaceSum>& places, const Re
         found += isReplays ? static_cast<unsigned int>(place.blocks) : 0;
     }
     if (found != replay.liveNow()) {
-        ReportLiveCount(replay.name(), replay.liveNow(), found);
+        Complain(sc_liveCount, replay.name(), replay.liveNow(), found);
         return false;
     }
     return true;
@@ -175,7 +185,7 @@ static int play(GameMemory& memory, const BankPlans& banks, const GameData& data
                  {sc_records, recordSession, banks}};
     for (const Replay* replay : {&game.scripts, &game.records}) {
         if (!replay->hasBanks()) {
-            ReportHomelessBlocks(replay->name());
+            Complain(sc_noBank, replay->name());
             return sc_noGame;
         }
     }
@@ -242,7 +252,7 @@ static int run(GameMemory& memory, const DataFile& bankFile, const BankPlans& ba
         } else if (!options.areGood()) {
             ReportWrongSwitch(options);
         } else if (!hasLanguage) {
-            ReportMissingLanguage(settings.text(SETTING_LOCALE), language.missingPath());
+            Complain(sc_noLanguage, settings.text(SETTING_LOCALE).c_str(), language.missingPath().c_str());
         } else if (!bankFile.isGood()) {
             ReportDataFault(bankFile.fault());
         } else {
@@ -257,9 +267,9 @@ static int run(GameMemory& memory, const DataFile& bankFile, const BankPlans& ba
     if (!language.isCollecting()) {
         ReportTranslation(newTexts, language.path());
     } else if (language.textsCameBack(newTexts)) {
-        ReportCollected(newTexts, language.path());
+        Say(sc_collected, Grouped(newTexts).c_str(), language.path().c_str());
     } else {
-        ReportLostTexts(language.path());
+        Complain(sc_lost, language.path().c_str());
         return sc_damaged;
     }
     if (!banksCheckOut(memory, true)) {
@@ -306,7 +316,7 @@ int main(int argc, char** argv)
         sizes = memory.sizes();
     } // GameMemory frees all memory and writes the sizes for the next run to the bank-size file
     if (CustomBlocks() != 0) {
-        ReportCustomBlocks(CustomBlocks());
+        Complain(sc_custom, CustomBlocks());
         status = sc_damaged;
     }
     if (status == sc_allIsWell && hasGame) {
@@ -317,7 +327,7 @@ int main(int argc, char** argv)
     }
     Platform::SetCommandLine(nullptr);
     if (!AllIsSaid()) {
-        ReportUnsaid();
+        Complain(sc_notSaid);
         status = status == sc_allIsWell ? sc_unsaid : status;
     }
     return status;

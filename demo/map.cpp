@@ -78,7 +78,8 @@ bool GroundMap::isInside(int column, int row, size_t ground) const
         return false;
     }
     const size_t here = m_level.groundAt(m_firstX + column, m_firstY + row);
-    return here == ground || (*m_level.grounds)[here].over.find((*m_level.grounds)[ground].letter) != std::string::npos;
+    return here == ground ||
+           (*m_level.grounds)[here].over.find((*m_level.grounds)[ground].letter) != std::string::npos;
 }
 
 // Each edge has the area on its right side.
@@ -134,7 +135,8 @@ static Outline smooth(const Outline& outline)
     for (size_t index = 0; index < outline.size(); ++index) {
         const Point& last = outline[(index + outline.size() - 1) % outline.size()];
         const Point& next = outline[(index + 1) % outline.size()];
-        smooth.push_back({(last.x + 2 * outline[index].x + next.x) / 4, (last.y + 2 * outline[index].y + next.y) / 4});
+        smooth.push_back(
+            {(last.x + 2 * outline[index].x + next.x) / 4, (last.y + 2 * outline[index].y + next.y) / 4});
     }
     return smooth;
 }
@@ -237,10 +239,9 @@ static void addHealth(const Unit& unit, Point feet, float scale, Shapes* shapes)
     const float height = std::max(2.0f, roundf(scale * 0.22f));
     const Rect bar = {feet.x - width / 2, feet.y + scale * 0.5f, width, height};
     shapes->push_back(FilledRect({bar.x - 1, bar.y - 1, bar.width + 2, bar.height + 2}, 0x15181a, 0.75f));
-    shapes->push_back(FilledRect({bar.x, bar.y, bar.width * part, bar.height},
-                                 part > 0.6f   ? 0x6fdc5a
-                                 : part > 0.3f ? 0xf0c43c
-                                               : 0xf0563c));
+    shapes->push_back(FilledRect({bar.x, bar.y, bar.width * part, bar.height}, part > 0.6f   ? 0x6fdc5a
+                                                                               : part > 0.3f ? 0xf0c43c
+                                                                                             : 0xf0563c));
 }
 
 static void addUnit(const Unit& unit, const MapView& view, float phase, bool isSelected, Shapes* shapes)
@@ -296,7 +297,8 @@ static void addHit(const Hit& hit, const MapView& view, float phase, Shapes* sha
     if (hit.isDeadly) {
         const float size = view.scale * (1.4f + 1.6f * phase);
         shapes->push_back(Ellipse({at.x - size * 0.3f, at.y}, size, size, 0x4a4642, 0.1f + 0.45f * rest));
-        shapes->push_back(Ellipse({at.x + size * 0.3f, at.y - size * 0.3f}, size, size, 0x6b655e, 0.1f + 0.45f * rest));
+        shapes->push_back(
+            Ellipse({at.x + size * 0.3f, at.y - size * 0.3f}, size, size, 0x6b655e, 0.1f + 0.45f * rest));
     }
     shapes->push_back(starOf(at, view.scale * (0.5f + 0.5f * rest), 0xffb02e, 0.9f));
     shapes->push_back(starOf(at, view.scale * (0.25f + 0.25f * rest), 0xfff6d8, 0.95f));

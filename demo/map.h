@@ -7,9 +7,9 @@ extern const unsigned int sc_armyColours[2];
 
 // Where the field lies in the view. The field is as large as the pane allows; the ground goes on beyond its edges.
 struct MapView {
-    Rect pane;         // pixels
-    float left, top;   // of the field, in pixels
-    float scale;       // pixels per field
+    Rect pane;       // pixels
+    float left, top; // of the field, in pixels
+    float scale;     // pixels per field
 
     Point at(float x, float y) const { return {left + x * scale, top + y * scale}; } // of a place in fields
 };

@@ -9,9 +9,9 @@ class Player {
 public:
     explicit Player(Campaign& campaign) : m_campaign(campaign) {}
 
-    void beginFrame();                      // call it after Campaign::playFrame: a new battle has its own reserves
-    void choose(size_t reserve);            // the reserve that a click places; ignored when the level has no such reserve
-    void click(float x, float y);           // on a place of the field: selects the unit there, or else places a unit
+    void beginFrame();            // call it after Campaign::playFrame: a new battle has its own reserves
+    void choose(size_t reserve);  // the reserve that a click places; ignored when the level has no such reserve
+    void click(float x, float y); // on a place of the field: selects the unit there, or else places a unit
     bool mayPlace(float x, float y) const; // a unit of the chosen reserve
 
     size_t chosen() const { return m_chosen; }

@@ -5,14 +5,10 @@
 
 #include <stdio.h>
 
-DEMO_TEXT(sc_noLanguage, "The game does not have the language \"%s\": there is no file\n%s\n");
 DEMO_TEXT(sc_noFile, "%s can't be read.\n");
 DEMO_TEXT(sc_fault, "%s, line %u:\nexpected: %s\nfound:    %s\n");
 DEMO_TEXT(sc_noSession, "%s can't be played: %s.\n");
 DEMO_TEXT(sc_noSessionFrom, "%s can't be played: %s (operation %s).\n");
-DEMO_TEXT(sc_noBank, "Some blocks of %s have no bank that takes them: see banks.txt.\n");
-DEMO_TEXT(sc_noMemory, "The demo is out of memory.\n");
-DEMO_TEXT(sc_unsaid, "The standard output could not be written completely.\n");
 
 DEMO_TEXT(sc_start, "core demo: %u frames of battle, while two recorded programs allocate and free memory\n\n");
 DEMO_TEXT(sc_firstRun, "First run: banks start from the sizes in banks.txt.\n");
@@ -22,7 +18,6 @@ DEMO_TEXT(sc_textsFrom, "Texts come from\n%s\n");
 DEMO_TEXT(sc_textsCollected, "The game shows its own texts and will collect them in\n%s\n");
 DEMO_TEXT(sc_data, "%s kinds of units fight on %s levels.\n");
 DEMO_TEXT(sc_levelSize, "%s: %s by %s fields, %s squads.\n");
-DEMO_TEXT(sc_noScreen, "There is no display: the game goes on without a window.\n");
 DEMO_TEXT(sc_played, "%s operations in %s seconds; every block kept its contents until it was freed.\n");
 
 DEMO_TEXT(sc_wins, "%s: %s wins in %u frames and has %d of %d units left.\n");
@@ -32,7 +27,6 @@ DEMO_TEXT(sc_survivor, "survivor");
 DEMO_TEXT(sc_army, "army");
 DEMO_TEXT(sc_health, "health");
 DEMO_TEXT(sc_position, "position");
-DEMO_TEXT(sc_picture, "%s at its end, with %s in capitals:\n");
 
 DEMO_TEXT(sc_bank, "bank");
 DEMO_TEXT(sc_requests, "requests\nserved");
@@ -52,7 +46,6 @@ DEMO_TEXT(sc_otherPlaces, "%s other places");
 
 DEMO_TEXT(sc_notTranslated, "%s texts are not translated in\n%s\n");
 DEMO_TEXT(sc_refused, "%s translations are not used: they do not print the same values as their texts.\n");
-DEMO_TEXT(sc_collected, "%s texts collected, written to\n%s\nand read back: they are the same.\n");
 DEMO_TEXT(sc_verdict, "All %d banks check out: headers, lists and counters agree, and with the\n"
                       "last blocks freed each is one free block again.\n");
 DEMO_TEXT(sc_overflowed, "%d overflowed: their fallback blocks came from outside the bank.\n");
@@ -66,21 +59,7 @@ DEMO_TEXT(sc_all, "all");
 DEMO_TEXT(sc_nextSizes, "The sizes for the next run are in\n%s\n");
 DEMO_TEXT(sc_notWritten, "The next run starts from the same sizes as this run: the game cannot write to\n%s\n");
 
-DEMO_TEXT(sc_overwritten, "Block %u of %s, %u bytes in the bank \"%s\", was overwritten.\n");
-DEMO_TEXT(sc_notFreed, "Block %u of %s, %u bytes in the bank \"%s\", could not be freed (%d).\n");
-DEMO_TEXT(sc_leftovers, "The bank \"%s\" is not one free block again.\n");
-DEMO_TEXT(sc_liveCount, "%s should have %u blocks left, but has %u.\n");
-DEMO_TEXT(sc_lost, "The collected texts have changed when they are read back from\n%s\n");
-DEMO_TEXT(sc_custom, "The game did not free %u blocks of its own location.\n");
-
 static const size_t sc_mostPlaces = 12; // lines in the table of blocks in use
-static const unsigned int sc_pictureColumns = 72;
-static const unsigned int sc_pictureLines = 12;
-
-void ReportMissingLanguage(const std::string& name, const std::string& path)
-{
-    Complain(sc_noLanguage, name.c_str(), path.c_str());
-}
 
 void ReportDataFault(const DataFault& fault)
 {
@@ -100,21 +79,6 @@ void ReportUnreadableSession(const std::string& path, const std::string& why)
     } else {
         Complain(sc_noSessionFrom, path.c_str(), Text(why.substr(0, reason)), why.c_str() + reason + place.size());
     }
-}
-
-void ReportHomelessBlocks(const char* session)
-{
-    Complain(sc_noBank, session);
-}
-
-void ReportOutOfMemory()
-{
-    Complain(sc_noMemory);
-}
-
-void ReportUnsaid()
-{
-    Complain(sc_unsaid);
 }
 
 void ReportStart(const std::vector<BankSize>& sizes, const std::string& path, bool fileFound, unsigned int frames)
@@ -149,11 +113,6 @@ void ReportData(const GameData& data, bool details)
     }
 }
 
-void ReportNoScreen()
-{
-    Say(sc_noScreen);
-}
-
 void ReportPlayed(size_t operations, double seconds)
 {
     Say(sc_played, Grouped(operations).c_str(), WithTenths(seconds).c_str());
@@ -183,25 +142,6 @@ static void reportSurvivors(const Battle& battle)
     table.print();
 }
 
-static void drawBattle(const Battle& battle, unsigned int width, unsigned int height)
-{
-    const Level& level = battle.level();
-    std::vector<std::string> lines(height, std::string(width, ' '));
-    for (const Unit* unit : battle.units()) {
-        const float column = unit->x * static_cast<float>(width - 1) / level.width;
-        const float line = unit->y * static_cast<float>(height - 1) / level.height;
-        const char symbol = unit->kind->symbol[0];
-        lines[static_cast<size_t>(line)][static_cast<size_t>(column)] =
-            unit->army == 0 ? static_cast<char>(symbol - 'a' + 'A') : symbol;
-    }
-    const std::string edge = "+" + std::string(width, '-') + "+";
-    printf("%s\n", edge.c_str());
-    for (const std::string& line : lines) {
-        printf("|%s|\n", line.c_str());
-    }
-    printf("%s\n", edge.c_str());
-}
-
 void ReportBattles(const Campaign& campaign, bool details)
 {
     printf("\n");
@@ -213,9 +153,6 @@ void ReportBattles(const Campaign& campaign, bool details)
             printf("\n");
         }
     }
-    const Battle& last = *campaign.battles().back();
-    Say(sc_picture, Text(last.level().title), Text(last.level().armies[0]));
-    drawBattle(last, sc_pictureColumns, sc_pictureLines);
 }
 
 void ReportBanks(GameMemory& memory)
@@ -274,11 +211,6 @@ void ReportTranslation(unsigned int missing, const std::string& path)
     }
 }
 
-void ReportCollected(unsigned int count, const std::string& path)
-{
-    Say(sc_collected, Grouped(count).c_str(), path.c_str());
-}
-
 void ReportVerdict(const GameMemory& memory)
 {
     int overflowed = 0;
@@ -320,34 +252,4 @@ void ReportNextSizes(const std::vector<BankSize>& sizes, const std::string& path
     table.print();
     printf("\n");
     Say(written ? sc_nextSizes : sc_notWritten, path.c_str());
-}
-
-void ReportOverwritten(const char* session, unsigned int block, unsigned int size, const std::string& bank)
-{
-    Complain(sc_overwritten, block, session, size, bank.c_str());
-}
-
-void ReportNotFreed(const char* session, unsigned int block, unsigned int size, const std::string& bank, int code)
-{
-    Complain(sc_notFreed, block, session, size, bank.c_str(), code);
-}
-
-void ReportLeftovers(const char* bank)
-{
-    Complain(sc_leftovers, bank);
-}
-
-void ReportLiveCount(const char* name, unsigned int expected, unsigned int found)
-{
-    Complain(sc_liveCount, name, expected, found);
-}
-
-void ReportLostTexts(const std::string& path)
-{
-    Complain(sc_lost, path.c_str());
-}
-
-void ReportCustomBlocks(unsigned int blocks)
-{
-    Complain(sc_custom, blocks);
 }

@@ -63,7 +63,7 @@ static const unsigned int sc_armyTexts[2] = {0x86b2ff, 0xff9384};
 static const unsigned int sc_shades = 12; // of colour in a bar, from free to in use
 
 static const float sc_header = 36;
-static const float sc_strip = 130;  // height of the three panes below the map
+static const float sc_strip = 130; // height of the three panes below the map
 static const float sc_footer = 42;
 static const float sc_margin = 10;
 static const float sc_line = 14;
@@ -212,7 +212,10 @@ static void drawBattles(Painter& painter, const Campaign& campaign)
     for (size_t index = 0; index < campaign.levels().size() && y < painter.height() - 25; ++index) {
         const bool hasBegun = index < campaign.battles().size();
         const bool isOver = hasBegun && campaign.battles()[index]->isOver();
-        painter.text(sc_margin, y, width, sc_small, ALIGN_LEFT, isOver ? sc_plain : hasBegun ? sc_bright : sc_dim,
+        painter.text(sc_margin, y, width, sc_small, ALIGN_LEFT,
+                     isOver     ? sc_plain
+                     : hasBegun ? sc_bright
+                                : sc_dim,
                      isOver ? outcomeOf(*campaign.battles()[index]) : Text(campaign.levels()[index].title),
                      hasBegun && !isOver);
         y += sc_line + 2;

@@ -78,8 +78,7 @@ static void drawLabel(const Label& label, CGFloat viewHeight)
         attributes = attributesOf(label, label.size * label.width / size.width);
         size = [text sizeWithAttributes:attributes];
     }
-    const NSPoint corner =
-        NSMakePoint(label.x + indentOf(label, size.width), viewHeight - label.y - size.height / 2);
+    const NSPoint corner = NSMakePoint(label.x + indentOf(label, size.width), viewHeight - label.y - size.height / 2);
     [text drawAtPoint:corner withAttributes:attributes];
 }
 
@@ -168,8 +167,8 @@ static NSRect boundsOf(const Shape& shape, CGFloat viewHeight)
         }
     }
     const CGFloat edge = shape.line + 1; // a smooth edge ends in the next pixel
-    return NSIntegralRect(NSMakeRect(left - edge, viewHeight - bottom - edge, right - left + 2 * edge,
-                                     bottom - top + 2 * edge));
+    return NSIntegralRect(
+        NSMakeRect(left - edge, viewHeight - bottom - edge, right - left + 2 * edge, bottom - top + 2 * edge));
 }
 
 // Adds the bounds of the shapes. The bounds of shapes that follow each other and overlap become one rectangle.

@@ -33,7 +33,7 @@ static DataFault faultOfUnits(const std::string& lines)
 
 static std::string unit(const std::string& line)
 {
-    return "unit\n{\nname = \"a\"\ntitle = \"A\"\nsymbol = \"a\"\nhealth = 5\ndamage = 1 2\n" + line + "\n}\n";
+    return "unit\n{\nname = \"a\"\ntitle = \"A\"\nhealth = 5\ndamage = 1 2\n" + line + "\n}\n";
 }
 
 // With one kind of unit, "a".
@@ -80,12 +80,12 @@ TEST(DataFile, AWrongLineIsFoundWithItsNumberAndWhatWasExpected)
         {"name = plain", "name = string, 1..60"},
         {"name = \"open", "name = string, 1..60"},
         {"name = \"a\" b", "name = string, 1..60"},
-        {"symbol = \"ab\"", "symbol = string, 1..1"},
+        {"shape = \"\"", "shape = string, 1..60"},
     };
     for (const auto& wrong : cases) {
         const DataFault fault = faultOfUnits(unit(wrong.line));
         EXPECT_EQ(fault.path, "data.txt") << wrong.line;
-        EXPECT_EQ(fault.line, 8u) << wrong.line;
+        EXPECT_EQ(fault.line, 7u) << wrong.line;
         EXPECT_EQ(fault.expected, wrong.expected);
         EXPECT_EQ(fault.found, wrong.line);
     }
@@ -94,7 +94,7 @@ TEST(DataFile, AWrongLineIsFoundWithItsNumberAndWhatWasExpected)
 TEST(DataFile, AnUnknownLineIsToldAllNamesThatThereAre)
 {
     EXPECT_EQ(faultOfUnits(unit("wings = 2")).expected,
-              "name | title | symbol | shape | health | armour | damage | pause | speed | reach | flies | hitsFlying");
+              "name | title | shape | health | armour | damage | pause | speed | reach | flies | hitsFlying");
 }
 
 TEST(DataFile, BracesHaveToMatch)

@@ -276,8 +276,8 @@ static Pane reservesOf(const Scene& scene, const Places& places)
         painter.box(sc_margin, y, width, sc_row - 3, isChosen ? sc_gold : sc_raised);
         painter.box(sc_margin + 1, y + 1, width - 2, sc_row - 5, isChosen ? sc_edge : sc_raised);
         painter.text(sc_margin + 2, y + 12, 12, sc_small, ALIGN_CENTRE, sc_gold, std::to_string(index + 1), true);
-        painter.unit(*reserves[index].kind, sc_playersArmy, sc_margin + 27, y + 20, 5.6f);
-        painter.text(sc_margin + 40, y + 12, width - 54, sc_small, ALIGN_LEFT, colour,
+        painter.unit(*reserves[index].kind, sc_playersArmy, sc_margin + 27, y + 19, 5.4f);
+        painter.text(sc_margin + 43, y + 12, width - 57, sc_small, ALIGN_LEFT, colour,
                      Text(reserves[index].kind->title));
         painter.text(sc_margin + width - 16, y + 12, 12, sc_small, ALIGN_RIGHT, colour, std::to_string(left), true);
         y += sc_row;

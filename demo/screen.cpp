@@ -65,9 +65,10 @@ void Screen::waitForNextPicture()
     }
 }
 
+// Events after a click wait for the next picture, so that each click is obeyed at its own place.
 void Screen::takeEvents()
 {
-    for (GfxEvent event; m_isOpen && m_gfx->nextEvent(&event);) {
+    for (GfxEvent event; m_isOpen && !m_input.isClicked && m_gfx->nextEvent(&event);) {
         switch (event.type) {
         case GFX_KEY:
             takeKey(event.keyCode);

@@ -257,14 +257,17 @@ TEST_F(DemoScreen, AClickAndADigitAreToldOnce)
     Screen screen(800, 500, false);
     EXPECT_EQ(screen.input().width, 640);
     EXPECT_EQ(screen.input().height, 400);
+    s_gfx.events.push_back({GFX_KEY, sc_2, 0});
     s_gfx.events.push_back({GFX_MOUSE, 0, 1});
-    press(screen, sc_2);
+    press(screen, sc_p);
     EXPECT_TRUE(screen.input().isClicked);
     EXPECT_EQ(screen.input().digit, 2);
+    EXPECT_FALSE(screen.input().isPaused); // events after a click wait
     s_gfx.events.push_back({GFX_MOUSE, 0, 1}); // moves while the button is held
     show(screen);
     EXPECT_FALSE(screen.input().isClicked);
     EXPECT_EQ(screen.input().digit, 0);
+    EXPECT_TRUE(screen.input().isPaused);
 }
 
 TEST_F(DemoScreen, TheKeyPStopsTheGameAndLetsItGoOn)

@@ -75,7 +75,7 @@ void Screen::takeEvents()
             break;
         case GFX_MOUSE:
             Platform::GetCursorPos(m_input.mouseX, m_input.mouseY);
-            m_input.isClicked = m_input.isClicked || (event.buttons & ~m_input.mouseButtons & 1u) != 0;
+            m_input.isClicked = event.isClick;
             m_input.mouseButtons = event.buttons;
             break;
         case GFX_CLOSE:

@@ -371,14 +371,14 @@ bool AppKitGfx::nextEvent(GfxEvent* event)
                                                untilDate:[NSDate distantPast]
                                                   inMode:NSDefaultRunLoopMode
                                                  dequeue:YES];
-    *event = {GFX_IGNORED, 0, m_buttons};
+    *event = {GFX_IGNORED, 0, m_buttons, false};
     if (next && [next type] == NSKeyDown) {
         // The event is not sent on: AppKit would beep, because no object handles the key.
-        *event = {GFX_KEY, [next keyCode], m_buttons};
+        *event = {GFX_KEY, [next keyCode], m_buttons, false};
     } else if (next && [next type] != NSKeyUp) {
         if (isMouse(next)) {
             m_buttons = buttonsBehind(next, m_buttons);
-            *event = {GFX_MOUSE, 0, m_buttons};
+            *event = {GFX_MOUSE, 0, m_buttons, [next type] == NSLeftMouseDown};
         }
         [m_application sendEvent:next];
     }

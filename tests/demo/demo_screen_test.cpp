@@ -135,7 +135,7 @@ protected:
     static void press(Screen& screen, int macKey)
     {
         s_asked.clear();
-        s_gfx.events.push_back({GFX_KEY, macKey, 0});
+        s_gfx.events.push_back({GFX_KEY, macKey, 0, false});
         show(screen);
     }
 };
@@ -196,8 +196,8 @@ TEST_F(DemoScreen, TheGameGoesOnWhenTheSwitchLosesTheWindow)
 {
     Screen screen(800, 500, false);
     s_hasWindows = false;
-    s_gfx.events.push_back({GFX_KEY, sc_f, 0});
-    s_gfx.events.push_back({GFX_KEY, sc_escape, 0}); // has no window to come from
+    s_gfx.events.push_back({GFX_KEY, sc_f, 0, false});
+    s_gfx.events.push_back({GFX_KEY, sc_escape, 0, false}); // has no window to come from
     show(screen);
     EXPECT_FALSE(screen.isOpen());
     EXPECT_FALSE(screen.isLeft());
@@ -229,7 +229,7 @@ TEST_F(DemoScreen, EscapeAndTheCloseButtonLeaveTheGame)
     EXPECT_TRUE(byKey.isLeft());
 
     Screen byButton(800, 500, false);
-    s_gfx.events.push_back({GFX_CLOSE, 0, 0});
+    s_gfx.events.push_back({GFX_CLOSE, 0, 0, false});
     show(byButton);
     EXPECT_TRUE(byButton.isLeft());
 }
@@ -242,10 +242,10 @@ TEST_F(DemoScreen, RemembersKeyAndMouse)
     EXPECT_TRUE(screen.input().hasKey);
     EXPECT_EQ(screen.input().macKey, 126);
     EXPECT_EQ(screen.input().key, 146u);
-    s_gfx.events.push_back({GFX_IGNORED, 0, 0});
+    s_gfx.events.push_back({GFX_IGNORED, 0, 0, false});
     show(screen);
     EXPECT_EQ(screen.input().mouseX, 0); // only a mouse event has a position
-    s_gfx.events.push_back({GFX_MOUSE, 0, 2});
+    s_gfx.events.push_back({GFX_MOUSE, 0, 2, false});
     show(screen);
     EXPECT_EQ(screen.input().mouseX, 12);
     EXPECT_EQ(screen.input().mouseY, 34);
@@ -257,13 +257,13 @@ TEST_F(DemoScreen, AClickAndADigitAreToldOnce)
     Screen screen(800, 500, false);
     EXPECT_EQ(screen.input().width, 640);
     EXPECT_EQ(screen.input().height, 400);
-    s_gfx.events.push_back({GFX_KEY, sc_2, 0});
-    s_gfx.events.push_back({GFX_MOUSE, 0, 1});
+    s_gfx.events.push_back({GFX_KEY, sc_2, 0, false});
+    s_gfx.events.push_back({GFX_MOUSE, 0, 1, true});
     press(screen, sc_p);
     EXPECT_TRUE(screen.input().isClicked);
     EXPECT_EQ(screen.input().digit, 2);
-    EXPECT_FALSE(screen.input().isPaused); // events after a click wait
-    s_gfx.events.push_back({GFX_MOUSE, 0, 1}); // moves while the button is held
+    EXPECT_FALSE(screen.input().isPaused);            // events after a click wait
+    s_gfx.events.push_back({GFX_MOUSE, 0, 1, false}); // moves while the button is held
     show(screen);
     EXPECT_FALSE(screen.input().isClicked);
     EXPECT_EQ(screen.input().digit, 0);

@@ -185,6 +185,23 @@ static void addBounds(const Shapes& shapes, CGFloat viewHeight, std::vector<NSRe
     }
 }
 
+// The part of a pane that has to be drawn again. Null for last: the view did not have this pane.
+static NSRect changedAreaOf(const Pane* last, const Pane& pane, CGFloat viewHeight)
+{
+    const NSRect area = areaOf(pane, viewHeight);
+    if (!last || !pane.ground || last->ground != pane.ground || !NSEqualRects(areaOf(*last, viewHeight), area)) {
+        return area;
+    }
+    std::vector<NSRect> rects;
+    addBounds(last->shapes, viewHeight, &rects);
+    addBounds(pane.shapes, viewHeight, &rects);
+    NSRect changed = NSZeroRect;
+    for (const NSRect& rect : rects) {
+        changed = NSUnionRect(changed, rect);
+    }
+    return NSIntersectionRect(changed, area);
+}
+
 static void drawPane(const Pane& pane, CGFloat viewHeight, bool isAll)
 {
     const NSRect area = areaOf(pane, viewHeight);
@@ -228,7 +245,8 @@ static void drawPane(const Pane& pane, CGFloat viewHeight, bool isAll)
         const Pane& pane = (*picture)[index];
         s_isChanged[index] = index >= s_picture.size() || !(pane == s_picture[index]);
         if (s_isChanged[index]) {
-            s_changedArea = NSUnionRect(s_changedArea, areaOf(pane, NSHeight([self bounds])));
+            const Pane* last = index < s_picture.size() ? &s_picture[index] : nullptr;
+            s_changedArea = NSUnionRect(s_changedArea, changedAreaOf(last, pane, NSHeight([self bounds])));
         }
     }
     s_picture = *picture;

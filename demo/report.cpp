@@ -173,6 +173,12 @@ void ReportBanks(GameMemory& memory)
     table.print();
 }
 
+static void addTo(watch::PlaceSum* sum, const watch::PlaceSum& place)
+{
+    sum->blocks += place.blocks;
+    sum->bytes += place.bytes;
+}
+
 void ReportLiveBlocks(const std::vector<watch::PlaceSum>& places)
 {
     watch::PlaceSum all, others;
@@ -180,15 +186,11 @@ void ReportLiveBlocks(const std::vector<watch::PlaceSum>& places)
     table.add({Text(sc_askedForIn), Text(sc_blocks), Text(sc_bytes)});
     for (size_t index = 0; index < places.size(); ++index) {
         const watch::PlaceSum& place = places[index];
-        watch::PlaceSum* sums[] = {&all, index < sc_mostPlaces ? nullptr : &others};
-        for (watch::PlaceSum* sum : sums) {
-            if (sum) {
-                sum->blocks += place.blocks;
-                sum->bytes += place.bytes;
-            }
-        }
+        addTo(&all, place);
         if (index < sc_mostPlaces) {
             table.add({place.place, Grouped(place.blocks), Grouped(place.bytes)});
+        } else {
+            addTo(&others, place);
         }
     }
     if (others.blocks != 0) {

@@ -213,7 +213,7 @@ static void drawPane(const Pane& pane, CGFloat viewHeight, bool isAll)
         std::vector<NSRect> changed = rects;
         changed.insert(changed.end(), s_shown.begin(), s_shown.end());
         if (!isAll && s_ground == pane.ground && !changed.empty()) {
-            NSRectClipList(changed.data(), static_cast<NSInteger>(changed.size()));
+            NSRectClipList(changed.data(), static_cast<int>(changed.size()));
         }
         s_shown = rects;
         drawGround(pane, area);
@@ -258,6 +258,10 @@ static void drawPane(const Pane& pane, CGFloat viewHeight, bool isAll)
 
 - (void)drawRect:(NSRect)dirty
 {
+    if (s_picture.empty()) {
+        [[NSColor blackColor] set];
+        NSRectFill(dirty);
+    }
     const bool isAll = !NSContainsRect(s_changedArea, dirty);
     for (size_t index = 0; index < s_picture.size(); ++index) {
         if (isAll || s_isChanged[index]) {

@@ -25,7 +25,7 @@ DEMO_TEXT(sc_ofMost, "%d of %d");
 DEMO_TEXT(sc_toMost, "%d to %d");
 DEMO_TEXT(sc_reserves, "Reserves");
 DEMO_TEXT(sc_clickMap, "Click the left of the map.");
-DEMO_TEXT(sc_banks, "Memory banks, KiB");
+DEMO_TEXT(sc_banks, "Banks, KiB");
 DEMO_TEXT(sc_inUse, "in use");
 DEMO_TEXT(sc_free, "free");
 DEMO_TEXT(sc_fallback, "fallback");

@@ -69,7 +69,8 @@ static const float sc_margin = 10;
 static const float sc_line = 14;
 static const float sc_small = 10; // sizes of fonts
 static const float sc_large = 12;
-static const float sc_row = 26; // height of a reserve's row
+static const float sc_row = 26;       // height of a reserve's row
+static const float sc_leastView = 16; // pixels; a smaller view shows nothing
 
 static float unitOf(float width, float height)
 {
@@ -424,6 +425,9 @@ static Pane footerOf(const Scene& scene, const Places& places)
 
 Picture LayOut(const Scene& scene, float width, float height)
 {
+    if (width < sc_leastView || height < sc_leastView) {
+        return {};
+    }
     const Places places = placesOf(width, height);
     return {headerOf(scene, places),   mapOf(scene, places),   detailsOf(scene, places),
             reservesOf(scene, places), banksOf(scene, places), footerOf(scene, places)};

@@ -166,6 +166,7 @@ TEST_F(Layout, ThePanesCoverTheViewAndDoNotOverlap)
         }
         EXPECT_EQ(covered, view.width * view.height);
     }
+    EXPECT_TRUE(layOut(0, 0).empty());
 }
 
 TEST_F(Layout, TextsAndBoxesLieInsideTheirPanes)

@@ -85,7 +85,7 @@ bool GroundMap::isInside(int column, int row, size_t ground) const
 // Each edge has the area on its right side.
 void GroundMap::addEdges(size_t ground)
 {
-    m_edges.assign(static_cast<size_t>((m_columns + 1) * (m_rows + 1)), 0);
+    m_edges.assign(static_cast<size_t>(m_columns + 1) * static_cast<size_t>(m_rows + 1), 0);
     for (int row = 0; row < m_rows; ++row) {
         for (int column = 0; column < m_columns; ++column) {
             if (isInside(column, row, ground)) {

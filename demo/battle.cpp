@@ -6,7 +6,9 @@
 #include <math.h>
 #include <memory>
 
-Battle::Battle(const Level& level, int unitBank) : m_level(level), m_unitBank(unitBank), m_random(level.seed)
+static const float sc_shot = 4; // fields; a hit from a unit with this reach is a shot
+
+Battle::Battle(const Level& level, const BankPlans& banks) : m_level(level), m_banks(banks), m_random(level.seed)
 {
     for (const Squad& squad : level.squads) {
         place(squad);
@@ -16,7 +18,7 @@ Battle::Battle(const Level& level, int unitBank) : m_level(level), m_unitBank(un
 Battle::~Battle()
 {
     for (Unit* unit : m_units) {
-        g_MemoryPtr->free(m_unitBank, unit->block);
+        g_MemoryPtr->free(m_banks.unitBank, unit->block);
     }
 }
 
@@ -32,16 +34,14 @@ float Battle::randomUpTo(float limit)
     return static_cast<float>(random(1001)) * limit / 1000.0f;
 }
 
-// A block of a bank may begin at any address, but a Unit needs its alignment, so the block has room to align the unit
-// inside it (docs/surprises.md).
-static Unit* makeUnit(int bank)
+// A block of a bank may begin at any address, but an object needs its alignment, so the block has room to align the
+// object inside it (docs/surprises.md). Stores the block's address in block.
+template <class Object>
+static Object* makeIn(int bank, void** block, unsigned int line)
 {
-    size_t room = sizeof(Unit) + alignof(Unit) - 1;
-    void* block = g_MemoryPtr->alloc(bank, room, "demo/battle", __LINE__);
-    void* storage = block;
-    Unit* unit = ::new (std::align(alignof(Unit), sizeof(Unit), storage, room)) Unit();
-    unit->block = block;
-    return unit;
+    size_t room = sizeof(Object) + alignof(Object) - 1;
+    void* storage = *block = g_MemoryPtr->alloc(bank, room, "demo/battle", line);
+    return ::new (std::align(alignof(Object), sizeof(Object), storage, room)) Object();
 }
 
 void Battle::place(const Squad& squad)
@@ -50,18 +50,32 @@ void Battle::place(const Squad& squad)
         const float spread = number == 0 ? 0 : squad.spread;
         const float x = squad.x - spread + randomUpTo(2 * spread);
         const float y = squad.y - spread + randomUpTo(2 * spread);
-        Unit* unit = makeUnit(m_unitBank);
-        unit->kind = squad.kind;
-        unit->army = squad.army;
-        unit->health = squad.kind->health;
-        unit->x = std::min(std::max(x, 0.0f), m_level.width);
-        unit->y = std::min(std::max(y, 0.0f), m_level.height);
-        m_units.push_back(unit);
+        join(*squad.kind, squad.army, x, y);
     }
+}
+
+void Battle::join(const UnitKind& kind, int army, float x, float y)
+{
+    void* block = nullptr;
+    Unit* unit = makeIn<Unit>(m_banks.unitBank, &block, __LINE__);
+    unit->block = block;
+    unit->kind = &kind;
+    unit->army = army;
+    unit->health = kind.health;
+    unit->x = unit->lastX = std::min(std::max(x, 0.0f), m_level.width);
+    unit->y = unit->lastY = std::min(std::max(y, 0.0f), m_level.height);
+    unit->number = ++m_made;
+    m_started[army] += 1;
+    m_units.push_back(unit);
 }
 
 void Battle::playFrame()
 {
+    m_lastHit = nullptr;
+    for (Unit* unit : m_units) {
+        unit->lastX = unit->x;
+        unit->lastY = unit->y;
+    }
     if (isOver()) {
         return;
     }
@@ -88,19 +102,34 @@ void Battle::act(Unit& unit)
     if (!enemy) {
         return;
     }
-    const UnitKind& kind = *unit.kind;
     const float away = distance(unit, *enemy);
-    if (away > kind.reach) {
-        const float step = std::min(kind.speed, away);
-        unit.x += (enemy->x - unit.x) * step / away;
-        unit.y += (enemy->y - unit.y) * step / away;
+    if (away > unit.kind->reach) {
+        walk(unit, *enemy, away);
     } else if (unit.pause == 0) {
-        const int span = kind.mostDamage - kind.leastDamage + 1;
-        const int damage = kind.leastDamage + static_cast<int>(random(static_cast<unsigned int>(span)));
-        enemy->health -= std::max(damage - enemy->kind->armour, 1);
-        unit.pause = kind.pause;
-        ++m_hits;
+        hit(unit, *enemy);
     }
+}
+
+void Battle::walk(Unit& unit, const Unit& enemy, float away)
+{
+    const float pace = unit.kind->flies ? 1 : m_level.paceAt(unit.x, unit.y);
+    const float step = std::min(unit.kind->speed * pace, away);
+    unit.x += (enemy.x - unit.x) * step / away;
+    unit.y += (enemy.y - unit.y) * step / away;
+}
+
+void Battle::hit(Unit& unit, Unit& enemy)
+{
+    const UnitKind& kind = *unit.kind;
+    const int span = kind.mostDamage - kind.leastDamage + 1;
+    const int damage = kind.leastDamage + static_cast<int>(random(static_cast<unsigned int>(span)));
+    enemy.health -= std::max(damage - enemy.kind->armour, 1);
+    unit.pause = kind.pause;
+    ++m_hits;
+    void* block = nullptr; // freed with its bank
+    Hit* hit = makeIn<Hit>(m_banks.frameBank, &block, __LINE__);
+    *hit = {unit.x, unit.y, enemy.x, enemy.y, unit.army, kind.reach >= sc_shot, enemy.health <= 0, m_lastHit};
+    m_lastHit = hit;
 }
 
 // Returns the nearest enemy that the unit can hit now or after it has walked there; null if there is none.
@@ -125,7 +154,7 @@ void Battle::bury()
     const auto firstDead =
         std::stable_partition(m_units.begin(), m_units.end(), [](const Unit* unit) { return unit->health > 0; });
     for (auto dead = firstDead; dead != m_units.end(); ++dead) {
-        g_MemoryPtr->free(m_unitBank, (*dead)->block);
+        g_MemoryPtr->free(m_banks.unitBank, (*dead)->block);
     }
     m_units.erase(firstDead, m_units.end());
 }
@@ -139,15 +168,6 @@ int Battle::left(int army) const
 {
     return static_cast<int>(
         std::count_if(m_units.begin(), m_units.end(), [army](const Unit* unit) { return unit->army == army; }));
-}
-
-int Battle::atStart(int army) const
-{
-    int count = 0;
-    for (const Squad& squad : m_level.squads) {
-        count += squad.army == army ? squad.count : 0;
-    }
-    return count;
 }
 
 int Battle::winner() const

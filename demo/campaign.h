@@ -2,7 +2,6 @@
 #pragma once
 
 #include "demo/battle.h"
-#include "demo/gamememory.h"
 
 #include <memory>
 
@@ -13,13 +12,12 @@ public:
     // Plays a frame of the current battle. When that battle is over, the next level's battle begins first.
     void playFrame();
 
-    // Returns a text with the level and the number of units of each army. The text is a block of the frame bank: it
-    // is valid until the end of the frame.
-    const char* status() const;
+    Battle& battle() const { return *m_battles.back(); } // the current one; call playFrame first
 
-    // The battles that have begun, the current one last. Each keeps the units that are left until end() is called.
+    const std::vector<Level>& levels() const { return m_levels; }
+
+    // The battles that have begun, the current one last.
     const std::vector<std::unique_ptr<Battle>>& battles() const { return m_battles; }
-    void end() { m_battles.clear(); }
 
 private:
     const std::vector<Level>& m_levels;

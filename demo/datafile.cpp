@@ -8,10 +8,9 @@
 #include "file/file.h"
 
 #include <algorithm>
-#include <limits.h>
-#include <math.h>
 #include <sstream>
 #include <string.h>
+#include <type_traits>
 
 static const unsigned long sc_longest = 1ul << 20; // bytes of a file
 static const size_t sc_longestNumber = 9;          // characters
@@ -114,19 +113,6 @@ bool DataFile::isLine(const char* name)
     return stricmp(m_token, name) == 0;
 }
 
-// Returns true when the line has fewest to most values, and each value has only these characters and is short enough
-// for a number.
-bool DataFile::isValue(size_t fewest, size_t most, const char* characters) const
-{
-    for (size_t index = 2; index < m_words.size(); ++index) { // after the name and "="
-        const std::string& word = m_words[index];
-        if (word.find_first_not_of(characters) != std::string::npos || word.size() > sc_longestNumber) {
-            return false;
-        }
-    }
-    return m_words.size() >= 2 + fewest && m_words.size() <= 2 + most;
-}
-
 // Records a fault when the line's value is not good. Returns true: the line had the name.
 bool DataFile::expect(bool good, const char* name, const std::string& form)
 {
@@ -136,81 +122,77 @@ bool DataFile::expect(bool good, const char* name, const std::string& form)
     return true;
 }
 
-static std::string formOf(const char* type, int low, int high)
+static std::string formOf(const std::string& type, int low, int high)
 {
-    return std::string(type) + ", " + std::to_string(low) + ".." + std::to_string(high);
+    return type + ", " + std::to_string(low) + ".." + std::to_string(high);
+}
+
+// Reads one or two numbers. types names a type for each; a number in brackets may be missing. read calls the parser.
+template <class Number, class Read>
+bool DataFile::readNumbers(const char* name, const std::string& types, Number low, Number high,
+                           const std::vector<Number*>& values, Read read)
+{
+    const bool isOptional = types.find('[') != std::string::npos;
+    Number numbers[2] = {low - 1, isOptional ? *values[1] : low - 1}; // low - 1 is out of range
+    if (!isLine(name) || !read(numbers)) {
+        return false;
+    }
+    const bool isWhole = std::is_integral_v<Number>;
+    const size_t count = m_words.size() - std::min<size_t>(m_words.size(), 2); // after the name and "="
+    bool good = count <= values.size() && count >= values.size() - isOptional;
+    for (size_t index = 0; index < values.size(); ++index) {
+        good = good && numbers[index] >= low && numbers[index] <= high;
+        if (good && index < count) {
+            const std::string& word = m_words[2 + index];
+            good = word.size() <= sc_longestNumber &&
+                   word.find_first_not_of(isWhole ? sc_integer : sc_decimal) == std::string::npos;
+        }
+    }
+    good = good && (!isWhole || values.size() == 1 || numbers[1] >= numbers[0]);
+    for (size_t index = 0; good && index < values.size(); ++index) {
+        *values[index] = numbers[index];
+    }
+    return expect(good, name, formOf(types, static_cast<int>(low), static_cast<int>(high)));
 }
 
 bool DataFile::readInt(const char* name, int low, int high, int* value)
 {
-    int number = INT_MIN; // less than each number of nine characters
-    if (!isLine(name) || !m_parser.ParamEqualsInt32(m_token, name, &number)) {
-        return false;
-    }
-    const bool good = isValue(1, 1, sc_integer) && number >= low && number <= high;
-    *value = good ? number : *value;
-    return expect(good, name, formOf("int32", low, high));
+    return readNumbers<int>(name, "int32", low, high, {value},
+                            [&](int* number) { return m_parser.ParamEqualsInt32(m_token, name, number); });
 }
 
 bool DataFile::readInts(const char* name, int low, int high, int* first, int* second)
 {
-    int numbers[2] = {INT_MIN, INT_MIN};
-    if (!isLine(name) || !m_parser.ParamEqualsInt32_2(m_token, name, &numbers[0], &numbers[1])) {
-        return false;
-    }
-    const bool good =
-        isValue(2, 2, sc_integer) && numbers[0] >= low && numbers[1] >= numbers[0] && numbers[1] <= high;
-    *first = good ? numbers[0] : *first;
-    *second = good ? numbers[1] : *second;
-    return expect(good, name, formOf("int32 int32", low, high));
+    return readNumbers<int>(name, "int32 int32", low, high, {first, second}, [&](int* numbers) {
+        return m_parser.ParamEqualsInt32_2(m_token, name, numbers, numbers + 1);
+    });
 }
 
 bool DataFile::readWord(const char* name, unsigned int* value)
 {
-    unsigned int number = UINT_MAX;
-    if (!isLine(name) || !m_parser.ParamEqualsUInt32(m_token, name, &number)) {
-        return false;
-    }
-    const bool good = isValue(1, 1, sc_integer) && number <= sc_largestWord;
-    *value = good ? number : *value;
-    return expect(good, name, formOf("uint32", 0, sc_largestWord));
+    return readNumbers<unsigned int>(name, "uint32", 0, sc_largestWord, {value}, [&](unsigned int* number) {
+        return m_parser.ParamEqualsUInt32(m_token, name, number);
+    });
 }
 
 bool DataFile::readFloat(const char* name, float low, float high, float* value)
 {
-    float number = NAN; // fails both comparisons with low and high
-    if (!isLine(name) || !m_parser.ParamEqualsFloat32(m_token, name, &number)) {
-        return false;
-    }
-    const bool good = isValue(1, 1, sc_decimal) && number >= low && number <= high;
-    *value = good ? number : *value;
-    return expect(good, name, formOf("float32", static_cast<int>(low), static_cast<int>(high)));
+    return readNumbers<float>(name, "float32", low, high, {value},
+                              [&](float* number) { return m_parser.ParamEqualsFloat32(m_token, name, number); });
 }
 
 bool DataFile::readFloats(const char* name, float low, float high, float* first, float* second)
 {
-    float numbers[2] = {NAN, NAN};
-    if (!isLine(name) || !m_parser.ParamEqualsFloat32_2(m_token, name, &numbers[0], &numbers[1])) {
-        return false;
-    }
-    const bool good = isValue(2, 2, sc_decimal) && numbers[0] >= low && numbers[0] <= high && numbers[1] >= low &&
-                      numbers[1] <= high;
-    *first = good ? numbers[0] : *first;
-    *second = good ? numbers[1] : *second;
-    return expect(good, name, formOf("float32 float32", static_cast<int>(low), static_cast<int>(high)));
+    return readNumbers<float>(name, "float32 float32", low, high, {first, second}, [&](float* numbers) {
+        return m_parser.ParamEqualsFloat32_2(m_token, name, numbers, numbers + 1);
+    });
 }
 
 bool DataFile::readRange(const char* name, float low, float high, float* first, float* second)
 {
-    float numbers[2] = {NAN, *second};
-    if (!isLine(name) || !m_parser.ParamEqualsFloat32_2x(m_token, name, &numbers[0], &numbers[1])) {
-        return false;
-    }
-    const bool good = isValue(1, 2, sc_decimal) && numbers[0] >= low && numbers[0] <= high && numbers[1] >= low &&
-                      numbers[1] <= high;
-    *first = good ? numbers[0] : *first;
-    *second = good ? numbers[1] : *second;
-    return expect(good, name, formOf("float32 [float32]", static_cast<int>(low), static_cast<int>(high)));
+    return readNumbers<float>(name, "float32 [float32]", low, high, {first, second}, [&](float* numbers) {
+        return m_parser.ParamEqualsFloat32_2x(m_token, name, numbers, numbers + 1);
+    });
 }
 
 bool DataFile::readBool(const char* name, bool* value)
@@ -253,6 +235,33 @@ bool DataFile::readChoice(const char* name, const std::vector<const char*>& choi
         form += (index == 0 ? "\"" : " | \"") + std::string(choices[index]) + "\"";
     }
     return expect(false, name, form);
+}
+
+bool DataFile::readColour(const char* name, unsigned int* colour)
+{
+    std::string text;
+    if (!readString(name, &text, sc_longestString)) {
+        return false;
+    }
+    const bool good = text.size() == 6 && text.find_first_not_of("0123456789abcdef") == std::string::npos;
+    *colour = good ? static_cast<unsigned int>(std::stoul(text, nullptr, 16)) : *colour;
+    return expect(good, name, "string, 000000..ffffff");
+}
+
+bool DataFile::readPoints(const char* name, std::vector<Point>* points)
+{
+    std::string text;
+    if (!readString(name, &text, sc_longestString)) {
+        return false;
+    }
+    std::istringstream numbers(text);
+    std::vector<Point> read;
+    for (Point point; numbers >> point.x >> point.y;) {
+        read.push_back(point);
+    }
+    const bool good = read.size() >= 3 && numbers.eof();
+    points->assign(read.begin(), good ? read.end() : read.begin());
+    return expect(good, name, "string, three points or more");
 }
 
 bool DataFile::refuseLine()

@@ -16,6 +16,8 @@
 // DataFile needs no memory manager, because the game reads the definitions of its banks with it.
 #pragma once
 
+#include "demo/picture.h"
+
 #include "core/parser.h"
 
 #include <string>
@@ -49,6 +51,8 @@ public:
     bool readBool(const char* name, bool* value);
     bool readString(const char* name, std::string* text, size_t longest); // 1 to longest bytes; longest <= 255
     bool readChoice(const char* name, const std::vector<const char*>& choices, int* choice); // stores the index
+    bool readColour(const char* name, unsigned int* colour);       // "rrggbb", in small letters
+    bool readPoints(const char* name, std::vector<Point>* points); // "x y x y x y ...", three points or more
     bool beginBlock(const char* name); // an inner block: read its lines until nextLine returns false
 
     bool refuseLine();                              // the line has none of the tried names: a fault; returns true
@@ -60,7 +64,9 @@ public:
 private:
     bool takeLine();
     bool isLine(const char* name);
-    bool isValue(size_t fewest, size_t most, const char* characters) const;
+    template <class Number, class Read>
+    bool readNumbers(const char* name, const std::string& types, Number low, Number high,
+                     const std::vector<Number*>& values, Read read);
     bool expect(bool good, const char* name, const std::string& form);
     void blame(const std::string& expected);
 

@@ -2,14 +2,94 @@
 
 #include "demo/datafile.h"
 
+#include <algorithm>
+#include <sstream>
+
 static const size_t sc_longestText = 60;
+static const size_t sc_longestRow = 255;
 static const float sc_widestField = 1000;
 
-static void readUnit(DataFile& file, UnitKind* kind)
+size_t Level::groundAt(int x, int y) const
+{
+    if (rows.empty()) {
+        return 0;
+    }
+    const std::string& row = rows[std::min<size_t>(std::max(y, 0), rows.size() - 1)];
+    const char letter = row[std::min<size_t>(std::max(x, 0), row.size() - 1)];
+    size_t index = 0;
+    while ((*grounds)[index].letter[0] != letter) { // readLevels has seen that each letter is the letter of a ground
+        ++index;
+    }
+    return index;
+}
+
+float Level::paceAt(float x, float y) const
+{
+    return rows.empty() ? 1 : (*grounds)[groundAt(static_cast<int>(x), static_cast<int>(y))].pace;
+}
+
+const Drawing* GameData::findDrawing(const std::string& name) const
+{
+    const auto found = std::find_if(m_drawings.begin(), m_drawings.end(),
+                                    [&](const Drawing& drawing) { return drawing.name == name; });
+    return found != m_drawings.end() ? &*found : nullptr;
+}
+
+static Part readPart(DataFile& file)
+{
+    Part part;
+    while (file.nextLine()) {
+        file.readBool("army", &part.isArmys) || file.readColour("colour", &part.colour) ||
+            file.readFloat("alpha", 0, 1, &part.alpha) || file.readBool("round", &part.isRound) ||
+            file.readPoints("points", &part.outline) || file.refuseLine();
+    }
+    file.require(!part.outline.empty(), "points = string");
+    return part;
+}
+
+bool GameData::readShapes(DataFile& file)
+{
+    while (file.nextBlock("shape")) {
+        Drawing drawing;
+        while (file.nextLine()) {
+            if (file.beginBlock("part")) {
+                drawing.parts.push_back(readPart(file));
+            } else {
+                file.readString("name", &drawing.name, sc_longestText) || file.refuseLine();
+            }
+        }
+        file.require(!drawing.name.empty(), "name = string");
+        m_drawings.push_back(drawing);
+    }
+    return file.isGood();
+}
+
+bool GameData::readGrounds(DataFile& file)
+{
+    while (file.nextBlock("ground")) {
+        Ground ground;
+        while (file.nextLine()) {
+            file.readString("letter", &ground.letter, 1) || file.readColour("colour", &ground.colour) ||
+                file.readColour("edge", &ground.edge) || file.readFloat("border", 0, 1, &ground.border) ||
+                file.readFloat("pace", 0, 1, &ground.pace) || file.readString("over", &ground.over, sc_longestText) ||
+                file.readString("shape", &ground.shape, sc_longestText) ||
+                file.readInt("often", 0, 100, &ground.often) || file.refuseLine();
+        }
+        file.require(!ground.letter.empty(), "letter = string");
+        ground.drawing = findDrawing(ground.shape);
+        file.require(ground.shape.empty() || ground.drawing, "shape = string, from shapes.txt");
+        m_grounds.push_back(ground);
+    }
+    file.require(!m_grounds.empty(), "ground");
+    return file.isGood();
+}
+
+void GameData::readUnit(DataFile& file, UnitKind* kind)
 {
     while (file.nextLine()) {
         file.readString("name", &kind->name, sc_longestText) ||
-            file.readString("title", &kind->title, sc_longestText) || file.readString("symbol", &kind->symbol, 1) ||
+            file.readString("title", &kind->title, sc_longestText) ||
+            file.readString("shape", &kind->shape, sc_longestText) ||
             file.readInt("health", 1, 10000, &kind->health) || file.readInt("armour", 0, 1000, &kind->armour) ||
             file.readInts("damage", 0, 1000, &kind->leastDamage, &kind->mostDamage) ||
             file.readInt("pause", 1, 100, &kind->pause) || file.readFloat("speed", 0, 10, &kind->speed) ||
@@ -18,9 +98,13 @@ static void readUnit(DataFile& file, UnitKind* kind)
     }
     file.require(!kind->name.empty(), "name = string");
     file.require(!kind->title.empty(), "title = string");
-    file.require(kind->symbol >= "a" && kind->symbol <= "z", "symbol = string, a..z");
     file.require(kind->health > 0, "health = int32");
     file.require(kind->mostDamage > 0, "damage = int32 int32");
+    std::istringstream names(kind->shape);
+    for (std::string name; names >> name;) {
+        kind->drawings.push_back(findDrawing(name));
+        file.require(kind->drawings.back(), "shape = string, from shapes.txt");
+    }
 }
 
 bool GameData::readUnits(DataFile& file)
@@ -36,15 +120,16 @@ bool GameData::readUnits(DataFile& file)
     return file.isGood();
 }
 
-Squad GameData::readSquad(DataFile& file, const Level& level)
+Squad GameData::readSquad(DataFile& file, const Level& level, bool isReserve)
 {
     Squad squad;
     std::string unit;
     while (file.nextLine()) {
-        file.readInt("army", 0, 1, &squad.army) || file.readString("unit", &unit, sc_longestText) ||
-            file.readInt("count", 1, 100, &squad.count) ||
-            file.readFloats("position", 0, sc_widestField, &squad.x, &squad.y) ||
-            file.readFloat("spread", 0, 100, &squad.spread) || file.refuseLine();
+        file.readString("unit", &unit, sc_longestText) || file.readInt("count", 1, 100, &squad.count) ||
+            (!isReserve && (file.readInt("army", 0, 1, &squad.army) ||
+                            file.readFloats("position", 0, sc_widestField, &squad.x, &squad.y) ||
+                            file.readFloat("spread", 0, 100, &squad.spread))) ||
+            file.refuseLine();
         if (!unit.empty() && !squad.kind) {
             squad.kind = m_kindsByName.getData(unit.c_str());
             file.require(squad.kind, "unit = string, from units.txt");
@@ -65,16 +150,34 @@ static void readLevelLine(DataFile& file, Level* level)
         file.readInt("frames", 1, 100000, &level->frames) || file.readWord("seed", &level->seed) || file.refuseLine();
 }
 
+// Takes the line when it is a row of the ground.
+static bool readRow(DataFile& file, const std::deque<Ground>& grounds, Level* level)
+{
+    std::string letters, row;
+    for (const Ground& ground : grounds) {
+        letters += ground.letter;
+    }
+    if (!file.readString("row", &row, sc_longestRow)) {
+        return false;
+    }
+    file.require(row.find_first_not_of(letters) == std::string::npos, "row = string, letters of grounds.txt");
+    level->rows.push_back(row);
+    return true;
+}
+
 bool GameData::readLevels(DataFile& file)
 {
     while (file.nextBlock("level")) {
         Level level;
+        level.grounds = &m_grounds;
         int units[2] = {0, 0};
         while (file.nextLine()) {
             if (file.beginBlock("squad")) {
-                level.squads.push_back(readSquad(file, level));
+                level.squads.push_back(readSquad(file, level, false));
                 units[level.squads.back().army] += level.squads.back().count;
-            } else {
+            } else if (file.beginBlock("reserve")) {
+                level.reserves.push_back(readSquad(file, level, true));
+            } else if (!readRow(file, m_grounds, &level)) {
                 readLevelLine(file, &level);
             }
         }
@@ -83,6 +186,7 @@ bool GameData::readLevels(DataFile& file)
         file.require(level.width > 0, "field = float32 float32");
         file.require(level.frames > 0, "frames = int32");
         file.require(units[0] > 0 && units[1] > 0, "squad { army = 0 }, squad { army = 1 }");
+        file.require(level.reserves.size() <= sc_mostReserves, "reserve, 0..3");
         m_levels.push_back(level);
     }
     file.require(!m_levels.empty(), "level");

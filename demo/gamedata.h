@@ -1,5 +1,7 @@
-// The units and levels of the game, read from Game/units.txt and Game/levels.txt.
+// The shapes, grounds, units and levels of the game, read from shapes.txt, grounds.txt, units.txt and levels.txt.
 #pragma once
+
+#include "demo/picture.h"
 
 #include "core/hashtable.h"
 
@@ -9,10 +11,39 @@
 
 class DataFile;
 
+// A filled outline of a drawing. The drawing's own place is 0, 0: where a unit stands. x is to the right, the way that
+// the unit looks, and y down; 10 is the width of a field.
+struct Part {
+    bool isArmys = false; // the army's colour; else `colour`
+    unsigned int colour = 0;
+    float alpha = 1;
+    bool isRound = false;
+    Outline outline;
+};
+
+struct Drawing {
+    std::string name;
+    std::vector<Part> parts; // from back to front
+};
+
+// A kind of terrain.
+struct Ground {
+    std::string letter;
+    unsigned int colour = 0;
+    unsigned int edge = 0; // the colour of its border
+    float border = 0;      // width of the border, in fields
+    float pace = 1;        // of a unit that walks here; 1 is its full speed
+    std::string over;      // the letters of grounds that go on below this one, such as the water below a bridge
+    std::string shape;     // the name of a drawing that is scattered over the ground; may be empty
+    const Drawing* drawing = nullptr; // the same
+    int often = 0;                    // how many of 100 fields have that drawing
+};
+
 struct UnitKind {
-    std::string name;  // the name that levels.txt uses
-    std::string title; // a key of the string table
-    std::string symbol;
+    std::string name;                     // the name that levels.txt uses
+    std::string title;                    // a key of the string table
+    std::string shape;                    // the names of its drawings, from back to front, with blanks between them
+    std::vector<const Drawing*> drawings; // the same
     int health = 0;
     int armour = 0; // subtracted from the damage of each hit
     int leastDamage = 0;
@@ -34,6 +65,8 @@ struct Squad {
     float spread = 1;   // the largest distance of the other units from there, in fields on each axis
 };
 
+static const size_t sc_mostReserves = 3; // kinds of units that the player may place in a level
+
 struct Level {
     std::string title;
     std::string armies[2];
@@ -41,22 +74,37 @@ struct Level {
     int frames = 0;
     unsigned int seed = 0; // of the battle's random numbers
     std::vector<Squad> squads;
+    std::vector<Squad> reserves;   // what the player may place: kind and count
+    std::vector<std::string> rows; // the ground of each field, a letter each; empty: the first ground everywhere
+    const std::deque<Ground>* grounds = nullptr;
+
+    // Returns the index of the ground at a place, in fields. Outside of the field, the ground of the nearest field.
+    size_t groundAt(int x, int y) const;
+    float paceAt(float x, float y) const;
 };
 
 class GameData {
 public:
     GameData() : m_kindsByName(61, 128) {}
 
-    // Each returns false on a fault; file.fault() describes the fault. Call readUnits first: levels name units.
+    // Each returns false on a fault; file.fault() describes the fault. Call them in this order: each uses the names of
+    // those before it.
+    bool readShapes(DataFile& file);
+    bool readGrounds(DataFile& file);
     bool readUnits(DataFile& file);
     bool readLevels(DataFile& file);
 
     const std::deque<UnitKind>& kinds() const { return m_kinds; }
     const std::vector<Level>& levels() const { return m_levels; }
+    const std::deque<Ground>& grounds() const { return m_grounds; }
+    const Drawing* findDrawing(const std::string& name) const; // null when there is none
 
 private:
-    Squad readSquad(DataFile& file, const Level& level);
+    Squad readSquad(DataFile& file, const Level& level, bool isReserve);
+    void readUnit(DataFile& file, UnitKind* kind);
 
+    std::deque<Drawing> m_drawings;
+    std::deque<Ground> m_grounds;
     std::deque<UnitKind> m_kinds; // a deque, because squads keep pointers to its elements
     HashTable<UnitKind> m_kindsByName;
     std::vector<Level> m_levels;

@@ -1,11 +1,13 @@
 #include "demo/gamememory.h"
 
 #include "demo/datafile.h"
-#include "demo/report.h"
+#include "demo/texts.h"
 #include "file/file.h"
 
 #include <map>
 #include <stdlib.h>
+
+DEMO_TEXT(sc_noMemory, "The demo is out of memory.\n");
 
 static const size_t sc_mostBanks = 32;
 static const size_t sc_longestName = 30; // a longer name would not be found again in the bank-size file
@@ -141,7 +143,7 @@ void GameMemory::onOutOfMemory(int)
     static bool s_isTold; // the string table may run out of memory again when it adds the message as a new entry
     if (!s_isTold) {
         s_isTold = true;
-        ReportOutOfMemory();
+        Complain(sc_noMemory);
     }
 }
 

@@ -1,10 +1,10 @@
 #include "demo/language.h"
 
-#include "demo/liveblocks.h"
 #include "demo/texts.h"
 
 #include "core/platform.h"
 #include "core/stringtable.h"
+#include "watch/gamewatch.h"
 
 #include <stdio.h>
 #include <unistd.h>
@@ -12,15 +12,14 @@
 static const char sc_ownLanguage[] = "en";
 static const size_t sc_longestPath = 127; // bytes of a path that the string table has room for
 
-// The tag of the block that each entry of a string table has: the number of these blocks is the number of entries.
-static const char sc_recordFile[] = "core/stringtable";
-static const unsigned int sc_recordLine = 221;
+// The place of the block that each entry of a string table has: the number of these blocks is the number of entries.
+static const char sc_recordPlace[] = "core/stringtable:221";
 
-static unsigned int countEntries(GameMemory& memory)
+static unsigned int countEntries()
 {
-    for (const LivePlace& place : FindLiveBlocks(memory)) {
-        if (place.file == sc_recordFile && place.line == sc_recordLine) {
-            return place.blocks;
+    for (const watch::PlaceSum& place : watch::sumPlaces(watch::takeGameSnapshot(""))) {
+        if (place.place == sc_recordPlace) {
+            return static_cast<unsigned int>(place.blocks);
         }
     }
     return 0;
@@ -66,29 +65,29 @@ bool Language::choose(const std::string& folder, const std::string& name)
     return m_missingPath.empty();
 }
 
-void Language::load(GameMemory& memory, StringTable& strings)
+void Language::load(StringTable& strings)
 {
     if (!m_isCollecting) { // else setLanguage would log that the file is missing, which is no fault here
         strings.setLanguage(m_name.c_str());
     }
-    m_entries = countEntries(memory);
+    m_entries = countEntries();
 }
 
-unsigned int Language::newTexts(GameMemory& memory) const
+unsigned int Language::newTexts() const
 {
-    return countEntries(memory) - m_entries;
+    return countEntries() - m_entries;
 }
 
 // A text that the file does not have would also be the same, because it becomes its own translation. But translate
 // adds an entry for it, so the number of entries shows it.
-bool Language::textsCameBack(GameMemory& memory, unsigned int collected) const
+bool Language::textsCameBack(unsigned int collected) const
 {
     if (access(m_path.c_str(), R_OK) != 0) {
         return false;
     }
     StringTable strings;
-    return strings.setLanguage(m_name.c_str()) && countEntries(memory) == collected && TextsAreTheSame() &&
-           countEntries(memory) == collected;
+    return strings.setLanguage(m_name.c_str()) && countEntries() == collected && TextsAreTheSame() &&
+           countEntries() == collected;
 }
 
 void Language::forgetCollected() const

@@ -8,13 +8,13 @@
 //     language.choose(options.folder, "de");
 //     {
 //         StringTable strings;
-//         language.load(memory, strings);
+//         language.load(strings);
 //         ...
 //     }                                       // the table's destructor writes the file when load opened none
-//     if (language.isCollecting() && !language.textsCameBack(memory, count)) { ... }
+//     if (language.isCollecting() && !language.textsCameBack(count)) { ... }
 #pragma once
 
-#include "demo/gamememory.h"
+#include <string>
 
 class StringTable;
 
@@ -27,18 +27,18 @@ public:
     // used then.
     bool choose(const std::string& folder, const std::string& name);
 
-    void load(GameMemory& memory, StringTable& strings);
+    void load(StringTable& strings);
 
     bool isCollecting() const { return m_isCollecting; }
     const std::string& path() const { return m_path; }               // of the strings file
     const std::string& missingPath() const { return m_missingPath; } // of the chosen language's file, if missing
 
     // The number of texts that were translated so far and were not in the strings file.
-    unsigned int newTexts(GameMemory& memory) const;
+    unsigned int newTexts() const;
 
     // Call it after the table was destroyed. Returns true when the table's strings file has this number of texts, and
     // each is the same as before.
-    bool textsCameBack(GameMemory& memory, unsigned int collected) const;
+    bool textsCameBack(unsigned int collected) const;
 
     // Removes the collected file: a run that ended early may not have all texts. The next run collects them again.
     void forgetCollected() const;

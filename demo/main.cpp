@@ -7,8 +7,6 @@
 // Run it twice. Each run moves the sizes of the banks toward their peak use. The second run reads its texts from the
 // file that the first run has written, and uses the settings that were given on the first run's command line. `-help`
 // lists all switches.
-#include "demo/bankcheck.h"
-#include "demo/progress.h"
 #include "demo/replay.h"
 #include "demo/report.h"
 #include "demo/screen.h"
@@ -17,8 +15,22 @@
 
 #include "core/platform.h"
 #include "core/stringtable.h"
+#include "watch/gamewatch.h"
 
+#include <stdio.h>
 #include <unistd.h>
+
+DEMO_TEXT(sc_noBank, "Some blocks of %s have no bank that takes them: see banks.txt.\n");
+DEMO_TEXT(sc_notSaid, "The standard output could not be written completely.\n");
+DEMO_TEXT(sc_noScreen, "There is no display: the game goes on without a window.\n");
+DEMO_TEXT(sc_leftovers, "The bank \"%s\" is not one free block again.\n");
+DEMO_TEXT(sc_liveCount, "%s should have %u blocks left, but has %u.\n");
+DEMO_TEXT(sc_lost, "The collected texts have changed when they are read back from\n%s\n");
+DEMO_TEXT(sc_custom, "The game did not free %u blocks of its own location.\n");
+DEMO_TEXT(sc_collected, "%s texts collected, written to\n%s\nand read back: they are the same.\n");
+DEMO_TEXT(sc_noLanguage, "The game does not have the language \"%s\": there is no file\n%s\n");
+
+static const int sc_pictures = 5; // of each frame; 30 pictures a second are six frames
 
 // Exit statuses of the process.
 static const int sc_allIsWell = 0;
@@ -39,15 +51,19 @@ static bool load(const std::string& folder, const Recording& recording, Session*
 
 static bool load(const std::string& folder, GameData* data)
 {
-    DataFile units(folder + "units.txt");
-    DataFile levels(folder + "levels.txt");
-    if (!data->readUnits(units)) {
-        ReportDataFault(units.fault());
-        return false;
-    }
-    if (!data->readLevels(levels)) {
-        ReportDataFault(levels.fault());
-        return false;
+    const struct {
+        const char* name;
+        bool (GameData::*read)(DataFile&);
+    } files[] = {{"shapes.txt", &GameData::readShapes},
+                 {"grounds.txt", &GameData::readGrounds},
+                 {"units.txt", &GameData::readUnits},
+                 {"levels.txt", &GameData::readLevels}};
+    for (const auto& each : files) {
+        DataFile file(folder + each.name);
+        if (!(data->*each.read)(file)) {
+            ReportDataFault(file.fault());
+            return false;
+        }
     }
     return true;
 }
@@ -61,28 +77,45 @@ struct Game {
     Replay records;
 };
 
-static Scene sceneOf(const Game& game, unsigned int frame, unsigned int frames, const Input& input)
+// What the player has asked for since the last picture.
+static void obey(const Input& input, const Campaign& campaign, Player* player)
 {
-    Scene scene = {frame + 1, frames, game.campaign, {}, input};
-    for (int bank = 0; bank < game.memory.count(); ++bank) {
-        scene.banks.push_back(ReadBankBar(game.memory, bank, sc_barCells));
+    const Target target = TargetOf(campaign.battle().level(), input);
+    if (input.digit > 0) {
+        player->choose(static_cast<size_t>(input.digit - 1));
     }
-    return scene;
+    if (input.isClicked && target.reserve >= 0) {
+        player->choose(static_cast<size_t>(target.reserve));
+    } else if (input.isClicked && target.isField) {
+        player->click(target.x, target.y);
+    }
+}
+
+// Shows one frame of the game in several pictures: units walk from their last place to their new one.
+static void showFrame(const Game& game, unsigned int frame, unsigned int frames, Player* player, BankView* bankView,
+                      Screen& screen)
+{
+    for (int picture = 1; picture <= sc_pictures && screen.isOpen() && !screen.isLeft();) {
+        bankView->refresh(game.memory.count(), 2 * sc_pictures);
+        const float phase = static_cast<float>(picture) / sc_pictures;
+        screen.show({frame + 1, frames, phase, game.campaign, *player, bankView->bars(), screen.input()});
+        obey(screen.input(), game.campaign, player);
+        picture += screen.input().isPaused ? 0 : 1;
+    }
 }
 
 // Plays until the last frame, or until the player closes the window. Returns false when a block is damaged.
 static bool playFrames(Game& game, unsigned int frames, Screen& screen)
 {
-    Progress progress(frames);
+    Player player(game.campaign);
+    BankView bankView;
     for (unsigned int frame = 0; frame < frames && !screen.isLeft(); ++frame) {
         game.campaign.playFrame();
-        progress.show(frame, game.campaign.status());
+        player.beginFrame();
         if (!game.scripts.playFrame(frame) || !game.records.playFrame(frame)) {
             return false;
         }
-        if (screen.isOpen()) {
-            screen.show(sceneOf(game, frame, frames, screen.input()));
-        }
+        showFrame(game, frame, frames, &player, &bankView, screen);
         g_MemoryPtr->free(game.banks.frameBank, nullptr); // empties the frame bank
     }
     return true;
@@ -94,7 +127,7 @@ static bool playOnScreen(Game& game, unsigned int frames, Settings* settings)
     const bool fullScreen = settings->number(SETTING_FULL_SCREEN) != 0;
     Screen screen(settings->number(SETTING_WIDTH), settings->number(SETTING_HEIGHT), fullScreen);
     if (!screen.isOpen()) {
-        ReportNoScreen();
+        Say(sc_noScreen);
     }
     const bool isWell = playFrames(game, frames, screen);
     if (screen.isOpen() && screen.input().isFullScreen != fullScreen) {
@@ -103,12 +136,18 @@ static bool playOnScreen(Game& game, unsigned int frames, Settings* settings)
     return isWell;
 }
 
-static bool banksCheckOut(GameMemory& memory, bool expectEmpty)
+// Checks headers, lists and counters of all banks. isEmpty: all heap banks must be one free node.
+static bool banksCheckOut(const GameMemory& memory, bool isEmpty)
 {
-    bool sound = true;
-    for (int bank = 0; bank < memory.count(); ++bank) {
-        if (const int code = CheckBank(memory, bank, expectEmpty)) {
-            ReportBankFault(memory.bank(bank).name, code);
+    const watch::Snapshot snapshot = watch::takeGameSnapshot("");
+    for (const watch::Damage& damage : snapshot.damages) {
+        fprintf(stderr, "%s\n", watch::faultOf(snapshot, damage).c_str());
+    }
+    bool sound = snapshot.damages.empty() && snapshot.bankOf(memory.count() - 1);
+    for (const watch::Bank& bank : snapshot.banks) {
+        const watch::BankSum sum = watch::sumBank(bank);
+        if (isEmpty && bank.index >= 0 && (sum.usedBytes + sum.fallbackBytes != 0 || sum.freeNodes > 1)) {
+            Complain(sc_leftovers, bank.name.c_str());
             sound = false;
         }
     }
@@ -116,14 +155,15 @@ static bool banksCheckOut(GameMemory& memory, bool expectEmpty)
 }
 
 // Returns true when the banks have as many blocks of this session in use as the Replay has not freed.
-static bool liveBlocksMatch(const std::vector<LivePlace>& places, const Replay& replay)
+static bool liveBlocksMatch(const std::vector<watch::PlaceSum>& places, const Replay& replay)
 {
     unsigned int found = 0;
-    for (const LivePlace& place : places) {
-        found += place.file == replay.name() ? place.blocks : 0;
+    for (const watch::PlaceSum& place : places) {
+        const bool isReplays = place.place.compare(0, place.place.rfind(':'), replay.name()) == 0;
+        found += isReplays ? static_cast<unsigned int>(place.blocks) : 0;
     }
     if (found != replay.liveNow()) {
-        ReportLiveCount(replay.name(), replay.liveNow(), found);
+        Complain(sc_liveCount, replay.name(), replay.liveNow(), found);
         return false;
     }
     return true;
@@ -145,7 +185,7 @@ static int play(GameMemory& memory, const BankPlans& banks, const GameData& data
                  {sc_records, recordSession, banks}};
     for (const Replay* replay : {&game.scripts, &game.records}) {
         if (!replay->hasBanks()) {
-            ReportHomelessBlocks(replay->name());
+            Complain(sc_noBank, replay->name());
             return sc_noGame;
         }
     }
@@ -157,7 +197,7 @@ static int play(GameMemory& memory, const BankPlans& banks, const GameData& data
     ReportPlayed(game.scripts.operationsPlayed() + game.records.operationsPlayed(), time / 1000.0);
     ReportBattles(game.campaign, options.details);
     ReportBanks(memory);
-    const std::vector<LivePlace> places = FindLiveBlocks(memory);
+    const std::vector<watch::PlaceSum> places = watch::sumPlaces(watch::takeGameSnapshot(""));
     ReportLiveBlocks(places);
     const bool sound = banksCheckOut(memory, false) && liveBlocksMatch(places, game.scripts) &&
                        liveBlocksMatch(places, game.records) && game.scripts.freeAll() && game.records.freeAll();
@@ -204,7 +244,7 @@ static int run(GameMemory& memory, const DataFile& bankFile, const BankPlans& ba
     unsigned int newTexts = 0;
     {
         StringTable strings; // g_stringTblPtr from here on
-        language.load(memory, strings);
+        language.load(strings);
         AskForAllTexts();
         if (options.help) {
             ReportSwitches(Platform::GetAppTitle());
@@ -212,13 +252,13 @@ static int run(GameMemory& memory, const DataFile& bankFile, const BankPlans& ba
         } else if (!options.areGood()) {
             ReportWrongSwitch(options);
         } else if (!hasLanguage) {
-            ReportMissingLanguage(settings.text(SETTING_LOCALE), language.missingPath());
+            Complain(sc_noLanguage, settings.text(SETTING_LOCALE).c_str(), language.missingPath().c_str());
         } else if (!bankFile.isGood()) {
             ReportDataFault(bankFile.fault());
         } else {
             status = playGame(memory, banks, language, options, &settings);
         }
-        newTexts = language.newTexts(memory);
+        newTexts = language.newTexts();
     } // the table writes a strings file when it has read none
     if (options.help || status != sc_allIsWell) {
         language.forgetCollected();
@@ -226,10 +266,10 @@ static int run(GameMemory& memory, const DataFile& bankFile, const BankPlans& ba
     }
     if (!language.isCollecting()) {
         ReportTranslation(newTexts, language.path());
-    } else if (language.textsCameBack(memory, newTexts)) {
-        ReportCollected(newTexts, language.path());
+    } else if (language.textsCameBack(newTexts)) {
+        Say(sc_collected, Grouped(newTexts).c_str(), language.path().c_str());
     } else {
-        ReportLostTexts(language.path());
+        Complain(sc_lost, language.path().c_str());
         return sc_damaged;
     }
     if (!banksCheckOut(memory, true)) {
@@ -276,7 +316,7 @@ int main(int argc, char** argv)
         sizes = memory.sizes();
     } // GameMemory frees all memory and writes the sizes for the next run to the bank-size file
     if (CustomBlocks() != 0) {
-        ReportCustomBlocks(CustomBlocks());
+        Complain(sc_custom, CustomBlocks());
         status = sc_damaged;
     }
     if (status == sc_allIsWell && hasGame) {
@@ -287,7 +327,7 @@ int main(int argc, char** argv)
     }
     Platform::SetCommandLine(nullptr);
     if (!AllIsSaid()) {
-        ReportUnsaid();
+        Complain(sc_notSaid);
         status = status == sc_allIsWell ? sc_unsaid : status;
     }
     return status;

@@ -39,8 +39,8 @@ static const struct Switch {
 } sc_switches[] = {
     {"-help", "", sc_help, 0, 0},
     {"-frames", "N", sc_framesToPlay, 1, sc_frames},
-    {"-width", "N", sc_windowWidth, 320, 8192},
-    {"-height", "N", sc_windowHeight, 200, 8192},
+    {"-width", "N", sc_windowWidth, 640, 8192},
+    {"-height", "N", sc_windowHeight, 480, 8192},
     {"-fullscreen", "", sc_inFullScreen, 0, 0},
     {"-window", "", sc_inWindow, 0, 0},
     {"-locale", "NAME", sc_language, 0, 0},
@@ -131,17 +131,6 @@ static void refuse(Options* options, const char* name, const char* value)
     }
 }
 
-static void readText(CommandLine& commandLine, const char* name, std::string* text, Options* options)
-{
-    if (!commandLine.cmdExists(name)) {
-        return;
-    }
-    *text = argumentOf(commandLine, name);
-    if (text->empty()) {
-        refuse(options, name, "");
-    }
-}
-
 static bool isNumberBetween(const std::string& text, unsigned int low, unsigned int high)
 {
     const bool isNumber =
@@ -149,17 +138,22 @@ static bool isNumberBetween(const std::string& text, unsigned int low, unsigned 
     return isNumber && std::stoul(text) >= low && std::stoul(text) <= high;
 }
 
-static void readNumber(CommandLine& commandLine, const char* name, std::string* number, Options* options)
+static bool isGood(const Switch& known, const std::string& value)
+{
+    return known.high == 0 ? !value.empty() : isNumberBetween(value, known.low, known.high);
+}
+
+// Leaves value alone when the switch was not given or its value is wrong.
+static void readValue(CommandLine& commandLine, const char* name, std::string* value, Options* options)
 {
     if (!commandLine.cmdExists(name)) {
         return;
     }
-    const Switch& known = *findSwitch(name);
-    const char* value = argumentOf(commandLine, name);
-    if (isNumberBetween(value, known.low, known.high)) {
-        *number = value;
+    const char* text = argumentOf(commandLine, name);
+    if (isGood(*findSwitch(name), text)) {
+        *value = text;
     } else {
-        refuse(options, name, value);
+        refuse(options, name, text);
     }
 }
 
@@ -215,15 +209,15 @@ Options ReadOptions(CommandLine& commandLine, int argc, char** argv)
     findMissingValues(commandLine, argc, argv, &options);
     findStrangeWord(argc, argv, &options);
     std::string frames = std::to_string(sc_frames);
-    readNumber(commandLine, "-frames", &frames, &options);
+    readValue(commandLine, "-frames", &frames, &options);
     options.frames = static_cast<unsigned int>(std::stoul(frames));
-    readNumber(commandLine, "-width", &options.typed[SETTING_WIDTH], &options);
-    readNumber(commandLine, "-height", &options.typed[SETTING_HEIGHT], &options);
+    readValue(commandLine, "-width", &options.typed[SETTING_WIDTH], &options);
+    readValue(commandLine, "-height", &options.typed[SETTING_HEIGHT], &options);
     if (commandLine.cmdExists("-fullscreen") || commandLine.cmdExists("-window")) {
         options.typed[SETTING_FULL_SCREEN] = commandLine.cmdExists("-fullscreen") ? "1" : "0";
     }
-    readText(commandLine, "-locale", &options.typed[SETTING_LOCALE], &options);
-    readText(commandLine, "-data", &options.folder, &options);
+    readValue(commandLine, "-locale", &options.typed[SETTING_LOCALE], &options);
+    readValue(commandLine, "-data", &options.folder, &options);
     options.folder = absolute(options.folder);
     return options;
 }
@@ -239,8 +233,7 @@ bool IsGoodFor(e_Setting setting, const std::string& value)
     if (setting == SETTING_FULL_SCREEN) {
         return value == "0" || value == "1";
     }
-    const Switch& known = *findSwitch(SwitchOf(setting));
-    return known.high == 0 ? !value.empty() : isNumberBetween(value, known.low, known.high);
+    return isGood(*findSwitch(SwitchOf(setting)), value);
 }
 
 void ReportSwitches(const char* program)

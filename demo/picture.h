@@ -1,14 +1,29 @@
-// A picture: boxes and labels, in the order in which they are drawn.
+// A picture: panes, and the shapes and labels in them.
 //
 // All positions and sizes are in pixels of the view, from its upper left corner, y down. A colour is 0xRRGGBB.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
-struct Box {
+struct Point {
+    float x, y;
+};
+
+struct Rect {
     float x, y, width, height;
+};
+
+typedef std::vector<Point> Outline;
+
+// A filled area, or a line. A point is in the area when it is inside of an odd number of the outlines.
+struct Shape {
     unsigned int colour;
+    float alpha;  // 1 covers what is below, 0 shows nothing
+    bool isRound; // the outlines are curves that touch the middle of each edge, instead of the edges
+    float line;   // the width of a line along the outlines, which is drawn instead of the area; 0 for an area
+    std::vector<Outline> outlines;
 };
 
 enum e_Align : int { ALIGN_LEFT, ALIGN_CENTRE, ALIGN_RIGHT };
@@ -24,8 +39,18 @@ struct Label {
     std::string text; // UTF-8
 };
 
-// All labels are drawn after all boxes.
-struct Picture {
-    std::vector<Box> boxes;
+typedef std::vector<Shape> Shapes;
+
+// A part of the view. Its contents are drawn in this order and end at its edges. A pane is drawn again only after it
+// has changed.
+struct Pane {
+    Rect area;
+    std::shared_ptr<const Shapes> ground; // covers the pane; the module draws it once, into an image. May be null
+    Shapes shapes;
     std::vector<Label> labels;
 };
+
+bool operator==(const Pane& left, const Pane& right);
+
+// The panes cover the view, and do not overlap.
+typedef std::vector<Pane> Picture;

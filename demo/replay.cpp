@@ -3,10 +3,13 @@
 #include "demo/replay.h"
 
 #include "demo/options.h"
-#include "demo/report.h"
+#include "demo/texts.h"
 
 #include <algorithm>
 #include <string.h>
+
+DEMO_TEXT(sc_overwritten, "Block %u of %s, %u bytes in the bank \"%s\", was overwritten.\n");
+DEMO_TEXT(sc_notFreed, "Block %u of %s, %u bytes in the bank \"%s\", could not be freed (%d).\n");
 
 const Recording sc_scripts = {"lua-game", "lua-game.ctr"};
 const Recording sc_records = {"sqlite", "sqlite.ctr"};
@@ -75,7 +78,7 @@ bool Replay::free(unsigned int number)
     const int bank = m_bankOf[number];
     // The first byte has the right value, and each byte equals the byte before it.
     if (bytes[0] != fillOf(number) || memcmp(bytes, bytes + 1, block.size - 1) != 0) {
-        ReportOverwritten(m_recording.name, number, block.size, m_banks.banks[bank].name);
+        Complain(sc_overwritten, number, m_recording.name, block.size, m_banks.banks[bank].name.c_str());
         return false;
     }
     m_blocks[number] = nullptr;
@@ -83,7 +86,7 @@ bool Replay::free(unsigned int number)
         return true; // the game empties the frame bank as a whole at the end of the frame
     }
     if (const int code = g_MemoryPtr->free(bank, bytes)) {
-        ReportNotFreed(m_recording.name, number, block.size, m_banks.banks[bank].name, code);
+        Complain(sc_notFreed, number, m_recording.name, block.size, m_banks.banks[bank].name.c_str(), code);
         return false;
     }
     return true;

@@ -1,19 +1,14 @@
 #include "demo/report.h"
 
-#include "demo/bankcheck.h"
 #include "demo/table.h"
 #include "demo/texts.h"
 
 #include <stdio.h>
 
-DEMO_TEXT(sc_noLanguage, "The game does not have the language \"%s\": there is no file\n%s\n");
 DEMO_TEXT(sc_noFile, "%s can't be read.\n");
 DEMO_TEXT(sc_fault, "%s, line %u:\nexpected: %s\nfound:    %s\n");
 DEMO_TEXT(sc_noSession, "%s can't be played: %s.\n");
 DEMO_TEXT(sc_noSessionFrom, "%s can't be played: %s (operation %s).\n");
-DEMO_TEXT(sc_noBank, "Some blocks of %s have no bank that takes them: see banks.txt.\n");
-DEMO_TEXT(sc_noMemory, "The demo is out of memory.\n");
-DEMO_TEXT(sc_unsaid, "The standard output could not be written completely.\n");
 
 DEMO_TEXT(sc_start, "core demo: %u frames of battle, while two recorded programs allocate and free memory\n\n");
 DEMO_TEXT(sc_firstRun, "First run: banks start from the sizes in banks.txt.\n");
@@ -23,7 +18,6 @@ DEMO_TEXT(sc_textsFrom, "Texts come from\n%s\n");
 DEMO_TEXT(sc_textsCollected, "The game shows its own texts and will collect them in\n%s\n");
 DEMO_TEXT(sc_data, "%s kinds of units fight on %s levels.\n");
 DEMO_TEXT(sc_levelSize, "%s: %s by %s fields, %s squads.\n");
-DEMO_TEXT(sc_noScreen, "There is no display: the game goes on without a window.\n");
 DEMO_TEXT(sc_played, "%s operations in %s seconds; every block kept its contents until it was freed.\n");
 
 DEMO_TEXT(sc_wins, "%s: %s wins in %u frames and has %d of %d units left.\n");
@@ -33,7 +27,6 @@ DEMO_TEXT(sc_survivor, "survivor");
 DEMO_TEXT(sc_army, "army");
 DEMO_TEXT(sc_health, "health");
 DEMO_TEXT(sc_position, "position");
-DEMO_TEXT(sc_picture, "%s at its end, with %s in capitals:\n");
 
 DEMO_TEXT(sc_bank, "bank");
 DEMO_TEXT(sc_requests, "requests\nserved");
@@ -53,7 +46,6 @@ DEMO_TEXT(sc_otherPlaces, "%s other places");
 
 DEMO_TEXT(sc_notTranslated, "%s texts are not translated in\n%s\n");
 DEMO_TEXT(sc_refused, "%s translations are not used: they do not print the same values as their texts.\n");
-DEMO_TEXT(sc_collected, "%s texts collected, written to\n%s\nand read back: they are the same.\n");
 DEMO_TEXT(sc_verdict, "All %d banks check out: headers, lists and counters agree, and with the\n"
                       "last blocks freed each is one free block again.\n");
 DEMO_TEXT(sc_overflowed, "%d overflowed: their fallback blocks came from outside the bank.\n");
@@ -67,32 +59,7 @@ DEMO_TEXT(sc_all, "all");
 DEMO_TEXT(sc_nextSizes, "The sizes for the next run are in\n%s\n");
 DEMO_TEXT(sc_notWritten, "The next run starts from the same sizes as this run: the game cannot write to\n%s\n");
 
-DEMO_TEXT(sc_overwritten, "Block %u of %s, %u bytes in the bank \"%s\", was overwritten.\n");
-DEMO_TEXT(sc_notFreed, "Block %u of %s, %u bytes in the bank \"%s\", could not be freed: %s (%d).\n");
-DEMO_TEXT(sc_damaged, "The bank \"%s\" is damaged: %s (%d).\n");
-DEMO_TEXT(sc_liveCount, "%s should have %u blocks left, but has %u.\n");
-DEMO_TEXT(sc_lost, "The collected texts have changed when they are read back from\n%s\n");
-DEMO_TEXT(sc_custom, "The game did not free %u blocks of its own location.\n");
-DEMO_TEXT(sc_blockMark, "the header of a block in use is damaged");
-DEMO_TEXT(sc_freeMark, "the header of a free block is damaged");
-DEMO_TEXT(sc_sizes, "its blocks don't add up to its size");
-DEMO_TEXT(sc_usedCount, "the number of blocks in use is wrong");
-DEMO_TEXT(sc_freeCount, "the number of free blocks is wrong");
-DEMO_TEXT(sc_link, "the links of a list do not match in both directions");
-DEMO_TEXT(sc_blocksLost, "blocks were lost");
-DEMO_TEXT(sc_bytesLost, "its blocks don't add up to the bytes in use");
-DEMO_TEXT(sc_notEmpty, "it still has blocks in use");
-DEMO_TEXT(sc_notJoined, "all its memory is free, but in several blocks");
-DEMO_TEXT(sc_fails, "it fails its check");
-
 static const size_t sc_mostPlaces = 12; // lines in the table of blocks in use
-static const unsigned int sc_pictureColumns = 72;
-static const unsigned int sc_pictureLines = 12;
-
-void ReportMissingLanguage(const std::string& name, const std::string& path)
-{
-    Complain(sc_noLanguage, name.c_str(), path.c_str());
-}
 
 void ReportDataFault(const DataFault& fault)
 {
@@ -112,21 +79,6 @@ void ReportUnreadableSession(const std::string& path, const std::string& why)
     } else {
         Complain(sc_noSessionFrom, path.c_str(), Text(why.substr(0, reason)), why.c_str() + reason + place.size());
     }
-}
-
-void ReportHomelessBlocks(const char* session)
-{
-    Complain(sc_noBank, session);
-}
-
-void ReportOutOfMemory()
-{
-    Complain(sc_noMemory);
-}
-
-void ReportUnsaid()
-{
-    Complain(sc_unsaid);
 }
 
 void ReportStart(const std::vector<BankSize>& sizes, const std::string& path, bool fileFound, unsigned int frames)
@@ -161,11 +113,6 @@ void ReportData(const GameData& data, bool details)
     }
 }
 
-void ReportNoScreen()
-{
-    Say(sc_noScreen);
-}
-
 void ReportPlayed(size_t operations, double seconds)
 {
     Say(sc_played, Grouped(operations).c_str(), WithTenths(seconds).c_str());
@@ -195,25 +142,6 @@ static void reportSurvivors(const Battle& battle)
     table.print();
 }
 
-static void drawBattle(const Battle& battle, unsigned int width, unsigned int height)
-{
-    const Level& level = battle.level();
-    std::vector<std::string> lines(height, std::string(width, ' '));
-    for (const Unit* unit : battle.units()) {
-        const float column = unit->x * static_cast<float>(width - 1) / level.width;
-        const float line = unit->y * static_cast<float>(height - 1) / level.height;
-        const char symbol = unit->kind->symbol[0];
-        lines[static_cast<size_t>(line)][static_cast<size_t>(column)] =
-            unit->army == 0 ? static_cast<char>(symbol - 'a' + 'A') : symbol;
-    }
-    const std::string edge = "+" + std::string(width, '-') + "+";
-    printf("%s\n", edge.c_str());
-    for (const std::string& line : lines) {
-        printf("|%s|\n", line.c_str());
-    }
-    printf("%s\n", edge.c_str());
-}
-
 void ReportBattles(const Campaign& campaign, bool details)
 {
     printf("\n");
@@ -225,9 +153,6 @@ void ReportBattles(const Campaign& campaign, bool details)
             printf("\n");
         }
     }
-    const Battle& last = *campaign.battles().back();
-    Say(sc_picture, Text(last.level().title), Text(last.level().armies[0]));
-    drawBattle(last, sc_pictureColumns, sc_pictureLines);
 }
 
 void ReportBanks(GameMemory& memory)
@@ -248,21 +173,24 @@ void ReportBanks(GameMemory& memory)
     table.print();
 }
 
-void ReportLiveBlocks(const std::vector<LivePlace>& places)
+static void addTo(watch::PlaceSum* sum, const watch::PlaceSum& place)
 {
-    LivePlace others = {"", 0, 0, 0};
-    LivePlace all = others;
+    sum->blocks += place.blocks;
+    sum->bytes += place.bytes;
+}
+
+void ReportLiveBlocks(const std::vector<watch::PlaceSum>& places)
+{
+    watch::PlaceSum all, others;
     Table table("lrr");
     table.add({Text(sc_askedForIn), Text(sc_blocks), Text(sc_bytes)});
     for (size_t index = 0; index < places.size(); ++index) {
-        const LivePlace& place = places[index];
-        all.blocks += place.blocks;
-        all.bytes += place.bytes;
+        const watch::PlaceSum& place = places[index];
+        addTo(&all, place);
         if (index < sc_mostPlaces) {
-            table.add({place.file + ":" + std::to_string(place.line), Grouped(place.blocks), Grouped(place.bytes)});
+            table.add({place.place, Grouped(place.blocks), Grouped(place.bytes)});
         } else {
-            others.blocks += place.blocks;
-            others.bytes += place.bytes;
+            addTo(&others, place);
         }
     }
     if (others.blocks != 0) {
@@ -283,11 +211,6 @@ void ReportTranslation(unsigned int missing, const std::string& path)
     if (TextsRefused() != 0) {
         Say(sc_refused, Grouped(TextsRefused()).c_str());
     }
-}
-
-void ReportCollected(unsigned int count, const std::string& path)
-{
-    Say(sc_collected, Grouped(count).c_str(), path.c_str());
 }
 
 void ReportVerdict(const GameMemory& memory)
@@ -331,61 +254,4 @@ void ReportNextSizes(const std::vector<BankSize>& sizes, const std::string& path
     table.print();
     printf("\n");
     Say(written ? sc_nextSizes : sc_notWritten, path.c_str());
-}
-
-void ReportOverwritten(const char* session, unsigned int block, unsigned int size, const std::string& bank)
-{
-    Complain(sc_overwritten, block, session, size, bank.c_str());
-}
-
-static const char* describe(int code)
-{
-    switch (code) {
-    case MEMERR_BLOCK:
-        return sc_blockMark;
-    case MEMERR_FREE_NODE:
-        return sc_freeMark;
-    case MEMERR_SIZE:
-        return sc_sizes;
-    case MEMERR_USED_COUNT:
-        return sc_usedCount;
-    case MEMERR_FREE_COUNT:
-        return sc_freeCount;
-    case BANK_LINK_BROKEN:
-        return sc_link;
-    case BANK_BLOCK_LOST:
-        return sc_blocksLost;
-    case BANK_BYTES_LOST:
-        return sc_bytesLost;
-    case BANK_NOT_EMPTY:
-        return sc_notEmpty;
-    case BANK_NOT_JOINED:
-        return sc_notJoined;
-    }
-    return sc_fails;
-}
-
-void ReportNotFreed(const char* session, unsigned int block, unsigned int size, const std::string& bank, int code)
-{
-    Complain(sc_notFreed, block, session, size, bank.c_str(), Text(describe(code)), code);
-}
-
-void ReportBankFault(const char* bank, int code)
-{
-    Complain(sc_damaged, bank, Text(describe(code)), code);
-}
-
-void ReportLiveCount(const char* name, unsigned int expected, unsigned int found)
-{
-    Complain(sc_liveCount, name, expected, found);
-}
-
-void ReportLostTexts(const std::string& path)
-{
-    Complain(sc_lost, path.c_str());
-}
-
-void ReportCustomBlocks(unsigned int blocks)
-{
-    Complain(sc_custom, blocks);
 }

@@ -1,28 +1,34 @@
-// The picture: the battle on the left, the banks on the right, the keys below.
+// The picture: the armies above, the map, three panes below it, and the keys at the bottom.
 //
-// Sizes in this file are in units. In a view of 960 by 600 pixels a unit is a pixel. In another view a unit is the
-// largest size with which 960 by 600 units still have room.
+// Sizes in this file are in units. In a view of 640 by 480 pixels a unit is a pixel. In a smaller view everything
+// becomes smaller; in a larger view a unit grows more slowly than the view, so that there is more room for the map.
 #include "demo/scene.h"
 
+#include "demo/table.h"
 #include "demo/texts.h"
 
 #include <algorithm>
 #include <math.h>
 
 DEMO_TEXT(sc_frameOf, "Frame %u of %u");
+DEMO_TEXT(sc_paused, "Paused");
 DEMO_TEXT(sc_army, "%s: %d of %d");
 DEMO_TEXT(sc_won, "%s: %s wins");
 DEMO_TEXT(sc_drawn, "%s: undecided");
-DEMO_TEXT(sc_banks, "Memory banks");
+DEMO_TEXT(sc_battles, "Battles");
+DEMO_TEXT(sc_clickUnit, "Click a unit for details.");
+DEMO_TEXT(sc_damage, "damage");
+DEMO_TEXT(sc_armour, "armour");
+DEMO_TEXT(sc_reach, "reach");
+DEMO_TEXT(sc_speed, "speed");
+DEMO_TEXT(sc_ofMost, "%d of %d");
+DEMO_TEXT(sc_toMost, "%d to %d");
+DEMO_TEXT(sc_reserves, "Reserves");
+DEMO_TEXT(sc_clickMap, "Click the left of the map.");
+DEMO_TEXT(sc_banks, "Banks, KiB");
 DEMO_TEXT(sc_inUse, "in use");
 DEMO_TEXT(sc_free, "free");
 DEMO_TEXT(sc_fallback, "fallback");
-DEMO_TEXT(sc_numbers, "%s of %s KiB");
-DEMO_TEXT(sc_more, "+ %s KiB");
-DEMO_TEXT(sc_oneBlock, "1 block");
-DEMO_TEXT(sc_blocks, "%s blocks");
-DEMO_TEXT(sc_aboutBars, "Each bar is a bank, from its first byte to its last.");
-DEMO_TEXT(sc_aboutFallback, "Fallback blocks had no room in their bank.");
 DEMO_TEXT(sc_lastKey, "Last key");
 DEMO_TEXT(sc_none, "none");
 DEMO_TEXT(sc_key, "Mac %d, engine %u");
@@ -33,74 +39,252 @@ DEMO_TEXT(sc_left, "left button");
 DEMO_TEXT(sc_right, "right button");
 DEMO_TEXT(sc_captured, "captured");
 DEMO_TEXT(sc_released, "not captured");
-DEMO_TEXT(sc_cursor, "Cursor");
-DEMO_TEXT(sc_shown, "shown");
-DEMO_TEXT(sc_hidden, "hidden");
-DEMO_TEXT(sc_window, "Window");
-DEMO_TEXT(sc_framed, "framed");
 DEMO_TEXT(sc_full, "full screen");
 DEMO_TEXT(sc_pressFramed, "back to the window");
 DEMO_TEXT(sc_pressCapture, "captures the mouse");
 DEMO_TEXT(sc_pressRelease, "releases the mouse");
 DEMO_TEXT(sc_pressHide, "hides the cursor");
 DEMO_TEXT(sc_pressShow, "shows the cursor");
+DEMO_TEXT(sc_pressPause, "pause");
+DEMO_TEXT(sc_pressGoOn, "goes on");
 DEMO_TEXT(sc_pressEnd, "ends the game");
 
-static const unsigned int sc_bright = 0xf0f2f5;
-static const unsigned int sc_plain = 0xb4bac2;
-static const unsigned int sc_dim = 0x737b86;
-static const unsigned int sc_ground = 0x14171b;
-static const unsigned int sc_edge = 0x2a2f36;
-static const unsigned int sc_used = 0x4cb5a5;
-static const unsigned int sc_unused = 0x232a2f;
-static const unsigned int sc_outside = 0xe0a63c;
-static const unsigned int sc_armies[2] = {0x6fa8ff, 0xff7d6b};
+static const unsigned int sc_bright = 0xf2f0e8;
+static const unsigned int sc_plain = 0xc3c6c4;
+static const unsigned int sc_dim = 0x8f979b;
+static const unsigned int sc_ground = 0x1b2024;
+static const unsigned int sc_raised = 0x262d32;
+static const unsigned int sc_edge = 0x3d464c;
+static const unsigned int sc_used = 0x23796d;
+static const unsigned int sc_unused = 0x2b3338;
+static const unsigned int sc_outside = 0x9c6514;
+static const unsigned int sc_gold = 0xe8b84a;
+static const unsigned int sc_armyTexts[2] = {0x86b2ff, 0xff9384};
 static const unsigned int sc_shades = 12; // of colour in a bar, from free to in use
 
-// Adds boxes and labels to a picture. Converts positions and sizes from units to pixels.
+static const float sc_header = 36;
+static const float sc_strip = 130; // height of the three panes below the map
+static const float sc_footer = 42;
+static const float sc_margin = 10;
+static const float sc_line = 14;
+static const float sc_small = 10; // sizes of fonts
+static const float sc_large = 12;
+static const float sc_row = 26;       // height of a reserve's row
+static const float sc_leastView = 16; // pixels; a smaller view shows nothing
+
+static float unitOf(float width, float height)
+{
+    const float fit = std::min(width / 640.0f, height / 480.0f);
+    return fit < 1 ? fit : powf(fit, 0.75f);
+}
+
+// The areas of the panes, in pixels.
+struct Places {
+    float unit;
+    Rect header, map, details, reserves, banks, footer;
+};
+
+static Places placesOf(float width, float height)
+{
+    Places places = {unitOf(width, height), {}, {}, {}, {}, {}, {}};
+    const float top = roundf(sc_header * places.unit);
+    const float foot = roundf(height - sc_footer * places.unit);
+    const float strip = roundf(height - (sc_footer + sc_strip) * places.unit);
+    const float first = roundf(width * 0.24f);
+    const float second = roundf(width * 0.50f);
+    places.header = {0, 0, width, top};
+    places.map = {0, top, width, strip - top};
+    places.details = {0, strip, first, foot - strip};
+    places.reserves = {first, strip, second - first, foot - strip};
+    places.banks = {second, strip, width - second, foot - strip};
+    places.footer = {0, foot, width, height - foot};
+    return places;
+}
+
+// Fills a pane. Converts positions and sizes from units to pixels; the pane's upper left corner is 0, 0.
 class Painter {
 public:
-    Painter(float width, float height)
-        : m_unit(std::min(width / 960.0f, height / 600.0f)), m_width(width / m_unit), m_height(height / m_unit)
-    {
-    }
+    Painter(const Rect& area, float unit) : m_pane{area, nullptr, {FilledRect(area, sc_ground)}, {}}, m_unit(unit) {}
 
-    float width() const { return m_width; }
-    float height() const { return m_height; }
-    Picture& picture() { return m_picture; }
+    float width() const { return m_pane.area.width / m_unit; }
+    float height() const { return m_pane.area.height / m_unit; }
+    Pane& pane() { return m_pane; }
+
+    Point at(float x, float y) const { return {m_pane.area.x + x * m_unit, m_pane.area.y + y * m_unit}; }
 
     void box(float x, float y, float width, float height, unsigned int colour)
     {
-        m_picture.boxes.push_back({x * m_unit, y * m_unit, width * m_unit, height * m_unit, colour});
+        const Point corner = at(x, y);
+        const Point end = at(x + width, y + height);
+        const float left = roundf(corner.x), top = roundf(corner.y);
+        m_pane.shapes.push_back(FilledRect({left, top, roundf(end.x) - left, roundf(end.y) - top}, colour));
     }
 
     void text(float x, float y, float width, float size, e_Align align, unsigned int colour, const std::string& text,
               bool isBold = false)
     {
-        m_picture.labels.push_back(
-            {x * m_unit, y * m_unit, width * m_unit, size * m_unit, align, isBold, colour, text});
+        const Point corner = at(x, y);
+        m_pane.labels.push_back({corner.x, corner.y, width * m_unit, size * m_unit, align, isBold, colour, text});
+    }
+
+    // A heading, and a line below the pane's upper edge.
+    void heading(const std::string& title)
+    {
+        box(0, 0, width(), 1, sc_edge);
+        text(sc_margin, 13, width() - 2 * sc_margin, sc_large, ALIGN_LEFT, sc_gold, title, true);
+    }
+
+    void unit(const UnitKind& kind, int army, float x, float y, float size)
+    {
+        AddUnit(kind, army, at(x, y), size * m_unit, 1, false, &m_pane.shapes);
     }
 
 private:
-    Picture m_picture;
+    Pane m_pane;
     const float m_unit; // pixels per unit
-    const float m_width, m_height;
 };
 
-static const float sc_margin = 24;
-static const float sc_top = 76;      // y of the area below the header
-static const float sc_footer = 52;   // height of the keys' line
-static const float sc_split = 0.42f; // the share of the width that the battle has
+static Pane headerOf(const Scene& scene, const Places& places)
+{
+    Painter painter(places.header, places.unit);
+    const Battle& battle = scene.campaign.battle();
+    const Level& level = battle.level();
+    const float width = painter.width();
+    const float middle = width * 0.2f;
+    const float side = (width - middle) / 2 - 2 * sc_margin;
+    for (int army = 0; army < 2; ++army) {
+        const float x = army == 0 ? sc_margin : width - sc_margin - side;
+        const float share = static_cast<float>(battle.left(army)) / static_cast<float>(battle.atStart(army));
+        painter.text(x, 12, side, sc_large, army == 0 ? ALIGN_LEFT : ALIGN_RIGHT, sc_armyTexts[army],
+                     Compose(sc_army, Text(level.armies[army]), battle.left(army), battle.atStart(army)), true);
+        painter.box(x, 24, side, 5, sc_edge);
+        painter.box(army == 0 ? x : x + side * (1 - share), 24, side * share, 5, sc_armyColours[army]);
+    }
+    const float x = (width - middle) / 2;
+    painter.text(x, 12, middle, 14, ALIGN_CENTRE, sc_bright, Text(level.title), true);
+    painter.text(x, 26, middle, sc_small, ALIGN_CENTRE, scene.input.isPaused ? sc_gold : sc_dim,
+                 scene.input.isPaused ? Text(sc_paused) : Compose(sc_frameOf, scene.frame, scene.frames));
+    return painter.pane();
+}
 
-static void drawHeader(Painter& painter, const Scene& scene)
+// The ground is made again only for another level or another place in the view.
+static std::shared_ptr<const Shapes> groundOf(const Level& level, const MapView& view)
+{
+    static const Level* s_level;
+    static Rect s_pane;
+    static std::shared_ptr<const Shapes> s_ground;
+    const Rect& pane = view.pane;
+    if (s_level != &level || s_pane.width != pane.width || s_pane.height != pane.height || s_pane.y != pane.y) {
+        s_ground = std::make_shared<const Shapes>(GroundOf(level, view));
+        s_level = &level;
+        s_pane = pane;
+    }
+    return s_ground;
+}
+
+static Pane mapOf(const Scene& scene, const Places& places)
+{
+    const Battle& battle = scene.campaign.battle();
+    const MapView view = ViewMap(battle.level(), places.map);
+    Pane pane = {places.map, groundOf(battle.level(), view), {}, {}};
+    pane.shapes = UnitsOf(battle, view, scene.phase, scene.player.selected());
+    const Target target = TargetOf(battle.level(), scene.input);
+    if (target.isField && scene.player.mayPlace(target.x, target.y)) {
+        const UnitKind& kind = *battle.level().reserves[scene.player.chosen()].kind;
+        AddUnit(kind, sc_playersArmy, view.at(target.x, target.y), view.scale, 0.6f, false, &pane.shapes);
+    }
+    return pane;
+}
+
+static std::string outcomeOf(const Battle& battle)
+{
+    const Level& level = battle.level();
+    const int winner = battle.winner();
+    return winner < 0 ? Compose(sc_drawn, Text(level.title))
+                      : Compose(sc_won, Text(level.title), Text(level.armies[winner]));
+}
+
+// All battles: those that are over with their outcome, the current one bright, and those to come.
+static void drawBattles(Painter& painter, const Campaign& campaign)
 {
     const float width = painter.width() - 2 * sc_margin;
-    painter.text(sc_margin, 30, width / 2, 18, ALIGN_LEFT, sc_bright, "core demo", true);
-    painter.text(sc_margin + width / 2, 30, width / 2, 14, ALIGN_RIGHT, sc_plain,
-                 Compose(sc_frameOf, scene.frame, scene.frames));
-    painter.box(sc_margin, 50, width, 2, sc_edge);
-    painter.box(sc_margin, 50, width * static_cast<float>(scene.frame) / static_cast<float>(scene.frames), 2,
-                sc_used);
+    painter.heading(Text(sc_battles));
+    float y = 32;
+    for (size_t index = 0; index < campaign.levels().size() && y < painter.height() - 25; ++index) {
+        const bool hasBegun = index < campaign.battles().size();
+        const bool isOver = hasBegun && campaign.battles()[index]->isOver();
+        painter.text(sc_margin, y, width, sc_small, ALIGN_LEFT,
+                     isOver     ? sc_plain
+                     : hasBegun ? sc_bright
+                                : sc_dim,
+                     isOver ? outcomeOf(*campaign.battles()[index]) : Text(campaign.levels()[index].title),
+                     hasBegun && !isOver);
+        y += sc_line + 2;
+    }
+    painter.text(sc_margin, painter.height() - 13, width, sc_small, ALIGN_LEFT, sc_dim, Text(sc_clickUnit));
+}
+
+static void drawUnit(Painter& painter, const Unit& unit, const Level& level)
+{
+    const UnitKind& kind = *unit.kind;
+    const int health = std::max(unit.health, 0);
+    const struct {
+        const char* caption;
+        std::string text;
+    } rows[] = {{sc_damage, Compose(sc_toMost, kind.leastDamage, kind.mostDamage)},
+                {sc_armour, std::to_string(kind.armour)},
+                {sc_reach, WithTenths(kind.reach)},
+                {sc_speed, WithTenths(kind.speed)}};
+    const float width = painter.width() - 2 * sc_margin;
+    const float left = sc_margin + 46;
+    painter.heading(Text(kind.title));
+    painter.text(sc_margin, 29, width, sc_small, ALIGN_LEFT, sc_armyTexts[unit.army], Text(level.armies[unit.army]));
+    painter.box(sc_margin, 39, 40, 38, sc_raised);
+    painter.unit(kind, unit.army, sc_margin + 19, 73, kind.health > 200 ? 7.5f : 11);
+    painter.text(left, 47, width - 46, sc_small, ALIGN_LEFT, sc_bright, Compose(sc_ofMost, health, kind.health));
+    painter.box(left, 57, width - 46, 6, sc_edge);
+    painter.box(left, 57, (width - 46) * static_cast<float>(health) / static_cast<float>(kind.health), 6, 0x6fdc5a);
+    float y = 85;
+    for (const auto& row : rows) {
+        painter.text(sc_margin, y, width * 0.6f, sc_small, ALIGN_LEFT, sc_dim, Text(row.caption));
+        painter.text(sc_margin + width * 0.6f, y, width * 0.4f, sc_small, ALIGN_RIGHT, sc_bright, row.text);
+        y += sc_line - 1.5f;
+    }
+}
+
+static Pane detailsOf(const Scene& scene, const Places& places)
+{
+    Painter painter(places.details, places.unit);
+    if (const Unit* unit = scene.player.selected()) {
+        drawUnit(painter, *unit, scene.campaign.battle().level());
+    } else {
+        drawBattles(painter, scene.campaign);
+    }
+    return painter.pane();
+}
+
+static Pane reservesOf(const Scene& scene, const Places& places)
+{
+    Painter painter(places.reserves, places.unit);
+    const float width = painter.width() - 2 * sc_margin;
+    painter.heading(Text(sc_reserves));
+    float y = sc_row;
+    const std::vector<Squad>& reserves = scene.campaign.battle().level().reserves;
+    for (size_t index = 0; index < reserves.size(); ++index) {
+        const int left = scene.player.left(index);
+        const unsigned int colour = left == 0 ? sc_dim : sc_bright;
+        const bool isChosen = index == scene.player.chosen() && left > 0;
+        painter.box(sc_margin, y, width, sc_row - 3, isChosen ? sc_gold : sc_raised);
+        painter.box(sc_margin + 1, y + 1, width - 2, sc_row - 5, isChosen ? sc_edge : sc_raised);
+        painter.text(sc_margin + 2, y + 12, 12, sc_small, ALIGN_CENTRE, sc_gold, std::to_string(index + 1), true);
+        painter.unit(*reserves[index].kind, sc_playersArmy, sc_margin + 27, y + 19, 5.4f);
+        painter.text(sc_margin + 43, y + 12, width - 57, sc_small, ALIGN_LEFT, colour,
+                     Text(reserves[index].kind->title));
+        painter.text(sc_margin + width - 16, y + 12, 12, sc_small, ALIGN_RIGHT, colour, std::to_string(left), true);
+        y += sc_row;
+    }
+    painter.text(sc_margin, painter.height() - 13, width, sc_small, ALIGN_LEFT, sc_dim, Text(sc_clickMap));
+    return painter.pane();
 }
 
 static unsigned int mix(unsigned int from, unsigned int to, unsigned int part, unsigned int whole)
@@ -112,122 +296,6 @@ static unsigned int mix(unsigned int from, unsigned int to, unsigned int part, u
         colour |= (first * (whole - part) + second * part) / whole << shift;
     }
     return colour;
-}
-
-// A unit with less health has a dimmer colour.
-static unsigned int colourOf(const Unit& unit)
-{
-    const unsigned int most = static_cast<unsigned int>(unit.kind->health);
-    return mix(sc_dim, sc_armies[unit.army], static_cast<unsigned int>(unit.health), most);
-}
-
-// Draws the field of the battle as large as this area allows. Returns the height of the drawing.
-static float drawField(Painter& painter, const Battle& battle, float x, float y, float width, float height)
-{
-    const Level& level = battle.level();
-    const float scale = std::min(width / level.width, height / level.height);
-    const float dot = std::max(4.0f, scale);
-    const float fieldWidth = level.width * scale;
-    const float fieldHeight = level.height * scale;
-    painter.box(x, y, width, fieldHeight, sc_ground);
-    const float left = x + (width - fieldWidth) / 2;
-    for (const Unit* unit : battle.units()) {
-        painter.box(left + unit->x / level.width * (fieldWidth - dot),
-                    y + unit->y / level.height * (fieldHeight - dot), dot, dot, colourOf(*unit));
-    }
-    return fieldHeight;
-}
-
-static std::string outcomeOf(const Battle& battle)
-{
-    const Level& level = battle.level();
-    const int winner = battle.winner();
-    return winner < 0 ? Compose(sc_drawn, Text(level.title))
-                      : Compose(sc_won, Text(level.title), Text(level.armies[winner]));
-}
-
-static void drawBattles(Painter& painter, const Campaign& campaign, float x, float width)
-{
-    static const float line = 20;
-    const Battle& battle = *campaign.battles().back();
-    const Level& level = battle.level();
-    painter.text(x, sc_top + 8, width, 20, ALIGN_LEFT, sc_bright, Text(level.title), true);
-    for (int army = 0; army < 2; ++army) {
-        painter.text(x + static_cast<float>(army) * width / 2, sc_top + 36, width / 2, 13,
-                     army == 0 ? ALIGN_LEFT : ALIGN_RIGHT, sc_armies[army],
-                     Compose(sc_army, Text(level.armies[army]), battle.left(army), battle.atStart(army)));
-    }
-    const float room = painter.height() - sc_top - sc_footer - 280;
-    float y = sc_top + 52 + drawField(painter, battle, x, sc_top + 52, width, room) + line;
-    for (const auto& each : campaign.battles()) {
-        if (each->isOver()) {
-            painter.text(x, y, width, 13, ALIGN_LEFT, sc_plain, outcomeOf(*each));
-            y += line;
-        }
-    }
-}
-
-static std::string keyText(const Input& input)
-{
-    if (!input.hasKey) {
-        return Text(sc_none);
-    }
-    const bool hasSign = input.key > ' ' && input.key < 127;
-    return hasSign ? Compose(sc_keySign, input.macKey, input.key, static_cast<int>(input.key))
-                   : Compose(sc_key, input.macKey, input.key);
-}
-
-static std::string mouseText(const Input& input)
-{
-    std::string text = Compose(sc_place, input.mouseX, input.mouseY);
-    text += std::string(", ") + Text(input.isCaptured ? sc_captured : sc_released);
-    text += (input.mouseButtons & 1u) ? std::string(", ") + Text(sc_left) : "";
-    text += (input.mouseButtons & 2u) ? std::string(", ") + Text(sc_right) : "";
-    return text;
-}
-
-static void drawNotes(Painter& painter, const Input& input, float x, float width)
-{
-    static const float line = 22;
-    static const float caption = 84;
-    const struct {
-        const char* caption;
-        std::string text;
-    } rows[] = {{sc_lastKey, keyText(input)},
-                {sc_mouse, mouseText(input)},
-                {sc_cursor, Text(input.isCursorShown ? sc_shown : sc_hidden)},
-                {sc_window, Text(input.isFullScreen ? sc_full : sc_framed)}};
-    float y = painter.height() - sc_footer - 6 * line;
-    for (const char* text : {sc_aboutBars, sc_aboutFallback}) {
-        painter.text(x, y, width, 12, ALIGN_LEFT, sc_dim, Text(text));
-        y += line - 4;
-    }
-    y += 8;
-    for (const auto& row : rows) {
-        painter.text(x, y, caption, 13, ALIGN_LEFT, sc_dim, Text(row.caption));
-        painter.text(x + caption, y, width - caption, 13, ALIGN_LEFT, sc_plain, row.text);
-        y += line;
-    }
-}
-
-static void drawKeys(Painter& painter, const Input& input)
-{
-    const struct {
-        const char* key;
-        const char* text;
-    } keys[] = {{"F", input.isFullScreen ? sc_pressFramed : sc_full},
-                {"C", input.isCaptured ? sc_pressRelease : sc_pressCapture},
-                {"H", input.isCursorShown ? sc_pressHide : sc_pressShow},
-                {"Esc", sc_pressEnd}};
-    const float y = painter.height() - sc_footer / 2;
-    const float width = (painter.width() - 2 * sc_margin) / 4;
-    float x = sc_margin;
-    for (const auto& key : keys) {
-        painter.box(x, y - 10, 34, 20, sc_edge);
-        painter.text(x, y, 34, 12, ALIGN_CENTRE, sc_bright, key.key, true);
-        painter.text(x + 44, y, width - 54, 13, ALIGN_LEFT, sc_plain, Text(key.text));
-        x += width;
-    }
 }
 
 static unsigned int shadeOf(float cell)
@@ -249,8 +317,8 @@ static void drawCells(Painter& painter, const std::vector<float>& cells, float x
     }
 }
 
-// Draws the bank and, to its right in the same scale, its fallback blocks.
-static void drawBar(Painter& painter, const BankBar& bank, float x, float y, float width, float height)
+// Draws the bank and, to its right in the same scale, its fallback blocks. The bank's name and numbers lie on the bar.
+static void drawBank(Painter& painter, const BankBar& bank, float x, float y, float width, float height)
 {
     const float whole = static_cast<float>(bank.size) + static_cast<float>(bank.fallback);
     const float inside = whole > 0 ? width * static_cast<float>(bank.size) / whole : 0;
@@ -258,24 +326,11 @@ static void drawBar(Painter& painter, const BankBar& bank, float x, float y, flo
     if (bank.fallback > 0) {
         painter.box(x + inside, y, width - inside, height, sc_outside);
     }
-}
-
-static void drawBank(Painter& painter, const BankBar& bank, float x, float y, float width, float height)
-{
-    const float size = std::min(12.0f, height * 0.4f);
-    const float middle = y + height * 0.22f;
-    painter.text(x, middle, width * 0.3f, size, ALIGN_LEFT, sc_bright, bank.name);
-    if (bank.blocks > 0) {
-        painter.text(x + width * 0.3f, middle, width * 0.22f, size, ALIGN_RIGHT, sc_dim,
-                     bank.blocks == 1 ? Text(sc_oneBlock) : Compose(sc_blocks, Grouped(bank.blocks).c_str()));
-    }
-    if (bank.fallback > 0) {
-        painter.text(x + width * 0.52f, middle, width * 0.18f, size, ALIGN_RIGHT, sc_outside,
-                     Compose(sc_more, InKiB(bank.fallback).c_str()));
-    }
-    painter.text(x + width * 0.7f, middle, width * 0.3f, size, ALIGN_RIGHT, sc_plain,
-                 Compose(sc_numbers, InKiB(bank.used).c_str(), InKiB(bank.size).c_str()));
-    drawBar(painter, bank, x, y + height * 0.46f, width, height * 0.34f);
+    const float size = std::min(sc_small - 0.5f, height * 0.8f);
+    const std::string used = InKiB(bank.used);
+    painter.text(x + 3, y + height / 2, width * 0.49f, size, ALIGN_LEFT, sc_bright, bank.name);
+    painter.text(x + width * 0.5f, y + height / 2, width * 0.5f - 3, size, ALIGN_RIGHT, sc_bright,
+                 used + (bank.fallback > 0 ? " + " + InKiB(bank.fallback) : " / " + InKiB(bank.size)));
 }
 
 static void drawLegend(Painter& painter, float x, float y, float width)
@@ -286,35 +341,117 @@ static void drawLegend(Painter& painter, float x, float y, float width)
     } entries[] = {{sc_inUse, sc_used}, {sc_free, sc_unused}, {sc_fallback, sc_outside}};
     const float step = width / 3;
     for (const auto& entry : entries) {
-        painter.box(x, y - 5, 10, 10, entry.colour);
-        painter.text(x + 16, y, step - 22, 12, ALIGN_LEFT, sc_plain, Text(entry.text));
+        painter.box(x, y - 4, 8, 8, entry.colour);
+        painter.text(x + 11, y, step - 13, sc_small, ALIGN_LEFT, sc_plain, Text(entry.text));
         x += step;
     }
 }
 
-static void drawBanks(Painter& painter, const std::vector<BankBar>& banks, float x, float width)
+static Pane banksOf(const Scene& scene, const Places& places)
 {
-    painter.text(x, sc_top + 8, width * 0.4f, 14, ALIGN_LEFT, sc_bright, Text(sc_banks), true);
-    drawLegend(painter, x + width * 0.4f, sc_top + 8, width * 0.6f);
-    const float top = sc_top + 28;
-    const float room = painter.height() - sc_footer - top;
-    const float row = std::min(48.0f, room / static_cast<float>(banks.size()));
-    float y = top;
-    for (const BankBar& bank : banks) {
-        drawBank(painter, bank, x, y, width, row);
-        y += row;
+    Painter painter(places.banks, places.unit);
+    static const size_t columns = 2;
+    const float width = painter.width() - 2 * sc_margin;
+    painter.heading(Text(sc_banks));
+    drawLegend(painter, sc_margin + width * 0.44f, 13, width * 0.56f);
+    const size_t rows = (scene.banks.size() + columns - 1) / columns;
+    const float row = std::min(24.0f, (painter.height() - 26) / static_cast<float>(std::max<size_t>(rows, 1)));
+    const float column = (width - sc_margin) / columns;
+    for (size_t index = 0; index < scene.banks.size(); ++index) {
+        drawBank(painter, scene.banks[index], sc_margin + static_cast<float>(index / rows) * (column + sc_margin),
+                 25 + static_cast<float>(index % rows) * row, column, row - std::min(2.0f, row / 8));
     }
+    return painter.pane();
+}
+
+static std::string keyText(const Input& input)
+{
+    if (!input.hasKey) {
+        return Text(sc_none);
+    }
+    const bool hasSign = input.key > ' ' && input.key < 127;
+    return hasSign ? Compose(sc_keySign, input.macKey, input.key, static_cast<int>(input.key))
+                   : Compose(sc_key, input.macKey, input.key);
+}
+
+static std::string mouseText(const Input& input)
+{
+    std::string text = Compose(sc_place, input.mouseX, input.mouseY);
+    text += std::string(", ") + Text(input.isCaptured ? sc_captured : sc_released);
+    text += (input.mouseButtons & 1u) ? std::string(", ") + Text(sc_left) : "";
+    text += (input.mouseButtons & 2u) ? std::string(", ") + Text(sc_right) : "";
+    return text;
+}
+
+// Each key has as much room as its text needs, and an equal share of the rest.
+static void drawKeys(Painter& painter, const Input& input)
+{
+    const struct {
+        const char* key;
+        std::string text;
+    } keys[] = {{"F", Text(input.isFullScreen ? sc_pressFramed : sc_full)},
+                {"P", Text(input.isPaused ? sc_pressGoOn : sc_pressPause)},
+                {"C", Text(input.isCaptured ? sc_pressRelease : sc_pressCapture)},
+                {"H", Text(input.isCursorShown ? sc_pressHide : sc_pressShow)},
+                {"Esc", Text(sc_pressEnd)}};
+    static const float letter = 6.2f; // the width of a letter, on average
+    float needed = 0;
+    for (const auto& key : keys) {
+        needed += 36 + static_cast<float>(ColumnsOf(key.text)) * letter;
+    }
+    const float rest = std::max(0.0f, painter.width() - 2 * sc_margin - needed) / 5;
+    float x = sc_margin;
+    for (const auto& key : keys) {
+        const float width = 6 + static_cast<float>(ColumnsOf(key.text)) * letter;
+        painter.box(x, 5, 24, 15, sc_edge);
+        painter.text(x, 12.5f, 24, sc_small, ALIGN_CENTRE, sc_bright, key.key, true);
+        painter.text(x + 28, 12.5f, width, sc_small, ALIGN_LEFT, sc_plain, Text(key.text));
+        x += 30 + width + rest;
+    }
+}
+
+static Pane footerOf(const Scene& scene, const Places& places)
+{
+    Painter painter(places.footer, places.unit);
+    const float half = painter.width() / 2;
+    painter.box(0, 0, painter.width(), 1, sc_edge);
+    drawKeys(painter, scene.input);
+    painter.text(sc_margin, 31, 70, sc_small, ALIGN_LEFT, sc_dim, Text(sc_lastKey));
+    painter.text(sc_margin + 72, 31, half - 92, sc_small, ALIGN_LEFT, sc_plain, keyText(scene.input));
+    painter.text(half, 31, 50, sc_small, ALIGN_LEFT, sc_dim, Text(sc_mouse));
+    painter.text(half + 52, 31, half - 62, sc_small, ALIGN_LEFT, sc_plain, mouseText(scene.input));
+    return painter.pane();
 }
 
 Picture LayOut(const Scene& scene, float width, float height)
 {
-    Painter painter(width, height);
-    const float battles = painter.width() * sc_split - sc_margin;
-    const float banks = painter.width() - battles - 3.5f * sc_margin;
-    drawHeader(painter, scene);
-    drawBattles(painter, scene.campaign, sc_margin, battles);
-    drawNotes(painter, scene.input, sc_margin, battles);
-    drawBanks(painter, scene.banks, sc_margin * 2.5f + battles, banks);
-    drawKeys(painter, scene.input);
-    return painter.picture();
+    if (width < sc_leastView || height < sc_leastView) {
+        return {};
+    }
+    const Places places = placesOf(width, height);
+    return {headerOf(scene, places),   mapOf(scene, places),   detailsOf(scene, places),
+            reservesOf(scene, places), banksOf(scene, places), footerOf(scene, places)};
+}
+
+static bool isIn(const Rect& area, float x, float y)
+{
+    return x >= area.x && x < area.x + area.width && y >= area.y && y < area.y + area.height;
+}
+
+Target TargetOf(const Level& level, const Input& input)
+{
+    Target target;
+    const float x = static_cast<float>(input.mouseX);
+    const float y = input.height - 1 - static_cast<float>(input.mouseY);
+    const Places places = placesOf(input.width, input.height);
+    if (isIn(places.map, x, y)) {
+        const MapView view = ViewMap(level, places.map);
+        target.isField = true;
+        target.x = (x - view.left) / view.scale;
+        target.y = (y - view.top) / view.scale;
+    } else if (isIn(places.reserves, x, y)) {
+        const int row = static_cast<int>((y - places.reserves.y) / places.unit / sc_row) - 1;
+        target.reserve = row < static_cast<int>(level.reserves.size()) ? row : -1;
+    }
+    return target;
 }

@@ -4,7 +4,7 @@
 
 #include "core/platform.h"
 
-static const unsigned int sc_frameTime = 33; // milliseconds: 30 frames a second
+static const unsigned int sc_pictureTime = 33; // milliseconds: 30 pictures a second
 
 enum e_Key : unsigned int { KEY_ESCAPE = 27 };
 
@@ -25,11 +25,12 @@ Screen::Screen(int width, int height, bool fullScreen) : m_width(width), m_heigh
     m_isOpen = true;
     Platform::SetWindow(window);
     m_gfx->attach(window);
+    m_gfx->getSize(&m_input.width, &m_input.height);
     Platform::SetWindowPos();
     if (fullScreen) {
         setFullScreen(true);
     }
-    m_nextFrame = Platform::GetTime();
+    m_nextPicture = Platform::GetTime();
 }
 
 Screen::~Screen()
@@ -43,35 +44,38 @@ Screen::~Screen()
 
 void Screen::show(const Scene& scene)
 {
-    float width = 0, height = 0;
-    m_gfx->getSize(&width, &height);
-    m_gfx->draw(LayOut(scene, width, height));
-    waitForNextFrame();
+    m_gfx->draw(LayOut(scene, m_input.width, m_input.height));
+    waitForNextPicture();
+    m_input.isClicked = false;
+    m_input.digit = 0;
     takeEvents();
+    m_gfx->getSize(&m_input.width, &m_input.height);
 }
 
-// After a frame that took too long, the next frames keep their full time: the game does not run faster to catch up.
-void Screen::waitForNextFrame()
+// After a picture that took too long, the next pictures keep their full time: the game does not run faster to catch up.
+void Screen::waitForNextPicture()
 {
     const unsigned int now = Platform::GetTime();
-    m_nextFrame += sc_frameTime;
-    const unsigned int wait = m_nextFrame - now;
-    if (wait <= sc_frameTime) {
+    m_nextPicture += sc_pictureTime;
+    const unsigned int wait = m_nextPicture - now;
+    if (wait <= sc_pictureTime) {
         Platform::Sleep(wait);
     } else {
-        m_nextFrame = now;
+        m_nextPicture = now;
     }
 }
 
+// Events after a click wait for the next picture, so that each click is obeyed at its own place.
 void Screen::takeEvents()
 {
-    for (GfxEvent event; m_isOpen && m_gfx->nextEvent(&event);) {
+    for (GfxEvent event; m_isOpen && !m_input.isClicked && m_gfx->nextEvent(&event);) {
         switch (event.type) {
         case GFX_KEY:
             takeKey(event.keyCode);
             break;
         case GFX_MOUSE:
             Platform::GetCursorPos(m_input.mouseX, m_input.mouseY);
+            m_input.isClicked = event.isClick;
             m_input.mouseButtons = event.buttons;
             break;
         case GFX_CLOSE:
@@ -88,12 +92,18 @@ void Screen::takeKey(int macKey)
     m_input.hasKey = true;
     m_input.macKey = macKey;
     m_input.key = Platform::RawKeyToLocalKey(macKey);
+    if (m_input.key >= '1' && m_input.key <= '9') {
+        m_input.digit = static_cast<int>(m_input.key - '0');
+    }
     switch (m_input.key) {
     case KEY_ESCAPE:
         m_isLeft = true;
         break;
     case 'f':
         setFullScreen(!m_input.isFullScreen);
+        break;
+    case 'p':
+        m_input.isPaused = !m_input.isPaused;
         break;
     case 'c':
         Platform::CaptureMouse(!m_input.isCaptured);
@@ -116,6 +126,7 @@ void Screen::setFullScreen(bool on)
     m_isOpen = Platform::GetWindow() != nullptr;
     if (m_isOpen) {
         m_gfx->attach(Platform::GetWindow()); // SetFullscreenWindow made a new window, which has no view yet
+        m_gfx->getSize(&m_input.width, &m_input.height);
     }
     m_input.isFullScreen = on;
 }

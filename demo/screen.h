@@ -3,7 +3,7 @@
 //     Screen screen(960, 600, false);
 //     while (...) {
 //         if (screen.isOpen()) {
-//             screen.show(scene);                       // draws, then waits until the next frame begins
+//             screen.show(scene);                       // draws, then waits until the next picture begins
 //         }
 //     }
 //
@@ -35,12 +35,12 @@ private:
     void takeEvents();
     void takeKey(int macKey);
     void setFullScreen(bool on);
-    void waitForNextFrame();
+    void waitForNextPicture();
 
     GfxSubsystem* m_gfx;
     const int m_width, m_height;
     bool m_isOpen = false;
     bool m_isLeft = false;
     Input m_input;
-    unsigned int m_nextFrame = 0; // when the next frame begins: milliseconds of Platform::GetTime
+    unsigned int m_nextPicture = 0; // when the next picture begins: milliseconds of Platform::GetTime
 };

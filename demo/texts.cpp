@@ -2,7 +2,6 @@
 // destroyed.
 #include "demo/texts.h"
 
-#include "core/memorymgr.h"
 #include "core/stringtable.h"
 
 #include <map>
@@ -98,17 +97,6 @@ std::string Compose(const char* key, ...)
     va_start(arguments, key);
     std::string text(static_cast<size_t>(lengthOf(Text(key), arguments)), '\0');
     vsnprintf(&text[0], text.size() + 1, Text(key), arguments);
-    va_end(arguments);
-    return text;
-}
-
-const char* ComposeInBank(int bank, const char* key, ...)
-{
-    va_list arguments;
-    va_start(arguments, key);
-    const size_t size = static_cast<size_t>(lengthOf(Text(key), arguments)) + 1;
-    char* text = static_cast<char*>(g_MemoryPtr->alloc(bank, size, "demo/texts", __LINE__));
-    vsnprintf(text, size, Text(key), arguments);
     va_end(arguments);
     return text;
 }

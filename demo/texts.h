@@ -38,9 +38,6 @@ void Complain(const char* key, ...) __attribute__((format(printf, 1, 2))); // on
 bool AllIsSaid(); // flushes the standard output; false when a write to it has failed, for example on a full disk
 std::string Compose(const char* key, ...) __attribute__((format(printf, 1, 2)));
 
-// Returns the text in a block of that bank.
-const char* ComposeInBank(int bank, const char* key, ...) __attribute__((format(printf, 2, 3)));
-
 // Returns true when both formats have the same printf conversions in the same order. "%%" is not a conversion.
 bool SameConversions(const char* left, const char* right);
 

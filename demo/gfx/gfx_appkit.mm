@@ -1,15 +1,29 @@
-// The graphics module with AppKit: a view that draws boxes and labels, and the events of its window.
+// The graphics module with AppKit: a view that draws pictures, and the events of its window.
+//
+// 1. A pane is drawn when it differs from the same pane of the last picture. AppKit may ask for more; then all panes are
+//    drawn.
+// 2. The ground of a pane is drawn once, into an image. The image is kept as long as pictures have this ground. Only the
+//    places where shapes are, or were in the last picture, are drawn again.
+// 3. The view counts y upward, as images do. A picture counts y downward, so y is turned around here.
 //
 // Each call has its own autorelease pool for the objects that AppKit makes.
 #include "demo/gfx/gfxsubsystem.h"
 
 #import <AppKit/AppKit.h>
 
-@interface BKOpenGLView : NSView {
-    const Picture* _picture; // set while it is drawn, else null
-}
+#include <algorithm>
+
+@interface BKOpenGLView : NSView
 - (void)draw:(const Picture*)picture;
 @end
+
+// There is one view, and these belong to it.
+static Picture s_picture;                      // the last one
+static std::vector<bool> s_isChanged;          // for each pane
+static NSRect s_changedArea;                   // the panes of s_isChanged; empty when they were drawn
+static std::shared_ptr<const Shapes> s_ground; // what the image shows
+static NSImage* s_groundImage;
+static std::vector<NSRect> s_shown; // where the shapes are that were drawn on the ground
 
 // The method of BKWindow, the class of core's windows, that takes the view.
 @interface NSWindow (BKWindow)
@@ -23,25 +37,19 @@
 - (BOOL)takeClose;
 @end
 
-static NSColor* colorOf(unsigned int colour)
+static NSColor* colorOf(unsigned int colour, float alpha)
 {
     return [NSColor colorWithCalibratedRed:((colour >> 16) & 0xff) / 255.0
                                      green:((colour >> 8) & 0xff) / 255.0
                                       blue:(colour & 0xff) / 255.0
-                                     alpha:1.0];
+                                     alpha:alpha];
 }
 
 static NSDictionary* attributesOf(const Label& label, CGFloat size)
 {
     NSFont* font = label.isBold ? [NSFont boldSystemFontOfSize:size] : [NSFont systemFontOfSize:size];
-    return [NSDictionary dictionaryWithObjectsAndKeys:font, NSFontAttributeName, colorOf(label.colour),
+    return [NSDictionary dictionaryWithObjectsAndKeys:font, NSFontAttributeName, colorOf(label.colour, 1),
                                                       NSForegroundColorAttributeName, nil];
-}
-
-static void drawBox(const Box& box)
-{
-    [colorOf(box.colour) set];
-    NSRectFill(NSMakeRect(box.x, box.y, box.width, box.height));
 }
 
 // Returns the distance from the label's x to the start of a text of this width.
@@ -58,7 +66,7 @@ static CGFloat indentOf(const Label& label, CGFloat width)
     return 0;
 }
 
-static void drawLabel(const Label& label)
+static void drawLabel(const Label& label, CGFloat viewHeight)
 {
     NSString* text = [NSString stringWithUTF8String:label.text.c_str()];
     if ([text length] == 0) {
@@ -70,16 +78,154 @@ static void drawLabel(const Label& label)
         attributes = attributesOf(label, label.size * label.width / size.width);
         size = [text sizeWithAttributes:attributes];
     }
-    const NSPoint corner = NSMakePoint(label.x + indentOf(label, size.width), label.y - size.height / 2);
+    const NSPoint corner = NSMakePoint(label.x + indentOf(label, size.width), viewHeight - label.y - size.height / 2);
     [text drawAtPoint:corner withAttributes:attributes];
 }
 
-@implementation BKOpenGLView
-
-- (BOOL)isFlipped
+static NSPoint middleOf(NSPoint first, NSPoint second)
 {
-    return YES;
+    return NSMakePoint((first.x + second.x) / 2, (first.y + second.y) / 2);
 }
+
+// A curve that leaves the point `from` towards `corner` and arrives at `to` from there.
+static void curveAround(NSBezierPath* path, NSPoint from, NSPoint corner, NSPoint to)
+{
+    const NSPoint first = NSMakePoint(from.x + (corner.x - from.x) * 2 / 3, from.y + (corner.y - from.y) * 2 / 3);
+    const NSPoint second = NSMakePoint(to.x + (corner.x - to.x) * 2 / 3, to.y + (corner.y - to.y) * 2 / 3);
+    [path curveToPoint:to controlPoint1:first controlPoint2:second];
+}
+
+static void addOutline(NSBezierPath* path, const Outline& outline, bool isRound, NSPoint origin)
+{
+    const auto at = [&](size_t index) {
+        const Point& point = outline[index % outline.size()];
+        return NSMakePoint(point.x - origin.x, origin.y - point.y);
+    };
+    if (isRound) {
+        [path moveToPoint:middleOf(at(0), at(1))];
+        for (size_t index = 1; index <= outline.size(); ++index) {
+            curveAround(path, middleOf(at(index - 1), at(index)), at(index), middleOf(at(index), at(index + 1)));
+        }
+    } else {
+        [path moveToPoint:at(0)];
+        for (size_t index = 1; index < outline.size(); ++index) {
+            [path lineToPoint:at(index)];
+        }
+    }
+    [path closePath];
+}
+
+// origin is the place in the picture that is drawn at 0, 0.
+static void drawShapes(const Shapes& shapes, NSPoint origin)
+{
+    for (const Shape& shape : shapes) {
+        NSBezierPath* path = [NSBezierPath bezierPath];
+        for (const Outline& outline : shape.outlines) {
+            addOutline(path, outline, shape.isRound, origin);
+        }
+        [path setWindingRule:NSEvenOddWindingRule];
+        [colorOf(shape.colour, shape.alpha) set];
+        if (shape.line > 0) {
+            [path setLineWidth:shape.line];
+            [path setLineJoinStyle:NSRoundLineJoinStyle];
+            [path stroke];
+        } else {
+            [path fill];
+        }
+    }
+}
+
+static void drawGround(const Pane& pane, NSRect area)
+{
+    const NSRect whole = NSMakeRect(0, 0, NSWidth(area), NSHeight(area));
+    if (s_ground != pane.ground || !NSEqualSizes([s_groundImage size], whole.size)) {
+        [s_groundImage release];
+        s_groundImage = [[NSImage alloc] initWithSize:whole.size];
+        s_ground = pane.ground;
+        [s_groundImage lockFocus];
+        drawShapes(*s_ground, NSMakePoint(pane.area.x, pane.area.y + pane.area.height));
+        [s_groundImage unlockFocus];
+    }
+    [s_groundImage drawInRect:area fromRect:whole operation:NSCompositeCopy fraction:1];
+}
+
+static NSRect areaOf(const Pane& pane, CGFloat viewHeight)
+{
+    return NSMakeRect(pane.area.x, viewHeight - pane.area.y - pane.area.height, pane.area.width, pane.area.height);
+}
+
+static NSRect boundsOf(const Shape& shape, CGFloat viewHeight)
+{
+    const Point& first = shape.outlines[0][0];
+    CGFloat left = first.x, right = first.x, top = first.y, bottom = first.y;
+    for (const Outline& outline : shape.outlines) {
+        for (const Point& point : outline) {
+            left = std::min<CGFloat>(left, point.x);
+            right = std::max<CGFloat>(right, point.x);
+            top = std::min<CGFloat>(top, point.y);
+            bottom = std::max<CGFloat>(bottom, point.y);
+        }
+    }
+    const CGFloat edge = shape.line + 1; // a smooth edge ends in the next pixel
+    return NSIntegralRect(
+        NSMakeRect(left - edge, viewHeight - bottom - edge, right - left + 2 * edge, bottom - top + 2 * edge));
+}
+
+// Adds the bounds of the shapes. The bounds of shapes that follow each other and overlap become one rectangle.
+static void addBounds(const Shapes& shapes, CGFloat viewHeight, std::vector<NSRect>* rects)
+{
+    const size_t begin = rects->size();
+    for (const Shape& shape : shapes) {
+        const NSRect bounds = boundsOf(shape, viewHeight);
+        if (rects->size() > begin && NSIntersectsRect(rects->back(), bounds)) {
+            rects->back() = NSUnionRect(rects->back(), bounds);
+        } else {
+            rects->push_back(bounds);
+        }
+    }
+}
+
+// The part of a pane that has to be drawn again. Null for last: the view did not have this pane.
+static NSRect changedAreaOf(const Pane* last, const Pane& pane, CGFloat viewHeight)
+{
+    const NSRect area = areaOf(pane, viewHeight);
+    if (!last || !pane.ground || last->ground != pane.ground || !NSEqualRects(areaOf(*last, viewHeight), area)) {
+        return area;
+    }
+    std::vector<NSRect> rects;
+    addBounds(last->shapes, viewHeight, &rects);
+    addBounds(pane.shapes, viewHeight, &rects);
+    NSRect changed = NSZeroRect;
+    for (const NSRect& rect : rects) {
+        changed = NSUnionRect(changed, rect);
+    }
+    return NSIntersectionRect(changed, area);
+}
+
+static void drawPane(const Pane& pane, CGFloat viewHeight, bool isAll)
+{
+    const NSRect area = areaOf(pane, viewHeight);
+    [NSGraphicsContext saveGraphicsState];
+    NSRectClip(area);
+    if (pane.ground) {
+        std::vector<NSRect> rects;
+        addBounds(pane.shapes, viewHeight, &rects);
+        std::vector<NSRect> changed = rects;
+        changed.insert(changed.end(), s_shown.begin(), s_shown.end());
+        if (!isAll && s_ground == pane.ground && !changed.empty()) {
+            NSRectClipList(changed.data(), static_cast<int>(changed.size()));
+        }
+        s_shown = rects;
+        drawGround(pane, area);
+    }
+    drawShapes(pane.shapes, NSMakePoint(0, viewHeight));
+    for (const Label& label : pane.labels) {
+        drawLabel(label, viewHeight);
+    }
+    [NSGraphicsContext restoreGraphicsState];
+}
+
+@implementation BKOpenGLView
 
 - (BOOL)isOpaque
 {
@@ -93,24 +239,34 @@ static void drawLabel(const Label& label)
 
 - (void)draw:(const Picture*)picture
 {
-    _picture = picture;
-    [self display];
-    _picture = nullptr;
+    s_isChanged.assign(picture->size(), true);
+    s_changedArea = NSZeroRect;
+    for (size_t index = 0; index < picture->size(); ++index) {
+        const Pane& pane = (*picture)[index];
+        s_isChanged[index] = index >= s_picture.size() || !(pane == s_picture[index]);
+        if (s_isChanged[index]) {
+            const Pane* last = index < s_picture.size() ? &s_picture[index] : nullptr;
+            s_changedArea = NSUnionRect(s_changedArea, changedAreaOf(last, pane, NSHeight([self bounds])));
+        }
+    }
+    s_picture = *picture;
+    [self setNeedsDisplayInRect:s_changedArea];
+    [self displayIfNeeded];
+    s_changedArea = NSZeroRect;
     [[self window] flushWindow];
 }
 
 - (void)drawRect:(NSRect)dirty
 {
-    [[NSColor blackColor] set];
-    NSRectFill(dirty);
-    if (!_picture) {
-        return; // AppKit redraws between two frames; the next frame follows within 33 ms
+    if (s_picture.empty()) {
+        [[NSColor blackColor] set];
+        NSRectFill(dirty);
     }
-    for (const Box& box : _picture->boxes) {
-        drawBox(box);
-    }
-    for (const Label& label : _picture->labels) {
-        drawLabel(label);
+    const bool isAll = !NSContainsRect(s_changedArea, dirty);
+    for (size_t index = 0; index < s_picture.size(); ++index) {
+        if (isAll || s_isChanged[index]) {
+            drawPane(s_picture[index], NSHeight([self bounds]), isAll);
+        }
     }
 }
 
@@ -186,6 +342,7 @@ void AppKitGfx::attach(void* window)
     [target setContentView:m_view];
     [target makeFirstResponder:m_view];
     [target setGLView:m_view];
+    s_picture.clear(); // a new window shows nothing yet
     [pool release];
 }
 
@@ -236,14 +393,14 @@ bool AppKitGfx::nextEvent(GfxEvent* event)
                                                untilDate:[NSDate distantPast]
                                                   inMode:NSDefaultRunLoopMode
                                                  dequeue:YES];
-    *event = {GFX_IGNORED, 0, m_buttons};
+    *event = {GFX_IGNORED, 0, m_buttons, false};
     if (next && [next type] == NSKeyDown) {
         // The event is not sent on: AppKit would beep, because no object handles the key.
-        *event = {GFX_KEY, [next keyCode], m_buttons};
+        *event = {GFX_KEY, [next keyCode], m_buttons, false};
     } else if (next && [next type] != NSKeyUp) {
         if (isMouse(next)) {
             m_buttons = buttonsBehind(next, m_buttons);
-            *event = {GFX_MOUSE, 0, m_buttons};
+            *event = {GFX_MOUSE, 0, m_buttons, [next type] == NSLeftMouseDown};
         }
         [m_application sendEvent:next];
     }

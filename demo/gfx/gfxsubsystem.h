@@ -28,6 +28,7 @@ struct GfxEvent {
     e_GfxEvent type;
     int keyCode;          // GFX_KEY: the Mac's key code, the argument of Platform::RawKeyToLocalKey
     unsigned int buttons; // GFX_MOUSE: the buttons held down; bit 0 is the left button, bit 1 the right button
+    bool isClick;         // GFX_MOUSE: the left button was pressed
 };
 
 class GfxSubsystem {

@@ -68,7 +68,7 @@ TEST_F(DemoRun, ChoicesAreKeptForTheNextRun)
 TEST_F(DemoRun, AWrongSwitchEndsTheGameAndIsNotRemembered)
 {
     EXPECT_EQ(run("-locale de -width 5"), 2) << m_said;
-    EXPECT_TRUE(said("-width braucht eine Zahl von 320 bis 8192; \"5\" ist keine.")) << m_said;
+    EXPECT_TRUE(said("-width braucht eine Zahl von 640 bis 8192; \"5\" ist keine.")) << m_said;
     ASSERT_EQ(run(""), 0) << m_said;
     EXPECT_TRUE(said("Good runs before this one: 0.")) << m_said;
 }

@@ -127,19 +127,20 @@ protected:
     static void show(Screen& screen)
     {
         static DemoGame s_game;
-        screen.show({1, 280, s_game.campaign(), {}, screen.input()});
+        static const std::vector<BankBar> s_banks;
+        screen.show({1, 280, 1, s_game.campaign(), s_game.player(), s_banks, screen.input()});
     }
 
     // A key by its number on the Mac.
     static void press(Screen& screen, int macKey)
     {
         s_asked.clear();
-        s_gfx.events.push_back({GFX_KEY, macKey, 0});
+        s_gfx.events.push_back({GFX_KEY, macKey, 0, false});
         show(screen);
     }
 };
 
-static const int sc_f = 3, sc_h = 4, sc_c = 8, sc_escape = 53, sc_up = 126;
+static const int sc_f = 3, sc_h = 4, sc_c = 8, sc_2 = 19, sc_p = 35, sc_escape = 53, sc_up = 126;
 
 TEST_F(DemoScreen, OpensAWindowAndShowsItWithItsView)
 {
@@ -195,8 +196,8 @@ TEST_F(DemoScreen, TheGameGoesOnWhenTheSwitchLosesTheWindow)
 {
     Screen screen(800, 500, false);
     s_hasWindows = false;
-    s_gfx.events.push_back({GFX_KEY, sc_f, 0});
-    s_gfx.events.push_back({GFX_KEY, sc_escape, 0}); // has no window to come from
+    s_gfx.events.push_back({GFX_KEY, sc_f, 0, false});
+    s_gfx.events.push_back({GFX_KEY, sc_escape, 0, false}); // has no window to come from
     show(screen);
     EXPECT_FALSE(screen.isOpen());
     EXPECT_FALSE(screen.isLeft());
@@ -228,7 +229,7 @@ TEST_F(DemoScreen, EscapeAndTheCloseButtonLeaveTheGame)
     EXPECT_TRUE(byKey.isLeft());
 
     Screen byButton(800, 500, false);
-    s_gfx.events.push_back({GFX_CLOSE, 0, 0});
+    s_gfx.events.push_back({GFX_CLOSE, 0, 0, false});
     show(byButton);
     EXPECT_TRUE(byButton.isLeft());
 }
@@ -241,14 +242,41 @@ TEST_F(DemoScreen, RemembersKeyAndMouse)
     EXPECT_TRUE(screen.input().hasKey);
     EXPECT_EQ(screen.input().macKey, 126);
     EXPECT_EQ(screen.input().key, 146u);
-    s_gfx.events.push_back({GFX_IGNORED, 0, 0});
+    s_gfx.events.push_back({GFX_IGNORED, 0, 0, false});
     show(screen);
     EXPECT_EQ(screen.input().mouseX, 0); // only a mouse event has a position
-    s_gfx.events.push_back({GFX_MOUSE, 0, 2});
+    s_gfx.events.push_back({GFX_MOUSE, 0, 2, false});
     show(screen);
     EXPECT_EQ(screen.input().mouseX, 12);
     EXPECT_EQ(screen.input().mouseY, 34);
     EXPECT_EQ(screen.input().mouseButtons, 2u);
+}
+
+TEST_F(DemoScreen, AClickAndADigitAreToldOnce)
+{
+    Screen screen(800, 500, false);
+    EXPECT_EQ(screen.input().width, 640);
+    EXPECT_EQ(screen.input().height, 400);
+    s_gfx.events.push_back({GFX_KEY, sc_2, 0, false});
+    s_gfx.events.push_back({GFX_MOUSE, 0, 1, true});
+    press(screen, sc_p);
+    EXPECT_TRUE(screen.input().isClicked);
+    EXPECT_EQ(screen.input().digit, 2);
+    EXPECT_FALSE(screen.input().isPaused);            // events after a click wait
+    s_gfx.events.push_back({GFX_MOUSE, 0, 1, false}); // moves while the button is held
+    show(screen);
+    EXPECT_FALSE(screen.input().isClicked);
+    EXPECT_EQ(screen.input().digit, 0);
+    EXPECT_TRUE(screen.input().isPaused);
+}
+
+TEST_F(DemoScreen, TheKeyPStopsTheGameAndLetsItGoOn)
+{
+    Screen screen(800, 500, false);
+    press(screen, sc_p);
+    EXPECT_TRUE(screen.input().isPaused);
+    press(screen, sc_p);
+    EXPECT_FALSE(screen.input().isPaused);
 }
 
 TEST_F(DemoScreen, LeavesMouseCursorAndWindowAsTheyWere)

@@ -33,7 +33,7 @@ static DataFault faultOfUnits(const std::string& lines)
 
 static std::string unit(const std::string& line)
 {
-    return "unit\n{\nname = \"a\"\ntitle = \"A\"\nsymbol = \"a\"\nhealth = 5\ndamage = 1 2\n" + line + "\n}\n";
+    return "unit\n{\nname = \"a\"\ntitle = \"A\"\nhealth = 5\ndamage = 1 2\n" + line + "\n}\n";
 }
 
 // With one kind of unit, "a".
@@ -80,12 +80,12 @@ TEST(DataFile, AWrongLineIsFoundWithItsNumberAndWhatWasExpected)
         {"name = plain", "name = string, 1..60"},
         {"name = \"open", "name = string, 1..60"},
         {"name = \"a\" b", "name = string, 1..60"},
-        {"symbol = \"ab\"", "symbol = string, 1..1"},
+        {"shape = \"\"", "shape = string, 1..60"},
     };
     for (const auto& wrong : cases) {
         const DataFault fault = faultOfUnits(unit(wrong.line));
         EXPECT_EQ(fault.path, "data.txt") << wrong.line;
-        EXPECT_EQ(fault.line, 8u) << wrong.line;
+        EXPECT_EQ(fault.line, 7u) << wrong.line;
         EXPECT_EQ(fault.expected, wrong.expected);
         EXPECT_EQ(fault.found, wrong.line);
     }
@@ -94,7 +94,7 @@ TEST(DataFile, AWrongLineIsFoundWithItsNumberAndWhatWasExpected)
 TEST(DataFile, AnUnknownLineIsToldAllNamesThatThereAre)
 {
     EXPECT_EQ(faultOfUnits(unit("wings = 2")).expected,
-              "name | title | symbol | health | armour | damage | pause | speed | reach | flies | hitsFlying");
+              "name | title | shape | health | armour | damage | pause | speed | reach | flies | hitsFlying");
 }
 
 TEST(DataFile, BracesHaveToMatch)
@@ -197,11 +197,66 @@ TEST(Battle, EndsTheSameWayOnEveryHost)
     for (int army = 0; army < 2; ++army) {
         level.squads[army] = {army, &archer, 12, 5.0f + 30.0f * static_cast<float>(army), 10, 4};
     }
-    Battle battle(level, sc_coreBank);
+    const BankPlans banks; // both banks of the battle are the library's
+    Battle battle(level, banks);
     for (int frame = 0; frame < level.frames; ++frame) {
         battle.playFrame();
     }
     EXPECT_EQ(battle.winner(), 1);
     EXPECT_EQ(battle.left(1), 6);
     EXPECT_EQ(battle.hits(), 112u);
+}
+
+TEST(Battle, WaterSlowsAWalkerButNotAFlyer)
+{
+    GameMemory memory;
+    memory.defineCoreBank();
+    memory.start();
+    UnitKind kinds[2];
+    kinds[1].flies = true;
+    std::deque<Ground> grounds(2);
+    grounds[0].letter = "g";
+    grounds[1].letter = "w";
+    grounds[1].pace = 0.25f;
+    Level level;
+    level.width = 30;
+    level.height = 2;
+    level.frames = 9;
+    level.grounds = &grounds;
+    level.rows = {"gggggggggggggggwwwwwwwwwwwwwww", "gggggggggggggggwwwwwwwwwwwwwww"};
+    for (UnitKind& kind : kinds) {
+        kind.health = 10;
+        kind.speed = 1;
+        kind.hitsFlying = true;
+    }
+    level.squads = {{0, &kinds[0], 1, 2, 1, 0}, {1, &kinds[0], 1, 28, 1, 0}, {1, &kinds[1], 1, 28, 1, 0}};
+    const BankPlans banks;
+    Battle battle(level, banks);
+    battle.playFrame();
+    EXPECT_EQ(battle.units()[0]->x, 3.0f);
+    EXPECT_EQ(battle.units()[1]->x, 27.75f);
+    EXPECT_EQ(battle.units()[2]->x, 27.0f);
+}
+
+TEST(Levels, NameOnlyGroundsThatThereAre)
+{
+    GameMemory memory;
+    memory.defineCoreBank();
+    memory.start();
+    GameData data;
+    DataFile shapes(write("shape\n{\nname = \"tree\"\npart\n{\npoints = \"0 0 1 0 1 1\"\n}\n}\n"));
+    ASSERT_TRUE(data.readShapes(shapes)) << shapes.fault().expected;
+    DataFile grounds(write("ground\n{\nletter = \"g\"\ncolour = \"00ff7f\"\nshape = \"tree\"\n}\n"));
+    ASSERT_TRUE(data.readGrounds(grounds)) << grounds.fault().expected;
+    EXPECT_EQ(data.grounds()[0].colour, 0x00ff7fu);
+    EXPECT_EQ(data.grounds()[0].drawing, data.findDrawing("tree"));
+    DataFile levels(write("level\n{\nrow = \"ggxg\"\n}\n"));
+    EXPECT_FALSE(data.readLevels(levels));
+    EXPECT_EQ(levels.fault().expected, "row = string, letters of grounds.txt");
+    GameData other;
+    DataFile nowhere(write("ground\n{\nletter = \"g\"\nshape = \"bush\"\n}\n"));
+    EXPECT_FALSE(other.readGrounds(nowhere));
+    DataFile wrong(write("shape\n{\nname = \"a\"\npart\n{\npoints = \"0 0 1 0 1\"\n}\n}\n"));
+    EXPECT_FALSE(other.readShapes(wrong));
+    EXPECT_EQ(wrong.fault().expected, "points = string, three points or more");
 }

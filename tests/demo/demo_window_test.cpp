@@ -17,7 +17,7 @@ protected:
             GTEST_SKIP() << "there is no xdotool";
         }
         if (!IsSkipped()) {
-            start("800x600x24");
+            start("1024x768x24");
             m_display = XOpenDisplay(nullptr);
             ASSERT_NE(m_display, nullptr);
         }
@@ -43,10 +43,10 @@ protected:
             const int out = open("demo.out", O_WRONLY | O_CREAT | O_TRUNC, 0644);
             dup2(out, STDOUT_FILENO);
             dup2(open("/dev/null", O_WRONLY), STDERR_FILENO); // AppKit misses a window manager, and says so
-            execl(CORE_DEMO, CORE_DEMO, "-width", "400", "-height", "300", option, value, nullptr);
+            execl(CORE_DEMO, CORE_DEMO, "-width", "640", "-height", "480", option, value, nullptr);
             _exit(127);
         }
-        ASSERT_TRUE(becomes([this] { return brightIn(200, 150, 400, 300) > 1000; }));
+        ASSERT_TRUE(becomes([this] { return brightIn(192, 144, 640, 480) > 1000; }));
     }
 
     int end()
@@ -76,6 +76,12 @@ protected:
 
     static void press(const char* key) { ASSERT_EQ(system((std::string("xdotool key ") + key).c_str()), 0); }
 
+    static void click(int x, int y)
+    {
+        const std::string place = std::to_string(x) + " " + std::to_string(y);
+        ASSERT_EQ(system(("xdotool mousemove " + place + " click 1").c_str()), 0);
+    }
+
     static bool said(const std::string& text)
     {
         std::ostringstream all;
@@ -92,7 +98,7 @@ protected:
         for (unsigned int index = 0; index < count && !found; ++index) {
             XWindowAttributes window;
             XGetWindowAttributes(m_display, children[index], &window);
-            const bool fits = window.width == 400 && window.height == 300 && window.map_state == IsViewable;
+            const bool fits = window.width == 640 && window.height == 480 && window.map_state == IsViewable;
             found = fits ? children[index] : findWindow(children[index]);
         }
         XFree(children);
@@ -136,6 +142,19 @@ TEST_F(DemoWindow, TheCloseButtonEndsTheGameWithAllItsChecks)
     EXPECT_FALSE(said("1,927,824 operations"));
 }
 
+TEST_F(DemoWindow, AClickOnTheMapPlacesAUnitThatFights)
+{
+    startDemo();
+    const Window window = findWindow(DefaultRootWindow(m_display));
+    int x = 0, y = 0;
+    Window child = 0;
+    ASSERT_TRUE(XTranslateCoordinates(m_display, window, DefaultRootWindow(m_display), 0, 0, &x, &y, &child));
+    click(x + 50, y + 240);
+    press("Escape");
+    EXPECT_EQ(end(), 0);
+    EXPECT_TRUE(said("Marsh League has 24 of 24 units left")); // the level has 23
+}
+
 TEST_F(DemoWindow, TheKeyFSwitchesToFullScreenAndBack)
 {
     startDemo();
@@ -143,7 +162,7 @@ TEST_F(DemoWindow, TheKeyFSwitchesToFullScreenAndBack)
     press("f");
     EXPECT_TRUE(becomes([this] { return isFullScreen(); }));
     press("f");
-    EXPECT_TRUE(becomes([this] { return !isFullScreen() && brightIn(0, 0, 800, 600) > 1000; }));
+    EXPECT_TRUE(becomes([this] { return !isFullScreen() && brightIn(0, 0, 1024, 768) > 1000; }));
     press("Escape");
     EXPECT_EQ(end(), 0);
 }
@@ -164,7 +183,7 @@ TEST_F(DemoWindow, TheNextRunBeginsInTheKindOfWindowThisOneEndedIn)
 
 TEST_F(DemoWindow, TheGameEndsAfterTheLastFrame)
 {
-    startDemo("-frames", "60");
+    startDemo("-frames", "12");
     EXPECT_EQ(end(), 0);
     EXPECT_TRUE(said("All 13 banks check out"));
 }

@@ -199,7 +199,7 @@ TEST(CoreConfigTable, AndThePageExplainEachCheckOfTheSources)
 TEST(CoreConfig, FindsNothingInTheFilesOfTheDemo)
 {
     const std::string game = DEMO_GAME;
-    for (const char* name : {"units.txt", "levels.txt", "banks.txt", "demo.ini"}) {
+    for (const char* name : {"shapes.txt", "grounds.txt", "units.txt", "levels.txt", "banks.txt", "demo.ini"}) {
         const std::string bytes = readFile(game + '/' + name);
         EXPECT_GT(bytes.size(), 100u);
         EXPECT_EQ(findingsOf(bytes, optionsFor(name)), "") << name;

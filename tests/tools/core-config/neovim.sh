@@ -5,7 +5,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 mkdir "$folder/Game"
-printf 'unit\r\n{\r\n    name = "a"\r\n    title = "A"\r\n    helth = 5\r\n\r\n    damage=1 2\r\n    symbol = "a"\r\n}\r\n' \
+printf 'unit\r\n{\r\n    name = "a"\r\n    title = "A"\r\n    helth = 5\r\n\r\n    damage=1 2\r\n    shape = "a"\r\n}\r\n' \
     >"$folder/Game/units.txt"
 cd "$folder"
 HOME=$folder XDG_CACHE_HOME=$folder XDG_DATA_HOME=$folder PROGRAM=$2 SCHEMA=$3 \

@@ -3,10 +3,10 @@
 
 #include <stdlib.h>
 
-// Returns count; an eighth of it under the thread sanitizer, which makes a program ten times as slow and looks for faults
-// between threads, while the models have one thread; a quarter of it on PowerPC, where an emulator makes it six times as
-// slow, and where the rounds are the same as in the other builds. The variable ALL_ROUNDS in the environment asks for all
-// rounds there. All other builds play every round.
+// Returns count; an eighth of it under the thread sanitizer, which makes a program ten times as slow and looks for
+// faults between threads, while the models have one thread; a quarter of it on PowerPC, where an emulator makes it six
+// times as slow, and where the rounds are the same as in the other builds. The variable ALL_ROUNDS in the environment
+// asks for all rounds there. All other builds play every round.
 inline int rounds(int count)
 {
 #ifdef __SANITIZE_THREAD__

@@ -45,7 +45,7 @@ static bool isLibrarys(const void* caller)
 }
 
 // Calls that do not count, because the library that makes them ignores their failure: libgettextpo 0.21 does not notice
-// that a write fails.
+// that a write fails, and crashes if it gets no stream.
 static bool isIgnored(const void* caller)
 {
     dl_find_object where;
@@ -187,9 +187,10 @@ static bool fails(const char* name, e_CallKind kind, const void* caller, bool in
 template <class Function>
 static Function* next(Function*, const char* name)
 {
+    const bool wasInside = s_isInside;
     s_isInside = true;
     void* found = dlsym(RTLD_NEXT, name);
-    s_isInside = false;
+    s_isInside = wasInside;
     return reinterpret_cast<Function*>(found);
 }
 
@@ -264,7 +265,6 @@ FAILING(char*, nullptr, realpath, CALL_FILE, false, (const char* path, char* out
 FAILING(char*, nullptr, getcwd, CALL_FILE, false, (char* out, size_t size)NO_THROW, (out, size))
 FAILING(DIR*, nullptr, opendir, CALL_FILE, false, (const char* path), (path))
 FAILING(DIR*, nullptr, fdopendir, CALL_FILE, false, (int file), (file))
-FAILING(FILE*, nullptr, fdopen, CALL_FILE, false, (int file, const char* mode)NO_THROW, (file, mode))
 FILE_CALL(access, (const char* path, int mode)NO_THROW, (path, mode))
 FILE_CALL(stat, (const char* path, struct stat* status)NO_THROW, (path, status))
 FILE_CALL(lstat, (const char* path, struct stat* status)NO_THROW, (path, status))
@@ -287,6 +287,18 @@ FILE_CALL(scandir,
            int (*compare)(const struct dirent**, const struct dirent**)),
           (path, out, select, compare))
 FAILING(int, -1, flock, CALL_LOCK, true, (int file, int operation)NO_THROW, (file, operation))
+
+extern "C" FILE* fdopen(int file, const char* mode) noexcept(true)
+{
+    if (isIgnored(CALLER)) {
+        const bool wasInside = s_isInside;
+        s_isInside = true;
+        FILE* stream = NEXT(fdopen)(file, mode);
+        s_isInside = wasInside;
+        return stream;
+    }
+    return fails("fdopen", CALL_FILE, CALLER) ? nullptr : NEXT(fdopen)(file, mode);
+}
 
 extern "C" FILE* fopen(const char* path, const char* mode)
 {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <ctype.h>
 #include <dlfcn.h>
+#include <errno.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -129,7 +130,8 @@ public:
             ::play(m_scenario, failing, m_report);
         }
         Run run = {};
-        waitpid(child, &run.status, 0);
+        while (waitpid(child, &run.status, 0) < 0 && errno == EINTR) {
+        }
         run.liveBlocks = m_report->liveBlocks;
         run.openFiles = m_report->openFiles;
         run.hasEnded = m_report->hasEnded;

@@ -3,6 +3,16 @@
 #include "core/memorymgr.h"
 #include "core/memorymgr_nodes.h"
 
+#include <stdint.h>
+
+// Whether a header can lie at this address: all of its bytes are in the bank's region. The first header of a region that
+// is smaller than a header lies at its start, too.
+static bool isInRegion(const MemoryBank_s* bank, const MemoryHeapNode_s* node)
+{
+    const uintptr_t offset = reinterpret_cast<uintptr_t>(node) - reinterpret_cast<uintptr_t>(bank->base);
+    return offset == 0 || (bank->base && offset < bank->size && bank->size - offset >= sc_headerSize);
+}
+
 // The sums over the nodes of a list.
 struct ListSums {
     unsigned int bytes;
@@ -17,7 +27,7 @@ struct ListSums {
 static int measure(const MemoryBank_s* bank, const MemoryHeapNode_s* list, unsigned int magic, int markError,
                    ListSums* sums)
 {
-    const unsigned int mostNodes = bank->size / sc_headerSize;
+    const unsigned int mostNodes = bank->size / sc_headerSize + 1;
     for (const MemoryHeapNode_s* node = list; node; node = insideLink(node->next)) {
         if (!isInRegion(bank, node) || node->magic != magic) {
             return markError;

@@ -185,9 +185,7 @@ INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned 
         return MEMERR_BLOCK;
     }
     if (node->size & sc_extBit) {
-        // A block inside the region with this bit is damaged. Its links are none of a fallback block: freed as one, it
-        // would damage the table of these links, and its location would get an address that it never gave.
-        return isInRegion(bank, node) ? MEMERR_BLOCK : _heapExtFree(bank, node, sizeOut);
+        return _heapExtFree(bank, node, sizeOut);
     }
     bank->usedNodeCount -= 1;
     *sizeOut = node->size;

@@ -17,8 +17,6 @@
 
 #include "core/memorymgr.h"
 
-#include <stdint.h>
-
 static const unsigned int sc_magicUsed = 0xfeedface;
 static const unsigned int sc_magicFree = 0xdeadf00d;
 
@@ -35,13 +33,6 @@ inline unsigned int sizeOf(const MemoryHeapNode_s* node)
 inline MemoryHeapNode_s* behind(MemoryHeapNode_s* node)
 {
     return reinterpret_cast<MemoryHeapNode_s*>(reinterpret_cast<char*>(node) + sizeOf(node));
-}
-
-// Whether a header can lie at this address: all of its bytes are in the bank's region.
-inline bool isInRegion(const MemoryBank_s* bank, const MemoryHeapNode_s* node)
-{
-    const uintptr_t offset = reinterpret_cast<uintptr_t>(node) - reinterpret_cast<uintptr_t>(bank->base);
-    return bank->base && offset < bank->size && bank->size - offset >= sc_headerSize;
 }
 
 // Writes the header of a free node of size bytes at place, and returns it. The node is on no list yet. The bytes at

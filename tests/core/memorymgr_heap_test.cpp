@@ -475,17 +475,6 @@ TEST(HeapFree, RefusesAFreedBlockThatIsPartOfALargerNode)
     EXPECT_EQ(freeNodes(heap), "0+1024");
 }
 
-TEST(HeapFree, OfABlockInTheBankWithTheBitOfAFallbackBlockAnswersMemerrBlock)
-{
-    Heap heap(1024);
-    void* block = heap.alloc(100);
-    setHeaderWord(block, 1, headerWord(block, 1) | 0x80000000); // a stray write has set the bit
-    EXPECT_EQ(heap.free(block), MEMERR_BLOCK);
-    setHeaderWord(block, 1, headerWord(block, 1) & 0x7fffffff);
-    EXPECT_EQ(heap.free(block), 0);
-    EXPECT_EQ(freeNodes(heap), "0+1024");
-}
-
 TEST(HeapFree, OfAPointerThatIsNoBlockAnswersMemerrBlock)
 {
     Heap heap(1024);

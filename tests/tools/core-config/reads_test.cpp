@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <set>
+#include <sstream>
 #include <stdlib.h>
 #include <string>
 #include <sys/wait.h>
@@ -214,13 +216,24 @@ TEST(CoreConfigLearn, WritesASchemaThatCanBeReadWhateverTheFilesAre)
     EXPECT_NE(run("check --schema game.schema Data/world.txt").status, 2) << readFile("errors");
 }
 
+static std::multiset<std::string> sortedLines(const std::string& text)
+{
+    std::istringstream stream(text);
+    std::multiset<std::string> lines;
+    for (std::string line; std::getline(stream, line);) {
+        lines.insert(line);
+    }
+    return lines;
+}
+
 TEST(CoreConfigLearn, NeedsNoMoreMemoryForAGameThatReadsItsFilesAgainAndAgain)
 {
     writeData(sc_world);
     const Result result = runShell("{ ulimit -f 2000; '" PROGRAM "' learn -o game.schema -- '" GAME "' again; }");
     EXPECT_EQ(result.status, 0);
     EXPECT_FALSE(contains(result.errors, "missing")) << result.errors; // events, for which the journal has no room
-    EXPECT_EQ(readFile("game.schema"), sc_learnt);
+    EXPECT_EQ(sortedLines(readFile("game.schema")),
+              sortedLines(sc_learnt)); // names without a line have no fixed order
 }
 
 TEST(CoreConfigLearn, RefusesWhatItCannotDo)

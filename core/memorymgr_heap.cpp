@@ -91,8 +91,11 @@ __attribute__((flatten)) void* MemoryMgr::alloc(int index, unsigned long size, c
     }
     BankLock lock(index);
     RulesWatch watch(index, bank, nullptr);
+    // A lambda: clang's flatten inlines each function that is called from here directly, also one that a program or a tool
+    // has replaced.
+    const auto endOutOfMemory = [this] { _endOutOfMemory(); };
     if (size > sc_largestNode && size > largestRequest(bank)) {
-        _endOutOfMemory(); // no bank serves it; the sums below could wrap
+        endOutOfMemory(); // no bank serves it; the sums below could wrap
     }
 
     void* block = nullptr;
@@ -111,7 +114,7 @@ __attribute__((flatten)) void* MemoryMgr::alloc(int index, unsigned long size, c
     }
     block = _allocExtNode(bank, fallbackSize, file, line);
     if (!block) {
-        _endOutOfMemory();
+        endOutOfMemory();
     }
     return block;
 }

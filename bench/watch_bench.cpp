@@ -1,11 +1,11 @@
-// What a game's allocations cost under core-memory run, beside the same game alone. The game plays a recorded session in
-// a bank.
+// Measures how much slower a game's allocations are under core-memory run than without it. The game plays a recorded
+// session in a bank.
 //
 //     watch_bench [PART OF A SUBJECT]
 //     watch_bench play SESSION            the game: prints the nanoseconds of one operation
 //
-// Each game is a process of its own, with and without the tool in turns. The time is the processor time of the game's
-// thread. What core-memory itself does, and what the game does at its end, is not counted.
+// Each game is a separate process. Games with and without the tool run in turns. The time is the processor time of
+// the game's thread. The work of core-memory itself and the work at the game's end are not counted.
 #include "core/memorymgr.h"
 #include "memorymgr_sides.h"
 #include "peers.h"

@@ -1,4 +1,4 @@
-// Comparing two names as stricmp does. Not for games.
+// Compares two names as stricmp does. The library uses this header internally; games do not include it.
 #pragma once
 
 #include "file/file.h"
@@ -13,7 +13,8 @@ extern int (*const _stricmp)(const char*, const char*) __attribute__((weak));
 
 typedef int (*NameComparison)(const char*, const char*);
 
-// The own stricmp; null if it is not known. The dynamic linker sets fileLibrary::_stricmp before any constructor runs.
+// The address of the file library's own stricmp; null if it is not known. The dynamic linker sets
+// fileLibrary::_stricmp before any constructor runs.
 static const NameComparison s_ownStricmp = &fileLibrary::_stricmp ? fileLibrary::_stricmp : nullptr;
 
 static const int sc_lowerBit = 'a' ^ 'A'; // this bit is 1 in 'a' to 'z', and 0 in 'A' to 'Z'
@@ -26,8 +27,8 @@ inline bool differInCase(char left, char right)
 }
 
 // Returns true if the two names have different first letters and stricmp is the file library's own: then stricmp would
-// return another number than 0. Returns false if EqualNames has to compare the names. The hints make the compiler place
-// the usual case, different first letters, in one piece.
+// not return 0. Returns false if EqualNames has to compare the names. Most calls have different first letters. The
+// hints make the compiler place the code of this case without a jump.
 //
 // A game may define stricmp itself. Then its function is called for each comparison, and no letter is compared here.
 inline bool AreDifferent(const char* left, const char* right)

@@ -25,7 +25,7 @@
 // 5. Exception to rules 2 to 4: the newest node, the one that was placed on the list last, has no class, and its
 //    boundary bits are clear. It gets its class and its bits when another node becomes the newest. The answers to the
 //    three questions include the newest node. Among nodes of equal size the newest node is the first. A game often
-//    uses the memory again that it has freed last; then classes and bits do not change.
+//    allocates again the memory that it has just freed; then classes and bits do not change.
 // 6. Before an operation uses an answer, the index compares it with the header of the node. At the first
 //    contradiction the index gives itself up (frees its memory), because the game or a stray write has changed the
 //    bank. From then on the bank's free list is walked.

@@ -275,7 +275,8 @@ inline bool FreeIndex::firstOfAtLeast(const MemoryBank_s* bank, unsigned long si
     return (bank->freeList == m_first && isNode) || _giveUp();
 }
 
-// Does not compare m_first with the bank's list: each operation has asked another question before, which has.
+// Does not compare m_first with the bank's list: each operation has called firstOfAtLeast or neighboursOf before,
+// which make this comparison.
 inline bool FreeIndex::placeFor(unsigned int size, FreePlace* place)
 {
     MemoryHeapNode_s* after = _firstFrom(size);
@@ -336,7 +337,7 @@ inline bool FreeIndex::enterNewest()
     return true;
 }
 
-// Takes the class and the bits of a node that is not the newest.
+// Removes a node that is not the newest from its class, and clears its bits.
 inline void FreeIndex::_leave(const MemoryHeapNode_s* node)
 {
     const MemoryHeapNode_s* after = insideLink(node->next);

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-static const size_t sc_cells = 160; // of a bar, at every size of the view
+static const size_t sc_cells = 160; // the number of cells of a bar; it does not depend on the size of the view
 
 // Adds the range from begin to end to the cells. Both are measured in cells from the bank's start.
 static void use(std::vector<float>* cells, double begin, double end)
@@ -46,7 +46,7 @@ void BankView::refresh(int banks, int rounds)
 {
     m_bars.resize(static_cast<size_t>(banks));
     for (int count = (banks + rounds - 1) / rounds; count > 0; --count) {
-        const watch::CachedMemory memory(m_own); // forgets what the game has changed meanwhile
+        const watch::CachedMemory memory(m_own); // empty: the banks have changed since the last call
         watch::Snapshot snapshot;
         std::string error;
         const int index = static_cast<int>(m_next++ % m_bars.size());

@@ -1,4 +1,4 @@
-// The banks as bars: which parts of each bank are in use, and how many bytes are in fallback blocks.
+// Describes each bank as a bar: which parts of the bank are in use, and how many bytes are in fallback blocks.
 #pragma once
 
 #include "watch/ownmemory.h"
@@ -9,7 +9,7 @@ struct BankBar {
     unsigned int size = 0;     // bytes of the bank
     unsigned int used = 0;     // bytes in use inside the bank, headers included
     unsigned int fallback = 0; // bytes in fallback blocks, headers included
-    std::vector<float> cells;  // the bank in equal parts, from its start: the share of each that is in use, 0 to 1
+    std::vector<float> cells;  // the bank in equal parts, from its start: the used share of each part, 0 to 1
 };
 
 BankBar BarOf(const watch::Bank& bank, size_t cells);
@@ -19,8 +19,8 @@ class BankView {
 public:
     BankView();
 
-    // Reads the next few banks again. Banks change with each frame of the game; after `rounds` calls all have been read.
-    // No other thread may use the banks during the call.
+    // Reads some of the banks again, in turns: after `rounds` calls, each bank was read once. `banks` is the number
+    // of all banks. No other thread may use the banks during the call.
     void refresh(int banks, int rounds);
     const std::vector<BankBar>& bars() const { return m_bars; }
 

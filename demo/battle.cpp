@@ -22,7 +22,8 @@ Battle::~Battle()
     }
 }
 
-// Returns 0 to below - 1, from the high bits: the low bits of a linear congruential generator repeat after few steps.
+// Returns a number from 0 to below - 1. Uses the high bits of the linear congruential generator, because its low bits
+// repeat after few steps.
 unsigned int Battle::random(unsigned int below)
 {
     m_random = m_random * 1664525u + 1013904223u;
@@ -34,8 +35,9 @@ float Battle::randomUpTo(float limit)
     return static_cast<float>(random(1001)) * limit / 1000.0f;
 }
 
-// A block of a bank may begin at any address, but an object needs its alignment, so the block has room to align the
-// object inside it (docs/surprises.md). Stores the block's address in block.
+// Makes an object in a block of the bank, and stores the block's address in block. A block may begin at an address
+// that is not aligned for the object (docs/surprises.md). So the block is larger than the object, and the object
+// begins at the first aligned address in the block.
 template <class Object>
 static Object* makeIn(int bank, void** block, unsigned int line)
 {
@@ -132,7 +134,7 @@ void Battle::hit(Unit& unit, Unit& enemy)
     m_lastHit = hit;
 }
 
-// Returns the nearest enemy that the unit can hit now or after it has walked there; null if there is none.
+// Returns the nearest enemy that the unit can hit, now or after a walk towards the enemy; null if there is none.
 Unit* Battle::findEnemy(const Unit& unit) const
 {
     Unit* nearest = nullptr;

@@ -27,7 +27,7 @@ struct Hit {
     int army; // of the unit that hits
     bool isShot;
     bool isDeadly;
-    const Hit* next; // the hit before this one; null for the first
+    const Hit* next; // the previous hit of this frame; null for the first hit
 };
 
 class Battle {
@@ -40,12 +40,12 @@ public:
 
     void playFrame();
     void join(const UnitKind& kind, int army, float x, float y); // a new unit, with all its health
-    bool isOver() const; // an army has no units left, or the level's number of frames was played
+    bool isOver() const; // true when an army has no units left, or when all frames of the level were played
 
     const Level& level() const { return m_level; }
     const std::vector<Unit*>& units() const { return m_units; } // the units that are alive
     int left(int army) const;                                   // the number of units alive
-    int atStart(int army) const { return m_started[army]; }     // all units that have come to the battle
+    int atStart(int army) const { return m_started[army]; }     // all units of the army that have joined
     const Hit* lastHit() const { return m_lastHit; } // of this frame; valid until the frame bank is emptied
     int winner() const;                              // the army, 0 or 1; -1 while both armies have units
     unsigned int frames() const { return m_frames; } // played

@@ -1,4 +1,4 @@
-// The game's levels: one battle for each, played one after the other.
+// Plays the game's levels one after the other. Each level is one battle.
 #pragma once
 
 #include "demo/battle.h"

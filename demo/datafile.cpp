@@ -113,7 +113,7 @@ bool DataFile::isLine(const char* name)
     return stricmp(m_token, name) == 0;
 }
 
-// Records a fault when the line's value is not good. Returns true: the line had the name.
+// Records a fault when good is false. Always returns true, because the line has this name.
 bool DataFile::expect(bool good, const char* name, const std::string& form)
 {
     if (!good) {
@@ -127,7 +127,8 @@ static std::string formOf(const std::string& type, int low, int high)
     return type + ", " + std::to_string(low) + ".." + std::to_string(high);
 }
 
-// Reads one or two numbers. types names a type for each; a number in brackets may be missing. read calls the parser.
+// Reads one or two numbers. types has the type of each number, for the message of a fault; a number whose type is in
+// brackets may be missing. read calls the parser.
 template <class Number, class Read>
 bool DataFile::readNumbers(const char* name, const std::string& types, Number low, Number high,
                            const std::vector<Number*>& values, Read read)

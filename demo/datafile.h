@@ -37,8 +37,8 @@ public:
     DataFile(const DataFile&) = delete;
     DataFile& operator=(const DataFile&) = delete;
 
-    // Both return false at the end and after a fault.
-    bool nextBlock(const char* name); // goes to the next block of the file; another name than this is a fault
+    // Each returns false at the end of the file or block, and after a fault.
+    bool nextBlock(const char* name); // goes to the next block of the file; a block with a different name is a fault
     bool nextLine();                  // goes to the next line of the current block; false after its closing brace
 
     // Each returns true when the current line has this name. A wrong value is a fault and is not stored.
@@ -56,7 +56,7 @@ public:
     bool beginBlock(const char* name); // an inner block: read its lines until nextLine returns false
 
     bool refuseLine();                              // the line has none of the tried names: a fault; returns true
-    void require(bool given, const char* expected); // at the end of a block: a fault when given is false
+    void require(bool given, const char* expected); // call it at the end of a block: false for given is a fault
 
     bool isGood() const { return m_fault.path.empty(); }
     const DataFault& fault() const { return m_fault; }
@@ -71,9 +71,9 @@ private:
     void blame(const std::string& expected);
 
     std::string m_path;
-    std::string m_text; // for the parser, which cuts it
+    std::string m_text; // the text for the parser, which writes NULs into it
     Parser m_parser;
-    std::vector<std::string> m_lines; // of the text, before the parser cut it
+    std::vector<std::string> m_lines; // of the text, as they are in the file
     size_t m_line = 0;                // the current line, from 1
     std::vector<std::string> m_words; // of the current line, without a comment at its end
     char* m_token = nullptr;          // the first word of the line, in m_text

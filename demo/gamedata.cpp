@@ -17,7 +17,7 @@ size_t Level::groundAt(int x, int y) const
     const std::string& row = rows[std::min<size_t>(std::max(y, 0), rows.size() - 1)];
     const char letter = row[std::min<size_t>(std::max(x, 0), row.size() - 1)];
     size_t index = 0;
-    while ((*grounds)[index].letter[0] != letter) { // readLevels has seen that each letter is the letter of a ground
+    while ((*grounds)[index].letter[0] != letter) { // readLevels refuses letters that no ground has
         ++index;
     }
     return index;
@@ -150,7 +150,7 @@ static void readLevelLine(DataFile& file, Level* level)
         file.readInt("frames", 1, 100000, &level->frames) || file.readWord("seed", &level->seed) || file.refuseLine();
 }
 
-// Takes the line when it is a row of the ground.
+// Reads the line if it is a row of the ground. Returns true if it is one.
 static bool readRow(DataFile& file, const std::deque<Ground>& grounds, Level* level)
 {
     std::string letters, row;

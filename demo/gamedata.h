@@ -11,10 +11,10 @@
 
 class DataFile;
 
-// A filled outline of a drawing. The drawing's own place is 0, 0: where a unit stands. x is to the right, the way that
-// the unit looks, and y down; 10 is the width of a field.
+// A filled outline of a drawing. The point 0, 0 of a drawing is the place where the unit stands. x grows to the
+// right, the direction in which the unit looks; y grows downward. A field is 10 wide.
 struct Part {
-    bool isArmys = false; // the army's colour; else `colour`
+    bool isArmys = false; // true: the part has the army's colour; false: it has `colour`
     unsigned int colour = 0;
     float alpha = 1;
     bool isRound = false;
@@ -33,9 +33,9 @@ struct Ground {
     unsigned int edge = 0; // the colour of its border
     float border = 0;      // width of the border, in fields
     float pace = 1;        // of a unit that walks here; 1 is its full speed
-    std::string over;      // the letters of grounds that go on below this one, such as the water below a bridge
+    std::string over;      // the letters of the grounds that lie below this one, such as the water below a bridge
     std::string shape;     // the name of a drawing that is scattered over the ground; may be empty
-    const Drawing* drawing = nullptr; // the same
+    const Drawing* drawing = nullptr; // the drawing with the name `shape`
     int often = 0;                    // how many of 100 fields have that drawing
 };
 
@@ -43,7 +43,7 @@ struct UnitKind {
     std::string name;                     // the name that levels.txt uses
     std::string title;                    // a key of the string table
     std::string shape;                    // the names of its drawings, from back to front, with blanks between them
-    std::vector<const Drawing*> drawings; // the same
+    std::vector<const Drawing*> drawings; // the drawings with these names
     int health = 0;
     int armour = 0; // subtracted from the damage of each hit
     int leastDamage = 0;
@@ -62,7 +62,7 @@ struct Squad {
     const UnitKind* kind = nullptr;
     int count = 0;
     float x = 0, y = 0; // the position of the first unit, in fields
-    float spread = 1;   // the largest distance of the other units from there, in fields on each axis
+    float spread = 1;   // the largest distance of other units from the first one, in fields on each axis
 };
 
 static const size_t sc_mostReserves = 3; // kinds of units that the player may place in a level
@@ -74,11 +74,11 @@ struct Level {
     int frames = 0;
     unsigned int seed = 0; // of the battle's random numbers
     std::vector<Squad> squads;
-    std::vector<Squad> reserves;   // what the player may place: kind and count
-    std::vector<std::string> rows; // the ground of each field, a letter each; empty: the first ground everywhere
+    std::vector<Squad> reserves;   // the units that the player may place; only kind and count are used
+    std::vector<std::string> rows; // a letter for each field: its ground. Empty: all fields have the first ground
     const std::deque<Ground>* grounds = nullptr;
 
-    // Returns the index of the ground at a place, in fields. Outside of the field, the ground of the nearest field.
+    // Returns the index of the ground of the field x, y. Outside of the map, returns the ground of the nearest field.
     size_t groundAt(int x, int y) const;
     float paceAt(float x, float y) const;
 };
@@ -87,8 +87,8 @@ class GameData {
 public:
     GameData() : m_kindsByName(61, 128) {}
 
-    // Each returns false on a fault; file.fault() describes the fault. Call them in this order: each uses the names of
-    // those before it.
+    // Each returns false on a fault; file.fault() describes the fault. Call them in this order: each function uses
+    // names that the functions before it have read.
     bool readShapes(DataFile& file);
     bool readGrounds(DataFile& file);
     bool readUnits(DataFile& file);

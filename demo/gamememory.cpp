@@ -193,7 +193,7 @@ void KeepFallback(const std::string& path, const std::vector<BankSize>& sizes)
 {
     FILE* file = fopen_mac(fallbackPath(path).c_str(), "wb");
     if (!file) {
-        return; // then the next run shows no fallback blocks of the run before
+        return; // the next run then does not know the fallback blocks of this run
     }
     for (const BankSize& size : sizes) {
         fprintf(file, "%s=%u\n", size.name.c_str(), size.fallback);

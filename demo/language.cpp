@@ -12,7 +12,7 @@
 static const char sc_ownLanguage[] = "en";
 static const size_t sc_longestPath = 127; // bytes of a path that the string table has room for
 
-// The place of the block that each entry of a string table has: the number of these blocks is the number of entries.
+// Each entry of a string table is a block from this place. So the number of these blocks is the number of entries.
 static const char sc_recordPlace[] = "core/stringtable:221";
 
 static unsigned int countEntries()
@@ -38,7 +38,7 @@ static std::string fileIn(const std::string& folder)
 void Language::setFolder(const std::string& folder)
 {
     m_path = fileIn(folder);
-    // The string table truncates a long path. From inside the folder "." is enough.
+    // The string table truncates a long path. So the process enters the folder, and the path becomes ".".
     const bool isInside = m_path.size() > sc_longestPath && chdir(folder.c_str()) == 0;
     StringTable::s_setLocalePath(isInside ? "." : folder.c_str());
 }
@@ -78,8 +78,8 @@ unsigned int Language::newTexts() const
     return countEntries() - m_entries;
 }
 
-// A text that the file does not have would also be the same, because it becomes its own translation. But translate
-// adds an entry for it, so the number of entries shows it.
+// A text that the file lacks also comes back unchanged, because the table uses it as its own translation. But
+// translate then adds an entry. So the number of entries is compared as well.
 bool Language::textsCameBack(unsigned int collected) const
 {
     if (access(m_path.c_str(), R_OK) != 0) {

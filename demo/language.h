@@ -31,9 +31,9 @@ public:
 
     bool isCollecting() const { return m_isCollecting; }
     const std::string& path() const { return m_path; }               // of the strings file
-    const std::string& missingPath() const { return m_missingPath; } // of the chosen language's file, if missing
+    const std::string& missingPath() const { return m_missingPath; } // of the chosen file; empty if it exists
 
-    // The number of texts that were translated so far and were not in the strings file.
+    // The number of texts that the table was asked for so far and that were not in the strings file.
     unsigned int newTexts() const;
 
     // Call it after the table was destroyed. Returns true when the table's strings file has this number of texts, and

@@ -1,4 +1,4 @@
-// A small game without sound, from start-up to shutdown, in a window where there is a display.
+// A small game without sound, from start-up to shutdown. It has a window if the host has a display.
 //
 // Two armies fight the battles of the game's data files. At the same time the demo plays two recorded sessions: every
 // allocation and every free that two real programs made, frame by frame, with the banks of the game. So the banks
@@ -30,7 +30,7 @@ DEMO_TEXT(sc_custom, "The game did not free %u blocks of its own location.\n");
 DEMO_TEXT(sc_collected, "%s texts collected, written to\n%s\nand read back: they are the same.\n");
 DEMO_TEXT(sc_noLanguage, "The game does not have the language \"%s\": there is no file\n%s\n");
 
-static const int sc_pictures = 5; // of each frame; 30 pictures a second are six frames
+static const int sc_pictures = 5; // pictures for each frame: 30 pictures a second show six frames a second
 
 // Exit statuses of the process.
 static const int sc_allIsWell = 0;
@@ -77,7 +77,7 @@ struct Game {
     Replay records;
 };
 
-// What the player has asked for since the last picture.
+// Carries out what the player has asked for since the last picture.
 static void obey(const Input& input, const Campaign& campaign, Player* player)
 {
     const Target target = TargetOf(campaign.battle().level(), input);
@@ -91,7 +91,7 @@ static void obey(const Input& input, const Campaign& campaign, Player* player)
     }
 }
 
-// Shows one frame of the game in several pictures: units walk from their last place to their new one.
+// Shows one frame of the game in several pictures, in which units move from their old places to their new places.
 static void showFrame(const Game& game, unsigned int frame, unsigned int frames, Player* player, BankView* bankView,
                       Screen& screen)
 {
@@ -154,7 +154,7 @@ static bool banksCheckOut(const GameMemory& memory, bool isEmpty)
     return sound;
 }
 
-// Returns true when the banks have as many blocks of this session in use as the Replay has not freed.
+// Returns true when the banks contain as many blocks of this session as the Replay has allocated and not freed.
 static bool liveBlocksMatch(const std::vector<watch::PlaceSum>& places, const Replay& replay)
 {
     unsigned int found = 0;
@@ -233,8 +233,8 @@ static int playGame(GameMemory& memory, const BankPlans& banks, const Language& 
     return play(memory, banks, data, options, settings);
 }
 
-// Makes the string table for the time of the game, so that every message is in the player's language. Returns an exit
-// status.
+// Runs the game with a string table, so that every message is in the player's language. Destroys the table at the
+// end. Returns an exit status.
 static int run(GameMemory& memory, const DataFile& bankFile, const BankPlans& banks, const Options& options)
 {
     Settings settings = ChooseSettings(options);

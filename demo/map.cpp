@@ -21,7 +21,7 @@ Shape FilledRect(const Rect& rect, unsigned int colour, float alpha)
     return {colour, alpha, false, 0, {{{rect.x, rect.y}, {right, rect.y}, {right, bottom}, {rect.x, bottom}}}};
 }
 
-// The curves of a square touch the middle of its edges. So a square becomes nearly a circle.
+// A round shape has curves that touch the middle of each edge. So a rectangle becomes nearly an ellipse.
 Shape Ellipse(Point middle, float width, float height, unsigned int colour, float alpha)
 {
     Shape shape = FilledRect({middle.x - width / 2, middle.y - height / 2, width, height}, colour, alpha);
@@ -40,7 +40,8 @@ static float noise(int x, int y, unsigned int which)
     return static_cast<float>(hash >> 16 & 0xfff) / 4095.0f;
 }
 
-// The fields that the pane shows, and for each corner of a field the edges that begin there: bit N for direction N.
+// The fields that the pane shows. For each corner of a field, m_edges has the edges that begin at the corner: bit N
+// is the edge in direction N.
 class GroundMap {
 public:
     GroundMap(const Level& level, const MapView& view) : m_level(level), m_view(view)
@@ -82,7 +83,7 @@ bool GroundMap::isInside(int column, int row, size_t ground) const
            (*m_level.grounds)[here].over.find((*m_level.grounds)[ground].letter) != std::string::npos;
 }
 
-// Each edge has the area on its right side.
+// Adds the edges of the areas of this ground. Each edge has its area on the right side.
 void GroundMap::addEdges(size_t ground)
 {
     m_edges.assign(static_cast<size_t>(m_columns + 1) * static_cast<size_t>(m_rows + 1), 0);
@@ -98,7 +99,7 @@ void GroundMap::addEdges(size_t ground)
     }
 }
 
-// A corner is a little beside its place, so that the border looks natural.
+// Returns the corner's place in the view, moved a little at random so that the border looks natural.
 Point GroundMap::cornerAt(int column, int row) const
 {
     const int x = m_firstX + column;
@@ -107,7 +108,8 @@ Point GroundMap::cornerAt(int column, int row) const
                      static_cast<float>(y) + (noise(x, y, 2) - 0.5f) * 0.5f);
 }
 
-// Takes the edges of one outline away. Where two areas touch with a corner, they become one.
+// Returns the outline that begins at this corner, and clears the bits of its edges. Two areas that touch only at a
+// corner get one common outline.
 Outline GroundMap::follow(int column, int row)
 {
     Outline outline;
@@ -128,7 +130,7 @@ Outline GroundMap::follow(int column, int row)
     return outline;
 }
 
-// Makes steps into slopes.
+// Smooths an outline: moves each corner towards the corner before it and the corner after it.
 static Outline smooth(const Outline& outline)
 {
     Outline smooth;
@@ -170,7 +172,7 @@ void GroundMap::addDrawings(size_t ground, Shapes* shapes) const
     }
 }
 
-// Adds what covers the pane beyond the field, and the edge of the field.
+// Adds a dark area over the part of the pane outside of the field, and the edge of the field.
 static void addSurroundings(const Level& level, const MapView& view, Shapes* shapes)
 {
     Shape outside = FilledRect(view.pane, 0x10140f, 0.45f);
@@ -224,7 +226,7 @@ void AddUnit(const UnitKind& kind, int army, Point at, float scale, float alpha,
     }
 }
 
-// Units may stand on the same place. Each is shown a little beside it, so that all can be seen.
+// Several units may stand on the same place. Each unit is drawn a little beside its place, so that all can be seen.
 static Point placeOf(const Unit& unit, float phase)
 {
     const int number = static_cast<int>(unit.number);

@@ -1,4 +1,4 @@
-// The map of a battle, as shapes: the ground of the level, and what changes with each picture.
+// The map of a battle, as shapes: the ground of the level, and the units and hits, which change with each picture.
 #pragma once
 
 #include "demo/battle.h"
@@ -18,11 +18,12 @@ MapView ViewMap(const Level& level, const Rect& pane);
 
 Shapes GroundOf(const Level& level, const MapView& view);
 
-// Adds a drawing with its own place at `at`. size: pixels for each unit of the drawing; less than 0 turns it to the left.
+// Adds a drawing whose point 0, 0 lies at `at`. size: the pixels for each unit of length in the drawing; with a
+// negative size the drawing looks to the left.
 void AddDrawing(const Drawing& drawing, Point at, float size, unsigned int armyColour, float alpha, Shapes* shapes);
 void AddUnit(const UnitKind& kind, int army, Point at, float scale, float alpha, bool looksLeft, Shapes* shapes);
 
-// The units, their health, and the hits of this frame. phase: the part of the frame that is over, 0 to 1.
+// Returns the units, their health, and the hits of this frame. phase: the part of the frame that is over, 0 to 1.
 Shapes UnitsOf(const Battle& battle, const MapView& view, float phase, const Unit* selected);
 
 // Helpers for shapes.

@@ -7,7 +7,7 @@
 
 static const unsigned int sc_frames = 280; // the length of the recorded session lua-game
 
-// The settings that the game stores, see settings.h.
+// The settings that the game stores; see settings.h.
 enum e_Setting : int { SETTING_WIDTH, SETTING_HEIGHT, SETTING_FULL_SCREEN, SETTING_LOCALE, SETTING_COUNT };
 
 struct Options {

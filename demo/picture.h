@@ -22,7 +22,7 @@ struct Shape {
     unsigned int colour;
     float alpha;  // 1 covers what is below, 0 shows nothing
     bool isRound; // the outlines are curves that touch the middle of each edge, instead of the edges
-    float line;   // the width of a line along the outlines, which is drawn instead of the area; 0 for an area
+    float line;   // 0: the area is filled; else a line of this width is drawn along the outlines
     std::vector<Outline> outlines;
 };
 
@@ -41,8 +41,8 @@ struct Label {
 
 typedef std::vector<Shape> Shapes;
 
-// A part of the view. Its contents are drawn in this order and end at its edges. A pane is drawn again only after it
-// has changed.
+// A part of the view. The module draws the contents in this order and cuts them off at the edges of the area. It
+// draws a pane again only after the pane has changed.
 struct Pane {
     Rect area;
     std::shared_ptr<const Shapes> ground; // covers the pane; the module draws it once, into an image. May be null

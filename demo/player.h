@@ -11,8 +11,8 @@ public:
 
     void beginFrame();            // call it after Campaign::playFrame: a new battle has its own reserves
     void choose(size_t reserve);  // the reserve that a click places; ignored when the level has no such reserve
-    void click(float x, float y); // on a place of the field: selects the unit there, or else places a unit
-    bool mayPlace(float x, float y) const; // a unit of the chosen reserve
+    void click(float x, float y); // a place of the field: selects the unit there; without one, places a unit
+    bool mayPlace(float x, float y) const; // a unit of the chosen reserve, here
 
     size_t chosen() const { return m_chosen; }
     int left(size_t reserve) const { return m_left[reserve]; }
@@ -20,8 +20,8 @@ public:
 
 private:
     Campaign& m_campaign;
-    size_t m_battle = 0; // how many battles have begun
+    size_t m_battle = 0; // the number of battles at the last beginFrame
     size_t m_chosen = 0;
-    std::vector<int> m_left; // for each reserve of the level
+    std::vector<int> m_left; // for each reserve of the level: the units not placed yet
     unsigned int m_selected = 0;
 };

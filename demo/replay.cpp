@@ -1,5 +1,5 @@
-// A recording contains the operation that frees each block. A game also knows how long a block will live: for a
-// frame, for a short time or for the level. So the rules of the banks may use the lifetime of a block.
+// The rules of the banks use the lifetime of a block. A recording has it, because it contains the operation that
+// frees each block. A real game knows it, too: a block lives for a frame, for a short time or for the level.
 #include "demo/replay.h"
 
 #include "demo/options.h"

@@ -60,7 +60,7 @@ static const unsigned int sc_unused = 0x2b3338;
 static const unsigned int sc_outside = 0x9c6514;
 static const unsigned int sc_gold = 0xe8b84a;
 static const unsigned int sc_armyTexts[2] = {0x86b2ff, 0xff9384};
-static const unsigned int sc_shades = 12; // of colour in a bar, from free to in use
+static const unsigned int sc_shades = 12; // number of colours of a bar's cells, from free to in use
 
 static const float sc_header = 36;
 static const float sc_strip = 130; // height of the three panes below the map
@@ -167,7 +167,8 @@ static Pane headerOf(const Scene& scene, const Places& places)
     return painter.pane();
 }
 
-// The ground is made again only for another level or another place in the view.
+// Returns the ground of the level. Makes it again only when the level, or the size or position of the pane has
+// changed.
 static std::shared_ptr<const Shapes> groundOf(const Level& level, const MapView& view)
 {
     static const Level* s_level;
@@ -204,7 +205,8 @@ static std::string outcomeOf(const Battle& battle)
                       : Compose(sc_won, Text(level.title), Text(level.armies[winner]));
 }
 
-// All battles: those that are over with their outcome, the current one bright, and those to come.
+// Draws a list of all battles: the finished battles with their outcome, the current battle in a bright colour, and
+// the battles that have not begun.
 static void drawBattles(Painter& painter, const Campaign& campaign)
 {
     const float width = painter.width() - 2 * sc_margin;

@@ -52,7 +52,8 @@ void Screen::show(const Scene& scene)
     m_gfx->getSize(&m_input.width, &m_input.height);
 }
 
-// After a picture that took too long, the next pictures keep their full time: the game does not run faster to catch up.
+// Waits until the next picture begins. If a picture took too long, the next pictures still last sc_pictureTime each:
+// the game does not run faster to catch up.
 void Screen::waitForNextPicture()
 {
     const unsigned int now = Platform::GetTime();
@@ -65,7 +66,8 @@ void Screen::waitForNextPicture()
     }
 }
 
-// Events after a click wait for the next picture, so that each click is obeyed at its own place.
+// Reads events up to the first click. Later events wait for the next picture, so that the mouse is still at the place
+// of the click when the game carries out the click.
 void Screen::takeEvents()
 {
     for (GfxEvent event; m_isOpen && !m_input.isClicked && m_gfx->nextEvent(&event);) {

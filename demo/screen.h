@@ -7,8 +7,8 @@
 //         }
 //     }
 //
-// The graphics module is found by its factory, the function CreateGfxSubsystem, in any module of the process. Without
-// a display no window opens, and isOpen returns false.
+// Screen searches all modules of the process for the graphics module's function CreateGfxSubsystem. Without a display
+// no window opens, and isOpen returns false.
 #pragma once
 
 #include "demo/scene.h"

@@ -38,8 +38,8 @@ static const unsigned int sc_mostRuns = 1000000000;
 
 static const char* const sc_sources[] = {sc_commandLine, sc_preferences, sc_ini, sc_game};
 
-// Preferences::read reads the INI file when the store has no value, and does not tell which of the two it used. So
-// this function asks the store.
+// Returns true when the store has a value. Preferences::read reads the INI file when the store has no value, and its
+// result does not show which of the two it used. So this function asks the store itself.
 static bool isStored(const char* section, const char* key)
 {
     const CFStringRef name = CreateKey(section, key);

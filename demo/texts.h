@@ -42,12 +42,13 @@ std::string Compose(const char* key, ...) __attribute__((format(printf, 1, 2)));
 bool SameConversions(const char* left, const char* right);
 
 void AskForAllTexts(); // translates each DEMO_TEXT
-size_t TextsRefused(); // the number of translations that Text did not use
+size_t TextsRefused(); // the number of translations with wrong conversions, which Text did not use
 
 // Returns true when the table in g_stringTblPtr gives the same text as before for each key that Text was called with.
 bool TextsAreTheSame();
 
-// 1234567 as "1,234,567", and 12.34 as "12.3", with the signs of the player's language.
+// Grouped returns "1,234,567" for 1234567, and WithTenths returns "12.3" for 12.34. The signs between the digits are
+// those of the player's language.
 std::string Grouped(unsigned long long number);
 std::string WithTenths(double number);
 std::string InKiB(unsigned long long bytes); // rounded up, so that a few bytes do not become 0

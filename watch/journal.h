@@ -1,17 +1,18 @@
 // The journal: a file in shared memory, in which libcorewatch.so counts the events of a game for a tool.
 //
-// The tool makes the file and names it in the environment. The game maps the file and writes into the memory, so all that
-// was written is there for the tool however the game ends. The file is a row of chunks of equal size. The first chunk
-// begins with a JournalHead; after it, and in each further chunk, record follows record:
+// The tool makes the file and stores its path in an environment variable of the game. The game maps the file and
+// writes into the memory. So the tool can read everything that was written, even if the game crashes. The file
+// consists of chunks of equal size. The first chunk begins with a JournalHead. The rest of this chunk and all further
+// chunks are filled with records:
 //
 //     +------+------+-------+---------+---------------------+
 //     | size | kind | count | process | the event's bytes   |   all numbers: 32 bits, in the byte order of the host
 //     +------+------+-------+---------+---------------------+
 //
-// 1. A size is never 0 in a record, and it is stored first: the size 0 ends the records of the file.
-// 2. A kind is stored last: a record of the kind 0 is torn, because its writer was stopped in the middle.
+// 1. The size of a record is stored first and is never 0. A size of 0 marks the end of the records.
+// 2. The kind of a record is stored last. A record of the kind 0 is torn: its writer was stopped before the end.
 // 3. No record reaches into the next chunk. A record of the kind JOURNAL_SPACE fills the end of a chunk.
-// 4. The form is the same for a 32-bit game and a 64-bit game of one host.
+// 4. A 32-bit game and a 64-bit game of one host write the same format.
 #pragma once
 
 #include <stdint.h>
@@ -28,7 +29,7 @@ struct JournalHead {
     char mark[8];
     uint32_t version;
     uint32_t lost;  // events that could not be counted
-    uint32_t error; // the number of the system for the last of these
+    uint32_t error; // errno of the last event that could not be counted
     uint32_t unused[11];
 };
 
@@ -36,7 +37,7 @@ struct JournalRecord {
     uint32_t size;    // bytes, this head included
     uint32_t kind;    // e_JournalKind
     uint32_t count;   // how often the event happened; 0 if another record has the same event
-    uint32_t process; // the process whose addresses are in the bytes: one number from the start of a program on
+    uint32_t process; // the id of the process that opened the journal; forked children keep it
 };
 
 static_assert(sizeof(JournalHead) == 64, "the records begin at byte 64");
@@ -52,14 +53,14 @@ enum e_JournalKind : uint32_t {
     JOURNAL_PREFERENCE = 17,  // PreferenceEvent (watch/reads.h)
 };
 
-// A program or library that has places of events.
+// A program or library that contains return addresses of events.
 struct JournalModule {
     uint64_t begin; // address of its first byte
 };
 
 enum e_TextAnswer : uint32_t {
     TEXT_TRANSLATED, // the table had an entry; its text differs from the text that was asked for
-    TEXT_SAME,       // the table had an entry with this text
+    TEXT_SAME,       // the table had an entry; its text is the text that was asked for
     TEXT_ADDED,      // the table had no entry and has one now
     TEXT_REFUSED,    // the table could not add an entry
 };

@@ -8,9 +8,10 @@
 //     | size | what | result | place | text | name, or bytes   |   the head is a ReadEvent; size is stored last
 //     +------+------+--------+-------+------+------------------+
 //
-// 1. A text is known by the address of its first byte. A READ_TEXT event tells the bytes of a text when a parser begins
-//    to read it. The events after it that have the same address belong to it.
-// 2. A place is a number of bytes from the start of the text.
+// 1. The address of its first byte identifies a text. When a parser begins to read a text, READ_TEXT events contain
+//    the text's bytes. Later events with the same address belong to this text.
+// 2. A place is a number of bytes from the start of the text. Exceptions: in READ_FILE and READ_TEXT, place is the
+//    number of bytes after the event. In READ_FILE, result is 1 if the absolute path is known.
 #pragma once
 
 #include <stdint.h>
@@ -23,20 +24,20 @@ static const uint32_t sc_readsName = 1024;       // bytes of a name or a path, a
 static const uint32_t sc_noPlace = 0xffffffff;
 
 enum e_Read : uint8_t {
-    READ_FILE = 1, // the game has opened a file. After the event: the path that it asked for, NUL, the absolute path
-    READ_TEXT,     // a piece of a text that a parser begins to read. result: 1 for the first piece; place: its bytes
+    READ_FILE = 1, // the game has opened a file. After the event: the path in the game's call, NUL, the absolute path
+    READ_TEXT,     // a piece of a text that a parser begins to read. result: 1 for the first piece; place: its size
     READ_LINE,     // ParseLine. place: the line without leading blanks
     READ_TOKEN,    // GetToken. place: the token
-    READ_STRING,   // GetString. place: after the quote
+    READ_STRING,   // GetString. place: the first byte after the opening quote
     READ_EQUALS,   // GetEqualsToken
     READ_OPEN,     // GetOpenBrace
     READ_CLOSE,    // GetCloseBrace
     READ_ASK,      // the game compared the first token of the line with a name, and they differ
     READ_NAME,     // the game compared the first token of the line with a name, and they are equal
 
-    // Readers of named parameters. result: 1 if the name is the token. place: after the token. After the event: the name,
-    // NUL, the bytes that the game has for a text or 0, NUL, and if result is 0 the value in the game's variable. A float
-    // is written as its bits, in eight hexadecimal digits.
+    // Readers of named parameters. result: 1 if the token equals the name. place: the line position before the call.
+    // After the event: the name, NUL, the size of the game's buffer for a text (0 for other types), NUL, and if
+    // result is 0 the value in the game's variable. A float is written as its bits, in eight hexadecimal digits.
     READ_INT8,
     READ_INT16,
     READ_INT32,
@@ -50,7 +51,8 @@ enum e_Read : uint8_t {
     READ_FLOAT32_2,
     READ_FLOAT32_2X,
 
-    // Readers of numbers at the line position. result: 1 if all values were read. place: where the values are.
+    // Readers of numbers at the line position. result: 1 if all values were read. place: the line position before the
+    // call.
     READ_GET_INT,
     READ_GET_INT2,
     READ_GET_INT3,
@@ -82,8 +84,9 @@ struct ReadEvent {
 
 static_assert(sizeof(ReadEvent) == 16, "the name begins at byte 16 of its event");
 
-// A call of Preferences::read or ReadKey, in a journal's event of the kind JOURNAL_PREFERENCE. After it: the path of the
-// preferences file as Preferences::init got it, the section, the key, the default and the value in the file, each with a NUL.
+// A call of Preferences::read or ReadKey: an event of the kind JOURNAL_PREFERENCE in the journal. After it come the
+// path of the preferences file, as the game passed it to Preferences::init, the section, the key, the default, and
+// the value in the file. Each ends in a NUL.
 struct PreferenceEvent {
     uint8_t isNumber;
     uint8_t hasDefault;

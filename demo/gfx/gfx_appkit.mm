@@ -1,10 +1,10 @@
 // The graphics module with AppKit: a view that draws pictures, and the events of its window.
 //
-// 1. A pane is drawn when it differs from the same pane of the last picture. AppKit may ask for more; then all panes are
-//    drawn.
+// 1. A pane is drawn when it differs from the pane with the same index in the last picture. If AppKit asks for an
+//    area outside of the changed area, all panes are drawn.
 // 2. The ground of a pane is drawn once, into an image. The image is kept as long as pictures have this ground. Only the
-//    places where shapes are, or were in the last picture, are drawn again.
-// 3. The view counts y upward, as images do. A picture counts y downward, so y is turned around here.
+//    places of the shapes in this picture and in the last picture are drawn again.
+// 3. In the view and in images, y grows upward. In a Picture, y grows downward. This file converts y.
 //
 // Each call has its own autorelease pool for the objects that AppKit makes.
 #include "demo/gfx/gfxsubsystem.h"
@@ -17,10 +17,10 @@
 - (void)draw:(const Picture*)picture;
 @end
 
-// There is one view, and these belong to it.
-static Picture s_picture;                      // the last one
+// The state of the view. There is only one view.
+static Picture s_picture;                      // the last picture
 static std::vector<bool> s_isChanged;          // for each pane
-static NSRect s_changedArea;                   // the panes of s_isChanged; empty when they were drawn
+static NSRect s_changedArea;                   // the area to draw of the changed panes; empty after they were drawn
 static std::shared_ptr<const Shapes> s_ground; // what the image shows
 static NSImage* s_groundImage;
 static std::vector<NSRect> s_shown; // where the shapes are that were drawn on the ground
@@ -87,7 +87,8 @@ static NSPoint middleOf(NSPoint first, NSPoint second)
     return NSMakePoint((first.x + second.x) / 2, (first.y + second.y) / 2);
 }
 
-// A curve that leaves the point `from` towards `corner` and arrives at `to` from there.
+// Adds a curve that begins at `from` in the direction of `corner`, and ends at `to`, coming from the direction of
+// `corner`.
 static void curveAround(NSBezierPath* path, NSPoint from, NSPoint corner, NSPoint to)
 {
     const NSPoint first = NSMakePoint(from.x + (corner.x - from.x) * 2 / 3, from.y + (corner.y - from.y) * 2 / 3);
@@ -166,7 +167,7 @@ static NSRect boundsOf(const Shape& shape, CGFloat viewHeight)
             bottom = std::max<CGFloat>(bottom, point.y);
         }
     }
-    const CGFloat edge = shape.line + 1; // a smooth edge ends in the next pixel
+    const CGFloat edge = shape.line + 1; // a smoothed edge also covers a part of the next pixel
     return NSIntegralRect(
         NSMakeRect(left - edge, viewHeight - bottom - edge, right - left + 2 * edge, bottom - top + 2 * edge));
 }
@@ -185,7 +186,7 @@ static void addBounds(const Shapes& shapes, CGFloat viewHeight, std::vector<NSRe
     }
 }
 
-// The part of a pane that has to be drawn again. Null for last: the view did not have this pane.
+// Returns the part of a pane that has to be drawn again. last is null when the last picture did not have this pane.
 static NSRect changedAreaOf(const Pane* last, const Pane& pane, CGFloat viewHeight)
 {
     const NSRect area = areaOf(pane, viewHeight);

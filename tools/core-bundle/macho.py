@@ -41,7 +41,7 @@ class Image:
     kind: str            # a value of KINDS, or "type N"
     own_name: str = ""   # the install name of a library; empty for other files
     libraries: list = dataclasses.field(default_factory=list)  # the names of the needed libraries, in order
-    weak: set = dataclasses.field(default_factory=set)         # those of them that may be missing
+    weak: set = dataclasses.field(default_factory=set)         # the libraries that may be missing
     run_paths: list = dataclasses.field(default_factory=list)
     commands: list = dataclasses.field(default_factory=list)   # the numbers of all load commands
 

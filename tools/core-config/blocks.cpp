@@ -26,7 +26,7 @@ BlockMap::BlockMap(const ConfigText& text)
 {
     std::vector<Word> words;
     std::vector<Word> scratch;
-    std::string name; // of the head that waits for its brace
+    std::string name; // of the last head, until its open brace is found
     size_t block = 0;
     const auto open = [&] {
         m_blocks.push_back({name, block});

@@ -1,4 +1,4 @@
-// The blocks of a config file: which lines are heads, which block each line is in.
+// The blocks of a config file: tells which lines are heads, and in which block each line is.
 #pragma once
 
 #include "tools/core-config/configtext.h"
@@ -8,8 +8,9 @@
 
 namespace config {
 
-// Returns true if the line is the head of a block: an open brace is in it, or begins the next line with words. words are
-// those of the line; *scratch is for the words of other lines.
+// Returns true if the line is the head of a block: the line contains an open brace; or its second word is not "=" and
+// the next line with words begins with an open brace. words are the words of the line; *scratch is a buffer for other
+// lines.
 bool isBlockHead(const ConfigText& text, size_t line, const std::vector<Word>& words, std::vector<Word>* scratch);
 
 // The blocks of a file, in the order of their heads.

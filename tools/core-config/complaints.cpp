@@ -1,4 +1,5 @@
-// 1. The library judges: it reads the same bytes again (complaintOf). Only the place of the value is searched for here.
+// 1. The library itself reads the same bytes again and decides if they are a fault (complaintOf). This file only
+//    finds the place of the faulty value.
 #include "tools/core-config/complaints.h"
 
 #include "tools/core-config/configtext.h"

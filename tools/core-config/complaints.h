@@ -1,4 +1,4 @@
-// The complaints of the library about what a game has read, with their places in the files.
+// Finds the places in files at which the library has complained about the bytes that a game has read.
 #pragma once
 
 #include "tools/core-config/gamereads.h"

@@ -1,5 +1,6 @@
-// 1. The journal is memory of the game, which can have written anything into it. So each size and each place is checked.
-// 2. The blocks of a process come in the order in which it has filled them.
+// 1. The game can write any bytes into the journal, because it is in the game's memory. So each size and place is
+//    checked.
+// 2. The journal has the blocks of a process in the order in which the process has filled them.
 #include "tools/core-config/gamereads.h"
 
 #include "file/file.h"
@@ -61,7 +62,7 @@ std::string schemaPath(const std::string& asked, const std::string& path)
 
 void GameReads::add(const JournalContent& content)
 {
-    std::map<uint32_t, size_t> blocks; // how many of each process
+    std::map<uint32_t, size_t> blocks; // the number of blocks of each process
     for (const JournalEvent& event : content.events) {
         Process& process = m_processes[event.process];
         if (event.kind == watch::JOURNAL_READS) {
@@ -80,14 +81,14 @@ void GameReads::_addBlock(Process* process, const std::string& bytes, size_t* do
     while (bytes.size() - *done >= sizeof(event)) {
         memcpy(&event, &bytes[*done], sizeof(event));
         if (event.size < sizeof(event) || event.size > bytes.size() - *done || event.what >= watch::READ_COUNT) {
-            return; // the end of the events so far, or damage
+            return; // the game has written no more events, or the event is damaged
         }
         _addEvent(process, event, bytes.substr(*done + sizeof(event), event.size - sizeof(event)));
         *done += event.size;
     }
 }
 
-// Returns so many texts that have a NUL between them.
+// Returns `count` texts, which are separated by NULs. Missing texts are empty.
 static std::vector<std::string> splitTexts(const std::string& bytes, size_t count)
 {
     std::vector<std::string> texts;
@@ -98,7 +99,7 @@ static std::vector<std::string> splitTexts(const std::string& bytes, size_t coun
     return texts;
 }
 
-// Returns the bytes of a file, which the file library opens only if it is a regular one.
+// Returns the bytes of a file; an empty text if it is not a regular file or can't be opened.
 static std::string bytesOf(const std::string& path)
 {
     std::string bytes;
@@ -131,7 +132,7 @@ static void match(const Files& files, ReadText* text)
 
 void GameReads::_addEvent(Process* process, const watch::ReadEvent& event, const std::string& rest)
 {
-    const std::string bytes = rest.substr(0, event.place); // of a file and of a text
+    const std::string bytes = rest.substr(0, event.place); // the paths of READ_FILE, or the piece of READ_TEXT
     if (event.what == watch::READ_FILE) {
         const std::vector<std::string> paths = splitTexts(bytes, 2);
         process->files.push_back({paths[0], paths[1]});
@@ -147,7 +148,7 @@ void GameReads::_addEvent(Process* process, const watch::ReadEvent& event, const
         return;
     }
     if (!text) {
-        return; // the parser is older than the events, or a copy of another text
+        return; // no READ_TEXT came before: the parser began before the events, or it was copied
     }
     if (!text->isMatched) {
         match(process->files, text);

@@ -4,7 +4,8 @@
 //     reads.add(journal.read());                         // again and again, also while the game runs
 //     for (const ReadText& text : reads.texts()) { ... } // each text that a parser read, with its calls in their order
 //
-// A text is matched with a file by its bytes: it is the last file that the game has opened and that has these bytes.
+// To find the file of a text, the bytes are compared: it is the last file that the game has opened and that contains
+// the bytes of the text.
 #pragma once
 
 #include "tools/shared/journal.h"
@@ -26,18 +27,18 @@ struct ReadCall {
     size_t place; // in the bytes of the text; NO_READ_PLACE: none
     std::string name;
     size_t room;       // of a text: bytes that the game has for it, with the NUL; else 0
-    std::string value; // of a name that the line does not have: what is in the game's variable
+    std::string value; // if the line does not have the name: the value of the game's variable
 };
 
 static const size_t NO_READ_PLACE = ~size_t(0);
 
 struct ReadText {
     std::string
-        path; // for people: below the current folder, or as the game asked for it. Empty: no file has the text
+        path; // for messages: below the current folder, or the path in the game's call. Empty: no file has the text
     std::string name;       // of the file in a schema: see schemaPath
-    std::string bytes;      // of the file, up to the end of the text; the text, if no file has it
+    std::string bytes;      // the file's bytes up to the text's end; only the text if no file has it
     size_t begin = 0;       // of the text in bytes
-    bool isMatched = false; // path, name and begin are known
+    bool isMatched = false; // the file was searched for, perhaps without success
     std::vector<ReadCall> calls;
 };
 
@@ -57,10 +58,10 @@ struct ReadPreference {
 
 class GameReads {
 public:
-    // Adds the events that were not in the content of the last call.
+    // Adds the events that are new since the last call. content has all events of the journal so far.
     void add(const JournalContent& content);
 
-    const std::deque<ReadText>& texts() const { return m_texts; } // those without calls, too
+    const std::deque<ReadText>& texts() const { return m_texts; } // also texts without calls
     const std::vector<ReadPreference>& preferences() const { return m_preferences; }
 
 private:
@@ -84,8 +85,8 @@ private:
     std::set<std::string> m_preferenceEvents;
 };
 
-// Returns the path of a file in a schema, which is the same on each machine: the path from the folder Game on, else the
-// path below the current folder, else the file's name and its folder.
+// Returns the path by which a schema names a file. The path is the same on each machine: it begins at the folder
+// Game, or else at the current folder; or else it is the file's name and its folder.
 std::string schemaPath(const std::string& asked, const std::string& path);
 
 } // namespace config

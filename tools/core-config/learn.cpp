@@ -1,7 +1,8 @@
 // 1. The calls of a text are grouped by lines. The calls of a line say whether the game knows its first word, and of
 //    which type its values are.
-// 2. A word that the game compares with names, and that is none of them, is not learnt: the game does not know it.
-// 3. What is learnt from a run is a schema of its own, which is then merged into the old one.
+// 2. If the game compares a word with names and the word equals none of them, the word is not learnt: the game does
+//    not know it.
+// 3. A run is first learnt into a new schema. Then this schema is merged into the old one.
 #include "tools/core-config/learn.h"
 
 #include "tools/core-config/blocks.h"
@@ -15,13 +16,13 @@
 
 namespace config {
 
-// A schema has no more than this.
+// The limits of a schema.
 static const size_t sc_deepestBlock = 50;
 static const size_t sc_mostValues = 64;
 
 // ---- Types
 
-// What a reader makes of its line: values of one type.
+// The values that a reader reads from its line: their type and number.
 struct Form {
     e_ValueType type;
     size_t fewest;
@@ -75,13 +76,15 @@ static Form formOf(watch::e_Read what)
     }
 }
 
-// Returns the type for values that two readers take: the wider one of two numbers, else a word.
+// Returns a type for values that two readers read: of two number types the wider one, of other types that differ a
+// word.
 static e_ValueType commonType(e_ValueType a, e_ValueType b)
 {
     return a == b ? a : std::max(a, b) <= TYPE_FLOAT32 ? std::max(a, b) : TYPE_WORD;
 }
 
-// Sets the most bytes of a text, if the game has so much room for it and its NUL. The smallest room counts.
+// Sets the greatest length of a text to the size of the game's buffer without the NUL. Of several buffers, the
+// smallest counts.
 static void setRoom(size_t room, Range* range)
 {
     const double most = static_cast<double>(room) - 1;
@@ -230,7 +233,8 @@ size_t TextLearner::_lineOf(const ReadCall& call) const
     return call.result && call.place < m_lines.size() ? m_lines.lineOf(call.place) : NO_READ_PLACE;
 }
 
-// Returns true if a schema can have the block: it has a name, and so have the blocks around it, which are not too many.
+// Returns true if a schema can have the block: the block and all blocks around it have names, and are not nested too
+// deep.
 bool TextLearner::_canHave(size_t block) const
 {
     size_t depth = 0;
@@ -240,7 +244,8 @@ bool TextLearner::_canHave(size_t block) const
     return block == 0;
 }
 
-// The game knows each block in which it has found a name, also if it never looks at the heads of blocks.
+// Marks the blocks that the game knows: those in which it has found a name, even if it never looks at heads of
+// blocks, and the blocks around them.
 void TextLearner::_findKnownBlocks()
 {
     size_t line = NO_READ_PLACE;
@@ -338,7 +343,8 @@ size_t TextLearner::_wordAt(size_t place) const
     return static_cast<size_t>(found - m_words.begin());
 }
 
-// Learns a line of which the game has compared the name itself, by the words that it took.
+// Learns a line whose name the game has compared itself, without a reader of named parameters. The words that the
+// game has read give the types.
 void TextLearner::_learnWords()
 {
     const std::string name = m_lines.text(m_words[0]);
@@ -414,7 +420,7 @@ void TextLearner::_learn(const std::string& text, bool hasEquals, const Form& fo
     }
 }
 
-// Returns what is in a variable of the game as a schema writes it.
+// Returns the value of the game's variable, as a schema writes it.
 static std::string shownDefault(const ReadCall& call)
 {
     if (formOf(call.what).type != TYPE_FLOAT32) {
@@ -431,11 +437,11 @@ static std::string shownDefault(const ReadCall& call)
     return text;
 }
 
-// Returns true if the value is what the game uses when the file lacks the name: no mark of the game's own, and the same
-// at each ask.
+// Returns true if the value looks like the default that the game uses when the file lacks the name: it was the same
+// at each ask, and it is not so large that it probably means "no value".
 bool TextLearner::_isDefault(const ReadCall& call) const
 {
-    static const double sc_largest = 1e6; // a game marks "no value" by larger numbers
+    static const double sc_largest = 1e6; // games often use larger numbers for "no value"
     const e_ValueType type = formOf(call.what).type;
     const bool isNumber = type <= TYPE_FLOAT32;
     const double number = strtod(shownDefault(call).c_str(), nullptr);
@@ -447,7 +453,7 @@ bool TextLearner::_isDefault(const ReadCall& call) const
 }
 
 // Adds the names that the game has asked for and that no line has. A game that does not look at blocks asks for all names
-// in each block, so a name is added to one block only: first to those that have other names.
+// in each block. So a name is added to one block only; blocks that have other names come first.
 void TextLearner::_addAsked()
 {
     const auto isElsewhere = [&](const Ask& ask) { return _blockOf(ask.blocks)->names.empty(); };
@@ -496,7 +502,8 @@ static void learnPreference(const ReadPreference& preference, Schema* schema)
 
 // ---- Merging
 
-// isIni: the default comes from the call of the game, and so it is right.
+// isIni: an entry of a preferences file. Its default was an argument of the game's call, so it replaces the old
+// default.
 static void mergeName(const NameSchema& from, bool isIni, NameSchema* to)
 {
     const bool isKnownType = from.type != TYPE_WORD && from.type != TYPE_TEXT; // else it can be of any type

@@ -1,4 +1,4 @@
-// Writing down in a schema what a game has asked its files for.
+// Adds the names and types that a game has asked its files for to a schema.
 #pragma once
 
 #include "tools/core-config/gamereads.h"
@@ -12,8 +12,13 @@ struct Learnt {
     size_t newNames = 0; // that the schema did not have
 };
 
-// Adds what a game has read to a schema. The schema's entries stay. Two facts of an entry can change: its type, if the game
-// has asked for another type; and the default of an entry of a preferences file.
+// Adds what a game has read to a schema. The schema's entries stay. These facts of an entry can change:
+//
+//   type                 if the game has asked for another type than word or text
+//   number of values     becomes wider
+//   range                if the entry had none
+//   default              if the entry had none; in a preferences file, the game's default replaces it
+//   values seen          are added
 Learnt learn(const GameReads& reads, Schema* schema);
 
 } // namespace config

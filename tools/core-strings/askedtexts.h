@@ -1,6 +1,6 @@
 // The texts that a game has asked for: how often, by which language setting, with which result, and from where.
 //
-// A strings file holds them as comments of an entry, and a PO file in the same way:
+// A record, which is a strings file or a PO file, has these facts as comments of an entry:
 //
 //     //. asked for 12 times in "german": translated
 //     //: src/menu.cpp:123
@@ -33,9 +33,9 @@ struct AskedCount {
 std::string describe(const AskedCount& asked);
 
 struct AskedText {
-    std::string key; // in its first spelling: for the game, texts that differ in case are one
+    std::string key; // as in the first call; texts that differ only in case are the same text
     std::vector<AskedCount> counts;
-    std::vector<std::pair<std::string, uint64_t>> places; // "src/menu.cpp:123", and how often it asked
+    std::vector<std::pair<std::string, uint64_t>> places; // "src/menu.cpp:123", and the number of calls there
 
     void add(const std::string& language, e_Asked result, uint64_t count);
     void addPlace(const std::string& place, uint64_t count);
@@ -73,9 +73,9 @@ private:
 // Adds to texts what the comments of a record say.
 void addRecord(const Document& record, AskedTexts* texts);
 
-// Adds the texts to a record: the counts of each text add up, its new places follow the old ones, and a new text
-// becomes an entry that is its own translation, or with isPo one that is not translated. Stores in *lost the texts that
-// a record cannot hold.
+// Adds the texts to a record. The counts of each text are added to those in the record, and new places come after the
+// old ones. A new text becomes an entry: in a strings file its translation is the text itself, in a PO file (isPo)
+// the translation is empty. Adds a finding to *lost for each text that a record cannot hold.
 void addToRecord(const AskedTexts& texts, bool isPo, const std::string& name, Document* record,
                  std::vector<Finding>* lost);
 

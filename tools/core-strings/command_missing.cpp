@@ -1,7 +1,8 @@
-// core-strings missing: what a game asks for and its strings file lacks, and the other way round.
+// core-strings missing: finds texts that a game asks for and its strings file lacks, and entries that no game asks
+// for.
 //
-// 1. Whether a strings file has a text is what the library's own reader says.
-// 2. A text is asked for when this run or one of the records asks for it, by any language setting.
+// 1. The library's own reader decides if a strings file has a text.
+// 2. A text counts as asked for when this run or one of the records asks for it, with any language setting.
 #include "tools/core-strings/check_report.h"
 #include "tools/core-strings/commands.h"
 #include "tools/core-strings/game.h"
@@ -26,7 +27,7 @@ static std::string askedAt(const AskedText& text)
     return result;
 }
 
-// The texts that a file lacks. They are to be added after its last line.
+// Finds the texts that a file lacks. The findings are at its last line, after which the user can add the texts.
 static void findUntranslated(const std::string& name, const GamesView& view, const AskedTexts& texts,
                              std::vector<Finding>* findings)
 {
@@ -40,7 +41,7 @@ static void findUntranslated(const std::string& name, const GamesView& view, con
     for (const AskedText& text : texts.texts()) {
         const bool hasEntry = keys.count(foldCase(text.key)) > 0;
         if (text.has(ASKED_TOO_LONG)) {
-            continue; // no entry helps
+            continue; // an entry would not help: the string table cannot find the key
         }
         if (!hasEntry) {
             findings->push_back({name, last, 1, false,
@@ -50,7 +51,7 @@ static void findUntranslated(const std::string& name, const GamesView& view, con
     }
 }
 
-// The entries that the game cannot show, because it had asked for the text before it loaded the file.
+// Finds the entries that the game cannot show, because it asked for the text before it loaded the file.
 static void findTooEarly(const std::string& name, const GamesView& view, const AskedTexts& run,
                          std::vector<Finding>* findings)
 {
@@ -66,7 +67,7 @@ static void findTooEarly(const std::string& name, const GamesView& view, const A
     }
 }
 
-// The entries of a file that no run has asked for.
+// Finds the entries of a file that no run has asked for.
 static void findUnused(const std::string& name, const GamesView& view, const AskedTexts& texts,
                        std::vector<Finding>* findings)
 {
@@ -80,7 +81,7 @@ static void findUnused(const std::string& name, const GamesView& view, const Ask
     }
 }
 
-// The texts that the string table could not take.
+// Finds the texts that the string table could not add.
 static void findRefused(const std::string& name, const AskedTexts& texts, std::vector<Finding>* findings)
 {
     for (const AskedText& text : texts.texts()) {
@@ -164,7 +165,7 @@ static int judge(const std::string& path, const Runs& runs, const std::string& n
     return TOOL_FINE;
 }
 
-// Prints how the game ended if that was no good end. Returns the status for it.
+// If a signal ended the game or its exit status is not 0, prints this and returns TOOL_FOUND; else returns TOOL_FINE.
 static int judgeEnd(const StartedGame& game)
 {
     const int status = game.waitStatus();

@@ -60,7 +60,7 @@ int runRecord(const RecordOptions& options)
     const bool isOurs = options.output == "-";
     const bool addsUp = !isOurs && !options.isJson && access(options.output.c_str(), F_OK) == 0;
     if (const int status = addsUp ? loadRecord(options.output, &record) : TOOL_FINE) {
-        return status; // before the game is played
+        return status; // a damaged record is reported before the game starts
     }
     AskedTexts texts;
     StartedGame game;

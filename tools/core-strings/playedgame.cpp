@@ -1,6 +1,7 @@
-// 1. The journal has addresses. The files of the program and its libraries say what the addresses are, so that the game
-//    may end in any way.
-// 2. A text that the table had to add is not translated, and later calls find what was added.
+// 1. The journal contains return addresses. The source places are looked up in the files of the program and its
+//    libraries after the game has ended, so it does not matter how the game ends.
+// 2. If the table had to add a text, the text counts as not translated, also in later calls, which find the added
+//    entry.
 #include "tools/core-strings/playedgame.h"
 
 #include "tools/core-strings/commands.h"
@@ -79,7 +80,7 @@ static std::string textOf(const CodePlace& place, const std::string& root)
 }
 
 namespace {
-// What the events of the journal say.
+// Adds the events of the journal to the texts.
 class Reader {
 public:
     Reader(const JournalContent& content, const PlayOptions& options, AskedTexts* texts)
@@ -231,7 +232,8 @@ bool Reader::_passesOn(const CodePlace& place) const
     });
 }
 
-// Returns the first place that does not only pass the text on; the outermost one that is known if all do.
+// Returns the innermost place whose function does not just pass the text on (--through). If all functions pass it on,
+// returns the outermost known place.
 std::string Reader::_placeOf(uint32_t process, const watch::JournalText& call)
 {
     std::string result;

@@ -1,4 +1,4 @@
-// Playing a game and learning which texts it asks for.
+// Plays a game and finds out which texts it asks for.
 #pragma once
 
 #include "tools/core-strings/askedtexts.h"
@@ -9,14 +9,14 @@
 
 struct PlayOptions {
     std::vector<std::string> command; // the game and its arguments
-    std::string root; // source files in this folder get a path that begins there; empty: the current one
-    std::vector<std::string> through; // functions that pass a text on: the place is where they are called
+    std::string root; // paths of source files in this folder are relative to it; empty: the current folder
+    std::vector<std::string> through; // functions that only pass a text on: the place of an ask is their caller
     bool outputIsOurs = false; // this program writes to the standard output: the game's goes to the error stream
 };
 
-// Plays the game until it ends, and adds the texts that it asked for. Returns TOOL_FINE, or prints why not and returns
-// another status. game is the game that has ended then.
+// Plays the game until it ends, and adds the texts that it asked for. Stores the ended game in *game. When the game
+// can't be started, prints a message and returns another status than TOOL_FINE.
 int playGame(const PlayOptions& options, AskedTexts* texts, StartedGame* game);
 
-// Returns a path as findings and places show it: a path in the folder root begins there.
+// Returns a path as findings and places show it: relative to the folder root if the path is in this folder.
 std::string pathFrom(const std::string& root, const std::string& path);

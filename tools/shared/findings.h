@@ -9,7 +9,7 @@
 
 enum e_ToolStatus {
     TOOL_FINE = 0,           // the command did its work and found nothing wrong
-    TOOL_FOUND = 1,          // it has findings
+    TOOL_FOUND = 1,          // the command has findings
     TOOL_NOT_UNDERSTOOD = 2, // the command line, or a file of a format that must be right, is not understood
     TOOL_CANT_ACCESS = 3,    // a file can't be read or written
 };
@@ -39,6 +39,6 @@ std::string formatFindings(const std::vector<Finding>& findings, e_FindingForm f
 // Returns TOOL_FOUND if there is a finding, else TOOL_FINE.
 int statusOf(const std::vector<Finding>& findings);
 
-// Returns the text with each control character replaced by '?', because a text from a file could have commands for
-// the terminal in it.
+// Returns the text with each control character replaced by '?', because a text from a file could contain commands for
+// the terminal.
 std::string printable(const std::string& text);

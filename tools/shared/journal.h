@@ -1,4 +1,4 @@
-// The tool's side of the journal (watch/journal.h): making it, and reading the events that a game has counted.
+// The tool's side of the journal (watch/journal.h): makes the journal, and reads the events that a game has counted.
 //
 //     Journal journal;
 //     journal.create(&error);
@@ -24,8 +24,8 @@ struct JournalContent {
     std::vector<JournalEvent> events; // the oldest first
     size_t torn = 0;                  // records whose writer was stopped in the middle
     size_t lost = 0;                  // events that the game could not count
-    int error = 0;                    // why: a number of the system
-    bool isDamaged = false;           // the game has written over the journal; what comes after that is not read
+    int error = 0;                    // errno of the last event that was lost
+    bool isDamaged = false;           // the game has overwritten a record; later records are not read
 };
 
 class Journal {

@@ -1,5 +1,6 @@
-// A language server (LSP 3.17) for a language of small files: the editor shows findings while one types, completes
-// words and explains them. The server talks to the editor over two streams; each change brings the whole text.
+// A language server (LSP 3.17) for a language of small files. The editor shows findings while the user types,
+// completes words and explains them. Server and editor communicate over two streams. For each change the editor sends
+// the whole text.
 //
 //   class UnitFiles : public Language { ... };
 //   UnitFiles language;
@@ -21,15 +22,15 @@ struct LanguageFinding {
 
 struct LanguageProposal {
     std::string label;
-    std::string insert;        // what is typed for it
+    std::string insert;        // the text that the editor inserts
     std::string detail;        // one line
     std::string documentation; // may be empty
     bool isValue;              // else a name
-    size_t begin = 0; // the bytes of the text that it replaces, in the line of the cursor; none if both are 0:
-    size_t end = 0;   // the editor then decides
+    size_t begin = 0; // begin to end: the bytes of the text that the proposal replaces, in the line of the cursor.
+    size_t end = 0;   // Both 0: the editor decides which bytes it replaces
 };
 
-// A place in a file, such as an entry of another file that belongs to the one with the cursor.
+// A place in a file to which the editor can go, such as the same entry in another file.
 struct LanguageTarget {
     std::string path;
     std::string text; // of the file

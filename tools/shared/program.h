@@ -79,7 +79,7 @@ public:
     void version(const std::string& text); // the output of --version
     void needsCommand();                   // a command line without a command is an error
 
-    // Reads the arguments, stores the values and runs the command. Returns false when there is nothing else to do: it
+    // Reads the arguments, stores the values and runs the command. Returns false when no command was run: either run
     // has printed the help or the version, and error is empty; or error says what is wrong with the command line.
     bool run(int argc, char** argv, std::string* error);
 

@@ -1,4 +1,4 @@
-// Starting a game with libcorewatch.so in front, and ending as the game ended.
+// Starts a game with libcorewatch.so in LD_PRELOAD, and ends this process in the same way as the game ended.
 //
 //     StartedGame game;
 //     std::string error;
@@ -6,7 +6,7 @@
 //     game.wait();
 //     return game.endAsTheGame();
 //
-// The game inherits all files and has the same terminal. Signals for this process go to the game.
+// The game inherits the open files and the terminal of this process. Signals to this process reach the game, too.
 #pragma once
 
 #include <string>
@@ -23,9 +23,8 @@ public:
     StartedGame(const StartedGame&) = delete;
     StartedGame& operator=(const StartedGame&) = delete;
 
-    // Starts the command with these variables added to its environment. output is the descriptor of the game's standard
-    // output; the game closes no other one of this process. Returns false and stores a sentence in error when the
-    // program can't be started.
+    // Starts the command with these variables added to its environment. output is the descriptor that becomes the
+    // game's standard output. Returns false and stores a sentence in error when the program can't be started.
     bool start(const std::vector<std::string>& command, const GameVariables& variables, std::string* error,
                int output = 1);
 
@@ -34,7 +33,7 @@ public:
 
     pid_t process() const { return m_process; }
     int end() const { return m_end; }           // a descriptor that poll finds readable when the game has ended
-    int waitStatus() const { return m_status; } // of waitpid, after wait
+    int waitStatus() const { return m_status; } // the status from waitpid; call wait first
 
     // Returns the exit status of the game. When a signal has ended the game, ends this process with the same signal.
     int endAsTheGame() const;

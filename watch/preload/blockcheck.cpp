@@ -7,7 +7,7 @@
 
 namespace watch {
 
-// The block whose last byte lies directly before an address; null when there is none.
+// Returns the block whose last byte lies directly before an address; null when no block does.
 static Record* blockBefore(const BankOfRecords& bank, const char* address)
 {
     for (uint32_t place = 0; place < bank.records.places(); ++place) {
@@ -35,8 +35,8 @@ static void addFree(Fault& fault, const void* caller)
 
 // ---- Headers
 
-// The bytes directly before the block are wrong, and the first words of the header are right: a write with an index
-// below 0. Else the write came from elsewhere, most often from the block before.
+// Returns true if the first words of a damaged header are right. Then the damage lies directly before the block: the
+// game wrote with an index below 0. Else the write came from another place, most often from the block before.
 static bool isUnderrun(const Record& record)
 {
     const char* header = headerOf(record);
@@ -136,7 +136,7 @@ void checkFreed(const BankOfRecords& bank, const char* bytes, size_t count, cons
         fault.detail().add("the block was freed by:\n    ").addCode(last.caller).add("\n");
     }
     fault.tell();
-    memset(const_cast<char*>(bytes), sc_freedByte, count); // told once
+    memset(const_cast<char*>(bytes), sc_freedByte, count); // so that the fault is reported once
 }
 
 } // namespace watch

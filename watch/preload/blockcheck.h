@@ -1,4 +1,4 @@
-// Comparing one block with its record.
+// Compares one block with its record.
 #pragma once
 
 #include "watch/preload/fault.h"
@@ -32,8 +32,8 @@ inline unsigned int bytesOf(const MemoryBank_s& bank, const Record& record)
     return hasHeader(bank, record) ? size - sc_headerBytes : size;
 }
 
-// The word of a link that lies at `at` and leads to the header of a block in the same region; 0 for null. The words of
-// links are described in core/memorymgr_refs.h.
+// Returns the word that a link at the address `at` must have to lead to the header of the block `to` in the same
+// region; 0 if `to` is null. core/memorymgr_refs.h describes the words of links.
 inline uint32_t linkWord(const char* at, const Record* to)
 {
     static const bool sc_isPointer = sizeof(void*) == 4;
@@ -42,7 +42,7 @@ inline uint32_t linkWord(const char* at, const Record* to)
               : 0;
 }
 
-// True when a link of the block, WORD_NEXT or WORD_PREV, leads to the block's neighbour.
+// True when a link of the block, WORD_NEXT or WORD_PREV, leads to the block's neighbour on the manager's list.
 inline bool isLinkRight(const BankOfRecords& bank, const Record& record, HeaderWord link)
 {
     const char* at = headerOf(record) + 4 * link;
@@ -67,11 +67,13 @@ inline bool isHeaderRight(const BankOfRecords& bank, const Record& record)
            isLinkRight(bank, record, WORD_NEXT) && isLinkRight(bank, record, WORD_PREV);
 }
 
-// Compares the header and the spare bytes with what they have to be, and tells a fault. A block is told once. `caller`
-// is the return address of free; null at other times. Returns true when the header is right.
+// Checks the header and the spare bytes (in quarantine: all bytes), and reports a fault. Reports at most one
+// fault of the header or the spare bytes for each block. `caller` is the return address of free; null for other
+// calls. Returns true when the header is right.
 bool checkBlock(const BankOfRecords& bank, Record& record, const void* caller);
 
-// Tells that bytes of freed memory were written. `bytes` to bytes + count have to be sc_freedByte.
+// Checks that the `count` bytes from `bytes` on are sc_freedByte. If not, reports a write to freed memory and fills
+// the bytes again.
 void checkFreed(const BankOfRecords& bank, const char* bytes, size_t count, const char* when);
 
 } // namespace watch

@@ -1,4 +1,4 @@
-// A game can have a file library of its own in its program. Then no hook sees its files.
+// A game can have its own file library in its program. Then the hooks do not see the files that the game opens.
 #include "watch/preload/file_hooks.h"
 
 #include "file/file.h"

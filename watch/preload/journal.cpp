@@ -1,7 +1,8 @@
-// 1. A record is claimed by storing its size in the place of a 0, in one step. So writers of several threads and
-//    processes never claim the same bytes, and a writer that is stopped leaves no gap.
+// 1. A writer claims a record with one atomic step, which replaces the size 0 by the record's size. So threads and
+//    processes never claim the same bytes. The size is valid even if the writer is stopped, so readers find the next
+//    record.
 // 2. Chunks are never unmapped, and records never move.
-// 3. Each process finds its records by a hash table of its own. Equal events of two processes have two records.
+// 3. Each process has its own hash table of its records. Equal events of two processes have two records.
 #include "watch/preload/journal.h"
 
 #include "watch/preload/settings.h"
@@ -58,8 +59,9 @@ static std::atomic<uint32_t>& atomicOf(uint32_t& word)
     return *reinterpret_cast<std::atomic<uint32_t>*>(&word);
 }
 
-// Makes sure that the file has so many bytes. The system gives the memory now, so a later write cannot fail. Returns 0
-// or the number of an error. A limit of the process is asked first: growing beyond it would send a signal to the game.
+// Makes sure that the file has at least `bytes` bytes. The system allocates the memory now, so a later write cannot
+// fail. Returns 0 or an errno value. Checks the process's limit for file sizes first, because the system sends
+// SIGXFSZ to a process that exceeds it.
 static int growTo(int file, off_t bytes)
 {
     struct stat status;
@@ -105,7 +107,7 @@ static void lose(int error)
     atomicOf(head().error).store(static_cast<uint32_t>(error), std::memory_order_relaxed);
 }
 
-// Returns the chunk; null when there is no memory for one more, and then stores the number of the error.
+// Returns the address of the chunk. When it can't be mapped, returns null and stores an errno value in error.
 static char* chunkAt(uint32_t number, int* error)
 {
     char* pages = number < sc_journalChunks ? s_chunks[number].load(std::memory_order_acquire) : nullptr;
@@ -157,7 +159,8 @@ bool isJournalOpen()
 
 // ---- Records
 
-// Claims so many bytes, a multiple of the alignment and at most a chunk. Returns null when the file can't grow.
+// Claims a record of `size` bytes, a multiple of the alignment and at most a chunk. Returns null when the file can't
+// grow.
 static JournalRecord* claim(uint32_t size)
 {
     int error = 0;
@@ -290,7 +293,7 @@ bool countEvent(e_JournalKind kind, Parts parts)
 
 // ---- Modules
 
-// The path of the program that is running, or of a library as the dynamic linker names it.
+// Returns the path of the running program, or of a library. Links in the path are resolved if possible.
 static const char* pathOf(const link_map& module, char* buffer, size_t size)
 {
     if (module.l_name[0] != '\0') {

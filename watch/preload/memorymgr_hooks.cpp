@@ -16,7 +16,7 @@
 
 using watch::ManagerView;
 
-// The request that this thread made last. The game may end inside of it.
+// The last request of this thread. The game may end during the request.
 struct Request {
     int bank;
     unsigned long size;
@@ -56,7 +56,7 @@ WATCH_FUNCTION("_ZN9MemoryMgr10initializeEv", int, initialize, (MemoryMgr * mana
     return result;
 }
 
-// ---- Calls that read headers, which memcheck takes for reads outside of blocks
+// ---- Calls that read headers: memcheck would report them as reads outside of blocks
 
 WATCH_FUNCTION("_ZN9MemoryMgr11checkMemoryEiPjb", int, checkMemory,
                (MemoryMgr * manager, int bank, unsigned int* largestFree, bool expectEmpty))

@@ -1,7 +1,7 @@
-// The hooks of Parser, and of stricmp, by which a game compares names.
+// The hooks of Parser, and of stricmp, with which a game compares names.
 //
 // 1. Without a tool that wants to know what the game reads, each hook only calls the real function.
-// 2. The library's readers call each other: only the call of the game is noted (ReaderCall).
+// 2. The library's readers call each other. Only the outermost call, which the game makes, is noted (ReaderCall).
 // 3. The texts that the library reads for itself, such as a strings file, are not noted; nor are texts that the game reads
 //    again and again.
 #include "core/parser.h"
@@ -14,7 +14,7 @@
 
 using watch::isWatchingReads;
 
-// The fields of a Parser that are frozen.
+// The fields of a Parser whose layout never changes.
 struct ParserView {
     void* functions;
     const char* buffer;
@@ -33,9 +33,9 @@ struct ParserView {
 
 // What this thread does with parsers.
 struct ReaderState {
-    unsigned int depth;    // calls of the library's readers inside each other
+    unsigned int depth;    // number of the library's readers that run inside each other
     const char* others[4]; // the last texts that are not noted
-    unsigned int next;     // of others
+    unsigned int next;     // the next index in others, before % 4
     const char* token;     // the first token of the current line
     const char* tokenText; // the text of this token
     bool hasToken;         // GetToken was called for the current line
@@ -55,7 +55,7 @@ static bool isNotedText(const char* text)
 
 // ---- Names
 
-// Returns true for the first ask on a line, and for an ask that is new in its block.
+// Returns true for the first comparison on a line, and for a comparison that is new in its block.
 static bool isNewAsk(watch::e_Read what, const char* text, const char* name)
 {
     const bool isFirst = !s_state.hasAsked;
@@ -86,8 +86,8 @@ static bool isSame(const char* token, const char* name)
 
 // ---- Calls of readers
 
-// Where a reader of a named parameter stores its value. If the name is not in the line, the value that is there is the one
-// that the game uses.
+// The variable in which a reader of a named parameter stores its value. If the line does not have the name, the game
+// goes on with the value that the variable has.
 struct Output {
     unsigned int room = 0; // bytes for a text; 0 for other values
     char text[64] = "";    // the value, if the name was not in the line
@@ -100,7 +100,7 @@ struct Output {
     explicit Output(const float* value) { _set("%08x", _bitsOf(*value)); } // "%g" writes a comma in some locales
     explicit Output(const bool* value)
     {
-        unsigned char byte; // perhaps no bool yet
+        unsigned char byte; // the variable may be uninitialised, and hold another byte than 0 or 1
         memcpy(&byte, value, sizeof(byte));
         _set("%s", byte ? "true" : "false");
     }
@@ -207,7 +207,7 @@ static bool isInLibrary(const void* address, const void* function)
     return dladdr(address, &caller) != 0 && dladdr(function, &library) != 0 && caller.dli_fbase == library.dli_fbase;
 }
 
-// A text in the same memory as an older one is a new text.
+// Removes the address from `others`: a new text can be at the address of an older text.
 static void forgetText(const char* text)
 {
     for (const char*& other : s_state.others) {
@@ -227,7 +227,7 @@ static void beginText(const char* text, const void* caller, const void* function
     watch::forgetAsks();
 }
 
-// A compiler may call either name.
+// A constructor has two symbols, C1 and C2. The compiler may call either of them.
 WATCH_FUNCTION("_ZN6ParserC1EPc", void, constructParser, (Parser * parser, char* text))
 {
     beginText(text, __builtin_return_address(0), reinterpret_cast<const void*>(s_constructParser.real()));
@@ -265,7 +265,7 @@ WATCH_FUNCTION("_ZN6Parser8GetTokenEPKc", char*, getToken, (Parser * parser, con
     char* token = s_getToken.real()(parser, delimiters);
     if (call.isNoted()) {
         call.note(watch::READ_TOKEN, token != nullptr, call.view().placeOf(token));
-        s_state.token = s_state.hasToken ? s_state.token : token; // values are compared, too
+        s_state.token = s_state.hasToken ? s_state.token : token; // later tokens are values
         s_state.tokenText = call.view().buffer;
         s_state.hasToken = true;
     }

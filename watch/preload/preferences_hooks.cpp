@@ -1,7 +1,8 @@
 // The hooks of Preferences.
 //
-// Preferences::read asks ReadKey for the value in the preferences file, unless the store has one; ReadKey opens the file by
-// fopen_mac. So the hook of ReadKey sees the values of the file, and the hooks of read see the defaults.
+// If the store has no value, Preferences::read calls ReadKey, which reads the value from the preferences file.
+// ReadKey opens this file with fopen_mac. So the hook of ReadKey sees the values in the file, and the hooks of
+// Preferences::read see the defaults.
 #include "watch/preload/journal.h"
 #include "watch/preload/message.h"
 #include "watch/preload/reads.h"
@@ -13,10 +14,10 @@
 
 class Preferences;
 
-// The path of the game, as Preferences::init got it last. The library keeps only a copy that no call returns.
+// The path in the game's last call of Preferences::init. The library has a copy, but no call returns it.
 static char s_path[watch::sc_readsName];
 
-// What ReadKey has found for the call of Preferences::read that is running.
+// The results of ReadKey for the current call of Preferences::read.
 struct PreferenceCall {
     bool isRunning;
     bool isOpened; // the preferences file

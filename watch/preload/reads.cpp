@@ -1,7 +1,7 @@
 // 1. One lock protects the block that is being filled. It is held while bytes are copied, never while a function of the
 //    game or of the library runs.
-// 2. What a game does in each frame is noted a few times only.
-// 3. The size of an event is stored last, so a tool that reads meanwhile sees whole events.
+// 2. Reads that a game repeats in each frame are noted only a few times.
+// 3. The size of an event is stored last. So a tool that reads at the same time sees only complete events.
 #include "watch/preload/reads.h"
 
 #include "watch/preload/journal.h"
@@ -19,11 +19,11 @@ namespace watch {
 
 static pthread_mutex_t s_lock = PTHREAD_MUTEX_INITIALIZER;
 static pthread_once_t s_once = PTHREAD_ONCE_INIT;
-static char* s_next; // in the block; null: there is no block yet
+static char* s_next; // the place of the next event in the block; null: there is no block yet
 static size_t s_left;
 static std::atomic<uint32_t> s_lastFile{0}; // a hash of its paths
 
-// A child of a fork has a block of its own, because its parent goes on filling the old one.
+// A forked child begins a new block, because its parent continues to fill the old block.
 static void beginChild()
 {
     s_lock = PTHREAD_MUTEX_INITIALIZER;
@@ -46,7 +46,7 @@ bool isWatchingReads()
     return true;
 }
 
-// Returns room for so many bytes; null when the journal has none.
+// Returns room for `size` bytes; null when the journal has no room.
 static char* roomFor(size_t size)
 {
     if (s_left < size) {
@@ -84,7 +84,8 @@ static uint64_t hashOf(const void* bytes, size_t length)
     return hash;
 }
 
-// Returns true if the text was not added often before. A text takes the place of an older one in the table.
+// Returns true if the text with this hash was added less than four times before. Several texts share a slot of the
+// table: a different text replaces the older text, whose count is lost.
 static bool isRare(uint64_t hash)
 {
     static const unsigned int sc_often = 4;
@@ -140,7 +141,7 @@ void noteFile(const char* asked, int file)
 
 // ---- Names
 
-// A game asks for the same names at each line. They are noted once for each block of the text.
+// A game compares the same names with the token of each line. Each name is noted once for each block of the text.
 static const size_t sc_slots = 4096;           // a power of two
 static std::atomic<uint32_t> s_asks[sc_slots]; // hashes of asks; 0: none. A newer ask takes the place of an older one
 static std::atomic<uint32_t> s_block{0};

@@ -1,4 +1,4 @@
-// Telling the tool what the game reads from its files (watch/reads.h).
+// Tells the tool what the game reads from its files (watch/reads.h).
 #pragma once
 
 #include "watch/reads.h"
@@ -13,14 +13,17 @@ bool isWatchingReads();
 // Adds an event. The bytes of the name are copied; name may be null. Any thread may call. errno does not change.
 void noteRead(e_Read what, bool result, const void* text, uint32_t place, const void* name, size_t length);
 
-// Adds the bytes of a text that a parser begins to read. Returns false, and adds nothing, for a text that was added a few
-// times before: a game can read a file in each frame, and its events would fill the journal.
+// Adds the bytes of a text that a parser begins to read. Returns false and adds nothing when the same text was added
+// four times before: a game can read a file in each frame, and these events would fill the journal.
 bool noteText(const char* text);
 
-// Adds a file that the game has opened. asked is the path of the game, file is its descriptor.
+// Adds a file that the game has opened. asked is the path in the game's call; file is the descriptor of the open
+// file.
 void noteFile(const char* asked, int file);
 
-// Returns true if the game asks for this name in this way for the first time since the last call of forgetAsks.
+// Returns true if this is the first ask with this reader, text and name since the last call of forgetAsks. An ask is
+// a comparison of a name with a token. Can also return true for a repeated ask, if another ask has replaced it in the
+// table.
 bool isNewAsk(e_Read what, const void* text, const char* name);
 void forgetAsks();
 

@@ -3,8 +3,9 @@
 // 2. While a region is filled, each byte of a free node after its header is sc_freedByte, and so is each byte of a linear
 //    bank's region from the cursor on.
 // 3. While areLinksKnown, the neighbours of each record are those on the manager's list.
-// 4. An operation that the manager can't do right (it frees a block of another bank, or a header is damaged) ends rules 2
-//    and 3 for its bank. So one fault does not cause messages about others.
+// 4. If an operation damages a bank (it frees a block of another bank, or a block with a damaged header), rules 2 and
+//    3 no longer hold for the bank: isFilled and areLinksKnown become false. So one fault causes no messages about
+//    other blocks.
 #include "watch/preload/recordedbank.h"
 
 #include "watch/preload/announce.h"
@@ -91,7 +92,8 @@ static bool isInRegionOf(const MemoryBank_s& bank, const Record& record)
     return (record.size & sc_fallback) == 0 && isInRegion(bank, record.block);
 }
 
-// The block with its header, or without one in a linear bank's region.
+// Returns the start of the block: its header, or in a linear bank's region, where blocks have no header, its first
+// byte.
 static char* wholeOf(const MemoryBank_s& bank, const Record& record)
 {
     return record.block - (hasHeader(bank, record) ? sc_headerBytes : 0);
@@ -147,7 +149,8 @@ static void checkBlocks(int index, const MemoryBank_s& bank, RecordedBank& mine)
     }
 }
 
-// Checks the bytes of all free nodes of a region. Ends at a header that is no header; the walk of the tool tells it.
+// Checks the bytes of all free nodes of a region. Stops at the first damaged header; the tool reports it when it
+// walks the bank.
 static void checkFreeBytes(int index, const MemoryBank_s& bank, RecordedBank& mine)
 {
     if (!isChecking() || !mine.isFilled || !bank.base) {
@@ -175,7 +178,8 @@ static void checkFreeBytes(int index, const MemoryBank_s& bank, RecordedBank& mi
 
 // ---- alloc
 
-// Stores what the header says. A linear bank's block has none, and its size is the request in whole granules.
+// Stores the words of the header in the record. A block in a linear bank's region has no header; its size is the
+// request, rounded up to whole granules.
 static void fillRecord(const MemoryBank_s& bank, Record& record, unsigned int size)
 {
     record.size = (size + sc_granule - 1) & ~(sc_granule - 1);
@@ -230,7 +234,7 @@ void* recordedAlloc(const Call& call, unsigned long size, const char* file, unsi
 
 // ---- free: a heap bank and the system bank
 
-// True when the free list leads to the node at this header. A node that was joined with the one before is not on it.
+// True when the node at this header is on the free list. A node that was coalesced with the node before it is not.
 static bool isOnFreeList(const MemoryBank_s& bank, const char* header)
 {
     const MemoryHeapNode_s* node = nodeAt(header);
@@ -241,7 +245,7 @@ static bool isOnFreeList(const MemoryBank_s& bank, const char* header)
     return isInRegion(bank, before) && insideLink(before->next) == node;
 }
 
-// Fills a freed node, and the headers that are no nodes any more because the manager has joined free nodes.
+// Fills a freed node. When the manager has coalesced nodes, also fills the headers that do not begin a node any more.
 static void fillFreed(const MemoryBank_s& bank, char* header, unsigned int size, bool isJoinedAfter)
 {
     fill(header + sc_headerBytes, size - sc_headerBytes + (isJoinedAfter ? sc_headerBytes : 0), sc_freedByte);
@@ -250,7 +254,7 @@ static void fillFreed(const MemoryBank_s& bank, char* header, unsigned int size,
     }
 }
 
-// Calls the real free for a block with a record, and forgets the record. isRight: its header is.
+// Calls the real free for a block with a record, and removes the record. isRight: the block's header is undamaged.
 static int release(const Call& call, RecordedBank& mine, Record& record, bool isRight, RealFree* real)
 {
     const MemoryBank_s& bank = realBank(call.manager, call.bank);
@@ -265,7 +269,7 @@ static int release(const Call& call, RecordedBank& mine, Record& record, bool is
     beforeFree(header, size, isOutside);
     const int result = realFree(call, mine, block, real);
     if (result != MEMERR_NONE) {
-        record.set(RECORD_REPORTED); // its header is damaged, which was told
+        record.set(RECORD_REPORTED); // its header is damaged, which was reported
         return result;
     }
     takeFromList(mine, record);
@@ -287,7 +291,7 @@ static int releaseHeld(const Call& call, RecordedBank& mine, Record& record, Rea
     return release(call, mine, record, isRight, real);
 }
 
-// Puts a block into quarantine. The block that was there longest is freed when the quarantine is full.
+// Puts a block into quarantine. When the quarantine is full, frees the oldest block in it.
 static int hold(const Call& call, RecordedBank& mine, Record& record, RealFree* real)
 {
     const unsigned int most = settings().quarantine;
@@ -321,8 +325,8 @@ static void freeHeld(const Call& call, RecordedBank& mine, RealFree* real)
     }
 }
 
-// A block of another bank was freed here, and the manager has accepted it. Both banks are damaged now. Returns false when
-// it was a block of no bank.
+// Call it when free has accepted a block that is not in this bank's records. Removes the record of the block from the
+// other bank that has it; both banks are damaged now. Returns false when no bank has a record of the block.
 static bool forgetElsewhere(const void* block)
 {
     bool isFound = false;
@@ -342,7 +346,7 @@ static bool forgetElsewhere(const void* block)
     return isFound;
 }
 
-// An address without a record in this bank.
+// Frees an address that has no record in this bank.
 static int freeUnknown(const Call& call, RecordedBank& mine, void* block, RealFree* real)
 {
     ManagerView& view = ManagerView::of(call.manager);

@@ -7,8 +7,9 @@
 //   +--------+-------------------+-------+--------+----------------------------+
 //   compared  the game's bytes    0xb5    compared  0xdf in all bytes
 //
-// A bank has a lock here, which an operation holds around the real operation. A thread takes the locks in the same order
-// as the manager's own: a location's callback may use another bank.
+// Each bank has a lock in recordedbank.cpp. An operation holds the lock while the real operation runs. A location's
+// callback may use another bank, so a thread may hold several locks; it takes them in the same order as the manager's
+// own.
 #pragma once
 
 #include "core/memorymgr.h"
@@ -34,19 +35,21 @@ inline bool hasRecords(const MemoryMgr* manager)
     return manager == g_recordedManager;
 }
 
-// The last manager begins. Forgets all blocks of others.
+// Call it when a manager is constructed. From now on, only the blocks of this manager have records. Forgets the
+// blocks of other managers. Does nothing if the options need no records.
 void recordManager(MemoryMgr* manager);
 
-// As MemoryMgr's alloc, free and getSize.
+// Do the same as MemoryMgr's alloc and free, and keep the records. recordGetSize notes a call of getSize.
 void* recordedAlloc(const Call& call, unsigned long size, const char* file, unsigned int line, RealAlloc* real);
 int recordedFree(const Call& call, void* block, RealFree* real);
 void recordGetSize(const Call& call, void* block, unsigned int size); // after the game has asked
 
-// The regions go back to their locations: of all blocks, only fallback blocks stay in use. Then there are new ones.
+// Call regionsEnd before the manager gives the regions of its banks back: only fallback blocks stay in use. Call
+// regionsBegin when the banks have new regions.
 void regionsEnd(MemoryMgr* manager);
 void regionsBegin(MemoryMgr* manager);
 
-// Checks all blocks in use and all free bytes of all banks, and tells the faults. Frees the blocks in quarantine.
+// Checks all blocks in use and all free bytes of all banks, and reports the faults. Frees the blocks in quarantine.
 void checkRecords(MemoryMgr* manager, RealFree* real);
 
 class Channel;

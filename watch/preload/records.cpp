@@ -72,14 +72,14 @@ Record* Records::add(char* block, uint32_t* placePlus1)
         return nullptr;
     }
     const uint32_t slot = _slotOf(block);
-    uint32_t place = m_slots[slot].place - 1; // a record that is there already is used again
+    uint32_t place = m_slots[slot].place - 1; // if the block has a record already, that record is used again
     if (m_slots[slot].place == 0) {
         place = m_free != 0 ? m_free - 1 : m_places++;
         m_free = m_free != 0 ? at(place).older : 0;
         m_slots[slot] = {_tagOf(block), place + 1};
         m_count += 1;
     }
-    __builtin_prefetch(m_free != 0 ? &at(m_free - 1) : nullptr, 1); // the next call will write it
+    __builtin_prefetch(m_free != 0 ? &at(m_free - 1) : nullptr, 1); // the next call of add will write this record
     Record& record = at(place);
     memset(&record, 0, sizeof(record));
     record.block = block;
@@ -87,7 +87,8 @@ Record* Records::add(char* block, uint32_t* placePlus1)
     return &record;
 }
 
-// Empties the slot of the record, and moves records of later slots that now have a better slot.
+// Empties the slot of the record. Then moves entries of later slots forward, so that each search still finds its
+// entry.
 void Records::remove(Record* record)
 {
     const uint32_t mask = UINT32_MAX >> m_shift;

@@ -1,7 +1,6 @@
-// What this library remembers of the blocks in use of one bank. A bank's records are used under the bank's lock in
-// recordedbank.h.
+// The records of the blocks in use of one bank. A thread must hold the bank's lock (recordedbank.cpp) to use them.
 //
-//   64-bit build: 48 bytes for each block, and 11 to 21 for finding its record by its address
+//   64-bit build: 48 bytes for the record of each block, and 11 to 21 bytes for the hash table that finds the record
 //
 // All memory comes from mmap, because the game may serve malloc from a bank.
 #pragma once
@@ -12,7 +11,7 @@
 namespace watch {
 
 enum RecordFlag : uint32_t {
-    RECORD_REPORTED = 1,   // a fault of this block was told; one is enough
+    RECORD_REPORTED = 1,   // a fault of this block was reported; no more faults of the block are
     RECORD_QUARANTINE = 2, // the game has freed the block
 };
 
@@ -58,24 +57,25 @@ private:
     static const uint32_t sc_chunk = 1024;
     static const uint32_t sc_mostChunks = 8192;
 
-    // A slot names the block without its record, so a search reads one record at most, and that one is used next.
+    // A slot has a tag of the block's address. So a search compares tags, and reads hardly any record but the one it
+    // returns.
     struct Slot {
         uint32_t tag;   // the lowest bits of the block's address, see _tagOf
         uint32_t place; // of the record, plus 1; 0: the slot is empty
     };
 
-    // Blocks of more than 32 GiB apart may have the same tag.
+    // Two blocks that lie 32 GiB or more apart may have the same tag.
     static uint32_t _tagOf(const void* block)
     {
         return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(block) >> 3);
     }
-    // Blocks that lie near one another have slots that lie near one another, because a game often uses them together.
+    // Blocks with close addresses get close slots, because a game often uses such blocks together.
     uint32_t _homeOf(uint32_t tag) const
     {
         const uint32_t granule = tag / (32 / 8);
         return (((granule / 8) * 0x9e3779b1u) >> m_shift) ^ (granule % 8);
     }
-    uint32_t _slotOf(const void* block) const; // of its record, or the empty slot where it belongs
+    uint32_t _slotOf(const void* block) const; // the slot of the block's record, or the empty slot for a new one
     bool _growSlots();
     bool _growPlaces();
 

@@ -1,6 +1,6 @@
 // 1. Without a journal, each hook only calls the real function.
-// 2. Nothing is written into the game's memory. Whether translate has added an entry shows in the free list of the
-//    table's pool: each entry takes one node from it.
+// 2. Nothing is written into the game's memory. The hook of translate compares the first free node of the table's
+//    pool before and after the call: each new entry takes one node from the free list.
 #include "core/hashtable.h"
 #include "core/stringtable.h"
 #include "watch/preload/file_hooks.h"
@@ -12,7 +12,7 @@
 #include <atomic>
 #include <string.h>
 
-// The fields of a StringTable, which are frozen.
+// The fields of a StringTable. Their layout never changes.
 struct StringTableView {
     void* functions;
     int loaded;
@@ -37,9 +37,9 @@ static bool isWatching()
     return watch::settings().events == watch::EVENTS_STRINGS && watch::isJournalOpen();
 }
 
-// ---- Numbers of tables: a new table may get the address of one that was destroyed
+// ---- Numbers of tables: a new table may have the same address as a destroyed table
 
-static const uint32_t sc_tables = 16; // that are remembered; a game has one or two at a time
+static const uint32_t sc_tables = 16; // tables with known numbers; a game has one or two tables at a time
 
 static std::atomic<const StringTable*> s_tables[sc_tables]; // the table with the number n is at n % sc_tables
 static std::atomic<uint32_t> s_lastTable{0};

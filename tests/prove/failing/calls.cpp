@@ -20,7 +20,7 @@
 #include <unwind.h>
 
 static CallLog* s_log; // null: failures are not armed
-static bool s_tracks;  // failures have been armed: freed blocks are taken off the table
+static bool s_tracks;  // ArmFailures was called: freed blocks are removed from the table of live blocks
 static FailingCall s_failing;
 static e_CallKind s_failedKind;
 static thread_local bool s_isInside __attribute__((tls_model("initial-exec"))); // this file's own calls do not count
@@ -53,7 +53,7 @@ static bool isIgnored(const void* caller)
            strstr(where.dlfo_link_map->l_name, "/libgettextpo.so");
 }
 
-// Whether a call of this name needs space on the disk.
+// Returns true if a call of this name needs space on the disk.
 static bool isWrite(const char* name)
 {
     static const char* const sc_writes[] = {"write",  "writev", "pwrite", "fsync",     "fwrite", "fprintf",
@@ -71,7 +71,7 @@ static bool counts(const void* caller)
     return s_log && !s_isInside && (s_failing.callers == CALLERS_ALL || isLibrarys(caller));
 }
 
-// ---- Live blocks: a hash table of addresses, without deletion marks: a freed place keeps its key with a size of 0.
+// ---- Live blocks: a hash table of addresses. The entry of a freed block stays, with a size of 0.
 
 struct LiveBlock {
     const void* block;
@@ -143,7 +143,7 @@ void DisarmFailures()
     s_log = nullptr;
 }
 
-// For _Unwind_Backtrace.
+// The callback of _Unwind_Backtrace: adds a return address to the log.
 static _Unwind_Reason_Code noteAddress(struct _Unwind_Context* context, void*)
 {
     if (s_log->depth == CallLog::sc_deepest) {
@@ -315,7 +315,7 @@ static bool isConsole(int file)
     return file == STDOUT_FILENO || file == STDERR_FILENO;
 }
 
-// The standard error stream does not fail: it tells what happened.
+// Writes to the terminal streams (isConsole) do not fail, because the messages of the run go there.
 extern "C" ssize_t write(int file, const void* bytes, size_t size)
 {
     return !isConsole(file) && fails("write", CALL_FILE, CALLER, true) ? -1 : NEXT(write)(file, bytes, size);
@@ -326,7 +326,7 @@ extern "C" ssize_t writev(int file, const struct iovec* parts, int count)
     return !isConsole(file) && fails("writev", CALL_FILE, CALLER, true) ? -1 : NEXT(writev)(file, parts, count);
 }
 
-// Closes also when the call fails, as the system does.
+// Closes the file even if the call then fails, as the system does.
 extern "C" int close(int file)
 {
     const int result = NEXT(close)(file);
@@ -365,7 +365,7 @@ extern "C" int fcntl(int file, int command, ...)
 
 // ---- Streams
 
-// A stream that failed says so.
+// Sets the error indicator of a stream that failed.
 static void markFailed(FILE* stream)
 {
     stream->_flags |= 0x20; // _IO_ERR_SEEN of the GNU C library: ferror returns true

@@ -1,4 +1,4 @@
-// Small games that play one part of a game's life each, while calls fail.
+// Small games. Each plays one part of a game's life while calls fail.
 //
 //     prove_failures SCENARIO [STEP]     lets every STEP-th call of the scenario fail; each call, by default
 //     prove_failures list                prints the names of the scenarios
@@ -139,7 +139,7 @@ static int runStart()
     return 0;
 }
 
-// A game that has begun can use its banks.
+// Checks that a game that has begun can use its banks.
 static const char* checkMemory()
 {
     void* block = g_MemoryPtr->alloc(0, 64, "check", 1);
@@ -206,8 +206,9 @@ static void prepareLoad()
     }
 }
 
-// The blocks of bank 0 come from malloc. Info.plist is read before: if there is no memory while it is read for the first
-// time, the values that were read until then are never freed (macapi/src/objects/object.cpp).
+// Makes bank 0 so small that its blocks come from malloc. Reads Info.plist before calls fail: if there is no memory
+// while it is read for the first time, the values that were read until then are never freed
+// (macapi/src/objects/object.cpp).
 static void setUpSmallCore()
 {
     Platform::GetAppVersion();
@@ -237,7 +238,7 @@ static int runLoad()
     return 0;
 }
 
-// If the strings file cannot be opened, the table counts as one without a file, and writes its texts.
+// If the strings file cannot be opened, the table acts as without a file: at its end it writes its own texts.
 static const char* checkLoad()
 {
     const bool isWhole = fs::file_size("de/strings.utf8") == strlen(sc_texts);
@@ -258,7 +259,7 @@ static const char* acceptTexts(const std::string& path, const std::string& conte
     return path == "de/strings.utf8" && isExport ? "written in place" : acceptSizes(path, content);
 }
 
-// A strings file that could not be read stays open (core/stringtable.cpp).
+// Returns true if a strings file could not be read: the string table leaves such a file open (core/stringtable.cpp).
 static bool keepsFile(const std::string& said)
 {
     return said.find("File I/O Error") != std::string::npos ||
@@ -346,7 +347,7 @@ static const char* checkPreferences()
     return fault;
 }
 
-// Writes the values that are pending, and so gives their blocks up.
+// Writes the pending values, so that their blocks are freed.
 static void settlePreferences()
 {
     Preferences preferences;
@@ -363,7 +364,7 @@ static void setUpPreferences()
     beginMemory();
 }
 
-// Each value in the file is written whole, so the file of each step between two writes is allowed.
+// Each write replaces the whole file, so the file after any of the writes is allowed.
 static const char* acceptPreferences(const std::string& path, const std::string& content)
 {
     const bool isStore = path.find("/Preferences/") != std::string::npos;

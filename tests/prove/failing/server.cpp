@@ -25,7 +25,7 @@ typedef std::map<std::string, std::string> Files; // contents by path
 
 static const unsigned int sc_seconds = 120; // a run that takes longer hangs. A machine may be busy.
 
-// What a run tells its parent.
+// What a child process reports to its parent, in shared memory.
 struct Report {
     CallLog log;
     unsigned int liveBlocks;
@@ -40,7 +40,7 @@ struct Run {
     unsigned int openFiles;
     bool hasEnded;
     std::string fault;
-    std::string said; // both standard streams
+    std::string said; // the text of standard output and standard error
     Files files;
 };
 
@@ -185,7 +185,8 @@ static bool areEqual(const std::string* left, const std::string* right)
     return left && right ? *left == *right : left == right;
 }
 
-// Files that the library and the programs make while they replace another file. A name of the last form is mkstemp's.
+// Returns true for files that the library and the programs make while they replace another file. mkstemp makes the
+// names with six random letters at the end.
 static bool isTemporary(const std::string& path)
 {
     const std::string end = fs::path(path).extension().string();
@@ -221,10 +222,10 @@ static std::string judgeFiles(const Scenario& scenario, const Files& before, con
     return "";
 }
 
-// What every run is compared with.
+// The state with which every run is compared.
 struct Expected {
     Files before;
-    Run whole; // without failures
+    Run whole; // a run without failures
 };
 
 static std::string judge(const Scenario& scenario, const Expected& expected, const Run& run, Sums* sums)
@@ -320,7 +321,7 @@ int PlayWithFailures(const Scenario& scenario, unsigned int step)
 {
     mallopt(M_PERTURB, 0xa5); // freed and new blocks hold no zeros
     std::string folder =
-        fs::exists("/dev/shm") ? "/dev/shm/prove-XXXXXX" : "/tmp/prove-XXXXXX"; // no disk to wait for
+        fs::exists("/dev/shm") ? "/dev/shm/prove-XXXXXX" : "/tmp/prove-XXXXXX"; // memory: faster than a disk
     if (!mkdtemp(&folder[0])) {
         perror(folder.c_str());
         return 1;

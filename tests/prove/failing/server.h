@@ -1,4 +1,4 @@
-// Runs a scenario again and again, each time in a process of its own with another call that fails.
+// Runs a scenario many times. Each run is a new process, in which a different call fails.
 #pragma once
 
 #include "tests/prove/failing/calls.h"
@@ -22,9 +22,9 @@ struct Scenario {
     bool (*keepsFile)(const std::string& said) = nullptr; // true if, after this output, an open file is no leak
 };
 
-// After a run, each file must be as it was before, or as it is after a run without failures. For a file that is neither,
-// accept says if its content is allowed: it returns the reason, or null if the content is not allowed. The pointer may
-// be null.
+// Scenario::accept: after a run, each file must have its content from before the run, or the content after a run
+// without failures. For other contents, accept is called. It returns the reason why the content is allowed; null if
+// the content is not allowed. The pointer may be null.
 
 // Plays the scenario. Lets each `step`-th call fail, in each way that it can fail. Prints each fault in a line, and at the
 // end one line with the sums. Returns 0 if there was no fault, else 1.

@@ -1,9 +1,10 @@
-// Lets the calls of a program fail that knows nothing of it:
+// Lets calls of any program fail. The program need not be built for this:
 //
 //     LD_PRELOAD=.../libprove_failing_tool.so FAILING_TOOL=4 FAILING_FILES=FOLDER PROGRAM ARGUMENTS
 //
-// The program begins as usual, up to its main function. From there it is forked for each run, so the dynamic linker works
-// once. FAILING_TOOL is the step of PlayWithFailures. Each run begins with a copy of FOLDER as its working folder.
+// The program starts as usual. Before its main function it is forked for each run, so the dynamic linker loads the
+// program only once. FAILING_TOOL is the step of PlayWithFailures. Each run begins with a copy of FOLDER as its
+// working folder.
 #include "tests/prove/failing/server.h"
 
 #include <dlfcn.h>

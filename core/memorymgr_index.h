@@ -22,8 +22,8 @@
 //    holds the bits of 64 units. The word below that of the unit after a free node can lie inside the node as a
 //    whole. Then this word is marked as spanned, and holds the number of the node's first unit instead of bits. So
 //    the search reads at most two words.
-// 5. Exception to rules 2 to 4: the newest node, the one that was placed on the list last, has no class, and its
-//    boundary bits are clear. It gets its class and its bits when another node becomes the newest. The answers to the
+// 5. Rules 2 to 4 do not hold for the newest node, which was placed on the list last. The newest node has no class, and
+//    its boundary bits are clear. It gets its class and its bits when another node becomes the newest. The answers to the
 //    three questions include the newest node. Among nodes of equal size the newest node is the first. A game often
 //    allocates again the memory that it has just freed; then classes and bits do not change.
 // 6. Before an operation uses an answer, the index compares it with the header of the node. At the first

@@ -36,7 +36,7 @@ public:
     }
 
     // Returns the place of a node of size bytes that is not on the list: before the first node of at least that size;
-    // if there is none, after the last node.
+    // after the last node if all nodes are smaller.
     __attribute__((noinline)) FreePlace placeFor(unsigned int size) const
     {
         FreePlace place = {nullptr, m_list};

@@ -825,7 +825,7 @@ TEST(ParamEquals, AfterABareLineFeedTheNextLinesFirstWordIsTheValue)
 // The parser compares names itself when stricmp is the file library's.
 TEST(ParserNames, AreEqualExactlyWhenTheFileLibrarysComparisonSaysSo)
 {
-    for (const size_t before : {0, 2}) { // letters before the one that varies
+    for (const size_t before : {0, 2}) { // how many letters come before the letter that the test changes
         char token[] = "wI??";
         char name[] = "Wi??";
         int count = 0; // of the pairs that are equal

@@ -190,7 +190,7 @@ private:
     mutable std::map<uint64_t, std::string> m_names;
 };
 
-// The name of the bank in a fault's first line; empty when there is none.
+// Returns the name of the bank in a fault's first line; an empty text if the line names no bank.
 static std::string bankOfFault(const std::string& fault)
 {
     const size_t begin = fault.find(": bank \"");

@@ -54,7 +54,7 @@ struct LoadedFile {
 
 class AskedTexts {
 public:
-    // Returns the text with this key; makes it when there is none.
+    // Returns the text with this key. If no text has the key, adds a text with the key.
     AskedText& operator[](const std::string& key);
     const AskedText* find(const std::string& key) const; // null when there is none
 

@@ -46,7 +46,7 @@ static std::string typeOf(const std::string& length, char letter)
     return length + letter;
 }
 
-// Reads the conversion at a '%'. Returns false if there is none.
+// Reads the conversion at a '%'. Returns false if the '%' begins no conversion.
 static bool readConversion(const std::string& text, size_t percent, Conversion* conversion)
 {
     *conversion = {percent, percent, 0, "", 0};

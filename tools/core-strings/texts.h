@@ -24,7 +24,7 @@ std::string listConversions(const std::string& text);
 // Returns the marks of colours in a text, sorted: "^CFF0000" and "^c".
 std::vector<std::string> coloursOf(const std::string& text);
 
-// Returns the length of the conversion or colour mark at a place of a text; 0 if there is none.
+// Returns the length of the conversion or colour mark at a place of a text; 0 if neither begins there.
 size_t lengthOfMark(const std::string& text, size_t at);
 
 // Returns the offset of the first byte that is not valid UTF-8; std::string::npos if all are.

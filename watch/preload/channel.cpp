@@ -13,7 +13,8 @@ namespace watch {
 
 static const time_t sc_patience = 60; // seconds
 
-// Returns a connection to the tool; -1 when there is none. The socket's name is not a file: its first byte is a NUL.
+// Connects to the tool. Returns the descriptor; -1 if no connection was made. The socket's name is not a file: its first
+// byte is a NUL.
 static int connectToTool(const char* name)
 {
     sockaddr_un address = {};

@@ -38,7 +38,7 @@ public:
     // isComplete is false then.
     Record* add(char* block, uint32_t* placePlus1);
 
-    Record* find(const void* block) const; // null when there is none
+    Record* find(const void* block) const; // returns null if the block has no record
     void remove(Record* record);
     void clear();
 

@@ -27,7 +27,7 @@ struct Settings {
     bool stacks = false;
     unsigned int quarantine = 0;
     bool announces = false;        // another tool listens; see announce.h
-    const char* journal = nullptr; // in the environment of the process; null: there is none
+    const char* journal = nullptr; // the journal's path; the text lies in the environment. null: no journal
     Events events = EVENTS_NONE;
     unsigned int callers = 1;
 

@@ -1,24 +1,9 @@
--- Neovim without a screen talks to the language server of core-config. Environment: PROGRAM, SCHEMA.
+-- Neovim without a screen talks to the language server of core-config. Environment: PROGRAM, SCHEMA; SHARED, the folder
+-- of the functions that both scripts call.
 --
 -- Ends with status 0; prints what is wrong and ends with status 1 otherwise.
-local function fail(text)
-    io.stdout:write(text .. "\n")
-    vim.cmd("cquit 1")
-end
-
-local function expect(condition, text)
-    if not condition then
-        fail(text)
-    end
-end
-
--- Returns the result of a request at a place, counted from 0.
-local function ask(method, line, character)
-    local position = { line = line, character = character }
-    local params = { textDocument = vim.lsp.util.make_text_document_params(), position = position, options = {} }
-    local answers = vim.lsp.buf_request_sync(0, method, params, 60000)
-    return answers and answers[next(answers)] and answers[next(answers)].result
-end
+local editor = dofile(vim.env.SHARED .. "/neovim.lua")
+local fail, expect, ask = editor.fail, editor.expect, editor.ask
 
 local function main()
     vim.cmd("edit Game/units.txt")

@@ -8,5 +8,5 @@ mkdir "$folder/Game"
 printf 'unit\r\n{\r\n    name = "a"\r\n    title = "A"\r\n    helth = 5\r\n\r\n    damage=1 2\r\n    shape = "a"\r\n}\r\n' \
     >"$folder/Game/units.txt"
 cd "$folder"
-HOME=$folder XDG_CACHE_HOME=$folder XDG_DATA_HOME=$folder PROGRAM=$2 SCHEMA=$3 \
+SHARED=$here/../shared HOME=$folder XDG_CACHE_HOME=$folder XDG_DATA_HOME=$folder PROGRAM=$2 SCHEMA=$3 \
     timeout 120 "$1" --headless -u NONE -i NONE -n -c "luafile $here/neovim.lua" </dev/null

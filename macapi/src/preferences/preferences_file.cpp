@@ -1,8 +1,11 @@
 // Reading and changing the file of a domain.
 //
 // 1. Only the holder of the lock changes the file, and only by replacing it with a complete new file.
-// 2. The bytes of a damaged file always have a name: the old name is removed only after the file has a new one.
+// 2. The bytes of a damaged file always have a name: the old name gets other bytes, or is removed, only after a new name
+//    of the damaged bytes is on the disk.
 // 3. Only a file that does not parse is damaged. A file that cannot be read may be good, and is not changed.
+// 4. If the file exists, the names of all folders on its path are on the disk. So they are synchronised before the file
+//    is made. The process that made a folder may have been killed before it synchronised the name.
 #include "macapi/src/preferences/preferences_file.h"
 
 #include "logger/printable.h"
@@ -94,26 +97,42 @@ static bool exists(int folder, const std::string& name)
     return fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 || errno != ENOENT;
 }
 
-// Gives a damaged file a new name and returns it. The file usually keeps its old name as well. Returns an empty name
-// on failure.
+static FileRights rightsOf(const struct stat& status)
+{
+    return {status.st_mode, status.st_uid, status.st_gid};
+}
+
+// Copies a damaged file to the name aside, which no file has. Returns false on failure.
+static bool copyAside(int folder, const std::string& name, const std::string& aside)
+{
+    const std::string fresh = name + ".new";
+    std::string contents;
+    struct stat status;
+    if (readFile(folder, name, &contents, &status) != 0 ||
+        !writeNewFile(folder, fresh, contents, rightsOf(status), true)) {
+        return false;
+    }
+    if (renameat(folder, fresh.c_str(), folder, aside.c_str()) == 0) {
+        return true;
+    }
+    unlinkat(folder, fresh.c_str(), 0);
+    return false;
+}
+
+// Gives the bytes of a damaged file a new name, waits until that name is on the disk, and returns it. The old name
+// remains. Returns an empty name on failure.
 static std::string setAside(int folder, const std::string& name)
 {
     for (int number = 1; number < 10000; number++) {
         std::string aside = name + ".damaged-" + std::to_string(number);
-        if (linkat(folder, name.c_str(), folder, aside.c_str(), 0) == 0 ||
-            isSameFile(folder, name, aside)) { // the file already has both names: a process was killed here
-            return aside;
-        }
-        if (!exists(folder, aside)) { // linkat failed: no hard links here
-            return renameat(folder, name.c_str(), folder, aside.c_str()) == 0 ? aside : "";
+        const bool isLinked = linkat(folder, name.c_str(), folder, aside.c_str(), 0) == 0 ||
+                              isSameFile(folder, name, aside); // the same: a process was killed here
+        if (isLinked || !exists(folder, aside)) {              // neither: a file can have only one name here
+            const bool isAside = isLinked || copyAside(folder, name, aside);
+            return isAside && syncFolder(folder) ? aside : "";
         }
     }
     return "";
-}
-
-static FileRights rightsOf(const struct stat& status)
-{
-    return {status.st_mode, status.st_uid, status.st_gid};
 }
 
 namespace {
@@ -311,6 +330,9 @@ bool changePreferencesFile(const std::string& path, const PreferencesChanges& ch
     }
     const std::string text = plistTextOf(*values);
     const FileRights rights = there ? rightsOf(now.status) : rightsOfNew(place.folder, user);
+    if (!there && !syncFoldersAround(place.folder)) {
+        return false;
+    }
     if (text.empty() || !replaceFile(place.folder, place.name, text, rights)) {
         return false;
     }

@@ -139,4 +139,28 @@ bool syncFolder(int folder)
     return wholeFolder >= 0 && sync(wholeFolder);
 }
 
+// Returns true for two descriptors of one folder, and also if fstat fails.
+static bool isSameFolder(int one, int other)
+{
+    struct stat a;
+    struct stat b;
+    return fstat(one, &a) != 0 || fstat(other, &b) != 0 || (a.st_dev == b.st_dev && a.st_ino == b.st_ino);
+}
+
+bool syncFoldersAround(int folder)
+{
+    Descriptor inner = openAt(folder, ".", O_PATH | O_DIRECTORY);
+    for (;;) {
+        Descriptor outer = openAt(inner, "..", O_PATH | O_DIRECTORY);
+        if (outer < 0 || isSameFolder(inner, outer)) { // the root folder is its own parent
+            return true;
+        }
+        const Descriptor wholeFolder = listed(outer);
+        if (wholeFolder >= 0 && !sync(wholeFolder) && errno != EROFS) { // EROFS: nothing waits for this disk
+            return false;
+        }
+        inner = std::move(outer);
+    }
+}
+
 } // namespace macapi

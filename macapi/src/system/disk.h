@@ -48,4 +48,8 @@ bool replaceFile(int folder, const std::string& name, std::string_view contents,
 // was opened with O_PATH. Returns false on an error.
 bool syncFolder(int folder);
 
+// Waits until the names of the folder and of all folders around it are on the disk. Leaves out those that the process
+// may not list. Returns false on an error of the disk.
+bool syncFoldersAround(int folder);
+
 } // namespace macapi

@@ -182,6 +182,53 @@ TEST(DamagedPreferences, AreCopiedToAnotherNameWhereAFileCanHaveOnlyOne)
     EXPECT_EQ(contentsOf(std::string(sc_file) + ".damaged-1"), "damage");
 }
 
+TEST(DamagedPreferences, KeepTheirNameUntilACopyReplacesThemWhereAFileCanHaveOnlyOne)
+{
+    makeStore();
+    fill(sc_file, "damage");
+    s_trouble = Trouble();
+    s_trouble.only = {"linkat", "create"};
+    s_trouble.at = 1;
+    s_trouble.persists = true;
+    s_trouble.error = EPERM;
+    s_trouble.armed = true;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(value("Player"), "Anna");
+    s_trouble.armed = false;
+    EXPECT_EQ(contentsOf(sc_file), "damage");
+    EXPECT_EQ(value("Player"), "Anna"); // not a missing file
+    testing::internal::GetCapturedStderr();
+}
+
+TEST(DamagedPreferences, HaveTheirNewNameOnTheDiskBeforeTheOldOneGetsOtherBytes)
+{
+    makeStore();
+    fill(sc_file, "damage");
+    std::set<std::string> atFirstSync;
+    s_trouble = Trouble();
+    s_trouble.only = {"fsync"};
+    s_trouble.at = 1;
+    s_trouble.meanwhile = [&] { atFirstSync = files(); };
+    s_trouble.armed = true;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(value("Player"), "Anna");
+    s_trouble.armed = false;
+    const std::string name = "com.example.game.plist";
+    EXPECT_EQ(atFirstSync, (std::set<std::string>{name, name + ".bak", name + ".damaged-1", name + ".lock"}));
+
+    fs::remove(sc_file + std::string(".bak"));
+    fill(sc_file, "more damage");
+    s_trouble = Trouble();
+    s_trouble.only = {"fsync"};
+    s_trouble.at = 1;
+    s_trouble.error = EIO;
+    s_trouble.armed = true;
+    EXPECT_EQ(value("Player"), "(none)");
+    s_trouble.armed = false;
+    EXPECT_EQ(contentsOf(sc_file), "more damage");
+    testing::internal::GetCapturedStderr();
+}
+
 TEST(DamagedPreferences, AreReportedInOneLineWhateverTheFolderIsCalled)
 {
     setenv("MACAPI_USER_LIBRARY", fs::absolute("two\nlines").c_str(), 1);
@@ -349,6 +396,26 @@ TEST(TroubledPreferences, EachFailingCallReachesTheWrite)
     s_trouble.armed = true;
     EXPECT_FALSE(synchronizePreferences(sc_game));
     s_trouble.armed = false;
+}
+
+TEST(TroubledPreferences, TheFirstWriteAlsoWaitsForFoldersThatAnotherProcessMade)
+{
+    fs::create_directories("MACAPI_USER_LIBRARY/Preferences"); // and was killed before it synchronised them
+    const int first = callsDuring({"fsync"}, [] { EXPECT_TRUE(keep("Level", "3")); });
+    const int second = callsDuring({"fsync"}, [] { EXPECT_TRUE(keep("Level", "4")); });
+    EXPECT_EQ(second, 2); // the file and its folder
+    EXPECT_GE(first, second + 2);
+
+    fs::remove_all("MACAPI_USER_LIBRARY");
+    fs::create_directories("MACAPI_USER_LIBRARY/Preferences");
+    s_trouble = Trouble();
+    s_trouble.only = {"fsync"};
+    s_trouble.at = 1;
+    s_trouble.error = EIO;
+    s_trouble.armed = true;
+    EXPECT_FALSE(keep("Level", "3"));
+    s_trouble.armed = false;
+    EXPECT_EQ(files(), (std::set<std::string>{"com.example.game.plist.lock"}));
 }
 
 TEST(TroubledPreferences, AFullDiskMayCostTheCopyButNotTheFile)

@@ -38,7 +38,10 @@ FILE_CALLS = re.compile(r"(open|openat|close|read|write|pwrite64|pread64|fsync|f
 # The system lets these be interrupted, and the caller has to go on.
 INTERRUPTIBLE = {"open", "openat", "read", "write", "fsync", "fcntl"}
 
+KILLED = 8  # processes that write at the same time, until they are killed
+
 failures = []
+next_opens = []  # milliseconds that the next process took, from its start to its end
 
 
 def fail(what):
@@ -89,7 +92,10 @@ class Store:
         try:
             if self.scenario != "damaged":
                 self.check_values(self.values() if os.path.exists(self.path) else {}, written)
-            if self.run("set", "next", "1").returncode != 0:
+            began = time.monotonic()
+            status = self.run("set", "next", "1").returncode
+            next_opens.append(1000 * (time.monotonic() - began))
+            if status != 0:
                 raise ValueError("the next process could not write")
             values = self.values()
             if values.pop("next", None) != "1":
@@ -282,7 +288,7 @@ def kill_among_others(rounds):
     store = Store(parent, "some")
     expected = {**store.others, "victim": "old"}
     for number in range(rounds):
-        processes = [start(store, "count", f"r{number}w{one}/", "1000") for one in range(4)]
+        processes = [start(store, "count", f"r{number}w{one}/", "1000") for one in range(KILLED)]
         time.sleep(dice.uniform(0.005, 0.15))
         for one, process in enumerate(processes):
             process.kill()
@@ -292,12 +298,12 @@ def kill_among_others(rounds):
     lost = len(expected.items() - values.items())
     # One more of each process may have been on its way.
     surplus = len(values.items() - expected.items())
-    if lost or surplus > 4 * rounds:
+    if lost or surplus > KILLED * rounds:
         fail(f"killed among others: {lost} lost, {surplus} that nobody has reported")
     if store.run("set", "next", "1").returncode != 0:
         fail("killed among others: the next process could not write")
     written = len(expected) - len(store.others) - 1
-    print(f"{4 * rounds} processes killed at any moment: {written} writes took, {lost} lost", flush=True)
+    print(f"{KILLED * rounds} processes killed at any moment: {written} writes took, {lost} lost", flush=True)
     store.remove()
 
 
@@ -379,5 +385,6 @@ if options.on:
 else:
     with tempfile.TemporaryDirectory(prefix="soak-") as parent:
         soak(options.short)
+    print(f"the next process took {sorted(next_opens)[len(next_opens) // 2]:.0f} ms, at most {max(next_opens):.0f} ms")
     print(f"{len(failures)} failures")
 sys.exit(1 if failures else 0)

@@ -31,7 +31,7 @@ def soak(place, writer):
 
 def time_of(microseconds):
     times = sorted(microseconds)
-    return f"{times[len(times) // 2] / 1000:.1f} ms, at most {times[-1] / 1000:.0f} ms"
+    return f"{times[len(times) // 2] / 1000:.1f} ms (median), at most {times[-1] / 1000:.0f} ms"
 
 
 def measure(place):

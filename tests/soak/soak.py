@@ -385,6 +385,7 @@ if options.on:
 else:
     with tempfile.TemporaryDirectory(prefix="soak-") as parent:
         soak(options.short)
-    print(f"the next process took {sorted(next_opens)[len(next_opens) // 2]:.0f} ms, at most {max(next_opens):.0f} ms")
+    median = sorted(next_opens)[len(next_opens) // 2]
+    print(f"the next process took {median:.0f} ms (median), at most {max(next_opens):.0f} ms")
     print(f"{len(failures)} failures")
 sys.exit(1 if failures else 0)

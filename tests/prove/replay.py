@@ -337,7 +337,7 @@ def kind_of(content, before, after):
         return "new"
     if content == b"":
         return "empty"
-    return "cut short" if after.startswith(content) else "with a gap"
+    return "only the beginning" if after.startswith(content) else "with a gap"
 
 
 def fill_disk(work, options, before, after):

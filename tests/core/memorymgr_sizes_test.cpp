@@ -655,6 +655,21 @@ TEST(Links, OfTheUsersOwnAreFollowed)
     EXPECT_EQ(readFile(folder + "/../tuned"), "heap=1024\n");
 }
 
+TEST(Links, OfTheUsersOwnMayLeadToAPathOf1023Bytes)
+{
+    const std::string file = dataFolder() + "/memory.dat";
+    const size_t folder = file.size() - strlen("memory.dat");
+    for (const size_t length : {1023, 1024}) {
+        std::string target = (length - folder) % 2 == 0 ? "tune" : "tuned";
+        while (folder + target.size() < length) {
+            target.insert(0, "./");
+        }
+        std::filesystem::remove(file);
+        std::filesystem::create_symlink(target, file);
+        EXPECT_EQ(messagesOfARun() == "", length == 1023) << length;
+    }
+}
+
 // Returns true if a run saves its sizes without a message. Under root, the run belongs to an ordinary user, because
 // root's own links are always followed.
 bool aRunOfAnOrdinaryUserSaves()

@@ -201,7 +201,11 @@ def first_failure(tests, libraries):
 
     with tempfile.TemporaryDirectory(prefix="prove-") as folder:
         with concurrent.futures.ThreadPoolExecutor(os.cpu_count() or 1) as pool:
-            list(pool.map(one, tests))
+            try:
+                list(pool.map(one, tests))
+            except SystemExit:
+                pool.shutdown(cancel_futures=True)  # else an interrupted run still runs all these tests
+                raise
     return failed[0] if failed else None
 
 

@@ -57,9 +57,9 @@ TEST(CommandLine, KnowsLoggerFromTheStart)
     CommandLine commandLine;
     EXPECT_FALSE(commandLine.cmdExists("-logger"));
 
-    Arguments arguments{"prog", "-logger"};
+    Arguments arguments{"prog", "-logger", "word"};
     init(commandLine, arguments);
-    EXPECT_EQ(given(commandLine, "-logger"), "-logger");
+    EXPECT_EQ(given(commandLine, "-logger"), "-logger"); // it takes no arguments
 }
 
 TEST(CommandLine, ASwitchGetsTheArgumentsItRequires)

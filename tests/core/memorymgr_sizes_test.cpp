@@ -13,7 +13,10 @@
 
 #include <dlfcn.h>
 #include <filesystem>
+#include <fstream>
 #include <random>
+#include <sched.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -652,6 +655,21 @@ TEST(Links, OfTheUsersOwnAreFollowed)
     EXPECT_EQ(readFile(folder + "/../tuned"), "heap=1024\n");
 }
 
+TEST(Links, OfTheUsersOwnMayLeadToAPathOf1023Bytes)
+{
+    const std::string file = dataFolder() + "/memory.dat";
+    const size_t folder = file.size() - strlen("memory.dat");
+    for (const size_t length : {1023, 1024}) {
+        std::string target = (length - folder) % 2 == 0 ? "tune" : "tuned";
+        while (folder + target.size() < length) {
+            target.insert(0, "./");
+        }
+        std::filesystem::remove(file);
+        std::filesystem::create_symlink(target, file);
+        EXPECT_EQ(messagesOfARun() == "", length == 1023) << length;
+    }
+}
+
 // Returns true if a run saves its sizes without a message. Under root, the run belongs to an ordinary user, because
 // root's own links are always followed.
 bool aRunOfAnOrdinaryUserSaves()
@@ -681,6 +699,32 @@ TEST(Links, OfItsUserAreNotFollowedByAGameWithExtraRights)
     EXPECT_EQ(readFile(dataFolder() + "/tuned"), "heap=1024\n");
     s_hasExtraRights = true;
     EXPECT_FALSE(aRunOfAnOrdinaryUserSaves());
+}
+
+// In the user namespace of an ordinary user, root's files have the owner 65534, and so has the root folder.
+TEST(Links, OfRootAreFollowedInAUserNamespaceWithoutRoot)
+{
+    SKIP_UNLESS_ROOT();
+    const SharedFolder shared(dataFolder());
+    std::filesystem::create_symlink("tuned", dataFolder() + "/memory.dat");
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool isUser = setgid(sc_victim) == 0 && setuid(sc_victim) == 0;
+        prctl(PR_SET_DUMPABLE, 1); // else the process must not write its own uid_map
+        const std::string map = std::to_string(sc_victim) + " " + std::to_string(sc_victim) + " 1\n";
+        if (!isUser || unshare(CLONE_NEWUSER) != 0 || !(std::ofstream("/proc/self/uid_map") << map << std::flush)) {
+            _exit(2);
+        }
+        _exit(messagesOfARun().empty() ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFEXITED(status)) << status;
+    if (WEXITSTATUS(status) == 2) {
+        GTEST_SKIP() << "the system makes no user namespaces here";
+    }
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(readFile(dataFolder() + "/tuned"), "heap=1024\n");
 }
 
 TEST(Links, ASecondNameIsNotWrittenWhereOtherUsersCanMakeOne)

@@ -18,7 +18,7 @@
         GTEST_SKIP() << "only root can act as another user";                                                         \
     }
 
-const uid_t sc_attacker = 12345;
+const uid_t sc_attacker = 1; // the number after root's, so that a comparison that is off by one is noticed
 const uid_t sc_victim = 23456;
 
 class SharedFolder {

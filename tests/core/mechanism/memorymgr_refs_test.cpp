@@ -11,11 +11,12 @@
 #define CAN_RUN_OUT 1
 
 static bool s_tablesGrow = true; // the tables' memory, while it lasts
+static size_t s_refused;         // the size of the requests that get no memory
 
 extern "C" void* __libc_calloc(size_t count, size_t size);
 extern "C" void* calloc(size_t count, size_t size)
 {
-    return s_tablesGrow ? __libc_calloc(count, size) : nullptr;
+    return s_tablesGrow && count * size != s_refused ? __libc_calloc(count, size) : nullptr;
 }
 #endif
 
@@ -51,6 +52,32 @@ TEST(Names, OfAnyNumberAreTheCallersPointers)
 
 #if UINTPTR_MAX > 0xffffffffu
 
+// The number that a block's header has for the block's source name.
+static unsigned int numberOf(void* block)
+{
+    unsigned int number;
+    memcpy(&number, &headerOf(block)->file, sizeof(number));
+    return number;
+}
+
+// The first hash table has 256 slots. With the 1000 names it grows several times.
+TEST(Names, HaveTheSameNumberAfterTheTableHasGrown)
+{
+    GameMemory memory;
+    std::vector<unsigned int> numbers;
+    for (int round = 0; round < 2; ++round) {
+        for (size_t i = 0; i < 1000; ++i) {
+            void* block = memory.alloc(-1, 1, nameOf(i), 1);
+            numbers.push_back(numberOf(block));
+            memory.free(-1, block);
+        }
+    }
+    for (size_t i = 0; i < 1000; ++i) {
+        EXPECT_EQ(numbers[i], numbers[0] + i);
+        EXPECT_EQ(numbers[1000 + i], numbers[i]);
+    }
+}
+
 // The search of the first hash table begins in one of 256 slots, which the upper bits of this product choose. All these
 // names begin in the last slot, so the search goes on at the first one.
 TEST(Names, ThatCollideHaveOneNumberEach)
@@ -69,11 +96,6 @@ TEST(Names, ThatCollideHaveOneNumberEach)
             EXPECT_EQ(fileOf(blocks.back()), name);
         }
     }
-    const auto numberOf = [](void* block) {
-        unsigned int number;
-        memcpy(&number, &headerOf(block)->file, sizeof(number));
-        return number;
-    };
     for (size_t i = 0; i < names.size(); ++i) {
         EXPECT_EQ(numberOf(blocks[i]), numberOf(blocks[0]) + i);
         EXPECT_EQ(numberOf(blocks[i + names.size()]), numberOf(blocks[i]));
@@ -174,6 +196,23 @@ TEST(Tables, WithoutMemoryForMoreNamesTheKnownNamesAreStillStored)
     s_tablesGrow = true;
     EXPECT_GE(count, 100u);
     EXPECT_EQ(fileOf(memory.alloc(bank, 1, s_late, 1)), s_late);
+}
+
+// The library has room for 1024 names; here only the hash table grows.
+TEST(Tables, WithoutMemoryForMoreNamesEachOfTheFirst1024HasItsPlace)
+{
+    GameMemory memory;
+    s_refused = 2048 * sizeof(const char*); // the next names
+    size_t count = 0;
+    bool isStored = true;
+    while (isStored && count < 2000) {
+        void* block = memory.alloc(-1, 1, nameOf(count), 1);
+        isStored = fileOf(block) == nameOf(count);
+        count += isStored;
+        memory.free(-1, block);
+    }
+    s_refused = 0;
+    EXPECT_EQ(count, 1024u);
 }
 
 TEST(Tables, DoNotGrowWhenFallbackBlocksAreMadeAndFreed)

@@ -13,15 +13,18 @@ static const size_t sc_valueBytes = 64; // the same of a value
 static char readField(const std::string& text, size_t* at, size_t capacity, char separator, std::string* field)
 {
     field->clear();
+    char end = 0;
     while (field->size() < capacity && *at < text.size()) {
         const char byte = text[(*at)++];
         if (field->size() + 1 < capacity && (byte == '\n' || byte == separator)) {
-            return byte;
+            end = byte;
+            break;
         }
         *field += byte;
     }
-    field->resize(std::min(field->find('\0'), field->size()));
-    return 0;
+    field->resize(
+        std::min(field->find('\0'), field->size())); // the manager reads the field as a text that ends there
+    return end;
 }
 
 static bool isDefined(const Snapshot& snapshot, const std::string& name)

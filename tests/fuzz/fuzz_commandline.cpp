@@ -4,12 +4,27 @@
 // bytes in front for what it requires and what it allows; the rest are the arguments. A word "\1" is a null.
 #include "core/commandline.h"
 
+#include "tests/fuzz/observe.h"
+
 #include <memory>
-#include <stdint.h>
 #include <stdlib.h>
-#include <string.h>
-#include <string>
 #include <vector>
+
+// The table of commands, which is private: an explicit instantiation may name private members.
+template <CommandEntry_s* CommandLine::*FIELD>
+struct Opened {
+    friend CommandEntry_s* commandsOf(CommandLine& commandLine) { return commandLine.*FIELD; }
+};
+CommandEntry_s* commandsOf(CommandLine& commandLine);
+template struct Opened<&CommandLine::m_commands>;
+
+// Makes the table as it is when a game starts: all command lines share it, and an input must not see the input before.
+static void emptyTable(CommandLine& commandLine)
+{
+    CommandEntry_s* const commands = commandsOf(commandLine);
+    memset(commands + 1, 0, 31 * sizeof(CommandEntry_s));
+    commands->present = commands->index = commands->found = 0;
+}
 
 static std::vector<std::string> wordsOf(const uint8_t* data, size_t size)
 {
@@ -40,6 +55,8 @@ static void check(CommandLine& commandLine, const std::string& name, int size, c
     if (!commandLine.getArgs(name.c_str(), &count, &args) || !commandLine.cmdExists(name.c_str())) {
         return;
     }
+    observeNumber(args - words);
+    observeNumber(count);
     if (args <= words || count < 1 || args + count > words + size || name != args[0]) {
         abort();
     }
@@ -58,14 +75,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     std::vector<std::string> words = wordsOf(data + 1, size - 1);
     std::vector<std::string> names;
     CommandLine commandLine;
+    emptyTable(commandLine);
     for (unsigned int left = data[0] % 34u; left > 0 && !words.empty(); --left) {
         const std::string word = words.front();
         words.erase(words.begin());
         if (word.size() >= 2 && commandLine.addCommand(word.c_str() + 2, countFrom(word[0]), countFrom(word[1]))) {
             names.push_back(word.substr(2, 31)); // cut as the table cuts it
         }
-    }
-    while (commandLine.addCommand("nobody", 0, 0)) { // what is left over from the input before is not found again
     }
 
     // Blocks of exactly their sizes; the program's name is no word of the input's.
@@ -77,9 +93,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const int count = static_cast<int>(words.size() + 1);
     commandLine.init(count, args.get());
     for (const std::string& name : names) {
-        if (name != "-logger") { // once given it stays given, and where that was is of another input
-            check(commandLine, name, count, args.get());
-        }
+        check(commandLine, name, count, args.get());
     }
     for (const std::string& word : words) {
         int found = -1;

@@ -8,11 +8,10 @@
 #include "tools/core-config/diff.h"
 #include "tools/core-config/library.h"
 
+#include "tests/fuzz/observe.h"
 #include "tests/support/ini_model.h"
 
-#include <stdint.h>
 #include <stdlib.h>
-#include <string.h>
 
 static void require(bool condition)
 {
@@ -61,6 +60,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     const config::Faults faults = config::checkText(bytes, options);
     for (const config::Fault& fault : faults) {
+        observeNumber(static_cast<int64_t>(fault.place));
+        observeText(fault.what);
         require(fault.place <= bytes.size() && fault.length > 0 && !fault.what.empty());
     }
     require(config::findingsOf("file", bytes, faults).size() == faults.size());
@@ -68,6 +69,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         options.isIni ? compareEntries(bytes) : compareWords(bytes);
     }
     const std::string better = config::repairText(bytes, options);
+    observeText(better);
     require(config::repairText(better, options) == better);
     require(config::unifiedDiff("file", bytes, better).empty() == (bytes == better));
     return 0;

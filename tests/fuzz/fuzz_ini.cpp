@@ -3,13 +3,12 @@
 // An input is a section, a key and a file, with NULs between them.
 #include "core/preferences.h"
 
+#include "tests/fuzz/observe.h"
 #include "tests/support/ini_memory.h"
 #include "tests/support/ini_model.h"
 
 #include <memory>
-#include <stdint.h>
 #include <stdlib.h>
-#include <string.h>
 
 // Takes the text up to the next NUL.
 static std::string takeWord(std::string* rest)
@@ -28,12 +27,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const std::string section = takeWord(&s_ini);
     const std::string key = takeWord(&s_ini);
 
-    const std::unique_ptr<char[]> out(new char[1024]); // the sanitizer knows where it ends
+    static const std::unique_ptr<char[]> out(new char[1024]); // the sanitizer knows where it ends
     memcpy(out.get(), "untouched", 10);
     const bool found = ReadKey(section.c_str(), key.c_str(), out.get());
     const std::optional<std::string> expected = iniValue(s_ini, section, key);
     if (found != expected.has_value() || out.get() != expected.value_or("untouched")) {
         abort();
     }
+    observeNumber(found);
+    observeText(out.get());
     return 0;
 }

@@ -1,7 +1,8 @@
 // Every reader of the parser in any order, over any text in a block of exactly its size.
 //
 // The first byte of an input is a count of calls. As many bytes follow, each the number of a call; the rest of the
-// input is the text. The fuzzer makes the calls in turn, and again from the first one, until a round reads no line.
+// input is the text. The fuzzer makes the calls in turn, and again from the first one, until a round reads no line, and
+// at most 400 calls in all.
 //
 //     0 to 38   the reader with this index in the table of tests/support/parser_readers.h
 //     39 to 41  the calls at the end of Subject::call
@@ -9,15 +10,13 @@
 #include "core/parser.h"
 
 #include "logger/logger.h"
+#include "tests/fuzz/observe.h"
 #include "tests/support/parser_readers.h"
 
 #include <memory>
 #include <stdarg.h>
-#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
-#include <vector>
 
 // Messages have to be good enough to be printed.
 __attribute__((format(printf, 2, 3))) void owLogger::log(int level, const char* format, ...)
@@ -30,6 +29,7 @@ __attribute__((format(printf, 2, 3))) void owLogger::log(int level, const char* 
     if (level != 3 || length < 0 || format[strlen(format) - 1] != '\f') {
         abort();
     }
+    observeText(text);
 }
 
 // A text, its parser, and outputs that are exactly large enough.
@@ -60,6 +60,7 @@ private:
             abort();
         }
         m_token = token;
+        observeText(token);
     }
 
     size_t m_size;
@@ -89,10 +90,52 @@ static size_t sizeOf(const ParserReader& reader)
     return reader.count * sizes[reader.value];
 }
 
+// Returns a block of exactly this size, so the address sanitizer sees a byte too many. The blocks of earlier calls are
+// used again.
+static char* blockOf(size_t size)
+{
+    static std::unique_ptr<char[]> s_blocks[3 * sizeof(long long) + 1];
+    std::unique_ptr<char[]>& block = s_blocks[size];
+    if (!block) {
+        block.reset(new char[size]);
+    }
+    return block.get();
+}
+
 // These four calls ask for a parameter "a", which few texts have. The other calls ask for the name that the text has there.
 static bool asksForA(unsigned int number)
 {
     return number == 27 || number == 28 || number == 29 || number == 32;
+}
+
+// Observes numbers as numbers: their bytes depend on the host. A reader stores 0 to 3 values.
+static void observeValues(const ParserReader& reader, const char* values)
+{
+    const size_t size = reader.count == 0 ? 0 : sizeOf(reader) / reader.count;
+    for (int i = 0; i < reader.count; ++i) {
+        int64_t number = 0;
+        int8_t byte;
+        int16_t half;
+        int32_t word;
+        switch (size) {
+        case sizeof(byte):
+            memcpy(&byte, values + i, size);
+            number = byte;
+            break;
+        case sizeof(half):
+            memcpy(&half, values + i * size, size);
+            number = half;
+            break;
+        case sizeof(word):
+            memcpy(&word, values + i * size, size);
+            number = word;
+            break;
+        case sizeof(number):
+            memcpy(&number, values + i * size, size);
+            break;
+        }
+        observeNumber(number);
+    }
 }
 
 bool Subject::call(uint8_t which)
@@ -112,17 +155,20 @@ bool Subject::call(uint8_t which)
     }
     const ParserReader& reader = sc_parserReaders[number];
     const size_t size = sizeOf(reader);
-    const std::unique_ptr<char[]> values(new char[size]); // the address sanitizer sees a byte too many
+    char* const values = blockOf(size);
+    memset(values, 0, size);
     const bool wholeLine =
         reader.group == READER_VALUE_LINE && (reader.value == VALUE_TEXT || reader.value == VALUE_UTF8);
     ReaderCall call = {m_parser,
                        reader.argument,
                        m_token,
                        asksForA(number) ? "a" : m_token,
-                       wholeLine ? m_word.get() : values.get(),
+                       wholeLine ? m_word.get() : values,
                        static_cast<unsigned int>(size),
                        nullptr};
     const bool good = reader.read(call);
+    observeNumber(good);
+    observeValues(reader, values);
     if (reader.group == READER_TOKEN || reader.group == READER_STRING) {
         keep(call.text);
     }
@@ -138,7 +184,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const uint8_t* calls = data + 1;
     Subject subject(calls + count, size - 1 - count);
     bool found = true;
-    for (int round = 0; found && round < 100; ++round) { // a reset among the calls finds lines for ever
+    for (size_t made = 0; found && made < 400; made += count) { // after a reset the lines are found again
         found = false;
         for (size_t i = 0; i < count; ++i) {
             found |= subject.call(calls[i]);

@@ -4,9 +4,9 @@
 // what would be written again, byte by byte.
 #include "macapi/src/objects/plist.h"
 
-#include <stdint.h>
+#include "tests/fuzz/observe.h"
+
 #include <stdlib.h>
-#include <string.h>
 
 using namespace macapi;
 
@@ -14,6 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     const Ref<Object> value = readPlist({reinterpret_cast<const char*>(data), size});
     std::string once;
+    observeNumber(static_cast<bool>(value));
     if (!value) {
         return 0;
     }
@@ -25,6 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             abort();
         }
     }
+    observeText(once);
     std::string twice;
     const Ref<Object> again = readPlist(once);
     if (!again || !writePlist(*again, &twice) || once != twice) {

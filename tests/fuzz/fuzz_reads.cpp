@@ -5,8 +5,9 @@
 #include "tools/core-config/complaints.h"
 #include "tools/core-config/learn.h"
 
+#include "tests/fuzz/observe.h"
+
 #include <algorithm>
-#include <stdint.h>
 #include <stdlib.h>
 
 // Each record: its kind, two bytes for its length, its bytes.
@@ -35,6 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     complaints.next(reads);
     reads.add(contentOf(records));
     for (const Finding& finding : complaints.next(reads)) {
+        observeText(finding.what);
         if (finding.line == 0 || finding.column == 0 || finding.what.empty()) {
             abort();
         }
@@ -47,6 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     }
     config::learn(reads, &schema);
     const std::string written = config::writeSchema(schema);
+    observeText(written);
     if (!config::readSchema(written, &again, &error) || config::writeSchema(again) != written) {
         abort();
     }

@@ -5,10 +5,10 @@
 #include "tools/core-config/check.h"
 #include "tools/core-config/schema.h"
 
+#include "tests/fuzz/observe.h"
+
 #include <algorithm>
-#include <stdint.h>
 #include <stdlib.h>
-#include <string.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -19,9 +19,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     config::Schema schema;
     std::string error;
     if (!config::readSchema(text, &schema, &error)) {
+        observeText(error);
         return error.empty() ? abort(), 0 : 0;
     }
     const std::string written = config::writeSchema(schema);
+    observeText(written);
     config::Schema again;
     if (!config::readSchema(written, &again, &error) || config::writeSchema(again) != written) {
         abort();
@@ -32,6 +34,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         options.isIni = one.isIni;
         options.tellsMissing = true;
         for (const config::Fault& fault : config::checkText(file, options)) {
+            observeNumber(static_cast<int64_t>(fault.place));
+            observeText(fault.what);
             if (fault.place > file.size()) {
                 abort();
             }

@@ -2,6 +2,8 @@
 #include "watch/sizefile.h"
 #include "watch/summary.h"
 
+#include "tests/fuzz/observe.h"
+
 #include <stdlib.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -9,20 +11,26 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const std::string text(reinterpret_cast<const char*>(data), size);
     watch::Snapshot snapshot;
     std::string error;
-    watch::readSizeFile(text, nullptr);
+    for (const watch::SizeLine& line : watch::readSizeFile(text, nullptr)) {
+        observeText(line.name);
+        observeNumber(line.size);
+        observeText(line.remark);
+    }
     if (!watch::readSnapshot(text, &snapshot, &error)) {
+        observeText(error);
         return error.empty() ? abort(), 1 : 0; // each refusal has a reason
     }
     watch::readSizeFile(text, &snapshot);
     watch::sumPlaces(snapshot);
     for (const watch::Bank& bank : snapshot.banks) {
         watch::sumBank(bank).fragmentation();
-        watch::tunedSize(bank.size, bank.peakBytes);
+        observeNumber(watch::tunedSize(bank.size, bank.peakBytes));
     }
     for (const watch::Damage& damage : snapshot.damages) {
-        watch::describeDamage(snapshot, damage);
+        observeText(watch::describeDamage(snapshot, damage));
     }
     const std::string written = watch::writeSnapshot(snapshot);
+    observeText(written);
     watch::Snapshot again;
     if (!watch::readSnapshot(written, &again, &error) || watch::writeSnapshot(again) != written) {
         abort();

@@ -6,14 +6,15 @@
 #include "tools/core-strings/pseudo.h"
 #include "tools/core-strings/texts.h"
 
+#include "tests/fuzz/observe.h"
+
 #include <set>
-#include <stdint.h>
 #include <stdlib.h>
 
-static std::set<std::string> entriesOf(const std::string& bytes)
+static std::set<std::string> entriesOf(const GamesView& file)
 {
     std::set<std::string> entries;
-    for (const TakenLine& line : readAsGame(bytes).lines) {
+    for (const TakenLine& line : file.lines) {
         if (line.isFound) {
             entries.insert(line.key.text + "\n" + line.value.text);
         }
@@ -35,16 +36,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const std::string bytes(reinterpret_cast<const char*>(data), size);
     const std::vector<Finding> findings = checkStrings("a", bytes, CheckRules());
     for (const e_FindingForm form : {FINDINGS_TEXT, FINDINGS_JSON, FINDINGS_GITHUB}) {
-        formatFindings(findings, form);
+        observeText(formatFindings(findings, form));
     }
-    compareLanguages("a", readAsGame(bytes), "b", readAsGame("\"a\" = \"b\"\n"));
-    pseudoTranslation(bytes.substr(0, bytes.find('\0')));
+    static const GamesView s_other = readAsGame("\"a\" = \"b\"\n");
+    const GamesView taken = readAsGame(bytes);
+    compareLanguages("a", taken, "b", s_other);
+    observeText(pseudoTranslation(bytes.substr(0, bytes.find('\0'))));
     haveSameConversions(bytes, bytes);
     bool isWritten;
     const std::string once = written(bytes, &isWritten);
+    observeText(once);
     if (isWritten) {
         const std::string twice = written(once, &isWritten);
-        if (!isWritten || twice != once || entriesOf(once) != entriesOf(bytes)) {
+        if (!isWritten || twice != once || entriesOf(readAsGame(once)) != entriesOf(taken)) {
             abort();
         }
     }

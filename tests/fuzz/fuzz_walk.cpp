@@ -2,6 +2,8 @@
 // the address 0x1000, which begins with the manager.
 #include "watch/walk.h"
 
+#include "tests/fuzz/observe.h"
+
 #include <stdlib.h>
 
 static const uint64_t sc_address = 0x1000;
@@ -33,12 +35,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     watch::Snapshot snapshot;
     std::string error;
     if (!watch::takeSnapshot(memory, tables, sc_address, &snapshot, &error)) {
+        observeText(error);
         return 0;
     }
     for (const watch::Bank& bank : snapshot.banks) {
         requireTiles(bank);
     }
     const std::string text = watch::writeSnapshot(snapshot);
+    observeText(text);
     watch::Snapshot again;
     if (!watch::readSnapshot(text, &again, &error) || watch::writeSnapshot(again) != text) {
         abort(); // what is written can be read

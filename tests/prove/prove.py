@@ -91,7 +91,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--full", action="store_true", help="measure for a night")
     parser.add_argument("--seed", type=int, default=1, help="of the random choices")
-    parser.add_argument("--seconds", type=int, help="R2: how long to try changes")
+    parser.add_argument("--seconds", type=int, help="R2: how long to try changes; R7: how long each fuzzer runs")
     parser.add_argument("--only", help="R2: sources whose names contain this text")
     parser.add_argument("--again", action="store_true", help="R2: the changes that survived")
     parser.add_argument("figures", nargs="*", metavar="FIGURE", help="R1 to R12")
@@ -102,7 +102,8 @@ def main():
     unknown = set(wanted) - {name_of(module) for module in modules}
     if unknown:
         parser.error(f"there is no figure {' '.join(sorted(unknown))}")
-    mutation = {name: getattr(arguments, name) for name in ("seconds", "only", "again") if getattr(arguments, name)}
+    options = {name: {key: getattr(arguments, key) for key in keys if getattr(arguments, key)}
+               for name, keys in (("R2", ("seconds", "only", "again")), ("R7", ("seconds",)))}
     own = os.path.join(SOURCE, "build", "run", "prove")
     os.makedirs(own, exist_ok=True)
 
@@ -115,7 +116,7 @@ def main():
                 continue
             print(f"{name}: {module.TITLE}", flush=True)
             try:
-                row = content["values"][name] = measured(module, place, mutation if name == "R2" else {})
+                row = content["values"][name] = measured(module, place, options.get(name, {}))
                 print(f"  {row['text']}", flush=True)
                 for fault in row["faults"]:
                     print(f"  FAULT: {fault}", flush=True)

@@ -48,7 +48,7 @@ standIn program <<'END'
 case $0,$* in
 *,*-help*) ;;
 *core_demo,*) until [ -e over ]; do sleep 1; done ;;
-*fuzz_one,*) touch "${4:?}/learnt" ;;
+*fuzz_one,*) touch "${@: -2:1}/learnt" ;;
 esac
 END
 standIn ctest <<'END'
@@ -92,6 +92,7 @@ newClone() {
     cd "$folder/clone"
     : >"$NOTED"
     cp "$run" run
+    cp "$source/tests/fuzz/fuzzers.py" tests/fuzz
     touch tests/fuzz/fuzz_one.cpp
     printf '#!/bin/sh\ncat >"$1" && touch "$2"\n' >bench/table.py
     printf '#!/bin/sh\nexec "$1"\n' >tests/soak/soak.py

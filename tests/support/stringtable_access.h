@@ -25,3 +25,15 @@ OPEN_FIELD(m_loaded, int)
 OPEN_FIELD(m_spare, StringTableText)
 OPEN_FIELD(m_language, StringTableText)
 OPEN_FIELD(m_table, HashTable<_StringTableNode_s>*)
+
+struct TagExport {
+    typedef void (StringTable::*Type)();
+    friend Type fieldOf(TagExport);
+};
+template struct Opened<TagExport, &StringTable::_exportStringTable>;
+
+// Writes the table's texts to the strings file, as the destructor of a table does that has opened no strings file.
+inline void exportTable(StringTable& table)
+{
+    (table.*fieldOf(TagExport()))();
+}

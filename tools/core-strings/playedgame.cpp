@@ -7,7 +7,6 @@
 #include "tools/core-strings/commands.h"
 #include "tools/core-strings/texts.h"
 #include "tools/shared/codeplace.h"
-#include "tools/shared/journal.h"
 
 #include <algorithm>
 #include <limits.h>
@@ -251,6 +250,11 @@ std::string Reader::_placeOf(uint32_t process, const watch::JournalText& call)
     return result;
 }
 
+void addJournal(const JournalContent& content, const PlayOptions& options, AskedTexts* texts)
+{
+    Reader(content, options, texts).run();
+}
+
 int playGame(const PlayOptions& options, AskedTexts* texts, StartedGame* game)
 {
     const std::string library = watchLibraryPath();
@@ -278,6 +282,6 @@ int playGame(const PlayOptions& options, AskedTexts* texts, StartedGame* game)
     if (!trouble.empty()) {
         complain(TOOL_CANT_ACCESS, trouble);
     }
-    Reader(content, options, texts).run();
+    addJournal(content, options, texts);
     return TOOL_FINE;
 }

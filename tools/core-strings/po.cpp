@@ -120,9 +120,16 @@ static std::string commentToPo(const std::string& line)
     return startsWith(line, "// ") && line.compare(3, 2, "//") != 0 ? line.substr(3) : line;
 }
 
+// In a strings file, a line has no blanks at its end, and a carriage return at its end alone.
+static std::string asLine(std::string text)
+{
+    std::replace(text.begin(), text.end(), '\r', ' ');
+    return text.substr(0, text.find_last_not_of(" \t") + 1);
+}
+
 static std::string commentFromPo(const std::string& comment)
 {
-    const std::string line = comment.substr(0, comment.find_last_not_of(" \t\r") + 1);
+    const std::string line = asLine(comment);
     return line.empty() || startsWith(line, "//") ? line : "// " + line;
 }
 
@@ -356,6 +363,12 @@ private:
 };
 } // namespace
 
+// The escapes of a PO file, such as \377, stand for any byte.
+static bool isUtf8(const std::string& text)
+{
+    return findInvalidUtf8(text) == std::string::npos;
+}
+
 void PoReader::_addHeader(po_message_t message)
 {
     for (const std::string& comment : splitLines(po_message_comments(message))) {
@@ -369,7 +382,12 @@ void PoReader::_addHeader(po_message_t message)
         fields.resize(fields.size() - count);
     }
     for (const std::string& field : fields) {
-        m_document->header.push_back(sc_fieldMark + field);
+        const std::string line = asLine(field);
+        if (!isUtf8(line)) {
+            _lose("", "bytes that are no UTF-8", "", "po-bytes");
+        } else if (!line.empty()) {
+            m_document->header.push_back(sc_fieldMark + line);
+        }
     }
 }
 
@@ -387,6 +405,10 @@ bool PoReader::_canHold(po_message_t message, const Item& item)
     }
     if (item.key.size() > 127) {
         _lose(item.key, "more than 127 bytes", "shorten the text in the game", "key-too-long");
+    }
+    if (!isUtf8(item.key) || !isUtf8(item.translation)) {
+        _lose(isUtf8(item.key) ? item.key : "", "bytes that are no UTF-8", "", "po-bytes");
+        return false;
     }
     const auto endsInBackslash = [](const std::string& text) { return !text.empty() && text.back() == '\\'; };
     if (endsInBackslash(item.key) || endsInBackslash(item.translation)) {
@@ -425,7 +447,8 @@ void PoReader::_addComments(po_message_t message, Item* item)
         item->comments.push_back(std::string(sc_placeMark) + " " + po_filepos_file(place) +
                                  (line != static_cast<size_t>(-1) ? ":" + std::to_string(line) : ""));
     }
-    if (const char* const previous = po_message_prev_msgid(message)) {
+    const char* const previous = po_message_prev_msgid(message);
+    if (previous && isUtf8(previous)) {
         item->comments.push_back(std::string(sc_previousMark) + " \"" + encodeEscapes(previous) + '"');
     }
 }

@@ -96,7 +96,7 @@ private:
     static size_t _placeOf(const MemoryBank_s* bank);
     __attribute__((cold)) static FreeIndex* _ofLaterSets(const MemoryBank_s* bank);
     void _drop();
-    bool _giveUp();
+    __attribute__((cold)) bool _giveUp();
 
     unsigned int _classOf(unsigned int size) const;
     unsigned int _largeClassOf(unsigned int size) const;

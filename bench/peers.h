@@ -111,6 +111,7 @@ private:
             }
         }
         std::vector<double> result;
+        result.reserve(sides.size());
         for (std::vector<double>& of : samples) {
             std::nth_element(of.begin(), of.begin() + sc_rounds / 2, of.end());
             result.push_back(of[sc_rounds / 2]);

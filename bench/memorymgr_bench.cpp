@@ -8,10 +8,14 @@
 //
 //     memorymgr_bench [PART OF A SUBJECT [FOLDER]]
 //
-// FOLDER is a folder of recorded sessions; the default is the recordings of this tree. Four kinds of subjects:
+// FOLDER is a folder of recorded sessions that were kept out of the tuning of the heap; the default is the kept-out
+// sessions of this tree. recordings/record.sh records such sessions. In a session the time of an operation is without
+// the time of the loop that plays the session: the loop is measured as well, with functions in place of alloc and free
+// that do nothing. The other subjects include their loop, about 1 ns. The kinds of subjects:
 //
 //  | Subject      | Result                                                                                       |
 //  |--------------|----------------------------------------------------------------------------------------------|
+//  | heap: kept   | the time of an operation in a kept-out session. The subjects are named "heap: kept out, NAME" |
 //  | heap: cold   | the time of an operation. Before each work the processor's caches get other contents          |
 //  | heap: worst  | the time of one operation; one operation in 10,000 takes longer. It contains the time that   |
 //  |              | it takes to read the clock, about 20 ns                                                      |
@@ -108,6 +112,19 @@ static Side sideOf(const char* name, const Play& p, std::vector<void*>& blocks, 
     return {name, work, prepare};
 }
 
+// The operation of the subjects that play a session.
+static const char* const sc_operation = "operation without the loop";
+
+// alloc and free that do nothing.
+class NoHeap {
+public:
+    void* alloc(unsigned int) { return &m_block; }
+    void free(void*) {}
+
+private:
+    char m_block = 0;
+};
+
 static void comparePlay(Bench& bench, const std::string& kind, const Play& p, const std::function<void()>& prepare)
 {
     const std::string subject = kind + p.name;
@@ -118,7 +135,8 @@ static void comparePlay(Bench& bench, const std::string& kind, const Play& p, co
     std::vector<Side> sides;
     forEachSide(
         [&](const char* name, auto make) { sides.push_back(sideOf(name, p, blocks, make(p.room), prepare)); });
-    bench.compare(subject.c_str(), "operation", 2.0 * static_cast<double>(blocks.size()), sides);
+    bench.compareNet(subject.c_str(), sc_operation, 2.0 * static_cast<double>(blocks.size()), sides,
+                     sideOf("the loop", p, blocks, std::make_shared<NoHeap>(), prepare));
 }
 
 // Reads and writes 64 MiB of other memory. This replaces the contents of the first and the second level of the
@@ -160,7 +178,8 @@ static void compareWalk(Bench& bench, const Play& p)
         sideOf("core", p, blocks, std::make_shared<Heap>(p.room), {}),
         sideOf("the walk", p, blocks, std::make_shared<Walk>(p.room), {}),
     };
-    bench.compare(subject.c_str(), "operation", 2.0 * static_cast<double>(blocks.size()), sides);
+    bench.compareNet(subject.c_str(), sc_operation, 2.0 * static_cast<double>(blocks.size()), sides,
+                     sideOf("the loop", p, blocks, std::make_shared<NoHeap>(), {}));
 }
 
 // Plays the session five times and takes the shortest time of each operation, because other programs on the machine
@@ -359,7 +378,8 @@ int main(int argc, char** argv)
 {
     leaveRoomForThreadVariables(argv);
     Bench bench(argc, argv);
-    std::vector<Play> plays = recordedPlays(argc > 2 ? argv[2] : CORE_RECORDINGS);
+    std::vector<Play> plays = recordedPlays(CORE_RECORDINGS);
+    const std::vector<Play> keptOut = recordedPlays(argc > 2 ? argv[2] : CORE_RECORDINGS_KEPT_OUT);
     const ScratchFolder scratch; // changes the working folder, so it is made after FOLDER was read
     plays.push_back(playOf("frames of a game", gameFrames()));
     plays.push_back(playOf("20,000 holes", manyHoles()));
@@ -372,6 +392,9 @@ int main(int argc, char** argv)
     plays.push_back(playOf("scripted game", scriptedGame()));
     for (const Play& p : plays) {
         comparePlay(bench, "heap: ", p, {});
+    }
+    for (const Play& p : keptOut) {
+        comparePlay(bench, "heap: kept out, ", p, {});
     }
     compareWalk(bench, playOf("levels in reverse", levelsInReverse()));
     for (const unsigned int size : {64u << 10, 4u << 20, 64u << 20, 1u << 30}) {

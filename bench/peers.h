@@ -20,8 +20,11 @@
 //
 // The common result of work proves that all sides do the same, and keeps the compiler from removing the work.
 //
-// Sides take turns in short samples, so a change of the processor's speed affects all sides. The result of a side is
-// the median of its samples. The time is the processor time of this thread, which other programs hardly change. A
+// compareNet also measures a loop: a side that does all that the other sides do, except for the operation itself. The
+// time of the loop is subtracted from the time of each side. The operation's name should say so.
+//
+// Sides take turns in short samples, so a change of the processor's speed affects all sides. The loop is one of them.
+// The result of a side is the median of its samples. The time is the processor time of this thread, which other programs hardly change. A
 // subject that uses several threads, or waits for a disk or a screen, passes CLOCK_MONOTONIC.
 //
 // Each side prints one row: subject, operation, side and nanoseconds per operation, with tabs between them. ./run
@@ -57,16 +60,23 @@ public:
         if (!wants(subject) || !agree(subject, sides)) {
             return;
         }
-        std::vector<std::vector<double>> samples(sides.size());
-        for (int round = 0; round < sc_rounds; ++round) {
-            for (size_t side = 0; side < sides.size(); ++side) {
-                samples[side].push_back(sample(sides[side], clock) / operations);
-            }
-        }
+        const std::vector<double> times = medians(sides, clock);
         for (size_t side = 0; side < sides.size(); ++side) {
-            std::vector<double>& of = samples[side];
-            std::nth_element(of.begin(), of.begin() + sc_rounds / 2, of.end());
-            tell(subject, operation, sides[side].name, of[sc_rounds / 2]);
+            tell(subject, operation, sides[side].name, times[side] / operations);
+        }
+    }
+
+    // As compare, without the time of the loop.
+    void compareNet(const char* subject, const char* operation, double operations, std::vector<Side> sides,
+                    const Side& loop)
+    {
+        sides.push_back(loop);
+        if (!wants(subject) || !agree(subject, sides)) {
+            return;
+        }
+        const std::vector<double> times = medians(sides, CLOCK_THREAD_CPUTIME_ID);
+        for (size_t side = 0; side + 1 < sides.size(); ++side) {
+            tell(subject, operation, sides[side].name, (times[side] - times.back()) / operations);
         }
     }
 
@@ -90,6 +100,24 @@ public:
 private:
     static const int sc_rounds = 21;
     static constexpr double sc_sample = 5e6; // nanoseconds: the shortest sample
+
+    // Returns the nanoseconds of one work for each side.
+    static std::vector<double> medians(const std::vector<Side>& sides, clockid_t clock)
+    {
+        std::vector<std::vector<double>> samples(sides.size());
+        for (int round = 0; round < sc_rounds; ++round) {
+            for (size_t side = 0; side < sides.size(); ++side) {
+                samples[side].push_back(sample(sides[side], clock));
+            }
+        }
+        std::vector<double> result;
+        result.reserve(sides.size());
+        for (std::vector<double>& of : samples) {
+            std::nth_element(of.begin(), of.begin() + sc_rounds / 2, of.end());
+            result.push_back(of[sc_rounds / 2]);
+        }
+        return result;
+    }
 
     // Returns the nanoseconds of one work, the mean of one sample.
     static double sample(const Side& side, clockid_t clock)

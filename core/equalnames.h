@@ -11,11 +11,9 @@ extern int (*const _stricmp)(const char*, const char*) __attribute__((weak));
 }
 #pragma GCC visibility pop
 
-typedef int (*NameComparison)(const char*, const char*);
-
-// The address of the file library's own stricmp; null if it is not known. The dynamic linker sets
-// fileLibrary::_stricmp before any constructor runs.
-static const NameComparison s_ownStricmp = &fileLibrary::_stricmp ? fileLibrary::_stricmp : nullptr;
+// True if the stricmp of the process is the file library's own. A constructor sets it; until then it is false, and
+// stricmp is called. The dynamic linker sets fileLibrary::_stricmp before any constructor runs.
+static const bool s_isOwnStricmp = &fileLibrary::_stricmp && fileLibrary::_stricmp == &stricmp;
 
 static const int sc_lowerBit = 'a' ^ 'A'; // this bit is 1 in 'a' to 'z', and 0 in 'A' to 'Z'
 
@@ -26,22 +24,22 @@ inline bool differInCase(char left, char right)
     return (left ^ right) == sc_lowerBit && lower >= 'a' && lower <= 'z';
 }
 
-// Returns true if the two names have different first letters and stricmp is the file library's own: then stricmp would
-// not return 0. Returns false if EqualNames has to compare the names. Most calls have different first letters. The
-// hints make the compiler place the code of this case without a jump.
+// letter is the first letter of a name. Returns true if it differs from the first letter of the other name, and stricmp is
+// the file library's own: then stricmp would not return 0. Returns false if EqualNames has to compare the names. Most
+// calls have different first letters. The hints make the compiler place the code of this case without a jump.
 //
 // A game may define stricmp itself. Then its function is called for each comparison, and no letter is compared here.
-inline bool AreDifferent(const char* left, const char* right)
+inline bool AreDifferent(char letter, const char* other)
 {
-    const bool letters = ((*left ^ *right) & ~sc_lowerBit) != 0;
-    return __builtin_expect(letters, 1) && __builtin_expect(&stricmp == s_ownStricmp, 1);
+    const bool letters = ((letter ^ *other) & ~sc_lowerBit) != 0;
+    return __builtin_expect(letters, 1) && __builtin_expect(s_isOwnStricmp, 1);
 }
 
 // Returns true if stricmp(left, right) is 0. Compares letter by letter, not with strcmp: the parser has just written the
 // NUL of one name, and a processor waits when it loads several bytes of which one was just stored.
 inline bool EqualNames(const char* left, const char* right)
 {
-    if (__builtin_expect(&stricmp != s_ownStricmp, 0)) {
+    if (__builtin_expect(!s_isOwnStricmp, 0)) {
         return stricmp(left, right) == 0;
     }
     do {

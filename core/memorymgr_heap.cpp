@@ -53,6 +53,17 @@ static void prefetchHeader(const void* block)
     __builtin_prefetch(reinterpret_cast<const void*>(header), 1);
 }
 
+// Makes the processor load the two places after a free node's first size bytes where headers will be written soon: when
+// the node is divided, its rest begins there, and the next request of about the same size puts its rest after that. A
+// program that allocates more than it frees takes memory that is in no cache; without this it would wait for the memory
+// at the end of each alloc, where the lock is released. The second place may lie outside of the bank.
+static void prefetchRests(const MemoryHeapNode_s* node, unsigned long size)
+{
+    const uintptr_t rest = reinterpret_cast<uintptr_t>(node) + size;
+    __builtin_prefetch(reinterpret_cast<const void*>(rest), 1);
+    __builtin_prefetch(reinterpret_cast<const void*>(rest + size + 64), 1);
+}
+
 // Marks a step that is inlined into alloc or free. Its function exists as well, so that a debugger can call it.
 #define INLINED_STEP __attribute__((used)) inline
 
@@ -161,6 +172,7 @@ INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& si
     if (!node) {
         return nullptr;
     }
+    prefetchRests(node, size);
     if (size + sc_headerSize < node->size) { // else the rest is a header at most
         const unsigned int rest = node->size - static_cast<unsigned int>(size);
         MemoryHeapNode_s* remainder = reinterpret_cast<MemoryHeapNode_s*>(reinterpret_cast<char*>(node) + size);

@@ -3,11 +3,13 @@
 #include "core/memorymgr_index_steps.h"
 
 #include <stdlib.h>
+#include <string.h>
 
 // Bytes. The free list of a smaller bank is short enough to walk.
 static const unsigned int sc_smallestBank = 32 << 10;
 
-FreeIndex::Set FreeIndex::s_sets[4];
+FreeIndex::Set FreeIndex::s_sets[];
+std::atomic<const MemoryMgr*> FreeIndex::s_managers[]; // apart from the sets, so that a search reads one page
 
 static unsigned int wordsFor(unsigned int bits)
 {
@@ -16,12 +18,55 @@ static unsigned int wordsFor(unsigned int bits)
 
 FreeIndex::Set* FreeIndex::_setOf(const MemoryMgr* manager)
 {
-    for (Set& set : s_sets) {
-        if (set.manager.load(std::memory_order_acquire) == manager) {
-            return &set;
+    for (size_t set = 0; set < sc_sets; ++set) {
+        if (s_managers[set].load(std::memory_order_acquire) == manager) {
+            return &s_sets[set];
         }
     }
     return nullptr;
+}
+
+// ---- The memory of the indexes
+
+static const size_t sc_line = 64 / sizeof(uint64_t); // words in a line of the processor's cache
+
+// The static array. Only indexes of the first set use it, because they are dropped all at once. A manager makes and drops
+// its indexes in the main thread. Two indexes have no cache line in common, because different threads use them.
+alignas(64) static uint64_t s_words[(128 << 10) / sizeof(uint64_t)];
+static size_t s_taken;   // words in use, from the start of the array
+static size_t s_written; // words that an earlier index may have written to
+
+// Returns words that are all 0: from the static array if isFirstSet is true and the array has room, else from calloc.
+// Returns null if there is no memory.
+static uint64_t* takeZeroes(size_t count, bool isFirstSet)
+{
+    count = (count + sc_line - 1) / sc_line * sc_line;
+    if (!isFirstSet || count > sizeof(s_words) / sizeof(s_words[0]) - s_taken) {
+        return static_cast<uint64_t*>(calloc(count, sizeof(uint64_t)));
+    }
+    uint64_t* const words = s_words + s_taken;
+    if (s_taken < s_written) {
+        memset(words, 0, count * sizeof(uint64_t));
+    }
+    s_taken += count;
+    return words;
+}
+
+// Frees words if they come from calloc; they may be null. Words of the static array stay taken until giveBackArray.
+static void giveBack(uint64_t* words)
+{
+    const uintptr_t offset = reinterpret_cast<uintptr_t>(words) - reinterpret_cast<uintptr_t>(s_words);
+    if (offset >= sizeof(s_words)) {
+        // The analyzer does not see that these words are not in the array.
+        ::free(words); // NOLINT(clang-analyzer-unix.Malloc)
+    }
+}
+
+// Makes the whole static array available again. The caller has dropped all indexes of the first set.
+static void giveBackArray()
+{
+    s_written = s_taken > s_written ? s_taken : s_written;
+    s_taken = 0;
 }
 
 FreeIndex* FreeIndex::_ofLaterSets(const MemoryBank_s* bank)
@@ -55,16 +100,18 @@ void FreeIndex::make(const MemoryMgr* manager, int number, const MemoryBank_s& b
     const unsigned int groupWords = wordsFor(classWords);
     index.m_topCount = wordsFor(groupWords);
 
-    void* bits = calloc(unitWords + wordsFor(unitWords), sizeof(uint64_t));
-    void* classes = calloc(1, (groupWords + classWords) * sizeof(uint64_t) + classCount * sizeof(unsigned int));
+    const bool isFirstSet = set == s_sets;
+    const unsigned int headWords = (classCount + 1) / 2; // two heads in a word
+    uint64_t* const bits = takeZeroes(unitWords + wordsFor(unitWords), isFirstSet);
+    uint64_t* const classes = takeZeroes(groupWords + classWords + headWords, isFirstSet);
     if (!bits || !classes) {
-        ::free(bits);
-        ::free(classes);
+        giveBack(bits);
+        giveBack(classes);
         return;
     }
-    index.m_boundaries = static_cast<uint64_t*>(bits);
+    index.m_boundaries = bits;
     index.m_spanned = index.m_boundaries + unitWords;
-    index.m_groups = static_cast<uint64_t*>(classes);
+    index.m_groups = classes;
     index.m_classes = index.m_groups + groupWords;
     index.m_heads = reinterpret_cast<unsigned int*>(index.m_classes + classWords);
     index.m_first = index.m_last = index.m_newest = bank.freeList;
@@ -73,7 +120,7 @@ void FreeIndex::make(const MemoryMgr* manager, int number, const MemoryBank_s& b
     Set::Place& place = set->places[_placeOf(&bank)];
     place.index = &set->indexes[number];
     place.bank.store(&bank, std::memory_order_release);
-    set->manager.store(manager, std::memory_order_release);
+    s_managers[set - s_sets].store(manager, std::memory_order_release);
 }
 
 void FreeIndex::dropAll(const MemoryMgr* manager)
@@ -88,13 +135,16 @@ void FreeIndex::dropAll(const MemoryMgr* manager)
     for (Set::Place& place : set->places) {
         place.bank.store(nullptr, std::memory_order_release);
     }
-    set->manager.store(nullptr, std::memory_order_release);
+    if (set == s_sets) {
+        giveBackArray();
+    }
+    s_managers[set - s_sets].store(nullptr, std::memory_order_release);
 }
 
 void FreeIndex::_drop()
 {
-    ::free(m_boundaries);
-    ::free(m_groups);
+    giveBack(m_boundaries);
+    giveBack(m_groups);
     *this = FreeIndex();
 }
 

@@ -41,7 +41,9 @@
 // is marked as spanned: the free node begins with unit 3. The bit of unit 31 is set, so a free node ends before unit
 // 31. It begins with unit 29, whose bit is the next lower one that is set.
 //
-// An index takes ordinary memory, less than 1 % of its bank's size, when the bank is made. It takes no more later.
+// An index takes its memory when the bank is made: less than 1 % of the bank's size. It takes no more later. The memory
+// comes from calloc, or from a static array of 128 KiB while that has room. The pages of the array are empty until an
+// operation writes to them, while calloc would write to all pages of a small block when a game starts.
 #pragma once
 
 #include "core/memorymgr_walk.h"
@@ -94,7 +96,7 @@ private:
     static size_t _placeOf(const MemoryBank_s* bank);
     __attribute__((cold)) static FreeIndex* _ofLaterSets(const MemoryBank_s* bank);
     void _drop();
-    bool _giveUp();
+    __attribute__((cold)) bool _giveUp();
 
     unsigned int _classOf(unsigned int size) const;
     unsigned int _largeClassOf(unsigned int size) const;
@@ -127,7 +129,9 @@ private:
     bool _isNewestSound() const;
     bool _isFreeNode(const MemoryHeapNode_s* node, unsigned long size) const;
 
-    static Set s_sets[4];
+    static const size_t sc_sets = 4;
+    static Set s_sets[sc_sets];
+    static std::atomic<const MemoryMgr*> s_managers[sc_sets]; // the owner of each set; null: the set is free
     static const unsigned int sc_noClass = UINT32_MAX;
 
     char* m_base;                    // of the bank
@@ -159,8 +163,7 @@ struct FreeIndex::Set {
     static const size_t sc_step = sizeof(MemoryBank_s) & (~sizeof(MemoryBank_s) + 1); // its lowest bit that is set
 
     Place places[64];
-    FreeIndex indexes[32];                 // by the number of the bank
-    std::atomic<const MemoryMgr*> manager; // null: the set is free
+    FreeIndex indexes[32]; // by the number of the bank
 };
 
 inline size_t FreeIndex::_placeOf(const MemoryBank_s* bank)

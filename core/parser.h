@@ -163,6 +163,8 @@ private:
     CORE_INSIDE const char* _cutValueLine(bool keepSpaces);
     CORE_INSIDE bool _endValueLine(const char* line, bool complete, const char* complaint);
     CORE_INSIDE bool _expect(bool complete, const char* complaint) const;
+    CORE_INSIDE bool _readBoolean(const char* token, const char* name, bool* value);
+    CORE_INSIDE bool _readString(const char* token, const char* name, char* text, unsigned int size);
     template <typename Value>
     CORE_INSIDE bool _cutNumber(Value* value);
     template <typename... Values>

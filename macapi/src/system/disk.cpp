@@ -27,19 +27,22 @@ static int readWhole(const Descriptor& file, std::string* contents, struct stat*
     if (!S_ISREG(found.st_mode)) {
         return EINVAL;
     }
-    std::string text;
-    for (ssize_t got = 1; got > 0;) {
-        const size_t length = text.size();
-        text.resize(length + (length == 0 ? static_cast<size_t>(std::min(found.st_size, sc_mostBytes)) + 1 : 65536));
+    // One byte more than the file has: then the read that finds the end of the file needs no more memory.
+    std::string text(static_cast<size_t>(std::min(found.st_size, sc_mostBytes)) + 1, '\0');
+    size_t length = 0;
+    for (ssize_t got = 1; got > 0; length += static_cast<size_t>(got)) {
+        if (length > static_cast<size_t>(sc_mostBytes)) {
+            return EFBIG;
+        }
+        if (length == text.size()) {
+            text.resize(length + 65536);
+        }
         got = again([&] { return read(file, &text[length], text.size() - length); });
         if (got < 0) {
             return errno;
         }
-        text.resize(length + got);
-        if (text.size() > static_cast<size_t>(sc_mostBytes)) {
-            return EFBIG;
-        }
     }
+    text.resize(length);
     *contents = std::move(text);
     if (status) {
         *status = found;

@@ -46,6 +46,11 @@ static MemoryHeapNode_s* nodeOf(void* block)
     return static_cast<MemoryHeapNode_s*>(block) - 1;
 }
 
+static bool isInRegion(const MemoryBank_s* bank, const MemoryHeapNode_s* node)
+{
+    return bank->base && reinterpret_cast<uintptr_t>(node) - reinterpret_cast<uintptr_t>(bank->base) < bank->size;
+}
+
 // Makes the processor load a block's header into its cache while the bank's lock is taken. block may be any pointer.
 static void prefetchHeader(const void* block)
 {
@@ -188,7 +193,8 @@ INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned 
         return MEMERR_BLOCK;
     }
     if (node->size & sc_extBit) {
-        return _heapExtFree(bank, node, sizeOut);
+        // A fallback block lies outside of the region. Inside, the size is damaged: the location has not made this block.
+        return isInRegion(bank, node) ? MEMERR_BLOCK : _heapExtFree(bank, node, sizeOut);
     }
     bank->usedNodeCount -= 1;
     *sizeOut = node->size;

@@ -475,6 +475,23 @@ TEST(HeapFree, RefusesAFreedBlockThatIsPartOfALargerNode)
     EXPECT_EQ(freeNodes(heap), "0+1024");
 }
 
+// A stray write has set the top bit of the size. Only fallback blocks have this bit, so the location would get an address
+// that it has not given.
+TEST(HeapFree, RefusesABlockOfTheRegionWhoseSizeIsThatOfAFallbackBlock)
+{
+    Heap memory(1024);
+    void* block = memory.alloc(100);
+    const unsigned int size = headerWord(block, 1);
+    setHeaderWord(block, 1, size | 0x80000000);
+    const std::string before(reinterpret_cast<const char*>(&memory.bank()), sizeof(MemoryBank_s));
+    EXPECT_EQ(memory.free(block), MEMERR_BLOCK);
+    EXPECT_EQ(Source::takeLog(), "");
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&memory.bank()), sizeof(MemoryBank_s)), before);
+    setHeaderWord(block, 1, size);
+    EXPECT_EQ(memory.free(block), 0);
+    EXPECT_EQ(memory.check(0, true), 0);
+}
+
 TEST(HeapFree, OfAPointerThatIsNoBlockAnswersMemerrBlock)
 {
     Heap heap(1024);

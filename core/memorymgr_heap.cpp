@@ -194,7 +194,8 @@ INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned 
     }
     if (node->size & sc_extBit) {
         // A fallback block lies outside of the region. Inside, the size is damaged: the location has not made this block.
-        return isInRegion(bank, node) ? MEMERR_BLOCK : _heapExtFree(bank, node, sizeOut);
+        const bool isFallback = !isInRegion(bank, node) && areOutsideLinks(node);
+        return isFallback ? _heapExtFree(bank, node, sizeOut) : MEMERR_BLOCK;
     }
     bank->usedNodeCount -= 1;
     *sizeOut = node->size;

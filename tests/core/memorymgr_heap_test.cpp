@@ -574,6 +574,27 @@ TEST(Fallback, SmallerRequestsAreStillServedByTheBank)
     EXPECT_EQ(heap.bank().bytesInUse, 128u + 64u + 32u);
 }
 
+// In a 64-bit build, both links of a fallback block name the same entry of a table. In a 32-bit build they are pointers.
+TEST(Fallback, FreeRefusesABlockWithADamagedLinkWhereLinksAreEntriesOfATable)
+{
+    if (sizeof(void*) == 4) {
+        return;
+    }
+    Heap heap(1024);
+    void* block = heap.alloc(2000);
+    Source::takeLog();
+    for (int word : {4, 5}) {
+        for (int bit = 0; bit < 32; ++bit) {
+            setHeaderWord(block, word, headerWord(block, word) ^ 1u << bit);
+            EXPECT_EQ(heap.free(block), MEMERR_BLOCK) << word << " " << bit;
+            setHeaderWord(block, word, headerWord(block, word) ^ 1u << bit);
+        }
+    }
+    EXPECT_EQ(Source::takeLog(), "");
+    EXPECT_EQ(heap.free(block), 0);
+    EXPECT_EQ(heap.bank().extList, nullptr);
+}
+
 TEST(Fallback, ListsTheNewestBlockFirstAndFreesBlocksInAnyOrder)
 {
     static const struct {

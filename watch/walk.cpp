@@ -142,7 +142,7 @@ private:
     void _checkFreeNodes();
     void _checkCounts();
     void _walkFallbacks();
-    bool _addFallback(uint64_t at, uint64_t before, const Header& header);
+    bool _addFallback(uint64_t at, uint64_t before, Header* header);
     void _addFallbackDamage(DamageKind kind, const std::string& what, const Block* block);
     void _numberFallbacks();
 
@@ -491,14 +491,16 @@ void BankWalk::_addFallbackDamage(DamageKind kind, const std::string& what, cons
     }
 }
 
-// Adds a fallback block and its damage. The block is known by two signs: its mark, and its link back to the block before it.
-// One of them is enough. Returns false if the list must end here.
-bool BankWalk::_addFallback(uint64_t at, uint64_t before, const Header& header)
+// Reads the header of a fallback block into stored, and adds the block and its damage. The block is known by two signs:
+// its mark, and its link back to the block before it. One of them is enough. Returns false if the list must end here.
+bool BankWalk::_addFallback(uint64_t at, uint64_t before, Header* stored)
 {
     static const char sc_noBlock[] = "the list of fallback blocks leads to something that is no fallback block";
     uint64_t prev = 0;
-    const bool isMarked = header.magic == sc_magicUsed && (header.size & sc_extBit) != 0;
-    const bool isLinkedBack = _areFallbackLinks(header) &&
+    const bool isReadable = readHeader(m_memory, at, stored);
+    const Header& header = *stored;
+    const bool isMarked = isReadable && header.magic == sc_magicUsed && (header.size & sc_extBit) != 0;
+    const bool isLinkedBack = isReadable && _areFallbackLinks(header) &&
                               readLink(m_memory, m_links, at + sc_prevOffset, header.prev, &prev) && prev == before;
     if (!isMarked && !isLinkedBack) {
         _addFallbackDamage(DAMAGE_FALLBACK, sc_noBlock, before ? &m_bank->fallbacks.back() : nullptr);
@@ -549,9 +551,8 @@ void BankWalk::_walkFallbacks()
     uint64_t before = 0;
     uint64_t at = m_record->extList;
     while (at != 0) {
-        Header header = {}; // stays without a mark if there is no memory at this address
-        readHeader(m_memory, at, &header);
-        if (!_addFallback(at, before, header)) {
+        Header header;
+        if (!_addFallback(at, before, &header)) {
             break;
         }
         before = at;

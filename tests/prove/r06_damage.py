@@ -81,7 +81,7 @@ def measure(place):
                                                     for preset, size, _, _ in RUNS if preset == host)
                      + f", {counters.get(f'{host} flips', 0):,} flips" for host in NAMES if f"{host} flips" in counters)
     shares = " and ".join(f"{share(left[host], played[host])} on {NAMES[host]}" for host in NAMES if played[host])
-    text += (f": checkMemory and core-memory never leave the bank and always end; alloc or free leave the bank after {shares} "
-             "of the flips, see below")
+    text += (": checkMemory and core-memory never leave the bank and always end; share of the flips after which alloc or free "
+             f"leave the bank: {shares}, see below")
     states = sum(counters.get(f"{host} {size}", 0) for host, size, _, _ in RUNS if host == "release")
     return figure.Value(text, faults, reached=states >= STATES and not any(left.values()))

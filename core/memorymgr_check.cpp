@@ -7,7 +7,7 @@
 
 // Whether a header can lie at this address: all of its bytes are in the bank's region. The first header of a region that
 // is smaller than a header lies at its start, too.
-static bool isInRegion(const MemoryBank_s* bank, const MemoryHeapNode_s* node)
+static bool canBeHeader(const MemoryBank_s* bank, const MemoryHeapNode_s* node)
 {
     const uintptr_t offset = reinterpret_cast<uintptr_t>(node) - reinterpret_cast<uintptr_t>(bank->base);
     return offset == 0 || (bank->base && offset < bank->size && bank->size - offset >= sc_headerSize);
@@ -18,23 +18,22 @@ struct ListSums {
     unsigned int bytes;
     unsigned int count;
     unsigned int largest; // the largest size
+    bool isCircle;        // the list has more nodes than the region has room for: its links form a circle
 };
 
 // Adds up the nodes of a list. Returns MEMERR_NONE; markError at the first node whose mark is not magic, or that does not
-// lie in the region: the sums then end before that node. Returns MEMERR_SIZE if the list has more nodes than the region
-// has room for: then its links form a circle. A damaged link can have the bit of a fallback block's link; no node inside a
-// bank has such a link, so the bit is not looked at.
+// lie in the region: the sums then end before that node. In a circle, the sums end as soon as the circle is certain. A
+// damaged link can have the bit of a fallback block's link; no node inside a bank has such a link, so the bit is not
+// looked at.
 static int measure(const MemoryBank_s* bank, const MemoryHeapNode_s* list, unsigned int magic, int markError,
                    ListSums* sums)
 {
     const unsigned int mostNodes = bank->size / sc_headerSize + 1;
-    for (const MemoryHeapNode_s* node = list; node; node = insideLink(node->next)) {
-        if (!isInRegion(bank, node) || node->magic != magic) {
+    for (const MemoryHeapNode_s* node = list; node && !sums->isCircle; node = insideLink(node->next)) {
+        if (!canBeHeader(bank, node) || node->magic != magic) {
             return markError;
         }
-        if (sums->count == mostNodes) {
-            return MEMERR_SIZE;
-        }
+        sums->isCircle = sums->count == mostNodes;
         sums->bytes += node->size;
         sums->count += 1;
         sums->largest = node->size > sums->largest ? node->size : sums->largest;
@@ -65,7 +64,9 @@ int MemoryMgr::checkMemory(int index, unsigned int* largestFree, bool expectEmpt
     if (error != MEMERR_NONE) {
         return error;
     }
-    if ((expectEmpty && inUse.bytes != 0) || inUse.bytes + unused.bytes != bank->size) {
+    const bool isCircle =
+        inUse.isCircle || unused.isCircle; // then the sums have no end, or equal the size by accident
+    if (isCircle || (expectEmpty && inUse.bytes != 0) || inUse.bytes + unused.bytes != bank->size) {
         return MEMERR_SIZE;
     }
     if (inUse.count != bank->usedNodeCount) {

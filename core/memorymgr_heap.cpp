@@ -199,8 +199,8 @@ INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned 
     if (node->magic != sc_magicUsed) {
         return MEMERR_BLOCK;
     }
-    if (node->size & sc_extBit) {
-        return _heapExtFree(bank, node, sizeOut);
+    if (node->size & sc_extBit) { // the size may be damaged; then the links are those of a node of the region
+        return areOutsideLinks(node) ? _heapExtFree(bank, node, sizeOut) : MEMERR_BLOCK;
     }
     bank->usedNodeCount -= 1;
     *sizeOut = node->size;

@@ -30,6 +30,11 @@ bool setUpOutsideLinks(MemoryHeapNode_s* node)
     return true;
 }
 
+bool areOutsideLinks(const MemoryHeapNode_s*)
+{
+    return true;
+}
+
 void giveUpOutsideLinks(MemoryHeapNode_s*)
 {
 }
@@ -233,6 +238,12 @@ bool setUpOutsideLinks(MemoryHeapNode_s* node)
     node->next.m_word = number * 4 + MemoryNodeRef::sc_outside;
     node->prev.m_word = number * 4 + MemoryNodeRef::sc_outside + MemoryNodeRef::sc_prev;
     return true;
+}
+
+bool areOutsideLinks(const MemoryHeapNode_s* node)
+{
+    const unsigned int next = node->next.m_word;
+    return next % 4 == MemoryNodeRef::sc_outside && node->prev.m_word == next + MemoryNodeRef::sc_prev;
 }
 
 void giveUpOutsideLinks(MemoryHeapNode_s* node)

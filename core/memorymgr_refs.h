@@ -48,6 +48,10 @@ void setUpLinks(MemoryHeapNode_s* node);
 // first read or assigned. Returns false when there is no memory for one more entry; the links are then not set.
 bool setUpOutsideLinks(MemoryHeapNode_s* node);
 
+// Returns false if next and prev are not the two links of one entry of the table: then the header is damaged. A 32-bit
+// build has no table, and returns true.
+bool areOutsideLinks(const MemoryHeapNode_s* node);
+
 // Gives the entry of a fallback block back to the table. Call it once, before the block's memory goes back.
 void giveUpOutsideLinks(MemoryHeapNode_s* node);
 
@@ -103,6 +107,7 @@ public:
 private:
     friend void setUpLinks(MemoryHeapNode_s* node);
     friend bool setUpOutsideLinks(MemoryHeapNode_s* node);
+    friend bool areOutsideLinks(const MemoryHeapNode_s* node);
     friend void giveUpOutsideLinks(MemoryHeapNode_s* node);
     friend MemoryHeapNode_s* insideLink(const MemoryNodeRef& link);
     friend void setInsideLink(MemoryNodeRef& link, MemoryHeapNode_s* node);

@@ -51,7 +51,7 @@ static bool isFallbackList(const MemoryBank_s* bank)
     const MemoryHeapNode_s* before = nullptr;
     for (const MemoryHeapNode_s* node = bank->extList; node; node = node->next) {
         if (count == bank->extNodeCount || node->magic != sc_magicUsed || !(node->size & sc_extBit) ||
-            node->prev != before) {
+            !areOutsideLinks(node) || node->prev != before) {
             return false;
         }
         before = node;

@@ -142,7 +142,12 @@ private:
     void _checkFreeNodes();
     void _checkCounts();
     void _walkFallbacks();
+    bool _addFallback(uint64_t at, uint64_t before, Header* header);
+    void _addFallbackDamage(DamageKind kind, const std::string& what, const Block* block);
+    void _numberFallbacks();
 
+    bool _readInsideLink(uint64_t at, uint32_t word, uint64_t* node) const;
+    bool _areFallbackLinks(const Header& header) const;
     bool _isTile(uint32_t offset, const Header& header) const;
     bool _isInside(uint64_t address) const
     {
@@ -168,7 +173,7 @@ private:
     uint32_t m_lost[2] = {0, 0}; // used and free nodes that are on no list
     uint32_t m_firstLost[2] = {sc_noNumber, sc_noNumber};
     size_t m_damages = 0;
-    size_t m_firstDamage = 0;
+    size_t m_firstDamage = 0; // of the region, or of the fallback blocks
 };
 
 Damage* BankWalk::_add(DamageKind kind, const std::string& what)
@@ -211,13 +216,26 @@ void BankWalk::_checkCursor()
     m_bank->cursor = static_cast<uint32_t>(handedOut);
 }
 
+// Reads a link of a node of the region. In a 64-bit game, the lowest bit is set in links of fallback blocks only.
+bool BankWalk::_readInsideLink(uint64_t at, uint32_t word, uint64_t* node) const
+{
+    const bool isOutside = m_memory.layout().wordSize == 8 && (word & 1) != 0;
+    return !isOutside && readLink(m_memory, m_links, at, word, node);
+}
+
+// In a 64-bit game, next and prev of a fallback block are the two words of one entry: they differ in bit 1 only.
+bool BankWalk::_areFallbackLinks(const Header& header) const
+{
+    return m_memory.layout().wordSize == 4 || ((header.next & 3) == 1 && header.prev == header.next + 2);
+}
+
 // Compares a node of a list with the node before it. Returns false when the list must end here.
 bool BankWalk::_checkLinks(uint64_t at, uint64_t before, const Header& header, uint32_t magic, const char* list)
 {
     const uint32_t offset = static_cast<uint32_t>(at - m_record->base);
     const uint32_t from = before ? static_cast<uint32_t>(before - m_record->base) : sc_noNumber;
     uint64_t prev = 0;
-    if (readLink(m_memory, m_links, at + sc_prevOffset, header.prev, &prev) && prev == before) {
+    if (_readInsideLink(at + sc_prevOffset, header.prev, &prev) && prev == before) {
         return true;
     }
     const std::string where = "offset " + std::to_string(offset);
@@ -255,7 +273,7 @@ void BankWalk::_walkList(uint64_t first, uint32_t magic, const char* list)
         m_isFreeListSorted = m_isFreeListSorted && (magic == sc_magicUsed || header.size >= smaller);
         smaller = header.size;
         before = at;
-        if (!readLink(m_memory, m_links, at + sc_nextOffset, header.next, &at)) {
+        if (!_readInsideLink(at + sc_nextOffset, header.next, &at)) {
             _addAt(DAMAGE_LINK, offset, std::string("the ") + list + " leads to a block that is not in the bank");
             return;
         }
@@ -463,45 +481,88 @@ void BankWalk::_nameNeighbours()
     }
 }
 
+// block is null if no block is known that the damage concerns. Its number is found later, by _numberFallbacks.
+void BankWalk::_addFallbackDamage(DamageKind kind, const std::string& what, const Block* block)
+{
+    Damage* damage = _add(kind, what);
+    if (block) {
+        damage->block = m_snapshot->placeOf(*block);
+        damage->fallback = static_cast<uint32_t>(m_bank->fallbacks.size());
+    }
+}
+
+// Reads the header of a fallback block into stored, and adds the block and its damage. The block is known by two signs:
+// its mark, and its link back to the block before it. One of them is enough. Returns false if the list must end here.
+bool BankWalk::_addFallback(uint64_t at, uint64_t before, Header* stored)
+{
+    static const char sc_noBlock[] = "the list of fallback blocks leads to something that is no fallback block";
+    uint64_t prev = 0;
+    const bool isReadable = readHeader(m_memory, at, stored);
+    const Header& header = *stored;
+    const bool isMarked = isReadable && header.magic == sc_magicUsed && (header.size & sc_extBit) != 0;
+    const bool isLinkedBack = isReadable && _areFallbackLinks(header) &&
+                              readLink(m_memory, m_links, at + sc_prevOffset, header.prev, &prev) && prev == before;
+    if (!isMarked && !isLinkedBack) {
+        _addFallbackDamage(DAMAGE_FALLBACK, sc_noBlock, before ? &m_bank->fallbacks.back() : nullptr);
+        return false;
+    }
+    Block block;
+    block.size = header.size & ~sc_extBit;
+    bool isKnown = true;
+    block.name = m_names->indexOf(header.file, &isKnown);
+    block.line = header.line;
+    block.state = BLOCK_FALLBACK;
+    m_bank->fallbacks.push_back(block);
+    if (header.magic != sc_magicUsed) {
+        _addFallbackDamage(DAMAGE_FALLBACK, "the header of a fallback block begins with the bytes " + markOf(header),
+                           &block);
+    } else if (!isMarked) {
+        _addFallbackDamage(DAMAGE_FALLBACK, "the size of a fallback block lacks its mark", &block);
+    }
+    if (!isKnown && (m_memory.layout().wordSize == 4 || m_tables.names != 0)) {
+        _addFallbackDamage(DAMAGE_NAME, "the block's source name can't be read", &block);
+    }
+    if (!_areFallbackLinks(header)) {
+        _addFallbackDamage(DAMAGE_FALLBACK, "the links of a fallback block do not belong together", &block);
+    } else if (!isLinkedBack) {
+        _addFallbackDamage(DAMAGE_FALLBACK, "the links of a fallback block and of the block before it do not match",
+                           &block);
+    }
+    return isLinkedBack;
+}
+
+// The list was read from its newest block. The number 1 is that of the oldest.
+void BankWalk::_numberFallbacks()
+{
+    std::vector<Block>& blocks = m_bank->fallbacks;
+    std::reverse(blocks.begin(), blocks.end());
+    for (size_t index = 0; index < blocks.size(); ++index) {
+        blocks[index].order = static_cast<uint32_t>(index);
+    }
+    for (size_t index = m_firstDamage; index < m_snapshot->damages.size(); ++index) {
+        uint32_t& number = m_snapshot->damages[index].fallback;
+        number = number == sc_noNumber ? sc_noNumber : static_cast<uint32_t>(blocks.size()) + 1 - number;
+    }
+}
+
 void BankWalk::_walkFallbacks()
 {
+    m_firstDamage = m_snapshot->damages.size();
     uint64_t before = 0;
     uint64_t at = m_record->extList;
-    std::string broken;
-    while (at != 0 && broken.empty()) {
+    while (at != 0) {
         Header header;
-        if (!readHeader(m_memory, at, &header) || header.magic != sc_magicUsed || !(header.size & sc_extBit)) {
-            broken = "the list of fallback blocks leads to something that is no fallback block";
+        if (!_addFallback(at, before, &header)) {
             break;
         }
-        uint64_t prev = 0;
-        if (!readLink(m_memory, m_links, at + sc_prevOffset, header.prev, &prev) || prev != before) {
-            broken = "the links of a fallback block and of the block before it do not match";
-            break;
-        }
-        Block block;
-        block.offset = sc_noNumber;
-        block.size = header.size & ~sc_extBit;
-        bool isKnown = true;
-        block.name = m_names->indexOf(header.file, &isKnown);
-        block.line = header.line;
-        block.state = BLOCK_FALLBACK;
-        m_bank->fallbacks.push_back(block);
         before = at;
         if (!readLink(m_memory, m_links, at + sc_nextOffset, header.next, &at)) {
-            broken = "a fallback block's link to the next one leads nowhere";
+            _addFallbackDamage(DAMAGE_FALLBACK, "a fallback block's link to the next one leads nowhere",
+                               &m_bank->fallbacks.back());
+            break;
         }
     }
-    std::reverse(m_bank->fallbacks.begin(), m_bank->fallbacks.end());
-    for (size_t index = 0; index < m_bank->fallbacks.size(); ++index) {
-        m_bank->fallbacks[index].order = static_cast<uint32_t>(index);
-    }
-    if (!broken.empty()) {
-        // The list was read from its newest block, so the oldest block that was read is the one before the damage.
-        Damage* damage = _add(DAMAGE_FALLBACK, broken);
-        damage->fallback = m_bank->fallbacks.empty() ? sc_noNumber : 1;
-        damage->block = m_bank->fallbacks.empty() ? "" : m_snapshot->placeOf(m_bank->fallbacks[0]);
-    }
+    _numberFallbacks();
 }
 
 // bytesInUse of an intact heap bank is the sum of its blocks. The system bank starts at 0 in initialize, so its count

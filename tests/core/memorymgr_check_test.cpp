@@ -133,6 +133,32 @@ TEST_F(Check, AnswersMemerrSizeWhenTheLinksOfAListFormACircle)
     EXPECT_EQ(check(), MEMERR_SIZE);
 }
 
+TEST_F(Check, ReportsAFreeNodeWithoutItsMarkBeforeACircleOfTheUsedList)
+{
+    alarm(60);
+    MemoryHeapNode_s* const head = m_memory.banks[0].usedList;
+    head->next = head;
+    check();
+    EXPECT_EQ(m_largestFree, 704u); // the free list is walked all the same
+    setHeaderWord(m_freed, 0, 0);
+    EXPECT_EQ(check(), MEMERR_FREE_NODE);
+}
+
+// A region is never smaller than a header, unless the game has damaged the record of the bank.
+TEST_F(Check, AnswersMemerrSizeWhenTheRegionIsSmallerThanAHeader)
+{
+    MemoryBank_s& bank = m_memory.banks[0];
+    bank.usedList = nullptr;
+    bank.freeList = reinterpret_cast<MemoryHeapNode_s*>(bank.base);
+    setHeaderWord(m_first, 0, 0xdeadf00d);
+    for (unsigned int size : {0u, 1u, 23u}) {
+        bank.size = size;
+        EXPECT_EQ(check(), MEMERR_SIZE) << size;
+    }
+    bank.usedList = bank.freeList;
+    EXPECT_EQ(check(), MEMERR_BLOCK);
+}
+
 TEST_F(Check, AnswersMemerrSizeWhenTheSizesDoNotAddUp)
 {
     static const struct {

@@ -475,6 +475,27 @@ TEST(HeapFree, RefusesAFreedBlockThatIsPartOfALargerNode)
     EXPECT_EQ(freeNodes(heap), "0+1024");
 }
 
+#if UINTPTR_MAX > 0xffffffffu // a 32-bit build does not see the difference: its links are plain pointers
+
+// A stray write has set the top bit of the size. Only fallback blocks have this bit, so the location would get an address
+// that it has not given. But the links of the block are not those of a fallback block.
+TEST(HeapFree, RefusesABlockOfTheRegionWhoseSizeIsThatOfAFallbackBlock)
+{
+    Heap memory(1024);
+    void* block = memory.alloc(100);
+    const unsigned int size = headerWord(block, 1);
+    setHeaderWord(block, 1, size | 0x80000000);
+    const std::string before(reinterpret_cast<const char*>(&memory.bank()), sizeof(MemoryBank_s));
+    EXPECT_EQ(memory.free(block), MEMERR_BLOCK);
+    EXPECT_EQ(Source::takeLog(), "");
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&memory.bank()), sizeof(MemoryBank_s)), before);
+    setHeaderWord(block, 1, size);
+    EXPECT_EQ(memory.free(block), 0);
+    EXPECT_EQ(memory.check(0, true), 0);
+}
+
+#endif
+
 TEST(HeapFree, OfAPointerThatIsNoBlockAnswersMemerrBlock)
 {
     Heap heap(1024);
@@ -555,6 +576,27 @@ TEST(Fallback, SmallerRequestsAreStillServedByTheBank)
     heap.alloc(1);
     EXPECT_EQ(Source::takeLog(), "alloc 128 = #2, alloc 32 = #3");
     EXPECT_EQ(heap.bank().bytesInUse, 128u + 64u + 32u);
+}
+
+// In a 64-bit build, both links of a fallback block name the same entry of a table. In a 32-bit build they are pointers.
+TEST(Fallback, FreeRefusesABlockWithADamagedLinkWhereLinksAreEntriesOfATable)
+{
+    if (sizeof(void*) == 4) {
+        return;
+    }
+    Heap heap(1024);
+    void* block = heap.alloc(2000);
+    Source::takeLog();
+    for (int word : {4, 5}) {
+        for (int bit = 0; bit < 32; ++bit) {
+            setHeaderWord(block, word, headerWord(block, word) ^ 1u << bit);
+            EXPECT_EQ(heap.free(block), MEMERR_BLOCK) << word << " " << bit;
+            setHeaderWord(block, word, headerWord(block, word) ^ 1u << bit);
+        }
+    }
+    EXPECT_EQ(Source::takeLog(), "");
+    EXPECT_EQ(heap.free(block), 0);
+    EXPECT_EQ(heap.bank().extList, nullptr);
 }
 
 TEST(Fallback, ListsTheNewestBlockFirstAndFreesBlocksInAnyOrder)

@@ -2,177 +2,69 @@
 
 | Part | Second implementation |
 |---|---|
-| escapes | the two functions below |
-| random words | Python's own generator, whose state is set by the recurrence that the paper of MT19937 gives for a seed |
-| strings files | the class Reader below |
+| texts with escapes | models/escapes.py |
+| random words | models/random_words.py |
+| strings files | models/strings.py |
+| lines, tokens and values | models/parser.py |
+| property lists | Python's plistlib |
 
-A document also has lines that end with "=", and several empty lines in a row. After "=" at the end of a line, the text of the
-entry is in a later line. Empty lines follow the table in core/parser.cpp.
+A batch is some requests. The second implementation answers each request once, and the programs of all hosts must give the
+same bytes. Two processes play the batches.
 """
-import itertools
+import concurrent.futures
 import os
 import random
 import struct
 import subprocess
+import sys
 import tempfile
 
 import figure
+from models import escapes, parser_calls, random_words, strings
 
-TITLE = "results beside a second implementation in Python: texts with escapes, random words, strings files; added up"
-TARGET = "10 M texts and all of 2 bytes, 10 M words of 100 seeds, 1 M files, on x86-64 and PowerPC; 0 differences"
+TITLE = ("results beside a second implementation in Python: texts with escapes, random words, strings files, parsed documents, "
+         "property lists in each direction; added up")
+TARGET = ("10 M texts and all of 2 bytes, 10 M words of 100 seeds, 1 M files, 1 M documents, 100,000 lists each way, on x86-64 "
+          "and PowerPC; 0 differences")
 COMMAND = "./run prove R8"
-COUNTERS = ["texts", "words", "files"]
+TARGETS = {"texts": 10_000_000, "words": 10_000_000, "files": 1_000_000, "documents": 1_000_000, "lists": 100_000}
 EMULATORS = {"release": [], "powerpc": ["qemu-ppc", "-L", "/usr/powerpc-linux-gnu"],
              "aarch64": ["qemu-aarch64", "-L", "/usr/aarch64-linux-gnu"]}
 NAMES = {"release": "x86-64", "powerpc": "PowerPC", "aarch64": "aarch64"}
-
-LETTERS = dict(zip(b"abtnvfr\"'\\", b"\a\b\t\n\v\f\r\"'\\"))
-BYTES = {byte: letter for letter, byte in LETTERS.items()}
-BACKSLASH = ord("\\")
-
-def escaped(text):
-    return b"".join(bytes([BACKSLASH, BYTES[byte]]) if byte in BYTES else bytes([byte]) for byte in text)
-
-def unescaped(text):
-    """Returns the decoded text, and if all its escapes are valid. The letter of an unknown escape is lost."""
-    result, valid = bytearray(), True
-    rest = iter(text)
-    for byte in rest:
-        if byte == BACKSLASH:
-            letter = next(rest, None)
-            valid = valid and letter in LETTERS
-            byte = LETTERS.get(letter, BACKSLASH)
-        result.append(byte)
-    return bytes(result), valid
-
-def words(seed, count):
-    state = [seed]
-    for place in range(1, 624):
-        state.append((1812433253 * (state[-1] ^ state[-1] >> 30) + place) & 0xffffffff)
-    generator = random.Random()
-    generator.setstate((3, (*state, 624), None))
-    return struct.pack(f">{count}I", *(generator.getrandbits(32) for _ in range(count)))
-
-class Reader:
-    """Reads the lines of a strings file. It writes into the document as the parser does: a NUL at the end of each line and
-    string, and decoded strings in the place of escaped ones."""
-
-    def __init__(self, document):
-        self.bytes = bytearray(document + b"\0")
-        self.last = len(document)  # the place of the last NUL
-        self.cursor = 0
-        self.line = (0, 0)  # the first place of the line that was cut last, and the place of its NUL
-        self.place = None  # where the next string or token of the line is looked for
-
-    def first_of(self, ends, place):
-        """Returns the first place, at or after this place, of one of these bytes or a NUL."""
-        return min(found for found in (self.bytes.find(byte, place) for byte in ends + b"\0") if found >= 0)
-
-    def without(self, blanks, place):
-        while self.bytes[place] in blanks:
-            place += 1
-        return place
-
-    def next_line(self):
-        start = self.cursor
-        if self.cursor < self.line[1]:  # empty lines have kept the cursor before the end of the last line
-            self.cursor += self.cursor < self.line[0]
-            start = max(start, self.line[0])
-        else:
-            start = self.without(b"\n", self.cursor)
-            self.cursor += start > self.cursor
-            if self.bytes[start] == 0:
-                return False
-            self.line = (start, self.first_of(b"\n", start))
-            self.bytes[self.line[1]] = 0
-        end = self.line[1]
-        self.cursor = min(self.cursor + end - start + 1, self.last)
-        self.place = self.without(b" \t", start)
-        if self.bytes.startswith(b"//", self.place):
-            self.bytes[self.place] = 0
-        while end > self.place and self.bytes[end - 1] in b"\r\n":
-            end -= 1
-            self.bytes[end] = 0
-        return True
-
-    def string(self):
-        """Returns the decoded bytes between the next two quotes; null when there are no two quotes before a NUL."""
-        start = self.first_of(b'"', self.place) + 1
-        if self.bytes[start - 1] == 0:
-            return None
-        end = self.first_of(b'"', start)
-        while self.bytes[end] != 0 and self.bytes[end - 1] == BACKSLASH:
-            end = self.first_of(b'"', end + 1)
-        if self.bytes[end] == 0:
-            return None
-        self.place = end + 1
-        decoded, _ = unescaped(self.bytes[start:end])
-        self.bytes[end] = 0
-        self.bytes[start:start + len(decoded) + 1] = decoded + b"\0"
-        return decoded
-
-    def equals(self):
-        """Takes the next token. Returns true if it is "=". After the last token of a line, the place is in the next line."""
-        start = self.without(b" \t", self.place)
-        end = self.first_of(b" ", start)
-        token = self.bytes[start:end]
-        if token:
-            self.bytes[end] = 0
-            self.place = min(end + 1, self.last)
-        return token == b"="
-
-def entries(document):
-    """The entries of a strings file, in the order of their keys and texts."""
-    reader, found = Reader(document), []
-    while reader.next_line():
-        key = reader.string()
-        text = reader.string() if key is not None and reader.equals() else None
-        if text is not None:
-            found.append((key[:127], text))
-    return sorted(found)
-
-def sorted_entries(reply):
-    parts = reply.split(b"\0")[:-1]
-    return sorted(zip(parts[::2], parts[1::2]))
-
-def any_text(dice, alphabet, longest):
-    return bytes(dice.choice(alphabet) for _ in range(dice.randint(0, longest)))
-
-ESCAPES = b"\\\\\\\\abtnvfr\"'xyz \a\b\t\n\v\f\r\x01\x7f\x80\xff"
-INSIDE = b"\\\\abtnvfr'xyz ,.=/\x80\xff"
-
-def any_line(dice):
-    kind = dice.randrange(16)
-    if kind == 0:
-        return b"//" + any_text(dice, INSIDE, 20)
-    if kind == 1:
-        return b"x" + any_text(dice, INSIDE, 20)
-    if kind == 4:
-        return b'"%s" =%s' % (any_text(dice, INSIDE, 12), dice.choice([b"", b"", b" ", b"\r"]))
-    if kind == 5:
-        return b'"%s"' % any_text(dice, INSIDE, 30)
-    if kind == 6:
-        return b"\n" * dice.randrange(5)
-    key = any_text(dice, INSIDE, 200 if kind == 2 else 12)
-    text = any_text(dice, INSIDE, 30)
-    blanks = [dice.choice([b"", b" ", b"\t", b"  "]) for _ in range(2)]
-    equals = dice.choice([b"= ", b"= ", b"= ", b"=  ", b"==", b"x "])
-    end = dice.choice([b"", b"", b"\r", b" ", b" // end"])
-    close = b"" if kind == 3 else b'"'
-    return b'%s"%s"%s%s"%s%s%s' % (blanks[0], key, blanks[1] + b" ", equals, text, close, end)
-
-def any_document(dice):
-    lines = b"\n".join(any_line(dice) for _ in range(dice.randint(1, 8)))
-    return lines + dice.choice([b"", b"\n"]) or b"\n"  # setLanguage leaves an empty file open
+LISTS_FOLDER = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "macapi", "mechanism", "plistlib")
 
 
-def reply(program, emulator, operation, requests):
-    """The replies of the program, in the order of the requests."""
-    data = b"".join(struct.pack(">I", len(request)) + request for request in requests)
-    with tempfile.TemporaryDirectory(prefix="prove-") as folder:
-        environment = {**os.environ, "MACAPI_LIBRARY": folder, "MACAPI_USER_LIBRARY": folder}
-        output = subprocess.run([*emulator, program, operation], input=data, stdout=subprocess.PIPE, cwd=folder,
-                                env=environment, check=True).stdout
+def one(request):
+    return 1
+
+
+def texts_in(request):
+    return request.count(b"\0")
+
+
+def words_in(request):
+    return random_words.COUNT
+
+
+# Operation of prove_differ: counter, what makes requests, what answers them, and how much a request counts.
+OPERATIONS = {
+    "escape": ("texts", escapes.Maker, escapes.expected_escaped, texts_in),
+    "unescape": ("texts", escapes.Maker, escapes.expected_unescaped, texts_in),
+    "random": ("words", random_words.Maker, random_words.expected, words_in),
+    "strings": ("files", strings.Maker, strings.expected, one),
+    "parser": ("documents", parser_calls.Maker, parser_calls.expected, one),
+}
+# For each operation the requests of a batch, and the batches of a full run. A short run has one batch.
+BATCHES = {"escape": (520, 8), "unescape": (520, 8), "random": (100, 10), "strings": (20_000, 50), "parser": (20_000, 50),
+           "lists": (5_000, 20)}
+SHORT = 10  # a batch of a short run has a tenth of the requests
+
+
+def framed(data):
+    return struct.pack(">I", len(data)) + data
+
+
+def unframed(output):
     replies, place = [], 0
     while place < len(output):
         length, = struct.unpack_from(">I", output, place)
@@ -180,37 +72,99 @@ def reply(program, emulator, operation, requests):
         place += 4 + length
     return replies
 
-def parts(dice, sizes):
-    """Each part: its counter, operation, requests, what each counts, and the function of the second implementation."""
-    every = [bytes(pair) for pair in itertools.product(range(1, 256), repeat=2)]
-    texts = every + [any_text(dice, ESCAPES, 40) for _ in range(sizes["texts"] // 2)]
-    seeds = [struct.pack(">II", dice.getrandbits(32), 1000) for _ in range(sizes["words"] // 1000)]
-    yield "texts", "escape", texts, 1, escaped, bytes
-    yield "texts", "unescape", texts, 1, lambda text: b"%d" % unescaped(text)[1] + unescaped(text)[0], bytes
-    yield "words", "random", seeds, 1000, lambda request: words(*struct.unpack(">II", request)), bytes
-    yield "files", "strings", [any_document(dice) for _ in range(sizes["files"])], 1, entries, sorted_entries
 
-def measure(place):
-    sizes = {"texts": 1_000_000, "words": 1_000_000, "files": 100_000} if place.full else {
-        "texts": 40_000, "words": 100_000, "files": 4_000}
-    number = place.add("R8", runs=1)["runs"]
-    faults, played = [], 0
+def output_of(command, data):
+    """What the program writes. It writes its files in memory, because a disk would take most of the time."""
+    memory = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
+    with tempfile.TemporaryDirectory(prefix="prove-", dir=memory) as folder:
+        environment = {**os.environ, "MACAPI_LIBRARY": folder, "MACAPI_USER_LIBRARY": folder}
+        return subprocess.run(command, input=data, stdout=subprocess.PIPE, cwd=folder, env=environment, check=True).stdout
+
+
+def differences(requests, answers, output):
+    replies = unframed(output)
+    return [f"{request[:300]!r} gives {reply[:300]!r}, not {answer[:300]!r}"
+            for request, answer, reply in zip(requests, answers, replies + [b"nothing"] * len(requests)) if answer != reply]
+
+
+def play_requests(operation, seed, count, commands):
+    """Plays a batch. Returns the counter, how much was compared, and the differences of each host."""
+    counter, maker, expected, each = OPERATIONS[operation]
+    maker = maker(random.Random(f"{operation} {seed}"))
+    requests = [maker.request() for _ in range(count)]
+    if operation.endswith("escape") and seed % 1000 == 0:  # once in a run
+        requests.append(escapes.TWO_BYTES)
+    answers = [expected(request) for request in requests]
+    data, right = b"".join(map(framed, requests)), b"".join(map(framed, answers))
+    found = {}
+    for host, command in commands.items():
+        output = output_of([*command, operation], data)
+        found[host] = [] if output == right else differences(requests, answers, output) or ["more replies than requests"]
+    return counter, sum(map(each, requests)), found
+
+
+def play_lists(seed, count, commands):
+    """As play_requests, for property lists: the program makes lists, and reads and writes those of plistlib."""
+    sys.path.insert(0, LISTS_FOLDER)
+    import lists
+    random.seed(seed)
+    theirs = [lists.make_list() for _ in range(count)]
+    theirs[::2] = map(lists.dressed, theirs[::2])
+    data = b"".join(map(lists.framed, theirs))
+    right, found = None, {}
+    for host, command in commands.items():
+        both = lists.answers(command, "make", str(seed), str(count)), lists.answers(command, "rewrite", stdin=data)
+        found[host] = []
+        if both == right:
+            continue  # as another host, whose lists have no difference
+        pairs = [lists.difference_of_ours(*pair) for pair in both[0]]
+        pairs += [lists.difference_of_theirs(document, *pair) for document, pair in zip(theirs, both[1])]
+        found[host] = [text for text in pairs if text] + ["a list is missing"] * (len(pairs) != 2 * count)
+        right = both if right is None and not found[host] else right
+    return "lists", count, found
+
+
+def play(operation, seed, count, differ, exchange):
+    if operation == "lists":
+        return play_lists(seed, count, exchange)
+    return play_requests(operation, seed, count, differ)
+
+
+def programs(place, *path):
+    """The command of a program on each host for which it is built."""
+    commands = {}
     for preset, emulator in EMULATORS.items():
         try:
-            program = place.program(preset, "tests", "prove", "prove_differ")
+            commands[preset] = [*emulator, place.program(preset, "tests", *path)]
         except figure.NotMeasured as reason:
             print(f"  left out: {reason}", flush=True)
-            continue
-        played += 1
-        for counter, operation, requests, each, expected, read in parts(random.Random(number), sizes):
-            replies = reply(program, emulator, operation, requests)
-            wrong = [(request, answer) for request, answer in itertools.zip_longest(requests, replies)
-                     if answer is None or read(answer) != expected(request)]
-            faults += [f"{preset}, {operation}: {request[:60]!r} gives {answer and answer[:60]!r}" for request, answer in wrong[:3]]
-            place.add("R8", **{f"{preset} {counter}": 0 if wrong else each * len(requests)})
-    if not played:
+    return commands
+
+
+def jobs(full, run):
+    """The arguments of play for all batches: operation, seed and number of requests."""
+    for operation, (count, batches) in BATCHES.items():
+        for batch in range(batches if full else 1):
+            yield operation, 1000 * run + batch, count if full else count // SHORT
+
+
+def measure(place):
+    differ = programs(place, "prove", "prove_differ")
+    exchange = programs(place, "macapi", "mechanism", "plist_exchange")
+    if not differ:
         raise figure.NotMeasured("prove_differ is not built")
+    run = place.add("R8", runs=1)["runs"]
+    faults = []
+    with concurrent.futures.ProcessPoolExecutor(2) as pool:
+        played = [pool.submit(play, *job, differ, exchange) for job in jobs(place.full, run)]
+        for job, result in zip(jobs(place.full, run), played):
+            counter, count, found = result.result()
+            for host, texts in found.items():
+                faults += [f"{NAMES[host]}, {job[0]}, seed {job[1]}: {text}" for text in texts[:3]]
+                place.add("R8", **{f"{host} {counter}": 0 if texts else count})
     counters = place.add("R8")
-    text = "; ".join(f"{NAMES[preset]}: " + ", ".join(f"{counters.get(f'{preset} {name}', 0):,} {name}" for name in COUNTERS)
-                     for preset in EMULATORS)
-    return figure.Value(f"{text}; {len(faults)} differences; not measured: property lists", faults, reached=False)
+    text = "; ".join(f"{NAMES[host]}: " + ", ".join(f"{counters.get(f'{host} {name}', 0):,} {name}" for name in TARGETS)
+                     for host in EMULATORS if f"{host} texts" in counters)
+    reached = all(counters.get(f"{host} {name}", 0) >= target for host in ("release", "powerpc")
+                  for name, target in TARGETS.items())
+    return figure.Value(f"{text}; {len(faults)} differences", faults, reached)

@@ -205,8 +205,58 @@ TEST_F(WalkOfDamage, OfAFallbackBlockTellsItsNumber)
     const watch::Snapshot snapshot = takeOwnSnapshot(memory);
     ASSERT_EQ(snapshot.damages.size(), 1u);
     EXPECT_EQ(snapshot.damages[0].kind, watch::DAMAGE_FALLBACK);
-    EXPECT_EQ(snapshot.damages[0].block, "game/sound.cpp:35") << "the last one that could be read";
+    EXPECT_EQ(snapshot.damages[0].what, "the header of a fallback block begins with the bytes 00 00 00 00");
+    EXPECT_EQ(snapshot.damages[0].block, "game/sound.cpp:34");
+    EXPECT_EQ(snapshot.damages[0].fallback, 1u);
     setHeaderWord(oldest + 1, 0, 0xfeedface);
+}
+
+// The newest block is the first on the list. The blocks after it are found all the same.
+TEST_F(WalkOfDamage, OfTheNewestFallbackBlockNamesItAndGoesOn)
+{
+    MemoryHeapNode_s* const newest = memory.banks[1].extList;
+    const unsigned int size = headerWord(newest + 1, 1);
+    static const struct {
+        int word;
+        unsigned int value;
+        const char* what;
+        unsigned int found; // fallback blocks
+    } sc_cases[] = {
+        {0, 0x01020304, "the header of a fallback block begins with the bytes", 2},
+        {1, 1056, "the size of a fallback block lacks its mark", 2},
+        {5, 0x7ffffff3, "the links of a fallback block", 1},
+    };
+    for (const auto& c : sc_cases) {
+        const unsigned int before = headerWord(newest + 1, c.word);
+        setHeaderWord(newest + 1, c.word, c.value);
+        const watch::Snapshot snapshot = takeOwnSnapshot(memory);
+        setHeaderWord(newest + 1, c.word, before);
+        ASSERT_EQ(snapshot.damages.size(), 1u) << c.what;
+        EXPECT_EQ(snapshot.damages[0].what.substr(0, strlen(c.what)), c.what);
+        EXPECT_EQ(snapshot.damages[0].block, "game/sound.cpp:35");
+        EXPECT_EQ(snapshot.damages[0].fallback, c.found);
+        EXPECT_EQ(snapshot.banks[1].fallbacks.size(), c.found);
+    }
+    EXPECT_EQ(size, 0x80000000u | 1056);
+}
+
+TEST_F(WalkOfDamage, OfAFallbackBlocksSourceNameIsTold)
+{
+    MemoryHeapNode_s* const newest = memory.banks[1].extList;
+    const unsigned int name = headerWord(newest + 1, 2);
+    setHeaderWord(newest + 1, 2, 0x7fffff00);
+    EXPECT_EQ(damages(), "name: the block's source name can't be read\n");
+    setHeaderWord(newest + 1, 2, name);
+}
+
+// In a 64-bit game, the lowest bit of a link means an entry in the table of fallback links. The entry here holds null, as
+// the link of the last node does.
+TEST_F(WalkOfDamage, OfANodesLinkWithTheBitOfAFallbackBlocksLinkIsTold)
+{
+    if (sizeof(void*) == 8) {
+        setHeaderWord(blockAt(0), 4, 1);
+        EXPECT_EQ(damages(), "link 0: the used list leads to a block that is not in the bank\n");
+    }
 }
 
 TEST(Walk, RefusesWhatIsNoManager)

@@ -278,6 +278,9 @@ int playGame(const PlayOptions& options, AskedTexts* texts, StartedGame* game)
     if (!trouble.empty()) {
         complain(TOOL_CANT_ACCESS, trouble);
     }
+    if (content.isUnread) {
+        return TOOL_CANT_ACCESS;
+    }
     Reader(content, options, texts).run();
     return TOOL_FINE;
 }

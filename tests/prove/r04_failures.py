@@ -19,7 +19,7 @@ SCENARIOS = {"start": 5, "modules": 5, "play": 150, "location": 10, "locks": 1, 
              "window": 120, "alert": 60, "printed-alert": 1, "shutdown": 1}
 ON_A_DISPLAY = ("window", "alert", "appkit")
 
-# AppKit makes about 137,000 calls for memory for the first window and the first alert. The step in a run of a night, and
+# AppKit makes about 93,000 calls for memory for the first window and the first alert. The step in a run of a night, and
 # in a quick run.
 APPKIT_STEPS = (1200, 60000)
 

@@ -10,6 +10,7 @@
 
 #include <ApplicationServices/ApplicationServices.h>
 
+#include <new>
 #include <set>
 
 @class BKOpenGLView; // a class of the graphics library
@@ -244,6 +245,17 @@ static std::set<const void*>& made()
     return s_made;
 }
 
+// Returns false if there is no memory to note the window.
+static bool noteWindow(const void* window)
+{
+    try {
+        made().insert(window);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
 // GNUstep's largest frame: setMaxSize: accepts no larger size, and GNUstep shrinks a larger window when it moves.
 static const double sc_longestSide = 10000; // pixels
 
@@ -263,7 +275,10 @@ void* BKMakeWindow(const BKRect& content, unsigned int styleMask, int backing, b
                                                    styleMask:styleMask
                                                      backing:static_cast<NSBackingStoreType>(backing)
                                                        defer:defer];
-    made().insert(window);
+    if (!noteWindow(window)) {
+        [window release];
+        return nullptr;
+    }
     return window;
 }
 
@@ -279,11 +294,16 @@ bool BKIsWindow(const void* window)
     return known || made().count(window) == 0;
 }
 
+// Returns "" if there is no memory for the title.
 std::string BKWindowTitle(void* window)
 {
     const Pool pool;
     const char* title = [[asWindow(window) title] UTF8String];
-    return title ? title : "";
+    try {
+        return title ? title : "";
+    } catch (const std::bad_alloc&) {
+        return "";
+    }
 }
 
 BKRect BKWindowContentRect(void* window)

@@ -132,7 +132,7 @@ struct MemoryBank_s {
 // callbacks on two threads, each of which uses the bank of the other, can wait for each other forever.
 struct MemoryLocation_s {
     void* (*allocCb)(unsigned long size);                // returns memory of size bytes; null when there is none
-    void* (*reallocCb)(void* block, unsigned long size); // resizes the region of a linear bank, which may move
+    void* (*reallocCb)(void* block, unsigned long size); // resizes a linear bank's region; null: it has none
     void (*freeCb)(void* block);
     void* block;            // the piece of memory that holds the regions of all heap banks of this location
     unsigned int blockSize; // bytes of that piece

@@ -9,8 +9,8 @@
 //     pthread_mutex_unlock(&lock.mutex);
 //
 // `new Mutex` allocates from bank 0, and `delete` frees to bank 0. A static or automatic Mutex needs no memory
-// manager. Errors of the system's calls in the constructor and the destructor are not reported. Destroy a Mutex only
-// while no thread holds it.
+// manager. If a system call in the constructor fails, the mutex is an ordinary one, which a thread can lock once; no
+// error is reported. Destroy a Mutex only while no thread holds it.
 #pragma once
 
 #include "core/allocator.h"

@@ -73,8 +73,17 @@ static std::string quoted(const std::string& text)
 
 class Line {
 public:
-    Line(std::string* out, const char* word) : m_out(out) { *m_out += word; }
-    ~Line() { *m_out += '\n'; }
+    Line(std::string* out, const char* word) : m_out(out)
+    {
+        *m_out += word;
+        _reserveEnd();
+    }
+    ~Line()
+    {
+        if (m_out->size() < m_out->capacity()) { // false only after an exception: there is no memory
+            *m_out += '\n';
+        }
+    }
 
     Line& number(const char* key, int64_t value)
     {
@@ -91,8 +100,12 @@ private:
     Line& _add(const char* key, const std::string& value)
     {
         (((*m_out += ' ') += key) += '=') += value;
+        _reserveEnd();
         return *this;
     }
+
+    // The destructor may not throw, so there must be room for the line feed.
+    void _reserveEnd() { m_out->reserve(m_out->size() + 1); }
 
     std::string* m_out;
 };

@@ -10,6 +10,7 @@
 #include <dlfcn.h>
 #include <errno.h>
 #include <stdlib.h>
+#include <string.h>
 #include <thread>
 #include <type_traits>
 
@@ -20,6 +21,7 @@ pthread_mutex_t* s_made[4096]; // every lock, in the order of their making
 int s_madeCount;
 pthread_mutex_t* s_bankLocks[33]; // as findBankLocks() found them; the last is the system bank's
 std::atomic<pthread_mutex_t*> s_lastLocked;
+bool s_initFails;     // the system cannot make a mutex
 bool s_tellDestroyed; // on the standard error stream: the banks whose lock goes
 
 // What happens while a test watches: "lock 3, alloc 128, unlock 3".
@@ -107,7 +109,7 @@ int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attr) 
         s_made[s_madeCount++] = mutex;
     }
     note(attr ? "make mutex with them" : "make mutex");
-    return next(s_next, "pthread_mutex_init")(mutex, attr);
+    return s_initFails ? ENOMEM : next(s_next, "pthread_mutex_init")(mutex, attr);
 }
 
 int pthread_mutex_destroy(pthread_mutex_t* mutex) noexcept
@@ -189,6 +191,20 @@ TEST(Mutex, IsMadeWithRecursiveAttributesThatItKeeps)
     mutex->~Mutex();
     EXPECT_EQ(trace, "destroy mutex, destroy attributes");
     s_trace = nullptr;
+}
+
+TEST(Mutex, CanBeLockedOnceIfTheSystemCannotMakeIt)
+{
+    alignas(Mutex) unsigned char storage[sizeof(Mutex)];
+    memset(storage, 0xa5, sizeof(storage)); // as memory that was used before
+    s_initFails = true;
+    Mutex* mutex = ::new (storage) Mutex;
+    s_initFails = false;
+    EXPECT_EQ(pthread_mutex_trylock(&mutex->mutex), 0);
+    EXPECT_TRUE(isTaken(&mutex->mutex));
+    EXPECT_EQ(pthread_mutex_unlock(&mutex->mutex), 0);
+    EXPECT_FALSE(isTaken(&mutex->mutex));
+    mutex->~Mutex();
 }
 
 TEST(Mutex, IsLockedTwiceByAThreadThatUnlocksItTwice)

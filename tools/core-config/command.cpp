@@ -64,5 +64,8 @@ int playGame(const std::vector<std::string>& command, config::GameReads* reads, 
     }
     game->wait();
     const std::string trouble = troubleOf(content);
-    return trouble.empty() ? TOOL_FINE : (complain(TOOL_FINE, trouble), TOOL_FINE);
+    if (!trouble.empty()) {
+        complain(TOOL_FINE, trouble);
+    }
+    return content.isUnread ? TOOL_CANT_ACCESS : TOOL_FINE;
 }

@@ -53,12 +53,22 @@ bool WatchedGame::start(const std::vector<std::string>& command, const GameVaria
     return m_game.start(command, all, error);
 }
 
+// The game gets no answer to its messages any more, so it does not wait for one.
+void WatchedGame::_stopListening()
+{
+    close(m_listener);
+    m_listener = -1;
+}
+
 // Reads the message of one connection. Refuses the processes of other users.
 bool WatchedGame::_takeMessage()
 {
     ucred sender = {};
     socklen_t size = sizeof(sender);
     m_connection = accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
+    if (m_connection < 0 && errno != EINTR && errno != ECONNABORTED) {
+        _stopListening(); // such as too many open files: the connection would wait forever
+    }
     const bool isOurs = m_connection >= 0 && getsockopt(m_connection, SOL_SOCKET, SO_PEERCRED, &sender, &size) == 0 &&
                         sender.uid == geteuid();
     m_message.clear();
@@ -98,6 +108,10 @@ WatchedGame::Event WatchedGame::wait(int milliseconds)
                 return EVENT_MESSAGE;
             }
         } else if (ready > 0 && files[1].revents != 0) {
+            m_game.wait();
+            return EVENT_END;
+        } else if (ready < 0 && errno != EINTR) {
+            _stopListening();
             m_game.wait();
             return EVENT_END;
         }

@@ -39,6 +39,7 @@ public:
 private:
     bool _listen(std::string* error);
     bool _takeMessage();
+    void _stopListening();
 
     StartedGame m_game;
     std::string m_name; // of the socket

@@ -282,6 +282,9 @@ int playGame(const PlayOptions& options, AskedTexts* texts, StartedGame* game)
     if (!trouble.empty()) {
         complain(TOOL_CANT_ACCESS, trouble);
     }
+    if (content.isUnread) {
+        return TOOL_CANT_ACCESS;
+    }
     addJournal(content, options, texts);
     return TOOL_FINE;
 }

@@ -8,6 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+static const size_t sc_mostBytes = 256 << 20; // of a file. Some devices have no end.
+
 static const char sc_byteOrderMark[] = "\xEF\xBB\xBF";
 
 static std::string replaceAll(const std::string& text, const std::string& from, const std::string& to)
@@ -60,10 +62,13 @@ bool readFile(const std::string& path, std::string* bytes, std::string* error)
         return fail(path, error);
     }
     char part[65536];
-    while (const size_t length = fread(part, 1, sizeof(part), file)) {
+    size_t length = 1;
+    while (length > 0 && bytes->size() <= sc_mostBytes) {
+        length = fread(part, 1, sizeof(part), file);
         bytes->append(part, length);
     }
-    const bool isRead = !ferror(file) || fail(path, error);
+    errno = length > 0 ? EFBIG : errno;
+    const bool isRead = (length == 0 && !ferror(file)) || fail(path, error);
     if (file != stdin) {
         fclose(file);
     }

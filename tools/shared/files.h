@@ -20,8 +20,8 @@ std::string takeForm(const std::string& bytes, TextForm* form);
 // Returns the text with the byte-order mark and the ends of lines of form.
 std::string giveForm(const std::string& text, const TextForm& form);
 
-// Reads a whole file, or the standard input when path is "-". Returns true; on failure returns false and stores a
-// message with the path in *error.
+// Reads a whole file of at most 256 MiB, or the standard input when path is "-". Returns true; on failure returns false
+// and stores a message with the path in *error.
 bool readFile(const std::string& path, std::string* bytes, std::string* error);
 
 // Replaces a file as a whole, or writes to the standard output when path is "-". The bytes are written to a new file

@@ -33,22 +33,37 @@ std::string Journal::path() const
     return "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(m_file);
 }
 
+// Returns false, with the reason in errno, if the file can't be read.
+static bool readWhole(int file, std::string* bytes)
+{
+    struct stat status;
+    if (fstat(file, &status) != 0) {
+        return false;
+    }
+    bytes->resize(static_cast<size_t>(status.st_size));
+    for (size_t done = 0; done < bytes->size();) {
+        const ssize_t count = pread(file, &(*bytes)[done], bytes->size() - done, static_cast<off_t>(done));
+        if (count < 0 && errno != EINTR) {
+            return false;
+        }
+        if (count == 0) {
+            bytes->resize(done);
+        }
+        done += static_cast<size_t>(std::max<ssize_t>(count, 0));
+    }
+    return true;
+}
+
 JournalContent Journal::read() const
 {
     std::string bytes;
-    struct stat status;
-    if (fstat(m_file, &status) == 0) {
-        bytes.resize(static_cast<size_t>(status.st_size));
+    if (readWhole(m_file, &bytes)) {
+        return readJournal(bytes);
     }
-    for (size_t done = 0; done < bytes.size();) {
-        const ssize_t count = pread(m_file, &bytes[done], bytes.size() - done, static_cast<off_t>(done));
-        if (count <= 0) {
-            bytes.resize(done);
-            break;
-        }
-        done += static_cast<size_t>(count);
-    }
-    return readJournal(bytes);
+    JournalContent content;
+    content.isUnread = true;
+    content.error = errno;
+    return content;
 }
 
 // Reads the head of a record at a place. Returns false for one that no game has written.
@@ -96,6 +111,9 @@ JournalContent readJournal(const std::string& bytes)
 
 std::string troubleOf(const JournalContent& content)
 {
+    if (content.isUnread) {
+        return std::string("the journal of the game can't be read: ") + strerror(content.error);
+    }
     if (content.isDamaged) {
         return "the game has written over the journal, so events are missing";
     }

@@ -24,7 +24,8 @@ struct JournalContent {
     std::vector<JournalEvent> events; // the oldest first
     size_t torn = 0;                  // records whose writer was stopped in the middle
     size_t lost = 0;                  // events that the game could not count
-    int error = 0;                    // errno of the last event that was lost
+    int error = 0;                    // errno of the last event that was lost, or of the reading
+    bool isUnread = false;            // the journal could not be read; error is the reason
     bool isDamaged = false;           // the game has overwritten a record; later records are not read
 };
 

@@ -12,7 +12,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-static pid_t s_game; // for the signal handler
+static pid_t s_game;               // for the signal handler
+static const int sc_unknown = 127; // stands for the exit status of a game that the system does not tell
 
 std::string watchLibraryPath()
 {
@@ -50,18 +51,26 @@ static std::string failure(const char* what)
     return std::string(what) + ": " + strerror(errno);
 }
 
-// In the child. Returns only when the program can't be started.
-static void execute(const std::vector<std::string>& command, const GameVariables& variables, int output)
+// Returns pointers to the words, and a null pointer at the end.
+static std::vector<char*> pointersTo(const std::vector<std::string>& command)
 {
-    for (const auto& variable : variables) {
-        setenv(variable.first.c_str(), variable.second.c_str(), 1);
-    }
     std::vector<char*> words;
     words.reserve(command.size() + 1);
     for (const std::string& word : command) {
         words.push_back(const_cast<char*>(word.c_str()));
     }
     words.push_back(nullptr);
+    return words;
+}
+
+// In the child. Returns only when the program can't be started; the reason is in errno.
+static void execute(const std::vector<char*>& words, const GameVariables& variables, int output)
+{
+    for (const auto& variable : variables) {
+        if (setenv(variable.first.c_str(), variable.second.c_str(), 1) != 0) {
+            return;
+        }
+    }
     if (output == STDOUT_FILENO || dup2(output, STDOUT_FILENO) == STDOUT_FILENO) {
         execvp(words[0], words.data());
     }
@@ -86,6 +95,7 @@ static void passSignalsOn()
 bool StartedGame::start(const std::vector<std::string>& command, const GameVariables& variables, std::string* error,
                         int output)
 {
+    const std::vector<char*> words = pointersTo(command);
     int failed[2]; // stays empty when the program starts
     if (pipe2(failed, O_CLOEXEC) != 0) {
         *error = failure("no pipe");
@@ -94,11 +104,13 @@ bool StartedGame::start(const std::vector<std::string>& command, const GameVaria
     sigset_t passed;
     sigset_t before;
     sigfillset(&passed);
-    sigprocmask(SIG_BLOCK, &passed, &before); // a signal that comes too early waits until it can be passed on
+    sigprocmask(SIG_BLOCK, &passed, &before);         // a signal that comes too early waits until it can be passed on
+    const auto ofChildren = signal(SIGCHLD, SIG_DFL); // while SIGCHLD is ignored, waitpid gets no status
     m_process = s_game = fork();
     if (m_process == 0) {
+        signal(SIGCHLD, ofChildren);
         sigprocmask(SIG_SETMASK, &before, nullptr);
-        execute(command, variables, output);
+        execute(words, variables, output);
         const int reason = errno;
         (void)!write(failed[1], &reason, sizeof(reason));
         _exit(127);
@@ -124,7 +136,13 @@ void StartedGame::wait()
 {
     while (!m_isOver) {
         pollfd end = {m_end, POLLIN, 0};
-        m_isOver = poll(&end, 1, -1) > 0 && waitpid(m_process, &m_status, 0) == m_process;
+        const bool isInterrupted = poll(&end, 1, -1) < 0 && errno == EINTR; // after another error, waitpid waits
+        if (!isInterrupted && waitpid(m_process, &m_status, 0) == m_process) {
+            m_isOver = true;
+        } else if (!isInterrupted && errno != EINTR) {
+            m_isOver = true;
+            m_status = sc_unknown << 8;
+        }
     }
 }
 

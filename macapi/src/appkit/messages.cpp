@@ -8,6 +8,7 @@
 #include "macapi/src/objects/values.h"
 
 #include <initializer_list>
+#include <new>
 #include <string.h>
 
 namespace macapi {
@@ -91,19 +92,24 @@ static unsigned long countOfDictionary(ID dictionary, Selector)
     return self<__CFDictionary>(dictionary).entries.size();
 }
 
+// Without memory, the dictionary acts as an empty one. An exception may not pass through AppKit.
 static ID objectForKey(ID dictionary, Selector, ID key)
-{
+try {
     const std::optional<std::string> text = textOf(key);
     return text ? asID(self<__CFDictionary>(dictionary).find(*text)) : nullptr;
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 
 static ID keyEnumerator(ID dictionary, Selector)
-{
+try {
     __CFArray::Items keys;
     for (const auto& [key, value] : self<__CFDictionary>(dictionary).entries) {
         keys.push_back(make<__CFString>(key));
     }
     return send<ID>(autoreleased(make<__CFArray>(std::move(keys))), "objectEnumerator");
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 
 static const void* bytes(ID data, Selector)
@@ -116,41 +122,55 @@ static unsigned long lengthOfData(ID data, Selector)
     return self<__CFData>(data).bytes.size();
 }
 
-// Returns the text in UTF-16 units, in which NSString counts.
-static std::u16string unitsOf(const __CFString& string)
+// NSString counts in UTF-16 units: a character above U+FFFF has two.
+static unsigned long unitsIn(char32_t character)
 {
-    std::u16string units;
-    for (size_t position = 0; position < string.text.size();) {
-        const char32_t character = nextCharacter(string.text, &position);
-        if (character > 0xffff) {
-            units += static_cast<char16_t>(0xd7c0 + (character >> 10));
-            units += static_cast<char16_t>(0xdc00 + (character & 0x3ff));
-        } else {
-            units += static_cast<char16_t>(character);
-        }
+    return character > 0xffff ? 2 : 1;
+}
+
+static char16_t unitOf(char32_t character, unsigned long number)
+{
+    if (unitsIn(character) == 1) {
+        return static_cast<char16_t>(character);
     }
-    return units;
+    return static_cast<char16_t>(number == 0 ? 0xd7c0 + (character >> 10) : 0xdc00 + (character & 0x3ff));
 }
 
 static unsigned long lengthOfString(ID string, Selector)
 {
-    return unitsOf(self<__CFString>(string)).size();
+    const std::string& text = self<__CFString>(string).text;
+    unsigned long count = 0;
+    for (size_t position = 0; position < text.size();) {
+        count += unitsIn(nextCharacter(text, &position));
+    }
+    return count;
 }
 
 static unsigned short characterAtIndex(ID string, Selector, unsigned long index)
 {
-    const std::u16string units = unitsOf(self<__CFString>(string));
-    return index < units.size() ? units[index] : 0;
+    const std::string& text = self<__CFString>(string).text;
+    unsigned long count = 0;
+    for (size_t position = 0; position < text.size();) {
+        const char32_t character = nextCharacter(text, &position);
+        if (index < count + unitsIn(character)) {
+            return unitOf(character, index - count);
+        }
+        count += unitsIn(character);
+    }
+    return 0;
 }
 
 // Returns the number of a receiver; for a boolean 1 or 0.
 static const __CFNumber& numberOf(ID receiver)
 {
-    static const __CFNumber& s_true = *immortal(makeInteger(1));
-    static const __CFNumber& s_false = *immortal(makeInteger(0));
     const Object& object = self<Object>(receiver);
     const __CFBoolean* boolean = as<__CFBoolean>(&object);
-    return !boolean ? self<__CFNumber>(receiver) : boolean->value ? s_true : s_false;
+    if (!boolean) {
+        return self<__CFNumber>(receiver);
+    }
+    static const __CFNumber& s_true = *immortal(makeInteger(1));
+    static const __CFNumber& s_false = *immortal(makeInteger(0));
+    return boolean->value ? s_true : s_false;
 }
 
 template <class T>

@@ -56,6 +56,7 @@ static CFDictionaryRef lendMode(const DisplayMode& mode)
             return known.dictionary;
         }
     }
+    s_known.reserve(s_known.size() + 1); // so that the dictionary is not lost if there is no memory for its entry
     s_known.push_back({mode, immortal(dictionaryOf(mode))});
     return s_known.back().dictionary;
 }

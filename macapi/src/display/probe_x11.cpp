@@ -294,7 +294,9 @@ static bool acceptsOrRefuses(int connection, const std::string& setup, const Dea
     return sendAll(connection, bytesOf(question, sz_xReq), deadline) && skip(connection, sz_xReply, deadline);
 }
 
-Probe::Probe() : m_socket(-1), m_allowed(true)
+// The object is complete after the first constructor. So its destructor closes the socket even if there is no memory
+// for the questions.
+Probe::Probe() : Probe(-1)
 {
     const char* text = getenv("DISPLAY");
     DisplayName name;
@@ -308,6 +310,10 @@ Probe::Probe() : m_socket(-1), m_allowed(true)
         return;
     }
     m_allowed = acceptsOrRefuses(m_socket, setupRequest(authorization(m_socket, name.number).get()), deadline);
+}
+
+Probe::Probe(int socket) : m_socket(socket), m_allowed(true)
+{
 }
 
 Probe::~Probe()

@@ -21,12 +21,14 @@ public:
     bool allowsXlib() const { return m_allowed; }
 
 private:
+    explicit Probe(int socket);
+
     int m_socket; // -1: none
     bool m_allowed;
 };
 
 // Opens Xlib's connection to the display that DISPLAY names. Returns null if there is no such server, or if it closes
-// the connection.
+// the connection. Throws std::bad_alloc if there is no memory to ask the server.
 Display* openDisplay();
 
 // Sends an event to pingWindow, a window of this client, and waits at most 5 seconds until it arrives. All other

@@ -10,6 +10,7 @@
 
 #include <assert.h>
 #include <atomic>
+#include <exception>
 #include <poll.h>
 #include <string.h>
 #include <sys/socket.h>
@@ -60,6 +61,19 @@ static void dropParentsConnection()
     if (s_display) {
         close(ConnectionNumber(s_display));
         forgetCursor();
+        s_display = nullptr;
+    }
+}
+
+// Returns null if there is no server, or no memory. Without memory, the next call tries again.
+static Display* openOnce()
+{
+    try {
+        Display* display = openDisplay();
+        s_process = getpid();
+        return display;
+    } catch (const std::exception&) {
+        return nullptr;
     }
 }
 
@@ -67,9 +81,8 @@ static bool connected()
 {
     if (s_process != getpid()) {
         dropParentsConnection();
-        s_process = getpid();
         s_isLost = false;
-        s_display = openDisplay();
+        s_display = openOnce();
         if (s_display) {
             // Xlib ends the process when the I/O error handler returns, unless this handler is set.
             XSetIOErrorExitHandler(s_display, returnToCaller, nullptr);

@@ -6,16 +6,25 @@
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <glob.h>
 #include <link.h>
+#include <netdb.h>
 #include <poll.h>
+#include <pthread.h>
+#include <pwd.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdio_ext.h>
 #include <string.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
+#include <sys/utsname.h>
+#include <sys/wait.h>
+#include <sys/xattr.h>
+#include <time.h>
 #include <unistd.h>
 #include <unwind.h>
 
@@ -27,30 +36,54 @@ static thread_local bool s_isInside __attribute__((tls_model("initial-exec"))); 
 
 // ---- Which calls count
 
-// True if the code at this address is in one of the project's libraries.
-static bool isLibrarys(const void* caller)
+// Returns the path of the library that has the code at this address; "" if no library has it.
+static const char* libraryOf(const void* address)
+{
+    dl_find_object where; // dladdr would search the library's symbols, which takes too long for each call
+    return _dl_find_object(const_cast<void*>(address), &where) == 0 ? where.dlfo_link_map->l_name : "";
+}
+
+bool IsLibrarys(const void* address)
 {
     static const char* const sc_libraries[] = {"/libcore.so", "/libfile.so", "/liblogger.so", "/libmacapi.so",
                                                "/libcore-appkit.so"};
-    dl_find_object where; // dladdr would search the library's symbols, which takes too long for each call
-    if (_dl_find_object(const_cast<void*>(caller), &where) != 0) {
-        return false;
-    }
+    const char* path = libraryOf(address);
     for (const char* library : sc_libraries) {
-        if (strstr(where.dlfo_link_map->l_name, library)) {
+        if (strstr(path, library)) {
             return true;
         }
     }
     return false;
 }
 
+// The callback of _Unwind_Backtrace: stops at the first address outside of the C++ library and of this program.
+static _Unwind_Reason_Code skipCppLibrary(struct _Unwind_Context* context, void* found)
+{
+    const void* address = reinterpret_cast<void*>(_Unwind_GetIP(context));
+    const char* path = libraryOf(address);
+    if (path[0] == '\0' || strstr(path, "/libstdc++.so") || strstr(path, "/libgcc_s.so")) {
+        return _URC_NO_REASON;
+    }
+    *static_cast<const void**>(found) = address;
+    return _URC_END_OF_STACK;
+}
+
+// The C++ library allocates for its callers: returns the address in the caller's code.
+static const void* behindCppLibrary(const void* caller)
+{
+    if (strstr(libraryOf(caller), "/libstdc++.so")) {
+        s_isInside = true;
+        _Unwind_Backtrace(skipCppLibrary, &caller);
+        s_isInside = false;
+    }
+    return caller;
+}
+
 // Calls that do not count, because the library that makes them ignores their failure: libgettextpo 0.21 does not notice
 // that a write fails, and crashes if it gets no stream.
 static bool isIgnored(const void* caller)
 {
-    dl_find_object where;
-    return _dl_find_object(const_cast<void*>(caller), &where) == 0 &&
-           strstr(where.dlfo_link_map->l_name, "/libgettextpo.so");
+    return strstr(libraryOf(caller), "/libgettextpo.so") != nullptr;
 }
 
 // Returns true if a call of this name needs space on the disk.
@@ -66,9 +99,33 @@ static bool isWrite(const char* name)
     return strncmp(name, "rename", 6) == 0;
 }
 
+// Returns true for the program, the project's libraries, and the libraries of C, C++ and PO files. Others do not count:
+// libdw 0.188 crashes when realloc fails, and loads libraries that write messages of their own.
+static bool isOwnOrBelow(const void* caller)
+{
+    static const char* const sc_below[] = {"/libc.so", "/libstdc++.so", "/ld-linux-", "/libgettextpo.so",
+                                           "/libcorewatch.so"};
+    const char* path = libraryOf(caller);
+    if (path[0] == '\0' || IsLibrarys(caller)) {
+        return true;
+    }
+    for (const char* library : sc_below) {
+        if (strstr(path, library)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 static bool counts(const void* caller)
 {
-    return s_log && !s_isInside && (s_failing.callers == CALLERS_ALL || isLibrarys(caller));
+    if (!s_log || s_isInside) {
+        return false;
+    }
+    if (s_failing.callers == CALLERS_ALL) {
+        return isOwnOrBelow(caller);
+    }
+    return (s_failing.callers == CALLERS_LIBRARIES) == IsLibrarys(behindCppLibrary(caller));
 }
 
 // ---- Live blocks: a hash table of addresses. The entry of a freed block stays, with a size of 0.
@@ -93,7 +150,7 @@ static LiveBlock* placeOf(const void* block)
 
 static void* noteBlock(void* block, size_t size, const void* caller)
 {
-    if (block && counts(caller)) {
+    if (block && s_failing.callers != CALLERS_APPKIT && counts(caller)) {
         LiveBlock* place = placeOf(block);
         s_liveCount += place->size == 0;
         *place = {block, caller, size ? size : 1};
@@ -153,10 +210,20 @@ static _Unwind_Reason_Code noteAddress(struct _Unwind_Context* context, void*)
     return _URC_NO_REASON;
 }
 
+void LogStack()
+{
+    if (s_log) {
+        s_isInside = true;
+        s_log->depth = 0;
+        _Unwind_Backtrace(noteAddress, nullptr);
+        s_isInside = false;
+    }
+}
+
 // Counts a call. Returns true, and sets errno, if the call has to fail.
 static bool fails(const char* name, e_CallKind kind, const void* caller, bool interruptible = false)
 {
-    if (!counts(caller)) {
+    if (!counts(caller) || (s_failing.callers == CALLERS_APPKIT && kind != CALL_MEMORY)) {
         return false;
     }
     const unsigned int number = ++s_log->count;
@@ -172,15 +239,18 @@ static bool fails(const char* name, e_CallKind kind, const void* caller, bool in
         return false;
     }
     if (s_log->depth == 0) {
-        s_isInside = true;
-        _Unwind_Backtrace(noteAddress, nullptr);
-        s_isInside = false;
+        LogStack();
     }
     errno = s_failing.failure == FAIL_INTERRUPTED ? EINTR
             : kind == CALL_MEMORY                 ? ENOMEM
             : isWrite(name)                       ? ENOSPC
                                                   : EIO;
     return true;
+}
+
+bool CallFails(const char* name)
+{
+    return fails(name, CALL_MEMORY, __builtin_return_address(0));
 }
 
 // Returns the next function of this name.
@@ -286,7 +356,85 @@ FILE_CALL(scandir,
           (const char* path, struct dirent*** out, int (*select)(const struct dirent*),
            int (*compare)(const struct dirent**, const struct dirent**)),
           (path, out, select, compare))
+FAILING(dirent*, nullptr, readdir, CALL_FILE, false, (DIR * folder), (folder))
+FAILING(ssize_t, -1, getxattr, CALL_FILE, false, (const char* path, const char* name, void* out, size_t size)NO_THROW,
+        (path, name, out, size))
+FILE_CALL(faccessat, (int folder, const char* path, int mode, int flags)NO_THROW, (folder, path, mode, flags))
+FILE_CALL(fallocate, (int file, int mode, off_t at, off_t size), (file, mode, at, size))
+FILE_CALL(fchownat, (int folder, const char* path, uid_t user, gid_t group, int flags)NO_THROW,
+          (folder, path, user, group, flags))
+FILE_CALL(glob, (const char* pattern, int flags, int (*onError)(const char*, int), glob_t* out)NO_THROW,
+          (pattern, flags, onError, out))
+FILE_CALL(mkstemp, (char* name), (name))
 FAILING(int, -1, flock, CALL_LOCK, true, (int file, int operation)NO_THROW, (file, operation))
+
+// ---- Memory from the system
+
+FAILING(int, -1, memfd_create, CALL_MEMORY, false, (const char* name, unsigned int flags)NO_THROW, (name, flags))
+FAILING(void*, MAP_FAILED, mmap, CALL_MEMORY, false,
+        (void* address, size_t size, int rights, int flags, int file, off_t at)NO_THROW,
+        (address, size, rights, flags, file, at))
+
+// ---- Other processes
+
+#define PROCESS_CALL(function, interruptible, parameters, arguments)                                                 \
+    FAILING(int, -1, function, CALL_PROCESS, interruptible, parameters, arguments)
+
+PROCESS_CALL(fork, false, () NO_THROW, ())
+PROCESS_CALL(pipe2, false, (int* ends, int flags)NO_THROW, (ends, flags))
+PROCESS_CALL(dup2, true, (int file, int other)NO_THROW, (file, other))
+PROCESS_CALL(execvp, false, (const char* program, char* const* words)NO_THROW, (program, words))
+PROCESS_CALL(waitpid, true, (pid_t process, int* status, int flags), (process, status, flags))
+PROCESS_CALL(getentropy, false, (void* out, size_t size), (out, size))
+PROCESS_CALL(uname, false, (struct utsname * out) NO_THROW, (out))
+FAILING(int, EIO, getpwuid_r, CALL_PROCESS, false,
+        (uid_t user, struct passwd* out, char* texts, size_t size, struct passwd** found),
+        (user, out, texts, size, found))
+FAILING(ssize_t, -1, process_vm_readv, CALL_PROCESS, false,
+        (pid_t process, const struct iovec* own, unsigned long count, const struct iovec* other,
+         unsigned long otherCount, unsigned long flags)NO_THROW,
+        (process, own, count, other, otherCount, flags))
+
+// The parameters are at most six words. A word that the caller did not pass is read and has no meaning.
+extern "C" long syscall(long number, ...) noexcept(true)
+{
+    long words[6];
+    va_list rest;
+    va_start(rest, number);
+    for (long& word : words) {
+        word = va_arg(rest, long);
+    }
+    va_end(rest);
+    return fails("syscall", CALL_PROCESS, CALLER)
+               ? -1
+               : NEXT(syscall)(number, words[0], words[1], words[2], words[3], words[4], words[5]);
+}
+
+// ---- Locks of threads. The locks of the system's libraries do not count: X11 and others crash if one fails.
+
+static bool lockFails(const char* name, const void* caller)
+{
+    return (IsLibrarys(caller) || libraryOf(caller)[0] == '\0') && fails(name, CALL_LOCK, caller);
+}
+
+// An ordinary mutex has no reason to fail. A recursive mutex fails when a thread has locked it too often.
+static bool isRecursive(const pthread_mutex_t* mutex)
+{
+    return mutex->__data.__kind == PTHREAD_MUTEX_RECURSIVE;
+}
+
+#define THREAD_CALL(function, error, canFail, parameters, arguments)                                                 \
+    extern "C" int function parameters noexcept(true)                                                                \
+    {                                                                                                                \
+        return (canFail) && lockFails(#function, CALLER) ? error : NEXT(function) arguments;                         \
+    }
+
+THREAD_CALL(pthread_mutexattr_init, ENOMEM, true, (pthread_mutexattr_t * attribute), (attribute))
+THREAD_CALL(pthread_mutexattr_settype, EINVAL, true, (pthread_mutexattr_t * attribute, int type), (attribute, type))
+THREAD_CALL(pthread_mutex_init, ENOMEM, true, (pthread_mutex_t * mutex, const pthread_mutexattr_t* attribute),
+            (mutex, attribute))
+THREAD_CALL(pthread_mutex_lock, EAGAIN, isRecursive(mutex), (pthread_mutex_t * mutex), (mutex))
+THREAD_CALL(pthread_mutex_trylock, EBUSY, true, (pthread_mutex_t * mutex), (mutex))
 
 extern "C" FILE* fdopen(int file, const char* mode) noexcept(true)
 {
@@ -423,6 +571,29 @@ extern "C" int fclose(FILE* stream)
     return isFailing ? EOF : result;
 }
 
+// ---- Time. After the first failure, time passes faster for code that waits until a deadline.
+
+static const int sc_hurry = 100; // times as fast
+static int64_t s_failureTime;    // nanoseconds; 0: no call has failed
+
+static bool hurries()
+{
+    return s_log && s_log->depth != 0 && s_failing.callers == CALLERS_LIBRARIES;
+}
+
+extern "C" int clock_gettime(clockid_t clock, struct timespec* out) noexcept(true)
+{
+    const int64_t second = 1000000000;
+    const int result = NEXT(clock_gettime)(clock, out);
+    if (result == 0 && clock == CLOCK_MONOTONIC && hurries()) {
+        const int64_t now = out->tv_sec * second + out->tv_nsec;
+        s_failureTime = s_failureTime ? s_failureTime : now;
+        const int64_t shown = s_failureTime + (now - s_failureTime) * sc_hurry;
+        *out = {shown / second, shown % second};
+    }
+    return result;
+}
+
 // ---- The connection to the window server, and X11
 
 #define SOCKET_CALL(function, parameters, arguments)                                                                 \
@@ -434,14 +605,32 @@ FAILING(ssize_t, -1, send, CALL_WINDOW, false, (int file, const void* bytes, siz
         (file, bytes, size, flags))
 FAILING(ssize_t, -1, recv, CALL_WINDOW, false, (int file, void* bytes, size_t size, int flags),
         (file, bytes, size, flags))
-SOCKET_CALL(poll, (struct pollfd * files, nfds_t count, int timeout), (files, count, timeout))
+SOCKET_CALL(bind, (int file, const struct sockaddr* address, socklen_t size)NO_THROW, (file, address, size))
+SOCKET_CALL(listen, (int file, int waiting)NO_THROW, (file, waiting))
+SOCKET_CALL(accept4, (int file, struct sockaddr* address, socklen_t* size, int flags), (file, address, size, flags))
+SOCKET_CALL(getsockopt, (int file, int level, int name, void* value, socklen_t* size)NO_THROW,
+            (file, level, name, value, size))
+SOCKET_CALL(setsockopt, (int file, int level, int name, const void* value, socklen_t size)NO_THROW,
+            (file, level, name, value, size))
+FAILING(int, EAI_AGAIN, getaddrinfo, CALL_WINDOW, false,
+        (const char* host, const char* service, const struct addrinfo* wanted, struct addrinfo** found),
+        (host, service, wanted, found))
 
-// The parameters of a function of X11 are at most ten words, so the headers of X11 are not needed. A word that the caller
+extern "C" int poll(struct pollfd* files, nfds_t count, int timeout)
+{
+    const bool isShort = hurries() && timeout > 0;
+    return fails("poll", CALL_WINDOW, CALLER, true)
+               ? -1
+               : NEXT(poll)(files, count, isShort ? timeout / sc_hurry + 1 : timeout);
+}
+
+// The parameters of a function of X11 are at most twelve words, so the headers of X11 are not needed. A word that the caller
 // did not pass is read and has no meaning.
-typedef long XCall(long, long, long, long, long, long, long, long, long, long);
+typedef long XCall(long, long, long, long, long, long, long, long, long, long, long, long);
 
 #define X_CALL(function, failed)                                                                                     \
-    extern "C" long function(long a, long b, long c, long d, long e, long f, long g, long h, long i, long j)         \
+    extern "C" long function(long a, long b, long c, long d, long e, long f, long g, long h, long i, long j, long k, \
+                             long l)                                                                                 \
     {                                                                                                                \
         static XCall* s_next;                                                                                        \
         s_next = s_next ? s_next : next<XCall>(nullptr, #function);                                                  \
@@ -450,7 +639,7 @@ typedef long XCall(long, long, long, long, long, long, long, long, long, long);
         }                                                                                                            \
         const bool wasInside = s_isInside; /* X11's own calls do not count: without memory, XOpenDisplay crashes */  \
         s_isInside = true;                                                                                           \
-        const long result = s_next(a, b, c, d, e, f, g, h, i, j);                                                    \
+        const long result = s_next(a, b, c, d, e, f, g, h, i, j, k, l);                                              \
         s_isInside = wasInside;                                                                                      \
         return result;                                                                                               \
     }
@@ -469,5 +658,7 @@ X_CALL(XRRGetScreenResourcesCurrent, 0)
 X_CALL(XRRGetOutputInfo, 0)
 X_CALL(XRRGetOutputPrimary, 0)
 X_CALL(XRRGetCrtcInfo, 0)
+X_CALL(XGetWindowProperty, 1)
+X_CALL(XInternAtom, 0)
 X_CALL(XkbAllocKeyboard, 0)
 X_CALL(XkbGetNames, 1)

@@ -14,10 +14,12 @@
 #include <stdint.h>
 
 enum e_CallKind : uint8_t {
-    CALL_MEMORY, // malloc, calloc, realloc
-    CALL_FILE,   // files and folders
-    CALL_LOCK,   // locks of files
-    CALL_WINDOW, // X11, and the connection to its server
+    CALL_MEMORY,  // malloc, calloc, realloc, mmap, memfd_create, and the location callbacks of a scenario
+    CALL_FILE,    // files and folders
+    CALL_LOCK,    // locks of files and of threads
+    CALL_WINDOW,  // X11, and sockets
+    CALL_PROCESS, // other processes, and threads
+    sc_callKinds
 };
 
 enum e_Failure : int {
@@ -27,8 +29,9 @@ enum e_Failure : int {
 };
 
 enum e_Callers : int {
-    CALLERS_ALL,      // calls from all code of the process, but not those of X11 itself
-    CALLERS_LIBRARIES // calls from libcore, libfile, liblogger, libmacapi and libcore-appkit
+    CALLERS_ALL,       // calls from the program, the project's libraries, and those of C, C++ and PO files
+    CALLERS_LIBRARIES, // calls from libcore, libfile, liblogger, libmacapi and libcore-appkit
+    CALLERS_APPKIT     // calls for memory from all other libraries: AppKit and the libraries that AppKit needs
 };
 
 struct FailingCall {
@@ -54,9 +57,19 @@ struct CallLog {
     void* stack[sc_deepest];
 };
 
-// All calls from here on are counted and written to log. Call it once in a process.
+// All calls from here on are counted and written to log. Call it once in a process. After the first failure time
+// passes faster for the library, so that it does not wait for long for an answer that will not come.
 void ArmFailures(CallLog* log, const FailingCall& failing);
 void DisarmFailures();
+
+// Counts a call for memory that the scenario itself answers. Returns true if the call has to fail.
+bool CallFails(const char* name);
+
+// Writes the return addresses of a signal handler's caller to the log. For a process that is about to die.
+void LogStack();
+
+// Returns true if the code at this address is in one of the project's libraries.
+bool IsLibrarys(const void* address);
 
 // Returns the number of blocks that were allocated between the two calls above and have not been freed by now.
 unsigned int LiveBlocks();

@@ -3,13 +3,19 @@
 //     LD_PRELOAD=.../libprove_failing_tool.so FAILING_TOOL=4 FAILING_FILES=FOLDER PROGRAM ARGUMENTS
 //
 // The program starts as usual. Before its main function it is forked for each run, so the dynamic linker loads the
-// program only once. FAILING_TOOL is the step of PlayWithFailures. Each run begins with a copy of FOLDER as its
-// working folder.
+// program only once.
+//
+//   FAILING_TOOL      the step of PlayWithFailures
+//   FAILING_FILES     each run begins with a copy of this folder as its working folder
+//   FAILING_STATUS    the program's exit status without failures; 0 by default
+//   FAILING_GAME      1: the program starts a game, which writes files of its own
+//   FAILING_REPORTS   1: Scenario::reports
 #include "tests/prove/failing/server.h"
 
 #include <dlfcn.h>
 #include <filesystem>
 #include <stdlib.h>
+#include <string.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -34,14 +40,51 @@ static void copyFiles()
     setenv("MACAPI_USER_LIBRARY", (here + "/user").c_str(), 1);
 }
 
+static bool beginsWith(const std::string& text, const char* start)
+{
+    return text.compare(0, strlen(start), start) == 0;
+}
+
+// The files of a game that the program has started. The program may have ended while the game went on. A snapshot has the
+// time in it. Without memory for debug information, a recorded text has another form of its place.
+static const char* acceptGame(const std::string& path, const std::string& content)
+{
+    const std::string end = "\nend\n";
+    if (fs::path(path).extension() == ".snapshot") {
+        const bool isWhole = content.size() > end.size() && content.substr(content.size() - end.size()) == end;
+        return isWhole ? "a whole snapshot" : nullptr;
+    }
+    if (path == "texts.strings") {
+        return content.find("\"Level \\\"39") != content.npos ? "the last text is there" : nullptr;
+    }
+    for (const char* folder : {"local/", "user/", "de/", "levels/", "game.ini"}) {
+        if (beginsWith(path, folder)) {
+            return "the game's own file";
+        }
+    }
+    return nullptr;
+}
+
+static int numberOf(const char* variable)
+{
+    const char* value = getenv(variable);
+    return value ? atoi(value) : 0;
+}
+
 static int serve(int argc, char** argv, char**)
 {
     s_argc = argc;
     s_argv = argv;
-    const int step = atoi(getenv("FAILING_TOOL"));
+    Scenario scenario = {};
+    scenario.name = argv[1] ? argv[1] : argv[0];
+    scenario.prepare = copyFiles;
+    scenario.run = runTool;
+    scenario.accept = numberOf("FAILING_GAME") ? acceptGame : nullptr;
+    scenario.isTool = true;
+    scenario.reports = numberOf("FAILING_REPORTS") != 0;
+    scenario.goodEnd = numberOf("FAILING_STATUS");
     unsetenv("LD_PRELOAD"); // for the programs that this one starts
-    const Scenario scenario = {
-        argv[1] ? argv[1] : argv[0], CALLERS_ALL, copyFiles, nullptr, runTool, nullptr, nullptr, true};
+    const int step = numberOf("FAILING_TOOL");
     return PlayWithFailures(scenario, static_cast<unsigned int>(step > 0 ? step : 1));
 }
 

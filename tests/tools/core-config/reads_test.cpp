@@ -284,6 +284,14 @@ static void writeBrokenData()
     std::filesystem::remove("Data/game.ini");
 }
 
+// While SIGCHLD is ignored, waitpid gets no status. timeout ends a program that waits forever.
+TEST(CoreConfigRun, EndsAsTheGameAlsoIfTheProgramThatStartedItIgnoresSIGCHLD)
+{
+    writeBrokenData();
+    const Result result = runShell("timeout 60 env --ignore-signal=CHLD '" PROGRAM "' run -o findings -- '" GAME "'");
+    EXPECT_EQ(result.status, 7);
+}
+
 TEST(CoreConfigRun, PrintsEachComplaintOfTheLibraryWithItsPlaceAndWhatWasFound)
 {
     writeBrokenData();

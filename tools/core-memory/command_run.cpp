@@ -431,13 +431,13 @@ static int readBudgetFile(const std::string& path, std::vector<Budget>* budgets)
 
 static int run(const RunOptions& options)
 {
-    const std::string library = watchLibraryPath();
     std::vector<Budget> budgets;
     WatchedGame game;
     RunResult result;
     std::string error;
+    const std::string library = watchLibraryPath(options.command, &error);
     if (library.empty()) {
-        return complain(STATUS_CANT_LOOK, "libcorewatch.so is not beside this program");
+        return complain(STATUS_CANT_LOOK, error);
     }
     if (const int status = readBudgetFile(options.budgetFile, &budgets)) {
         return status;

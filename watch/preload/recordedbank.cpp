@@ -479,10 +479,12 @@ static int emptyLinear(const Call& call, RecordedBank& mine, void* block, RealFr
     const char* base = bank.base;
     const unsigned int size = bank.size;
     const size_t used = static_cast<size_t>(bank.cursor - bank.base);
-    for (uint32_t place = 0; place < mine.records.places() && listener() != LISTENER_NONE; ++place) {
+    for (uint32_t place = 0; place < mine.records.places(); ++place) {
         const Record& record = mine.records.at(place);
-        beforeFree(wholeOf(record), wholeBytesOf(record), isFallback(record));
-        retractBlock(&mine, record.block, wholeOf(record), wholeBytesOf(record), true);
+        if (record.block) {
+            beforeFree(wholeOf(record), wholeBytesOf(record), isFallback(record));
+            retractBlock(&mine, record.block, wholeOf(record), wholeBytesOf(record), true);
+        }
     }
     retractRegion(bank.base, size);
     const int result = realFree(call, mine, block, real);
@@ -613,23 +615,37 @@ void checkRecords(MemoryMgr* manager, RealFree* real)
 
 // ---- The records, for the tool
 
-static void sendBlock(int index, const MemoryBank_s& bank, const Record& record, Channel& channel)
+static void addBlock(Message& lines, int index, const MemoryBank_s& bank, const Record& record)
 {
-    Message line;
-    line.add("block ").add(index).add(" ");
+    lines.add("block ").add(index).add(" ");
     if (!isFallback(record)) {
-        line.add(static_cast<unsigned int>(wholeOf(record) - bank.base));
+        lines.add(static_cast<unsigned int>(wholeOf(record) - bank.base));
     } else {
-        line.add("-1");
+        lines.add("-1");
     }
-    line.add(" ").add(record.request);
+    lines.add(" ").add(record.request);
     if (hasHeader(record)) {
-        line.add(" name ").add(record.header.name);
+        lines.add(" name ").add(record.header.name);
     } else {
-        line.add(" text ").addHex(reinterpret_cast<uintptr_t>(record.file));
+        lines.add(" text ").addHex(reinterpret_cast<uintptr_t>(record.file));
     }
-    line.add(" ").add(record.line).add(" ").add(record.stack()).add(" ").add(record.born).add("\n");
-    channel.send(line);
+    lines.add(" ").add(record.line).add(" ").add(record.stack()).add(" ").add(record.born).add("\n");
+}
+
+static void sendBlocksOf(int index, const MemoryBank_s& bank, const RecordedBank& mine, Channel& channel)
+{
+    static const size_t sc_part = 3800; // bytes sent at once; a line more fits into a message
+    Message lines;
+    for (uint32_t place = 0; place < mine.records.places(); ++place) {
+        if (mine.records.at(place).block) {
+            addBlock(lines, index, bank, mine.records.at(place));
+        }
+        if (lines.length() > sc_part) {
+            channel.send(lines);
+            lines = Message();
+        }
+    }
+    channel.send(lines);
 }
 
 static void sendStacks(Channel& channel)
@@ -651,11 +667,7 @@ void sendBlocks(MemoryMgr* manager, Channel& channel)
         if (!mine.mutex.lockSoon()) {
             continue;
         }
-        for (uint32_t place = 0; place < mine.records.places(); ++place) {
-            if (mine.records.at(place).block) {
-                sendBlock(index, bank, mine.records.at(place), channel);
-            }
-        }
+        sendBlocksOf(index, bank, mine, channel);
         mine.mutex.unlock();
     }
     sendStacks(channel);

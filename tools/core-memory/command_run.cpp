@@ -179,7 +179,7 @@ private:
         std::istringstream tokens(found == m_stacks.end() ? "" : found->second);
         std::string stack;
         for (std::string kind, address; tokens >> kind >> address;) {
-            stack += "    " + kind + " " + address + "\n";
+            stack.append("    ").append(kind).append(" ").append(address).append("\n");
         }
         std::istringstream places(m_process.explain(stack));
         std::vector<std::string> functions;

@@ -73,7 +73,7 @@ std::string programFile(const std::string& command)
     }
     std::istringstream folders(path);
     for (std::string folder; std::getline(folders, folder, ':');) {
-        const std::string file = (folder.empty() ? "." : folder) + "/" + command;
+        std::string file = (folder.empty() ? "." : folder) + "/" + command;
         if (access(file.c_str(), X_OK) == 0) {
             return file;
         }

@@ -17,13 +17,15 @@ enum RecordFlag : uint32_t {
     RECORD_NO_HEADER = 8,  // the block lies in the region of a linear bank
 };
 
+struct RecordedHeader {
+    uint32_t size; // the size word of the header
+    uint32_t name; // the raw word of the source name
+};
+
 struct Record {
     char* block; // null: the record is not in use
     union {
-        struct {
-            uint32_t size; // the size word of the header
-            uint32_t name; // the raw word of the source name
-        } header;
+        RecordedHeader header;
         const char* file;   // RECORD_NO_HEADER: the source name
         uintptr_t nextFree; // not in use: the place of the next such record, plus 1; 0: none
     };

@@ -35,7 +35,7 @@ struct Block {
     uint32_t name = 0;             // the source name: an index of Snapshot::names
     uint32_t line = 0;
     uint32_t order = sc_noNumber; // 0 for the oldest block of its list, then 1, and so on; see Bank
-    int64_t born = -1;            // milliseconds from the start of the game to the allocation; -1: not known
+    int64_t born = -1;            // milliseconds from the game's first memory manager on; -1: not known
 };
 
 enum BankType : uint32_t { BANK_HEAP = 0, BANK_LINEAR = 1 }; // other values: a bank without a region

@@ -6,6 +6,7 @@ namespace watch {
 
 static void addBlock(const Bank& bank, const Block& block, PlaceSum* sum)
 {
+    sum->firstSeen = sum->blocks == 0 ? block.born : std::min(sum->firstSeen, block.born); // -1 is the smallest
     sum->blocks += 1;
     sum->bytes += block.size;
     sum->fallbacks += block.state == BLOCK_FALLBACK;

@@ -16,6 +16,7 @@ struct PlaceSum {
     uint64_t bytes = 0;     // with headers, fallback blocks included
     uint64_t fallbacks = 0; // how many of the blocks are fallback blocks
     uint32_t largest = 0;   // bytes of the largest block
+    int64_t firstSeen = -1; // the smallest Block::born of the blocks; -1: that of a block is not known
     uint32_t banks = 0;     // bit N: some of the blocks are in bank N; bit 31 also stands for the system bank
 };
 

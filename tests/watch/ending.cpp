@@ -4,16 +4,17 @@
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
 
 class GameMemory : public MemoryMgr {
 public:
-    GameMemory()
+    explicit GameMemory(unsigned int bankSize)
     {
         bankSizePath[0] = '\0';
-        defineBank(MEMLOC_DEFAULT, MEMBANK_HEAP, "core", 32 * 1024);
+        defineBank(MEMLOC_DEFAULT, MEMBANK_HEAP, "core", bankSize);
         initialize();
     }
 
@@ -51,10 +52,38 @@ static void forkAChild()
     printf("the child has ended with %d\n", WEXITSTATUS(status));
 }
 
+static long residentBytes()
+{
+    long pages = 0;
+    FILE* file = fopen("/proc/self/statm", "r");
+    if (!file || fscanf(file, "%*d %ld", &pages) != 1) {
+        abort();
+    }
+    fclose(file);
+    return pages * sysconf(_SC_PAGESIZE);
+}
+
+// Allocates many blocks. Prints how much more memory the process has at some counts, in bytes.
+static void grow(MemoryMgr& memory)
+{
+    void* all = memory.alloc(0, 8000000, "game/level.cpp", 1);
+    memset(all, 1, 8000000); // so that the bank has its memory already
+    memory.free(0, all);
+    const long before = residentBytes();
+    for (int count = 1; count <= 66000; ++count) {
+        memory.alloc(0, 8, "game/unit.cpp", 7);
+        for (const int shown : {5000, 8200, 12400, 33000, 49300, 66000}) {
+            if (count == shown) {
+                printf("%d %ld\n", count, residentBytes() - before);
+            }
+        }
+    }
+}
+
 int main(int, char** arguments)
 {
     const std::string way = arguments[1];
-    GameMemory memory;
+    GameMemory memory(way == "grow" ? 8 << 20 : 32 * 1024);
     memory.alloc(0, 100, "game/mesh.cpp", 41);
     if (way == "exit") {
         exit(7);
@@ -66,6 +95,8 @@ int main(int, char** arguments)
         look();
     } else if (way == "fork") {
         forkAChild();
+    } else if (way == "grow") {
+        grow(memory);
     } else if (way == "handler") {
         signal(SIGTERM, ownHandler);
         raise(SIGTERM);
@@ -73,6 +104,7 @@ int main(int, char** arguments)
         printf("ready\n");
         fflush(stdout);
         getchar();
+        memory.alloc(0, 100, "game/late.cpp", 8);
         printf("over\n");
     }
     return 0;

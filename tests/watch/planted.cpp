@@ -84,12 +84,12 @@ static void writeOutside(unsigned int size, int from, int to)
     give(LEVEL, second);
 }
 
-// Allocates three blocks and writes to the second, which has a block on both sides.
+// Allocates three blocks and writes to the second, which has a block on both sides. volatile: memcheck finds the blocks.
 static void writeBefore(int from, int to)
 {
-    Bytes first = unit(100);
-    Bytes second = mesh(100);
-    Bytes third = unit(100);
+    Bytes volatile first = unit(100);
+    Bytes volatile second = mesh(100);
+    Bytes volatile third = unit(100);
     write(second, from, to, 0x41);
     give(LEVEL, second);
     give(LEVEL, first);

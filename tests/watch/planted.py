@@ -34,8 +34,7 @@ def cell_of(output, status, column):
     found = unique(re.findall(r"^fault: ([a-z-]+):", output, re.M))
     if column == "--valgrind":
         found += unique(re.findall(r"== (Invalid \w+)", output))
-        if status >= 0: # what a crashed game has lost depends on what its registers still hold
-            found += ["lost"] if re.search(r"definitely lost: [1-9]", output) else []
+        found += ["lost"] if re.search(r"definitely lost: [1-9]", output) else []
     if column == "sanitizer":
         found += unique(re.findall(r"ERROR: AddressSanitizer: ([a-z-]+)", output))
     if status < 0:

@@ -4,6 +4,7 @@ import csv
 import glob
 import json
 import os
+import re
 import signal
 import subprocess
 import sys
@@ -100,6 +101,31 @@ class Run(unittest.TestCase):
         status, _, error = self.run_game([], "no-such-game")
         self.assertEqual(status, 3)
         self.assertIn("no-such-game: No such file or directory", error)
+
+    def test_the_report_says_when_each_place_was_first_seen_if_the_blocks_have_records(self):
+        for option in ([], ["--check"]):
+            tool = self.start(TOOL, "run", "-o", "out", *option, "--", GAMES + "/ending", "wait")
+            self.assertEqual(tool.stdout.readline(), "ready\n")
+            started = time.monotonic()
+            while time.monotonic() < started + 0.1: # the time that the test measures
+                time.sleep(0.01)
+            error = tool.communicate("\n", timeout=120)[1]
+            seen = dict(re.findall(r"^(game/\w+)\.cpp.* ([\d,]+|unknown)$", error, re.M))
+            if not option:
+                self.assertEqual(seen, {"game/mesh": "unknown", "game/late": "unknown"})
+                continue
+            between = int(seen["game/late"].replace(",", "")) - int(seen["game/mesh"].replace(",", ""))
+            self.assertGreaterEqual(between, 90)
+            self.assertRegex(self.snapshot(), r'used .* place="game/late.cpp:8" born=\d+')
+
+    def test_the_records_of_check_take_at_most_64_bytes_for_each_block(self):
+        plain = self.run_game([], "ending", "grow")[1].split()
+        checked = self.run_game(["--check"], "ending", "grow")[1].split()
+        self.assertEqual(len(plain), 12)
+        for place in range(0, len(plain), 2):
+            blocks = int(plain[place])
+            with self.subTest(blocks=blocks):
+                self.assertLessEqual((int(checked[place + 1]) - int(plain[place + 1])) / blocks, 64)
 
     def test_a_budget_that_is_exceeded_gives_status_1_and_names_the_places(self):
         self.write("budget", "# of the level\nunits <= 4 KiB\nunits fallback <= 0\nleaks <= 11 from game/path\ncore <= 0\n")

@@ -42,9 +42,9 @@ int playGame(const std::vector<std::string>& command, config::GameReads* reads, 
 {
     Journal journal;
     std::string error;
-    const std::string library = watchLibraryPath();
+    const std::string library = watchLibraryPath(command, &error);
     if (library.empty()) {
-        return complain(TOOL_CANT_ACCESS, "libcorewatch.so is missing: it must be installed with this program");
+        return complain(TOOL_CANT_ACCESS, error);
     }
     if (!journal.create(&error)) {
         return complain(TOOL_CANT_ACCESS, error);

@@ -48,7 +48,8 @@ static Table placeTable(const View& view)
                  {"bytes", Table::NUMBER},
                  {"share", Table::PERCENT},
                  {"largest", Table::NUMBER},
-                 {"fallback blocks", Table::NUMBER}});
+                 {"fallback blocks", Table::NUMBER},
+                 {"first seen (ms)", Table::MOMENT}});
     const std::vector<watch::PlaceSum> places = watch::sumPlaces(view.snapshot, view.bank);
     uint64_t total = 0;
     for (const watch::PlaceSum& place : places) {
@@ -56,7 +57,8 @@ static Table placeTable(const View& view)
     }
     for (const watch::PlaceSum& place : places) {
         const double share = static_cast<double>(place.bytes) / static_cast<double>(std::max<uint64_t>(total, 1));
-        table.add({place.place, place.blocks, place.bytes, share, place.largest, place.fallbacks});
+        table.add({place.place, place.blocks, place.bytes, share, place.largest, place.fallbacks,
+                   known(place.firstSeen, place.firstSeen >= 0)});
     }
     return table;
 }
@@ -145,7 +147,7 @@ static Table ageTable(const View& view)
                  {"place", Table::TEXT},
                  {"bytes", Table::NUMBER},
                  {"offset", Table::NUMBER},
-                 {"born at (ms)", Table::NUMBER}});
+                 {"born at (ms)", Table::MOMENT}});
     for (const Aged& aged : blocks) {
         const watch::Block& block = *aged.block;
         table.add({watch::bankTitle(*aged.bank), known(block.order + 1, block.order != watch::sc_noNumber),

@@ -89,6 +89,7 @@ public:
             if (bank.type == watch::BANK_LINEAR) {
                 _addLinearBlocks(&result->snapshot, &bank);
             }
+            _addTimes(&bank);
         }
         _addStacks(result);
         result->hasSnapshot = true;
@@ -100,26 +101,55 @@ private:
         int bank;
         long long offset; // -1: a fallback block
         uint32_t bytes;
-        uint64_t file; // address of the text
+        std::string nameKind; // see WaitingProcess::sourceName
+        uint64_t name;
         uint32_t line;
         unsigned int stack;
+        int64_t born;
     };
 
     void _addBlock(std::istringstream& words)
     {
         RecordedBlock block = {};
-        words >> block.bank >> block.offset >> block.bytes >> std::hex >> block.file >> std::dec >> block.line >>
-            block.stack;
+        std::string name;
+        words >> block.bank >> block.offset >> block.bytes >> block.nameKind >> name >> block.line >> block.stack >>
+            block.born;
+        block.name = strtoull(name.c_str(), nullptr, 0);
         m_blocks.push_back(block);
     }
 
     std::string _nameOf(const RecordedBlock& block) const
     {
-        std::string& name = m_names[block.file];
-        if (name.empty() && block.file != 0) {
-            m_process.readText(block.file, 1024, &name);
+        const auto found = m_names.emplace(std::make_pair(block.nameKind, block.name), "");
+        if (found.second) {
+            found.first->second = m_process.sourceName(block.nameKind, block.name);
         }
-        return name;
+        return found.first->second;
+    }
+
+    // Stores the times of the blocks. A fallback block has no offset: the order of the times is the order of the blocks.
+    void _addTimes(watch::Bank* bank) const
+    {
+        std::map<long long, int64_t> times; // by offset
+        std::vector<int64_t> fallbackTimes;
+        for (const RecordedBlock& recorded : m_blocks) {
+            if (recorded.bank == bank->index && recorded.offset >= 0) {
+                times[recorded.offset] = recorded.born;
+            } else if (recorded.bank == bank->index) {
+                fallbackTimes.push_back(recorded.born);
+            }
+        }
+        for (watch::Block& block : bank->blocks) {
+            const auto found = times.find(block.offset);
+            if (block.state == watch::BLOCK_USED && found != times.end()) {
+                block.born = found->second;
+            }
+        }
+        std::sort(fallbackTimes.begin(), fallbackTimes.end());
+        for (size_t number = 0; number < fallbackTimes.size() && fallbackTimes.size() == bank->fallbacks.size();
+             ++number) {
+            bank->fallbacks[number].born = fallbackTimes[number];
+        }
     }
 
     // A linear bank has no headers, so only the records know its blocks.
@@ -149,7 +179,7 @@ private:
         std::istringstream tokens(found == m_stacks.end() ? "" : found->second);
         std::string stack;
         for (std::string kind, address; tokens >> kind >> address;) {
-            stack += "    " + kind + " " + address + "\n";
+            stack.append("    ").append(kind).append(" ").append(address).append("\n");
         }
         std::istringstream places(m_process.explain(stack));
         std::vector<std::string> functions;
@@ -187,7 +217,7 @@ private:
     std::map<int, uint32_t> m_defined;
     std::vector<RecordedBlock> m_blocks;
     std::map<unsigned int, std::string> m_stacks;
-    mutable std::map<uint64_t, std::string> m_names;
+    mutable std::map<std::pair<std::string, uint64_t>, std::string> m_names;
 };
 
 // Returns the name of the bank in a fault's first line; an empty text if the line names no bank.
@@ -431,13 +461,13 @@ static int readBudgetFile(const std::string& path, std::vector<Budget>* budgets)
 
 static int run(const RunOptions& options)
 {
-    const std::string library = watchLibraryPath();
     std::vector<Budget> budgets;
     WatchedGame game;
     RunResult result;
     std::string error;
+    const std::string library = watchLibraryPath(options.command, &error);
     if (library.empty()) {
-        return complain(STATUS_CANT_LOOK, "libcorewatch.so is not beside this program");
+        return complain(STATUS_CANT_LOOK, error);
     }
     if (const int status = readBudgetFile(options.budgetFile, &budgets)) {
         return status;

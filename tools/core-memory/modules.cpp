@@ -6,20 +6,16 @@
 #include <string.h>
 #include <unistd.h>
 
-// Debug information is not needed, so none is looked for.
+// For callers that do not need debug information: none is looked for.
 static int findNoDebugInfo(Dwfl_Module*, void**, const char*, Dwarf_Addr, const char*, const char*, GElf_Word, char**)
 {
     return -1;
 }
 
-static const Dwfl_Callbacks* callbacksOf(bool isProcess)
-{
-    static Dwfl_Callbacks s_callbacks[2];
-    Dwfl_Callbacks& callbacks = s_callbacks[isProcess];
-    callbacks.find_elf = isProcess ? dwfl_linux_proc_find_elf : dwfl_build_id_find_elf;
-    callbacks.find_debuginfo = findNoDebugInfo;
-    return &callbacks;
-}
+static const Dwfl_Callbacks sc_process = {dwfl_linux_proc_find_elf, findNoDebugInfo, nullptr, nullptr};
+static const Dwfl_Callbacks sc_processWithDebugInfo = {dwfl_linux_proc_find_elf, dwfl_standard_find_debuginfo,
+                                                       nullptr, nullptr};
+static const Dwfl_Callbacks sc_coreDump = {dwfl_build_id_find_elf, findNoDebugInfo, nullptr, nullptr};
 
 static std::string lastError()
 {
@@ -41,7 +37,7 @@ Modules::~Modules()
     }
 }
 
-bool Modules::openProcess(pid_t process, std::string* error)
+bool Modules::openProcess(pid_t process, std::string* error, bool withDebugInfo)
 {
     const std::string folder = "/proc/" + std::to_string(process);
     char path[4096];
@@ -51,12 +47,14 @@ bool Modules::openProcess(pid_t process, std::string* error)
         return false;
     }
     m_executable.assign(path, static_cast<size_t>(length));
-    m_dwfl = dwfl_begin(callbacksOf(true));
+    m_dwfl = dwfl_begin(withDebugInfo ? &sc_processWithDebugInfo : &sc_process);
     dwfl_report_begin(m_dwfl);
     const int failure = dwfl_linux_proc_report(m_dwfl, process);
     if (failure != 0 || dwfl_report_end(m_dwfl, nullptr, nullptr) != 0) {
         *error = "the modules of process " + std::to_string(process) +
                  " can't be read: " + (failure > 0 ? strerror(failure) : lastError());
+        dwfl_end(m_dwfl);
+        m_dwfl = nullptr;
         return false;
     }
     return true;
@@ -77,7 +75,7 @@ bool Modules::openCore(const std::string& path, const std::string& executable, s
         *error = path + " is no core dump";
         return false;
     }
-    m_dwfl = dwfl_begin(callbacksOf(false));
+    m_dwfl = dwfl_begin(&sc_coreDump);
     dwfl_report_begin(m_dwfl);
     const int count = dwfl_core_file_report(m_dwfl, m_core, executable.empty() ? nullptr : executable.c_str());
     if (count < 0 || dwfl_report_end(m_dwfl, nullptr, nullptr) != 0) {

@@ -30,8 +30,9 @@ public:
     Modules& operator=(const Modules&) = delete;
 
     // Open the modules. Return false and store a sentence in error when this fails. executable may be empty; it names
-    // the program of a core dump that does not name it, or that lies elsewhere now.
-    bool openProcess(pid_t process, std::string* error);
+    // the program of a core dump that does not name it, or that lies elsewhere now. withDebugInfo also finds the source
+    // lines of code, for functions that take dwfl().
+    bool openProcess(pid_t process, std::string* error, bool withDebugInfo = false);
     bool openCore(const std::string& path, const std::string& executable, std::string* error);
 
     // Looks up the symbols. Returns false and stores a sentence in error when there is no memory manager.
@@ -39,7 +40,8 @@ public:
 
     std::string programName() const; // without its folder; empty when it is not known
 
-    Elf* core() const { return m_core; } // null for a process
+    Dwfl* dwfl() const { return m_dwfl; } // null when nothing is open
+    Elf* core() const { return m_core; }  // null for a process
 
     // Calls visit for each module's file.
     void forEachFile(const std::function<void(Elf* elf, uint64_t bias)>& visit) const;

@@ -60,14 +60,14 @@ void printJson(const Json& json)
 std::string Table::_cell(const Json& cell, Kind kind) const
 {
     if (cell.isNull()) {
-        return "-";
+        return kind == MOMENT ? "unknown" : "-";
     }
     if (kind == PERCENT) {
         char text[32];
         snprintf(text, sizeof(text), "%.1f %%", cell.asDouble() * 100);
         return text;
     }
-    if (kind == NUMBER || kind == CHANGE) {
+    if (kind == NUMBER || kind == CHANGE || kind == MOMENT) {
         const int64_t number = cell.asInteger();
         return (kind == CHANGE && number > 0 ? "+" : "") + grouped(number);
     }

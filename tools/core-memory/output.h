@@ -34,7 +34,8 @@ void printJson(const Json& json);
 
 class Table {
 public:
-    enum Kind { TEXT, NUMBER, CHANGE, PERCENT }; // CHANGE: a number with its sign
+    // CHANGE: a number with its sign. MOMENT: a number; the text form says "unknown" where there is none.
+    enum Kind { TEXT, NUMBER, CHANGE, PERCENT, MOMENT };
 
     struct Column {
         const char* title; // also the key in JSON

@@ -72,10 +72,12 @@ static void printPlaces(const RunResult& result)
     Table table({{"blocks in use", Table::TEXT},
                  {"blocks", Table::NUMBER},
                  {"bytes", Table::NUMBER},
-                 {"oldest", Table::NUMBER}});
+                 {"oldest", Table::NUMBER},
+                 {"first seen (ms)", Table::MOMENT}});
     for (const watch::PlaceSum& place : places) {
         const auto first = oldest.find(place.place);
-        table.add({place.place, place.blocks, place.bytes, first == oldest.end() ? Json() : Json(first->second)});
+        table.add({place.place, place.blocks, place.bytes, first == oldest.end() ? Json() : Json(first->second),
+                   place.firstSeen < 0 ? Json() : Json(place.firstSeen)});
     }
     table.printRows(sc_mostPlaces, stderr);
     if (places.size() > sc_mostPlaces) {

@@ -1,72 +1,39 @@
 #include "tools/core-memory/waitingprocess.h"
 
 #include "tools/shared/codeplace.h"
+#include "tools/shared/machine.h"
 
-#include <elfutils/libdwfl.h>
-#include <fstream>
 #include <sstream>
 #include <stdio.h>
 #include <stdlib.h>
 
-// The writable memory of files, and the memory directly after it, which holds the data without initial value.
-static std::vector<watch::MemoryRange> writableOf(pid_t process)
+static watch::Layout layoutOf(pid_t process)
 {
-    std::vector<watch::MemoryRange> ranges;
-    std::ifstream maps("/proc/" + std::to_string(process) + "/maps");
-    std::string line;
-    while (std::getline(maps, line)) {
-        std::istringstream words(line);
-        std::string range, rights, offset, device, inode, path;
-        words >> range >> rights >> offset >> device >> inode >> path;
-        const size_t dash = range.find('-');
-        if (dash == std::string::npos || rights.compare(0, 2, "rw") != 0) {
-            continue;
-        }
-        const uint64_t begin = strtoull(range.c_str(), nullptr, 16);
-        const uint64_t end = strtoull(range.c_str() + dash + 1, nullptr, 16);
-        const bool isAfter = path.empty() && !ranges.empty() && ranges.back().end == begin;
-        if (isAfter) {
-            ranges.back().end = end;
-        } else if (path[0] == '/') {
-            ranges.push_back({begin, end});
-        }
-    }
-    return ranges;
+    const Machine machine = machineOf("/proc/" + std::to_string(process) + "/exe");
+    return machine.isKnown() ? watch::Layout{machine.wordBits / 8u, machine.isBigEndian} : watch::ownLayout();
 }
 
-struct WaitingProcess::Symbols {
-    Dwfl_Callbacks callbacks = {};
-    Dwfl* dwfl = nullptr;
-
-    explicit Symbols(pid_t process)
-    {
-        callbacks.find_elf = dwfl_linux_proc_find_elf;
-        callbacks.find_debuginfo = dwfl_standard_find_debuginfo;
-        dwfl = dwfl_begin(&callbacks);
-        if (dwfl && (dwfl_linux_proc_report(dwfl, process) != 0 || dwfl_report_end(dwfl, nullptr, nullptr) != 0)) {
-            dwfl_end(dwfl);
-            dwfl = nullptr;
-        }
-    }
-    ~Symbols()
-    {
-        if (dwfl) {
-            dwfl_end(dwfl);
-        }
-    }
-};
-
-WaitingProcess::WaitingProcess(pid_t process)
-    : ProcessMemory(process, watch::ownLayout()), m_process(process), m_writable(writableOf(process))
+WaitingProcess::WaitingProcess(pid_t process) : ProcessMemory(process, layoutOf(process)), m_process(process)
 {
 }
 
-WaitingProcess::~WaitingProcess() = default;
+const Modules& WaitingProcess::_modules() const
+{
+    if (!m_modules) {
+        std::string ignored; // then addresses stand in place of names
+        m_modules = std::make_unique<Modules>();
+        m_modules->openProcess(m_process, &ignored, true);
+    }
+    return *m_modules;
+}
 
 const watch::LinkTables& WaitingProcess::tables() const
 {
     if (!m_tables) {
-        m_tables = std::make_unique<watch::LinkTables>(watch::findLinkTables(*this, m_writable));
+        GameSymbols symbols;
+        std::string ignored; // then the tables are empty
+        _modules().findSymbols(&symbols, &ignored);
+        m_tables = std::make_unique<watch::LinkTables>(watch::findLinkTables(*this, symbols.writable));
     }
     return *m_tables;
 }
@@ -88,10 +55,7 @@ static std::string baseName(const std::string& path)
 // A return address is the place after the call, so the call itself lies one byte before it.
 std::string WaitingProcess::codeAt(uint64_t address) const
 {
-    if (!m_symbols) {
-        m_symbols = std::make_unique<Symbols>(m_process);
-    }
-    const CodePlace place = placeOf(m_symbols->dwfl, address - 1);
+    const CodePlace place = placeOf(_modules().dwfl(), address - 1);
     if (place.module.empty()) {
         return hexadecimal(address);
     }
@@ -103,21 +67,26 @@ std::string WaitingProcess::codeAt(uint64_t address) const
 
 // ---- Messages
 
+std::string WaitingProcess::sourceName(const std::string& kind, uint64_t number) const
+{
+    std::string text;
+    const bool isRead =
+        number == 0 || (kind == "text" ? readText(number, 1024, &text)
+                                       : watch::readName(*this, tables(), static_cast<uint32_t>(number), &text));
+    return isRead ? text : "(unreadable name)";
+}
+
 std::string WaitingProcess::_explainToken(const std::string& token) const
 {
     const size_t blank = token.find(' ');
     const std::string kind = token.substr(0, blank);
     const uint64_t number = blank == std::string::npos ? 0 : strtoull(token.c_str() + blank, nullptr, 0);
-    std::string text;
     if (kind == "code") {
         return codeAt(number);
     }
-    if (kind == "text") {
-        return number == 0 ? "(no name)" : readText(number, 1024, &text) ? text : "(unreadable name)";
-    }
-    if (kind == "name") {
-        const bool isRead = watch::readName(*this, tables(), static_cast<uint32_t>(number), &text);
-        return !isRead ? "(unreadable name)" : text.empty() ? "(no name)" : text;
+    if (kind == "text" || kind == "name") {
+        const std::string name = sourceName(kind, number);
+        return name.empty() ? "(no name)" : name;
     }
     return "{" + token + "}";
 }

@@ -257,11 +257,11 @@ void addJournal(const JournalContent& content, const PlayOptions& options, Asked
 
 int playGame(const PlayOptions& options, AskedTexts* texts, StartedGame* game)
 {
-    const std::string library = watchLibraryPath();
     Journal journal;
     std::string error;
+    const std::string library = watchLibraryPath(options.command, &error);
     if (library.empty()) {
-        return complain(TOOL_CANT_ACCESS, "libcorewatch.so is not beside this program");
+        return complain(TOOL_CANT_ACCESS, error);
     }
     if (!journal.create(&error)) {
         return complain(TOOL_CANT_ACCESS, error);

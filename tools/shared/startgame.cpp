@@ -1,7 +1,10 @@
 #include "tools/shared/startgame.h"
 
+#include "tools/shared/machine.h"
+
 #include <errno.h>
 #include <fcntl.h>
+#include <filesystem>
 #include <limits.h>
 #include <poll.h>
 #include <signal.h>
@@ -15,18 +18,47 @@
 static pid_t s_game;               // for the signal handler
 static const int sc_unknown = 127; // stands for the exit status of a game that the system does not tell
 
-std::string watchLibraryPath()
+// Returns the folders that can have a libcorewatch.so: those of an installed tool, and those of a build.
+static std::vector<std::string> watchFolders(const Machine& game)
 {
     char path[PATH_MAX];
     const ssize_t length = readlink("/proc/self/exe", path, sizeof(path) - 1);
     const std::string program(path, length > 0 ? static_cast<size_t>(length) : 0);
-    const std::string folder = program.substr(0, program.rfind('/') + 1);
+    const std::string own = program.substr(0, program.rfind('/') + 1);
+    std::vector<std::string> folders;
     for (const char* place : {CORE_TOOL_LIBRARIES "/", "", "../../watch/preload/"}) {
-        const std::string candidate = folder + place + "libcorewatch.so";
-        if (realpath(candidate.c_str(), path)) {
+        folders.push_back(own + place);
+        folders.push_back(own + place + game.folder() + "/");
+    }
+    folders.push_back(own + "../lib/" + game.folder() + "/core-tools/");
+    if (game.wordBits == 32) {
+        folders.push_back(own + "../lib32/core-tools/");
+    }
+    return folders;
+}
+
+static std::string missingLibrary(const Machine& game)
+{
+    if (game == ownMachine()) {
+        return "libcorewatch.so is not beside this program";
+    }
+    const std::filesystem::path folder = watchFolders(game)[1];
+    return "the game is a " + game.name() + " program, and there is no libcorewatch.so for " + game.name() +
+           " programs. Build the target corewatch of core with a compiler for " + game.name() +
+           ", and copy watch/preload/libcorewatch.so of that build to " + folder.lexically_normal().string();
+}
+
+std::string watchLibraryPath(const std::vector<std::string>& command, std::string* error)
+{
+    const Machine program = machineOf(programFile(command[0]));
+    const Machine game = program.isKnown() ? program : ownMachine(); // a script starts programs of this machine
+    for (const std::string& folder : watchFolders(game)) {
+        char path[PATH_MAX];
+        if (realpath((folder + "libcorewatch.so").c_str(), path) && machineOf(path) == game) {
             return path;
         }
     }
+    *error = missingLibrary(game);
     return "";
 }
 

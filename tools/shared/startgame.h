@@ -2,7 +2,9 @@
 //
 //     StartedGame game;
 //     std::string error;
-//     if (!game.start({"./game", "-level", "2"}, watchVariables(watchLibraryPath()), &error)) { ... }
+//     const std::vector<std::string> command = {"./game", "-level", "2"};
+//     const std::string library = watchLibraryPath(command, &error);
+//     if (library.empty() || !game.start(command, watchVariables(library), &error)) { ... }
 //     game.wait();
 //     return game.endAsTheGame();
 //
@@ -45,8 +47,9 @@ private:
     bool m_isOver = false;
 };
 
-// Returns the path of libcorewatch.so beside this program; empty when there is none.
-std::string watchLibraryPath();
+// Returns the path of the libcorewatch.so that a game can load: a library for the processor that the game is for. Returns
+// an empty text and stores sentences in error if there is none. command is the game's.
+std::string watchLibraryPath(const std::vector<std::string>& command, std::string* error);
 
 // Returns the variables that put the library in front of a game.
 GameVariables watchVariables(const std::string& library);

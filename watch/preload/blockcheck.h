@@ -7,17 +7,29 @@
 
 namespace watch {
 
+// The headers of the first and the last block of one of the manager's lists; null when the list is empty.
+struct ListEnds {
+    const char* newest = nullptr;
+    const char* oldest = nullptr;
+};
+
 struct BankOfRecords {
     int index;
     const MemoryBank_s& bank;
     const Records& records;
-    bool areLinksKnown; // each record has its neighbours on the manager's list
+    const ListEnds* ends; // of the list of blocks in the region, and of the list of fallback blocks
+    bool areLinksKnown;   // the manager's lists are undamaged, as far as this library knows
 };
 
 // True when the block has a header: all blocks but those in the region of a linear bank.
-inline bool hasHeader(const MemoryBank_s& bank, const Record& record)
+inline bool hasHeader(const Record& record)
 {
-    return bank.type != MEMBANK_LINEAR || (record.size & sc_fallback) != 0;
+    return !record.is(RECORD_NO_HEADER);
+}
+
+inline bool isFallback(const Record& record)
+{
+    return record.is(RECORD_FALLBACK);
 }
 
 inline const char* headerOf(const Record& record)
@@ -26,44 +38,74 @@ inline const char* headerOf(const Record& record)
 }
 
 // Bytes of the block: the request and the spare bytes after it.
-inline unsigned int bytesOf(const MemoryBank_s& bank, const Record& record)
+inline unsigned int bytesOf(const Record& record)
 {
-    const unsigned int size = record.size & ~sc_fallback;
-    return hasHeader(bank, record) ? size - sc_headerBytes : size;
+    return hasHeader(record) ? (record.header.size & ~sc_fallback) - sc_headerBytes : roundUp(record.request);
 }
 
-// Returns the word that a link at the address `at` must have to lead to the header of the block `to` in the same
-// region; 0 if `to` is null. core/memorymgr_refs.h describes the words of links.
-inline uint32_t linkWord(const char* at, const Record* to)
+// True when the links of the block lead to its neighbours. In a 64-bit build, the links of a fallback block are numbers
+// that never change; core/memorymgr_refs.h describes them.
+inline bool hasPointers(const Record& record)
 {
-    static const bool sc_isPointer = sizeof(void*) == 4;
-    return to ? static_cast<uint32_t>(reinterpret_cast<uintptr_t>(headerOf(*to)) -
-                                      (sc_isPointer ? 0 : reinterpret_cast<uintptr_t>(at)))
-              : 0;
+    return sizeof(void*) == 4 || !isFallback(record);
 }
 
-// True when a link of the block, WORD_NEXT or WORD_PREV, leads to the block's neighbour on the manager's list.
+// Returns what a record stores of the link `next` of a fallback block.
+inline uint32_t linkNumberOf(uint32_t next)
+{
+    return next >> 2 & Record::sc_linkMask;
+}
+
+inline HeaderWord opposite(HeaderWord link)
+{
+    return link == WORD_NEXT ? WORD_PREV : WORD_NEXT;
+}
+
+// Returns the header that a link leads to; null when it leads to none. For links with pointers.
+inline const char* linkedHeader(const char* header, HeaderWord link)
+{
+    const MemoryHeapNode_s* node = nodeAt(header);
+    return reinterpret_cast<const char*>(insideLink(link == WORD_NEXT ? node->next : node->prev));
+}
+
+// True when the header `to`, which lies in the bank's region, has a link back to this header.
+inline bool linksBack(const MemoryBank_s& bank, const char* header, HeaderWord link, const char* to)
+{
+    return isInRegion(bank, to) && isInRegion(bank, to + sc_headerBytes - 1) &&
+           linkedHeader(to, opposite(link)) == header;
+}
+
+inline const char* endOf(const ListEnds& ends, HeaderWord link)
+{
+    return link == WORD_NEXT ? ends.oldest : ends.newest;
+}
+
+// Does the rest of isLinkRight.
+bool isOddLinkRight(const BankOfRecords& bank, const Record& record, HeaderWord link);
+
+// True when a link of the block, WORD_NEXT or WORD_PREV, leads to the block's neighbour on the manager's list. The two
+// headers must refer to each other. If they do not, isOddLinkRight finds out which of the two is damaged.
 inline bool isLinkRight(const BankOfRecords& bank, const Record& record, HeaderWord link)
 {
-    const char* at = headerOf(record) + 4 * link;
-    const uint32_t word = headerWord(headerOf(record), link);
-    if (sizeof(void*) > 4 && (record.size & sc_fallback) != 0) {
-        static const uint32_t sc_prev = 2; // bit 1 of the word: prev
-        return word == record.links + (link == WORD_PREV ? sc_prev : 0);
+    if (!isFallback(record)) {
+        const char* header = headerOf(record);
+        const char* to = linkedHeader(header, link);
+        if (to ? linksBack(bank.bank, header, link, to) : endOf(bank.ends[0], link) == header) {
+            return true;
+        }
     }
-    const uint32_t neighbour = link == WORD_PREV ? record.newer : record.older;
-    return !bank.areLinksKnown || word == linkWord(at, bank.records.linked(neighbour));
+    return isOddLinkRight(bank, record, link);
 }
 
 // True when the header holds what the record says.
 inline bool isHeaderRight(const BankOfRecords& bank, const Record& record)
 {
-    if (!hasHeader(bank.bank, record)) {
+    if (!hasHeader(record)) {
         return true;
     }
     const char* header = headerOf(record); // not by memcmp: the address sanitizer would report a call of it
-    return headerWord(header, WORD_MAGIC) == sc_used && headerWord(header, WORD_SIZE) == record.size &&
-           headerWord(header, WORD_FILE) == record.name && headerWord(header, WORD_LINE) == record.line &&
+    return headerWord(header, WORD_MAGIC) == sc_used && headerWord(header, WORD_SIZE) == record.header.size &&
+           headerWord(header, WORD_FILE) == record.header.name && headerWord(header, WORD_LINE) == record.line &&
            isLinkRight(bank, record, WORD_NEXT) && isLinkRight(bank, record, WORD_PREV);
 }
 

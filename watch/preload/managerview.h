@@ -36,6 +36,11 @@ static const unsigned int sc_fallback = 0x80000000; // in a size word: the block
 static const unsigned int sc_headerBytes = 24;
 static const unsigned int sc_granule = 32;
 
+inline unsigned int roundUp(unsigned int bytes) // to whole granules
+{
+    return (bytes + sc_granule - 1) & ~(sc_granule - 1);
+}
+
 enum HeaderWord { WORD_MAGIC, WORD_SIZE, WORD_FILE, WORD_LINE, WORD_NEXT, WORD_PREV };
 
 // A header may lie at any address, so its words are copied.

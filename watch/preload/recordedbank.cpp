@@ -1,8 +1,8 @@
 // 1. While its lock is free, a bank has one record for each block in use, and each record has the words of its header.
-//    Links are not stored as words: a record has the places of its neighbours.
+//    Links are not stored: two neighbours on the manager's list must refer to each other.
 // 2. While a region is filled, each byte of a free node after its header is sc_freedByte, and so is each byte of a linear
 //    bank's region from the cursor on.
-// 3. While areLinksKnown, the neighbours of each record are those on the manager's list.
+// 3. While areLinksKnown, `ends` has the first and the last block of each of the manager's lists.
 // 4. If an operation damages a bank (it frees a block of another bank, or a block with a damaged header), rules 2 and
 //    3 no longer hold for the bank: isFilled and areLinksKnown become false. So one fault causes no messages about
 //    other blocks.
@@ -19,6 +19,7 @@
 #include "watch/preload/stacks.h"
 
 #include <sys/mman.h>
+#include <time.h>
 
 namespace watch {
 
@@ -27,7 +28,7 @@ namespace {
 struct RecordedBank {
     BankMutex mutex;
     Records records;
-    uint32_t newest[2] = {};    // place plus 1 of the newest block: in the region, and outside of it; 0: none
+    ListEnds ends[2];           // of the list of blocks in the region, and of the list of fallback blocks
     bool areLinksKnown = false; // rule 3
     bool isFilled = false;      // rule 2
     bool isBusy = false;        // the real operation is under way; it may end the process
@@ -41,6 +42,7 @@ struct RecordedBank {
 } // namespace
 
 static RecordedBank s_banks[33]; // by bank index + 1
+static uint32_t s_start;         // the time of the first manager; see millisecondsNow
 MemoryMgr* g_recordedManager;
 
 static RecordedBank& recordedBank(int bank)
@@ -87,54 +89,52 @@ static bool isChecking()
     return settings().check != CHECK_NONE;
 }
 
-static bool isInRegionOf(const MemoryBank_s& bank, const Record& record)
-{
-    return (record.size & sc_fallback) == 0 && isInRegion(bank, record.block);
-}
-
 // Returns the start of the block: its header, or in a linear bank's region, where blocks have no header, its first
 // byte.
-static char* wholeOf(const MemoryBank_s& bank, const Record& record)
+static char* wholeOf(const Record& record)
 {
-    return record.block - (hasHeader(bank, record) ? sc_headerBytes : 0);
+    return record.block - (hasHeader(record) ? sc_headerBytes : 0);
 }
 
 static size_t wholeBytesOf(const Record& record)
 {
-    return record.size & ~sc_fallback;
-}
-
-static bool isFallback(const Record& record)
-{
-    return (record.size & sc_fallback) != 0;
+    return bytesOf(record) + (hasHeader(record) ? sc_headerBytes : 0);
 }
 
 static BankOfRecords viewOf(int index, const MemoryBank_s& bank, const RecordedBank& mine)
 {
-    return {index, bank, mine.records, mine.areLinksKnown && mine.records.isComplete()};
+    return {index, bank, mine.records, mine.ends, mine.areLinksKnown && mine.records.isComplete()};
 }
 
-// ---- The manager's list of a block with a header
+// ---- The ends of the manager's lists
 
-// The newest block is the first on the manager's list.
-static void addToList(RecordedBank& mine, Record& record, uint32_t place)
+// Call it after the manager has added the block to its list, as the newest.
+static void addToList(RecordedBank& mine, const Record& record)
 {
-    uint32_t& newest = mine.newest[isFallback(record)];
-    record.older = newest;
-    if (Record* older = mine.records.linked(newest)) {
-        older->newer = place;
+    if (!hasPointers(record)) {
+        return;
     }
-    newest = place;
+    ListEnds& ends = mine.ends[isFallback(record)];
+    const char* header = headerOf(record);
+    if (linkedHeader(header, WORD_NEXT) != ends.newest) {
+        mine.areLinksKnown = false; // the bank's record is overwritten; the tool reports it when it walks the bank
+    }
+    ends.newest = header;
+    ends.oldest = ends.oldest ? ends.oldest : header;
 }
 
+// Call it before the manager takes the block off its list. The links of the block must be right.
 static void takeFromList(RecordedBank& mine, const Record& record)
 {
-    Record* newer = mine.records.linked(record.newer);
-    Record* older = mine.records.linked(record.older);
-    (newer ? newer->older : mine.newest[isFallback(record)]) = record.older;
-    if (older) {
-        older->newer = record.newer;
+    if (!hasPointers(record)) {
+        return;
     }
+    ListEnds& ends = mine.ends[isFallback(record)];
+    const char* header = headerOf(record);
+    const char* older = linkedHeader(header, WORD_NEXT);
+    const char* newer = linkedHeader(header, WORD_PREV);
+    ends.newest = ends.newest == header ? older : ends.newest;
+    ends.oldest = ends.oldest == header ? newer : ends.oldest;
 }
 
 // ---- Checks of a whole bank
@@ -178,28 +178,66 @@ static void checkFreeBytes(int index, const MemoryBank_s& bank, RecordedBank& mi
 
 // ---- alloc
 
-// Stores the words of the header in the record. A block in a linear bank's region has no header; its size is the
-// request, rounded up to whole granules.
-static void fillRecord(const MemoryBank_s& bank, Record& record, unsigned int size)
+// True when a block has no header.
+static bool isInLinearRegion(const MemoryBank_s& bank, const char* block)
 {
-    record.size = (size + sc_granule - 1) & ~(sc_granule - 1);
-    if (bank.type != MEMBANK_LINEAR || !isInRegion(bank, record.block)) {
-        const char* header = headerOf(record);
-        record.size = headerWord(header, WORD_SIZE);
-        record.name = headerWord(header, WORD_FILE);
-        record.links = headerWord(header, WORD_NEXT);
+    return bank.type == MEMBANK_LINEAR && isInRegion(bank, block);
+}
+
+// Checks that nothing has written to the block since it was free. `size` is the request.
+static void checkNewBlock(int index, const MemoryBank_s& bank, RecordedBank& mine, const char* block,
+                          unsigned int size)
+{
+    if (!mine.isFilled || !isInRegion(bank, block)) {
+        return;
     }
-    const unsigned int bytes = bytesOf(bank, record);
+    const unsigned int bytes =
+        bank.type == MEMBANK_LINEAR ? roundUp(size) : headerWord(block - sc_headerBytes, WORD_SIZE) - sc_headerBytes;
+    if (!isAll(block, bytes, sc_freedByte)) {
+        checkFreed(viewOf(index, bank, mine), block, bytes, "before it was handed out again");
+    }
+}
+
+// Stores the fields of a new record but the block, the line and the time.
+static void fillRecord(const MemoryBank_s& bank, Record& record, const char* file, unsigned int size, uint32_t stack)
+{
+    record.request = size;
+    if (isInLinearRegion(bank, record.block)) {
+        record.setBits(stack, 0, RECORD_NO_HEADER);
+        record.file = file;
+        return;
+    }
+    const char* header = headerOf(record);
+    const unsigned int wholeBytes = headerWord(header, WORD_SIZE);
+    record.header.size = wholeBytes;
+    record.header.name = headerWord(header, WORD_FILE);
+    if ((wholeBytes & sc_fallback) == 0) {
+        record.setBits(stack, 0, 0);
+        return;
+    }
+    record.setBits(stack, linkNumberOf(headerWord(header, WORD_NEXT)), RECORD_FALLBACK);
+    const unsigned int bytes = bytesOf(record);
     record.request = size < bytes ? size : bytes; // in a bank of another type, a block is shorter than the request
 }
 
-static void fillBlock(int index, const MemoryBank_s& bank, RecordedBank& mine, const Record& record)
+static void fillSpareBytes(const RecordedBank& mine, const Record& record)
 {
-    const unsigned int bytes = bytesOf(bank, record);
-    if (mine.isFilled && isInRegionOf(bank, record)) {
-        checkFreed(viewOf(index, bank, mine), record.block, bytes, "before it was handed out again");
+    const unsigned int bytes = bytesOf(record);
+    const unsigned int spare = bytes - record.request;
+    if (mine.isFilled && !isFallback(record) && bytes >= 32 && spare <= sc_mostSpare) {
+        fillSpare(record.block + bytes, spare);
+    } else {
+        fill(record.block + record.request, spare, sc_spareByte);
     }
-    fill(record.block + record.request, bytes - record.request, sc_spareByte);
+}
+
+// The coarse clock is read without a system call. It advances each few milliseconds.
+static uint32_t millisecondsNow()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return static_cast<uint32_t>(static_cast<uint64_t>(now.tv_sec) * 1000 +
+                                 static_cast<uint64_t>(now.tv_nsec) / 1000000);
 }
 
 void* recordedAlloc(const Call& call, unsigned long size, const char* file, unsigned int line, RealAlloc* real)
@@ -211,76 +249,86 @@ void* recordedAlloc(const Call& call, unsigned long size, const char* file, unsi
         checkBlocks(call.bank, bank, mine);
     }
     char* block = static_cast<char*>(real(call.manager, call.bank, size, file, line));
-    uint32_t place;
-    Record* record = block ? mine.records.add(block, &place) : nullptr;
+    if (!block) {
+        return nullptr;
+    }
+    mine.records.prefetch(block);
+    const unsigned int request = static_cast<unsigned int>(size);
+    if (isChecking()) {
+        checkNewBlock(call.bank, bank, mine, block, request);
+    }
+    Record* record = mine.records.add(block);
     if (!record) {
         return block;
     }
-    record->file = file;
     record->line = line;
-    fillRecord(bank, *record, static_cast<unsigned int>(size));
-    if (settings().stacks) {
-        record->moreBits = numberOfStack(call.caller, call.frame) << 4;
-    }
+    record->born = millisecondsNow() - s_start;
+    fillRecord(bank, *record, file, request, settings().stacks ? numberOfStack(call.caller, call.frame) : 0);
     if (isChecking()) {
-        fillBlock(call.bank, bank, mine, *record);
+        fillSpareBytes(mine, *record);
     }
-    announceBlock(&mine, block, record->request, wholeOf(bank, *record), wholeBytesOf(*record));
-    if (hasHeader(bank, *record)) {
-        addToList(mine, *record, place);
+    if (listener() != LISTENER_NONE) {
+        announceBlock(&mine, block, record->request, wholeOf(*record), wholeBytesOf(*record));
+    }
+    if (hasHeader(*record)) {
+        addToList(mine, *record);
     }
     return block;
 }
 
 // ---- free: a heap bank and the system bank
 
-// True when the node at this header is on the free list. A node that was coalesced with the node before it is not.
-static bool isOnFreeList(const MemoryBank_s& bank, const char* header)
+// Fills a freed node of the region. When the manager has coalesced nodes, also fills the headers that do not begin a
+// node any more. `joined`: how many nodes the freed node was coalesced with.
+static void fillFreed(RecordedBank& mine, char* header, unsigned int size, unsigned int joined)
 {
-    const MemoryHeapNode_s* node = nodeAt(header);
-    const MemoryHeapNode_s* before = insideLink(node->prev);
-    if (!before) {
-        return bank.freeList == node;
+    if (joined > 2) {
+        mine.isFilled = false; // the game has changed the free list
+        return;
     }
-    return isInRegion(bank, before) && insideLink(before->next) == node;
-}
-
-// Fills a freed node. When the manager has coalesced nodes, also fills the headers that do not begin a node any more.
-static void fillFreed(const MemoryBank_s& bank, char* header, unsigned int size, bool isJoinedAfter)
-{
-    fill(header + sc_headerBytes, size - sc_headerBytes + (isJoinedAfter ? sc_headerBytes : 0), sc_freedByte);
-    if (!isOnFreeList(bank, header)) {
-        fill(header, sc_headerBytes, sc_freedByte);
-    }
+    const unsigned int isOwnSize = headerWord(header, WORD_SIZE) == size; // a node that grows gets another size
+    const unsigned int isJoinedBefore = joined >> 1 | (joined & isOwnSize);
+    const unsigned int isJoinedAfter = joined >> 1 | (joined & ~isOwnSize & 1);
+    char* begin = header + sc_headerBytes - sc_headerBytes * isJoinedBefore;
+    const char* end = header + size + sc_headerBytes * isJoinedAfter;
+    fill(begin, static_cast<size_t>(end - begin), sc_freedByte);
 }
 
 // Calls the real free for a block with a record, and removes the record. isRight: the block's header is undamaged.
-static int release(const Call& call, RecordedBank& mine, Record& record, bool isRight, RealFree* real)
+// `slot` is that of the record.
+static int release(const Call& call, RecordedBank& mine, Record& record, uint32_t slot, bool isRight, RealFree* real)
 {
     const MemoryBank_s& bank = realBank(call.manager, call.bank);
-    char* header = record.block - sc_headerBytes;
-    const bool isInside = isInRegionOf(bank, record);
-    const unsigned int size = record.size & ~sc_fallback;
-    const char* after = header + size;
-    const bool isJoinedAfter = isInside && isInRegion(bank, after) && headerWord(after, WORD_MAGIC) == sc_free;
-
-    void* block = record.block;
+    char* block = record.block;
+    char* header = block - sc_headerBytes;
+    const bool isInside = !isFallback(record);
     const bool isOutside = isFallback(record);
-    beforeFree(header, size, isOutside);
+    const unsigned int size = record.header.size & ~sc_fallback;
+    const unsigned int freeNodes = bank.freeNodeCount;
+    const bool isAnnounced = listener() != LISTENER_NONE;
+    if (isAnnounced) {
+        beforeFree(header, size, isOutside);
+    }
+    if (isRight) {
+        takeFromList(mine, record);
+    }
     const int result = realFree(call, mine, block, real);
     if (result != MEMERR_NONE) {
         record.set(RECORD_REPORTED); // its header is damaged, which was reported
         return result;
     }
-    takeFromList(mine, record);
-    mine.records.remove(&record);
-    retractBlock(&mine, block, header, size, isOutside);
+    if (isOutside) {
+        mine.records.remove(&record); // the location's callback may have used the bank
+    } else {
+        mine.records.remove(&record, slot);
+    }
+    if (isAnnounced) {
+        retractBlock(&mine, block, header, size, isOutside);
+    }
     if (!isRight) {
         mine.isFilled = mine.areLinksKnown = false;
-        return result;
-    }
-    if (isChecking() && mine.isFilled && isInside) {
-        fillFreed(bank, header, size, isJoinedAfter);
+    } else if (isChecking() && mine.isFilled && isInside) {
+        fillFreed(mine, header, size, freeNodes + 1 - bank.freeNodeCount);
     }
     return result;
 }
@@ -288,7 +336,9 @@ static int release(const Call& call, RecordedBank& mine, Record& record, bool is
 static int releaseHeld(const Call& call, RecordedBank& mine, Record& record, RealFree* real)
 {
     const bool isRight = isHeaderRight(viewOf(call.bank, realBank(call.manager, call.bank), mine), record);
-    return release(call, mine, record, isRight, real);
+    uint32_t slot = 0;
+    mine.records.find(record.block, &slot);
+    return release(call, mine, record, slot, isRight, real);
 }
 
 // Puts a block into quarantine. When the quarantine is full, frees the oldest block in it.
@@ -311,7 +361,7 @@ static int hold(const Call& call, RecordedBank& mine, Record& record, RealFree* 
         releaseHeld(call, mine, oldest, real);
     }
     record.set(RECORD_QUARANTINE);
-    memset(record.block, sc_freedByte, bytesOf(bank, record));
+    memset(record.block, sc_freedByte, bytesOf(record));
     mine.held[(mine.heldFirst + mine.heldCount) % most] = &record;
     mine.heldCount += 1;
     return MEMERR_NONE;
@@ -336,7 +386,6 @@ static bool forgetElsewhere(const void* block)
             continue; // another thread uses that bank
         }
         if (Record* record = other.records.find(block)) {
-            takeFromList(other, *record);
             other.records.remove(record);
             other.isFilled = other.areLinksKnown = false;
             isFound = true;
@@ -368,36 +417,56 @@ static int freeUnknown(const Call& call, RecordedBank& mine, void* block, RealFr
 }
 
 // Checks the link that the real free is about to write.
-static void checkNeighbour(const BankOfRecords& all, uint32_t place, HeaderWord link)
+static void checkNeighbour(const BankOfRecords& all, const Record& record, HeaderWord link)
 {
-    Record* neighbour = all.records.linked(place);
-    if (neighbour && !isLinkRight(all, *neighbour, link)) {
+    const MemoryHeapNode_s* node = nodeAt(headerOf(record));
+    const MemoryHeapNode_s* to = link == WORD_NEXT ? node->next : node->prev;
+    Record* neighbour = to ? all.records.find(to + 1) : nullptr;
+    if (neighbour && !isLinkRight(all, *neighbour, opposite(link))) {
         checkBlock(all, *neighbour, nullptr);
     }
+}
+
+// Checks the block and both links to it. Returns true when its header is right.
+__attribute__((noinline)) static bool checkFreedBlock(const BankOfRecords& all, Record& record, const void* caller)
+{
+    const bool isRight = checkBlock(all, record, caller);
+    if (isRight && all.areLinksKnown) {
+        checkNeighbour(all, record, WORD_PREV);
+        checkNeighbour(all, record, WORD_NEXT);
+    }
+    return isRight;
+}
+
+// True when checkFreedBlock would find nothing. For the most common case: false also stands for "not known".
+static bool isSound(const BankOfRecords& all, const Record& record)
+{
+    if (!record.hasNoFlag() || !isHeaderRight(all, record)) {
+        return false;
+    }
+    const unsigned int bytes = bytesOf(record);
+    const unsigned int spare = bytes - record.request;
+    return !isChecking() || (spare <= sc_mostSpare ? isSpare(record.block + bytes, spare)
+                                                   : isAll(record.block + record.request, spare, sc_spareByte));
 }
 
 static int freeInHeap(const Call& call, RecordedBank& mine, void* block, RealFree* real)
 {
     const MemoryBank_s& bank = realBank(call.manager, call.bank);
-    Record* record = mine.records.find(block);
+    uint32_t slot = 0;
+    Record* record = mine.records.find(block, &slot);
     if (!record) {
         return freeUnknown(call, mine, block, real);
     }
-    __builtin_prefetch(mine.records.linked(record->older), 1);
-    __builtin_prefetch(mine.records.linked(record->newer), 1);
     if (record->is(RECORD_QUARANTINE)) {
         tellDoubleFree(ManagerView::of(call.manager), call.bank, block, call.caller);
         return MEMERR_BLOCK;
     }
     const BankOfRecords all = viewOf(call.bank, bank, mine);
-    const bool isRight = checkBlock(all, *record, call.caller);
-    if (isRight) {
-        checkNeighbour(all, record->newer, WORD_NEXT);
-        checkNeighbour(all, record->older, WORD_PREV);
-    }
-    const unsigned int bytes = record->request;
-    g_lastFrees.note(block, {call.bank, {bytes, record->name, record->line}, call.caller});
-    return settings().quarantine != 0 ? hold(call, mine, *record, real) : release(call, mine, *record, isRight, real);
+    const bool isRight = isSound(all, *record) || checkFreedBlock(all, *record, call.caller);
+    g_lastFrees.note(block, {call.bank, {record->request, record->header.name, record->line}, call.caller});
+    return settings().quarantine != 0 ? hold(call, mine, *record, real)
+                                      : release(call, mine, *record, slot, isRight, real);
 }
 
 // ---- free: a linear bank
@@ -412,13 +481,15 @@ static int emptyLinear(const Call& call, RecordedBank& mine, void* block, RealFr
     const size_t used = static_cast<size_t>(bank.cursor - bank.base);
     for (uint32_t place = 0; place < mine.records.places(); ++place) {
         const Record& record = mine.records.at(place);
-        beforeFree(wholeOf(bank, record), wholeBytesOf(record), isFallback(record));
-        retractBlock(&mine, record.block, wholeOf(bank, record), wholeBytesOf(record), true);
+        if (record.block) {
+            beforeFree(wholeOf(record), wholeBytesOf(record), isFallback(record));
+            retractBlock(&mine, record.block, wholeOf(record), wholeBytesOf(record), true);
+        }
     }
     retractRegion(bank.base, size);
     const int result = realFree(call, mine, block, real);
     mine.records.clear();
-    mine.newest[0] = mine.newest[1] = 0;
+    mine.ends[0] = mine.ends[1] = ListEnds();
     if (isChecking() && mine.isFilled && bank.base) {
         const bool isSame = bank.base == base && bank.size == size;
         memset(bank.base, sc_freedByte, isSame ? used : bank.size);
@@ -466,29 +537,30 @@ void recordManager(MemoryMgr* manager)
     }
     const bool isFirst = g_recordedManager == nullptr;
     g_recordedManager = manager;
+    s_start = isFirst ? millisecondsNow() : s_start;
     for (RecordedBank& mine : s_banks) {
         Lock lock(mine);
         if (isFirst) {
             announcePool(&mine);
         }
         mine.records.clear();
-        mine.newest[0] = mine.newest[1] = 0;
+        mine.ends[0] = mine.ends[1] = ListEnds();
         mine.heldCount = 0;
         mine.areLinksKnown = true;
         mine.isFilled = false;
     }
 }
 
-static void forgetRegion(const MemoryBank_s& bank, RecordedBank& mine)
+static void forgetRegion(RecordedBank& mine)
 {
     for (uint32_t place = 0; place < mine.records.places(); ++place) {
         Record& record = mine.records.at(place);
         if (record.block && !isFallback(record)) {
-            retractBlock(&mine, record.block, wholeOf(bank, record), wholeBytesOf(record), true);
+            retractBlock(&mine, record.block, wholeOf(record), wholeBytesOf(record), true);
             mine.records.remove(&record);
         }
     }
-    mine.newest[0] = 0;
+    mine.ends[0] = ListEnds();
     mine.heldCount = 0;
     mine.isFilled = false;
 }
@@ -499,7 +571,7 @@ void regionsEnd(MemoryMgr* manager)
         RecordedBank& mine = recordedBank(index);
         const MemoryBank_s& bank = realBank(manager, index);
         Lock lock(mine);
-        forgetRegion(bank, mine);
+        forgetRegion(mine);
         if (bank.base) {
             retractRegion(bank.base, bank.size);
         }
@@ -543,18 +615,37 @@ void checkRecords(MemoryMgr* manager, RealFree* real)
 
 // ---- The records, for the tool
 
-static void sendBlock(int index, const MemoryBank_s& bank, const Record& record, Channel& channel)
+static void addBlock(Message& lines, int index, const MemoryBank_s& bank, const Record& record)
 {
-    Message line;
-    line.add("block ").add(index).add(" ");
-    if (isInRegionOf(bank, record)) {
-        line.add(static_cast<unsigned int>(record.block - bank.base));
+    lines.add("block ").add(index).add(" ");
+    if (!isFallback(record)) {
+        lines.add(static_cast<unsigned int>(wholeOf(record) - bank.base));
     } else {
-        line.add("-1");
+        lines.add("-1");
     }
-    line.add(" ").add(record.request).add(" ").addHex(reinterpret_cast<uintptr_t>(record.file)).add(" ");
-    line.add(record.line).add(" ").add(record.stack()).add("\n");
-    channel.send(line);
+    lines.add(" ").add(record.request);
+    if (hasHeader(record)) {
+        lines.add(" name ").add(record.header.name);
+    } else {
+        lines.add(" text ").addHex(reinterpret_cast<uintptr_t>(record.file));
+    }
+    lines.add(" ").add(record.line).add(" ").add(record.stack()).add(" ").add(record.born).add("\n");
+}
+
+static void sendBlocksOf(int index, const MemoryBank_s& bank, const RecordedBank& mine, Channel& channel)
+{
+    static const size_t sc_part = 3800; // bytes sent at once; a line more fits into a message
+    Message lines;
+    for (uint32_t place = 0; place < mine.records.places(); ++place) {
+        if (mine.records.at(place).block) {
+            addBlock(lines, index, bank, mine.records.at(place));
+        }
+        if (lines.length() > sc_part) {
+            channel.send(lines);
+            lines = Message();
+        }
+    }
+    channel.send(lines);
 }
 
 static void sendStacks(Channel& channel)
@@ -576,12 +667,7 @@ void sendBlocks(MemoryMgr* manager, Channel& channel)
         if (!mine.mutex.lockSoon()) {
             continue;
         }
-        for (uint32_t place = 0; place < mine.records.places(); ++place) {
-            const Record& record = mine.records.at(place);
-            if (record.block && (record.stack() != 0 || !hasHeader(bank, record))) {
-                sendBlock(index, bank, record, channel);
-            }
-        }
+        sendBlocksOf(index, bank, mine, channel);
         mine.mutex.unlock();
     }
     sendStacks(channel);

@@ -54,12 +54,14 @@ void checkRecords(MemoryMgr* manager, RealFree* real);
 
 class Channel;
 
-// Sends a line for each block whose stack is known, and for each block of a linear bank's region; then the stacks:
+// Sends a line for each block in use; then the stacks:
 //
-//   block 2 64 104 0x55d0c01234 41 7      bank, offset in the region, bytes, text and line of the tag, stack (0: none)
+//   block 2 64 104 name 12 41 7 1500      bank, offset of the node in the region, bytes, source name and line of the
+//                                         tag, stack (0: none), milliseconds from the first memory manager on
 //   stack 7 {code 0x55d0c04444} {code 0x55d0c05555}
 //
-// A fallback block has the offset -1.
+// A block without a header has its own offset, and "text" and the address of its source name. A fallback block has the
+// offset -1.
 void sendBlocks(MemoryMgr* manager, Channel& channel);
 
 } // namespace watch

@@ -63,8 +63,9 @@ def notes_below(folder):
 
 def _read(gcov, notes):
     words = [gcov, "--json-format", "--stdout", "--branch-probabilities", *notes]
-    output = subprocess.run(words, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True).stdout
-    return [json.loads(line) for line in output.splitlines()]
+    # gcov's status is not 0 when it cannot read the counts of an object. The lines of that object then count as not reached.
+    output = subprocess.run(words, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=False).stdout
+    return [json.loads(line) for line in output.splitlines() if line.startswith(b"{")]
 
 
 def _has_code(text):
@@ -169,7 +170,7 @@ def explained(path):
     """The lines of the list, by source."""
     lines = collections.defaultdict(collections.Counter)
     with open(path, encoding="utf-8") as file:
-        items = re.sub(r"(?m)^#.*\n", "", file.read()).strip().split("\n\n")
+        items = re.split(r"\n\n+", re.sub(r"(?m)^#.*\n", "", file.read()).strip())
     for item in filter(None, items):
         source, *rest = item.split("\n")
         lines[source].update(line[2:] for line in rest if line.startswith("- "))

@@ -1,8 +1,8 @@
 """Writes down which lines of the tools in Python run. Python imports this module at the start of each program when this
 folder is in PYTHONPATH; `./run coverage` puts it there.
 
-PYLINES_FOLDER names a folder: each process adds a file to it, with a line "path:number" for each line that ran. GDB runs a copy
-of tools/gdb/core.py, whose name ends with "-gdb.py".
+PYLINES_FOLDER names a folder: each process adds a file to it, with a line "path:number" for each line that ran. The tests run
+copies of the sources in the build's folder tools. GDB runs a copy of tools/gdb/core.py, whose name ends with "-gdb.py".
 """
 import atexit
 import os
@@ -17,8 +17,9 @@ _paths = {} # by a code object's file name: the source's path; None for files th
 
 def _path_of(name):
     if name not in _paths:
-        path = _PRINTERS if name.endswith("-gdb.py") else os.path.realpath(name)
-        _paths[name] = path if path.startswith(_TOOLS) else None
+        _, tools, end = os.path.realpath(name).rpartition("/tools/")
+        path = _PRINTERS if name.endswith("-gdb.py") else os.path.join(_TOOLS, end)
+        _paths[name] = path if (tools or path == _PRINTERS) and os.path.exists(path) else None
     return _paths[name]
 
 

@@ -170,11 +170,9 @@ MemoryHeapNode_s* FreeIndex::_firstLargeFrom(unsigned long size) const
         return nullptr;
     }
     const unsigned int bytes = static_cast<unsigned int>(size);
-    const bool isExact = unitsFor(bytes) < m_exactCount;
-    const unsigned int number = _firstClassFrom(isExact ? unitsFor(bytes) : _largeClassOf(bytes));
-    MemoryHeapNode_s* head = _headOf(number);
+    MemoryHeapNode_s* head = _headOf(_firstClassFrom(_largeClassOf(bytes)));
     MemoryHeapNode_s* node = head;
-    while (!isExact && node && node->size < bytes) {
+    while (node && node->size < bytes) {
         node = insideLink(node->next);
         if (node && !_isUnit(node)) {
             return head; // it is too small, which firstOfAtLeast takes for a contradiction

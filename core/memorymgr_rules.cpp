@@ -20,7 +20,7 @@ static const MemoryBank_s* s_sound[33];
 static bool isInside(const MemoryBank_s* bank, const MemoryHeapNode_s* node)
 {
     const uintptr_t at = reinterpret_cast<uintptr_t>(node) - reinterpret_cast<uintptr_t>(bank->base);
-    return bank->base && at <= bank->size - sc_headerSize && node->size <= bank->size - at;
+    return at <= bank->size - sc_headerSize && node->size <= bank->size - at;
 }
 
 static bool isOnList(const MemoryHeapNode_s* list, const MemoryHeapNode_s* node)
@@ -31,7 +31,7 @@ static bool isOnList(const MemoryHeapNode_s* list, const MemoryHeapNode_s* node)
     return list != nullptr;
 }
 
-// Whether the list has count nodes, and each has this magic, lies inside the bank and is linked with its neighbours.
+// Whether the list has count nodes (0 in a bank without a region), and each has this magic, lies inside the bank and is linked with its neighbours.
 static bool isListOf(const MemoryBank_s* bank, const MemoryHeapNode_s* list, unsigned int magic, unsigned int count)
 {
     const MemoryHeapNode_s* before = nullptr;

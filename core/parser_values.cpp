@@ -207,12 +207,12 @@ static inline bool isOther(const char* token, const char* name)
 // Takes the next token and reads it as a number. Returns false when there is no token or no number.
 //
 // The fast path: the token begins at the line position, and the number is the whole token. Then the end of the
-// number is the end of the token and need not be searched for.
+// number is the end of the token and need not be searched for. A token was taken before, so the line position is not null.
 template <typename Value>
 inline __attribute__((always_inline)) bool Parser::_cutNumber(Value* value)
 {
     const char* text = m_position;
-    if (text && *text > ' ' && readNumber(&text, value) && (*text == ' ' || *text == '\0')) {
+    if (*text > ' ' && readNumber(&text, value) && (*text == ' ' || *text == '\0')) {
         char* const end = m_position + (text - m_position);
         *end = '\0';
         m_position = end < m_bounds.textEnd ? end + 1 : m_bounds.textEnd;

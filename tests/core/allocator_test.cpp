@@ -167,6 +167,23 @@ TEST(Allocator, ConstructsInTheCallersStorage)
     EXPECT_EQ(s_game.base().allocCount, 0u);
 }
 
+// core itself throws no exceptions; a game's constructor may.
+template <typename Base>
+struct Thrower : Base {
+    Thrower() { throw 1; }
+};
+
+TEST(Allocator, AConstructorThatThrowsLeavesNoBlock)
+{
+    EXPECT_THROW(new Thrower<Unit>, int);
+    EXPECT_THROW(new ("game/unit", 12) Thrower<Unit>, int);
+    EXPECT_EQ(s_game.units().freeCount, 2u);
+    EXPECT_EQ(s_game.units().usedNodeCount, 1u);
+    alignas(Unit) unsigned char storage[sizeof(Unit)]; // the caller's, so it is not freed
+    EXPECT_THROW(new (storage) Thrower<Unit>, int);
+    EXPECT_EQ(s_game.units().freeCount, 2u);
+}
+
 TEST(Allocator, DeletesWhatWasConstructedInABlockOfItsBank)
 {
     Unit* unit = new (s_game.alloc(1, sizeof(Unit), "game/unit", 12)) Unit(3);
@@ -326,6 +343,25 @@ TEST(AlignedAllocator, MakesObjectsWhereTheirClassNeedsThem)
     static_assert(std::is_empty<AlignedAllocator<1>>::value, "no fields");
     static_assert(!std::is_polymorphic<AlignedAllocator<1>>::value, "no virtual functions");
     static_assert(sizeof(Vec4) == 16, "nor does a derived class grow");
+}
+
+TEST(AlignedAllocator, AConstructorThatThrowsLeavesNoBlock)
+{
+    OddGame game;
+    EXPECT_THROW(new Thrower<Vec4>, int);
+    EXPECT_THROW(new ("game/vec", 12) Thrower<Vec4>, int);
+    EXPECT_EQ(game.banks[1].freeCount, 2u);
+    EXPECT_EQ(game.check(1, true), MEMERR_NONE);
+    alignas(Vec4) unsigned char storage[sizeof(Vec4)];
+    EXPECT_THROW(new (storage) Thrower<Vec4>, int);
+}
+
+TEST(AlignedAllocator, AlignsToAtLeast16Bytes)
+{
+    OddGame game;
+    void* block = Vec4::operator new(100, std::align_val_t(8));
+    EXPECT_TRUE(isAligned(block, 16));
+    Vec4::operator delete(block);
 }
 
 TEST(AlignedAllocator, DeletesThroughAVirtualDestructor)

@@ -495,9 +495,9 @@ TEST(HashTableRules, TheCheckFindsAChainThatEndsInItselfOrLeavesThePool)
 {
     WatchedMemory memory;
     Table table(10, 4);
-    HashData<int> other;
     HashData<int>* node = table.insert("a", &s_records[1]);
-    for (HashData<int>* wrong : {node, &other}) {
+    HashData<int>* const nodes = table.m_pool->m_nodes;
+    for (HashData<int>* wrong : {node, nodes - 1, nodes + 4}) {
         node->m_next = wrong;
         expectBroken(table, "hash table 1: ");
     }

@@ -125,6 +125,18 @@ TEST_F(Check, AnswersMemerrFreeNodeWhenALinkOfTheFreeListLeadsOutOfTheBank)
     EXPECT_EQ(check(), MEMERR_FREE_NODE);
 }
 
+TEST_F(Check, AnswersMemerrFreeNodeForAListThatBeginsOutsideTheBank)
+{
+    MemoryBank_s& bank = m_memory.banks[0];
+    bank.freeList = reinterpret_cast<MemoryHeapNode_s*>(bank.base + bank.size - 8); // its header would leave the bank
+    EXPECT_EQ(check(), MEMERR_FREE_NODE);
+    bank.freeList = reinterpret_cast<MemoryHeapNode_s*>(bank.base + bank.size);
+    EXPECT_EQ(check(), MEMERR_FREE_NODE);
+    char* base = std::exchange(bank.base, nullptr);
+    EXPECT_EQ(check(), MEMERR_BLOCK); // a bank without a region has no nodes
+    bank.base = base;
+}
+
 TEST_F(Check, AnswersMemerrSizeWhenTheLinksOfAListFormACircle)
 {
     alarm(60); // without an end, the check would go round for ever

@@ -794,6 +794,38 @@ TEST(PlacedNew, DeletingAManagerInABlockOfBank0FreesTheBlock)
     }
 }
 
+TEST(PlacedNew, DeletingAManagerInAnOlderFallbackBlockOfBank0FreesTheBlock)
+{
+    GameMemory memory;
+    memory.defineHeap("bank", 32);
+    memory.initialize();
+    void* storage = memory.alloc(0, sizeof(GameMemory), "test", 1);
+    void* newer = memory.alloc(0, 100, "test", 2);
+    deleteManager(new (storage) GameMemory);
+    EXPECT_EQ(memory.banks[0].freeCount, 1u);
+    EXPECT_EQ(memory.banks[0].extList, static_cast<MemoryHeapNode_s*>(newer) - 1);
+    memory.free(0, newer);
+}
+
+TEST(PlacedNew, DeletingAManagerWhileBank0HasNoMemoryFreesNothing)
+{
+    GameMemory memory; // without banks
+    UsedStorage storage;
+    deleteManager(storage.makeManager());
+    EXPECT_EQ(memory.banks[0].freeCount, 0u);
+}
+
+// The compiler calls the class's operator delete.
+TEST(PlacedNew, AConstructorThatThrowsLeavesTheStorageToTheGame)
+{
+    struct ThrowingMemory : GameMemory {
+        ThrowingMemory() { throw 1; }
+    };
+    alignas(ThrowingMemory) static unsigned char s_storage[sizeof(ThrowingMemory)];
+    EXPECT_THROW(new (s_storage) ThrowingMemory, int);
+    EXPECT_THROW(new ThrowingMemory, int); // the address sanitizer tells what is left
+}
+
 TEST(PlacedNew, DeletingAManagerInAnotherBankKeepsTheBlock)
 {
     GameMemory memory;

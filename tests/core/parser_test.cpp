@@ -531,6 +531,17 @@ TEST(EmptyLines, AtTheEndOfATextThatIsLengthenedCountWithoutTheOneThatWasPassed)
     EXPECT_FALSE(parser.ParseLine());
 }
 
+TEST(GetEqualsToken, TakesAMarkInATextThatWasLengthenedAfterIt)
+{
+    char buffer[16] = "=";
+    Parser parser(buffer);
+    EXPECT_TRUE(parser.ParseLine());
+    strcpy(buffer + 1, " x");
+    EXPECT_TRUE(parser.GetEqualsToken());
+    EXPECT_FALSE(parser.GetEqualsToken()); // the line ends where the text ended
+    EXPECT_STREQ(buffer + 2, "x");
+}
+
 TEST(Reset, ReadsAShorterTextThatWasPutIntoTheBuffer)
 {
     char buffer[64] = "a long text that is one line\nand another one";
@@ -565,6 +576,15 @@ TEST(GetToken, CutsTheLineAtItsDelimiter)
     EXPECT_EQ(parser.token(), "three"); // blanks in front of it are skipped
     EXPECT_EQ(parser.token(), "(none)");
     EXPECT_EQ(parser.bytes(), std::string("one\0 two\0\t three\0\0", 18));
+}
+
+TEST(GetToken, EachCharacterOfTheDelimitersEndsAToken)
+{
+    TextParser parser("a,b c\n");
+    parser.ParseLine();
+    EXPECT_STREQ(parser.GetToken(" ,"), "a");
+    EXPECT_STREQ(parser.GetToken(" ,"), "b");
+    EXPECT_STREQ(parser.GetToken(" ,"), "c");
 }
 
 TEST(GetToken, KeepsATabInsideAToken)

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits.h>
 #include <locale.h>
 #include <math.h>
@@ -445,6 +446,58 @@ TEST(CurrentLine, ReadersContinueInTheNextLineAfterABareLineFeed)
     EXPECT_TRUE(parser.GetInt2(&first, &second));
     EXPECT_EQ(first, 5);
     EXPECT_EQ(second, 6);
+}
+
+// ---- numbers of named parameters ----
+
+static double valueAt(e_ReaderValue type, const void* values, int index)
+{
+    switch (type) {
+    case VALUE_INT8:
+        return static_cast<const int8_t*>(values)[index];
+    case VALUE_INT16:
+        return static_cast<const int16_t*>(values)[index];
+    case VALUE_INT64:
+        return static_cast<double>(static_cast<const int64_t*>(values)[index]);
+    case VALUE_FLOAT:
+        return static_cast<double>(static_cast<const float*>(values)[index]);
+    default:
+        return static_cast<const int32_t*>(values)[index];
+    }
+}
+
+// A line, and how many of the numbers 5 and 6 its parameter has.
+struct NamedNumbers {
+    const char* text;
+    int count;
+};
+
+static const NamedNumbers sc_namedNumbers[] = {
+    {"x = 5 6", 2},      {"x = 5 6\n", 2}, {"x = 5 6 \ny", 2}, {"x =  5  6", 2}, {"x = 5q 6q\n", 2},
+    {"x = 5\t6 6\n", 2}, {"x = 5", 1},     {"x = 5 \n", 1},    {"x = 5 q", 1},   {"x = q 5", 0},
+    {"x =", 0},          {"x = \n", 0},    {"x", 0},
+};
+
+TEST(NamedNumbers, AreReadBySpacesAndEndsOfTextsByEachReader)
+{
+    for (const ParserReader& reader : sc_parserReaders) {
+        if (reader.group != READER_NAMED || reader.value == VALUE_BOOLEAN || reader.value == VALUE_TEXT) {
+            continue;
+        }
+        for (const NamedNumbers& line : sc_namedNumbers) {
+            const std::string what = std::string(reader.function) + ": " + line.text;
+            TextParser parser(line.text);
+            parser.ParseLine();
+            int64_t values[2] = {0, 0};
+            ReaderCall call = {parser, nullptr, parser.GetToken(" "), "x", values, 0, nullptr};
+            EXPECT_TRUE(reader.read(call)) << what;
+            const int count = std::min(line.count, reader.count);
+            for (int i = 0; i < reader.count; ++i) {
+                EXPECT_EQ(valueAt(reader.value, values, i), i < count ? 5 + i : 0) << what;
+            }
+            EXPECT_EQ(takeMessages() != "", count < reader.required) << what;
+        }
+    }
 }
 
 // ---- booleans ----

@@ -138,6 +138,17 @@ TEST(SettingsWatch, AMarkWhoseKeyCannotBeMadeIsNeitherFoundNorMade)
     EXPECT_EQ(takeLog(), "string Ostrel Works/game = null");
 }
 
+TEST(SettingsWatch, AMarkWhoseValueCannotBeMadeIsNotMade)
+{
+    s_refused = "";
+    bool created = false;
+    EXPECT_FALSE(Platform::RegInitSecureKey("game", created));
+    EXPECT_TRUE(created);
+    EXPECT_EQ(takeLog(), "string Ostrel Works/game = #1, copy #1 of any application, any user, this host = null, "
+                         "string  = null, "
+                         "copy #1 of any application, any user, this host = null, release #1");
+}
+
 TEST(SettingsWatch, ALongNameOfAMarkIsTruncatedTo1023BytesInAll)
 {
     bool created = false;

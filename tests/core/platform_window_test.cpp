@@ -473,6 +473,7 @@ TEST(MessageBox, IsAnAlertWithOneButton)
 
 TEST(MessageBox, OmitsALastCharacterThatTruncationHasSplit)
 {
+    static const std::string s_continuing(4095, '\x80');
     static const struct {
         const char* front;
         size_t length; // of the front and what fills up to here
@@ -504,6 +505,7 @@ TEST(MessageBox, OmitsALastCharacterThatTruncationHasSplit)
         {"", 4092, "\xed\xa0\x80", 4094},
         {"", 4092, "\xf4\x90\x80\x80", 4094},
         {"", 4090, "\x80\x80\x80\x80x", 4094},
+        {"", 0, s_continuing.c_str(), 4094}, // no byte of it begins a character
         // Not cut.
         {"", 4093, "\xc3", 4094},
         {"", 3, "\xc3", 4},

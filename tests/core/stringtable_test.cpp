@@ -225,6 +225,67 @@ TEST(StringTable, IsWrittenThroughALinkOfTheUsersOwn)
     EXPECT_EQ(readFile("private"), entryLine("a", "a"));
 }
 
+// Whether a table with this folder writes its strings file. If it does not, it names another user's link.
+static bool isWrittenIn(const std::string& folder)
+{
+    WatchedMemory memory;
+    StringTable::s_setLocalePath(folder.c_str());
+    {
+        StringTable table;
+        table.translate("a");
+    }
+    const bool isRefused = takeMessages().find("another user's link") != std::string::npos;
+    return !isRefused;
+}
+
+TEST(StringTable, IsWrittenIntoAFolderWithADOSPath)
+{
+    std::filesystem::create_directories("x/y");
+    EXPECT_TRUE(isWrittenIn("x\\y"));
+    EXPECT_EQ(readFile("x/y/strings.utf8"), entryLine("a", "a"));
+    EXPECT_TRUE(isWrittenIn("c:y"));
+}
+
+TEST(StringTable, IsWrittenThroughLinksOfTheUsersOwnUnlessTheyAreMoreThanTheSystemFollows)
+{
+    std::filesystem::create_directory("home");
+    symlink(std::filesystem::absolute("home").c_str(), "link0");
+    for (int number = 1; number <= 40; ++number) {
+        symlink(("link" + std::to_string(number - 1)).c_str(), ("link" + std::to_string(number)).c_str());
+    }
+    EXPECT_TRUE(isWrittenIn("link39")); // 40 links
+    EXPECT_EQ(readFile("home/strings.utf8"), entryLine("a", "a"));
+    EXPECT_FALSE(isWrittenIn("link40"));
+}
+
+// The path that a link leads to has no room in 1023 bytes, so it cannot be checked.
+TEST(StringTable, IsNotWrittenThroughALinkThatIsTooLong)
+{
+    symlink(std::string(1023, 'x').c_str(), "link");
+    EXPECT_FALSE(isWrittenIn("link"));
+    std::string target;
+    while (target.size() < 960) {
+        target += "./";
+    }
+    symlink(target.c_str(), "dots");
+    EXPECT_FALSE(isWrittenIn("dots/" + std::string(100, 'x')));
+}
+
+TEST(StringTable, IsWrittenIntoAFileWithASecondNameUnlessOtherUsersOwnItsFolder)
+{
+    writeFile("file", "");
+    ASSERT_EQ(link("file", sc_file), 0);
+    EXPECT_TRUE(isWrittenIn("")); // the test's own folder
+    EXPECT_EQ(readFile("file"), entryLine("a", "a"));
+
+    SKIP_UNLESS_ROOT();
+    std::filesystem::create_directory("theirs");
+    ASSERT_EQ(link("file", "theirs/strings.utf8"), 0);
+    EXPECT_TRUE(isWrittenIn("theirs"));
+    ASSERT_EQ(chown("theirs", sc_attacker, sc_attacker), 0);
+    EXPECT_FALSE(isWrittenIn("theirs"));
+}
+
 TEST(StringTable, LosesNothingButTheFileWhenTheDiskIsFull)
 {
     WatchedMemory memory;
@@ -813,6 +874,23 @@ TEST(StringTable, EndsSafelyWhenTheMemoryManagerIsGoneBefore)
     g_MemoryPtr = &memory;
     EXPECT_EQ(readFile(sc_file), "");
 }
+
+#ifndef NDEBUG
+
+// A build with assertions checks the rules of core/hashtable.h when the table ends.
+TEST(StringTable, TheEndOfATableThatBreaksARuleEndsTheProcessWithTheRule)
+{
+    WatchedMemory memory;
+    const auto end = [] {
+        signal(SIGABRT, [](int) { exit(3); });
+        StringTable table;
+        table.translate("a");
+        m_tableOf(table)->m_pool->allocNode(); // is on no list
+    };
+    EXPECT_EXIT(end(), testing::ExitedWithCode(3), "a string table breaks a rule: hash table 1: ");
+}
+
+#endif
 
 TEST(StringTable, HasAVirtualDestructor)
 {

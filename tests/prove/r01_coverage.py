@@ -1,20 +1,25 @@
-"""R1: lines and branches of core that the tests reach, by the preset coverage. Only a full run measures it."""
+"""R1: which lines and branches the tests reach, by `./run coverage`. Only a full run measures it, because all tests run."""
 import os
-import re
 
+import coverage
 import figure
 
-TITLE = "lines and branches of `core/` that the tests of the preset `coverage` reach"
-TARGET = "100 % and 100 %"
+TITLE = "lines and branches of `core/` that the tests reach, and lines of the other folders"
+TARGET = "`core/`: 100 % and 100 %, but for lines listed with a reason; other folders: 95 % of the lines"
 COMMAND = "./run prove R1"
+LEAST = 95 # percent of the lines of each other folder
 
 
 def measure(place):
     if not place.full:
         raise figure.NotMeasured("a full run measures it: all tests run")
-    output = figure.run([os.path.join(place.source, "run"), "coverage"], cwd=place.source).stdout
-    found = [re.search(rf"^{name}: ([\d.]+)% \((\d+) out of (\d+)\)", output, re.MULTILINE) for name in ("lines", "branches")]
-    if not all(found):
-        raise figure.NotMeasured(f"./run coverage: {figure.last_lines(output)}")
-    text = ", ".join(f"{match[1]} % of {match[3]} {name}" for match, name in zip(found, ("lines", "branches")))
-    return figure.Value(text, reached=all(match[2] == match[3] for match in found))
+    result = figure.run([os.path.join(place.source, "run"), "coverage"], cwd=place.source)
+    try:
+        report = coverage.Report(place.source)
+    except OSError as error:
+        raise figure.NotMeasured(f"./run coverage: {figure.last_lines(result.stdout)}") from error
+    faults = report.faults()
+    if result.returncode != 0:
+        faults.append(f"./run coverage: {figure.last_lines(result.stdout)}")
+    shares = report.shares()
+    return figure.Value(report.summary(), faults, all(share >= LEAST for share in shares.values()))

@@ -77,7 +77,7 @@ standIn dpkg-query <<'END'
 #!/bin/bash
 printf 'installed %s\n' "${@:3}"
 END
-for program in openbox xdotool ninja gcovr; do
+for program in openbox xdotool ninja; do
     standIn $program <<<'#!/bin/true'
 done
 
@@ -88,7 +88,7 @@ newClone() {
     rm -rf "$folder/clone"
     mkdir -p "$folder/clone/bench" "$folder/clone/tests/fuzz/corpus/one" "$folder/clone/tests/soak" \
         "$folder/clone/tests/consumer" "$folder/clone/packaging" "$folder/clone/tests/tools/core-memory" \
-        "$folder/clone/tests/watch"
+        "$folder/clone/tests/watch" "$folder/clone/tests/prove"
     cd "$folder/clone"
     : >"$NOTED"
     cp "$run" run
@@ -97,9 +97,9 @@ newClone() {
     printf '#!/bin/sh\ncat >"$1" && touch "$2"\n' >bench/table.py
     printf '#!/bin/sh\nexec "$1"\n' >tests/soak/soak.py
     printf '#!/bin/sh\n' | tee tests/lint.sh tests/consumer/matrix.sh packaging/check.sh tests/soak/two_users.py \
-        tests/watch/planted.py >tests/tools/core-memory/page_test.py
+        tests/prove/coverage.py tests/watch/planted.py >tests/tools/core-memory/page_test.py
     chmod +x tests/consumer/matrix.sh packaging/check.sh bench/table.py tests/soak/*.py tests/tools/core-memory/page_test.py \
-        tests/watch/planted.py tests/lint.sh
+        tests/watch/planted.py tests/prove/coverage.py tests/lint.sh
 }
 
 # ---- The commands, as the README has them.

@@ -151,6 +151,14 @@ TEST(Index, IsGivenUpForGoodWhenItsBankContradictsIt)
     EXPECT_EQ(heap.check(0), 0);
 }
 
+TEST(PlainNew, IsNullWithoutMemory)
+{
+    LibraryMemory::isWatched = LibraryMemory::isEmpty = true;
+    const GameMemory* memory = new GameMemory;
+    LibraryMemory::isWatched = LibraryMemory::isEmpty = false;
+    EXPECT_EQ(memory, nullptr);
+}
+
 #endif
 
 // A node of every size, beginning at every distance from a word of the index, is joined with what is freed beside it.
@@ -275,6 +283,62 @@ TEST(Index, FindsANodeInABankOfManyClasses)
     EXPECT_EQ(heap.allocNode(64), small);
     EXPECT_EQ(heap.allocNode(2 << 20), middle + (1 << 20) + 32);
 }
+
+TEST(Index, ASizeAboveThatOfTheBankHasNoNode)
+{
+    LargeHeap heap;
+    char* block = heap.allocNode(64);
+    heap.allocNode(32);
+    heap.free(block); // the newest node is too small
+    block = heap.allocNode(sc_large + 32);
+    EXPECT_EQ(heap.banks[0].extNodeCount, 1u);
+    EXPECT_EQ(heap.free(block), 0);
+    EXPECT_EQ(heap.freeNodes(), "0+64 96+130976");
+}
+
+// Nodes of 4096 to 5119 bytes share a class.
+TEST(Index, AClassWithTooSmallNodesAloneHasNoNode)
+{
+    LargeHeap heap;
+    char* large = heap.allocNode(5088);
+    heap.allocNode(32);
+    char* small = heap.allocNode(4096);
+    heap.allocNode(32);
+    char* newest = heap.allocNode(64);
+    heap.allocNode(sc_large - 5088 - 4096 - 128);
+    heap.free(small);
+    heap.free(newest);
+    EXPECT_EQ(heap.free(heap.allocNode(4800)), 0);
+    EXPECT_EQ(heap.free(heap.allocNode(10000)), 0);
+    EXPECT_EQ(heap.banks[0].extNodeCount, 2u);
+    heap.free(large); // now the newest
+    EXPECT_EQ(heap.allocNode(4800), large);
+    EXPECT_EQ(heap.banks[0].extNodeCount, 2u);
+}
+
+#ifdef WATCHES_LIBRARY_MEMORY // the sanitizers would write a byte for each 8 bytes of the bank
+
+// A bank of more than 1 GiB has more classes than one word of the top level stands for. Its pages are never touched.
+TEST(Index, FindsANodeInABankOfMoreThanOneGigabyte)
+{
+    if (sizeof(void*) == 4) {
+        GTEST_SKIP() << "there may be no room for the bank";
+    }
+    GameMemory memory;
+    memory.defineHeap("heap", 0x60000000);
+    memory.initialize();
+    void* small = memory.alloc(0, 64, "test", 1);
+    memory.alloc(0, 64, "test", 1);
+    char* large = static_cast<char*>(memory.alloc(0, 1 << 20, "test", 1));
+    memory.alloc(0, 64, "test", 1);
+    memory.free(0, small);
+    memory.free(0, large); // the newest node has no class
+    memory.free(0, memory.alloc(0, 2 << 20, "test", 1));
+    EXPECT_EQ(memory.alloc(0, 128, "test", 1), large);
+    EXPECT_EQ(memory.alloc(0, 64, "test", 1), small);
+}
+
+#endif
 
 TEST(Index, IsMadeAgainWhenItsBankIsMadeAgain)
 {
@@ -472,6 +536,121 @@ TEST(ChangedList, ABlockWithAnOverwrittenSizeIsFreed)
         EXPECT_NE(heap.check(0), 0);
         EXPECT_EQ(heap.banks[0].freeNodeCount, 2u);
     }
+}
+
+// Three free nodes with a used node after each of them.
+struct HeapWithHoles : LargeHeap {
+    char* smaller = allocNode(64);
+    char* afterSmaller = allocNode(32);
+    char* larger = allocNode(96);
+    char* afterLarger = allocNode(32);
+    char* newest = allocNode(128);
+    char* afterNewest = allocNode(32);
+    char* used = allocNode(64);
+    char* afterUsed = allocNode(32);
+
+    HeapWithHoles()
+    {
+        free(smaller);
+        free(larger);
+        free(newest);
+    }
+};
+
+TEST(ChangedList, ANodeIsPlacedBeforeAFreeNodeThatHasLostItsMark)
+{
+    HeapWithHoles heap;
+    setHeaderWord(heap.smaller, 0, 0x12345678);
+    EXPECT_EQ(heap.free(heap.used), 0);
+    EXPECT_EQ(heap.freeNodes(), "384+64 0+64 96+96 224+128 480+130592");
+}
+
+TEST(ChangedList, ASplitNodeKeepsItsPlaceAfterTheNewestNodeHasLostItsMark)
+{
+    HeapWithHoles heap;
+    setHeaderWord(heap.newest, 0, 0x12345678);
+    EXPECT_EQ(heap.allocNode(256), heap.afterUsed + 32);
+    EXPECT_EQ(heap.freeNodes(), "0+64 96+96 224+128 736+130336");
+    EXPECT_EQ(heap.allocNode(96), heap.larger);
+}
+
+TEST(ChangedList, AFreeNodeAfterAFreedOneIsJoinedAlthoughItHasLostItsMark)
+{
+    HeapWithHoles heap;
+    setHeaderWord(heap.larger, 0, 0x12345678);
+    EXPECT_EQ(heap.free(heap.afterSmaller), 0);
+    EXPECT_EQ(heap.freeNodes(), "224+128 0+192 480+130592");
+}
+
+TEST(ChangedList, AFreeNodeWhoseSizeHasShrunkIsJoinedWithThatSize)
+{
+    HeapWithHoles heap;
+    setHeaderWord(heap.larger, 1, 64);
+    EXPECT_EQ(heap.free(heap.afterSmaller), 0);
+    EXPECT_EQ(heap.freeNodes(), "224+128 0+160 480+130592");
+}
+
+TEST(ChangedList, ASizeLargerThanTheBankCountsInAnOlderFreeNodeToo)
+{
+    HeapWithHoles heap;
+    setHeaderWord(heap.larger, 1, sc_large * 2);
+    EXPECT_EQ(heap.allocNode(96), heap.larger);
+    EXPECT_EQ(heap.banks[0].freeNodeCount, 4u);
+}
+
+TEST(ChangedList, AJoinedNodeIsJoinedAgainWithANodeThatNowReachesIt)
+{
+    GameMemory memory; // a small bank, whose list is walked
+    memory.defineHeap("heap", 1024);
+    memory.initialize();
+    char* blocks[4];
+    for (char*& block : blocks) {
+        block = static_cast<char*>(memory.alloc(0, 64, "test", 1)); // nodes of 96 bytes
+    }
+    memory.free(0, blocks[0]);
+    memory.free(0, blocks[2]);
+    setHeaderWord(blocks[0], 1, 2 * 96); // as if the used node after it belonged to it
+    EXPECT_EQ(memory.free(0, blocks[3]), 0);
+    EXPECT_EQ(sizeOf(memory.banks[0].freeList), 1024u);
+    EXPECT_EQ(memory.banks[0].freeNodeCount, 1u);
+}
+
+// Nodes of 4096 to 5119 bytes share a class, so the index follows their links.
+TEST(ChangedList, ALinkToAnotherPlaceIsFollowed)
+{
+    for (const bool isInBank : {false, true}) {
+        GameMemory memory;
+        memory.defineHeap("heap", sc_large);
+        memory.defineHeap("other", 8192);
+        memory.initialize();
+        void* blocks[6];
+        for (int i = 0; i < 6; ++i) {
+            blocks[i] = memory.alloc(0, i == 0 ? 4096 - 25 : i == 2 ? 4800 - 25 : 64 - 25, "test", 1);
+        }
+        for (const int hole : {0, 2, 4}) {
+            memory.free(0, blocks[hole]);
+        }
+        // Not at a multiple of 32 bytes, or in another bank.
+        char* place = isInBank ? static_cast<char*>(blocks[2]) - 16 : memory.banks[1].base;
+        MemoryHeapNode_s* forged = reinterpret_cast<MemoryHeapNode_s*>(place);
+        memset(place, 0, sizeof(*forged)); // without links
+        forged->magic = 0xdeadf00d;
+        forged->size = 4704;
+        headerOf(blocks[0])->next = forged;
+        forged->prev = headerOf(blocks[0]);
+        EXPECT_EQ(memory.alloc(0, 4704 - 25, "test", 1), place + 24);
+        EXPECT_EQ(magicOf(forged), 0xfeedfaceu);
+    }
+}
+
+// The first node of the bank is free, and the game has given it the mark of a block.
+TEST(ChangedList, AFreeNodeWithTheMarkOfABlockIsFreedAgain)
+{
+    HeapWithHoles heap;
+    setHeaderWord(heap.smaller, 0, 0xfeedface);
+    EXPECT_EQ(heap.free(heap.smaller), 0);
+    EXPECT_EQ(heap.free(heap.smaller), MEMERR_BLOCK);
+    EXPECT_NE(heap.check(0), 0);
 }
 
 TEST(ChangedList, FreeingAPointerThatIsNoBlockChangesNothing)

@@ -25,3 +25,41 @@ TEST(Steps, KeepTheirNamesAndArgumentsForTheDebugger)
         EXPECT_NE(dlsym(RTLD_DEFAULT, step), nullptr) << step;
     }
 }
+
+// A member function, called as by the debugger.
+template <typename Result, typename... Arguments>
+static Result call(const char* step, Arguments... arguments)
+{
+    return reinterpret_cast<Result (*)(Arguments...)>(dlsym(RTLD_DEFAULT, step))(arguments...);
+}
+
+TEST(Steps, FindANodeJoinItWithItsNeighboursAndAddItToTheList)
+{
+    struct Game : MemoryMgr {
+        using MemoryMgr::banks;
+        void onOutOfMemory(int) override {}
+    } memory;
+    memory.defineBank(MEMLOC_DEFAULT, MEMBANK_HEAP, "heap", 1024);
+    memory.initialize();
+    MemoryBank_s* bank = &memory.banks[0];
+    MemoryHeapNode_s* node = bank->freeList;
+    const char* find = "_ZN9MemoryMgr16_heapFindBestFitEP12MemoryBank_sm";
+    const char* add = "_ZN9MemoryMgr16_heapAddFreeNodeEP12MemoryBank_sP16MemoryHeapNode_s";
+    const char* join = "_ZN9MemoryMgr16_compactHeapNodeEP12MemoryBank_sP16MemoryHeapNode_s";
+    EXPECT_EQ(call<MemoryHeapNode_s*>(find, &memory, bank, 1024ul), node);
+    EXPECT_EQ(call<MemoryHeapNode_s*>(find, &memory, bank, 1025ul), nullptr);
+
+    bank->freeList = nullptr; // the node is on no list
+    EXPECT_EQ(call<int>(join, &memory, bank, node), 0);
+    EXPECT_EQ(bank->freeList, nullptr);
+    call<void>(add, &memory, bank, node);
+    EXPECT_EQ(bank->freeList, node);
+
+    node->size = 512; // and becomes two
+    MemoryHeapNode_s* upper = reinterpret_cast<MemoryHeapNode_s*>(reinterpret_cast<char*>(node) + 512);
+    upper->magic = node->magic;
+    upper->size = 512;
+    EXPECT_EQ(call<int>(join, &memory, bank, upper), 1);
+    EXPECT_EQ(bank->freeList, node);
+    EXPECT_EQ(static_cast<unsigned int>(node->size), 1024u);
+}

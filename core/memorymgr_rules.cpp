@@ -31,7 +31,8 @@ static bool isOnList(const MemoryHeapNode_s* list, const MemoryHeapNode_s* node)
     return list != nullptr;
 }
 
-// Whether the list has count nodes (0 in a bank without a region), and each has this magic, lies inside the bank and is linked with its neighbours.
+// Whether the list has count nodes (0 in a bank without a region), and each has this magic, lies inside the bank and is
+// linked with its neighbours.
 static bool isListOf(const MemoryBank_s* bank, const MemoryHeapNode_s* list, unsigned int magic, unsigned int count)
 {
     const MemoryHeapNode_s* before = nullptr;

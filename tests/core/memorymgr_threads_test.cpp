@@ -1,4 +1,7 @@
 // Several threads at once: blocks never overlap, counters add up, and banks don't wait for each other.
+//
+// THREAD_OPERATIONS in the environment says how many operations the threads do on all 33 banks, in rounds of 16,000 and
+// a few more; one round by default. The test prints the number of operations.
 #include "tests/support/game_memory.h"
 
 #include <atomic>
@@ -112,16 +115,80 @@ TEST(Threads, ShareTheSystemBank)
     EXPECT_EQ(memory.systemBank.extNodeCount, memory.systemBank.allocCount);
 }
 
-TEST(Threads, UseEveryKindOfBankAtOnce)
+bool isLinear(int bank)
 {
+    return bank % 4 == 3;
+}
+
+// Uses the banks -1 to 31 in turn. Writes the number of operations to *operations. The blocks in linear banks stay in use:
+// the main thread empties these banks.
+void useAllBanks(GameMemory& memory, unsigned int stamp, std::atomic<long>* operations)
+{
+    std::mt19937 random(stamp);
+    std::vector<std::pair<int, Block>> blocks; // with their banks
+    std::vector<Block> level;                  // in linear banks
+    const int growing = 2000;                  // steps
+    int faults = 0;
+    int step = 0;
+    for (; step < growing || !blocks.empty(); ++step) {
+        if (step < growing && (blocks.empty() || (blocks.size() < 64 && random() % 3 != 0))) {
+            const int bank = static_cast<int>(random() % 33) - 1;
+            const Block block(memory, bank, 1 + random() % 300, stamp);
+            if (isLinear(bank)) {
+                level.push_back(block);
+            } else {
+                blocks.emplace_back(bank, block);
+            }
+            continue;
+        }
+        std::swap(blocks[random() % blocks.size()], blocks.back());
+        const auto [bank, block] = blocks.back();
+        faults += !block.isIntact();
+        faults += bank >= 0 && memory.getSize(bank, block.bytes()) < block.size();
+        faults += memory.free(bank, block.bytes()) != 0;
+        blocks.pop_back();
+    }
+    faults += std::count_if(level.begin(), level.end(), [](const Block& block) { return !block.isIntact(); });
+    EXPECT_EQ(faults, 0);
+    *operations += step;
+}
+
+// The heap banks are, in turn, too small for all requests, without an index, and with one.
+void defineAllBanks(GameMemory& memory)
+{
+    static const unsigned int sc_sizes[] = {2048, 8192, 32768, 4096};
+    memory.defineLocAllocCb(MEMLOC_CUSTOM, [](unsigned long size) { return malloc(size); });
+    memory.defineLocFreeCb(MEMLOC_CUSTOM, ::free);
+    memory.defineLocReallocCb(MEMLOC_CUSTOM, [](void* block, unsigned long size) { return ::realloc(block, size); });
+    for (int bank = 0; bank < 32; ++bank) {
+        const e_MemoryLocation location = bank < 16 ? MEMLOC_DEFAULT : MEMLOC_CUSTOM;
+        memory.defineBank(location, isLinear(bank) ? MEMBANK_LINEAR : MEMBANK_HEAP, "bank", sc_sizes[bank % 4]);
+    }
+}
+
+TEST(Threads, UseAll33BanksAtOnce)
+{
+    const char* asked = getenv("THREAD_OPERATIONS");
+    const long wanted = asked ? atol(asked) : 1;
     GameMemory memory;
-    memory.defineHeap("first", 4096);
-    memory.defineHeap("second", 4096);
+    defineAllBanks(memory);
     memory.initialize();
-    inThreads([&memory](int thread) { useBank(memory, thread % 3 - 1, thread + 1); });
-    expectEmpty(memory.banks[0]);
-    expectEmpty(memory.banks[1]);
-    expectEmpty(memory.systemBank);
+    std::atomic<long> operations = 0;
+    for (unsigned int round = 0; operations < wanted && !HasFailure(); ++round) {
+        inThreads([&](int thread) { useAllBanks(memory, sc_threads * round + thread + 1, &operations); });
+        for (int bank = -1; bank < 32; ++bank) {
+            if (isLinear(bank)) {
+                memory.free(bank, nullptr);
+            }
+            const MemoryBank_s& its = bank < 0 ? memory.systemBank : memory.banks[bank];
+            EXPECT_EQ(its.bytesInUse, 0u);
+            EXPECT_EQ(its.usedNodeCount, 0u);
+            EXPECT_EQ(its.usedList, nullptr);
+            EXPECT_EQ(its.extList, nullptr);
+            EXPECT_GT(its.allocCount, 0u);
+        }
+    }
+    printf("%ld operations\n", operations.load());
 }
 
 TEST(Threads, ShareALinearBank)

@@ -62,6 +62,12 @@ struct Processor {
     int hasVectorUnit;
 };
 
+// Without this function, the test framework prints all bytes of the record, also those between its fields.
+static void PrintTo(const Processor& processor, std::ostream* out)
+{
+    *out << processor.name;
+}
+
 class VectorUnit : public testing::TestWithParam<Processor> {};
 
 TEST_P(VectorUnit, IsAskedForByTheFirstSetApp)

@@ -48,6 +48,13 @@ struct Question {
     std::optional<std::string> value;
 };
 
+// Without this function and the next one, the test framework prints all bytes of a record, also those between its
+// fields.
+static void PrintTo(const Question& question, std::ostream* out)
+{
+    *out << question.section << "/" << question.key;
+}
+
 class IniFile : public testing::TestWithParam<Question> {};
 
 TEST_P(IniFile, AnswersAQuestion)
@@ -307,6 +314,11 @@ struct Number {
     const char* text;
     int value;
 };
+
+static void PrintTo(const Number& number, std::ostream* out)
+{
+    *out << number.value;
+}
 
 class Numbers : public testing::TestWithParam<Number> {};
 

@@ -94,7 +94,7 @@ def main():
     parser.add_argument("--seconds", type=int, help="R2: how long to try changes; R7: how long each fuzzer runs")
     parser.add_argument("--only", help="R2: sources whose names contain this text")
     parser.add_argument("--again", action="store_true", help="R2: the changes that survived")
-    parser.add_argument("figures", nargs="*", metavar="FIGURE", help="R1 to R13")
+    parser.add_argument("figures", nargs="*", metavar="FIGURE", help="such as R3")
     arguments = parser.parse_args()
 
     modules = [importlib.import_module(name) for name in FIGURES]

@@ -97,7 +97,8 @@ newClone() {
     printf '#!/bin/sh\ncat >"$1" && touch "$2"\n' >bench/table.py
     printf '#!/bin/sh\nexec "$1"\n' >tests/soak/soak.py
     printf '#!/bin/sh\n' | tee tests/lint.sh tests/consumer/matrix.sh packaging/check.sh tests/soak/two_users.py \
-        tests/prove/coverage.py tests/watch/planted.py >tests/tools/core-memory/page_test.py
+        tests/prove/coverage.py tests/soak/long_game.py tests/watch/planted.py \
+        >tests/tools/core-memory/page_test.py
     chmod +x tests/consumer/matrix.sh packaging/check.sh bench/table.py tests/soak/*.py tests/tools/core-memory/page_test.py \
         tests/watch/planted.py tests/prove/coverage.py tests/lint.sh
 }

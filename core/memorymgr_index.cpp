@@ -40,7 +40,6 @@ static size_t s_written; // words that an earlier index may have written to
 // Returns null if there is no memory.
 static uint64_t* takeZeroes(size_t count, bool isFirstSet)
 {
-    count = (count + sc_line - 1) / sc_line * sc_line;
     if (!isFirstSet || count > sizeof(s_words) / sizeof(s_words[0]) - s_taken) {
         return static_cast<uint64_t*>(calloc(count, sizeof(uint64_t)));
     }
@@ -48,7 +47,7 @@ static uint64_t* takeZeroes(size_t count, bool isFirstSet)
     if (s_taken < s_written) {
         memset(words, 0, count * sizeof(uint64_t));
     }
-    s_taken += count;
+    s_taken += (count + sc_line - 1) / sc_line * sc_line;
     return words;
 }
 

@@ -38,7 +38,7 @@ fi
 [ -e "$tree/CMakeFiles/state" ] || exit 1 # not configured
 touch "${places[@]/%//made}"
 printf '%s/made\n' "${places[@]}" >>"$NOTED"
-for program in demo/core_demo bench/one_bench tests/core/memorymgr_model_test tests/soak/store_writer tests/tools/core-strings/core_strings_random_test tests/fuzz/fuzz_one tools/core-memory/core-memory; do
+for program in demo/core_demo bench/one_bench tests/core/memorymgr_model_test tests/soak/store_writer tests/tools/core-strings/core_strings_random_test tests/fuzz/fuzz_one tools/core-memory/core-memory watch/preload/libcorewatch.so; do
     cp "$STAND_INS/program" "$tree/$program"
     echo "$tree/$program" >>"$NOTED"
 done
@@ -97,10 +97,10 @@ newClone() {
     printf '#!/bin/sh\ncat >"$1" && touch "$2"\n' >bench/table.py
     printf '#!/bin/sh\nexec "$1"\n' >tests/soak/soak.py
     printf '#!/bin/sh\n' | tee tests/lint.sh tests/consumer/matrix.sh packaging/check.sh tests/soak/two_users.py \
-        tests/prove/coverage.py tests/soak/long_game.py tests/watch/planted.py \
+        tests/prove/coverage.py tests/soak/long_game.py tests/watch/planted.py tests/watch/other_machine_test.py \
         >tests/tools/core-memory/page_test.py
     chmod +x tests/consumer/matrix.sh packaging/check.sh bench/table.py tests/soak/*.py tests/tools/core-memory/page_test.py \
-        tests/watch/planted.py tests/prove/coverage.py tests/lint.sh
+        tests/watch/*.py tests/prove/coverage.py tests/lint.sh
 }
 
 # ---- The commands, as the README has them.

@@ -55,7 +55,7 @@ TEST(Walk, GivesTheSameTextOnEveryHost)
 
 static watch::Snapshot takeFromFile(const std::string& name)
 {
-    const std::string bytes = readFile(CORPUS "/" + name);
+    const std::string bytes = readFile(IMAGES "/" + name);
     const unsigned char layout = static_cast<unsigned char>(bytes.at(0));
     const watch::BufferMemory memory({{0x1000, {bytes.begin() + 1, bytes.end()}}},
                                      {layout & 2 ? 8u : 4u, (layout & 1) != 0});

@@ -46,9 +46,21 @@ MemoryHeapNode_s* headerOf(void* block)
 
 #ifdef WATCHES_LIBRARY_MEMORY
 
+// The indexes of the first manager have their memory in the library, as far as it goes. While this manager exists, the
+// indexes of others come from calloc.
+class FirstManager : public GameMemory {
+public:
+    FirstManager()
+    {
+        defineHeap("first", sc_large);
+        initialize();
+    }
+};
+
 // What initialize takes beside the bank.
 size_t takenFor(e_MemoryBankType type, unsigned int size)
 {
+    const FirstManager other;
     Source::startAnew();
     GameMemory memory;
     memory.defineBank(MEMLOC_DEFAULT, type, "bank", 32);
@@ -78,8 +90,19 @@ TEST(Index, IsNotMadeForSmallAndLinearBanks)
     EXPECT_EQ(takenFor(MEMBANK_LINEAR, 1 << 20), 0u);
 }
 
+TEST(Index, OfTheFirstManagersSmallBanksTakesNoMemory)
+{
+    LargeHeap heap;
+    LibraryMemory::taken = 0;
+    LibraryMemory::isWatched = true;
+    heap.initialize(); // its banks begin anew
+    LibraryMemory::isWatched = false;
+    EXPECT_EQ(LibraryMemory::taken, 0u);
+}
+
 TEST(Index, AllocAndFreeTakeNoMoreMemoryForTheIndex)
 {
+    const FirstManager other;
     LargeHeap heap;
     heap.free(heap.allocNode(64)); // the first to name "test"
     LibraryMemory::taken = 0;
@@ -99,6 +122,7 @@ TEST(Index, AllocAndFreeTakeNoMoreMemoryForTheIndex)
 
 TEST(Index, ABankWorksWithoutMemoryForItsIndex)
 {
+    const FirstManager other;
     LargeHeap heap;
     LibraryMemory::isWatched = LibraryMemory::isEmpty = true;
     heap.initialize(); // its banks begin anew
@@ -112,6 +136,7 @@ TEST(Index, ABankWorksWithoutMemoryForItsIndex)
 
 TEST(Index, NeedsBothOfItsBlocksAndGivesTheOtherOneBack)
 {
+    const FirstManager other;
     for (const int refused : {0, 1}) {
         LargeHeap heap;
         LibraryMemory::blockCount = LibraryMemory::givenBack = 0;
@@ -131,6 +156,7 @@ TEST(Index, NeedsBothOfItsBlocksAndGivesTheOtherOneBack)
 
 TEST(Index, IsGivenUpForGoodWhenItsBankContradictsIt)
 {
+    const FirstManager other;
     LargeHeap heap;
     LibraryMemory::isWatched = true;
     heap.initialize(); // its banks begin anew

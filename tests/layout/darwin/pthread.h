@@ -13,7 +13,13 @@ struct pthread_mutexattr_t {
 };
 
 #define PTHREAD_MUTEX_RECURSIVE 2
-#define PTHREAD_MUTEX_INITIALIZER {0x32AAABA7, {0}}
+#define PTHREAD_MUTEX_INITIALIZER                                                                                    \
+    {                                                                                                                \
+        0x32AAABA7,                                                                                                  \
+        {                                                                                                            \
+            0                                                                                                        \
+        }                                                                                                            \
+    }
 
 extern "C" {
 int pthread_mutexattr_init(pthread_mutexattr_t* attr);

@@ -313,7 +313,12 @@ bool changePreferencesFile(const std::string& path, const PreferencesChanges& ch
     if (!findToWrite(path, &place)) {
         return false;
     }
-    const auto timeout = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+    // A busy disk may take seconds for this. So no lock is held meanwhile, and the time to wait for the lock begins later.
+    const auto begin = std::chrono::steady_clock::now();
+    if (!exists(place.folder, place.name) && !syncFoldersAround(place.folder)) {
+        return false;
+    }
+    const auto timeout = std::chrono::ceil<std::chrono::milliseconds>(end - begin);
     const FileLock lock = lockFor(place, user, timeout);
     if (!lock.isHeld()) {
         reportNoLock(path, lock);
@@ -330,9 +335,6 @@ bool changePreferencesFile(const std::string& path, const PreferencesChanges& ch
     }
     const std::string text = plistTextOf(*values);
     const FileRights rights = there ? rightsOf(now.status) : rightsOfNew(place.folder, user);
-    if (!there && !syncFoldersAround(place.folder)) {
-        return false;
-    }
     if (text.empty() || !replaceFile(place.folder, place.name, text, rights)) {
         return false;
     }

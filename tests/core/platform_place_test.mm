@@ -4,6 +4,7 @@
 // Xvfb has one output, which may show any part of the desktop. A neighbour is a part of the desktop beside it, or a second
 // output that this program adds to the server's answers.
 #include "core/platform.h"
+#include "macapi/src/appkit/bkwindow_library.h"
 #include "tests/support/x_server.h"
 
 #import <AppKit/AppKit.h>
@@ -13,7 +14,9 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <chrono>
+#include <dlfcn.h>
 #include <functional>
+#include <objc/runtime.h>
 #include <sstream>
 #include <string>
 
@@ -355,6 +358,33 @@ TEST_P(PlainPlaces, TheCursorsPositionCountsFromTheContentsAndNotTheFrame)
     }
 }
 
+// The functions of libcore-appkit, which is in the process because the test program uses Objective-C.
+static const macapi::BKWindowFunctions& windowFunctions()
+{
+    return *static_cast<const macapi::BKWindowFunctions*>(dlsym(RTLD_DEFAULT, "core_appkit_functions"));
+}
+
+TEST_P(PlainPlaces, TheMousesPositionInTheKeyWindowCountsFromTheContentsAndNotTheFrame)
+{
+    BKPoint mouse = {-1, -1};
+    EXPECT_FALSE(windowFunctions().BKKeyWindowMouseLocation(mouse)); // there is no window yet
+    EXPECT_EQ(mouse.x, -1);
+    EXPECT_FALSE(windowFunctions().BKIsWindow(nullptr));
+    EXPECT_FALSE(windowFunctions().BKIsWindow(&mouse)); // there is no application object yet
+    startGame(200, 150);
+    Platform::SetFullscreenWindow(window(), false, 200, 150);
+    const Box framed = {(1600 - 200) / 2, 1200 / 8, 200, 150};
+    expectShown(framed);
+    ASSERT_TRUE(waitFor([] { return [NSApp keyWindow] == window(); }));
+    for (const auto& [right, down] : {std::pair(0, 0), {199, 149}, {37, 80}}) {
+        Platform::SetCursorPos(framed.x + right, framed.y + down);
+        EXPECT_TRUE(waitFor([&] { // until AppKit knows where the window manager has placed the window
+            return windowFunctions().BKKeyWindowMouseLocation(mouse) && mouse.x == right && mouse.y == 150 - down;
+        })) << mouse.x
+            << " " << mouse.y << ", not " << right << " " << 150 - down;
+    }
+}
+
 TEST_P(PlainPlaces, AWindowHasTheRequestedSizeOrIsNull)
 {
     const auto make = [](int width, int height) {
@@ -379,6 +409,30 @@ TEST_P(PlainPlaces, AWindowHasTheRequestedSizeOrIsNull)
     Platform::SetFullscreenWindow(nullptr, true, 10000, 100);
     ASSERT_TRUE(window());
     EXPECT_TRUE(waitFor([&] { return shown().rfind("10000x100+", 0) == 0; })) << shown();
+}
+
+// AppKit's list of screens can change while AppKit still has an older screen as its main screen.
+@interface OlderScreen : NSObject
+- (NSRect)frame;
+@end
+
+@implementation OlderScreen
+- (NSRect)frame
+{
+    return NSMakeRect(0, 0, 320, 240); // no screen of the test has this size
+}
+@end
+
+static id olderScreen(id, SEL) { return [[[OlderScreen alloc] init] autorelease]; }
+
+TEST_F(TwoOutputs, AMainScreenThatIsNotOnTheListStillHasItsOwnSize)
+{
+    startGame(200, 150);
+    Method method = class_getClassMethod([NSScreen class], @selector(mainScreen));
+    method_setImplementation(method, reinterpret_cast<IMP>(olderScreen));
+    const BKRect frame = windowFunctions().BKMainScreenFrame();
+    EXPECT_EQ(frame.width, 320);
+    EXPECT_EQ(frame.height, 240);
 }
 
 class FewColours : public Places {

@@ -89,7 +89,7 @@ static void showDataFolderAsVictim()
     if (setgroups(0, nullptr) != 0 || setgid(sc_victim) != 0 || setuid(sc_victim) != 0) {
         exit(1);
     }
-    fprintf(stderr, "folder %s\n", Platform::GetAppDataDir("data"));
+    fprintf(stderr, "folder %s\n", Platform::GetAppDataDir("data/saves"));
     exit(0);
 }
 
@@ -117,6 +117,19 @@ TEST(PlatformFolders, AFolderThatAnotherUserMadeIsADataFolder)
     library.act("mkdir -p \"Application Support/Brackenlow\"; chmod -R a+rwx \"Application Support\"");
     EXPECT_EXIT(showDataFolderAsVictim(), testing::ExitedWithCode(0),
                 "folder .*/Application Support/Brackenlow/" + programName());
+}
+
+TEST(PlatformFolders, ASubfolderBehindAnotherUsersLinkIsNotMade)
+{
+    SKIP_UNLESS_ROOT();
+    fs::create_directory("home");
+    ASSERT_EQ(chown("home", sc_victim, sc_victim), 0);
+    const SharedFolder library(libraryFolder());
+    const std::string folder = "Application Support/Brackenlow/" + programName();
+    library.act("mkdir -p \"" + folder + "\"; chmod -R a+rwx . 2>/dev/null; ln -s \"" +
+                fs::absolute("home").string() + "\" \"" + folder + "/data\"");
+    EXPECT_EXIT(showDataFolderAsVictim(), testing::ExitedWithCode(0), "folder .*/" + folder);
+    EXPECT_TRUE(fs::is_empty("home"));
 }
 
 TEST(PlatformFolders, OnlyTheSubfolderOfTheFirstCallIsMadeAndNoneIsPartOfTheResult)

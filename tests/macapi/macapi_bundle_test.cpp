@@ -415,6 +415,70 @@ TEST(Bundle, WithTheNameOfAReservedDomainHasItsOwnPreferences)
     }
 }
 
+// Returns what the call returns when it gets no memory.
+template <class Call>
+static auto withoutMemory(const Call& call)
+{
+    s_failing = 1;
+    const auto result = call();
+    EXPECT_EQ(s_failing, 0); // the call has asked for memory
+    s_failing = 0;
+    return result;
+}
+
+TEST(WithoutMemory, CallsReturnNullOrAnErrorAndTheNextCallsSucceed)
+{
+    const CFStringRef key = CFSTR("a key that takes memory of its own");
+    const CFStringRef application = CFSTR("com.example.an application");
+    const std::string path = fs::current_path().string() + "/a file";
+    const UInt8* bytes = reinterpret_cast<const UInt8*>(path.data());
+    const CFIndex size = static_cast<CFIndex>(path.size());
+    UInt8 text[4096];
+
+    EXPECT_EQ(withoutMemory(CFBundleGetMainBundle), nullptr);
+    const CFBundleRef bundle = CFBundleGetMainBundle();
+    ASSERT_NE(bundle, nullptr);
+    EXPECT_EQ(withoutMemory([&] { return CFBundleCopyResourcesDirectoryURL(bundle); }), nullptr);
+
+    const auto makeUrl = [&] { return CFURLCreateFromFileSystemRepresentation(nullptr, bytes, size, false); };
+    EXPECT_EQ(withoutMemory(makeUrl), nullptr);
+    const CFURLRef url = makeUrl();
+    ASSERT_NE(url, nullptr);
+    EXPECT_EQ(withoutMemory([&] { return CFURLCreateWithString(nullptr, CFURLGetString(url), nullptr); }), nullptr);
+    const auto readUrl = [&] { return CFURLGetFileSystemRepresentation(url, true, text, sizeof(text)); };
+    EXPECT_FALSE(withoutMemory(readUrl));
+    EXPECT_TRUE(readUrl());
+    CFRelease(url);
+
+    FSRef folder;
+    const auto find = [&] { return FSFindFolder(kUserDomain, kPreferencesFolderType, true, &folder); };
+    EXPECT_EQ(withoutMemory(find), ioErr);
+    EXPECT_EQ(find(), noErr);
+    EXPECT_EQ(withoutMemory([&] { return FSRefMakePath(&folder, text, sizeof(text)); }), ioErr);
+
+    Boolean isValid = true;
+    EXPECT_EQ(withoutMemory([&] { return CFPreferencesGetAppIntegerValue(key, application, &isValid); }), 0);
+    EXPECT_FALSE(isValid);
+    EXPECT_FALSE(withoutMemory([&] { return CFPreferencesAppSynchronize(application); }));
+    EXPECT_TRUE(CFPreferencesAppSynchronize(application));
+    const auto copy = [&] {
+        return CFPreferencesCopyValue(key, application, kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
+    };
+    EXPECT_EQ(withoutMemory([&] { // the value does not change
+                  CFPreferencesSetValue(key, key, application, kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
+                  return true;
+              }),
+              true);
+    EXPECT_EQ(copy(), nullptr);
+    CFPreferencesSetAppValue(key, key, application);
+    EXPECT_EQ(withoutMemory(copy), nullptr);
+    const CFPropertyListRef value = copy();
+    EXPECT_EQ(textOf(value), textOf(key));
+    CFRelease(value);
+    EXPECT_FALSE(withoutMemory(
+        [&] { return CFPreferencesSynchronize(application, kCFPreferencesCurrentUser, kCFPreferencesAnyHost); }));
+}
+
 TEST(PreferencesName, IsTheIdentifierAlsoAfterAMomentWithoutMemory)
 {
     if (EMULATOR[0] != '\0') {

@@ -84,6 +84,19 @@ TEST(CorePrefs, ListsKeysTypesAndValues)
                                         "name         string  Anna\n");
 }
 
+TEST(CorePrefs, ListsTheSizesOfValuesThatAreNoTextAndNoNumber)
+{
+    run("-a game write name Anna"); // makes the folder
+    std::ofstream(storeOf("game")) << "<plist version=\"1.0\"><dict><key>array</key><array><true/><true/></array>"
+                                      "<key>data</key><data>AAEC</data>"
+                                      "<key>date</key><date>2004-06-01T12:00:00Z</date>"
+                                      "<key>dict</key><dict><key>a</key><true/></dict></dict></plist>";
+    EXPECT_EQ(outputOf("-a game list"), "array  array   2 items\n"
+                                        "data   data    3 bytes\n"
+                                        "date   date    2004-06-01T12:00:00Z\n"
+                                        "dict   dictionary  1 entries\n");
+}
+
 TEST(CorePrefs, ListEscapesControlCharactersAndReadPrintsThemAsTheyAre)
 {
     run("-a game write \"$(printf 'a\\tb')\" \"$(printf 'one\\ntwo\\033[31m \\\\ \\303\\251 \\177\\302\\233')\"");

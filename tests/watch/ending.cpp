@@ -1,6 +1,7 @@
 // A game that ends in the way that its argument says; run_test.py starts it.
 #include "core/memorymgr.h"
 
+#include <errno.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -30,15 +31,20 @@ static void ownHandler(int)
     raise(SIGTERM);
 }
 
-// Prints what the game sees of its signals and its files: none of it may differ under the tool.
-static void look()
+// Prints what the game sees of its signals, its files and its bank: none of it may differ under the tool.
+static void look(GameMemory& memory)
 {
     struct sigaction action;
     sigaction(SIGSEGV, nullptr, &action);
     printf("SIGSEGV is %s\n", action.sa_handler == SIG_DFL ? "SIG_DFL" : "handled");
     printf("signal returns %s\n", signal(SIGTERM, ownHandler) == SIG_DFL ? "SIG_DFL" : "a handler");
     printf("then %s\n", signal(SIGTERM, SIG_DFL) == ownHandler ? "the game's handler" : "another handler");
+    const bool isRefused = signal(SIGTERM, SIG_ERR) == SIG_ERR && errno == EINVAL;
+    printf("SIG_ERR is %s\n", isRefused ? "refused" : "no action");
+    printf("SIGCHLD was %s\n", signal(SIGCHLD, SIG_DFL) == SIG_DFL ? "SIG_DFL" : "handled");
     printf("the next file is %d\n", dup(0));
+    memory.touchMemory();
+    printf("checkMemory returns %d\n", memory.checkMemory(0, nullptr, false));
 }
 
 static void forkAChild()
@@ -89,10 +95,12 @@ int main(int, char** arguments)
         exit(7);
     } else if (way == "_exit") {
         _exit(8);
+    } else if (way == "_Exit") {
+        _Exit(9);
     } else if (way == "abort") {
         abort();
     } else if (way == "look") {
-        look();
+        look(memory);
     } else if (way == "fork") {
         forkAChild();
     } else if (way == "grow") {

@@ -48,7 +48,7 @@ class Run(unittest.TestCase):
             file.write(text)
 
     def test_each_end_leaves_a_snapshot_and_the_exit_status_of_the_game(self):
-        for way, cause in (("return", "the manager's end"), ("exit", "exit"), ("_exit", "_exit"),
+        for way, cause in (("return", "the manager's end"), ("exit", "exit"), ("_exit", "_exit"), ("_Exit", "_Exit"),
                            ("abort", "signal 6"), ("handler", "signal 15"), ("fork", "the manager's end")):
             with self.subTest(way=way):
                 status, out, error = self.run_game([], "ending", way)
@@ -57,7 +57,7 @@ class Run(unittest.TestCase):
                 self.assertIn("game/mesh.cpp:41", self.snapshot())
                 os.remove(f"{self.folder}/out/end.snapshot")
 
-    def test_the_game_sees_its_own_signals_and_files(self):
+    def test_the_game_sees_its_own_signals_files_and_banks(self):
         for option in ([], ["--check"], ["--stacks"]):
             self.assertEqual(self.run_game(option, "ending", "look")[:2], self.run_plain("ending", "look"))
 

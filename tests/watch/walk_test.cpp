@@ -259,6 +259,27 @@ TEST_F(WalkOfDamage, OfANodesLinkWithTheBitOfAFallbackBlocksLinkIsTold)
     }
 }
 
+TEST(WalkOfABank, ReadsThisBankAloneAndRefusesABankThatDoesNotExist)
+{
+    GameMemory memory;
+    playGame(memory);
+    const watch::OwnMemory own;
+    const watch::LinkTables tables = watch::findLinkTables(own, watch::ownWritableMemory());
+    const uint64_t manager = watch::addressOf(&memory);
+    std::string error;
+    watch::Snapshot snapshot;
+    ASSERT_TRUE(watch::takeBank(own, tables, manager, 1, &snapshot, &error)) << error;
+    ASSERT_EQ(snapshot.banks.size(), 1u);
+    EXPECT_EQ(snapshot.banks[0].name, "level");
+    EXPECT_EQ(snapshot.placeOf(snapshot.banks[0].fallbacks.at(0)), "game/sound.cpp:34");
+    for (int index : {-2, 32}) {
+        EXPECT_FALSE(watch::takeBank(own, tables, manager, index, &snapshot, &error));
+        EXPECT_EQ(error, "there is no bank " + std::to_string(index));
+    }
+    EXPECT_FALSE(watch::takeBank(own, tables, 0, 1, &snapshot, &error));
+    EXPECT_EQ(error, "the game has no memory manager yet");
+}
+
 TEST(Walk, RefusesWhatIsNoManager)
 {
     const watch::BufferMemory memory({{0x1000, std::vector<unsigned char>(4096, 0xee)}}, {4, true});

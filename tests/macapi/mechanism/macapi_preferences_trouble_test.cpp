@@ -2,8 +2,11 @@
 #include "tests/support/preferences_fixture.h"
 #include "tests/support/troubled_system.h"
 
+#include <Carbon/Carbon.h>
+
 #include <algorithm>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/resource.h>
 
 using namespace macapi;
@@ -396,6 +399,27 @@ TEST(TroubledPreferences, EachFailingCallReachesTheWrite)
     s_trouble.armed = true;
     EXPECT_FALSE(synchronizePreferences(sc_game));
     s_trouble.armed = false;
+}
+
+TEST(TroubledFolders, AFolderThatTheDiskRefusesReturnsTheReason)
+{
+    const struct {
+        int error;
+        OSErr status;
+    } reasons[] = {{EPERM, permErr},    {EACCES, permErr},   {EROFS, wPrErr}, {ENOSPC, dskFulErr},
+                   {EDQUOT, dskFulErr}, {ENOTDIR, dirNFErr}, {EIO, ioErr}};
+    for (const auto& reason : reasons) {
+        s_trouble = Trouble();
+        s_trouble.only = {"mkdirat"};
+        s_trouble.at = 1;
+        s_trouble.error = reason.error;
+        s_trouble.armed = true;
+        FSRef folder;
+        EXPECT_EQ(FSFindFolder(kLocalDomain, kApplicationSupportFolderType, true, &folder), reason.status)
+            << strerror(reason.error);
+        s_trouble.armed = false;
+        EXPECT_EQ(FSFindFolder(kLocalDomain, kApplicationSupportFolderType, false, &folder), fnfErr); // none was made
+    }
 }
 
 TEST(TroubledPreferences, TheFirstWriteAlsoWaitsForFoldersThatAnotherProcessMade)

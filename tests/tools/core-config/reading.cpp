@@ -5,6 +5,7 @@
 //   reading fork       a child process reads them
 //   reading again      reads them again and again
 //   reading nothing    reads no file
+//   reading values     reads values.txt and lines.txt in the folder Data instead, by each reader of values
 #include "core/parser.h"
 #include "core/preferences.h"
 #include "file/file.h"
@@ -97,6 +98,52 @@ static void readPath()
     }
 }
 
+// The first word of a line says which reader reads the values after it.
+static void readValues()
+{
+    std::string text = readText("Data\\values.txt");
+    Parser parser(&text[0]);
+    int numbers[3];
+    float reals[2];
+    while (parser.ParseLine()) {
+        const char* token = parser.GetToken(" ");
+        const std::string reader = token ? token : "";
+        if (reader == "int") {
+            parser.GetInt(&numbers[0]);
+        } else if (reader == "int2") {
+            parser.GetInt2(&numbers[0], &numbers[1]);
+        } else if (reader == "int3") {
+            parser.GetInt3(&numbers[0], &numbers[1], &numbers[2]);
+        } else if (reader == "float") {
+            parser.GetFloat(&reals[0]);
+        } else if (reader == "float2") {
+            parser.GetFloat2(&reals[0], &reals[1]);
+        } else if (reader == "bool") {
+            parser.GetBoolean();
+        }
+    }
+}
+
+// One value line for each reader of value lines.
+static void readLines()
+{
+    std::string text = readText("Data\\lines.txt");
+    std::string word(text.size() + 1, '\0');
+    Parser parser(&text[0]);
+    int numbers[3];
+    float reals[2];
+    parser.ParseString(&word[0]);
+    parser.ParseUTF8(reinterpret_cast<unsigned char*>(&word[0]));
+    parser.ParseInteger(&numbers[0]);
+    parser.ParseInteger2(&numbers[0], &numbers[1]);
+    parser.ParseInteger2x(&numbers[0], &numbers[1]);
+    parser.ParseInteger3(&numbers[0], &numbers[1], &numbers[2]);
+    parser.ParseFloat(&reals[0]);
+    parser.ParseFloat2(&reals[0], &reals[1]);
+    parser.ParseFloat2x(&reals[0], &reals[1]);
+    parser.ParseChar(&word[0]);
+}
+
 // A text that is no file.
 static void readOwnText()
 {
@@ -139,6 +186,11 @@ int main(int argc, char** argv)
         }
         int status = 0;
         return waitpid(child, &status, 0) == child ? status : 1;
+    }
+    if (what == "values") {
+        readValues();
+        readLines();
+        return 7;
     }
     for (int round = what == "nothing" ? 0 : what == "again" ? 2000 : 1; round > 0; --round) {
         readAll();

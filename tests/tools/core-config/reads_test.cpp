@@ -333,6 +333,46 @@ TEST(CoreConfigRun, PrintsWhatTheLibrarySaysAtTheEndOfATextOfValueLines)
               "(no file):2:9: error: found \"y\"; expected: \"other = int32\" [expected]\n");
 }
 
+TEST(CoreConfigRun, PrintsTheComplaintsOfEachReaderOfValues)
+{
+    std::filesystem::create_directory("Data");
+    writeFile("Data/values.txt", "int 1\r\nint2 1 2\r\nint3 1 2 3\r\nfloat 0.5\r\nfloat2 0.5 1\r\nbool true\r\n");
+    writeFile("Data/lines.txt", "word\r\ntext\r\n1\r\n1 2\r\n1 2\r\n1 2 3\r\n0.5\r\n0.5 1\r\n0.5 1\r\nx\r\n");
+    EXPECT_EQ(run("run -o findings -- '" GAME "' values").status, 7);
+    EXPECT_EQ(readFile("findings"), "");
+
+    writeFile("Data/values.txt", "int one\r\nint2 1 two\r\nint3 1 2 three\r\nfloat half\r\nfloat2 0.5 half\r\n"
+                                 "bool maybe\r\n");
+    writeFile("Data/lines.txt", "word\r\ntext\r\none\r\n"); // a reader that fails leaves the line to the next reader
+    EXPECT_EQ(run("run -o findings -- '" GAME "' values").status, 7);
+    EXPECT_EQ(readFile("findings"),
+              "Data/values.txt:1:5: error: found \"one\"; expected 1 int [expected]\n"
+              "Data/values.txt:2:8: error: found \"two\"; expected 2 ints [expected]\n"
+              "Data/values.txt:3:10: error: found \"three\"; expected 3 ints [expected]\n"
+              "Data/values.txt:4:7: error: found \"half\"; expected 1 floats [expected]\n"
+              "Data/values.txt:5:12: error: found \"half\"; expected 2 floats [expected]\n"
+              "Data/values.txt:6:6: error: found \"maybe\"; Expected: true or false [expected]\n"
+              "Data/lines.txt:3:1: error: found \"one\"; expected 1 integer [expected]\n"
+              "Data/lines.txt:3:1: error: found \"one\"; expected 2 integers [expected]\n"
+              "Data/lines.txt:3:1: error: found \"one\"; expected 1 or 2 integers [expected]\n"
+              "Data/lines.txt:3:1: error: found \"one\"; expected 3 integers [expected]\n"
+              "Data/lines.txt:3:1: error: found \"one\"; expected 1 float [expected]\n"
+              "Data/lines.txt:3:1: error: found \"one\"; expected 2 floats [expected]\n"
+              "Data/lines.txt:3:1: error: found \"one\"; expected 1 or 2 floats [expected]\n");
+}
+
+TEST(CoreConfigRun, PrintsTheComplaintsOfEachReaderOfNamedIntegers)
+{
+    writeData("small = x\r\nmiddle = x\r\nseed = x\r\nlarge = x\r\n");
+    EXPECT_EQ(run("run -o findings -- '" GAME "'").status, 7);
+    for (const char* finding : {":1:9: error: found \"x\"; expected: \"small = int8\"",
+                                ":2:10: error: found \"x\"; expected: \"middle = int16\"",
+                                ":3:8: error: found \"x\"; expected: \"seed = uint32\"",
+                                ":4:9: error: found \"x\"; expected: \"large = int64\""}) {
+        EXPECT_TRUE(contains(readFile("findings"), finding)) << readFile("findings");
+    }
+}
+
 TEST(CoreConfigRun, GivesItsFindingsToOtherProgramsAndInItsStatus)
 {
     writeBrokenData();

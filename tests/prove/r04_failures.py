@@ -55,12 +55,12 @@ TOOLS = (
      for arguments in ("run -o snapshots -- GAME location", "run --check=each -o snapshots -- GAME locks")] +
     [Tool("core-doctor/core-doctor", arguments, status=1, reports=True, step=100) for arguments in ("--json", "GAME")])
 
-# Games whose calls fail while a tool watches them: the watching library is in the game. The last number is the step of a
-# quick run, the number before it that of a run of a night.
-WATCHED = (("core-memory/core-memory", "run --check=each -o snapshots", "location", 2, 40),
-           ("core-memory/core-memory", "run --stacks -o snapshots", "shutdown", 1, 15),
-           ("core-strings/core-strings", "record -o texts.strings", "collect", 2, 80),
-           ("core-config/core-config", "run", "load", 1, 40))
+# Games whose calls fail while a tool watches them: the watching library is in the game. The number is the step of a quick
+# run.
+WATCHED = (("core-memory/core-memory", "run --check=each -o snapshots", "location", 40),
+           ("core-memory/core-memory", "run --stacks -o snapshots", "shutdown", 15),
+           ("core-strings/core-strings", "record -o texts.strings", "collect", 80),
+           ("core-config/core-config", "run", "load", 40))
 SUMS = re.compile(r"^(\S+): (\d+) calls .*?(\d+) failures.* (\d+) faults$", re.MULTILINE)
 
 
@@ -152,8 +152,8 @@ def tool_runs(place, program, folder):
 
 def watched_runs(place, program):
     return [([place.program("release", "tools", *tool.split("/")), *arguments.split(), "--", program, scenario,
-              str(full if place.full else quick)], {"DISPLAY": ""})
-            for tool, arguments, scenario, full, quick in WATCHED]
+              "1" if place.full else str(quick)], {"DISPLAY": ""})
+            for tool, arguments, scenario, quick in WATCHED]
 
 
 def appkit_run(place, program, display):

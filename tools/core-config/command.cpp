@@ -28,7 +28,8 @@ int readSchemaFile(const std::string& path, config::Schema* schema)
     return TOOL_FINE;
 }
 
-// Returns true if the game has ended. Waits for its end for a moment, so that its complaints are printed soon.
+// Returns true if the game has ended. Waits for its end for a moment, so that its complaints are printed soon. Returns
+// true, too, if the system does not tell whether the game has ended.
 static bool hasEnded(const StartedGame& game)
 {
     static const int sc_pause = 50; // milliseconds
@@ -58,11 +59,13 @@ int playGame(const std::vector<std::string>& command, config::GameReads* reads, 
     JournalContent content;
     for (bool isOver = false; !isOver;) {
         isOver = hasEnded(*game);
+        if (isOver) {
+            game->wait(); // so that the journal has all that the game reads
+        }
         content = journal.read();
         reads->add(content);
         onReads();
     }
-    game->wait();
     const std::string trouble = troubleOf(content);
     if (!trouble.empty()) {
         complain(TOOL_FINE, trouble);

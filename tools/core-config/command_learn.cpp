@@ -45,6 +45,9 @@ int runLearn(const LearnCommand& options)
     if (const int status = playGame(options.command, &reads, &game, [] {})) {
         return status;
     }
+    if (!game.isEndKnown()) {
+        return TOOL_CANT_ACCESS;
+    }
     tellEnd(game);
     tellUnknownTexts(reads);
     const config::Learnt learnt = config::learn(reads, &schema);

@@ -6,8 +6,10 @@
 #include "file/file.h"
 
 #include <algorithm>
+#include <errno.h>
 #include <stdlib.h>
 #include <string.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace config {
@@ -21,19 +23,24 @@ static std::string withSlashes(const std::string& path)
     return result.c_str();
 }
 
+// Returns the current folder with a slash at its end; an empty text if the folder has been removed.
 static std::string currentFolder()
 {
     char* folder = getcwd(nullptr, 0);
-    const std::string result = folder ? folder : "";
+    if (!folder && errno != ENOENT) {
+        // Without the folder, a schema would get other names for the files.
+        throw std::system_error(errno, std::generic_category(), "the current folder cannot be found out");
+    }
+    std::string result = folder ? folder : "";
     free(folder);
-    return result == "/" ? "" : result;
+    return result.empty() || result == "/" ? result : result + '/';
 }
 
 // Returns the path below the current folder; an empty text if the file is elsewhere.
 static std::string pathBelow(const std::string& path)
 {
-    const std::string folder = currentFolder() + '/';
-    return path.compare(0, folder.size(), folder) == 0 ? path.substr(folder.size()) : "";
+    const std::string folder = currentFolder();
+    return !folder.empty() && path.compare(0, folder.size(), folder) == 0 ? path.substr(folder.size()) : "";
 }
 
 static std::string shownPath(const std::string& asked, const std::string& path)

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <stdio.h>
+#include <system_error>
 
 static const char sc_description[] =
     "Finds what a game that uses the library core misreads in its config files and preferences files, and learns\n"
@@ -151,6 +152,8 @@ int main(int argc, char** argv)
 {
     try {
         return run(argc, argv);
+    } catch (const std::system_error& error) {
+        return complain(TOOL_CANT_ACCESS, error.what());
     } catch (...) {
         fputs("core-config: there is not enough memory\n", stderr);
         return TOOL_CANT_ACCESS;

@@ -46,11 +46,13 @@ static bool isAscii(const std::string& text)
     return std::none_of(text.begin(), text.end(), [](char byte) { return byte & 0x80; });
 }
 
-// The name is in the file's list of names with the shared libcore, and also with the static one.
+// The name is in the file's list of names with the shared libcore, and also with the static one. A file that exists and
+// cannot be read counts as one that has the name.
 static bool namesInitWindow(const std::string& path)
 {
     std::string bytes;
-    return readFile(path, &bytes) == 0 && bytes.find("_ZN8Platform10InitWindow") != std::string::npos;
+    const int error = readFile(path, &bytes);
+    return error == 0 ? bytes.find("_ZN8Platform10InitWindow") != std::string::npos : error != ENOENT;
 }
 
 bool makesWindows(const Game& game)

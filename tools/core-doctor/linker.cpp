@@ -44,12 +44,12 @@ static std::string outputOfChild(const std::function<void()>& work)
 // Returns the path of the dynamic linker that has loaded core-doctor.
 static std::string dynamicLinker()
 {
-    std::string path;
+    const char* path = "";
     dl_iterate_phdr(
-        [](dl_phdr_info* info, size_t, void* result) {
+        [](dl_phdr_info* info, size_t, void* result) { // must not throw: the C library's function is the caller
             for (int i = 0; i < info->dlpi_phnum; ++i) {
                 if (info->dlpi_phdr[i].p_type == PT_INTERP) {
-                    *static_cast<std::string*>(result) =
+                    *static_cast<const char**>(result) =
                         reinterpret_cast<const char*>(info->dlpi_addr + info->dlpi_phdr[i].p_vaddr);
                 }
             }

@@ -8,6 +8,7 @@
 #include <limits.h>
 #include <poll.h>
 #include <signal.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/resource.h>
@@ -172,7 +173,10 @@ void StartedGame::wait()
         if (!isInterrupted && waitpid(m_process, &m_status, 0) == m_process) {
             m_isOver = true;
         } else if (!isInterrupted && errno != EINTR) {
+            fprintf(stderr, "%s: the system does not tell how the game has ended: %s\n",
+                    program_invocation_short_name, strerror(errno));
             m_isOver = true;
+            m_isEndKnown = false;
             m_status = sc_unknown << 8;
         }
     }

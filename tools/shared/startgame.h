@@ -30,8 +30,10 @@ public:
     bool start(const std::vector<std::string>& command, const GameVariables& variables, std::string* error,
                int output = 1);
 
-    // Waits for the end of the game. Returns at once when the game has ended before.
+    // Waits for the end of the game. Returns at once when the game has ended before. Prints a line if the system does not
+    // tell how the game has ended.
     void wait();
+    bool isEndKnown() const { return m_isEndKnown; } // call wait first
 
     pid_t process() const { return m_process; }
     int end() const { return m_end; }           // a descriptor that poll finds readable when the game has ended
@@ -45,6 +47,7 @@ private:
     pid_t m_process = -1;
     int m_status = 0;
     bool m_isOver = false;
+    bool m_isEndKnown = true;
 };
 
 // Returns the path of the libcorewatch.so that a game can load: a library for the processor that the game is for. Returns

@@ -34,6 +34,10 @@ static FailingCall s_failing;
 static e_CallKind s_failedKind;
 static thread_local bool s_isInside __attribute__((tls_model("initial-exec"))); // this file's own calls do not count
 
+// The address in the code that has called the running function of X11; null: no function of X11 runs. A file that X11
+// opens counts as a file of this caller.
+static thread_local const void* s_callerOfX __attribute__((tls_model("initial-exec")));
+
 // ---- Which calls count
 
 // Returns the path of the library that has the code at this address; "" if no library has it.
@@ -133,7 +137,8 @@ static bool counts(const void* caller)
 struct LiveBlock {
     const void* block;
     const void* caller;
-    size_t size; // 0: freed
+    size_t size;  // 0: freed
+    bool isKnown; // for LostBlocks: the address was found in a variable or in a known block
 };
 static const size_t sc_places = 1 << 16;
 static LiveBlock s_live[sc_places];
@@ -153,7 +158,7 @@ static void* noteBlock(void* block, size_t size, const void* caller)
     if (block && s_failing.callers != CALLERS_APPKIT && counts(caller)) {
         LiveBlock* place = placeOf(block);
         s_liveCount += place->size == 0;
-        *place = {block, caller, size ? size : 1};
+        *place = {block, caller, size ? size : 1, false};
     }
     return block;
 }
@@ -183,6 +188,81 @@ void PrintLiveBlocks(unsigned int most)
             most -= 1;
         }
     }
+}
+
+// Marks each live block whose address is one of the words of these bytes. Marks the blocks that a marked block refers to.
+static void markKnown(const void* start, size_t size)
+{
+    const void* const* words = static_cast<const void* const*>(start);
+    for (size_t word = 0; word < size / sizeof(void*); ++word) {
+        LiveBlock* live = words[word] ? placeOf(words[word]) : nullptr;
+        if (live && live->size != 0 && !live->isKnown) {
+            live->isKnown = true;
+            markKnown(live->block, live->size);
+        }
+    }
+}
+
+// The callback of dl_iterate_phdr: looks through the variables of one library.
+static int markVariables(dl_phdr_info* library, size_t, void*)
+{
+    for (int i = 0; i < library->dlpi_phnum; ++i) {
+        const ElfW(Phdr)& segment = library->dlpi_phdr[i];
+        const void* start = reinterpret_cast<const void*>(library->dlpi_addr + segment.p_vaddr);
+        if (segment.p_type == PT_LOAD && (segment.p_flags & PF_W) && IsLibrarys(start)) {
+            const size_t before = -segment.p_vaddr % sizeof(void*); // bytes before the first whole word
+            markKnown(static_cast<const char*>(start) + before, segment.p_memsz - before);
+        }
+    }
+    return 0;
+}
+
+unsigned int LostBlocks()
+{
+    for (LiveBlock& live : s_live) {
+        live.isKnown = false;
+    }
+    dl_iterate_phdr(markVariables, nullptr);
+    unsigned int count = 0;
+    for (const LiveBlock& live : s_live) {
+        count += live.size != 0 && !live.isKnown;
+    }
+    return count;
+}
+
+// ---- Files that other libraries opened. The system gives the descriptor of a closed file to a later file, so two files
+// are the same only if their inodes are equal, too.
+
+static const int sc_mostFiles = 1024;
+static struct stat s_foreign[sc_mostFiles]; // by descriptor: the last file that another library opened with it
+
+// Returns false if the file is not open.
+static bool statusOf(int file, struct stat* status)
+{
+    const bool wasInside = s_isInside;
+    s_isInside = true;
+    const bool isOpen = file >= 0 && file < sc_mostFiles && fstat(file, status) == 0;
+    s_isInside = wasInside;
+    return isOpen;
+}
+
+// Notes the file if the caller is in another library. Returns the file.
+static int noteFile(int file, const void* caller)
+{
+    const void* opener = s_callerOfX ? s_callerOfX : caller;
+    struct stat status;
+    if (s_log && s_failing.callers == CALLERS_LIBRARIES && !IsLibrarys(behindCppLibrary(opener)) &&
+        statusOf(file, &status)) {
+        s_foreign[file] = status;
+    }
+    return file;
+}
+
+bool IsForeignFile(int file)
+{
+    struct stat status;
+    return statusOf(file, &status) && status.st_ino == s_foreign[file].st_ino &&
+           status.st_dev == s_foreign[file].st_dev;
 }
 
 // ---- Counting
@@ -381,6 +461,17 @@ FAILING(void*, MAP_FAILED, mmap, CALL_MEMORY, false,
     FAILING(int, -1, function, CALL_PROCESS, interruptible, parameters, arguments)
 
 PROCESS_CALL(fork, false, () NO_THROW, ())
+
+extern "C" int pipe(int* ends) noexcept(true)
+{
+    const int result = fails("pipe", CALL_PROCESS, CALLER) ? -1 : NEXT(pipe)(ends);
+    if (result == 0) {
+        noteFile(ends[0], CALLER);
+        noteFile(ends[1], CALLER);
+    }
+    return result;
+}
+
 PROCESS_CALL(pipe2, false, (int* ends, int flags)NO_THROW, (ends, flags))
 PROCESS_CALL(dup2, true, (int file, int other)NO_THROW, (file, other))
 PROCESS_CALL(execvp, false, (const char* program, char* const* words)NO_THROW, (program, words))
@@ -493,7 +584,7 @@ static mode_t modeOf(int flags, va_list rest)
         va_start(rest, flags);                                                                                       \
         const mode_t mode = modeOf(flags, rest);                                                                     \
         va_end(rest);                                                                                                \
-        return fails(#function, CALL_FILE, CALLER, true) ? -1 : NEXT(function) arguments;                            \
+        return fails(#function, CALL_FILE, CALLER, true) ? -1 : noteFile(NEXT(function) arguments, CALLER);          \
     }
 
 OPENING(open, (const char* path, int flags, ...), (path, flags, mode))
@@ -599,7 +690,16 @@ extern "C" int clock_gettime(clockid_t clock, struct timespec* out) noexcept(tru
 #define SOCKET_CALL(function, parameters, arguments)                                                                 \
     FAILING(int, -1, function, CALL_WINDOW, false, parameters, arguments)
 
-SOCKET_CALL(socket, (int domain, int type, int protocol)NO_THROW, (domain, type, protocol))
+extern "C" int socket(int domain, int type, int protocol) noexcept(true)
+{
+    return fails("socket", CALL_WINDOW, CALLER) ? -1 : noteFile(NEXT(socket)(domain, type, protocol), CALLER);
+}
+
+extern "C" int accept(int file, struct sockaddr* address, socklen_t* size)
+{
+    return fails("accept", CALL_WINDOW, CALLER) ? -1 : noteFile(NEXT(accept)(file, address, size), CALLER);
+}
+
 SOCKET_CALL(connect, (int file, const struct sockaddr* address, socklen_t size), (file, address, size))
 FAILING(ssize_t, -1, send, CALL_WINDOW, false, (int file, const void* bytes, size_t size, int flags),
         (file, bytes, size, flags))
@@ -639,7 +739,9 @@ typedef long XCall(long, long, long, long, long, long, long, long, long, long, l
         }                                                                                                            \
         const bool wasInside = s_isInside; /* X11's own calls do not count: without memory, XOpenDisplay crashes */  \
         s_isInside = true;                                                                                           \
+        s_callerOfX = CALLER;                                                                                        \
         const long result = s_next(a, b, c, d, e, f, g, h, i, j, k, l);                                              \
+        s_callerOfX = nullptr;                                                                                       \
         s_isInside = wasInside;                                                                                      \
         return result;                                                                                               \
     }

@@ -74,5 +74,13 @@ bool IsLibrarys(const void* address);
 // Returns the number of blocks that were allocated between the two calls above and have not been freed by now.
 unsigned int LiveBlocks();
 
+// Returns the number of these blocks that no global variable of the project's libraries refers to, neither directly nor
+// through other blocks. So the entries of the libraries' tables do not count.
+unsigned int LostBlocks();
+
+// Returns true if a library outside of the project, such as AppKit, opened this file after ArmFailures. Always returns
+// false for CALLERS_ALL.
+bool IsForeignFile(int file);
+
 // Writes the sizes and callers of at most `most` of these blocks to the standard error stream.
 void PrintLiveBlocks(unsigned int most);

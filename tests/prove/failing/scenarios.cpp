@@ -506,14 +506,6 @@ extern "C" __attribute__((visibility("default"))) long NSRunAlertPanel(void*, ..
     return 1;
 }
 
-// Some things are never released: the dictionary of a display mode, one for each mode that the window server has named (9
-// blocks); and the address of a window (1 block), one more if a window was not closed because the server did not answer.
-// This scenario does not tell them from a leak.
-static bool mayKeep(unsigned int blocks)
-{
-    return blocks <= 10;
-}
-
 // AppKit connects to the window server later, in each run.
 static void loadAppKit()
 {
@@ -585,17 +577,17 @@ static int runShutdown()
 
 static const Scenario sc_scenarios[] = {
     {"start", CALLERS_ALL, prepareStart, nullptr, runStart, checkMemory, acceptSizes},
-    {"modules", CALLERS_ALL, useOwnFolders, nullptr, runModules, nullptr, nullptr, nullptr, nullptr, false, false, 0,
+    {"modules", CALLERS_ALL, useOwnFolders, nullptr, runModules, nullptr, nullptr, nullptr, false, false, false, 0,
      sc_moduleEnd},
     {"play", CALLERS_ALL, prepareStart, beginMemory, runPlay, checkMemory, acceptSizes},
     {"location", CALLERS_ALL, prepareStart, nullptr, runLocation, checkLocation, acceptSizes},
     {"locks", CALLERS_ALL, prepareStart, beginMemory, runLocks, checkLocks, acceptSizes},
-    {"load", CALLERS_ALL, prepareLoad, setUpSmallCore, runLoad, checkLoad, acceptTexts, nullptr, nullptr, false,
-     false, 0, 0, nullptr, keepsFile},
+    {"load", CALLERS_ALL, prepareLoad, setUpSmallCore, runLoad, checkLoad, acceptTexts, nullptr, false, false, false,
+     0, 0, nullptr, keepsFile},
     {"collect", CALLERS_ALL, prepareCollect, setUpSmallCore, runCollect, checkEnd, acceptTexts},
     {"preferences", CALLERS_ALL, preparePreferences, setUpPreferences, runPreferences, checkPreferences,
-     acceptPreferences, nullptr, nullptr, false, false, 0, 0, settlePreferences},
-    {"window", CALLERS_LIBRARIES, useOwnFolders, nullptr, runWindow, nullptr, nullptr, loadAppKit, mayKeep},
+     acceptPreferences, nullptr, false, false, false, 0, 0, settlePreferences},
+    {"window", CALLERS_LIBRARIES, useOwnFolders, nullptr, runWindow, nullptr, nullptr, loadAppKit, true},
     {"alert", CALLERS_LIBRARIES, useOwnFolders, nullptr, runAlert, nullptr, nullptr, loadAppKit},
     {"appkit", CALLERS_APPKIT, useOwnFolders, nullptr, runAppKit, nullptr, nullptr, loadAppKit},
     {"printed-alert", CALLERS_ALL, useOwnFolders, nullptr, runPrintedAlert, nullptr, nullptr},

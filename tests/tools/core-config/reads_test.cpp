@@ -236,6 +236,17 @@ TEST(CoreConfigLearn, NeedsNoMoreMemoryForAGameThatReadsItsFilesAgainAndAgain)
               sortedLines(sc_learnt)); // names without a line have no fixed order
 }
 
+TEST(CoreConfigLearn, NamesAFileByItsFolderIfTheCurrentFolderHasBeenRemoved)
+{
+    writeData(sc_world);
+    const Result result = runShell("{ here=$PWD; mkdir gone; cd gone; rmdir ../gone; "
+                                   "'" PROGRAM "' learn -o $here/game.schema -- sh -c \"cd $here; '" GAME "'\"; }");
+    EXPECT_EQ(result.status, 0) << result.errors;
+    const std::string schema = readFile("game.schema");
+    EXPECT_TRUE(contains(schema, "config \"Data/world.txt\"")) << schema;
+    EXPECT_TRUE(contains(schema, "ini \"Data/game.ini\"")) << schema;
+}
+
 TEST(CoreConfigLearn, RefusesWhatItCannotDo)
 {
     writeData(sc_world);

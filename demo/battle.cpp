@@ -134,7 +134,7 @@ void Battle::hit(Unit& unit, Unit& enemy)
     m_lastHit = hit;
 }
 
-// Returns the nearest enemy that the unit can hit, now or after a walk towards the enemy; null if there is none.
+// Returns the nearest enemy that the unit can hit, now or after a walk towards the enemy; null if it can hit no enemy.
 Unit* Battle::findEnemy(const Unit& unit) const
 {
     Unit* nearest = nullptr;

@@ -34,7 +34,7 @@ void printJson(const Json& json);
 
 class Table {
 public:
-    // CHANGE: a number with its sign. MOMENT: a number; the text form says "unknown" where there is none.
+    // CHANGE: a number with its sign. MOMENT: a number; if the snapshot has no number, the text form says "unknown".
     enum Kind { TEXT, NUMBER, CHANGE, PERCENT, MOMENT };
 
     struct Column {

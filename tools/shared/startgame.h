@@ -50,8 +50,8 @@ private:
     bool m_isEndKnown = true;
 };
 
-// Returns the path of the libcorewatch.so that a game can load: a library for the processor that the game is for. Returns
-// an empty text and stores sentences in error if there is none. command is the game's.
+// command: the game and its arguments. Returns the path of the libcorewatch.so for the processor of the game. Returns an
+// empty text, and stores sentences in error, if no folder has such a library.
 std::string watchLibraryPath(const std::vector<std::string>& command, std::string* error);
 
 // Returns the variables that put the library in front of a game.

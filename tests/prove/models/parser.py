@@ -94,7 +94,7 @@ class Parser:
         return BYTE_OR_NUL[ends].search(self.bytes, place).start()
 
     def cut(self, place, delimiters):
-        """strtok: returns the first place of the next part and the place after it; null if there is none."""
+        """strtok: returns the first place of the next part and the place after it; None at the end of the text."""
         start = self.without(delimiters, place)
         end = self.first_of(delimiters, start)
         self.bytes[end] = 0
@@ -131,7 +131,7 @@ class Parser:
         return True
 
     def token(self, delimiters=b" "):
-        """Returns the place of the next token; null if there is none."""
+        """Returns the place of the next token; None at the end of the line."""
         if self.position is None:
             return None
         self.position = self.without(BLANKS, self.position)
@@ -146,7 +146,7 @@ class Parser:
         return token is not None and self.text_at(token) == mark
 
     def string(self):
-        """Returns the place of the next text between quotes, decoded; null if there is none."""
+        """Returns the place of the next text between quotes, decoded; None if the line has no further such text."""
         if self.position is None:
             return None
         self.position = self.first_of(b'"', self.position)

@@ -186,7 +186,7 @@ def dressed(data):
     return ''.join(parts).encode()
 
 
-# ---- Comparisons. Each returns the first difference; null if there is none.
+# ---- Comparisons. Each returns the first difference; None if both answers are the same.
 
 def difference_of_ours(said, data):
     """A list that the program made, with its description."""

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <fstream>
+#include <netdb.h>
 #include <signal.h>
 #include <string>
 #include <sys/time.h>
@@ -81,8 +82,22 @@ TEST_F(Probe, AServerThatAcceptsAndStaysSilentIsNoDisplayAfterFiveSeconds)
     expectNoDisplayAfterTheWait();
 }
 
+// Returns true if the name "localhost" has an address. In a system without /etc/hosts and without a name server it has none.
+static bool hasLocalhost()
+{
+    addrinfo* found = nullptr;
+    if (getaddrinfo("localhost", nullptr, nullptr, &found) != 0) {
+        return false;
+    }
+    freeaddrinfo(found);
+    return true;
+}
+
 TEST_F(Probe, ASilentServerThatStandsInForAnotherOnTheNetworkIsNoDisplayAfterFiveSeconds)
 {
+    if (!hasLocalhost()) {
+        GTEST_SKIP() << "the name localhost has no address, so Xlib cannot try the network";
+    }
     HostileScreen screen([&](int connection, int) { screen.ignore(connection); });
     const std::string name = screen.onNetwork();
     use(name.substr(name.find(':'))); // no server has the socket of that number: Xlib tries the network then

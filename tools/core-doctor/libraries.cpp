@@ -28,6 +28,16 @@ static void addEnvironment(const char* variable, Report* report)
     }
 }
 
+static void warnOfTruncation(const std::string& path, const ElfFacts& facts, Report* report)
+{
+    if (facts.bytes < facts.bytesNeeded) {
+        report->warn("file-truncated",
+                     path + " has " + std::to_string(facts.bytes) + " bytes, and its header needs " +
+                         std::to_string(facts.bytesNeeded) + ".",
+                     "Copy or install the file again: its end is missing.");
+    }
+}
+
 static void addBuild(const std::string& libcore, Report* report)
 {
     const std::string version = askLibrary(libcore).version;
@@ -36,6 +46,7 @@ static void addBuild(const std::string& libcore, Report* report)
     report->add(sc_section, "libcore built",
                 facts.processor + "; " + facts.compiler + (facts.hasDebugInformation ? "; with" : "; without") +
                     " debug information");
+    warnOfTruncation(libcore, facts, report);
 }
 
 static void lookAtRights(const Game& game, Report* report)
@@ -73,6 +84,7 @@ static std::string lookAtGame(const Game& game, Report* report)
     report->add(sc_section, "game", game.path);
     report->add(sc_section, "game built", facts.processor + (facts.compiler.empty() ? "" : "; " + facts.compiler));
     lookAtRights(game, report);
+    warnOfTruncation(game.path, facts, report);
     if (!facts.isForThisHost) {
         report->warn(
             "other-processor", "The game is built for " + facts.processor + ", unlike core-doctor.",

@@ -1,33 +1,14 @@
 // core-config learn and run, with a game that reads files.
-#include "tests/support/game_memory.h"
+#include "tests/support/shell.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <stdlib.h>
 #include <string>
-#include <sys/wait.h>
-
-struct Result {
-    int status;
-    std::string output;
-    std::string errors;
-};
-
-static Result runShell(const std::string& command)
-{
-    const int status = system((command + " >output 2>errors").c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile("output"), readFile("errors")};
-}
 
 static Result run(const std::string& arguments)
 {
     return runShell("'" PROGRAM "' " + arguments);
-}
-
-static bool contains(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
 }
 
 static const char sc_world[] = "// The world.\r\n"
@@ -217,7 +198,7 @@ TEST(CoreConfigLearn, WritesASchemaThatCanBeReadWhateverTheFilesAre)
 TEST(CoreConfigLearn, NeedsNoMoreMemoryForAGameThatReadsItsFilesAgainAndAgain)
 {
     writeData(sc_world);
-    const Result result = runShell("{ ulimit -f 2000; '" PROGRAM "' learn -o game.schema -- '" GAME "' again; }");
+    const Result result = runShell("ulimit -f 2000; '" PROGRAM "' learn -o game.schema -- '" GAME "' again");
     EXPECT_EQ(result.status, 7);
     EXPECT_FALSE(contains(result.errors, "missing")) << result.errors; // events, for which the journal has no room
     EXPECT_EQ(readFile("game.schema"), sc_learnt);
@@ -240,8 +221,8 @@ TEST(CoreConfigLearn, WritesManyNamesThatNoLineHasInTheOrderInWhichTheGameAsksFo
 TEST(CoreConfigLearn, NamesAFileByItsFolderIfTheCurrentFolderHasBeenRemoved)
 {
     writeData(sc_world);
-    const Result result = runShell("{ here=$PWD; mkdir gone; cd gone; rmdir ../gone; "
-                                   "'" PROGRAM "' learn -o $here/game.schema -- sh -c \"cd $here; '" GAME "'\"; }");
+    const Result result = runShell("here=$PWD; mkdir gone; cd gone; rmdir ../gone; "
+                                   "'" PROGRAM "' learn -o $here/game.schema -- sh -c \"cd $here; '" GAME "'\"");
     EXPECT_EQ(result.status, 7) << result.errors;
     const std::string schema = readFile("game.schema");
     EXPECT_TRUE(contains(schema, "config \"Data/world.txt\"")) << schema;

@@ -1,10 +1,17 @@
 // core-config learn and run, with a game that reads files.
+#include "tools/shared/journal.h"
+
 #include "tests/support/shell.h"
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <filesystem>
+#include <functional>
 #include <string>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <utility>
 
 static Result run(const std::string& arguments)
 {
@@ -217,6 +224,68 @@ TEST(CoreConfigLearn, WritesManyNamesThatNoLineHasInTheOrderInWhichTheGameAsksFo
         last = place;
     }
 }
+
+// ---- The journal of a game that writes while the journal is read
+
+static std::function<void()> s_afterTheFirstPart; // called once, in the middle of the next read of a file
+
+extern "C" ssize_t pread(int file, void* bytes, size_t size, off_t offset)
+{
+    static const size_t sc_part = 72 * 1024;
+    const bool isWhole = !s_afterTheFirstPart || size <= sc_part;
+    const ssize_t count = syscall(SYS_pread64, file, bytes, isWhole ? size : sc_part, offset);
+    if (!isWhole) {
+        std::exchange(s_afterTheFirstPart, nullptr)();
+    }
+    return count;
+}
+
+static void writeAt(int file, off_t place, const std::string& bytes)
+{
+    EXPECT_EQ(pwrite(file, bytes.data(), bytes.size(), place), static_cast<ssize_t>(bytes.size()));
+}
+
+static void writeRecord(int file, off_t place, uint32_t size)
+{
+    const watch::JournalRecord record = {size, watch::JOURNAL_READS, 1, 77};
+    writeAt(file, place, std::string(reinterpret_cast<const char*>(&record), sizeof(record)));
+}
+
+TEST(Journal, HasAllThatTheGameWroteBeforeTheLastRecord)
+{
+    static const off_t sc_first = sizeof(watch::JournalHead);
+    static const off_t sc_bytes = sizeof(watch::JournalRecord); // from a record to the bytes of its event
+    static const uint32_t sc_size = 96 * 1024;
+    Journal journal;
+    std::string error;
+    ASSERT_TRUE(journal.create(&error)) << error;
+    const int game = open(journal.path().c_str(), O_RDWR | O_CLOEXEC);
+    writeRecord(game, sc_first, sc_size);
+    writeAt(game, sc_first + sc_bytes, "one");
+    s_afterTheFirstPart = [&] {
+        writeAt(game, sc_first + sc_bytes + 3, "two");
+        writeRecord(game, sc_first + sc_size, 64);
+        writeAt(game, sc_first + sc_size + sc_bytes, "three");
+    };
+    const JournalContent content = journal.read();
+    close(game);
+    ASSERT_EQ(content.events.size(), 2u);
+    EXPECT_EQ(content.events[0].bytes.substr(0, 6), "onetwo");
+    EXPECT_EQ(content.events[1].bytes.substr(0, 5), "three");
+}
+
+TEST(Journal, TellsThatTheGameHasWrittenOverIt)
+{
+    Journal journal;
+    std::string error;
+    ASSERT_TRUE(journal.create(&error)) << error;
+    const int game = open(journal.path().c_str(), O_RDWR | O_CLOEXEC);
+    writeRecord(game, sizeof(watch::JournalHead), 3); // no multiple of 8
+    close(game);
+    EXPECT_TRUE(journal.read().isDamaged);
+}
+
+// ---- Files
 
 TEST(CoreConfigLearn, NamesAFileByItsFolderIfTheCurrentFolderHasBeenRemoved)
 {

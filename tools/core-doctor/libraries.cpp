@@ -98,7 +98,7 @@ static std::string lookAtGame(const Game& game, Report* report)
 static std::string findLibcore(Report* report)
 {
     const std::string name = "libcore.so." + std::to_string(CORE_VERSION_MAJOR);
-    const std::string path = askLibrary(name).path;
+    std::string path = askLibrary(name).path;
     if (!path.empty()) {
         report->add(sc_section, name, path);
     }
@@ -112,7 +112,7 @@ std::string lookAtLibraries(const Game& game, Report* report)
         report->add(sc_section, "game",
                     "none named; core-doctor GAME also shows its libraries, data folder, preferences and bank sizes");
     }
-    const std::string libcore = game.path.empty() ? findLibcore(report) : lookAtGame(game, report);
+    std::string libcore = game.path.empty() ? findLibcore(report) : lookAtGame(game, report);
     if (!libcore.empty()) {
         addBuild(libcore, report);
     } else if (game.path.empty()) {

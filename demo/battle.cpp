@@ -1,10 +1,9 @@
 #include "demo/battle.h"
 
-#include "core/memorymgr.h"
+#include "core/allocator.h"
 
 #include <algorithm>
 #include <math.h>
-#include <memory>
 
 static const float sc_shot = 4; // fields; a hit from a unit with this reach is a shot
 
@@ -18,7 +17,7 @@ Battle::Battle(const Level& level, const BankPlans& banks) : m_level(level), m_b
 Battle::~Battle()
 {
     for (Unit* unit : m_units) {
-        g_MemoryPtr->free(m_banks.unitBank, unit->block);
+        FreeAlignedInBank(m_banks.unitBank, unit);
     }
 }
 
@@ -35,15 +34,11 @@ float Battle::randomUpTo(float limit)
     return static_cast<float>(random(1001)) * limit / 1000.0f;
 }
 
-// Makes an object in a block of the bank, and stores the block's address in block. A block may begin at an address
-// that is not aligned for the object (docs/surprises.md). So the block is larger than the object, and the object
-// begins at the first aligned address in the block.
+// Makes an object in the bank. A block may begin at an address that is not aligned for the object (docs/surprises.md).
 template <class Object>
-static Object* makeIn(int bank, void** block, unsigned int line)
+static Object* makeIn(int bank, unsigned int line)
 {
-    size_t room = sizeof(Object) + alignof(Object) - 1;
-    void* storage = *block = g_MemoryPtr->alloc(bank, room, "demo/battle", line);
-    return ::new (std::align(alignof(Object), sizeof(Object), storage, room)) Object();
+    return ::new (AllocAlignedInBank(bank, sizeof(Object), alignof(Object), "demo/battle", line)) Object();
 }
 
 void Battle::place(const Squad& squad)
@@ -58,9 +53,7 @@ void Battle::place(const Squad& squad)
 
 void Battle::join(const UnitKind& kind, int army, float x, float y)
 {
-    void* block = nullptr;
-    Unit* unit = makeIn<Unit>(m_banks.unitBank, &block, __LINE__);
-    unit->block = block;
+    Unit* unit = makeIn<Unit>(m_banks.unitBank, __LINE__);
     unit->kind = &kind;
     unit->army = army;
     unit->health = kind.health;
@@ -128,8 +121,7 @@ void Battle::hit(Unit& unit, Unit& enemy)
     enemy.health -= std::max(damage - enemy.kind->armour, 1);
     unit.pause = kind.pause;
     ++m_hits;
-    void* block = nullptr; // freed with its bank
-    Hit* hit = makeIn<Hit>(m_banks.frameBank, &block, __LINE__);
+    Hit* hit = makeIn<Hit>(m_banks.frameBank, __LINE__); // freed with its bank
     *hit = {unit.x, unit.y, enemy.x, enemy.y, unit.army, kind.reach >= sc_shot, enemy.health <= 0, m_lastHit};
     m_lastHit = hit;
 }
@@ -156,7 +148,7 @@ void Battle::bury()
     const auto firstDead =
         std::stable_partition(m_units.begin(), m_units.end(), [](const Unit* unit) { return unit->health > 0; });
     for (auto dead = firstDead; dead != m_units.end(); ++dead) {
-        g_MemoryPtr->free(m_banks.unitBank, (*dead)->block);
+        FreeAlignedInBank(m_banks.unitBank, *dead);
     }
     m_units.erase(firstDead, m_units.end());
 }

@@ -11,7 +11,6 @@
 #include "demo/gamememory.h"
 
 struct Unit {
-    void* block; // the bank's block that contains this unit
     const UnitKind* kind;
     int army;
     int health;

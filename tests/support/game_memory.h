@@ -4,11 +4,11 @@
 
 #include "core/memorymgr.h"
 
+#include "tests/support/files.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <limits.h>
 #include <map>
 #include <memory>
@@ -197,15 +197,4 @@ inline unsigned int sizeOf(const MemoryHeapNode_s* node)
 inline unsigned int lineOf(const MemoryHeapNode_s* node)
 {
     return node->line;
-}
-
-inline void writeFile(const std::string& path, const std::string& bytes)
-{
-    std::ofstream(path, std::ios::binary) << bytes;
-}
-
-inline std::string readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return file ? std::string(std::istreambuf_iterator<char>(file), {}) : "(no file)";
 }

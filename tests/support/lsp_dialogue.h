@@ -1,11 +1,12 @@
 // What the tests of language servers share: talking to a server, and dialogues that were recorded.
 #pragma once
 
+#include "tests/support/files.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <stdlib.h>
 #include <string.h>
@@ -14,12 +15,6 @@
 #include <vector>
 
 namespace lsp {
-
-inline std::string readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-}
 
 inline std::string framed(const std::string& message)
 {

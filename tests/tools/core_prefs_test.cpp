@@ -2,34 +2,21 @@
 #include "core/platform.h"
 #include "core/preferences.h"
 
+#include "tests/support/shell.h"
 #include "tests/support/terminal.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdlib.h>
 #include <string>
 #include <sys/wait.h>
 
-static std::string readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
-struct Result {
-    int status;
-    std::string output;
-    std::string errors;
-};
-
 // arguments are words of a shell.
 static Result run(const std::string& arguments)
 {
-    const int status = system((EMULATOR " '" PROGRAM "' " + arguments + " >output 2>errors").c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile("output"), readFile("errors")};
+    return runShell(EMULATOR " '" PROGRAM "' " + arguments);
 }
 
 static std::string outputOf(const std::string& arguments)
@@ -38,11 +25,6 @@ static std::string outputOf(const std::string& arguments)
     EXPECT_EQ(result.status, 0) << arguments;
     EXPECT_EQ(result.errors, "") << arguments;
     return result.output;
-}
-
-static bool contains(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
 }
 
 static std::string storeOf(const std::string& application)

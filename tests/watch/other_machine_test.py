@@ -61,6 +61,12 @@ class OtherMachine(unittest.TestCase):
         self.add_library()
         self.assertIn("\n    main (", self.run_game(["--stacks"], "planted", "2")[1])
 
+    def test_valgrind_finds_an_overrun_or_the_tool_says_what_valgrind_needs(self):
+        self.add_library()
+        error = self.run_game(["--valgrind"], "planted", "4")[1]
+        if "== Invalid write" not in error:
+            self.assertIn(f"core-memory: Valgrind starts a {MACHINE} game only if the debug symbols", error)
+
     def test_snapshot_reads_a_running_game(self):
         with subprocess.Popen([f"{GAMES}/ending", "wait"], env=self.environment, stdin=subprocess.PIPE,
                               stdout=subprocess.PIPE, text=True) as game:

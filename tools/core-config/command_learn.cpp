@@ -24,9 +24,13 @@ static void tellUnknownTexts(const config::GameReads& reads)
     }
 }
 
-static void tellEnd(const StartedGame& game)
+// Tells that the game has failed, so that the status of learn is not taken for a failure of learn itself.
+static void tellFailure(const StartedGame& game)
 {
     const int status = game.waitStatus();
+    if (!game.isEndKnown()) {
+        return; // wait has told it
+    }
     if (WIFSIGNALED(status)) {
         complain(TOOL_FINE, "a signal has ended the game: " + std::to_string(WTERMSIG(status)));
     } else if (WEXITSTATUS(status) != 0) {
@@ -45,10 +49,7 @@ int runLearn(const LearnCommand& options)
     if (const int status = playGame(options.command, &reads, &game, [] {})) {
         return status;
     }
-    if (!game.isEndKnown()) {
-        return TOOL_CANT_ACCESS;
-    }
-    tellEnd(game);
+    tellFailure(game);
     tellUnknownTexts(reads);
     const config::Learnt learnt = config::learn(reads, &schema);
     if (learnt.files == 0) {
@@ -62,5 +63,5 @@ int runLearn(const LearnCommand& options)
     fprintf(stderr, "%s: the game has read %s and asked for %s; new in the schema: %zu\n",
             printable(options.schema).c_str(), config::counted(learnt.files, "file").c_str(),
             config::counted(learnt.names, "name").c_str(), learnt.newNames);
-    return TOOL_FINE;
+    return game.endAsTheGame();
 }

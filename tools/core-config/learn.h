@@ -19,6 +19,9 @@ struct Learnt {
 //   range                if the entry had none
 //   default              if the entry had none; in a preferences file, the game's default replaces it
 //   values seen          are added
+//
+// New names come after the schema's own, those that a line has in the order of the lines, and then the others in the
+// order in which the game asks for them.
 Learnt learn(const GameReads& reads, Schema* schema);
 
 } // namespace config

@@ -12,7 +12,8 @@ static const char sc_description[] =
 
 static const char sc_statuses[] =
     "Exit status: 0 all is fine, 1 there are findings, 2 the command line or a schema was not understood,\n"
-    "3 a file could not be read or written, or a game could not be started. run ends with the status of the game.";
+    "3 a file could not be read or written, or a game could not be started. learn and run end with the\n"
+    "status of the game.";
 
 static const char sc_checkFooter[] =
     "Examples:\n"
@@ -63,9 +64,9 @@ static const char sc_learnFooter[] =
     "  core-config learn -o game.schema -- core-demo -frames 30\n"
     "  core-config check --schema game.schema Game/units.txt Game/demo.ini\n"
     "\n"
-    "Exit status: 0 the schema is written, however the game ended, 1 the game has read no file by the library's\n"
-    "readers, 2 the command line or the schema was not understood, 3 the game could not be started or the schema\n"
-    "could not be read or written.";
+    "The exit status is that of the game, once the schema is written. It is 1 when the game has read no file by the\n"
+    "library's readers, 2 when the command line or the schema was not understood, and 3 when the game could not be\n"
+    "started, or the schema could not be read or written.";
 
 static void addLearn(Program& program, int* status)
 {

@@ -75,6 +75,26 @@ static void readSections(int file, const ElfW(Ehdr) & header, ElfFacts* facts)
     }
 }
 
+// Returns the end of a part of the file; the largest number if the part is larger than any file.
+static uint64_t endOf(uint64_t offset, uint64_t size)
+{
+    return size <= UINT64_MAX - offset ? offset + size : UINT64_MAX;
+}
+
+// Returns the bytes that a complete file has at least.
+static uint64_t bytesNeeded(int file, const ElfW(Ehdr) & header)
+{
+    uint64_t needed = std::max(endOf(header.e_phoff, header.e_phnum * sizeof(ElfW(Phdr))),
+                               endOf(header.e_shoff, header.e_shnum * sizeof(ElfW(Shdr))));
+    const std::string bytes = readPart(file, header.e_phoff, header.e_phnum * sizeof(ElfW(Phdr)));
+    std::vector<ElfW(Phdr)> segments(bytes.size() / sizeof(ElfW(Phdr)));
+    memcpy(segments.data(), bytes.data(), segments.size() * sizeof(ElfW(Phdr)));
+    for (const ElfW(Phdr) & segment : segments) {
+        needed = std::max(needed, segment.p_type == PT_LOAD ? endOf(segment.p_offset, segment.p_filesz) : 0);
+    }
+    return needed;
+}
+
 ElfFacts readElf(const std::string& path)
 {
     ElfFacts facts;
@@ -92,7 +112,14 @@ ElfFacts readElf(const std::string& path)
     memcpy(&header, bytes.data(), bytes.size());
     const int ownClass = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32;
     facts.isForThisHost = header.e_ident[EI_CLASS] == ownClass && header.e_machine == ownMachine();
-    if (facts.isForThisHost && bytes.size() == sizeof(header)) {
+    struct stat status;
+    if (!facts.isForThisHost || fstat(file, &status) != 0) {
+        return facts;
+    }
+    facts.bytes = static_cast<uint64_t>(status.st_size);
+    facts.bytesNeeded = sizeof(header);
+    if (bytes.size() == sizeof(header)) {
+        facts.bytesNeeded = std::max(facts.bytesNeeded, bytesNeeded(file, header));
         readSections(file, header, &facts);
     }
     return facts;

@@ -28,6 +28,16 @@ static void addEnvironment(const char* variable, Report* report)
     }
 }
 
+static void warnOfTruncation(const std::string& path, const ElfFacts& facts, Report* report)
+{
+    if (facts.bytes < facts.bytesNeeded) {
+        report->warn("file-truncated",
+                     path + " has " + std::to_string(facts.bytes) + " bytes, and its header needs " +
+                         std::to_string(facts.bytesNeeded) + ".",
+                     "Copy or install the file again: its end is missing.");
+    }
+}
+
 static void addBuild(const std::string& libcore, Report* report)
 {
     const std::string version = askLibrary(libcore).version;
@@ -36,6 +46,7 @@ static void addBuild(const std::string& libcore, Report* report)
     report->add(sc_section, "libcore built",
                 facts.processor + "; " + facts.compiler + (facts.hasDebugInformation ? "; with" : "; without") +
                     " debug information");
+    warnOfTruncation(libcore, facts, report);
 }
 
 static void lookAtRights(const Game& game, Report* report)
@@ -73,6 +84,7 @@ static std::string lookAtGame(const Game& game, Report* report)
     report->add(sc_section, "game", game.path);
     report->add(sc_section, "game built", facts.processor + (facts.compiler.empty() ? "" : "; " + facts.compiler));
     lookAtRights(game, report);
+    warnOfTruncation(game.path, facts, report);
     if (!facts.isForThisHost) {
         report->warn(
             "other-processor", "The game is built for " + facts.processor + ", unlike core-doctor.",
@@ -86,7 +98,7 @@ static std::string lookAtGame(const Game& game, Report* report)
 static std::string findLibcore(Report* report)
 {
     const std::string name = "libcore.so." + std::to_string(CORE_VERSION_MAJOR);
-    const std::string path = askLibrary(name).path;
+    std::string path = askLibrary(name).path;
     if (!path.empty()) {
         report->add(sc_section, name, path);
     }
@@ -100,7 +112,7 @@ std::string lookAtLibraries(const Game& game, Report* report)
         report->add(sc_section, "game",
                     "none named; core-doctor GAME also shows its libraries, data folder, preferences and bank sizes");
     }
-    const std::string libcore = game.path.empty() ? findLibcore(report) : lookAtGame(game, report);
+    std::string libcore = game.path.empty() ? findLibcore(report) : lookAtGame(game, report);
     if (!libcore.empty()) {
         addBuild(libcore, report);
     } else if (game.path.empty()) {

@@ -2,7 +2,8 @@
 // that one, because the file may be any program.
 #include "tools/core-doctor/linker.h"
 
-#include <algorithm>
+#include "tools/shared/files.h"
+
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <functional>
@@ -57,17 +58,6 @@ static std::string dynamicLinker()
         },
         &path);
     return path;
-}
-
-static std::vector<std::string> linesOf(const std::string& text)
-{
-    std::vector<std::string> lines;
-    for (size_t begin = 0; begin < text.size();) {
-        const size_t end = std::min(text.find('\n', begin), text.size());
-        lines.push_back(text.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    return lines;
 }
 
 // Reads a line such as "\tlibcore.so.1 => /usr/lib/libcore.so.1 (0x7f00)".

@@ -6,6 +6,7 @@
 #include "tools/core-memory/timeline.h"
 #include "tools/core-memory/waitingprocess.h"
 #include "tools/core-memory/watchedgame.h"
+#include "tools/shared/machine.h"
 #include "watch/faulttext.h"
 #include "watch/summary.h"
 #include "watch/walk.h"
@@ -424,12 +425,24 @@ private:
     unsigned int m_snapshots = 0; // written
 };
 
+// Valgrind is a program of this machine. It refuses a 32-bit game without the symbols of the game's C library.
+static void tellWhatValgrindNeeds(const RunOptions& options)
+{
+    const Machine machine = machineOf(programFile(options.command[0]));
+    if (options.valgrind && machine.isKnown() && !(machine == ownMachine())) {
+        complain(STATUS_CANT_LOOK, "Valgrind starts a " + machine.name() +
+                                       " game only if the debug symbols of the game's C library are installed; for " +
+                                       "32-bit x86 they are in Debian's package libc6-dbg:i386");
+    }
+}
+
 // Prints what the run has found. Returns true when a budget is exceeded.
 static bool report(const RunOptions& options, const WatchedGame& game, const std::vector<Budget>& budgets,
                    const RunResult& result)
 {
     if (!result.hasSnapshot) {
         complain(STATUS_CANT_LOOK, "the game has made no memory manager that this program could see");
+        tellWhatValgrindNeeds(options);
         printSummary(result);
         return !budgets.empty();
     }

@@ -8,6 +8,7 @@
 #include "tools/core-strings/commands.h"
 #include "tools/core-strings/game.h"
 #include "tools/core-strings/texts.h"
+#include "tools/shared/files.h"
 
 #include <gettext-po.h>
 
@@ -30,17 +31,6 @@ static const char sc_previousMark[] = "//|";
 static bool startsWith(const std::string& text, const char* start)
 {
     return text.compare(0, strlen(start), start) == 0;
-}
-
-static std::vector<std::string> splitLines(const std::string& text)
-{
-    std::vector<std::string> lines;
-    for (size_t begin = 0; begin < text.size();) {
-        const size_t end = std::min(text.find('\n', begin), text.size());
-        lines.push_back(text.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    return lines;
 }
 
 static std::string joinLines(const std::vector<std::string>& lines)
@@ -68,7 +58,7 @@ static size_t s_line;         // its line
 static void onError(int severity, po_message_t, const char*, size_t line, size_t, int, const char* text)
 {
     if (severity != PO_SEVERITY_WARNING && s_message.empty()) {
-        s_message = splitLines(text)[0];
+        s_message = linesOf(text)[0];
         s_line = line;
     }
     if (severity == PO_SEVERITY_FATAL_ERROR) { // the library does not expect a return
@@ -371,11 +361,11 @@ static bool isUtf8(const std::string& text)
 
 void PoReader::_addHeader(po_message_t message)
 {
-    for (const std::string& comment : splitLines(po_message_comments(message))) {
+    for (const std::string& comment : linesOf(po_message_comments(message))) {
         const std::string line = commentFromPo(comment);
         m_document->header.push_back(line.empty() ? "//" : line);
     }
-    std::vector<std::string> fields = splitLines(po_message_msgstr(message));
+    std::vector<std::string> fields = linesOf(po_message_msgstr(message));
     const size_t count = sizeof(sc_fixedFields) / sizeof(*sc_fixedFields);
     if (fields.size() >= count &&
         std::equal(std::begin(sc_fixedFields), std::end(sc_fixedFields), fields.end() - count)) {
@@ -436,10 +426,10 @@ void PoReader::_addItem(po_message_t message)
 
 void PoReader::_addComments(po_message_t message, Item* item)
 {
-    for (const std::string& comment : splitLines(po_message_comments(message))) {
+    for (const std::string& comment : linesOf(po_message_comments(message))) {
         item->comments.push_back(commentFromPo(comment));
     }
-    for (const std::string& comment : splitLines(po_message_extracted_comments(message))) {
+    for (const std::string& comment : linesOf(po_message_extracted_comments(message))) {
         item->comments.push_back(sc_extractedMark + (comment.empty() ? "" : " " + comment));
     }
     for (int number = 0; po_filepos_t place = po_message_filepos(message, number); ++number) {

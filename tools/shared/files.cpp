@@ -1,5 +1,6 @@
 #include "tools/shared/files.h"
 
+#include <algorithm>
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
@@ -46,6 +47,17 @@ std::string giveForm(const std::string& text, const TextForm& form)
 {
     return (form.hasByteOrderMark ? sc_byteOrderMark : "") +
            (form.hasCarriageReturns ? replaceAll(text, "\n", "\r\n") : text);
+}
+
+std::vector<std::string> linesOf(const std::string& text)
+{
+    std::vector<std::string> lines;
+    for (size_t begin = 0; begin < text.size();) {
+        const size_t end = std::min(text.find('\n', begin), text.size());
+        lines.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return lines;
 }
 
 static bool fail(const std::string& path, std::string* error)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 // The ends of lines and the byte-order mark of a text file. A tool that changes a file keeps them:
 //
@@ -19,6 +20,8 @@ std::string takeForm(const std::string& bytes, TextForm* form);
 
 // Returns the text with the byte-order mark and the ends of lines of form.
 std::string giveForm(const std::string& text, const TextForm& form);
+
+std::vector<std::string> linesOf(const std::string& text); // without the line feeds
 
 // Reads a whole file of at most 256 MiB, or the standard input when path is "-". Returns true; on failure returns false
 // and stores a message with the path in *error.

@@ -54,18 +54,6 @@ static bool readWhole(int file, std::string* bytes)
     return true;
 }
 
-JournalContent Journal::read() const
-{
-    std::string bytes;
-    if (readWhole(m_file, &bytes)) {
-        return readJournal(bytes);
-    }
-    JournalContent content;
-    content.isUnread = true;
-    content.error = errno;
-    return content;
-}
-
 // Reads the head of a record at a place. Returns false for one that no game has written.
 static bool readRecord(const std::string& bytes, size_t place, watch::JournalRecord* record)
 {
@@ -75,6 +63,40 @@ static bool readRecord(const std::string& bytes, size_t place, watch::JournalRec
     const bool isSpace = record->kind == watch::JOURNAL_SPACE || record->kind == watch::JOURNAL_TORN;
     return record->size == 0 || (record->size <= left && record->size % watch::sc_journalAlignment == 0 &&
                                  (isSpace || record->size >= sizeof(*record)));
+}
+
+// Returns the place after the last record; the end of the bytes if a record is damaged.
+static size_t endOfRecords(const std::string& bytes)
+{
+    watch::JournalRecord record;
+    for (size_t place = sizeof(watch::JournalHead); place < bytes.size(); place += record.size) {
+        if (!readRecord(bytes, place, &record)) {
+            break;
+        }
+        if (record.size == 0) {
+            return place;
+        }
+    }
+    return bytes.size();
+}
+
+// The game may write while the file is read, so a single read can have the last record and lack bytes that the game
+// wrote into an earlier record before. The second read has all these bytes. Records that the game has added since the
+// first read are left for the next call.
+JournalContent Journal::read() const
+{
+    std::string bytes;
+    bool isRead = readWhole(m_file, &bytes);
+    const size_t end = isRead ? endOfRecords(bytes) : 0;
+    isRead = isRead && readWhole(m_file, &bytes);
+    if (isRead) {
+        std::fill(bytes.begin() + static_cast<ptrdiff_t>(std::min(end, bytes.size())), bytes.end(), '\0');
+        return readJournal(bytes);
+    }
+    JournalContent content;
+    content.isUnread = true;
+    content.error = errno;
+    return content;
 }
 
 JournalContent readJournal(const std::string& bytes)

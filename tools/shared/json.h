@@ -4,7 +4,9 @@
 //     bank["blocks"] = Json::array({1, 2, 3});
 //     puts(bank.text(2).c_str());
 //
-// languageserver.cpp also reads JSON, with a library whose header takes the compiler seconds.
+// A writer of our own, although languageserver.cpp reads JSON with nlohmann-json: a file that includes the header of
+// nlohmann-json compiles in 2.9 seconds and 290 MB, a file that includes this header in 0.3 seconds and 73 MB, and more
+// than ten files of the tools write JSON.
 #pragma once
 
 #include <initializer_list>

@@ -141,9 +141,16 @@ void noteFile(const char* asked, int file)
 
 // ---- Names
 
-// A game compares the same names with the token of each line. Each name is noted once for each block of the text.
-static const size_t sc_slots = 4096;           // a power of two
-static std::atomic<uint32_t> s_asks[sc_slots]; // hashes of asks; 0: none. A newer ask takes the place of an older one
+// A game compares the same names with the token of each line. Each name is noted once for each block of the text. So a
+// run gives the same events each time, at whatever address the text is; only a block with a thousand names and more may
+// note some of them again.
+//
+// The table holds one word for each ask: the high bits of its hash, and the number of its block. A slot with another
+// block is free. Two asks of a block that have the same slot lie one after the other.
+static const size_t sc_slots = 4096; // a power of two
+static const size_t sc_probes = 32;  // slots that an ask may have
+static const uint32_t sc_blocks = 4096;
+static std::atomic<uint32_t> s_asks[sc_slots]; // 0: free
 static std::atomic<uint32_t> s_block{0};
 
 void forgetAsks()
@@ -153,13 +160,29 @@ void forgetAsks()
 
 bool isNewAsk(e_Read what, const void* text, const char* name)
 {
+    const uint32_t block = s_block.load(std::memory_order_relaxed);
     uint64_t hash = (reinterpret_cast<uintptr_t>(text) ^ what) * 0x9e3779b97f4a7c15u;
-    hash = (hash ^ s_block.load(std::memory_order_relaxed)) * 0x9e3779b97f4a7c15u;
+    hash = (hash ^ block) * 0x9e3779b97f4a7c15u;
     for (size_t index = 0; name[index] != '\0' && index < sc_readsName; ++index) {
         hash = (hash ^ static_cast<unsigned char>(name[index])) * 0x100000001b3u;
     }
-    const uint32_t mark = static_cast<uint32_t>(hash >> 32) | 1;
-    return s_asks[(hash >> 20) % sc_slots].exchange(mark, std::memory_order_relaxed) != mark;
+    hash = (hash ^ hash >> 32) * 0x9e3779b97f4a7c15u; // the last letter changes the high bits, too
+    const uint32_t number = block % (sc_blocks - 1) + 1;
+    const uint32_t ask = static_cast<uint32_t>(hash >> 32) / sc_blocks * sc_blocks + number;
+    const size_t first = (hash >> 20) % sc_slots;
+    for (size_t probe = 0; probe < sc_probes; ++probe) {
+        std::atomic<uint32_t>& slot = s_asks[(first + probe) % sc_slots];
+        const uint32_t old = slot.load(std::memory_order_relaxed);
+        if (old == ask) {
+            return false;
+        }
+        if (old % sc_blocks != number) {
+            slot.store(ask, std::memory_order_relaxed);
+            return true;
+        }
+    }
+    s_asks[first].store(ask, std::memory_order_relaxed);
+    return true;
 }
 
 } // namespace watch

@@ -22,8 +22,8 @@ bool noteText(const char* text);
 void noteFile(const char* asked, int file);
 
 // Returns true if this is the first ask with this reader, text and name since the last call of forgetAsks. An ask is
-// a comparison of a name with a token. Can also return true for a repeated ask, if another ask has replaced it in the
-// table.
+// a comparison of a name with a token. Can also return true for a repeated ask, if there are so many asks that another
+// one has replaced it in the table, or if another thread has called forgetAsks.
 bool isNewAsk(e_Read what, const void* text, const char* name);
 void forgetAsks();
 

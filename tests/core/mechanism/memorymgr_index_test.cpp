@@ -583,12 +583,28 @@ struct HeapWithHoles : LargeHeap {
     }
 };
 
-TEST(ChangedList, ANodeIsPlacedBeforeAFreeNodeThatHasLostItsMark)
+TEST(ChangedList, ABlockIsPlacedAndJoinedAlthoughAHeaderOfAFreeNodeHasChanged)
 {
-    HeapWithHoles heap;
-    setHeaderWord(heap.smaller, 0, 0x12345678);
-    EXPECT_EQ(heap.free(heap.used), 0);
-    EXPECT_EQ(heap.freeNodes(), "384+64 0+64 96+96 224+128 480+130592");
+    static const unsigned int sc_noMark = 0x12345678;
+    const struct {
+        char* HeapWithHoles::*changed;
+        int word; // of its header: 0 is the mark, 1 the size
+        unsigned int value;
+        char* HeapWithHoles::*freed;
+        const char* freeNodes;
+    } sc_cases[] = {
+        // The freed node is placed before the changed node of the same size.
+        {&HeapWithHoles::smaller, 0, sc_noMark, &HeapWithHoles::used, "384+64 0+64 96+96 224+128 480+130592"},
+        // The freed node lies before the changed node, and is joined with it by its size.
+        {&HeapWithHoles::larger, 0, sc_noMark, &HeapWithHoles::afterSmaller, "224+128 0+192 480+130592"},
+        {&HeapWithHoles::larger, 1, 64, &HeapWithHoles::afterSmaller, "224+128 0+160 480+130592"},
+    };
+    for (const auto& row : sc_cases) {
+        HeapWithHoles heap;
+        setHeaderWord(heap.*row.changed, row.word, row.value);
+        EXPECT_EQ(heap.free(heap.*row.freed), 0);
+        EXPECT_EQ(heap.freeNodes(), row.freeNodes);
+    }
 }
 
 TEST(ChangedList, ASplitNodeKeepsItsPlaceAfterTheNewestNodeHasLostItsMark)
@@ -598,22 +614,6 @@ TEST(ChangedList, ASplitNodeKeepsItsPlaceAfterTheNewestNodeHasLostItsMark)
     EXPECT_EQ(heap.allocNode(256), heap.afterUsed + 32);
     EXPECT_EQ(heap.freeNodes(), "0+64 96+96 224+128 736+130336");
     EXPECT_EQ(heap.allocNode(96), heap.larger);
-}
-
-TEST(ChangedList, AFreeNodeAfterAFreedOneIsJoinedAlthoughItHasLostItsMark)
-{
-    HeapWithHoles heap;
-    setHeaderWord(heap.larger, 0, 0x12345678);
-    EXPECT_EQ(heap.free(heap.afterSmaller), 0);
-    EXPECT_EQ(heap.freeNodes(), "224+128 0+192 480+130592");
-}
-
-TEST(ChangedList, AFreeNodeWhoseSizeHasShrunkIsJoinedWithThatSize)
-{
-    HeapWithHoles heap;
-    setHeaderWord(heap.larger, 1, 64);
-    EXPECT_EQ(heap.free(heap.afterSmaller), 0);
-    EXPECT_EQ(heap.freeNodes(), "224+128 0+160 480+130592");
 }
 
 TEST(ChangedList, ASizeLargerThanTheBankCountsInAnOlderFreeNodeToo)

@@ -4,6 +4,7 @@
 #include "tools/core-config/check.h"
 #include "tools/core-config/diff.h"
 
+#include "tests/support/shell.h"
 #include "tests/support/terminal.h"
 #include "tests/tools/core-config/game_reading.h"
 #include "tests/tools/core-config/random_config.h"
@@ -11,8 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <random>
 #include <set>
@@ -25,28 +24,10 @@
 
 static const std::string sc_broken = BROKEN_FILES;
 
-static std::string readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
-static void writeFile(const std::string& path, const std::string& bytes)
-{
-    std::ofstream(path, std::ios::binary) << bytes;
-}
-
-struct Result {
-    int status;
-    std::string output;
-    std::string errors;
-};
-
 // arguments are words of a shell.
 static Result run(const std::string& arguments)
 {
-    const int status = system(("'" PROGRAM "' " + arguments + " >output 2>errors").c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile("output"), readFile("errors")};
+    return runShell("'" PROGRAM "' " + arguments);
 }
 
 static config::CheckOptions optionsFor(const std::string& path)

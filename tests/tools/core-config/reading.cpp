@@ -5,6 +5,7 @@
 //   reading fork       a child process reads them
 //   reading again      reads them again and again
 //   reading nothing    reads no file
+//   reading many       asks world.txt for 300 names instead
 //   reading values     reads values.txt and lines.txt in the folder Data instead, by each reader of values
 #include "core/parser.h"
 #include "core/preferences.h"
@@ -74,6 +75,21 @@ static void readWorld()
     }
     printf("%d %d %d %d %d %g %s %d\n", small, lives, pair[0], pair[1], wind[0], static_cast<double>(gravity), title,
            fog);
+}
+
+static void askForManyNames()
+{
+    std::string text = readText("Data\\world.txt");
+    Parser parser(&text[0]);
+    while (parser.ParseLine()) {
+        const char* token = parser.GetToken(" ");
+        int value = 0;
+        bool isFound = false;
+        for (int number = 0; number < 300 && !isFound; ++number) {
+            isFound = parser.ParamEqualsInt32(token, ("n" + std::to_string(number) + "_name").c_str(), &value);
+        }
+        isFound || parser.ParamEqualsInt32(token, "one", &value) || parser.ParamEqualsInt32(token, "two", &value);
+    }
 }
 
 // Lines of values, in the middle of a file, which the game reads by the C library.
@@ -186,6 +202,10 @@ int main(int argc, char** argv)
         }
         int status = 0;
         return waitpid(child, &status, 0) == child ? status : 1;
+    }
+    if (what == "many") {
+        askForManyNames();
+        return 7;
     }
     if (what == "values") {
         readValues();

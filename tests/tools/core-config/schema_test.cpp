@@ -5,19 +5,14 @@
 #include "tools/core-config/nearest.h"
 #include "tools/core-config/schema.h"
 
+#include "tests/support/files.h"
+
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 #include <sys/wait.h>
-
-static std::string readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-}
 
 static config::Schema schemaOf(const std::string& text)
 {

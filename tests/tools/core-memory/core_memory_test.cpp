@@ -1,11 +1,12 @@
 // The program core-memory, as a shell runs it, on games that run and on games that have crashed.
+#include "tests/support/shell.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <regex>
 #include <signal.h>
 #include <stdio.h>
@@ -15,28 +16,6 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-static std::string readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
-static void writeFile(const std::string& path, const std::string& text)
-{
-    std::ofstream(path, std::ios::binary) << text;
-}
-
-static bool contains(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
-
-struct Result {
-    int status;
-    std::string output;
-    std::string errors;
-};
 
 // The variable CORE_MEMORY names another build of the program: ./run soak tests the one with the address sanitizer.
 static std::string program()
@@ -48,8 +27,7 @@ static std::string program()
 // arguments are words of a shell.
 static Result run(const std::string& arguments)
 {
-    const int status = system(("'" + program() + "' " + arguments + " >output 2>errors").c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile("output"), readFile("errors")};
+    return runShell("'" + program() + "' " + arguments);
 }
 
 // A game that runs until the object goes.

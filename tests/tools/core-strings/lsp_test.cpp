@@ -3,6 +3,7 @@
 #include "tests/tools/core-strings/shell.h"
 
 #include <chrono>
+#include <filesystem>
 
 static void writeLanguages()
 {

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 static const char sc_german[] = "\"Start\" = \"Los\"\n\"Late\" = \"Spaet\"\n\"Never\" = \"Nie\"\n";
 
 static std::string game(const std::string& what)

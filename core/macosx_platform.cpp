@@ -178,12 +178,13 @@ static void reportOthersLink(const char* path)
 
 // Makes the folder. When another user's link is part of its path, logs a message, replaces folder by elsewhere and
 // makes that folder. elsewhere is the path without an Application Support folder: it begins at the root, where only
-// root can make folders.
-static void makeDataFolder(Text& folder, const char* elsewhere)
+// root can make folders. *checked is for HasOthersLink; 0 at the first folder.
+static void makeDataFolder(Text& folder, const char* elsewhere, size_t* checked)
 {
-    if (HasOthersLink(folder)) {
+    if (HasOthersLink(folder, checked)) {
         reportOthersLink(folder);
         copyText(folder, elsewhere);
+        *checked = 0;
     }
     Platform::CreateDir(folder);
 }
@@ -204,14 +205,15 @@ const char* Platform::GetAppDataDir(const char* subFolder)
         reportOthersLink("Application Support"); // its path is not known
     }
     snprintf(dataDir, sizeof(dataDir), "%s/Brackenlow", path);
-    makeDataFolder(dataDir, "/Brackenlow");
+    size_t checked = 0;
+    makeDataFolder(dataDir, "/Brackenlow", &checked);
     copyText(path, dataDir);
     const char* const name = GetAppFilePrefix();
     snprintf(dataDir, sizeof(dataDir), "%s/%s", path, name);
     snprintf(path, sizeof(path), "/Brackenlow/%s", name);
-    makeDataFolder(dataDir, path);
+    makeDataFolder(dataDir, path, &checked);
     snprintf(path, sizeof(path), "%s/%s", dataDir, orEmpty(subFolder));
-    if (!HasOthersLink(path)) {
+    if (!HasOthersLink(path, &checked)) {
         CreateDir(path);
     }
     return dataDir; // deliberately without subFolder: the caller appends the subfolder's name itself

@@ -83,10 +83,11 @@ static bool isInSharedFolder(const char* path, size_t end)
 }
 
 // HasOthersLink for one spelling of the path. Changes path.
-static bool hasOthersLink(Text& path)
+static bool hasOthersLink(Text& path, size_t* checked)
 {
     int links = 0;
-    for (size_t end = partEnd(path, 0), start = 0; end != start; end = partEnd(path, start)) {
+    size_t start = *checked;
+    for (size_t end = partEnd(path, start); end != start; end = partEnd(path, start)) {
         Text part;
         snprintf(part, sizeof(part), "%.*s", static_cast<int>(end), path);
         struct stat status;
@@ -98,6 +99,7 @@ static bool hasOthersLink(Text& path)
                 return true;
             }
             start = end;
+            *checked = links == 0 ? end : *checked; // after a link, path is no longer the caller's path
             continue;
         }
         if (!isTrusted(status.st_uid) || ++links > sc_mostLinks || !replaceLink(path, end)) {
@@ -108,18 +110,20 @@ static bool hasOthersLink(Text& path)
     return false;
 }
 
-bool HasOthersLink(const char* path)
+bool HasOthersLink(const char* path, size_t* checked)
 {
     Text walked;
+    size_t none = 0;
     snprintf(walked, sizeof(walked), "%s", path);
     const bool isDOSPath = strchr(walked, '\\') != nullptr || (walked[0] != '\0' && walked[1] == ':');
-    if (hasOthersLink(walked)) {
+    if (!isDOSPath) {
+        return hasOthersLink(walked, checked ? checked : &none);
+    }
+    if (hasOthersLink(walked, &none)) {
         return true;
     }
-    if (!isDOSPath) {
-        return false;
-    }
+    none = 0;
     snprintf(walked, sizeof(walked), "%s", path);
     ConvertDOSToMacPath(walked, walked);
-    return hasOthersLink(walked);
+    return hasOthersLink(walked, &none);
 }

@@ -5,6 +5,8 @@
 // checks a path with HasOthersLink before it writes a file.
 #pragma once
 
+#include <stddef.h>
+
 // Returns true in these cases; otherwise false, also if a part of the path does not exist.
 // - A part of the path is a symbolic link, and its owner is neither root, nor the owner of the root folder, nor the
 //   effective user of this process. The targets of links are checked in the same way.
@@ -16,4 +18,8 @@
 //
 // path may be spelled the DOS way. The result describes the moment of the call: another user can change the folder
 // later.
-bool HasOthersLink(const char* path);
+//
+// checked, if not null, saves work when a longer path with the same beginning is checked directly afterwards. It is 0
+// before the first call. Each call begins after the first *checked bytes of path, and then sets *checked to the length of
+// the beginning that has only parts that exist and are no links.
+bool HasOthersLink(const char* path, size_t* checked = nullptr);

@@ -1,11 +1,14 @@
 #!/usr/bin/env bash
 # The README's commands work in every order in one clone: no command removes a file of another, or of the user.
 #
-#   check.sh SOURCE_DIR [RUN]
+#   check.sh SOURCE_DIR [RUN [all]]
 #
 # RUN is the script to check, SOURCE_DIR/run by default. The compilers, test programs and displays are stand-ins: they
-# write files where the real ones do, and note their names. Each command is the first one in a clone of its own, and all
-# commands follow it there: so every command has run before and after every other.
+# write files where the real ones do, and note their names.
+#
+# Each command runs alone in a clone of its own. In one more clone all commands run in the order of the README and then in
+# the reverse order: so every command has run before and after every other. With "all", the commands also follow each first
+# command in a clone of its own; this takes four times as long.
 set -euo pipefail
 source=$1
 run=${2:-$source/run}
@@ -88,7 +91,7 @@ newClone() {
     rm -rf "$folder/clone"
     mkdir -p "$folder/clone/bench" "$folder/clone/tests/fuzz/corpus/one" "$folder/clone/tests/soak" \
         "$folder/clone/tests/consumer" "$folder/clone/packaging" "$folder/clone/tests/tools/core-memory" \
-        "$folder/clone/tests/watch" "$folder/clone/tests/prove"
+        "$folder/clone/tests/watch" "$folder/clone/tests/prove" "$folder/clone/tests/run"
     cd "$folder/clone"
     : >"$NOTED"
     cp "$run" run
@@ -97,10 +100,10 @@ newClone() {
     printf '#!/bin/sh\ncat >"$1" && touch "$2"\n' >bench/table.py
     printf '#!/bin/sh\nexec "$1"\n' >tests/soak/soak.py
     printf '#!/bin/sh\n' | tee tests/lint.sh tests/consumer/matrix.sh packaging/check.sh tests/soak/two_users.py \
-        tests/prove/coverage.py tests/soak/long_game.py tests/watch/planted.py tests/watch/other_machine_test.py \
-        >tests/tools/core-memory/page_test.py
+        tests/prove/coverage.py tests/run/check.sh tests/soak/long_game.py tests/watch/planted.py \
+        tests/watch/other_machine_test.py >tests/tools/core-memory/page_test.py
     chmod +x tests/consumer/matrix.sh packaging/check.sh bench/table.py tests/soak/*.py tests/tools/core-memory/page_test.py \
-        tests/watch/*.py tests/prove/coverage.py tests/lint.sh
+        tests/watch/*.py tests/prove/coverage.py tests/run/check.sh tests/lint.sh
 }
 
 # ---- The commands, as the README has them.
@@ -140,13 +143,27 @@ checkPlaces() {
     [ -z "$strays" ] || fail "files of ./run's own among those of a build:"$'\n'"$strays"
 }
 
-for first in "${commands[@]}"; do
+# inOneClone COMMAND...: runs the commands in a new clone.
+inOneClone() {
+    local before=nothing command
     newClone
-    before=nothing
-    for command in "$first" "${commands[@]}"; do
+    for command in "$@"; do
         try "$command" "$before"
         before+=", $command"
     done
     checkPlaces
+}
+
+reversed=()
+for command in "${commands[@]}"; do
+    reversed=("$command" "${reversed[@]}")
 done
-echo "${#commands[@]} commands, each of them first in a clone, and all of them behind it"
+inOneClone "${commands[@]}" "${reversed[@]}"
+for first in "${commands[@]}"; do
+    if [ "${3:-}" = all ]; then
+        inOneClone "$first" "${commands[@]}"
+    else
+        inOneClone "$first"
+    fi
+done
+echo "${#commands[@]} commands, each of them first in a clone, before all others and behind all others"

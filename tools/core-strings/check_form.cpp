@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string.h>
+#include <string_view>
 
 static const char* const sc_form = "write `\"key\" = \"translation\"`";
 
@@ -53,6 +54,13 @@ private:
     void _checkRest(size_t begin, size_t end);
     void _checkEscapes(const QuotedText& text);
 
+    // Returns the offset of the first such letter from begin on; end or more if there is none before end. Does not look
+    // behind end, because the text after it is the rest of the file.
+    size_t _find(char letter, size_t begin, size_t end) const
+    {
+        return std::string_view(m_text).substr(0, end).find(letter, begin);
+    }
+
     const GamesView& m_view;
     const std::string& m_text;
     Report* m_report;
@@ -68,7 +76,7 @@ void FormCheck::_checkLine(const TakenLine& line)
     }
     const size_t first = skipBlanks(m_text, line.begin, end);
     if (first == end || startsWith(m_text, first, "//") || m_text.substr(first, end - first) == sc_charsetLine ||
-        m_text.find('\r', first) < end) {
+        _find('\r', first, end) < end) {
         return; // carriage returns inside of a line: _checkBytes reports them
     }
     if (!line.value.isPresent) {
@@ -88,7 +96,7 @@ void FormCheck::_checkLine(const TakenLine& line)
 // Reports a quote that does not end its text because of the backslash before it, which is itself escaped.
 bool FormCheck::_reportBackslash(size_t begin, size_t end)
 {
-    for (size_t quote = m_text.find('"', begin); quote < end; quote = m_text.find('"', quote + 1)) {
+    for (size_t quote = _find('"', begin, end); quote < end; quote = _find('"', quote + 1, end)) {
         size_t backslashes = 0;
         while (quote - backslashes > begin && m_text[quote - backslashes - 1] == '\\') {
             ++backslashes;
@@ -118,12 +126,12 @@ bool FormCheck::_reportTypographic(size_t begin, size_t end)
 
 void FormCheck::_checkNoEntry(const TakenLine& line, size_t first, size_t end)
 {
-    const size_t quote = m_text.find('"', first);
+    const size_t quote = _find('"', first, end);
     if (_reportBackslash(first, end)) {
         return;
     }
     size_t quotes = 0;
-    for (size_t at = quote; at < end; at = m_text.find('"', at + 1)) {
+    for (size_t at = quote; at < end; at = _find('"', at + 1, end)) {
         quotes += m_text[at - (at > 0)] != '\\';
     }
     if (quotes < 4 && _reportTypographic(first, end)) {
@@ -145,7 +153,7 @@ void FormCheck::_checkNoString(size_t first, size_t end)
     if (isComment) {
         m_report->add(false, first, "only // begins a comment: the game skips this line because it is no entry",
                       "write // before the comment", "not-a-comment");
-    } else if (std::min(m_text.find('=', first), end) < end) {
+    } else if (_find('=', first, end) < end) {
         m_report->add(true, first, "the key and the translation are not in quotes, so this line is no entry", sc_form,
                       "not-an-entry");
     } else {
@@ -161,7 +169,7 @@ void FormCheck::_checkAfterKey(const TakenLine& line, size_t end)
         m_report->add(true, end, "no equals sign and no translation after the key", sc_form, "missing-equals");
     } else if (m_text[after] != '=') {
         // With an equals sign and one more text on the line, the key was not meant to end here.
-        const size_t equals = std::min(m_text.find("\" =", after), end);
+        const size_t equals = std::string_view(m_text).substr(0, end).find("\" =", after);
         if (equals < end && after == line.key.end + 1) {
             m_report->add(true, line.key.end, "this quote ends the key, so the line is no entry",
                           "write \\\" for a quote inside a text", "unescaped-quote");
@@ -177,7 +185,7 @@ void FormCheck::_checkAfterKey(const TakenLine& line, size_t end)
 void FormCheck::_checkAfterEquals(size_t equals, size_t end)
 {
     const size_t next = equals + 1;
-    const size_t quote = std::min(m_text.find('"', next), end);
+    const size_t quote = _find('"', next, end);
     if (next < end && m_text[next] == '\t') {
         m_report->add(true, next, "a tab after the equals sign: the line is no entry", "write one space there",
                       "tab-after-equals");
@@ -230,7 +238,7 @@ void FormCheck::_checkRest(size_t begin, size_t end)
     if (at >= end || startsWith(m_text, at, "//")) {
         return;
     }
-    if (m_text.find('"', at) < end) {
+    if (_find('"', at, end) < end) {
         m_report->add(true, begin - 1, "this quote ends the translation: the game skips the rest of the line",
                       "write \\\" for a quote inside a text", "unescaped-quote");
     } else {

@@ -52,12 +52,16 @@ static std::string hashOf(const std::string& text)
     return digits;
 }
 
+// False until hostName was called: the process has then stored nothing for a file of this host.
+static std::atomic<bool> s_isHostNamed;
+
 // Returns a name for this computer. Computers that share a folder have different names. The name is a hash of the
 // machine's identity, which is not for other users to see. A computer that gets a new network name keeps its
 // identity. Without an identity, the network name is hashed.
 static const std::string& hostName()
 {
     static const std::string s_name = [] {
+        s_isHostNamed = true;
         std::string identity;
         utsname names;
         if (readFile("/etc/machine-id", &identity) != 0 || identity.size() < 32) {
@@ -174,8 +178,8 @@ struct SearchPlaces {
     std::string hostFolder;
     bool folderExisted; // when it was last looked at
     bool hostFolderExisted;
-    std::string
-        files[4]; // the application's for this host and for any, those of all applications for this host and any
+    std::string files[2];     // the application's and that of all applications
+    std::string hostFiles[2]; // the same for this host; empty until they are needed
 };
 
 // The state of one process. A forked child makes a new one: it must not write its parent's pending values, and a lock
@@ -293,19 +297,36 @@ Ref<Object> copyPreference(const PreferencesDomain& domain, const std::string& k
     return valueIn(&state, path, domain.user, key, true);
 }
 
-static SearchPlaces placesIn(const std::string& folder, const std::string& application)
+// valueIn for a path that is empty if the file's name is not known or not needed.
+static Ref<Object> valueInFile(ProcessState* state, const std::string& path, PreferencesUser user,
+                               const std::string& key, bool mayExist)
+{
+    return path.empty() ? nullptr : valueIn(state, path, user, key, mayExist);
+}
+
+// Returns the path of an application's file in a Preferences folder; empty if the application's name is not known.
+static std::string fileIn(const std::string& folder, const std::string& application, PreferencesHost host)
 {
     const std::string name = fileNameFor(application);
-    const std::string common = fileNameFor(sc_anyApplication);
-    const bool hasName = !name.empty();
-    return {application,
-            folder,
-            folder + sc_hostFolder,
-            false,
-            false,
-            {hasName ? pathOf(folder, name, PreferencesHost::Current) : "",
-             hasName ? pathOf(folder, name, PreferencesHost::Any) : "",
-             pathOf(folder, common, PreferencesHost::Current), pathOf(folder, common, PreferencesHost::Any)}};
+    return name.empty() ? "" : pathOf(folder, name, host);
+}
+
+static SearchPlaces placesIn(const std::string& folder, const std::string& application)
+{
+    return {
+        application,
+        folder,
+        folder + sc_hostFolder,
+        false,
+        false,
+        {fileIn(folder, application, PreferencesHost::Any), fileIn(folder, sc_anyApplication, PreferencesHost::Any)},
+        {}};
+}
+
+static void addHostFiles(SearchPlaces* places)
+{
+    places->hostFiles[0] = fileIn(places->folder, places->application, PreferencesHost::Current);
+    places->hostFiles[1] = fileIn(places->folder, sc_anyApplication, PreferencesHost::Current);
 }
 
 // Returns the value of an application in the domains of one user; null if there is none. Makes *places anew when they
@@ -317,17 +338,19 @@ static Ref<Object> valueOfUser(ProcessState* state, SearchPlaces* places, Prefer
     if (folder.empty()) {
         return nullptr;
     }
-    if (places->folder != folder || places->application != application || places->files[1].empty()) {
+    if (places->folder != folder || places->application != application || places->files[0].empty()) {
         *places = placesIn(folder, application);
     }
     const bool mayExist = mayHaveFiles(folder, &places->folderExisted);
     const bool mayExistForHost = mayExist && mayHaveFiles(places->hostFolder, &places->hostFolderExisted);
+    // Finding the host's name takes time, and most hosts have no files of their own.
+    if ((mayExistForHost || s_isHostNamed) && places->hostFiles[1].empty()) {
+        addHostFiles(places);
+    }
     Ref<Object> value;
     for (size_t i = 0; i < std::size(places->files) && !value; i++) {
-        const bool isHosts = i % 2 == 0;
-        if (!places->files[i].empty()) {
-            value = valueIn(state, places->files[i], user, key, isHosts ? mayExistForHost : mayExist);
-        }
+        value = valueInFile(state, places->hostFiles[i], user, key, mayExistForHost);
+        value = value ? std::move(value) : valueInFile(state, places->files[i], user, key, mayExist);
     }
     return value;
 }

@@ -2,9 +2,11 @@
 
 A change is compiled in a folder of its own with the commands of build/release, and linked into a library there. Then the
 test programs of the changed source run with that library until a test case fails, the quick programs first. Each case has a
-process of its own. A few programs compile a source of core themselves; these are linked anew as well. A change whose object file
-equals the original one is not counted. A change that the list equivalent.txt explains is not counted either. The results of
-a source are forgotten when its text changes.
+process of its own. A few programs compile a source of core themselves; these are linked anew as well. If all cases pass, the
+same follows with build/asan, if that folder is there: it has the sanitizers, the assertions and the checks of the heap's rules.
+
+A change whose object file equals the original one is not counted. A change that the list equivalent.txt explains is not
+counted either. The results of a source are forgotten when its text changes.
 """
 import collections
 import concurrent.futures
@@ -51,6 +53,7 @@ TESTS = {
     "memorymgr_heap": ["memorymgr_*_test", "memorymgr_test"],
     "memorymgr_index": ["memorymgr_*_test"],
     "memorymgr_refs": ["memorymgr_*_test"],
+    "memorymgr_rules": ["memorymgr_*_test"],
     "otherslinks": ["memorymgr_sizes_test", "preferences_test", "stringtable_test", "platform_test"],
     "parser": ["parser_*test"],
     "parser_numbers": ["parser_*test"],
@@ -83,24 +86,28 @@ def explained():
 
 
 class Build:
-    """The folder build/release: how it compiles and links."""
+    """A build folder: how it compiles, links and tests a change."""
 
-    def __init__(self, place):
+    def __init__(self, place, preset):
         self.source = place.source
-        self.folder = os.path.dirname(place.program("release", "compile_commands.json"))
+        self.folder = os.path.dirname(place.program(preset, "compile_commands.json"))
+        self.is_sanitized = preset == "asan"
         self.compilers = collections.defaultdict(dict)  # by source: the command that makes each of its object files
         for entry in json.loads(read(os.path.join(self.folder, "compile_commands.json"))):
             path = os.path.relpath(entry["file"], self.source)
             made = re.search(r" -o (\S+)", entry["command"])[1]
             self.compilers[path][made] = entry["command"]
         self.linkers = {}  # by target: the command
+        self.programs = {}  # by target
+        self.prepared = {}  # by source: its programs, and the bytes of its object file without debug information
+        self.preparing = threading.Lock()
 
     def sources(self):
         """The sources that this build compiles into the libraries core and core-appkit."""
         return sorted(path for path, compilers in self.compilers.items() if path.startswith("core/")
                       and any(made.startswith("CMakeFiles/core") for made in compilers))
 
-    def programs(self, source):
+    def targets(self, source):
         """The targets of the test programs of a source."""
         stem = os.path.splitext(os.path.basename(source))[0]
         patterns = TESTS.get(stem, [f"{stem}_test"])
@@ -115,7 +122,7 @@ class Build:
             folder, target = re.match(r"(?:(.*)/)?CMakeFiles/([^/]+)\.dir/", made).groups()
             if target in ("core", "core-appkit"):
                 yield made, f"lib{target}.so"
-            elif f"{folder}/{target}" in self.programs(source):
+            elif f"{folder}/{target}" in self.targets(source):
                 yield made, f"{folder}/{target}"
 
     def make(self, *targets):
@@ -147,12 +154,53 @@ class Build:
             raise figure.NotMeasured(f"{target} does not link: {figure.last_lines(done.stdout)}")
         return result
 
+    def prepare(self, source, folder):
+        """Builds the source and its tests without a change, and runs these tests. Returns the programs, the quick ones first,
+        and the bytes of the original object file."""
+        with self.preparing:
+            if source not in self.prepared:
+                targets = self.targets(source)
+                self.make("libcore.so", *targets, *{target for _, target in self.objects(source)})
+                for target in targets:
+                    if target not in self.programs:
+                        self.programs[target] = Program(os.path.join(self.folder, target), self.is_sanitized)
+                programs = sorted((self.programs[target] for target in targets), key=lambda program: program.seconds)
+                made, _ = next(iter(self.objects(source)))
+                original = os.path.join(folder, "original.o")
+                self.compile(source, made, os.path.join(self.source, source), original)
+                with open(original, "rb") as file:
+                    self.prepared[source] = programs, file.read()
+            return self.prepared[source]
+
+    def outcome(self, source, text, folder):
+        """Returns what happens with this text of a source: "refused" by the compiler, "equal", "noticed: TEST" or
+        "survived"."""
+        programs, original = self.prepare(source, folder)
+        changed = os.path.join(folder, os.path.basename(source))
+        with open(changed, "w", encoding="utf-8") as file:
+            file.write(text)
+        for number, (made, target) in enumerate(self.objects(source)):
+            object_file = os.path.join(folder, f"{number}.o")
+            if not self.compile(source, made, changed, object_file):
+                return "refused"
+            if number == 0:
+                with open(object_file, "rb") as file:
+                    if file.read() == original:
+                        return "equal"
+            self.link(target, made, object_file, folder)
+        for program in programs:
+            case = program.notices(folder)
+            if case:
+                return f"noticed: {case}"
+        return "survived"
+
 
 class Program:
     """A test program: how long it takes without a change, and its cases that fail without one. These are not used."""
 
-    def __init__(self, path):
+    def __init__(self, path, is_sanitized):
         self.path = path
+        self.is_sanitized = is_sanitized
         self.broken = set()
         # A case has noticed the change if it takes longer: seconds of processor time of each process, and seconds by the
         # clock for the program. The second number is high because other programs may keep the machine busy.
@@ -197,7 +245,8 @@ class Program:
     def limits(self):
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
         resource.setrlimit(resource.RLIMIT_CPU, (self.processor_limit, self.processor_limit))
-        resource.setrlimit(resource.RLIMIT_AS, (16 << 30, 16 << 30))
+        if not self.is_sanitized:  # the address sanitizer reserves terabytes
+            resource.setrlimit(resource.RLIMIT_AS, (16 << 30, 16 << 30))
         resource.setrlimit(resource.RLIMIT_FSIZE, (1 << 30, 1 << 30))
 
     def notices(self, folder):
@@ -222,14 +271,14 @@ def children_seconds():
 
 class Mutator:
     def __init__(self, place):
-        self.build = Build(place)
+        self.source = place.source
+        self.builds = [Build(place, "release")]
+        if os.path.exists(os.path.join(place.source, "build", "asan", "compile_commands.json")):
+            self.builds.append(Build(place, "asan"))
         self.results = place.counters.setdefault("R2", {}).setdefault("changes", {})  # by source: digest, results
-        self.programs = {}  # by target
-        self.prepared = {}  # by source: its programs, and the bytes of its object file without debug information
-        self.preparing = threading.Lock()
 
     def text(self, source):
-        return read(os.path.join(self.build.source, source))
+        return read(os.path.join(self.source, source))
 
     def known(self, source):
         """The results of a source with its present text: by place and change, what happened."""
@@ -240,48 +289,21 @@ class Mutator:
         return entry["results"]
 
     def all_changes(self, only=""):
-        for source in self.build.sources():
+        for source in sorted({source for build in self.builds for source in build.sources()}):
             if only in source:
                 yield from mutants.changes(source, self.text(source))
 
-    def prepare(self, source, folder):
-        """Builds the source and its tests without a change, and runs these tests. Returns the programs, the quick ones first,
-        and the bytes of the original object file."""
-        with self.preparing:
-            if source not in self.prepared:
-                targets = self.build.programs(source)
-                self.build.make("libcore.so", *targets, *{target for _, target in self.build.objects(source)})
-                for target in targets:
-                    if target not in self.programs:
-                        self.programs[target] = Program(os.path.join(self.build.folder, target))
-                programs = sorted((self.programs[target] for target in targets), key=lambda program: program.seconds)
-                made, _ = next(iter(self.build.objects(source)))
-                original = os.path.join(folder, "original.o")
-                self.build.compile(source, made, os.path.join(self.build.source, source), original)
-                with open(original, "rb") as file:
-                    self.prepared[source] = programs, file.read()
-            return self.prepared[source]
-
-    def outcome(self, change, folder):
-        """Makes the change and returns what happened: "refused" by the compiler, "equal", "noticed: TEST" or "survived"."""
-        programs, original = self.prepare(change.path, folder)
-        changed = os.path.join(folder, os.path.basename(change.path))
-        with open(changed, "w", encoding="utf-8") as file:
-            file.write(mutants.changed(self.text(change.path), change))
-        for number, (made, target) in enumerate(self.build.objects(change.path)):
-            object_file = os.path.join(folder, f"{number}.o")
-            if not self.build.compile(change.path, made, changed, object_file):
-                return "refused"
-            if number == 0:
-                with open(object_file, "rb") as file:
-                    if file.read() == original:
-                        return "equal"
-            self.build.link(target, made, object_file, folder)
-        for program in programs:
-            case = program.notices(folder)
-            if case:
-                return f"noticed: {case}"
-        return "survived"
+    def outcome(self, change):
+        """Makes the change and returns what happened, as Build.outcome. Where the code differs in the first build, equal code
+        in the second one says nothing."""
+        text = mutants.changed(self.text(change.path), change)
+        outcome = None
+        for build in self.builds:
+            if change.path in build.sources() and outcome in (None, "survived"):
+                with tempfile.TemporaryDirectory(prefix="prove-") as folder:
+                    new = build.outcome(change.path, text, folder)
+                outcome = new if outcome is None or new.startswith("noticed") else outcome
+        return outcome
 
 
 def key(change):
@@ -309,8 +331,7 @@ def try_changes(mutator, changes, end):
     """Tries these changes until the time of the end, as many at once as there are processors."""
     def one(change):
         if time.monotonic() < end:
-            with tempfile.TemporaryDirectory(prefix="prove-") as folder:
-                outcome = mutator.outcome(change, folder)
+            outcome = mutator.outcome(change)
             mutator.known(change.path)[key(change)] = outcome
             print(f"  {change.path}:{change.line} {change.old} -> {change.new}: {outcome}", flush=True)
             return 1
@@ -337,7 +358,7 @@ def measure(place, only="", seconds=None, again=False):
     tried = try_changes(mutator, todo, time.monotonic() + (seconds or (FULL_SECONDS if place.full else QUICK_SECONDS)))
     if tried:
         print(f"  {tried} changes tried, {(children_seconds() - used) / tried:.2f} seconds of processor time each", flush=True)
-    for program in mutator.programs.values():
+    for program in [program for build in mutator.builds for program in build.programs.values()]:
         for case in sorted(program.broken):
             print(f"  not used, it fails without a change: {case}", flush=True)
 

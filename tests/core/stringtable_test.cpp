@@ -495,15 +495,15 @@ TEST(StringsFile, AFolderCountsAsAMissingFile)
 TEST(StringTable, AddsTheEntriesOfASecondFileBehindThoseOfTheFirst)
 {
     WatchedMemory memory;
-    std::filesystem::create_directory("one");
-    std::filesystem::create_directory("two");
-    writeFile("one/strings.utf8", entryLine("both", "first") + entryLine("a", "A"));
-    writeFile("two/strings.utf8", entryLine("BOTH", "second") + entryLine("b", "B"));
+    std::filesystem::create_directory("1"); // the shortest names
+    std::filesystem::create_directory("2");
+    writeFile("1/strings.utf8", entryLine("both", "first") + entryLine("a", "A"));
+    writeFile("2/strings.utf8", entryLine("BOTH", "second") + entryLine("b", "B"));
 
     StringTable table;
-    StringTable::s_setLocalePath("one");
+    StringTable::s_setLocalePath("1");
     EXPECT_TRUE(table.setLanguage("first"));
-    StringTable::s_setLocalePath("two");
+    StringTable::s_setLocalePath("2");
     EXPECT_TRUE(table.setLanguage("second"));
     EXPECT_EQ(entries(table), "BOTH=second, a=A, b=B, both=first");
     EXPECT_STREQ(table.translate("Both"), "first");

@@ -290,6 +290,17 @@ TEST(StringTableWatch, DoesNotEndTheGameOverAFileOfAbsurdLength)
     }
 }
 
+TEST(StringTableWatch, AsksForABlockForTheLongestFile)
+{
+    WatchedMemory memory;
+    memory.refusedLine = 146;
+    s_file.length = 0x7fffff00;
+    StringTable strings;
+    memory.takeLog();
+    EXPECT_TRUE(strings.setLanguage("french"));
+    EXPECT_EQ(memory.takeLog(), "open rb, length, alloc 2147483393 core/stringtable:146 = null");
+}
+
 TEST(StringTableWatch, ReadsTheLengthThatTheFileReportedFirst)
 {
     WatchedMemory memory;

@@ -313,6 +313,10 @@ def key(change):
     return f"{change.line}:{change.column} {change.old} -> {change.new}"
 
 
+def is_in(reasons, change):
+    return (change.path, change.before.strip(), change.after.strip()) in reasons
+
+
 def counts(mutator, survivors):
     """The numbers over all changes that have been tried of the present sources."""
     reasons = explained()
@@ -321,7 +325,7 @@ def counts(mutator, survivors):
         outcome = mutator.known(change.path).get(key(change))
         if outcome is None:
             numbers["untried"] += 1
-        elif outcome == "survived" and (change.path, change.before.strip(), change.after.strip()) in reasons:
+        elif outcome == "survived" and is_in(reasons, change):
             numbers["explained"] += 1
         else:
             numbers[outcome.split(":")[0]] += 1
@@ -350,9 +354,10 @@ def try_changes(mutator, changes, end):
 
 def measure(place, only="", seconds=None, again=False):
     mutator = Mutator(place)
+    reasons = explained()
+    wanted = "survived" if again else None
     todo = [change for change in mutator.all_changes(only)
-            if again == (mutator.known(change.path).get(key(change)) == "survived")
-            and (again or key(change) not in mutator.known(change.path))]
+            if mutator.known(change.path).get(key(change)) == wanted and not (again and is_in(reasons, change))]
     random.Random(place.seed).shuffle(todo)
     if todo and not place.full:  # a quick run builds the tests of one source, as a rule
         first = todo[0].path

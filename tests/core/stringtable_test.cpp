@@ -206,10 +206,14 @@ TEST(StringTable, IsNotWrittenThroughAFolderOfOneLetterThatIsALinkOfAnotherUser)
     std::filesystem::create_directory("home");
     const SharedFolder shared(".");
     shared.act("ln -s home a");
-    for (const char* folder : {"a", ".\\a"}) {
+    symlink(std::filesystem::absolute(".").c_str(), "own");
+    for (const char* folder : {"a", ".\\a", "c:a", "own/a"}) {
         StringTable::s_setLocalePath(folder);
-        StringTable table;
-        table.translate("a");
+        {
+            StringTable table;
+            table.translate("a");
+        }
+        EXPECT_NE(takeMessages().find("another user's link"), std::string::npos) << folder;
     }
     EXPECT_TRUE(std::filesystem::is_empty("home"));
 }
@@ -261,13 +265,15 @@ TEST(StringTable, IsWrittenThroughLinksOfTheUsersOwnUnlessTheyAreMoreThanTheSyst
 // The path that a link leads to has no room in 1023 bytes, so it cannot be checked.
 TEST(StringTable, IsNotWrittenThroughALinkThatIsTooLong)
 {
-    symlink(std::string(1023, 'x').c_str(), "link");
-    EXPECT_FALSE(isWrittenIn("link"));
     std::string target;
-    while (target.size() < 960) {
+    while (target.size() < 1024) {
         target += "./";
     }
-    symlink(target.c_str(), "dots");
+    symlink((target + "private").c_str(), sc_file); // its first 1023 bytes are a path of this folder
+    EXPECT_FALSE(isWrittenIn(""));
+    symlink(std::string(1023, 'x').c_str(), "link");
+    EXPECT_FALSE(isWrittenIn("link"));
+    symlink(target.substr(0, 960).c_str(), "dots");
     EXPECT_FALSE(isWrittenIn("dots/" + std::string(100, 'x')));
 }
 

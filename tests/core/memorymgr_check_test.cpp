@@ -145,6 +145,20 @@ TEST_F(Check, AnswersMemerrSizeWhenTheLinksOfAListFormACircle)
     EXPECT_EQ(check(), MEMERR_SIZE);
 }
 
+// With these sizes, the nodes that the check counts in the circle and the free nodes add up to the bank's size.
+TEST_F(Check, AnswersMemerrSizeForACircleWhoseSumIsTheSizeOfTheBank)
+{
+    alarm(60);
+    MemoryBank_s& bank = m_memory.banks[0];
+    const unsigned int counted = bank.size / 24 + 2;
+    const unsigned int nodeSize = (bank.size - 100) / counted;
+    bank.usedList->next = bank.usedList;
+    bank.usedList->size = nodeSize;
+    bank.freeList->next = nullptr;
+    bank.freeList->size = bank.size - counted * nodeSize;
+    EXPECT_EQ(check(), MEMERR_SIZE);
+}
+
 TEST_F(Check, ReportsAFreeNodeWithoutItsMarkBeforeACircleOfTheUsedList)
 {
     alarm(60);

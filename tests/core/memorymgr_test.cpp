@@ -845,6 +845,17 @@ TEST(PlacedNew, DeletingAManagerInAnotherBankKeepsTheBlock)
     EXPECT_EQ(memory.check(bank, true), MEMERR_NONE);
 }
 
+// operator delete looks into the banks of the first four managers only.
+TEST(PlacedNew, DeletingAManagerInABankOfTheFifthManagerKeepsTheBlock)
+{
+    GameMemory managers[5];
+    GameMemory& fifth = managers[4];
+    fifth.defineHeap("core", 2 * sizeof(GameMemory));
+    fifth.initialize();
+    deleteManager(new (fifth.alloc(0, sizeof(GameMemory), "test", 1)) GameMemory);
+    EXPECT_EQ(fifth.banks[0].usedNodeCount, 1u);
+}
+
 // Only one manager is the game's; a second one comes and goes here because deleting needs a bank to give
 // the storage back to.
 TEST(Deletion, GivesTheStorageBackToBank0OfTheManagerInTheGlobalPointer)

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <grp.h>
 #include <locale.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -207,7 +208,10 @@ TEST(StringTable, IsNotWrittenThroughAFolderOfOneLetterThatIsALinkOfAnotherUser)
     const SharedFolder shared(".");
     shared.act("ln -s home a");
     symlink(std::filesystem::absolute(".").c_str(), "own");
-    for (const char* folder : {"a", ".\\a", "c:a", "own/a"}) {
+    symlink("a", "to-a");
+    std::filesystem::create_directory("folder");
+    symlink("../a", "folder/to-a");
+    for (const char* folder : {"a", ".\\a", "c:a", "own/a", "to-a", "folder/to-a"}) {
         StringTable::s_setLocalePath(folder);
         {
             StringTable table;
@@ -240,6 +244,24 @@ static bool isWrittenIn(const std::string& folder)
     }
     const bool isRefused = takeMessages().find("another user's link") != std::string::npos;
     return !isRefused;
+}
+
+static void writeAs(uid_t user)
+{
+    if (setgroups(0, nullptr) != 0 || setgid(user) != 0 || setuid(user) != 0) {
+        exit(2);
+    }
+    exit(isWrittenIn(""));
+}
+
+TEST(StringTable, IsWrittenThroughALinkByTheUserWhoMadeItAndNotByAnotherUser)
+{
+    SKIP_UNLESS_ROOT();
+    const SharedFolder shared(".");
+    shared.act("ln -s private strings.utf8");
+    EXPECT_EXIT(writeAs(sc_attacker), testing::ExitedWithCode(true), "");
+    EXPECT_EQ(readFile("private"), entryLine("a", "a"));
+    EXPECT_EXIT(writeAs(sc_victim), testing::ExitedWithCode(false), "");
 }
 
 TEST(StringTable, IsWrittenIntoAFolderWithADOSPath)

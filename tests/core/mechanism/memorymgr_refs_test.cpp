@@ -12,10 +12,12 @@
 
 static bool s_tablesGrow = true; // the tables' memory, while it lasts
 static size_t s_refused;         // the size of the requests that get no memory
+static unsigned int s_requests;
 
 extern "C" void* __libc_calloc(size_t count, size_t size);
 extern "C" void* calloc(size_t count, size_t size)
 {
+    ++s_requests;
     return s_tablesGrow && count * size != s_refused ? __libc_calloc(count, size) : nullptr;
 }
 #endif
@@ -220,10 +222,12 @@ TEST(Tables, DoNotGrowWhenFallbackBlocksAreMadeAndFreed)
     GameMemory memory;
     memory.free(-1, memory.alloc(-1, 1, "test", 1));
     s_tablesGrow = false;
+    s_requests = 0;
     for (int i = 0; i < 5000; ++i) {
         memory.free(-1, memory.alloc(-1, 1, "test", 1)); // where its links find no room, the game ends
     }
     s_tablesGrow = true;
+    EXPECT_EQ(s_requests, 0u);
     EXPECT_EQ(memory.systemBank.freeCount, 5001u);
 }
 

@@ -60,6 +60,7 @@ TESTS = {
     "preferences": ["preferences_*test"],
     "stringtable": ["stringtable_*test"],
 }
+SLOW = 5  # seconds by the clock
 FOLDERS = ("tests/core", "tests/core/mechanism")  # of the test programs
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -171,6 +172,14 @@ class Build:
                     self.prepared[source] = programs, file.read()
             return self.prepared[source]
 
+    def runs(self, programs):
+        """The programs in the order of their runs, and whether each plays few of the rounds of its random tests. A slow program
+        plays few rounds first."""
+        if self.is_sanitized:
+            return [(program, True) for program in programs]
+        slow = [program for program in programs if program.seconds > SLOW]
+        return [(program, program in slow) for program in programs] + [(program, False) for program in slow]
+
     def outcome(self, source, text, folder):
         """Returns what happens with this text of a source: "refused" by the compiler, "equal", "noticed: TEST" or
         "survived"."""
@@ -187,8 +196,8 @@ class Build:
                     if file.read() == original:
                         return "equal"
             self.link(target, made, object_file, folder)
-        for program in programs:
-            case = program.notices(folder)
+        for program, few in self.runs(programs):
+            case = program.notices(folder, few)
             if case:
                 return f"noticed: {case}"
         return "survived"
@@ -206,19 +215,21 @@ class Program:
         self.processor_limit = 100
         self.limit = 600
         begin, used = time.monotonic(), children_seconds()
-        while failed := self.first_failure(os.path.dirname(path)):
+        while failed := self.first_failure(os.path.dirname(path), is_sanitized):
+            if "." not in failed:
+                raise figure.NotMeasured(f"{path} fails without a change")
             self.broken.add(failed)
             begin, used = time.monotonic(), children_seconds()
         self.seconds = time.monotonic() - begin
         self.processor_limit = int(3 + 5 * (children_seconds() - used))
-        self.limit = 60 + 20 * self.seconds
+        self.limit = 60 + 10 * self.seconds
 
-    def first_failure(self, libraries, path=None, case=None):
-        """Runs the cases with the libraries of this folder until one fails, or only this one. Returns the case that failed, or
-        the program's name if that is not known; null when all pass."""
+    def first_failure(self, libraries, few, path=None, case=None):
+        """Runs the cases with the libraries of this folder until one fails, or only this one. few: random tests play few of
+        their rounds. Returns the case that failed, or the program's name if that is not known; null when all pass."""
         environment = {**os.environ, "LD_LIBRARY_PATH": libraries, "CASES_APART": "first"}
-        if self.is_sanitized:
-            environment["FEW_ROUNDS"] = "1"  # all rounds of random tests have run in the first build
+        if few:
+            environment["FEW_ROUNDS"] = "1"
         cases = f"{case or ''}-{':'.join(sorted(self.broken))}"
         if case:
             del environment["CASES_APART"]
@@ -250,14 +261,14 @@ class Program:
             resource.setrlimit(resource.RLIMIT_AS, (16 << 30, 16 << 30))
         resource.setrlimit(resource.RLIMIT_FSIZE, (1 << 30, 1 << 30))
 
-    def notices(self, folder):
+    def notices(self, folder, few):
         """Returns the case that fails with the changed libraries and programs of this folder, and passes without them; null
         when all pass."""
         changed = os.path.join(folder, os.path.basename(self.path))
         changed = changed if os.path.exists(changed) else self.path
-        while failed := self.first_failure(folder, changed):
+        while failed := self.first_failure(folder, few, changed):
             case = failed if "." in failed else None
-            if not self.first_failure(os.path.dirname(self.path), case=case):
+            if not self.first_failure(os.path.dirname(self.path), few, case=case):
                 return failed
             if not case:
                 raise figure.NotMeasured(f"{self.path} fails without a change")

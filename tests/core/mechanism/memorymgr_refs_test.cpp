@@ -3,6 +3,7 @@
 #include "core/memorymgr.h"
 #include "tests/support/game_memory.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -13,11 +14,13 @@
 static bool s_tablesGrow = true; // the tables' memory, while it lasts
 static size_t s_refused;         // the size of the requests that get no memory
 static unsigned int s_requests;
+static size_t s_largest; // the size of the largest request
 
 extern "C" void* __libc_calloc(size_t count, size_t size);
 extern "C" void* calloc(size_t count, size_t size)
 {
     ++s_requests;
+    s_largest = std::max(s_largest, count * size);
     return s_tablesGrow && count * size != s_refused ? __libc_calloc(count, size) : nullptr;
 }
 #endif
@@ -216,6 +219,7 @@ TEST(Tables, WithoutMemoryForMoreNamesEachOfTheFirst1024HasItsPlace)
     }
     s_refused = 0;
     EXPECT_EQ(count, 1024u);
+    EXPECT_LT(s_largest, 5000u * 16); // a hash table of 4096 slots
 }
 
 TEST(Tables, DoNotGrowWhenFallbackBlocksAreMadeAndFreed)

@@ -95,9 +95,6 @@ int Platform::MessageBox(const char*, const char* format, ...)
     va_start(arguments, format);
     const int length = vsnprintf(message, sc_limit, orEmpty(format), arguments);
     va_end(arguments);
-    if (length == -1) {
-        message[sc_limit] = '\0';
-    }
     assert(strlen(message) < sc_limit && "1: a text is truncated after 4094 bytes");
     if (!BKMakeApplication()) {
         printAlert(message);

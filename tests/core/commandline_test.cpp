@@ -213,6 +213,54 @@ TEST(CommandLine, GetArgsBeforeInitReturnsANullArgumentVector)
     EXPECT_EQ(args, nullptr);
 }
 
+// The frozen fields of a command line, in the order of memory.
+struct CommandLineFields_s {
+    void* table;
+    char** args;
+    int argCount;
+    CommandEntry_s* commands;
+    int commandCount;
+};
+static_assert(sizeof(CommandLineFields_s) == sizeof(CommandLine), "no other fields");
+
+static CommandLineFields_s fieldsOf(const CommandLine& commandLine)
+{
+    CommandLineFields_s fields;
+    memcpy(&fields, static_cast<const void*>(&commandLine), sizeof(fields));
+    return fields;
+}
+
+TEST(CommandLine, ItsFrozenFieldsSayWhichSwitchesWereGivenAndWhere)
+{
+    CommandLine commandLine;
+    commandLine.addCommand("-size", 2, 3);
+    const CommandLineFields_s before = fieldsOf(commandLine);
+    EXPECT_EQ(before.args, nullptr);
+    EXPECT_EQ(before.argCount, 0);
+    EXPECT_EQ(before.commandCount, 2);
+
+    Arguments arguments{"prog", "-size", "640", "480", "16", "75", "x"};
+    init(commandLine, arguments);
+    const CommandLineFields_s fields = fieldsOf(commandLine);
+    EXPECT_EQ(fields.args, arguments.vector());
+    EXPECT_EQ(fields.argCount, 7);
+    EXPECT_EQ(fields.commandCount, 2);
+    const CommandEntry_s expected[] = {{"-logger", 0, 0, 0, 0, 0}, {"-size", 2, 3, 1, 1, 1}};
+    for (int i = 0; i < 2; ++i) {
+        const CommandEntry_s& entry = fields.commands[i];
+        EXPECT_STREQ(entry.name, expected[i].name);
+        EXPECT_EQ(entry.required, expected[i].required) << entry.name;
+        EXPECT_EQ(entry.optional, expected[i].optional) << entry.name;
+        EXPECT_EQ(entry.present, expected[i].present) << entry.name;
+        EXPECT_EQ(entry.index, expected[i].index) << entry.name;
+        EXPECT_EQ(entry.found, expected[i].found) << entry.name;
+    }
+
+    commandLine.init(7, nullptr);
+    EXPECT_EQ(fieldsOf(commandLine).args, nullptr);
+    EXPECT_EQ(fieldsOf(commandLine).argCount, 0);
+}
+
 TEST(CommandLine, KeepsThirtyOneCharactersOfAName)
 {
     const std::string longest(31, 'n');

@@ -145,6 +145,32 @@ TEST_F(Check, AnswersMemerrSizeWhenTheLinksOfAListFormACircle)
     EXPECT_EQ(check(), MEMERR_SIZE);
 }
 
+TEST_F(Check, TakesAHeaderOnlyIfAllOfItsBytesLieInTheRegion)
+{
+    MemoryBank_s& bank = m_memory.banks[0];
+    for (const unsigned int left : {24u, 23u}) { // bytes up to the end of the region
+        char* const place = bank.base + bank.size - left;
+        memset(place, 0, left);
+        memcpy(place, bank.base, 4); // the mark of the first block
+        bank.usedList = reinterpret_cast<MemoryHeapNode_s*>(place);
+        EXPECT_EQ(check(), left == 24 ? MEMERR_SIZE : MEMERR_BLOCK) << left;
+    }
+}
+
+// With these sizes, the nodes that the check counts in the circle and the free nodes add up to the bank's size.
+TEST_F(Check, AnswersMemerrSizeForACircleWhoseSumIsTheSizeOfTheBank)
+{
+    alarm(60);
+    MemoryBank_s& bank = m_memory.banks[0];
+    const unsigned int counted = bank.size / 24 + 2;
+    const unsigned int nodeSize = (bank.size - 100) / counted;
+    bank.usedList->next = bank.usedList;
+    bank.usedList->size = nodeSize;
+    bank.freeList->next = nullptr;
+    bank.freeList->size = bank.size - counted * nodeSize;
+    EXPECT_EQ(check(), MEMERR_SIZE);
+}
+
 TEST_F(Check, ReportsAFreeNodeWithoutItsMarkBeforeACircleOfTheUsedList)
 {
     alarm(60);

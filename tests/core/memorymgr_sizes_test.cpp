@@ -523,6 +523,23 @@ TEST(Writing, WritesASizeBetweenTheOldSizeAndThePeak)
     }
 }
 
+TEST(Writing, OfThirtyTwoBanksHasNoLineForTheSystemBank)
+{
+    std::string path;
+    std::string lines;
+    {
+        GameMemory memory;
+        path = memory.bankSizePath;
+        for (int bank = 0; bank < 32; ++bank) {
+            memory.defineHeap(("bank " + std::to_string(bank)).c_str(), 64);
+            lines += "bank " + std::to_string(bank) + "=64\n";
+        }
+        memory.initialize();
+        memory.free(-1, memory.alloc(-1, 1000, "test", 1));
+    }
+    EXPECT_EQ(readFile(path), lines);
+}
+
 TEST(Writing, IsALineForEachBankInTheOrderOfDefinition)
 {
     std::string path;

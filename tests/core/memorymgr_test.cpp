@@ -6,6 +6,7 @@
 
 #include <errno.h>
 #include <filesystem>
+#include <malloc.h>
 #include <new>
 #include <stdint.h>
 #include <stdlib.h>
@@ -719,7 +720,12 @@ TEST(PlainNew, MakesAManagerThatDeleteReleases)
     memory->defineBank(MEMLOC_DEFAULT, MEMBANK_HEAP, "heap", 1024);
     memory->initialize();
     EXPECT_NE(memory->alloc(0, 100, "test", 1), nullptr);
-    delete memory; // the address sanitizer tells what is left
+    delete memory;
+
+    // The C library counts large blocks one by one.
+    const size_t bytes = mallinfo2().hblkhd;
+    MemoryMgr::operator delete(MemoryMgr::operator new(1 << 20));
+    EXPECT_EQ(mallinfo2().hblkhd, bytes);
 }
 
 TEST(PlainNew, MakesSeveralManagersInAnyOrder)
@@ -837,6 +843,17 @@ TEST(PlacedNew, DeletingAManagerInAnotherBankKeepsTheBlock)
     EXPECT_EQ(memory.check(0, true), MEMERR_NONE);
     EXPECT_EQ(memory.free(bank, storage), MEMERR_NONE);
     EXPECT_EQ(memory.check(bank, true), MEMERR_NONE);
+}
+
+// operator delete looks into the banks of the first four managers only.
+TEST(PlacedNew, DeletingAManagerInABankOfTheFifthManagerKeepsTheBlock)
+{
+    GameMemory managers[5];
+    GameMemory& fifth = managers[4];
+    fifth.defineHeap("core", 2 * sizeof(GameMemory));
+    fifth.initialize();
+    deleteManager(new (fifth.alloc(0, sizeof(GameMemory), "test", 1)) GameMemory);
+    EXPECT_EQ(fifth.banks[0].usedNodeCount, 1u);
 }
 
 // Only one manager is the game's; a second one comes and goes here because deleting needs a bank to give

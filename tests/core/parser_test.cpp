@@ -536,10 +536,10 @@ TEST(GetEqualsToken, TakesAMarkInATextThatWasLengthenedAfterIt)
     char buffer[16] = "=";
     Parser parser(buffer);
     EXPECT_TRUE(parser.ParseLine());
-    strcpy(buffer + 1, " x");
+    strcpy(buffer + 1, " =");
     EXPECT_TRUE(parser.GetEqualsToken());
     EXPECT_FALSE(parser.GetEqualsToken()); // the line ends where the text ended
-    EXPECT_STREQ(buffer + 2, "x");
+    EXPECT_STREQ(buffer + 2, "=");
 }
 
 TEST(Reset, ReadsAShorterTextThatWasPutIntoTheBuffer)

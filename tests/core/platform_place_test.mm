@@ -406,9 +406,13 @@ TEST_P(PlainPlaces, AWindowHasTheRequestedSizeOrIsNull)
             EXPECT_EQ(Platform::GetWindow(), nullptr);
         }
     }
-    Platform::SetFullscreenWindow(nullptr, true, 10000, 100);
-    ASSERT_TRUE(window());
-    EXPECT_TRUE(waitFor([&] { return shown().rfind("10000x100+", 0) == 0; })) << shown();
+    for (const auto& [width, height] : {std::pair(10000, 100), {100, 10000}}) {
+        Platform::SetFullscreenWindow(nullptr, true, width, height);
+        ASSERT_TRUE(window());
+        const std::string size = std::to_string(width) + "x" + std::to_string(height) + "+";
+        EXPECT_TRUE(waitFor([&] { return shown().rfind(size, 0) == 0; })) << shown();
+        Platform::DestructWindow(window());
+    }
 }
 
 // AppKit's list of screens can change while AppKit still has an older screen as its main screen.

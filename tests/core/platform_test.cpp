@@ -83,9 +83,10 @@ TEST(PlatformFolders, TheDataFolderIsApplicationSupportMakerAndProcessName)
     EXPECT_TRUE(fs::is_directory(folder));
 }
 
-// As a user without rights: root's game would make folders at the root.
+// As a user without rights: root's game would make folders at the root. The log writes messages of level 3 and below.
 static void showDataFolderAsVictim()
 {
+    setenv("CORE_LOG_LEVEL", "3", 1);
     if (setgroups(0, nullptr) != 0 || setgid(sc_victim) != 0 || setuid(sc_victim) != 0) {
         exit(1);
     }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <grp.h>
 #include <locale.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -206,10 +207,18 @@ TEST(StringTable, IsNotWrittenThroughAFolderOfOneLetterThatIsALinkOfAnotherUser)
     std::filesystem::create_directory("home");
     const SharedFolder shared(".");
     shared.act("ln -s home a");
-    for (const char* folder : {"a", ".\\a"}) {
+    symlink(std::filesystem::absolute(".").c_str(), "own");
+    symlink("a", "to-a");
+    std::filesystem::create_directory("folder");
+    symlink("../a", "folder/to-a");
+    symlink(std::filesystem::absolute(".").c_str(), "folder/own");
+    for (const char* folder : {"a", ".\\a", "c:a", "own/a", "to-a", "folder/to-a", "folder/own/a"}) {
         StringTable::s_setLocalePath(folder);
-        StringTable table;
-        table.translate("a");
+        {
+            StringTable table;
+            table.translate("a");
+        }
+        EXPECT_NE(takeMessages().find("another user's link"), std::string::npos) << folder;
     }
     EXPECT_TRUE(std::filesystem::is_empty("home"));
 }
@@ -238,6 +247,24 @@ static bool isWrittenIn(const std::string& folder)
     return !isRefused;
 }
 
+static void writeAs(uid_t user)
+{
+    if (setgroups(0, nullptr) != 0 || setgid(user) != 0 || setuid(user) != 0) {
+        exit(2);
+    }
+    exit(isWrittenIn(""));
+}
+
+TEST(StringTable, IsWrittenThroughALinkByTheUserWhoMadeItAndNotByAnotherUser)
+{
+    SKIP_UNLESS_ROOT();
+    const SharedFolder shared(".");
+    shared.act("ln -s private strings.utf8");
+    EXPECT_EXIT(writeAs(sc_attacker), testing::ExitedWithCode(true), "");
+    EXPECT_EQ(readFile("private"), entryLine("a", "a"));
+    EXPECT_EXIT(writeAs(sc_victim), testing::ExitedWithCode(false), "");
+}
+
 TEST(StringTable, IsWrittenIntoAFolderWithADOSPath)
 {
     std::filesystem::create_directories("x/y");
@@ -261,13 +288,15 @@ TEST(StringTable, IsWrittenThroughLinksOfTheUsersOwnUnlessTheyAreMoreThanTheSyst
 // The path that a link leads to has no room in 1023 bytes, so it cannot be checked.
 TEST(StringTable, IsNotWrittenThroughALinkThatIsTooLong)
 {
-    symlink(std::string(1023, 'x').c_str(), "link");
-    EXPECT_FALSE(isWrittenIn("link"));
     std::string target;
-    while (target.size() < 960) {
+    while (target.size() < 1024) {
         target += "./";
     }
-    symlink(target.c_str(), "dots");
+    symlink((target + "private").c_str(), sc_file); // its first 1023 bytes are a path of this folder
+    EXPECT_FALSE(isWrittenIn(""));
+    symlink(std::string(1023, 'x').c_str(), "link");
+    EXPECT_FALSE(isWrittenIn("link"));
+    symlink(target.substr(0, 960).c_str(), "dots");
     EXPECT_FALSE(isWrittenIn("dots/" + std::string(100, 'x')));
 }
 
@@ -495,15 +524,15 @@ TEST(StringsFile, AFolderCountsAsAMissingFile)
 TEST(StringTable, AddsTheEntriesOfASecondFileBehindThoseOfTheFirst)
 {
     WatchedMemory memory;
-    std::filesystem::create_directory("one");
-    std::filesystem::create_directory("two");
-    writeFile("one/strings.utf8", entryLine("both", "first") + entryLine("a", "A"));
-    writeFile("two/strings.utf8", entryLine("BOTH", "second") + entryLine("b", "B"));
+    std::filesystem::create_directory("1"); // the shortest names
+    std::filesystem::create_directory("2");
+    writeFile("1/strings.utf8", entryLine("both", "first") + entryLine("a", "A"));
+    writeFile("2/strings.utf8", entryLine("BOTH", "second") + entryLine("b", "B"));
 
     StringTable table;
-    StringTable::s_setLocalePath("one");
+    StringTable::s_setLocalePath("1");
     EXPECT_TRUE(table.setLanguage("first"));
-    StringTable::s_setLocalePath("two");
+    StringTable::s_setLocalePath("2");
     EXPECT_TRUE(table.setLanguage("second"));
     EXPECT_EQ(entries(table), "BOTH=second, a=A, b=B, both=first");
     EXPECT_STREQ(table.translate("Both"), "first");

@@ -19,6 +19,7 @@ static struct {
     long long length = sc_asItIs; // what getLength says
     long long items = sc_asItIs;  // what read says
     std::string written;
+    unsigned int behindText = 0; // the byte after the block, at the last read
     StringTable* liveAtOpen = nullptr;
 } s_file;
 
@@ -51,6 +52,7 @@ unsigned long File::read(void* buffer, unsigned long size, unsigned long count, 
     WatchedMemory::note("read " + std::to_string(size) + " " + std::to_string(count));
     const char* text = static_cast<char*>(buffer);
     EXPECT_EQ(std::string(text, size + 1), std::string(size + 1, '\0')) << "the block is cleared first";
+    s_file.behindText = static_cast<unsigned char>(text[size + 1]);
     memcpy(buffer, s_file.bytes.data(), std::min<size_t>(size, s_file.bytes.size()));
     return s_file.items == sc_asItIs ? size > 0 : static_cast<unsigned long>(s_file.items);
 }
@@ -288,6 +290,29 @@ TEST(StringTableWatch, DoesNotEndTheGameOverAFileOfAbsurdLength)
                   "3 ^CFF0000StringTable::setLanguage:^c ^CFF0000Memory Allocation Error^c strings.utf8\f");
         EXPECT_EQ(m_loadedOf(strings), 1);
     }
+}
+
+TEST(StringTableWatch, AsksForABlockForTheLongestFile)
+{
+    WatchedMemory memory;
+    memory.refusedLine = 146;
+    s_file.length = 0x7fffff00;
+    StringTable strings;
+    memory.takeLog();
+    EXPECT_TRUE(strings.setLanguage("french"));
+    EXPECT_EQ(memory.takeLog(), "open rb, length, alloc 2147483393 core/stringtable:146 = null");
+}
+
+TEST(StringTableWatch, ClearsTheBlockOfAFileAndNoByteAfterIt)
+{
+    WatchedMemory memory;
+    StringTable strings;
+    void* block = memory.alloc(0, 1000, "test", 1);
+    memset(block, 0xaa, 1000);
+    memory.free(0, block);
+    s_file.length = 20; // a block of 21 bytes, in a node with room for 40
+    EXPECT_TRUE(strings.setLanguage("french"));
+    EXPECT_EQ(s_file.behindText, 0xaau);
 }
 
 TEST(StringTableWatch, ReadsTheLengthThatTheFileReportedFirst)

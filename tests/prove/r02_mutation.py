@@ -1,24 +1,27 @@
 """R2: how many one-token changes of core's sources the tests notice.
 
-The libraries are built in a copy of the tree, as the preset release builds them. Each change is made there. Then the tests
-of the changed source run with the changed library, each in a process of its own, until one fails. The test programs are
-those of build/release, but for the programs that compile a source of core themselves. A change whose object file equals the original one is not counted.
-A change that the list equivalent.txt explains is not counted either. The results of a source are forgotten when its text
-changes.
+A change is compiled in a folder of its own with the commands of build/release, and linked into a library there. Then the
+test programs of the changed source run with that library until a test case fails, the quick programs first. Each case has a
+process of its own. A few programs compile a source of core themselves; these are linked anew as well. If all cases pass, the
+same follows with build/asan, if that folder is there: it has the sanitizers, the assertions and the checks of the heap's rules.
+
+A change whose object file equals the original one is not counted. A change that the list equivalent.txt explains is not
+counted either. The results of a source are forgotten when its text changes.
 """
 import collections
 import concurrent.futures
-import filecmp
 import fnmatch
 import hashlib
 import json
 import os
 import random
+import re
 import resource
-import shutil
+import shlex
 import signal
 import subprocess
 import tempfile
+import threading
 import time
 
 import figure
@@ -57,13 +60,8 @@ TESTS = {
     "preferences": ["preferences_*test"],
     "stringtable": ["stringtable_*test"],
 }
-# The programs that compile sources of core themselves. The copy builds these.
-OWN_SOURCES = {"parser_numbers_test", "platform_input_test", "platform_window_test"}
-SLOW = ("model", "numbers", "threads", "place", "screen")  # programs with these words in their names run last
-# A test has noticed the change if it takes longer: seconds of processor time, and seconds by the clock. The second number is
-# high because other programs may keep the machine busy.
-PROCESSOR_TIMEOUT = 60
-TIMEOUT = 300
+SLOW = 5  # seconds by the clock
+FOLDERS = ("tests/core", "tests/core/mechanism")  # of the test programs
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 
@@ -87,137 +85,212 @@ def explained():
     return result
 
 
-class Copy:
-    """A copy of the tree, built as the preset release."""
+class Build:
+    """A build folder: how it compiles, links and tests a change."""
 
-    def __init__(self, place):
+    def __init__(self, place, preset):
         self.source = place.source
-        self.root = os.path.join(place.own, "mutants")
-        self.build = os.path.join(self.root, "build")
-        self.copy_sources()
-        self.command("cmake", "-S", self.root, "-B", self.build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
-                     "-DCORE_TESTS=ON", "-DCORE_DEMO=ON", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON",
-                     "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON")
-        self.cases = {}  # by program: its test cases
-
-    def copy_sources(self):
-        """Copies the files of the tree that differ. A file of equal bytes stays, so that it is not compiled again."""
-        names = figure.run(["git", "ls-files", "-co", "--exclude-standard", "-z"], cwd=self.source).stdout
-        for name in filter(None, names.split("\0")):
-            old, new = os.path.join(self.source, name), os.path.join(self.root, name)
-            if os.path.isfile(old) and not (os.path.exists(new) and filecmp.cmp(old, new, shallow=False)):
-                os.makedirs(os.path.dirname(new), exist_ok=True)
-                shutil.copyfile(old, new)
-                shutil.copymode(old, new)
-
-    def command(self, *words):
-        result = figure.run(words)
-        if result.returncode != 0:
-            raise figure.NotMeasured(f"{words[0]} failed: {figure.last_lines(result.stdout)}")
+        self.folder = os.path.dirname(place.program(preset, "compile_commands.json"))
+        self.is_sanitized = preset == "asan"
+        self.compilers = collections.defaultdict(dict)  # by source: the command that makes each of its object files
+        for entry in json.loads(read(os.path.join(self.folder, "compile_commands.json"))):
+            path = os.path.relpath(entry["file"], self.source)
+            made = re.search(r" -o (\S+)", entry["command"])[1]
+            self.compilers[path][made] = entry["command"]
+        self.linkers = {}  # by target: the command
+        self.programs = {}  # by target
+        self.prepared = {}  # by source: its programs, and the bytes of its object file without debug information
+        self.preparing = threading.Lock()
 
     def sources(self):
-        """The sources that this build compiles into core, and into the library core-appkit if this build has AppKit."""
-        compiled = {command["file"] for command in json.loads(read(os.path.join(self.build, "compile_commands.json")))}
-        return sorted(f"core/{name}" for name in os.listdir(os.path.join(self.root, "core"))
-                      if os.path.join(self.root, "core", name) in compiled and name.endswith((".cpp", ".mm")))
+        """The sources that this build compiles into the libraries core and core-appkit."""
+        return sorted(path for path, compilers in self.compilers.items() if path.startswith("core/")
+                      and any(made.startswith("CMakeFiles/core") for made in compilers))
 
-    def programs(self, source):
-        """The test programs of a source, the quickest ones first."""
+    def targets(self, source):
+        """The targets of the test programs of a source."""
         stem = os.path.splitext(os.path.basename(source))[0]
         patterns = TESTS.get(stem, [f"{stem}_test"])
-        folder = os.path.join(self.root, "tests", "core")
-        names = {name.rsplit(".", 1)[0] for part in (folder, os.path.join(folder, "mechanism"))
-                 for name in os.listdir(part) if name.endswith(("_test.cpp", "_test.mm"))}
-        found = [name for name in names if any(fnmatch.fnmatch(name, pattern) for pattern in patterns)]
-        return sorted(found, key=lambda name: (any(word in name for word in SLOW), name))
+        return sorted(f"{os.path.dirname(path)}/{name}" for path in self.compilers if os.path.dirname(path) in FOLDERS
+                      for name in [os.path.splitext(os.path.basename(path))[0]] if name.endswith("_test")
+                      and any(fnmatch.fnmatch(name, pattern) for pattern in patterns))
 
-    def make(self, *names):
-        """Builds core and its parts, or the programs of these names that the copy builds; true when they compile."""
-        targets = [name for name in names if not name.endswith("_test") or name in OWN_SOURCES]
-        return figure.run(["ninja", "-C", self.build, *targets]).returncode == 0
+    def objects(self, source):
+        """The object files of a source in a library or in one of its test programs, and the target of each. The library's
+        object is the first one."""
+        for made in sorted(self.compilers[source], key=len):
+            folder, target = re.match(r"(?:(.*)/)?CMakeFiles/([^/]+)\.dir/", made).groups()
+            if target in ("core", "core-appkit"):
+                yield made, f"lib{target}.so"
+            elif f"{folder}/{target}" in self.targets(source):
+                yield made, f"{folder}/{target}"
 
-    def object_of(self, source):
-        library = "core-appkit" if source.endswith(".mm") else "core"
-        return os.path.join(self.build, "CMakeFiles", f"{library}.dir", source + ".o")
+    def make(self, *targets):
+        """Builds these targets without a change."""
+        result = figure.run(["ninja", "-C", self.folder, *targets])
+        if result.returncode != 0:
+            raise figure.NotMeasured(f"{' '.join(targets)}: {figure.last_lines(result.stdout)}")
+        for target in targets:
+            commands = figure.run(["ninja", "-C", self.folder, "-t", "commands", target]).stdout.split("\n")
+            self.linkers[target] = [line for line in commands if line.startswith(": && ")][-1]
 
-    def program(self, name):
-        build = self.build if name in OWN_SOURCES else os.path.join(self.source, "build", "release")
-        for folder in ("tests/core", "tests/core/mechanism"):
-            path = os.path.join(build, folder, name)
-            if os.path.exists(path):
-                return path
-        raise figure.NotMeasured(f"{name} is not built")
+    def compile(self, source, made, changed, output):
+        """Compiles the file changed in the place of the source; true when it compiles. Debug information would differ
+        where the code is the same, so there is none."""
+        words = shlex.split(self.compilers[source][made])
+        words[words.index("-o") + 1] = output
+        words[words.index("-c") + 1] = changed
+        return figure.run([*words, "-g0", "-w"], cwd=self.folder).returncode == 0
 
-    def tests(self, programs):
-        """Each program and each of its test cases."""
-        for name in programs:
-            if name not in self.cases:
-                self.cases[name] = list(cases_of(self.program(name)))
-        return [(self.program(name), case) for name in programs for case in self.cases[name]]
+    def link(self, target, made, changed, folder):
+        """Links the target with the object file changed in the place of the object file made. Returns the path of the result."""
+        command = self.linkers[target]
+        output = re.search(r" -o (\S+)", command)[1]
+        name = re.search(r"-soname,(\S+)", command)
+        result = os.path.join(folder, name[1] if name else os.path.basename(output))
+        command = command.replace(f" {made} ", f" {changed} ").replace(f" -o {output} ", f" -o {result} -Wl,--strip-debug ")
+        done = figure.run(command, cwd=self.folder, shell=True)
+        if done.returncode != 0:
+            raise figure.NotMeasured(f"{target} does not link: {figure.last_lines(done.stdout)}")
+        return result
+
+    def prepare(self, source, folder):
+        """Builds the source and its tests without a change, and runs these tests. Returns the programs, the quick ones first,
+        and the bytes of the original object file."""
+        with self.preparing:
+            if source not in self.prepared:
+                targets = self.targets(source)
+                self.make("libcore.so", *targets, *{target for _, target in self.objects(source)})
+                for target in targets:
+                    if target not in self.programs:
+                        self.programs[target] = Program(os.path.join(self.folder, target), self.is_sanitized)
+                programs = sorted((self.programs[target] for target in targets), key=lambda program: program.seconds)
+                made, _ = next(iter(self.objects(source)))
+                original = os.path.join(folder, "original.o")
+                self.compile(source, made, os.path.join(self.source, source), original)
+                with open(original, "rb") as file:
+                    self.prepared[source] = programs, file.read()
+            return self.prepared[source]
+
+    def runs(self, programs):
+        """The programs in the order of their runs, and whether each plays few of the rounds of its random tests. A slow program
+        plays few rounds first."""
+        if self.is_sanitized:
+            return [(program, True) for program in programs]
+        slow = [program for program in programs if program.seconds > SLOW]
+        return [(program, program in slow) for program in programs] + [(program, False) for program in slow]
+
+    def outcome(self, source, text, folder):
+        """Returns what happens with this text of a source: "refused" by the compiler, "equal", "noticed: TEST" or
+        "survived"."""
+        programs, original = self.prepare(source, folder)
+        changed = os.path.join(folder, os.path.basename(source))
+        with open(changed, "w", encoding="utf-8") as file:
+            file.write(text)
+        for number, (made, target) in enumerate(self.objects(source)):
+            object_file = os.path.join(folder, f"{number}.o")
+            if not self.compile(source, made, changed, object_file):
+                return "refused"
+            if number == 0:
+                with open(object_file, "rb") as file:
+                    if file.read() == original:
+                        return "equal"
+            self.link(target, made, object_file, folder)
+        for program, few in self.runs(programs):
+            case = program.notices(folder, few)
+            if case:
+                return f"noticed: {case}"
+        return "survived"
 
 
-def cases_of(program):
-    suite = ""
-    for line in subprocess.run([program, "--gtest_list_tests"], stdout=subprocess.PIPE, text=True).stdout.split("\n"):
-        name = line.split("#")[0].rstrip()
-        if name.startswith("  "):
-            yield suite + name.strip()
-        elif name.endswith("."):
-            suite = name
+class Program:
+    """A test program: how long it takes without a change, and its cases that fail without one. These are not used."""
 
+    def __init__(self, path, is_sanitized):
+        self.path = path
+        self.is_sanitized = is_sanitized
+        self.broken = set()
+        # A case has noticed the change if it takes longer: seconds of processor time of each process, and seconds by the
+        # clock for the program. The second number is high because other programs may keep the machine busy.
+        self.processor_limit = 100
+        self.limit = 600
+        begin, used = time.monotonic(), children_seconds()
+        while failed := self.first_failure(os.path.dirname(path), is_sanitized):
+            if "." not in failed:
+                raise figure.NotMeasured(f"{path} fails without a change")
+            self.broken.add(failed)
+            begin, used = time.monotonic(), children_seconds()
+        self.seconds = time.monotonic() - begin
+        self.processor_limit = int(3 + 5 * (children_seconds() - used))
+        self.limit = 60 + 10 * self.seconds
 
-def limit():
-    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-    resource.setrlimit(resource.RLIMIT_CPU, (PROCESSOR_TIMEOUT, PROCESSOR_TIMEOUT))
-    resource.setrlimit(resource.RLIMIT_AS, (16 << 30, 16 << 30))
-    resource.setrlimit(resource.RLIMIT_FSIZE, (1 << 30, 1 << 30))
-
-
-def passes(program, case, folder, libraries):
-    """Runs one test case in a session of its own; true when it passes or is skipped."""
-    environment = {**os.environ, "LD_LIBRARY_PATH": libraries}
-    process = subprocess.Popen([program, f"--gtest_filter={case}"], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                               stderr=subprocess.DEVNULL, cwd=folder, start_new_session=True, preexec_fn=limit,
-                               env=environment)
-    try:
-        return process.wait(TIMEOUT) == 0
-    except subprocess.TimeoutExpired:
-        return False
-    finally:
-        try:
-            os.killpg(process.pid, signal.SIGKILL)  # the test's own session: what a death test has left
-        except ProcessLookupError:
-            pass
-        process.wait()
-
-
-def first_failure(tests, libraries):
-    """Runs tests with the libraries of this folder. The first test case that fails; null when all pass."""
-    failed = []
-
-    def one(test):
-        if not failed and not passes(*test, folder, libraries):
-            failed.append(test[1])
-
-    with tempfile.TemporaryDirectory(prefix="prove-") as folder:
-        with concurrent.futures.ThreadPoolExecutor(os.cpu_count() or 1) as pool:
+    def first_failure(self, libraries, few, path=None, case=None):
+        """Runs the cases with the libraries of this folder until one fails, or only this one. few: random tests play few of
+        their rounds. Returns the case that failed, or the program's name if that is not known; null when all pass."""
+        environment = {**os.environ, "LD_LIBRARY_PATH": libraries, "CASES_APART": "first"}
+        if few:
+            environment["FEW_ROUNDS"] = "1"
+        cases = f"{case or ''}-{':'.join(sorted(self.broken))}"
+        if case:
+            del environment["CASES_APART"]
+        with tempfile.TemporaryDirectory(prefix="prove-") as folder, open(os.path.join(folder, "said"), "w+",
+                                                                          errors="replace") as said:
+            process = subprocess.Popen([path or self.path, f"--gtest_filter={cases}"], stdin=subprocess.DEVNULL, stdout=said,
+                                       stderr=subprocess.DEVNULL, cwd=folder, start_new_session=True, preexec_fn=self.limits,
+                                       env=environment)
             try:
-                list(pool.map(one, tests))
-            except SystemExit:
-                pool.shutdown(cancel_futures=True)  # else an interrupted run still runs all these tests
-                raise
-    return failed[0] if failed else None
+                status = process.wait(self.limit)
+            except subprocess.TimeoutExpired:
+                status = -1
+            finally:
+                try:
+                    os.killpg(process.pid, signal.SIGKILL)  # what the cases have left running
+                except ProcessLookupError:
+                    pass
+                process.wait()
+            if status == 0:
+                return None
+            said.seek(0)
+            failed = re.search(r"^CASE FAILED: (\S+),", said.read(), re.MULTILINE)
+        return failed[1] if failed else case or os.path.basename(self.path)
+
+    def limits(self):
+        resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+        resource.setrlimit(resource.RLIMIT_CPU, (self.processor_limit, self.processor_limit))
+        if not self.is_sanitized:  # the address sanitizer reserves terabytes
+            resource.setrlimit(resource.RLIMIT_AS, (16 << 30, 16 << 30))
+        resource.setrlimit(resource.RLIMIT_FSIZE, (1 << 30, 1 << 30))
+
+    def notices(self, folder, few):
+        """Returns the case that fails with the changed libraries and programs of this folder, and passes without them; null
+        when all pass."""
+        changed = os.path.join(folder, os.path.basename(self.path))
+        changed = changed if os.path.exists(changed) else self.path
+        while failed := self.first_failure(folder, few, changed):
+            case = failed if "." in failed else None
+            if not self.first_failure(os.path.dirname(self.path), few, case=case):
+                return failed
+            if not case:
+                raise figure.NotMeasured(f"{self.path} fails without a change")
+            self.broken.add(case)
+        return None
+
+
+def children_seconds():
+    used = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return used.ru_utime + used.ru_stime
 
 
 class Mutator:
     def __init__(self, place):
-        self.copy = Copy(place)
+        self.source = place.source
+        self.builds = [Build(place, "release")]
+        if os.path.exists(os.path.join(place.source, "build", "asan", "compile_commands.json")):
+            self.builds.append(Build(place, "asan"))
         self.results = place.counters.setdefault("R2", {}).setdefault("changes", {})  # by source: digest, results
-        self.originals = {}  # by source: the object file's bytes
-        self.broken = set()  # test cases that fail without a change; they are not used
 
     def text(self, source):
-        return read(os.path.join(self.copy.source, source))
+        return read(os.path.join(self.source, source))
 
     def known(self, source):
         """The results of a source with its present text: by place and change, what happened."""
@@ -228,55 +301,29 @@ class Mutator:
         return entry["results"]
 
     def all_changes(self, only=""):
-        for source in self.copy.sources():
+        for source in self.builds[0].sources():
             if only in source:
                 yield from mutants.changes(source, self.text(source))
 
-    def prepare(self, source):
-        """Builds the source and its tests without a change, and runs these tests."""
-        if source in self.originals:
-            return
-        programs = self.copy.programs(source)
-        if not self.copy.make("core", *programs):
-            raise figure.NotMeasured(f"the tests of {source} do not build: {' '.join(programs)}")
-        def check(test):
-            if first_failure([test], self.copy.build):
-                self.broken.add(test[1])
-
-        with concurrent.futures.ThreadPoolExecutor(os.cpu_count() or 1) as pool:
-            list(pool.map(check, self.copy.tests(programs)))
-        with open(self.copy.object_of(source), "rb") as file:
-            self.originals[source] = file.read()
-
     def outcome(self, change):
-        """Makes the change and returns what happened: "refused" by the compiler, "equal", "noticed: TEST" or "survived"."""
-        self.prepare(change.path)
-        path = os.path.join(self.copy.root, change.path)
-        original = self.text(change.path)
-        try:
-            write(path, mutants.changed(original, change))
-            if not self.copy.make(os.path.relpath(self.copy.object_of(change.path), self.copy.build)):
-                return "refused"
-            with open(self.copy.object_of(change.path), "rb") as file:
-                if file.read() == self.originals[change.path]:
-                    return "equal"
-            programs = self.copy.programs(change.path)
-            if not self.copy.make("core", *programs):
-                return "refused"
-            tests = [test for test in self.copy.tests(programs) if test[1] not in self.broken]
-            failed = first_failure(tests, self.copy.build)
-            return f"noticed: {failed}" if failed else "survived"
-        finally:
-            write(path, original)
-
-
-def write(path, text):
-    with open(path, "w", encoding="utf-8") as file:
-        file.write(text)
+        """Makes the change and returns what happened, as Build.outcome. Where the code differs in the first build, equal code
+        in the second one says nothing."""
+        text = mutants.changed(self.text(change.path), change)
+        outcome = None
+        for build in self.builds:
+            if change.path in build.sources() and outcome in (None, "survived"):
+                with tempfile.TemporaryDirectory(prefix="prove-") as folder:
+                    new = build.outcome(change.path, text, folder)
+                outcome = new if outcome is None or new.startswith("noticed") else outcome
+        return outcome
 
 
 def key(change):
     return f"{change.line}:{change.column} {change.old} -> {change.new}"
+
+
+def is_in(reasons, change):
+    return (change.path, change.before.strip(), change.after.strip()) in reasons
 
 
 def counts(mutator, survivors):
@@ -287,7 +334,7 @@ def counts(mutator, survivors):
         outcome = mutator.known(change.path).get(key(change))
         if outcome is None:
             numbers["untried"] += 1
-        elif outcome == "survived" and (change.path, change.before.strip(), change.after.strip()) in reasons:
+        elif outcome == "survived" and is_in(reasons, change):
             numbers["explained"] += 1
         else:
             numbers[outcome.split(":")[0]] += 1
@@ -296,24 +343,41 @@ def counts(mutator, survivors):
     return numbers
 
 
+def try_changes(mutator, changes, end):
+    """Tries these changes until the time of the end, as many at once as there are processors."""
+    def one(change):
+        if time.monotonic() < end:
+            outcome = mutator.outcome(change)
+            mutator.known(change.path)[key(change)] = outcome
+            print(f"  {change.path}:{change.line} {change.old} -> {change.new}: {outcome}", flush=True)
+            return 1
+        return 0
+
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count() or 1) as pool:
+        try:
+            return sum(pool.map(one, changes))
+        except BaseException:
+            pool.shutdown(cancel_futures=True)  # else an interrupted run still tries all the other changes
+            raise
+
+
 def measure(place, only="", seconds=None, again=False):
     mutator = Mutator(place)
+    reasons = explained()
+    wanted = "survived" if again else None
     todo = [change for change in mutator.all_changes(only)
-            if again == (mutator.known(change.path).get(key(change)) == "survived")
-            and (again or key(change) not in mutator.known(change.path))]
+            if mutator.known(change.path).get(key(change)) == wanted and not (again and is_in(reasons, change))]
     random.Random(place.seed).shuffle(todo)
     if todo and not place.full:  # a quick run builds the tests of one source, as a rule
         first = todo[0].path
         todo.sort(key=lambda change: change.path != first)
-    end = time.monotonic() + (seconds or (FULL_SECONDS if place.full else QUICK_SECONDS))
-    for change in todo:
-        if time.monotonic() > end:
-            break
-        outcome = mutator.outcome(change)
-        mutator.known(change.path)[key(change)] = outcome
-        print(f"  {change.path}:{change.line} {change.old} -> {change.new}: {outcome}", flush=True)
-    for case in sorted(mutator.broken):
-        print(f"  not used, it fails without a change: {case}", flush=True)
+    used = children_seconds()
+    tried = try_changes(mutator, todo, time.monotonic() + (seconds or (FULL_SECONDS if place.full else QUICK_SECONDS)))
+    if tried:
+        print(f"  {tried} changes tried, {(children_seconds() - used) / tried:.2f} seconds of processor time each", flush=True)
+    for program in [program for build in mutator.builds for program in build.programs.values()]:
+        for case in sorted(program.broken):
+            print(f"  not used, it fails without a change: {case}", flush=True)
 
     survivors = []
     numbers = counts(mutator, survivors)

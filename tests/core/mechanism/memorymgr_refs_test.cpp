@@ -3,6 +3,7 @@
 #include "core/memorymgr.h"
 #include "tests/support/game_memory.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -12,10 +13,14 @@
 
 static bool s_tablesGrow = true; // the tables' memory, while it lasts
 static size_t s_refused;         // the size of the requests that get no memory
+static unsigned int s_requests;
+static size_t s_largest; // the size of the largest request
 
 extern "C" void* __libc_calloc(size_t count, size_t size);
 extern "C" void* calloc(size_t count, size_t size)
 {
+    ++s_requests;
+    s_largest = std::max(s_largest, count * size);
     return s_tablesGrow && count * size != s_refused ? __libc_calloc(count, size) : nullptr;
 }
 #endif
@@ -110,6 +115,7 @@ TEST(Names, ThatCollideHaveOneNumberEach)
 TEST(Names, MayBeMissing)
 {
     GameMemory memory;
+    memory.free(-1, memory.alloc(-1, 1, "test", 1)); // a name, which has the first number
     void* block = memory.alloc(-1, 1, nullptr, 1);
     EXPECT_EQ(fileOf(block), nullptr);
     memory.free(-1, block);
@@ -213,6 +219,7 @@ TEST(Tables, WithoutMemoryForMoreNamesEachOfTheFirst1024HasItsPlace)
     }
     s_refused = 0;
     EXPECT_EQ(count, 1024u);
+    EXPECT_LT(s_largest, 5000u * 16); // a hash table of 4096 slots
 }
 
 TEST(Tables, DoNotGrowWhenFallbackBlocksAreMadeAndFreed)
@@ -220,10 +227,12 @@ TEST(Tables, DoNotGrowWhenFallbackBlocksAreMadeAndFreed)
     GameMemory memory;
     memory.free(-1, memory.alloc(-1, 1, "test", 1));
     s_tablesGrow = false;
+    s_requests = 0;
     for (int i = 0; i < 5000; ++i) {
         memory.free(-1, memory.alloc(-1, 1, "test", 1)); // where its links find no room, the game ends
     }
     s_tablesGrow = true;
+    EXPECT_EQ(s_requests, 0u);
     EXPECT_EQ(memory.systemBank.freeCount, 5001u);
 }
 
@@ -250,6 +259,7 @@ TEST(Tables, UseAllLinksAgainThatWereGivenBackTogether)
     GameMemory memory;
     std::vector<void*> blocks(600);
     s_tablesGrow = false;
+    s_requests = 0;
     for (int round = 0; round < 10; ++round) {
         for (void*& block : blocks) {
             block = memory.alloc(-1, 1, "test", 1); // where its links find no room, the game ends
@@ -265,6 +275,7 @@ TEST(Tables, UseAllLinksAgainThatWereGivenBackTogether)
         EXPECT_EQ(memory.systemBank.extList, nullptr);
     }
     s_tablesGrow = true;
+    EXPECT_EQ(s_requests, 0u);
 }
 
 TEST(Tables, TakeNoMemoryForTheFirstThousandFallbackBlocks)

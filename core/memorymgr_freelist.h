@@ -17,7 +17,7 @@ public:
     MemoryHeapNode_s* firstOfAtLeast(unsigned long size)
     {
         MemoryHeapNode_s* node = nullptr;
-        if (m_index && m_index->firstOfAtLeast(m_bank, size, &node)) {
+        if (_hasIndex() && m_index->firstOfAtLeast(m_bank, size, &node)) {
             return node;
         }
         m_index = nullptr;
@@ -27,7 +27,7 @@ public:
     FreeNeighbours neighboursOf(MemoryHeapNode_s* node)
     {
         FreeNeighbours found = {nullptr, nullptr};
-        if (m_index && m_index->neighboursOf(m_bank, node, &found)) {
+        if (_hasIndex() && m_index->neighboursOf(m_bank, node, &found)) {
             return found;
         }
         m_index = nullptr;
@@ -37,11 +37,12 @@ public:
     // Adds node to the list, at the place for its size.
     void add(MemoryHeapNode_s* node)
     {
-        if (m_index && !m_index->enterNewest()) { // before the search, which then needs not compare with the newest
+        // Before the search, which then needs not compare with the newest.
+        if (_hasIndex() && !m_index->enterNewest()) {
             m_index = nullptr;
         }
         const FreePlace place = _placeFor(node->size);
-        if (m_index) {
+        if (_hasIndex()) {
             m_index->adding(node, place);
         }
         linkBetween(m_bank->freeList, place.before, node, place.after);
@@ -49,7 +50,7 @@ public:
 
     void remove(MemoryHeapNode_s* node)
     {
-        if (m_index) {
+        if (_hasIndex()) {
             m_index->removing(node);
         }
         unlink(m_bank->freeList, node);
@@ -61,7 +62,7 @@ public:
     {
         MemoryHeapNode_s* before = insideLink(old->prev);
         MemoryHeapNode_s* after = insideLink(old->next);
-        if (!m_index || !_isBetween(size, old->size, before, after)) {
+        if (!_hasIndex() || !_isBetween(size, old->size, before, after)) {
             remove(old);
             node->size = size;
             add(node);
@@ -79,7 +80,7 @@ public:
     // Stores the source name of a node that the caller takes.
     void setName(MemoryHeapNode_s* node, const char* name)
     {
-        if (m_index) {
+        if (_hasIndex()) {
             m_index->setName(node, name);
         } else {
             node->file = name;
@@ -106,7 +107,7 @@ public:
             m_bank->freeNodeCount -= 1;
         }
         MemoryHeapNode_s* joined = found.lower ? found.lower : node;
-        if (m_index) {
+        if (_hasIndex()) {
             replace(larger, joined, size); // the place of the larger node is the nearer one
             return true;
         }
@@ -115,6 +116,8 @@ public:
     }
 
 private:
+    bool _hasIndex() const { return isUsual(m_index != nullptr); }
+
     // Whether a node between before and after keeps its place when its size changes from oldSize to size. Then the
     // index need not search for the place, which is the common case.
     static bool _isBetween(unsigned int size, unsigned int oldSize, const MemoryHeapNode_s* before,
@@ -139,7 +142,7 @@ private:
     FreePlace _placeFor(unsigned int size)
     {
         FreePlace place = {nullptr, nullptr};
-        if (m_index && m_index->placeFor(size, &place)) {
+        if (_hasIndex() && m_index->placeFor(size, &place)) {
             return place;
         }
         m_index = nullptr;

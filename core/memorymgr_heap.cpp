@@ -97,7 +97,7 @@ static void countAlloc(MemoryBank_s* bank, unsigned long size)
 __attribute__((flatten)) void* MemoryMgr::alloc(int index, unsigned long size, const char* file, unsigned int line)
 {
     MemoryBank_s* bank = _bank(index);
-    if (size == 0 || !bank) {
+    if (!isUsual(size != 0 && bank)) {
         return nullptr;
     }
     BankLock lock(index);
@@ -105,13 +105,13 @@ __attribute__((flatten)) void* MemoryMgr::alloc(int index, unsigned long size, c
     // A lambda: clang's flatten inlines each function that is called from here directly, also one that a program or a tool
     // has replaced.
     const auto endOutOfMemory = [this] { _endOutOfMemory(); };
-    if (size > sc_largestNode && size > largestRequest(bank)) {
+    if (!isUsual(size <= sc_largestNode) && size > largestRequest(bank)) {
         endOutOfMemory(); // no bank serves it; the sums below could wrap
     }
 
     void* block = nullptr;
     unsigned long fallbackSize = size;
-    if (bank->type == MEMBANK_HEAP) {
+    if (isUsual(bank->type == MEMBANK_HEAP)) {
         size = fallbackSize = nodeSize(size);
         block = _heapBestFit(bank, size, file, line);
     } else if (bank->type == MEMBANK_LINEAR) {
@@ -119,7 +119,7 @@ __attribute__((flatten)) void* MemoryMgr::alloc(int index, unsigned long size, c
         fallbackSize = size + sc_headerSize;
         block = _linearAlloc(bank, size);
     }
-    if (block) {
+    if (isUsual(block)) {
         countAlloc(bank, size);
         return block;
     }
@@ -133,13 +133,13 @@ __attribute__((flatten)) void* MemoryMgr::alloc(int index, unsigned long size, c
 __attribute__((flatten)) int MemoryMgr::free(int index, void* block)
 {
     MemoryBank_s* bank = _bank(index);
-    if (!bank) {
+    if (!isUsual(bank)) {
         return MEMERR_BLOCK;
     }
     prefetchHeader(block);
     BankLock lock(index);
     RulesWatch watch(index, bank, block ? nodeOf(block) : nullptr);
-    if (bank->type == MEMBANK_HEAP && block) {
+    if (isUsual(bank->type == MEMBANK_HEAP && block)) {
         unsigned long size = 0;
         if (const int error = _heapFree(bank, block, &size)) {
             return error;
@@ -169,7 +169,7 @@ INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& si
 {
     FreeList list = _freeListOf(bank);
     MemoryHeapNode_s* node = list.firstOfAtLeast(size);
-    if (!node) {
+    if (!isUsual(node)) {
         return nullptr;
     }
     prefetchRests(node, size);
@@ -196,10 +196,11 @@ INLINED_STEP void* MemoryMgr::_heapBestFit(MemoryBank_s* bank, unsigned long& si
 INLINED_STEP int MemoryMgr::_heapFree(MemoryBank_s* bank, void* block, unsigned long* sizeOut)
 {
     MemoryHeapNode_s* node = nodeOf(block);
-    if (node->magic != sc_magicUsed) {
+    if (!isUsual(node->magic == sc_magicUsed)) {
         return MEMERR_BLOCK;
     }
-    if (node->size & sc_extBit) { // the size may be damaged; then the links are those of a node of the region
+    const bool isInside = !(node->size & sc_extBit);
+    if (!isUsual(isInside)) { // the size may be damaged; then the links are those of a node of the region
         return areOutsideLinks(node) ? _heapExtFree(bank, node, sizeOut) : MEMERR_BLOCK;
     }
     bank->usedNodeCount -= 1;

@@ -180,3 +180,18 @@ MemoryHeapNode_s* FreeIndex::_firstLargeFrom(unsigned long size) const
     const bool isNewest = m_newestSize >= bytes && (!node || m_newestSize <= node->size);
     return isNewest ? const_cast<MemoryHeapNode_s*>(m_newest) : node;
 }
+
+// Returns the number of the first word of m_groups after the word `group` that is not 0; sc_noClass if there is none.
+// Not inlined, because only banks with more than 4096 classes have more than one word.
+unsigned int FreeIndex::_firstGroupAfter(unsigned int group) const
+{
+    unsigned int top = group / sc_wordBits;
+    uint64_t groups = m_tops[top] & (bitsFrom(group) ^ oneBit(group));
+    while (!groups) {
+        if (++top == m_topCount) {
+            return sc_noClass;
+        }
+        groups = m_tops[top];
+    }
+    return top * sc_wordBits + lowestBit(groups);
+}

@@ -92,6 +92,13 @@ public:
 
 private:
     struct Set;
+
+    // An answer of the index. isSound: the node is null, or its header agrees with what the index knows of the node.
+    struct Found {
+        MemoryHeapNode_s* node;
+        bool isSound;
+    };
+
     static Set* _setOf(const MemoryMgr* manager);
     static size_t _placeOf(const MemoryBank_s* bank);
     __attribute__((cold)) static FreeIndex* _ofLaterSets(const MemoryBank_s* bank);
@@ -103,12 +110,13 @@ private:
     bool _isOfClass(unsigned int number, unsigned int size) const;
     unsigned int _firstClassFrom(unsigned int number) const;
     unsigned int _firstClassBehindWord(unsigned int word) const;
+    unsigned int _firstGroupAfter(unsigned int group) const;
     void _setHead(unsigned int number, const MemoryHeapNode_s* node);
     void _clearHead(unsigned int number);
     void _enterClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
     void _leaveClass(unsigned int number, const MemoryHeapNode_s* node, const MemoryHeapNode_s* after);
     MemoryHeapNode_s* _headOf(unsigned int number) const;
-    MemoryHeapNode_s* _firstFrom(unsigned long size) const;
+    Found _firstFrom(unsigned long size) const;
     MemoryHeapNode_s* _firstLargeFrom(unsigned long size) const;
     bool _isNewestBefore(unsigned int number) const;
     void _setNewest(const MemoryHeapNode_s* node, unsigned int size);

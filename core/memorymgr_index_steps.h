@@ -64,16 +64,11 @@ inline unsigned int FreeIndex::_firstClassBehindWord(unsigned int word) const
 {
     unsigned int group = word / sc_wordBits;
     uint64_t words = m_groups[group] & (bitsFrom(word) ^ oneBit(word));
-    if (!words) {
-        unsigned int top = group / sc_wordBits;
-        uint64_t groups = m_tops[top] & (bitsFrom(group) ^ oneBit(group));
-        while (!groups) {
-            if (++top == m_topCount) {
-                return sc_noClass;
-            }
-            groups = m_tops[top];
+    if (!isUsual(words != 0)) {
+        group = _firstGroupAfter(group);
+        if (group == sc_noClass) {
+            return sc_noClass;
         }
-        group = top * sc_wordBits + lowestBit(groups);
         words = m_groups[group];
     }
     word = group * sc_wordBits + lowestBit(words);
@@ -138,21 +133,28 @@ inline MemoryHeapNode_s* FreeIndex::_headOf(unsigned int number) const
     return number != sc_noClass ? _nodeAt(m_heads[number] - 1) : nullptr;
 }
 
-// Returns the first node of at least size bytes; null if there is none. The caller has to check the node's header.
-inline MemoryHeapNode_s* FreeIndex::_firstFrom(unsigned long size) const
+// Returns the first node of at least size bytes; null if there is none. The header of a node in an exact class usually
+// has the size of the class; then the node lies in the bank as well.
+inline FreeIndex::Found FreeIndex::_firstFrom(unsigned long size) const
 {
     if (m_newest == m_first && m_newestSize >= size) { // a shortcut: no node comes before it
-        return const_cast<MemoryHeapNode_s*>(m_newest);
+        return {const_cast<MemoryHeapNode_s*>(m_newest), !m_newest || _isNewestSound()};
     }
     const unsigned long units = (size + sc_unit - 1) / sc_unit;
-    if (units >= m_exactCount) {
-        return _firstLargeFrom(size);
+    if (!isUsual(units < m_exactCount)) {
+        MemoryHeapNode_s* node = _firstLargeFrom(size);
+        return {node, !node || (node == m_newest ? _isNewestSound() : _isFreeNode(node, size))};
     }
     const unsigned int number = _firstClassFrom(static_cast<unsigned int>(units));
     if (m_newestSize >= size && _isNewestBefore(number)) {
-        return const_cast<MemoryHeapNode_s*>(m_newest);
+        return {const_cast<MemoryHeapNode_s*>(m_newest), !m_newest || _isNewestSound()};
     }
-    return _headOf(number);
+    if (number == sc_noClass) {
+        return {nullptr, true};
+    }
+    MemoryHeapNode_s* head = _headOf(number);
+    const bool isOfClass = head->size == number * sc_unit && number < m_exactCount; // the usual case, quick to check
+    return {head, isOfClass ? head->magic == sc_magicFree : _isFreeNode(head, size)};
 }
 
 // Whether the newest node comes before all nodes of a class on the list; true for sc_noClass.
@@ -270,16 +272,16 @@ inline bool FreeIndex::_isUnit(const MemoryHeapNode_s* node) const
 
 inline bool FreeIndex::firstOfAtLeast(const MemoryBank_s* bank, unsigned long size, MemoryHeapNode_s** node)
 {
-    *node = _firstFrom(size);
-    const bool isNode = !*node || (*node == m_newest ? _isNewestSound() : _isFreeNode(*node, size));
-    return (bank->freeList == m_first && isNode) || _giveUp();
+    const Found found = _firstFrom(size);
+    *node = found.node;
+    return (bank->freeList == m_first && found.isSound) || _giveUp();
 }
 
 // Does not compare m_first with the bank's list: each operation has called firstOfAtLeast or neighboursOf before,
 // which make this comparison.
 inline bool FreeIndex::placeFor(unsigned int size, FreePlace* place)
 {
-    MemoryHeapNode_s* after = _firstFrom(size);
+    MemoryHeapNode_s* after = _firstFrom(size).node;
     if (after && after->magic != sc_magicFree) {
         return _giveUp();
     }

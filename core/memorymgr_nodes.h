@@ -25,6 +25,12 @@ static const unsigned int sc_extBit = 0x80000000;      // set in the size of a n
 static const unsigned int sc_largestNode = 0x7fffffff; // bytes: the largest size without that bit
 static const unsigned int sc_granularity = 32;         // bytes: node sizes and linear requests are rounded up to it
 
+// Returns condition. The compiler arranges the code for a condition that is true.
+inline bool isUsual(bool condition)
+{
+    return __builtin_expect(condition, true);
+}
+
 inline unsigned int sizeOf(const MemoryHeapNode_s* node)
 {
     return node->size & ~sc_extBit;
@@ -131,7 +137,7 @@ inline MemoryBank_s* MemoryMgr::_bank(int index)
 
 inline const MemoryBank_s* MemoryMgr::_bank(int index) const
 {
-    if (index >= 0 && index < 32) {
+    if (isUsual(index >= 0 && index < 32)) {
         return &banks[index];
     }
     return index == -1 ? &systemBank : nullptr;

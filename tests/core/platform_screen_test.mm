@@ -15,6 +15,7 @@
 #include <chrono>
 #include <functional>
 #include <malloc.h>
+#include <new>
 #include <objc/runtime.h>
 #include <sstream>
 #include <string>
@@ -584,6 +585,74 @@ TEST_F(PlainScreen, AWindowThatCannotBeMadeIsNullAndNothingIsRemembered)
         Platform::SetFullscreenWindow(window(), fullScreen, 800, 600);
         EXPECT_EQ(Platform::GetWindow(), nullptr);
     }
+}
+
+static int s_newsThatFail; // the next calls of operator new
+
+void* operator new(size_t size)
+{
+    if (s_newsThatFail > 0) {
+        s_newsThatFail--;
+        throw std::bad_alloc();
+    }
+    static const auto s_next = reinterpret_cast<void* (*)(size_t)>(dlsym(RTLD_NEXT, "_Znwm"));
+    return s_next(size);
+}
+
+TEST_F(PlainScreen, AWindowThatTheresNoMemoryToNoteIsNull)
+{
+    startGame();
+    const NSUInteger count = countWindows();
+    s_newsThatFail = 1;
+    EXPECT_EQ(Platform::InitWindow(0, nullptr, "Brackenlow", nullptr, nullptr, 1, 2, 300, 400, false, false, nullptr),
+              nullptr);
+    EXPECT_EQ(s_newsThatFail, 0);
+    EXPECT_EQ(countWindows(), count);
+}
+
+static bool s_hasTitles = true;
+
+static id titleOfNSWindow(id window)
+{
+    const IMP own = class_getMethodImplementation([NSWindow class], @selector(title));
+    return reinterpret_cast<id (*)(id, SEL)>(reinterpret_cast<void (*)()>(own))(window, @selector(title));
+}
+
+TEST_F(PlainScreen, ATitleThatTheresNoMemoryForIsEmptyAfterTheSwitch)
+{
+    const auto title = [](id window, SEL) -> id { return s_hasTitles ? titleOfNSWindow(window) : nil; };
+    NSString* longTitle = @"Brackenlow, a title of more than 15 bytes";
+    [startGame() setTitle:longTitle];
+    class_addMethod(object_getClass(window()), @selector(title), reinterpret_cast<IMP>(+title), "@@:");
+    s_newsThatFail = 1; // for the library's copy
+    Platform::SetFullscreenWindow(window(), true, 1024, 768);
+    EXPECT_EQ(s_newsThatFail, 0);
+    EXPECT_STREQ([titleOfNSWindow(window()) UTF8String], "");
+
+    [window() setTitle:longTitle];
+    s_hasTitles = false; // AppKit has no memory for the text
+    Platform::SetFullscreenWindow(window(), false, 800, 600);
+    EXPECT_STREQ([titleOfNSWindow(window()) UTF8String], "");
+}
+
+static int s_resets;
+
+// The Mac's AppKit has no such method.
+TEST_F(PlainScreen, TheScreensAreReadAgainIfAppKitHasAMethodForIt)
+{
+    const auto reset = [](id, SEL) { s_resets++; };
+    const auto responds = [](id, SEL, SEL) -> BOOL { return NO; };
+    Class screens = object_getClass([NSScreen class]);
+    class_replaceMethod(screens, @selector(resetScreens), reinterpret_cast<IMP>(reinterpret_cast<void (*)()>(+reset)),
+                        "v@:");
+    ASSERT_TRUE(startGame());
+    s_resets = 0;
+    ASSERT_TRUE(startGame());
+    EXPECT_EQ(s_resets, 1);
+    class_addMethod(screens, @selector(respondsToSelector:),
+                    reinterpret_cast<IMP>(reinterpret_cast<void (*)()>(+responds)), "c@::");
+    ASSERT_TRUE(startGame());
+    EXPECT_EQ(s_resets, 1);
 }
 
 TEST_F(PlainScreen, ATitleIsUtf8OrMacRomanAndSurvivesTheSwitch)

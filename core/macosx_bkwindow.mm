@@ -10,7 +10,6 @@
 
 #include <ApplicationServices/ApplicationServices.h>
 
-#include <new>
 #include <set>
 
 @class BKOpenGLView; // a class of the graphics library
@@ -250,7 +249,7 @@ static bool noteWindow(const void* window)
         }
         s_made->insert(window);
         return true;
-    } catch (const std::bad_alloc&) {
+    } catch (...) { // std::bad_alloc
         return false;
     }
 }
@@ -300,7 +299,7 @@ std::string BKWindowTitle(void* window)
     const char* title = [[asWindow(window) title] UTF8String];
     try {
         return title ? title : "";
-    } catch (const std::bad_alloc&) {
+    } catch (...) { // std::bad_alloc
         return "";
     }
 }

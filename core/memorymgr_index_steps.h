@@ -272,7 +272,7 @@ inline bool FreeIndex::firstOfAtLeast(const MemoryBank_s* bank, unsigned long si
 {
     *node = _firstFrom(size);
     const bool isNode = !*node || (*node == m_newest ? _isNewestSound() : _isFreeNode(*node, size));
-    return bank->freeList == m_first && isNode ? true : _giveUp();
+    return (bank->freeList == m_first && isNode) || _giveUp();
 }
 
 // Does not compare m_first with the bank's list: each operation has called firstOfAtLeast or neighboursOf before,
@@ -310,7 +310,7 @@ inline bool FreeIndex::neighboursOf(const MemoryBank_s* bank, MemoryHeapNode_s* 
     const bool isUpper =
         !upper ||
         (upper == newest ? _isNewestSound() : _isFreeNode(upper, 1) && _isBoundary(end + unitsFor(upper->size)));
-    return isLower && isUpper ? true : _giveUp();
+    return (isLower && isUpper) || _giveUp();
 }
 
 // ---- Changes

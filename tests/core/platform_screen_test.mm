@@ -17,6 +17,7 @@
 #include <malloc.h>
 #include <new>
 #include <objc/runtime.h>
+#include <set>
 #include <sstream>
 #include <string>
 #include <sys/prctl.h>
@@ -538,6 +539,17 @@ static int s_closings;
 }
 @end
 
+// AppKit may not list a window before it is shown.
+@interface UnlistedWindow : NSObject
+- (void)close;
+@end
+@implementation UnlistedWindow
+- (void)close
+{
+    s_closings++;
+}
+@end
+
 TEST_F(PlainScreen, AWindowOfTheGamesOwnWillDoAsWell)
 {
     [NSApplication sharedApplication];
@@ -551,6 +563,12 @@ TEST_F(PlainScreen, AWindowOfTheGamesOwnWillDoAsWell)
     EXPECT_EQ(cursor(), "10 20");
     Platform::DestructWindow(own);
     EXPECT_EQ(s_closings, 1);
+    id unlisted = [[[UnlistedWindow alloc] init] autorelease];
+    Platform::DestructWindow(unlisted);
+    EXPECT_EQ(s_closings, 2);
+    ASSERT_TRUE(startGame());
+    Platform::DestructWindow(unlisted);
+    EXPECT_EQ(s_closings, 3);
 }
 
 TEST_F(PlainScreen, AWindowClosedTwiceIsClosedOnce)
@@ -587,12 +605,11 @@ TEST_F(PlainScreen, AWindowThatCannotBeMadeIsNullAndNothingIsRemembered)
     }
 }
 
-static int s_newsThatFail; // the next calls of operator new
+static size_t s_refused; // the size of the blocks for which there is no memory; 0: none
 
 void* operator new(size_t size)
 {
-    if (s_newsThatFail > 0) {
-        s_newsThatFail--;
+    if (s_refused != 0 && size == s_refused) {
         throw std::bad_alloc();
     }
     static const auto s_next = reinterpret_cast<void* (*)(size_t)>(dlsym(RTLD_NEXT, "_Znwm"));
@@ -603,10 +620,10 @@ TEST_F(PlainScreen, AWindowThatTheresNoMemoryToNoteIsNull)
 {
     startGame();
     const NSUInteger count = countWindows();
-    s_newsThatFail = 1;
+    s_refused = sizeof(std::_Rb_tree_node<const void*>); // of the library's set of windows
     EXPECT_EQ(Platform::InitWindow(0, nullptr, "Brackenlow", nullptr, nullptr, 1, 2, 300, 400, false, false, nullptr),
               nullptr);
-    EXPECT_EQ(s_newsThatFail, 0);
+    s_refused = 0;
     EXPECT_EQ(countWindows(), count);
 }
 
@@ -621,15 +638,15 @@ static id titleOfNSWindow(id window)
 TEST_F(PlainScreen, ATitleThatTheresNoMemoryForIsEmptyAfterTheSwitch)
 {
     const auto title = [](id window, SEL) -> id { return s_hasTitles ? titleOfNSWindow(window) : nil; };
-    NSString* longTitle = @"Brackenlow, a title of more than 15 bytes";
-    [startGame() setTitle:longTitle];
+    const char longTitle[] = "Brackenlow, with more than 15 bytes";
+    [startGame() setTitle:[NSString stringWithUTF8String:longTitle]];
     class_addMethod(object_getClass(window()), @selector(title), reinterpret_cast<IMP>(+title), "@@:");
-    s_newsThatFail = 1; // for the library's copy
+    s_refused = sizeof(longTitle); // of the library's copy
     Platform::SetFullscreenWindow(window(), true, 1024, 768);
-    EXPECT_EQ(s_newsThatFail, 0);
+    s_refused = 0;
     EXPECT_STREQ([titleOfNSWindow(window()) UTF8String], "");
 
-    [window() setTitle:longTitle];
+    [window() setTitle:[NSString stringWithUTF8String:longTitle]];
     s_hasTitles = false; // AppKit has no memory for the text
     Platform::SetFullscreenWindow(window(), false, 800, 600);
     EXPECT_STREQ([titleOfNSWindow(window()) UTF8String], "");

@@ -10,7 +10,6 @@
 
 #include <ApplicationServices/ApplicationServices.h>
 
-#include <new>
 #include <set>
 
 @class BKOpenGLView; // a class of the graphics library
@@ -182,12 +181,12 @@ static void lookAtScreens()
 bool BKMakeApplication()
 {
     static bool s_failed; // AppKit cannot make the application object after a failed attempt
-    if (!hasWindowServer()) {
+    if (s_failed || !hasWindowServer()) {
         return false;
     }
-    if (!NSApp && !s_failed) {
+    if (!NSApp) {
         s_failed = !makeApplication();
-    } else if (!s_failed) {
+    } else {
         lookAtScreens();
     }
     return !s_failed;
@@ -237,21 +236,20 @@ int BKModeEntry(CFDictionaryRef mode, const char* name)
     return [[(NSDictionary*)mode objectForKey:textOf(name)] intValue];
 }
 
-// The address of each window that BKMakeWindow has made, also after its end. The set is never destroyed: a game's static
-// object may ask about a window while the process ends.
-static std::set<const void*>& made()
-{
-    static auto& s_made = *new std::set<const void*>;
-    return s_made;
-}
+// The address of each window that BKMakeWindow has made, also after its end; null before the first window. The set is
+// never destroyed: a game's static object may ask about a window while the process ends.
+static std::set<const void*>* s_made;
 
 // Returns false if there is no memory to note the window.
 static bool noteWindow(const void* window)
 {
     try {
-        made().insert(window);
+        if (!s_made) {
+            s_made = new std::set<const void*>;
+        }
+        s_made->insert(window);
         return true;
-    } catch (const std::bad_alloc&) {
+    } catch (...) { // std::bad_alloc
         return false;
     }
 }
@@ -291,7 +289,7 @@ bool BKIsWindow(const void* window)
     const bool known = [[NSApp windows] indexOfObjectIdenticalTo:(id)window] != NSNotFound;
     // AppKit may not list a window before it is shown. So a pointer that does not come from BKMakeWindow counts as a
     // window: the game may have made that window itself.
-    return known || made().count(window) == 0;
+    return known || !s_made || s_made->count(window) == 0;
 }
 
 // Returns "" if there is no memory for the title.
@@ -301,7 +299,7 @@ std::string BKWindowTitle(void* window)
     const char* title = [[asWindow(window) title] UTF8String];
     try {
         return title ? title : "";
-    } catch (const std::bad_alloc&) {
+    } catch (...) { // std::bad_alloc
         return "";
     }
 }

@@ -41,59 +41,17 @@ void giveUpOutsideLinks(MemoryHeapNode_s*)
 
 #else
 
+#include "core/memorymgr_chunks.h"
+
 #include <assert.h>
 #include <atomic>
 #include <sched.h>
 #include <stdlib.h>
 
-static const unsigned int sc_noEntry = 0xffffffff;
-
 // True while this thread is in a calloc that growInTime called. It is volatile because compilers assume that calloc
 // reads no variable of this file. With the model initial-exec of thread-local storage, the first access allocates no
 // memory.
 static volatile thread_local bool s_isInCalloc __attribute__((tls_model("initial-exec")));
-
-// An array of entries in chunks of growing size: chunk k has 1024 * 2^k entries. 20 chunks hold nearly 2^30 entries,
-// which is enough: the headers of so many fallback blocks would need 24 GiB.
-template <typename T>
-class ChunkedTable {
-public:
-    static const unsigned int sc_first = 1024;
-
-    constexpr explicit ChunkedTable(T* first) : m_chunks{first} {}
-
-    T* at(unsigned int number) const
-    {
-        const unsigned int chunk = _chunkOf(number);
-        return m_chunks[chunk] + (number + sc_first - (sc_first << chunk));
-    }
-
-    // Returns the number of an entry that has not been used yet: 0, then 1, and so on; sc_noEntry when all are used.
-    unsigned int deal() { return m_dealt < _capacity() ? m_dealt++ : sc_noEntry; }
-
-    // Returns the size of the next chunk in bytes. Returns 0 while more than sc_reserve entries are left, and when
-    // all chunks exist. `returned`: the number of entries that were given back; they count as left.
-    size_t bytesWanted(unsigned int returned = 0) const
-    {
-        const bool isShort = _capacity() - m_dealt + returned <= sc_reserve && m_chunkCount < sc_chunks;
-        return isShort ? (static_cast<size_t>(sc_first) << m_chunkCount) * sizeof(T) : 0;
-    }
-    void grow(void* zeroes) { m_chunks[m_chunkCount++] = static_cast<T*>(zeroes); }
-
-private:
-    static const unsigned int sc_chunks = 20;
-    static const unsigned int sc_reserve = 64; // entries left for threads in calloc; each takes one, rarely two
-
-    unsigned int _capacity() const { return (sc_first << m_chunkCount) - sc_first; }
-    static unsigned int _chunkOf(unsigned int number)
-    {
-        return static_cast<unsigned int>(__builtin_clz(sc_first) - __builtin_clz(number + sc_first));
-    }
-
-    T* m_chunks[sc_chunks];
-    unsigned int m_chunkCount = 1;
-    unsigned int m_dealt = 0;
-};
 
 #ifdef CORE_CHECKED
 

@@ -10,6 +10,7 @@
 
 #include <stdio.h>
 #include <stdlib.h>
+#include <tuple>
 
 static const unsigned int sc_steps = 64; // nodes that the checks walk for each operation, on average
 
@@ -105,8 +106,12 @@ static bool doFindersAgree(const MemoryBank_s* bank, FreeIndex* index, unsigned 
     FreePlace place = {nullptr, nullptr};
     const FreeWalk walk(bank);
     const FreePlace expected = walk.placeFor(size);
-    return index->firstOfAtLeast(bank, size, &node) && node == walk.firstOfAtLeast(size) &&
-           index->placeFor(size, &place) && place.before == expected.before && place.after == expected.after;
+    if (!index->firstOfAtLeast(bank, size, &node) || node != walk.firstOfAtLeast(size)) {
+        return false;
+    }
+    const bool hasPlace = index->placeFor(size, &place);
+    return std::make_tuple(hasPlace, place.before, place.after) ==
+           std::make_tuple(true, expected.before, expected.after);
 }
 
 // Whether both finders give the same neighbours of a node.
@@ -114,7 +119,9 @@ static bool doFindersAgree(const MemoryBank_s* bank, FreeIndex* index, MemoryHea
 {
     FreeNeighbours found = {nullptr, nullptr};
     const FreeNeighbours expected = FreeWalk(bank).neighboursOf(node);
-    return index->neighboursOf(bank, node, &found) && found.lower == expected.lower && found.upper == expected.upper;
+    const bool isFound = index->neighboursOf(bank, node, &found);
+    return std::make_tuple(isFound, found.lower, found.upper) ==
+           std::make_tuple(true, expected.lower, expected.upper);
 }
 
 // The first node on the used list is the newest: after an alloc, the node that the alloc took.

@@ -60,10 +60,11 @@ static bool replaceLink(Text& path, size_t end)
     Text whole;
     const int size = snprintf(whole, sizeof(whole), "%s%s%s", target[0] == '/' ? "" : part, target, path + end);
     memcpy(path, whole, sizeof(path));
-    return size >= 0 && size < static_cast<int>(sizeof(whole));
+    return static_cast<size_t>(size) < sizeof(whole);
 }
 
-// The first end bytes of path name a file. Returns true if users that are not trusted can make files in its folder.
+// The first end bytes of path name a file. Returns true if users that are not trusted can make files in its folder, or
+// if the folder is gone: then another process has removed or moved it since the caller found the file.
 static bool isInSharedFolder(const char* path, size_t end)
 {
     Text folder;
@@ -76,7 +77,7 @@ static bool isInSharedFolder(const char* path, size_t end)
     }
     struct stat status;
     if (stat(folder, &status) != 0) {
-        return false;
+        return true;
     }
     const bool group = (status.st_mode & S_IWGRP) != 0 && status.st_gid != getegid();
     return group || (status.st_mode & S_IWOTH) != 0 || !isTrusted(status.st_uid);

@@ -14,7 +14,7 @@
 //   that user (setuid, setgid, capabilities), or had them and dropped them.
 // - Following the links of the path needs more than 40 of them, or a path of 1024 bytes or more.
 // - The path leads to a file with a second name (a hard link), in a folder that other users may write to. Another
-//   user may have made that second name.
+//   user may have made that second name. The same holds for a folder that is removed or moved during the call.
 //
 // path may be spelled the DOS way. The result describes the moment of the call: another user can change the folder
 // later.

@@ -253,14 +253,11 @@ const char* Parser::_cutValueLine(bool keepSpaces)
     return trim(keepSpaces ? skip(line.begin, '\t') : skipBlanks(line.begin), line.end);
 }
 
-// Cuts the next word at *position and moves *position to the character after its NUL. Returns the word; null if
-// there is none.
+// Cuts the next word at *position, which is not null, and moves *position to the character after its NUL. Returns the
+// word; null if there is none.
 static inline __attribute__((always_inline)) char* cutWord(char** position, char* textEnd)
 {
     char* word = *position;
-    if (!word) {
-        return nullptr;
-    }
     if (static_cast<unsigned char>(*word) <= ' ') {
         *position = word = skipBlanks(word);
         if (*word == '\0') {
@@ -276,7 +273,7 @@ static inline __attribute__((always_inline)) char* cutWord(char** position, char
 // GetToken(" "), the usual case.
 CACHE_LINE_BEGIN char* Parser::_cutWord()
 {
-    return cutWord(&m_position, m_bounds.textEnd);
+    return m_position ? cutWord(&m_position, m_bounds.textEnd) : nullptr;
 }
 
 CACHE_LINE_BEGIN char* Parser::GetToken(const char* delimiters)

@@ -43,7 +43,7 @@ static int readNumbers(const char* text, Values*... values)
 {
     int count = 0;
     if (text) {
-        (void)(... && (readNumber(&text, values) && ++count));
+        (void)(... && (readNumber(&text, values) && (++count, true)));
     }
     return count;
 }
@@ -233,7 +233,7 @@ bool Parser::_readValues(const char* token, const char* name, const char* compla
     }
     int count = 0;
     if (_cutMark('=')) {
-        (void)(... && (_cutNumber(values) && ++count));
+        (void)(... && (_cutNumber(values) && (++count, true)));
     }
     if (count < required) {
         owLogger::log(3, complaint, name);

@@ -50,24 +50,28 @@ StringTable::StringTable() : m_loaded(0), m_table(nullptr)
     g_stringTblPtr = this;
 }
 
-StringTable::~StringTable()
+static void freeTexts(HashTable<_StringTableNode_s>* table)
 {
-    g_stringTblPtr = nullptr;
-    if (!m_table) {
-        return; // without a memory manager there are no entries, and an export would empty an existing strings file
-    }
-    assert(keepsItsRules(*m_table));
-    if (!m_loaded) {
-        _exportStringTable();
-    }
     HashTableIter_t<_StringTableNode_s> it;
-    const _StringTableNode_s* entry = m_table->getFirstElement(it);
-    for (; entry; entry = m_table->getNextElement(it)) {
+    const _StringTableNode_s* entry = table->getFirstElement(it);
+    for (; entry; entry = table->getNextElement(it)) {
         if (entry->string) {
             FreeInBank(0, entry->string);
         }
     }
-    m_table->removeAll(true);
+}
+
+StringTable::~StringTable()
+{
+    g_stringTblPtr = nullptr;
+    if (m_table) { // null without a memory manager: an export would then empty an existing strings file
+        assert(keepsItsRules(*m_table));
+        if (!m_loaded) {
+            _exportStringTable();
+        }
+        freeTexts(m_table);
+        m_table->removeAll(true);
+    }
     delete m_table;
 }
 

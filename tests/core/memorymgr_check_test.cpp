@@ -171,6 +171,17 @@ TEST_F(Check, AnswersMemerrSizeForACircleWhoseSumIsTheSizeOfTheBank)
     EXPECT_EQ(check(), MEMERR_SIZE);
 }
 
+// A walk around a circle ends after 44 nodes, one more than the bank has room for, and one.
+TEST_F(Check, AnswersMemerrSizeForACircleOfFreeNodesThatSeemsToFillTheBank)
+{
+    alarm(60);
+    MemoryHeapNode_s* const head = m_memory.banks[0].freeList;
+    head->next = head;
+    setHeaderWord(m_freed, 1, 16);
+    setHeaderWord(m_last, 1, 192); // the sum is 128 + 192 + 44 * 16 = 1024
+    EXPECT_EQ(check(), MEMERR_SIZE);
+}
+
 TEST_F(Check, ReportsAFreeNodeWithoutItsMarkBeforeACircleOfTheUsedList)
 {
     alarm(60);

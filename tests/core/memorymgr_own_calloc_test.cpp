@@ -19,6 +19,8 @@ extern "C" void __libc_free(void* block);
 static const int sc_noBank = -2;               // the C library's own memory
 static std::atomic<int> s_bank(sc_noBank);     // where malloc and calloc take their memory from
 static std::atomic<unsigned int> s_callocs(0); // how many callocs a bank has served
+static void (*s_duringCalloc)();               // called once, in the next calloc
+static const char* s_name = "program/malloc";  // the source name of the bank's blocks that malloc and calloc take
 
 // In front of each block of this program's malloc.
 struct alignas(16) Tag {
@@ -31,8 +33,7 @@ static void* makeBlock(size_t size, size_t alignment)
 {
     const int bank = s_bank;
     const size_t whole = size + sizeof(Tag) + alignment;
-    void* start =
-        bank == sc_noBank ? __libc_malloc(whole) : g_MemoryPtr->alloc(bank, whole, "program/malloc", __LINE__);
+    void* start = bank == sc_noBank ? __libc_malloc(whole) : g_MemoryPtr->alloc(bank, whole, s_name, __LINE__);
     if (!start) {
         return nullptr;
     }
@@ -50,6 +51,9 @@ extern "C" void* malloc(size_t size)
 extern "C" void* calloc(size_t count, size_t size)
 {
     s_callocs += s_bank != sc_noBank;
+    if (s_duringCalloc) {
+        std::exchange(s_duringCalloc, nullptr)();
+    }
     void* block = makeBlock(count * size, alignof(Tag));
     return block ? memset(block, 0, count * size) : nullptr;
 }
@@ -171,6 +175,53 @@ TEST_F(OwnCalloc, FromABankThatOverflowsServesTheTables)
     s_bank = sc_noBank;
     expectBlocksAndFreeThem();
     expectTheTablesAloneIn(m_memory.banks[1]);
+}
+
+// The number that a block's header has for its source name.
+unsigned int nameNumberOf(const void* block)
+{
+    unsigned int number;
+    memcpy(&number, &(static_cast<const MemoryHeapNode_s*>(block) - 1)->file, sizeof(number));
+    return number;
+}
+
+// The table of names grows for a name that it does not have yet. The block for the growth has this very name.
+TEST_F(OwnCalloc, MayUseTheSourceNameForWhichTheTableGrows)
+{
+    s_bank = -1;
+    for (size_t i = 0; i < sc_blocks; ++i) {
+        s_name = nameOf(i);
+        m_blocks[i] = m_memory.alloc(-1, 8, nameOf(i), static_cast<unsigned int>(i));
+    }
+    s_bank = sc_noBank;
+    EXPECT_EQ(s_callocs > 0, sizeof(void*) > 4); // a 32-bit host has no tables
+    for (void* block : m_blocks) {
+        const char* name = (static_cast<MemoryHeapNode_s*>(block) - 1)->file;
+        void* later = m_memory.alloc(-1, 8, name, 1);
+        EXPECT_EQ(nameNumberOf(later), nameNumberOf(block)); // each name has one number
+        m_memory.free(-1, later);
+    }
+    expectBlocksAndFreeThem();
+}
+
+// Two threads find that the table of fallback links has to grow, and both get memory for it.
+TEST_F(OwnCalloc, MayWaitForAThreadThatMakesTheSameTableGrow)
+{
+    static void* s_otherBlock;
+    s_duringCalloc = [] {
+        std::thread([] { s_otherBlock = g_MemoryPtr->alloc(0, 1 << 16, "other", 1); }).join(); // larger than bank 0
+    };
+    for (size_t i = 0; i < sc_blocks; ++i) {
+        m_blocks[i] = m_memory.alloc(-1, 8, nameOf(0), static_cast<unsigned int>(i));
+    }
+    s_duringCalloc = nullptr;
+    for (void* block : m_blocks) {
+        EXPECT_EQ(m_memory.free(-1, block), 0);
+    }
+    EXPECT_EQ(s_otherBlock != nullptr, sizeof(void*) > 4); // a 32-bit host has no tables
+    if (s_otherBlock) {
+        EXPECT_EQ(m_memory.free(0, s_otherBlock), 0);
+    }
 }
 
 TEST_F(OwnCalloc, ServesTheTablesOfSeveralThreads)

@@ -2,7 +2,8 @@
 // run of a game would write.
 //
 // This program defines fopen_mac, records each call and passes it on to the file library. It also defines issetugid:
-// with this call core asks whether the process has extra rights.
+// with this call core asks whether the process has extra rights. With lstat, stat and readlink, which it defines too,
+// core looks for links in a path.
 #include "tests/support/game_memory.h"
 
 #include "core/platform.h"
@@ -12,8 +13,11 @@
 #include "tests/support/watched_log.h"
 
 #include <dlfcn.h>
+#include <errno.h>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <random>
 #include <sched.h>
 #include <sys/prctl.h>
@@ -24,6 +28,7 @@
 
 static std::string s_opened; // "open PATH MODE, close, open PATH MODE"
 static FILE* s_open;
+static const char sc_nowhere[] = "/nowhere"; // this program makes no file in the root folder
 
 static void note(const std::string& what)
 {
@@ -33,6 +38,9 @@ static void note(const std::string& what)
 FILE* fopen_mac(const char* path, const char* mode)
 {
     note("open " + std::string(path) + " " + mode);
+    if (strncmp(path, sc_nowhere, strlen(sc_nowhere)) == 0) {
+        return nullptr;
+    }
     s_open =
         reinterpret_cast<FILE* (*)(const char*, const char*)>(dlsym(RTLD_NEXT, "_Z9fopen_macPKcS0_"))(path, mode);
     return s_open;
@@ -43,6 +51,46 @@ static bool s_hasExtraRights;
 extern "C" int issetugid()
 {
     return s_hasExtraRights ? 1 : 0;
+}
+
+// What lstat and stat say about a path if a test has changed it. A mode of 0: there is no such file.
+struct Answer {
+    mode_t mode;
+    uid_t owner;
+    nlink_t names;
+};
+
+static std::map<std::string, Answer> s_ofLstat; // by path
+static std::map<std::string, Answer> s_ofStat;
+static bool s_linkIsGone; // readlink finds no link
+
+static int give(const Answer& answer, struct stat* status)
+{
+    *status = {};
+    status->st_mode = answer.mode;
+    status->st_uid = answer.owner;
+    status->st_nlink = answer.names;
+    errno = ENOENT;
+    return answer.mode == 0 ? -1 : 0;
+}
+
+extern "C" int lstat(const char* path, struct stat* status) noexcept
+{
+    const auto answer = s_ofLstat.find(path);
+    return answer == s_ofLstat.end() ? fstatat(AT_FDCWD, path, status, AT_SYMLINK_NOFOLLOW)
+                                     : give(answer->second, status);
+}
+
+extern "C" int stat(const char* path, struct stat* status) noexcept
+{
+    const auto answer = s_ofStat.find(path);
+    return answer == s_ofStat.end() ? fstatat(AT_FDCWD, path, status, 0) : give(answer->second, status);
+}
+
+extern "C" ssize_t readlink(const char* path, char* target, size_t size) noexcept
+{
+    errno = EINVAL;
+    return s_linkIsGone ? -1 : readlinkat(AT_FDCWD, path, target, size);
 }
 
 extern "C" int fclose(FILE* file)
@@ -790,6 +838,58 @@ TEST(Links, ASecondNameIsNotWrittenWhereAnotherGroupCanMakeOne)
         ASSERT_EQ(chmod(folder.c_str(), row.mode), 0);
         EXPECT_EQ(messagesOfARun().empty(), row.isWritten) << &row - sc_folders;
     }
+}
+
+// Another process may remove the link or the folder while the game looks at the path.
+TEST(Links, ThatVanishMeanwhileAreNotWrittenThrough)
+{
+    std::filesystem::create_symlink("tuned", dataFolder() + "/memory.dat");
+    s_linkIsGone = true;
+    EXPECT_NE(messagesOfARun(), "");
+    s_linkIsGone = false;
+    EXPECT_EQ(messagesOfARun(), "");
+    EXPECT_EQ(readFile(dataFolder() + "/tuned"), "heap=1024\n");
+}
+
+// The owner of the root folder is trusted. If the system does not tell the owner, only root and the game's user are.
+TEST(Links, OfTheRootFoldersOwnerAreFollowedOnlyIfTheSystemTellsTheOwner)
+{
+    const std::string file = dataFolder() + "/memory.dat";
+    std::filesystem::create_symlink("tuned", file);
+    s_ofLstat[file] = {S_IFLNK | 0777, sc_victim, 1};
+    s_ofStat["/"] = {S_IFDIR | 0755, sc_victim, 1};
+    EXPECT_EQ(messagesOfARun(), "");
+    s_ofStat["/"].mode = 0;
+    EXPECT_NE(messagesOfARun(), "");
+}
+
+// What a manager with this bank-size file opens at its end, if the file has a second name.
+std::string openedFor(const std::string& file)
+{
+    s_ofLstat[file] = {S_IFREG | 0644, 0, 2};
+    {
+        GameMemory memory;
+        strcpy(memory.bankSizePath, file.c_str());
+        s_opened.clear();
+    }
+    return s_opened;
+}
+
+TEST(Links, ASecondNameIsNotWrittenWhenItsFolderVanishesMeanwhile)
+{
+    std::filesystem::create_directory("folder");
+    chmod("folder", 0755);
+    EXPECT_EQ(openedFor("folder/sizes"), "open folder/sizes wb, close");
+    s_ofStat["folder"] = {0, 0, 0};
+    EXPECT_EQ(openedFor("folder/sizes"), "");
+}
+
+TEST(Links, ASecondNameInTheRootFolderIsNotWrittenIfOtherUsersCanMakeFilesThere)
+{
+    s_ofStat["/"] = {S_IFDIR | 0755, 0, 1};
+    EXPECT_EQ(openedFor("/nowhere.dat"), "open /nowhere.dat wb");
+    s_ofStat["/"].mode = S_IFDIR | 0777;
+    EXPECT_EQ(openedFor("/nowhere.dat"), "");
 }
 
 TEST(Links, ThatLeadInACircleAreGivenUp)

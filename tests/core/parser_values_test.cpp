@@ -9,9 +9,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cxxabi.h>
+#include <dlfcn.h>
+#include <functional>
+#include <future>
 #include <limits.h>
 #include <locale.h>
 #include <math.h>
+#include <sched.h>
+#include <signal.h>
+#include <stdlib.h>
 
 static std::string said(const std::string& message)
 {
@@ -21,6 +29,43 @@ static std::string said(const std::string& message)
 static std::string saidOnLine(const std::string& message, int line)
 {
     return said(message + " on line " + std::to_string(line) + ".");
+}
+
+// ---- the calls of the system that a test looks into ----
+
+#define NEXT(function) reinterpret_cast<decltype(&function)>(dlsym(RTLD_NEXT, #function))
+
+static std::function<void()> s_duringNewlocale; // called once
+static thread_local bool s_isSecondReader;
+static std::atomic<bool> s_hasSecondArrived(false); // where a thread waits until another has made a static object
+
+extern "C" locale_t newlocale(int categories, const char* name, locale_t base) noexcept
+{
+    if (s_duringNewlocale) {
+        std::exchange(s_duringNewlocale, nullptr)();
+    }
+    return NEXT(newlocale)(categories, name, base);
+}
+
+namespace __cxxabiv1 {
+extern "C" int __cxa_guard_acquire(__guard* object)
+{
+    if (s_isSecondReader) {
+        s_hasSecondArrived = true;
+    }
+    return NEXT(__cxa_guard_acquire)(object);
+}
+} // namespace __cxxabiv1
+
+// What the C library reads wrongly.
+enum Fault { FAULT_NONE, FAULT_VALUE, FAULT_END };
+static Fault s_fault = FAULT_NONE;
+
+extern "C" float strtof_l(const char* text, char** end, locale_t locale) noexcept
+{
+    const float value = NEXT(strtof_l)(text, end, locale);
+    *end += s_fault == FAULT_END;
+    return s_fault == FAULT_VALUE ? value + 1 : value;
 }
 
 // ---- lines of bare values ----
@@ -345,6 +390,51 @@ TEST(Numbers, HaveAPointInEveryLocale)
         EXPECT_EQ(second, 2.0f) << text;
     }
 }
+
+static float parsed(const char* text)
+{
+    TextParser parser(text);
+    float value = -77;
+    EXPECT_TRUE(parser.ParseFloat(&value)) << text;
+    return value;
+}
+
+// The C library reads these two numbers, in a locale that the first of them makes.
+TEST(Numbers, TwoThreadsMayReadTheirFirstAtTheSameTime)
+{
+    std::future<float> second;
+    s_duringNewlocale = [&second] {
+        second = std::async(std::launch::async, [] {
+            s_isSecondReader = true;
+            return parsed("2.5e0");
+        });
+        while (!s_hasSecondArrived) {
+            sched_yield();
+        }
+    };
+    EXPECT_EQ(parsed("1.5e0"), 1.5f);
+    if (!second.valid()) {
+        GTEST_SKIP() << "another test of this process has read a number before";
+    }
+    EXPECT_EQ(second.get(), 2.5f);
+}
+
+#ifndef NDEBUG
+
+// A build with assertions compares each plain number with what the C library reads.
+TEST(Numbers, APlainOneThatTheLibraryReadsOtherwiseEndsTheProcess)
+{
+    for (const Fault fault : {FAULT_VALUE, FAULT_END}) {
+        const auto read = [fault] {
+            signal(SIGABRT, [](int) { exit(3); });
+            s_fault = fault;
+            parsed("1.5");
+        };
+        EXPECT_EXIT(read(), testing::ExitedWithCode(3), "2: plain numbers have the same value to the last bit");
+    }
+}
+
+#endif
 
 TEST(Numbers, AnIncompleteNumberEndsBeforeItsIncompletePart)
 {

@@ -15,7 +15,9 @@
 #include <chrono>
 #include <functional>
 #include <malloc.h>
+#include <new>
 #include <objc/runtime.h>
+#include <set>
 #include <sstream>
 #include <string>
 #include <sys/prctl.h>
@@ -537,6 +539,17 @@ static int s_closings;
 }
 @end
 
+// AppKit may not list a window before it is shown.
+@interface UnlistedWindow : NSObject
+- (void)close;
+@end
+@implementation UnlistedWindow
+- (void)close
+{
+    s_closings++;
+}
+@end
+
 TEST_F(PlainScreen, AWindowOfTheGamesOwnWillDoAsWell)
 {
     [NSApplication sharedApplication];
@@ -550,6 +563,12 @@ TEST_F(PlainScreen, AWindowOfTheGamesOwnWillDoAsWell)
     EXPECT_EQ(cursor(), "10 20");
     Platform::DestructWindow(own);
     EXPECT_EQ(s_closings, 1);
+    id unlisted = [[[UnlistedWindow alloc] init] autorelease];
+    Platform::DestructWindow(unlisted);
+    EXPECT_EQ(s_closings, 2);
+    ASSERT_TRUE(startGame());
+    Platform::DestructWindow(unlisted);
+    EXPECT_EQ(s_closings, 3);
 }
 
 TEST_F(PlainScreen, AWindowClosedTwiceIsClosedOnce)
@@ -584,6 +603,73 @@ TEST_F(PlainScreen, AWindowThatCannotBeMadeIsNullAndNothingIsRemembered)
         Platform::SetFullscreenWindow(window(), fullScreen, 800, 600);
         EXPECT_EQ(Platform::GetWindow(), nullptr);
     }
+}
+
+static size_t s_refused; // the size of the blocks for which there is no memory; 0: none
+
+void* operator new(size_t size)
+{
+    if (s_refused != 0 && size == s_refused) {
+        throw std::bad_alloc();
+    }
+    static const auto s_next = reinterpret_cast<void* (*)(size_t)>(dlsym(RTLD_NEXT, "_Znwm"));
+    return s_next(size);
+}
+
+TEST_F(PlainScreen, AWindowThatTheresNoMemoryToNoteIsNull)
+{
+    startGame();
+    const NSUInteger count = countWindows();
+    s_refused = sizeof(std::_Rb_tree_node<const void*>); // of the library's set of windows
+    EXPECT_EQ(Platform::InitWindow(0, nullptr, "Brackenlow", nullptr, nullptr, 1, 2, 300, 400, false, false, nullptr),
+              nullptr);
+    s_refused = 0;
+    EXPECT_EQ(countWindows(), count);
+}
+
+static bool s_hasTitles = true;
+
+static id titleOfNSWindow(id window)
+{
+    const IMP own = class_getMethodImplementation([NSWindow class], @selector(title));
+    return reinterpret_cast<id (*)(id, SEL)>(reinterpret_cast<void (*)()>(own))(window, @selector(title));
+}
+
+TEST_F(PlainScreen, ATitleThatTheresNoMemoryForIsEmptyAfterTheSwitch)
+{
+    const auto title = [](id window, SEL) -> id { return s_hasTitles ? titleOfNSWindow(window) : nil; };
+    const char longTitle[] = "Brackenlow, with more than 15 bytes";
+    [startGame() setTitle:[NSString stringWithUTF8String:longTitle]];
+    class_addMethod(object_getClass(window()), @selector(title), reinterpret_cast<IMP>(+title), "@@:");
+    s_refused = sizeof(longTitle); // of the library's copy
+    Platform::SetFullscreenWindow(window(), true, 1024, 768);
+    s_refused = 0;
+    EXPECT_STREQ([titleOfNSWindow(window()) UTF8String], "");
+
+    [window() setTitle:[NSString stringWithUTF8String:longTitle]];
+    s_hasTitles = false; // AppKit has no memory for the text
+    Platform::SetFullscreenWindow(window(), false, 800, 600);
+    EXPECT_STREQ([titleOfNSWindow(window()) UTF8String], "");
+}
+
+static int s_resets;
+
+// The Mac's AppKit has no such method.
+TEST_F(PlainScreen, TheScreensAreReadAgainIfAppKitHasAMethodForIt)
+{
+    const auto reset = [](id, SEL) { s_resets++; };
+    const auto responds = [](id, SEL, SEL) -> BOOL { return NO; };
+    Class screens = object_getClass([NSScreen class]);
+    class_replaceMethod(screens, @selector(resetScreens), reinterpret_cast<IMP>(reinterpret_cast<void (*)()>(+reset)),
+                        "v@:");
+    ASSERT_TRUE(startGame());
+    s_resets = 0;
+    ASSERT_TRUE(startGame());
+    EXPECT_EQ(s_resets, 1);
+    class_addMethod(screens, @selector(respondsToSelector:),
+                    reinterpret_cast<IMP>(reinterpret_cast<void (*)()>(+responds)), "c@::");
+    ASSERT_TRUE(startGame());
+    EXPECT_EQ(s_resets, 1);
 }
 
 TEST_F(PlainScreen, ATitleIsUtf8OrMacRomanAndSurvivesTheSwitch)

@@ -17,7 +17,7 @@ COMMAND = "./run prove R11"
 PRESETS = {"release": [], "powerpc": ["qemu-ppc", "-L", "/usr/powerpc-linux-gnu"],
            "aarch64": ["qemu-aarch64", "-L", "/usr/aarch64-linux-gnu"]}
 HOSTS_32 = ["powerpc"]
-COMPILERS = ["g++-12", "g++-14", "clang++-14", "clang++-15", "clang++-16", "clang++-17", "clang++-18", "clang++-19"]
+COMPILERS = ["g++-11", "g++-12", "g++-13", "g++-14", "clang++-14", "clang++-15", "clang++-16", "clang++-17", "clang++-18", "clang++-19"]
 LEVELS = ["-O0", "-O1", "-O2", "-O3", "-Os"]
 TARGETS = ["prove_outputs", "core_demo"]
 FILES = ["snapshot", "sizes", "strings.utf8", "ini", "values"]

@@ -1,6 +1,7 @@
 // The tables that a 64-bit build keeps for the 32-bit references in block headers, also when there is no memory for
 // the tables to grow. A 32-bit build has plain pointers in the headers and gives the same results.
 #include "core/memorymgr.h"
+#include "core/memorymgr_chunks.h"
 #include "tests/support/game_memory.h"
 
 #include <algorithm>
@@ -160,6 +161,28 @@ TEST(Links, ReadAndAssignLikePointers)
     EXPECT_EQ(static_cast<MemoryHeapNode_s*>(older->next), older);
     older->next = nullptr;
     EXPECT_EQ(static_cast<MemoryHeapNode_s*>(older->next), nullptr);
+}
+
+// The library's tables have 20 chunks, which nearly 2^30 fallback blocks would fill.
+TEST(Tables, WithAllTheirChunksWantNoMoreMemoryAndDealNoMoreEntries)
+{
+    std::vector<int> first(1024);
+    std::vector<int> second(2048);
+    ChunkedTable<int, 2> table(first.data());
+    unsigned int dealt = 0;
+    while (table.bytesWanted() == 0 && dealt < 1024) {
+        EXPECT_EQ(table.at(table.deal()), &first[dealt]);
+        dealt += 1;
+    }
+    EXPECT_EQ(dealt, 1024u - 64u); // the other 64 are for threads that are in calloc
+    EXPECT_EQ(table.bytesWanted(), second.size() * sizeof(int));
+    table.grow(second.data());
+    for (; dealt < 1024 + 2048; ++dealt) {
+        EXPECT_EQ(table.bytesWanted(), 0u);
+        EXPECT_EQ(table.at(table.deal()), dealt < 1024 ? &first[dealt] : &second[dealt - 1024]);
+    }
+    EXPECT_EQ(table.bytesWanted(), 0u);
+    EXPECT_EQ(table.deal(), sc_noEntry);
 }
 
 #ifdef CAN_RUN_OUT

@@ -20,6 +20,7 @@
 #include <sched.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 static std::string said(const std::string& message)
 {
@@ -426,7 +427,7 @@ TEST(Numbers, APlainOneThatTheLibraryReadsOtherwiseEndsTheProcess)
 {
     for (const Fault fault : {FAULT_VALUE, FAULT_END}) {
         const auto read = [fault] {
-            signal(SIGABRT, [](int) { exit(3); });
+            signal(SIGABRT, [](int) { _exit(3); });
             s_fault = fault;
             parsed("1.5");
         };

@@ -6,6 +6,7 @@
 #include <functional>
 #include <signal.h>
 #include <stdlib.h>
+#include <unistd.h>
 #include <utility>
 
 namespace {
@@ -43,7 +44,7 @@ TEST(CheckedBuild, EndsTheProcessWhenTheRegionsBreakARule)
 {
     for (const Broken& broken : sc_rules) {
         const auto play = [&broken] {
-            signal(SIGABRT, [](int) { exit(3); });
+            signal(SIGABRT, [](int) { _exit(3); });
             GameMemory memory;
             memory.defineLocAllocCb(MEMLOC_DEFAULT, breakAndAlloc);
             memory.defineHeap("heap", broken.hasRegion ? 4096 : 0xfffff000);

@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -107,7 +108,7 @@ private:
 // A process that a signal ends does not write its counts of lines that ran.
 void endAtAbort()
 {
-    signal(SIGABRT, [](int) { exit(sc_ended); });
+    signal(SIGABRT, [](int) { _exit(sc_ended); });
 }
 
 struct Broken {

@@ -135,8 +135,8 @@ class Build:
             self.linkers[target] = [line for line in commands if line.startswith(": && ")][-1]
 
     def compile(self, source, made, changed, output):
-        """Compiles the file changed in the place of the source; true when it compiles. Debug information would differ
-        where the code is the same, so there is none."""
+        """Compiles the file changed in the place of the source; true when it compiles. The object has no
+        debug information, which would differ where the code is the same."""
         words = shlex.split(self.compilers[source][made])
         words[words.index("-o") + 1] = output
         words[words.index("-c") + 1] = changed

@@ -181,7 +181,8 @@ MemoryHeapNode_s* FreeIndex::_firstLargeFrom(unsigned long size) const
     return isNewest ? const_cast<MemoryHeapNode_s*>(m_newest) : node;
 }
 
-// Returns the number of the first word of m_groups after the word `group` that is not 0; sc_noClass if there is none.
+// Looks for a word of m_groups that is not 0, after the word `group`. Returns the number of the first such word;
+// sc_noClass if all words after `group` are 0.
 // Not inlined, because only banks with more than 4096 classes have more than one word.
 unsigned int FreeIndex::_firstGroupAfter(unsigned int group) const
 {

@@ -52,7 +52,7 @@ inline unsigned int FreeIndex::_largeClassOf(unsigned int size) const
     return m_largeOffset + top * 4 + (size >> (top - 2) & 3);
 }
 
-// Returns the first class from number on that has nodes; sc_noClass if there is none.
+// Returns the first class from number on that has nodes; sc_noClass if no class from number on has nodes.
 inline unsigned int FreeIndex::_firstClassFrom(unsigned int number) const
 {
     const unsigned int word = number / sc_wordBits;
@@ -133,8 +133,8 @@ inline MemoryHeapNode_s* FreeIndex::_headOf(unsigned int number) const
     return number != sc_noClass ? _nodeAt(m_heads[number] - 1) : nullptr;
 }
 
-// Returns the first node of at least size bytes; null if there is none. The header of a node in an exact class usually
-// has the size of the class; then the node lies in the bank as well.
+// Returns the first node of at least size bytes; null if all free nodes are smaller. Usually the header of a node in an
+// exact class has the size of that class. Then the whole node lies in the bank, and no further check is needed.
 inline FreeIndex::Found FreeIndex::_firstFrom(unsigned long size) const
 {
     if (m_newest == m_first && m_newestSize >= size) { // a shortcut: no node comes before it

@@ -254,7 +254,7 @@ const char* Parser::_cutValueLine(bool keepSpaces)
 }
 
 // Cuts the next word at *position, which is not null, and moves *position to the character after its NUL. Returns the
-// word; null if there is none.
+// word; null if only blanks are left on the line.
 static inline __attribute__((always_inline)) char* cutWord(char** position, char* textEnd)
 {
     char* word = *position;

@@ -54,8 +54,8 @@ private:
     void _checkRest(size_t begin, size_t end);
     void _checkEscapes(const QuotedText& text);
 
-    // Returns the offset of the first such letter from begin on; end or more if there is none before end. Does not look
-    // behind end, because the text after it is the rest of the file.
+    // Returns the offset of the first such letter from begin on; end or more if no such letter is before end. Does not
+    // search the text after end, which is the rest of the file.
     size_t _find(char letter, size_t begin, size_t end) const
     {
         return std::string_view(m_text).substr(0, end).find(letter, begin);
